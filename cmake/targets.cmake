@@ -1,0 +1,34 @@
+# How this tree declares its targets: every folder is one target, and its link libraries are the
+# rooms that it may include.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+pkg_check_modules(ZMQ REQUIRED IMPORTED_TARGET libzmq)
+
+add_library(q5_options INTERFACE)
+target_include_directories(q5_options INTERFACE ${CMAKE_SOURCE_DIR})
+target_compile_options(q5_options INTERFACE
+  -Wall -Wextra -Wshadow -Wformat=2 -Wundef -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+target_link_libraries(q5_options INTERFACE Threads::Threads)
+if(Q5_SANITIZE)
+  target_compile_options(q5_options INTERFACE
+    -fsanitize=${Q5_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1)
+  target_link_options(q5_options INTERFACE -fsanitize=${Q5_SANITIZE})
+endif()
+if(Q5_FUZZ)
+  # every room is instrumented for coverage; only the fuzz targets link the driver
+  target_compile_options(q5_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+# q5_library(NAME SOURCES... LINK ROOMS...)
+function(q5_library name)
+  cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})
+  add_library(${name} STATIC ${ARG_UNPARSED_ARGUMENTS})
+  target_link_libraries(${name} PUBLIC q5_options ${ARG_LINK})
+endfunction()
+
+# q5_program(NAME SOURCES... LINK ROOMS...)
+function(q5_program name)
+  cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})
+  add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
+  target_link_libraries(${name} PRIVATE q5_options ${ARG_LINK})
+endfunction()

@@ -1,0 +1,30 @@
+// A counting semaphore whose timed wait runs on the machine's clock (backend.h).
+// Threads: any thread may post or wait. Not for signal handlers.
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+
+#include "platform/clock.h"
+
+namespace platform {
+
+class Semaphore {
+ public:
+  explicit Semaphore(unsigned value = 0) : value_(value) {}
+  Semaphore(const Semaphore&) = delete;
+  Semaphore& operator=(const Semaphore&) = delete;
+
+  void Post();
+  void Wait();
+  bool TryWait();
+  /// False when `monotonic_deadline` passed first.
+  bool WaitUntil(Nanoseconds monotonic_deadline);
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable posted_;
+  unsigned value_;
+};
+
+}  // namespace platform
