@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string>
 
-#include "common/lib/build_info.h"
+#include "common/log/build_info.h"
 #include "common/log/logger_mgr.h"
 #include "mos/options.h"
 #include "mos/process_flags.h"

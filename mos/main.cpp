@@ -10,7 +10,7 @@
 #include <syslog.h>
 
 #include "common/dev/fpga/fpga_dev.h"
-#include "common/lib/build_info.h"
+#include "common/log/build_info.h"
 #include "common/log/logger_mgr.h"
 #include "libs/zmb/src/zmb_log.h"
 #include "mos/daemonize.h"

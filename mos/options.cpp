@@ -7,7 +7,7 @@
 #include <cstdarg>
 #include <cstdlib>
 
-#include "common/lib/build_info.h"
+#include "common/log/build_info.h"
 #include "common/log/logger_mgr.h"
 #include "libs/zmb/src/zmb_id.h"
 #include "mos/process_flags.h"

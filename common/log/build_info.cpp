@@ -1,4 +1,4 @@
-#include "common/lib/build_info.h"
+#include "common/log/build_info.h"
 
 #include "common/log/logger_mgr.h"
 
