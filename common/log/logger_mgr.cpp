@@ -14,6 +14,7 @@ namespace Logger {
 
 std::array<std::atomic<int>, maxlogL> logger_mgr::_verbose{};
 const std::array<const char*, maxlogL>& logger_mgr::_moduleStr = kModuleTexts;
+std::atomic<long> logger_mgr::utc_offset_{0};
 char logger_mgr::_logstr[1025];
 std::mutex logger_mgr::log_mutex_;
 
@@ -71,6 +72,7 @@ int logger_mgr::vprint(int module, int level, const char* format, std::va_list a
   tm local{};
   char stamp[16] = "";
   if (localtime_r(&now.tv_sec, &local) != nullptr) {
+    utc_offset_.store(local.tm_gmtoff, std::memory_order_relaxed);
     std::strftime(stamp, sizeof stamp, "%H:%M:%S", &local);
   }
   std::lock_guard lock(log_mutex_);
@@ -84,6 +86,24 @@ int logger_mgr::vprint(int module, int level, const char* format, std::va_list a
     _logstr[length - 1] = '\n';
   }
   return WriteAll(STDERR_FILENO, _logstr, length);
+}
+
+void logger_mgr::PrintFromSignal(int module, int level, const char* format, ...) {
+  if (!LogSamples(module, level)) return;
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const long day_seconds = (now.tv_sec + utc_offset_.load(std::memory_order_relaxed)) % 86400;
+  char line[256];
+  int head = std::snprintf(line, sizeof line, "%02ld:%02ld:%02ld.%09ld %9s:%d ", day_seconds / 3600,
+                           day_seconds / 60 % 60, day_seconds % 60, now.tv_nsec, _moduleStr[module],
+                           level);
+  std::va_list args;
+  va_start(args, format);
+  int body = std::vsnprintf(line + head, sizeof line - static_cast<size_t>(head), format, args);
+  va_end(args);
+  if (body < 0) return;
+  WriteAll(STDERR_FILENO, line,
+           std::min(static_cast<size_t>(head) + static_cast<size_t>(body), sizeof line - 1));
 }
 
 }  // namespace Logger

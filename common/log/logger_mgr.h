@@ -26,12 +26,17 @@ class logger_mgr {
   [[gnu::format(printf, 4, 5)]] static int print(int module, int level, int, const char* format,
                                                  ...);
   static int vprint(int module, int level, const char* format, std::va_list args);
+  /// As print, for signal handlers: takes no lock and allocates nothing, so it may mix with a line that
+  /// another thread writes. Only integers and short texts belong in `format`.
+  [[gnu::format(printf, 3, 4)]] static void PrintFromSignal(int module, int level, const char* format,
+                                                            ...);
   /// True when a message of this module and level would be written.
   static bool LogSamples(int module, int level);
   static void SetModuleLevel(int module, int level);
 
  private:
   static std::array<std::atomic<int>, maxlogL> _verbose;
+  static std::atomic<long> utc_offset_;  // seconds east of UTC, as of the last line
   static const std::array<const char*, maxlogL>& _moduleStr;
   static char _logstr[1025];  // the line being formatted; guarded by log_mutex_
   static std::mutex log_mutex_;

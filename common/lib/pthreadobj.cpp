@@ -1,0 +1,75 @@
+#include "common/lib/pthreadobj.h"
+
+#include <cstdio>
+
+#include "common/log/logger_mgr.h"
+
+using Logger::logger_mgr;
+
+pthreadobj::~pthreadobj() {
+  _running = false;
+  PostWork();
+  JoinThread();
+}
+
+int pthreadobj::Init() {
+  std::lock_guard lock(avlock);
+  workindex = freeindex = 0;
+  available = kSlots;
+  slots_.fill(Slot{});
+  _hasInit = true;
+  return 0;
+}
+
+int pthreadobj::SetCallbackFunction(const char* name, Callback callback, void* data) {
+  std::lock_guard lock(avlock);
+  if (available < 1) {
+    logger_mgr::print(Logger::mainL, Logger::kWarning, 0, "pt:No free index %d \n", freeindex);
+    return -1;
+  }
+  Slot& slot = slots_[static_cast<size_t>(freeindex)];
+  slot.callback = callback;
+  slot.data = data;
+  std::snprintf(slot.name, sizeof slot.name, "%s", name);
+  freeindex = (freeindex + 1) % kSlots;
+  --available;
+  return 0;
+}
+
+void pthreadobj::Release() {
+  startflag = true;
+  PostWork();
+}
+
+int pthreadobj::TakeWork() {
+  std::lock_guard lock(avlock);
+  if (available == kSlots) return -1;
+  int index = workindex;
+  workindex = (workindex + 1) % kSlots;
+  return index;
+}
+
+void pthreadobj::FinishWork(int index) {
+  std::lock_guard lock(avlock);
+  Slot& slot = slots_[static_cast<size_t>(index)];
+  ++available;
+  startflag = false;
+  logger_mgr::print(Logger::mainL, Logger::kDebug, 0, "finished thread function %s\n", slot.name);
+  slot = Slot{};
+}
+
+void pthreadobj::Run() {
+  for (;;) {
+    WaitWork();
+    if (!_running) return;
+    int index = TakeWork();
+    if (index < 0) {
+      logger_mgr::print(Logger::mainL, Logger::kWarning, 0, "pt:No work index %d \n", index);
+      continue;
+    }
+    // The slot stays taken while its callback runs, so nobody else writes it.
+    Slot& slot = slots_[static_cast<size_t>(index)];
+    slot.callback(slot.data);
+    FinishWork(index);
+  }
+}

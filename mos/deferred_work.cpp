@@ -1,0 +1,8 @@
+#include "mos/deferred_work.h"
+
+namespace Mos {
+
+pthreadobj pt;
+pthreadobj nakpt;
+
+}  // namespace Mos

@@ -1,0 +1,105 @@
+// The one place where a host request enters the daemon: MeasMgr::Handle and the table of opcodes.
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include "common/log/logger_mgr.h"
+#include "mos/meas_mgr.h"
+
+namespace Mos {
+namespace {
+
+using Logger::logger_mgr;
+using Logger::measurementL;
+
+// Results of Handle with a meaning of their own; others are the handlers'.
+constexpr int kUnsupported = 3;
+constexpr int kBadRecord = 6;
+constexpr int kClockRefused = 13;  // a handler built no reply
+
+// The largest reply of the catalogue.
+constexpr size_t kReplyBytes = 1178;
+static_assert(sizeof(Msg::HmpPostRep) == kReplyBytes);
+
+struct Entry {
+  int opcode;
+  size_t request_bytes;
+  int (*call)(MeasMgr&, const void* request, void* reply);
+};
+
+template <auto Handler>
+struct Adapter;
+
+template <typename Request, typename Reply, int (MeasMgr::*Handler)(const Request*, Reply*)>
+struct Adapter<Handler> {
+  static_assert(sizeof(Reply) <= kReplyBytes);
+  static constexpr Entry For(int opcode) {
+    return {opcode, sizeof(Request), [](MeasMgr& manager, const void* request, void* reply) {
+              return (manager.*Handler)(static_cast<const Request*>(request),
+                                        static_cast<Reply*>(reply));
+            }};
+  }
+};
+
+constexpr Entry kHandlers[] = {
+    Adapter<&MeasMgr::HandleMsg1F>::For(0x1F), Adapter<&MeasMgr::HandleMsg21>::For(0x21),
+    Adapter<&MeasMgr::HandleMsg35>::For(0x35), Adapter<&MeasMgr::HandleMsg36>::For(0x36),
+    Adapter<&MeasMgr::HandleMsg38>::For(0x38), Adapter<&MeasMgr::HandleMsg46>::For(0x46),
+};
+
+const Entry* FindHandler(int opcode) {
+  const Entry* entry =
+      std::find_if(std::begin(kHandlers), std::end(kHandlers),
+                   [opcode](const Entry& candidate) { return candidate.opcode == opcode; });
+  return entry == std::end(kHandlers) ? nullptr : entry;
+}
+
+// Nothing has built a reply: answer with the module's code for a message it cannot take.
+void HandleMsgBad(Msg::HmpErrorRep& reply) {
+  reply.InitResponse();
+  reply.SetHMPErrorCode(Msg::NAK_MOS_ERR, Msg::NAK_MCODE_UNKNOWNMSG, 0);
+}
+
+}  // namespace
+
+int MeasMgr::Handle(Common::ZmbMessage* msg) {
+  int frame_bytes = 0;
+  void* frame = msg->GetPayload(frame_bytes);
+  const size_t size = frame == nullptr ? 0 : static_cast<size_t>(frame_bytes);
+
+  // Cleared, so that a field that no handler sets goes out as 0.
+  alignas(8) unsigned char buffer[kReplyBytes] = {};
+  auto* head = reinterpret_cast<Msg::HmpMsgHead*>(buffer);
+  if (size > 0) std::memcpy(buffer, frame, std::min(size, sizeof *head));
+  head->Show(Logger::kInfo);
+
+  int result = kBadRecord;
+  const auto* request = static_cast<const Msg::HmpMsgHead*>(frame);
+  if (head->FrameHolds(size) && !request->ChksmInvalid()) {
+    const Entry* entry = FindHandler(head->opcode);
+    if (entry == nullptr) {
+      result = kUnsupported;
+      logger_mgr::print(measurementL, Logger::kDebug, 0,
+                        "<warn func=MeasMgr.Handle req=unsupported/>\n");
+    } else if (head->GetSize() >= static_cast<int>(entry->request_bytes)) {
+      result = entry->call(*this, frame, buffer);
+    }
+  }
+  if (result == kBadRecord) {
+    logger_mgr::print(measurementL, Logger::kDebug, 0, "ERR code \n");
+    logger_mgr::print(measurementL, Logger::kDebug, 0,
+                      "<warn func=MeasMgr.Handle req=CksmInvalid/>\n");
+  }
+
+  if (result != 0) {
+    auto* nak = reinterpret_cast<Msg::HmpErrorRep*>(buffer);
+    if (result == kBadRecord || result == kUnsupported || result == kClockRefused) {
+      HandleMsgBad(*nak);
+    }
+    nak->Show(Logger::kError);
+  }
+  msg->SetPayload(buffer, head->GetSize());
+  return result;
+}
+
+}  // namespace Mos

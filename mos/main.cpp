@@ -1,0 +1,113 @@
+// mos: the measurement daemon. Builds the daemon's objects in their order and hands the main thread to
+// the message loop.
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include <syslog.h>
+
+#include "common/dev/fpga/fpga_dev.h"
+#include "common/log/build_info.h"
+#include "common/log/logger_mgr.h"
+#include "libs/zmb/src/zmb_log.h"
+#include "mos/daemonize.h"
+#include "mos/meas_mgr.h"
+#include "mos/options.h"
+#include "mos/process_flags.h"
+#include "mos/signals.h"
+#include "platform/backend.h"
+#include "platform/log_hook.h"
+
+namespace {
+
+using Logger::kError;
+using Logger::kNotice;
+using Logger::logger_mgr;
+using Logger::mainL;
+
+constexpr char kLogPath[] = "/var/volatile/moslog";
+constexpr char kLockPath[] = "/tmp/moslock";
+constexpr char kBuildInfoPath[] = "/tmp/buildinfo";
+
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+// The rooms below the log write through hooks; give each its module.
+template <int Module>
+void WriteHook(int level, const char* format, std::va_list args) {
+  logger_mgr::vprint(Module, level, format, args);
+}
+
+void ConnectLogHooks() {
+  platform::log_hook.Connect(WriteHook<Logger::commonlibL>);
+  Common::zmb_log.Connect(WriteHook<Logger::zmbL>);
+}
+
+File OpenBuildInfo() {
+  const std::string path = platform::Machine().Path(kBuildInfoPath);
+  File file(std::fopen(path.c_str(), "w+"), std::fclose);
+  if (!file) {
+    const int error = errno;
+    logger_mgr::print(mainL, kError, 0, "Could not get the file descriptor for /tmp/buildinfo\n");
+    logger_mgr::print(mainL, kError, 0, "%s \n", std::strerror(error));
+  }
+  return file;
+}
+
+// The FPGA of the right board, or null with the reason told.
+Dev::FpgaDev* OpenFpga(bool check_board) {
+  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  if (fpga == nullptr) {
+    Mos::StartupError("cannot open %s: %s\n",
+                      platform::Machine().Path(Dev::kFpgaDevicePath).c_str(), std::strerror(errno));
+    return nullptr;
+  }
+  if (check_board && !fpga->IsActualModuleID(Dev::MEAS_MOD)) {
+    Mos::StartupError("!!! error: invalid board to run mos !!!\n");
+    return nullptr;
+  }
+  return fpga;
+}
+
+void PrintBanner(std::FILE* build_info) {
+  std::printf("MOS Build date: %s\n", blddate);
+  std::printf("pid %d\n", static_cast<int>(::getpid()));
+  PrintBuildInfo(stdout);
+  std::fflush(stdout);
+  PrintBuildInfo(build_info);
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  ConnectLogHooks();
+  Mos::Options options;
+  if (auto status = Mos::ParseOptions(argc, argv, options)) return *status;
+  Mos::ValidOptions();
+  if (!Mos::foreground) Mos::daemonize(kLogPath, kLockPath);
+  Mos::AllowCoreDumps();
+  Mos::InstallSignalHandlers();
+  logger_mgr::print(mainL, kNotice, 0, "Logging starts %d\n", static_cast<int>(::getpid()));
+  platform::Machine().SystemLog("mosdaemon", LOG_INFO, "MOS logging starts \n");
+
+  File build_info = OpenBuildInfo();
+  Dev::FpgaDev* fpga = OpenFpga(options.check_board);
+  if (fpga == nullptr) return -1;
+  PrintBanner(build_info.get());
+  Mos::g_fpgafd = fpga->GetDeviceFd();
+
+  Mos::MeasMgr& manager = Mos::MeasMgr::CreateMeasMgr(options.id.c_str(), options.port);
+  Mos::MeasMgr::SetInstance(&manager);
+  manager.SetEeXmlOpt(options.skip_ee2xml);
+  build_info.reset();
+
+  if (manager.Init(fpga->GetRevision()) < 0) {
+    Mos::StartupError("cannot bind the bus end points of %s, port %u: another mos runs here?\n",
+                      options.id.c_str(), options.port);
+    return 1;
+  }
+  manager.Start();
+  return 0;
+}

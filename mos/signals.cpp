@@ -1,0 +1,51 @@
+#include "mos/signals.h"
+
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "common/log/logger_mgr.h"
+
+namespace Mos {
+namespace {
+
+constexpr int kHandled[] = {SIGSEGV, SIGILL, SIGABRT, SIGTERM, SIGPIPE, SIGFPE, SIGBUS};
+
+// SIGUSR1 is logged alike when somebody else installs the handler for it; nothing here does.
+bool IsLogged(int signal_number) {
+  if (signal_number == SIGUSR1) return true;
+  for (int handled : kHandled) {
+    if (handled == signal_number) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void sig_handler(int signal_number) {
+  const int saved_errno = errno;
+  std::signal(signal_number, SIG_DFL);
+  if (IsLogged(signal_number)) {
+    Logger::logger_mgr::PrintFromSignal(Logger::mainL, Logger::kError, "%s.%d received SIGNAL %d\n",
+                                        __func__, __LINE__, signal_number);
+  }
+  errno = saved_errno;
+}
+
+void InstallSignalHandlers() {
+  for (int handled : kHandled) std::signal(handled, sig_handler);
+}
+
+void AllowCoreDumps() {
+  rlimit limit{RLIM_INFINITY, RLIM_INFINITY};
+  if (::setrlimit(RLIMIT_CORE, &limit) == 0) return;
+  // Without the right to raise the hard limit, at least use all of it.
+  if (::getrlimit(RLIMIT_CORE, &limit) == 0) {
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_CORE, &limit);
+  }
+}
+
+}  // namespace Mos
