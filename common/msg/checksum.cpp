@@ -79,18 +79,19 @@ std::uint16_t ByteSum(const void* data, std::size_t size) {
   const auto* bytes = static_cast<const std::uint8_t*>(data);
   if (size < kBlock) return static_cast<std::uint16_t>(SumOneByOne(bytes, size));
   const auto* end = bytes + size;
-  // Four sums at a time, so that an addition need not wait for the one before.
-  __m128i sums[4] = {};
+  // Two sums at a time, so that an addition need not wait for the one before.
+  __m128i sum = _mm_setzero_si128();
+  __m128i other = _mm_setzero_si128();
   for (; size >= 4 * kBlock; size -= 4 * kBlock, bytes += 4 * kBlock) {
-    for (std::size_t i = 0; i < 4; ++i) {
-      sums[i] = _mm_add_epi64(sums[i], BlockSum(bytes + i * kBlock));
-    }
+    __m128i first = _mm_add_epi64(BlockSum(bytes), BlockSum(bytes + kBlock));
+    __m128i second = _mm_add_epi64(BlockSum(bytes + 2 * kBlock), BlockSum(bytes + 3 * kBlock));
+    sum = _mm_add_epi64(sum, first);
+    other = _mm_add_epi64(other, second);
   }
   for (; size >= kBlock; size -= kBlock, bytes += kBlock) {
-    sums[0] = _mm_add_epi64(sums[0], BlockSum(bytes));
+    sum = _mm_add_epi64(sum, BlockSum(bytes));
   }
-  sums[1] = _mm_add_epi64(sums[1], TailSum(end, size));
-  __m128i sum = _mm_add_epi64(_mm_add_epi64(sums[0], sums[1]), _mm_add_epi64(sums[2], sums[3]));
+  sum = _mm_add_epi64(sum, _mm_add_epi64(other, TailSum(end, size)));
   sum = _mm_add_epi64(sum, _mm_unpackhi_epi64(sum, sum));
   return static_cast<std::uint16_t>(_mm_cvtsi128_si32(sum));
 }

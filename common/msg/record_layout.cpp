@@ -26,9 +26,11 @@ double Load(const char* bytes) {
   return static_cast<double>(value);
 }
 
-std::string NumberText(double value) {
+std::string NumberText(const Field& field, const void* record, int index) {
   char text[32];
-  std::snprintf(text, sizeof text, "%.9g", value);  // nine digits tell any float32
+  // nine digits tell any float32, ten any integer
+  int digits = field.type == FieldType::kFloat32 ? 9 : 10;
+  std::snprintf(text, sizeof text, "%.*g", digits, FieldNumber(field, record, index));
   return text;
 }
 
@@ -66,11 +68,11 @@ std::string FieldString(const Field& field, const void* record) {
 
 std::string FieldText(const Field& field, const void* record) {
   if (field.type == FieldType::kText) return '"' + FieldString(field, record) + '"';
-  if (field.count == 1) return NumberText(FieldNumber(field, record));
+  if (field.count == 1) return NumberText(field, record, 0);
   std::string text = "[";
   for (int i = 0; i < field.count; ++i) {
     if (i > 0) text += ' ';
-    text += NumberText(FieldNumber(field, record, i));
+    text += NumberText(field, record, i);
   }
   return text + ']';
 }
