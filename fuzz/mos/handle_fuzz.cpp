@@ -1,0 +1,58 @@
+// Any payload must come back as a complete reply.
+#include <cassert>
+#include <cstdint>
+#include <memory>
+
+#include "mos/meas_mgr.h"
+#include "platform/backend.h"
+#include "platform/fake_clock.h"
+#include "platform/local.h"
+
+namespace {
+
+// A machine without devices: nothing that a request does may reach this one.
+class NoMachine : public platform::Instrument {
+ public:
+  std::unique_ptr<platform::DeviceFile> Open(std::string_view, int, int& error) override {
+    error = ENOENT;
+    return nullptr;
+  }
+  int System(std::string_view) override { return 127 << 8; }
+  int SetRealtime(const timespec&) override { return 0; }
+  timespec Realtime() override { return {}; }
+  std::string HostAddress() override { return "127.0.0.1"; }
+  void SystemLog(std::string_view) override {}
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
+  static NoMachine machine;
+  static platform::FakeClock clock;
+  static platform::LocalBackend backend(machine, clock, "/nonexistent");
+  static platform::ScopedBackend in_place(backend);
+  static Mos::MeasMgr manager(nullptr, 0);
+
+  // Half of the inputs get a right sum, so that the fuzzer reaches the handlers.
+  std::string payload(reinterpret_cast<const char*>(data), size);
+  if (size >= 9 && (data[size - 1] & 1) != 0) {
+    payload.resize(size - 1);
+    payload[4] = static_cast<char>((size - 9) & 0xFF);
+    payload[5] = static_cast<char>((size - 9) >> 8 & 0x7F);
+    unsigned sum = 0;
+    for (size_t i = 0; i < size - 3; ++i) sum += static_cast<unsigned char>(payload[i]);
+    payload[size - 3] = static_cast<char>(sum & 0xFF);
+    payload[size - 2] = static_cast<char>(sum >> 8 & 0xFF);
+  }
+  std::unique_ptr<Common::ZmbMessage> message(
+      Common::ZmbMessage::Init(static_cast<int>(payload.size()) + 1, nullptr, true));
+  message->SetPayload(payload.data(), static_cast<int>(payload.size()));
+  manager.Handle(message.get());
+
+  int length = 0;
+  const auto* reply = static_cast<const unsigned char*>(message->GetPayload(length));
+  assert(length >= 9);
+  assert(length == (reply[4] | reply[5] << 8) + 8);
+  assert(reply[6] == 6 || reply[6] == 21);
+  return 0;
+}

@@ -1,0 +1,96 @@
+// Real programs for the integration tests: started, watched by what they print, and never left behind.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace test {
+
+using Milliseconds = std::chrono::milliseconds;
+
+/// How long a program may take for what a test waits for; far above what it needs.
+inline constexpr Milliseconds kPatience{20000};
+
+/// A directory of its own that goes with the object.
+class TemporaryRoot {
+ public:
+  TemporaryRoot();
+  ~TemporaryRoot();
+  TemporaryRoot(const TemporaryRoot&) = delete;
+  TemporaryRoot& operator=(const TemporaryRoot&) = delete;
+  const std::string& path() const { return path_; }
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+/// One program of this build. Killed, with SIGKILL, when the object goes.
+class Process {
+ public:
+  using Environment = std::map<std::string, std::string>;
+
+  Process(const std::string& program, const std::vector<std::string>& arguments,
+          const Environment& environment = {});
+  ~Process();
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  /// Everything printed so far, on standard output and error together.
+  std::string Output();
+  /// True once `text` stands in the output; false when the program ended or patience ran out first.
+  bool WaitForOutput(const std::string& text, Milliseconds patience = kPatience);
+  /// Exit status, or 128 + signal; nothing when it still runs after `patience`.
+  std::optional<int> Wait(Milliseconds patience = kPatience);
+  bool Running();
+  void Signal(int signal_number);
+  pid_t pid() const { return pid_; }
+  /// Resident memory in KiB.
+  long ResidentKib() const;
+
+ private:
+  void Drain();
+
+  pid_t pid_ = -1;
+  int output_ = -1;
+  std::string text_;
+  std::optional<int> status_;
+};
+
+struct Result {
+  int status;
+  std::string output;
+};
+
+/// Runs one program to its end.
+Result RunProgram(const std::string& program, const std::vector<std::string>& arguments,
+                  const Process::Environment& environment = {});
+
+/// A virtual instrument on a root of its own, ready for use, and a daemon on it.
+class Bench {
+ public:
+  Bench();
+  /// Ends a daemon that went to the background, too.
+  ~Bench();
+
+  /// (Re)starts q5sim, or mos in the foreground until it answers; a failure throws, with what was printed.
+  void StartSimulator();
+  void StartDaemon(const std::vector<std::string>& more_options = {});
+  /// One host command by q5host on this root.
+  Result Host(const std::vector<std::string>& arguments);
+  Result Control(const std::vector<std::string>& words);
+  Process::Environment environment() const { return {{"Q5_ROOT", root.path()}}; }
+  std::string ipc_path() const { return root / "tmp/Mos.MeasMgr.ipc"; }
+
+  TemporaryRoot root;
+  std::unique_ptr<Process> simulator;
+  std::unique_ptr<Process> daemon;
+};
+
+}  // namespace test

@@ -1,0 +1,210 @@
+// MeasMgr::Handle: every record gets a complete reply, and only whole, right ones reach a handler.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <memory>
+
+#include "mos/meas_mgr.h"
+#include "platform/backend.h"
+#include "platform/fake_clock.h"
+#include "platform/local.h"
+#include "tests/mos/record.h"
+
+namespace {
+
+using test::Bytes;
+using test::Record;
+
+// A machine with no devices that remembers the time of day that it was given.
+class Machine : public platform::Instrument {
+ public:
+  std::unique_ptr<platform::DeviceFile> Open(std::string_view, int, int& error) override {
+    error = ENOENT;
+    return nullptr;
+  }
+  int System(std::string_view) override { return 127 << 8; }
+  int SetRealtime(const timespec& time) override {
+    seconds = time.tv_sec;
+    nanoseconds = time.tv_nsec;
+    return 0;
+  }
+  timespec Realtime() override { return {seconds, 0}; }
+  std::string HostAddress() override { return "127.0.0.1"; }
+  void SystemLog(std::string_view) override {}
+
+  time_t seconds = 0;
+  long nanoseconds = -1;
+};
+
+class HandleTest : public testing::Test {
+ protected:
+  HandleTest() {
+    char name[] = "/tmp/q5-handle-XXXXXX";
+    root = mkdtemp(name);
+    std::filesystem::create_directories(root + "/etc");
+    backend = std::make_unique<platform::LocalBackend>(machine, clock, root);
+    in_place = std::make_unique<platform::ScopedBackend>(*backend);
+  }
+  ~HandleTest() override { std::filesystem::remove_all(root); }
+
+  // The reply to a message whose last frame is `payload`.
+  Bytes Ask(const Bytes& payload) {
+    std::unique_ptr<Common::ZmbMessage> message(
+        Common::ZmbMessage::Init(static_cast<int>(payload.size()) + 1, nullptr, true));
+    message->SetPayload(payload.data(), static_cast<int>(payload.size()));
+    result = manager.Handle(message.get());
+    int size = 0;
+    const auto* data = static_cast<const unsigned char*>(message->GetPayload(size));
+    return Bytes(data, data + size);
+  }
+
+  void WriteVersionFile(const std::string& text) {
+    std::ofstream(root + "/etc/varek-fw-version") << text;
+  }
+
+  Machine machine;
+  platform::FakeClock clock;
+  std::string root;
+  std::unique_ptr<platform::LocalBackend> backend;
+  std::unique_ptr<platform::ScopedBackend> in_place;
+  Mos::MeasMgr manager{nullptr, 0};
+  int result = 0;
+};
+
+void ExpectWhole(const Bytes& reply) {
+  ASSERT_GE(reply.size(), 8u);
+  EXPECT_EQ(test::WordAt(reply, 4), static_cast<int>(reply.size()) - 8);
+  EXPECT_EQ(test::WordAt(reply, reply.size() - 2), test::Sum(reply, reply.size() - 2));
+}
+
+void ExpectNak(const Bytes& reply, int opcode) {
+  ASSERT_EQ(reply.size(), 139u);
+  ExpectWhole(reply);
+  EXPECT_EQ(test::WordAt(reply, 2), opcode);
+  EXPECT_EQ(reply[6], 21);
+  EXPECT_EQ(test::WordAt(reply, 7), 2);     // words in the list:
+  EXPECT_EQ(test::WordAt(reply, 9), 2);     // this module
+  EXPECT_EQ(test::WordAt(reply, 11), 448);  // a message it cannot take
+  for (size_t i = 13; i < 137; ++i) EXPECT_EQ(reply[i], 0) << i;
+}
+
+Bytes With(Bytes bytes, size_t offset, int value) {
+  bytes.at(offset) = static_cast<unsigned char>(value);
+  return bytes;
+}
+
+TEST_F(HandleTest, RefusesRecordsThatAreNotWhole) {
+  const Bytes good = Record(0x46);
+  for (size_t size = 0; size < good.size(); ++size) {
+    SCOPED_TRACE(size);
+    Bytes cut(good.begin(), good.begin() + static_cast<long>(size));
+    ExpectNak(Ask(cut), size >= 3 ? -0x46 : 0);
+    EXPECT_EQ(result, 6);
+  }
+  const struct {
+    const char* what;
+    Bytes bytes;
+  } cases[] = {
+      {"len -1", With(With(good, 4, 0xFF), 5, 0xFF)},
+      {"len -32768", With(With(good, 4, 0x00), 5, 0x80)},
+      {"len 32767", With(With(good, 4, 0xFF), 5, 0x7F)},
+      {"len one beyond the frame", With(good, 4, 1)},
+      {"sum off by one", With(good, 6, good[6] ^ 1)},
+      {"sum's high byte wrong", With(good, 7, good[7] ^ 0x80)},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    ExpectNak(Ask(c.bytes), -0x46);
+    EXPECT_EQ(result, 6);
+  }
+}
+
+TEST_F(HandleTest, IgnoresWhatStandsBehindTheRecord) {
+  Bytes padded = Record(0x46);
+  padded.insert(padded.end(), 100000, 0xAA);
+  Bytes reply = Ask(padded);
+  EXPECT_EQ(reply.size(), 49u);
+  EXPECT_EQ(reply[6], 6);
+}
+
+TEST_F(HandleTest, RefusesARecordShorterThanItsOpcodeNeeds) {
+  for (auto [opcode, payload] : {std::pair{0x21, 68}, {0x35, 4}, {0x36, 4}}) {
+    ExpectNak(Ask(Record(opcode, Bytes(static_cast<size_t>(payload) - 1))), -opcode);
+    EXPECT_EQ(Ask(Record(opcode, Bytes(static_cast<size_t>(payload)))).size(), 9u);
+  }
+}
+
+TEST_F(HandleTest, AnswersEveryOpcode) {
+  const std::map<int, size_t> served = {{0x1F, 169}, {0x21, 9},   {0x35, 9},
+                                        {0x36, 9},   {0x38, 175}, {0x46, 49}};
+  const Bytes payload(68);  // enough for every request that is served
+  for (int opcode = -32768; opcode <= 32767; ++opcode) {
+    Bytes reply = Ask(Record(opcode, payload));
+    auto entry = served.find(opcode);
+    // a reply's opcode is negative whatever the request's was
+    const int answer = opcode > 0 ? -opcode : opcode;
+    if (entry == served.end()) {
+      EXPECT_EQ(result, 3) << opcode;
+      ExpectNak(reply, answer);
+    } else {
+      EXPECT_EQ(result, 0) << opcode;
+      EXPECT_EQ(reply.size(), entry->second) << opcode;
+      EXPECT_EQ(reply[6], 6) << opcode;
+      EXPECT_EQ(test::WordAt(reply, 2), answer);
+      ExpectWhole(reply);
+    }
+    ASSERT_FALSE(HasFailure()) << opcode;
+    EXPECT_EQ(reply[0], 0x11);
+    EXPECT_EQ(reply[1], 0x22);
+  }
+}
+
+TEST_F(HandleTest, VersionsComeFromTheFirmwareFile) {
+  const struct {
+    const char* file;
+    const char* version;
+  } cases[] = {
+      {"varek_fw_version=5.4.0.17\n", "5.4.0.17"},
+      {"# made by the build\nother=1\nvarek_fw_version=1.2\r\nvarek_fw_version=9\n", "1.2"},
+      {"varek_fw_version=no line end", "no line end"},
+      {"varek_fw_version=a version of more than fifteen characters\n", "a version of mo"},
+      {" varek_fw_version=1\n", ""},
+      {"", ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.file);
+    WriteVersionFile(c.file);
+    Bytes reply = Ask(Record(0x1F));
+    ASSERT_EQ(reply.size(), 169u);
+    auto text = [&](size_t offset) { return std::string(reinterpret_cast<char*>(&reply[offset])); };
+    EXPECT_EQ(text(7), "None");
+    EXPECT_EQ(text(39), "N/A");
+    EXPECT_EQ(text(55), c.version);
+    EXPECT_EQ(text(71), "N/A");
+    EXPECT_EQ(text(87), "TBD");
+    EXPECT_EQ(text(103), "TBD");
+    ExpectWhole(reply);
+  }
+}
+
+TEST_F(HandleTest, VersionsWithoutAFileAreEmpty) {
+  Bytes reply = Ask(Record(0x1F));
+  ASSERT_EQ(reply.size(), 169u);
+  EXPECT_EQ(reply[55], 0);
+}
+
+TEST_F(HandleTest, TimeOfDayReachesTheClock) {
+  EXPECT_EQ(Ask(Record(0x35, {0x80, 0x51, 0x01, 0xF0})).size(), 9u);
+  EXPECT_EQ(machine.seconds, 0xF0015180);  // unsigned: the year 2097, not 1961
+  EXPECT_EQ(machine.nanoseconds, 0);
+}
+
+TEST_F(HandleTest, WhatNobodyKnowsGoesOutAsZero) {
+  for (auto [opcode, size] : {std::pair{0x38, 175u}, {0x46, 49u}}) {
+    Bytes reply = Ask(Record(opcode));
+    ASSERT_EQ(reply.size(), size);
+    for (size_t i = 7; i + 2 < reply.size(); ++i) EXPECT_EQ(reply[i], 0) << opcode << " at " << i;
+  }
+}
+
+}  // namespace
