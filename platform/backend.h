@@ -1,7 +1,8 @@
 // The one seam between the daemon and the machine.
 //
-// Nothing above platform/ opens a device, prefixes a path, runs a shell command, sets the clock, reads
-// an interface's address or sleeps by itself: it asks Machine(). Three back ends implement this class:
+// Nothing above platform/ opens a device, prefixes a path, runs a shell command, sets the clock,
+// reads an interface's address or sleeps by itself: it asks Machine(). Three back ends implement
+// this class:
 //
 //   board    the POSIX call itself, on the instrument's own module
 //   virtual  $Q5_ROOT stands for "/"; devices, commands, mounts and the clock are served by q5sim
@@ -46,7 +47,8 @@ class Backend {
 
   // --- Paths ---
 
-  /// Where the instrument's file `path` (absolute) stands on this machine, for calls that take a path.
+  /// Where the instrument's file `path` (absolute) stands on this machine, for calls that take a
+  /// path.
   virtual std::string Path(std::string_view path) const = 0;
 
   // --- The machine as a whole ---
@@ -63,9 +65,9 @@ class Backend {
   virtual platform::Clock& Clock() = 0;
 };
 
-/// The back end in use. The first call makes it: virtual if the environment variable Q5_ROOT names a
-/// directory, else board. A Q5_ROOT that names none ends the process with a message: running on the
-/// developer's own machine instead would be worse.
+/// The back end in use. The first call makes it: virtual if the environment variable Q5_ROOT names
+/// a directory, else board. A Q5_ROOT that names none ends the process with a message: running on
+/// the developer's own machine instead would be worse.
 Backend& Machine();
 
 /// Puts another back end in place for a scope; for tests.

@@ -1,6 +1,6 @@
 // What stands behind the virtual and the local back end: the devices of one module and the machine
-// around them. simulator/ implements it; the local back end calls it in process, the virtual back end
-// reaches it over q5sim's socket.
+// around them. simulator/ implements it; the local back end calls it in process, the virtual back
+// end reaches it over q5sim's socket.
 //
 // Results follow the kernel's habit: 0 or a count, or a negative errno.
 // Threads: called from any thread, also at the same time on one file.
@@ -25,10 +25,12 @@ class DeviceFile {
   /// repeats it. So a server can tell a device that waits from one that has died.
   virtual ssize_t Read(void* data, size_t size);
   virtual ssize_t Write(const void* data, size_t size);
-  /// `argument` has the size that ioctl_table.h gives for the request; by-value requests get a long.
+  /// `argument` has the shape and size that ioctl_table.h gives for the request; for a request by
+  /// value it points to an int64. Requests that are not in that table never arrive.
   virtual int Ioctl(unsigned long request, void* argument);
   /// A descriptor of the shared memory that backs a mapping of `length` bytes at `offset`; owned by
-  /// the file. -ENODEV for devices that cannot be mapped.
+  /// the file. The mapping begins at the memory's first byte, so a device tells its memories apart
+  /// by offset and length. -ENODEV for devices that cannot be mapped.
   virtual int Map(size_t length, off_t offset);
 };
 

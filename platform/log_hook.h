@@ -1,8 +1,8 @@
 // Where the rooms below the log send their lines.
 //
-// platform/ and libs/ may not include common/log. Each declares a LogHook; main() connects it to the
-// log with the module that the room logs under. Until then lines are dropped.
-// Threads: Connect once at start-up, Print from any thread.
+// platform/ and libs/ may not include common/log. Each declares a LogHook; main() connects it to
+// the log with the module that the room logs under. Until then lines are dropped. Threads: Connect
+// once at start-up, Print from any thread.
 #pragma once
 
 #include <atomic>
@@ -12,8 +12,8 @@ namespace platform {
 
 class LogHook {
  public:
-  /// Gets the level (3 error, 4 warning, 5 notice, 6 information, 7 debug) and an unformatted line, so
-  /// that a line that the log's level filters out costs no formatting.
+  /// Gets the level (3 error, 4 warning, 5 notice, 6 information, 7 debug) and an unformatted line,
+  /// so that a line that the log's level filters out costs no formatting.
   using Writer = void (*)(int level, const char* format, std::va_list args);
 
   void Connect(Writer writer) { writer_.store(writer, std::memory_order_release); }

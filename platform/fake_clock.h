@@ -1,0 +1,67 @@
+// A clock that stands still until a test moves it.
+//
+// Sleepers, timed waits and ticks all hang on it, so a test of a ten-second wait takes no time and
+// has one outcome. Typical use: start the code under test on its thread, AwaitBlocked(1),
+// Advance(10s).
+//
+// A timed wait watches the caller's condition variable in short slices of real time and therefore
+// often ends early, which the contract of WaitUntil allows; notifications are never lost.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "platform/clock.h"
+
+namespace platform {
+
+class FakeClock final : public Clock {
+ public:
+  /// Where Monotonic() starts: not 0, so that code which takes 0 for "never" is found out.
+  static constexpr Nanoseconds kStart = std::chrono::seconds(1000);
+
+  FakeClock();
+  /// No ticker may be alive.
+  ~FakeClock() override;
+
+  /// Moves time forward and runs the ticks that fall due, in the order of their times, on this
+  /// thread. Time stands at a tick's own time while it runs. A target in the past does nothing.
+  void AdvanceTo(Nanoseconds monotonic);
+  void Advance(Nanoseconds duration) { AdvanceTo(Monotonic() + duration); }
+  /// With true a sleep moves time by itself and returns; timed waits still wait for Advance.
+  void SetAutoAdvance(bool on);
+
+  /// Threads in SleepUntil and WaitUntil now.
+  std::size_t Blocked() const;
+  /// Waits, in real time, until at least `count` threads are blocked. False after ten real seconds.
+  bool AwaitBlocked(std::size_t count) const;
+  /// The earliest deadline of a blocked thread or next tick.
+  std::optional<Nanoseconds> NextDeadline() const;
+
+  Nanoseconds Monotonic() const override;
+  timespec Realtime() const override;
+  void SetRealtime(const timespec& time);
+  void SleepUntil(Nanoseconds monotonic_deadline) override;
+  bool WaitUntil(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                 Nanoseconds monotonic_deadline) override;
+  std::unique_ptr<Ticker> StartTicks(Nanoseconds period, std::function<void()> tick) override;
+
+ private:
+  class FakeTicker;
+  class BlockedScope;
+
+  FakeTicker* EarliestTicker() const;
+
+  mutable std::mutex mutex_;  ///< guards every field below and the fields of tickers
+  mutable std::condition_variable changed_;
+  Nanoseconds now_ = kStart;
+  Nanoseconds realtime_at_start_;  ///< time of day when Monotonic() was kStart
+  bool auto_advance_ = false;
+  std::multiset<Nanoseconds> deadlines_;  ///< one for each blocked thread
+  std::vector<FakeTicker*> tickers_;
+};
+
+}  // namespace platform

@@ -1,0 +1,380 @@
+#include "platform/virtual.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "platform/log_hook.h"
+
+namespace platform {
+namespace {
+
+constexpr char kDefaultAddress[] = "127.0.0.52";
+constexpr Nanoseconds kClockPatience = std::chrono::seconds(1);
+
+/// What became of a request.
+struct Outcome {
+  int error = 0;           ///< 0 when a reply came, whatever it says
+  bool delivered = false;  ///< the server may have acted on it
+};
+
+Outcome Exchange(int socket, Nanoseconds silence, wire::Header header,
+                 std::span<const std::byte> data, wire::Packet& reply) {
+  if (const int error = wire::Send(socket, header, data)) return {error, false};
+  if (const int error = wire::Receive(socket, reply, silence)) return {error, true};
+  const bool matches = reply.header.sequence == header.sequence && reply.header.op == header.op;
+  return {matches ? 0 : EPROTO, true};
+}
+
+/// What the server's reply means to the caller: a count, or a negative errno.
+std::int64_t Result(const wire::Packet& reply) {
+  if (reply.header.value >= 0) return reply.header.value;
+  return reply.header.error > 0 ? -reply.header.error : -EIO;
+}
+
+const char* Meaning(int error) {
+  switch (error) {
+    case ENOENT:
+      return "no q5sim has served this root";
+    case ECONNREFUSED:
+      return "q5sim is not running";
+    case EPIPE:
+    case ECONNRESET:
+      return "q5sim has ended";
+    case ETIMEDOUT:
+      return "q5sim does not answer";
+    case EPROTO:
+      return "not a packet of this protocol";
+    default:
+      return std::strerror(error);
+  }
+}
+
+}  // namespace
+
+// --- One open device ---
+
+class VirtualBackend::RemoteDevice final : public Device {
+ public:
+  RemoteDevice(const Server& server, std::string path, int flags)
+      : server_(server), path_(std::move(path)), flags_(flags) {}
+
+  /// 0 or an errno.
+  int Open() {
+    const std::lock_guard lock(request_mutex_);
+    return EnsureOpen();
+  }
+
+  int Number() const override { return main_.Get(); }
+  ssize_t Read(void* data, size_t size) override;
+  ssize_t Write(const void* data, size_t size) override;
+  int Ioctl(unsigned long request, std::span<std::byte> argument) override;
+  int Map(size_t length, off_t offset, UniqueFd& memory) override;
+  void Shutdown() override;
+
+ private:
+  // Request, EnsureOpen and Disconnect: request_mutex_ is held.
+  int Request(wire::Op op, std::int64_t value, std::span<const std::byte> data,
+              wire::Packet& reply);
+  int EnsureOpen();
+  void Disconnect();
+  // The same for the reading connection: read_mutex_ is held.
+  int ReadRequest(size_t size, wire::Packet& reply);
+  int EnsureAttached();
+  void DisconnectReader();
+
+  int CurrentToken(std::int64_t& token);
+  void ForgetToken(std::int64_t stale);
+  int Complain(int error);
+
+  const Server& server_;
+  const std::string path_;
+  const int flags_;
+  std::atomic<bool> closed_{false};
+  std::atomic<bool> complained_{false};  ///< one line an outage
+  std::atomic<std::uint32_t> sequence_{0};
+
+  std::mutex request_mutex_;  ///< one request at a time; guards the fields below
+  UniqueFd main_;             ///< its number never changes
+  bool open_ = false;
+  std::int64_t token_ = 0;
+
+  // A read that waits must not hold up the other requests, so it has a connection of its own.
+  std::mutex read_mutex_;           ///< guards the fields below; taken before request_mutex_
+  std::mutex reader_number_mutex_;  ///< lets Shutdown reach reader_ while a read waits
+  UniqueFd reader_;
+};
+
+int VirtualBackend::RemoteDevice::Complain(int error) {
+  if (!complained_.exchange(true)) {
+    log_hook.Print(3, "%s: no device at %s: %s\n", path_.c_str(), server_.path.c_str(),
+                   Meaning(error));
+  }
+  return error;
+}
+
+int VirtualBackend::RemoteDevice::EnsureOpen() {
+  if (closed_) return EBADF;
+  if (open_) return 0;
+  UniqueFd socket;
+  if (const int error = wire::Connect(server_.path.c_str(), server_.silence, socket)) {
+    Complain(error);
+    return main_ ? ENODEV : ENXIO;
+  }
+  wire::Header header{.op = wire::Op::kOpen, .sequence = ++sequence_, .value = flags_};
+  wire::Packet reply;
+  const Outcome outcome =
+      Exchange(socket.Get(), server_.silence, header, wire::AsData(std::string_view(path_)), reply);
+  if (outcome.error != 0) return Complain(outcome.error) == ETIMEDOUT ? ETIMEDOUT : EIO;
+  const std::int64_t token = Result(reply);
+  if (token < 0) return static_cast<int>(-token);
+  if (!main_) {
+    main_ = std::move(socket);
+  } else if (::dup3(socket.Get(), main_.Get(), O_CLOEXEC) < 0) {
+    return errno;
+  }
+  token_ = token;
+  open_ = true;
+  complained_ = false;
+  return 0;
+}
+
+void VirtualBackend::RemoteDevice::Disconnect() {
+  // The dead socket stays open and so keeps the number.
+  ::shutdown(main_.Get(), SHUT_RDWR);
+  open_ = false;
+}
+
+int VirtualBackend::RemoteDevice::Request(wire::Op op, std::int64_t value,
+                                          std::span<const std::byte> data, wire::Packet& reply) {
+  for (bool retried = false;; retried = true) {
+    if (const int error = EnsureOpen()) return error;
+    const wire::Header header{.op = op, .sequence = ++sequence_, .value = value};
+    const Outcome outcome = Exchange(main_.Get(), server_.silence, header, data, reply);
+    if (outcome.error == 0) return 0;
+    if (outcome.error == EMSGSIZE) return EMSGSIZE;
+    Disconnect();
+    if (closed_) return EBADF;
+    // A q5sim that was restarted since the last request has not seen this one: no harm in
+    // repeating.
+    if (!outcome.delivered && !retried) continue;
+    return Complain(outcome.error) == ETIMEDOUT ? ETIMEDOUT : EIO;
+  }
+}
+
+ssize_t VirtualBackend::RemoteDevice::Write(const void* data, size_t size) {
+  const std::lock_guard lock(request_mutex_);
+  wire::Packet reply;
+  const std::span bytes(static_cast<const std::byte*>(data), size);
+  if (const int error = Request(wire::Op::kWrite, 0, bytes, reply)) return -error;
+  return static_cast<ssize_t>(std::min(Result(reply), static_cast<std::int64_t>(size)));
+}
+
+int VirtualBackend::RemoteDevice::Ioctl(unsigned long request, std::span<std::byte> argument) {
+  const std::lock_guard lock(request_mutex_);
+  wire::Packet reply;
+  if (const int error =
+          Request(wire::Op::kIoctl, static_cast<std::int64_t>(request), argument, reply)) {
+    return -error;
+  }
+  const std::int64_t result = Result(reply);
+  if (result < 0) return static_cast<int>(result);
+  if (reply.data.size() != argument.size()) return -EPROTO;
+  std::ranges::copy(reply.data, argument.begin());
+  return static_cast<int>(result);
+}
+
+int VirtualBackend::RemoteDevice::Map(size_t length, off_t offset, UniqueFd& memory) {
+  const std::lock_guard lock(request_mutex_);
+  wire::Packet reply;
+  const std::int64_t where = offset;
+  if (const int error =
+          Request(wire::Op::kMap, static_cast<std::int64_t>(length), wire::AsData(where), reply)) {
+    return -error;
+  }
+  const std::int64_t result = Result(reply);
+  if (result < 0) return static_cast<int>(result);
+  if (!reply.descriptor) return -EPROTO;
+  memory = std::move(reply.descriptor);
+  return 0;
+}
+
+int VirtualBackend::RemoteDevice::CurrentToken(std::int64_t& token) {
+  const std::lock_guard lock(request_mutex_);
+  const int error = EnsureOpen();
+  token = token_;
+  return error;
+}
+
+void VirtualBackend::RemoteDevice::ForgetToken(std::int64_t stale) {
+  const std::lock_guard lock(request_mutex_);
+  if (open_ && token_ == stale) Disconnect();
+}
+
+int VirtualBackend::RemoteDevice::EnsureAttached() {
+  for (bool retried = false; !reader_; retried = true) {
+    std::int64_t token = 0;
+    if (const int error = CurrentToken(token)) return error;
+    UniqueFd socket;
+    wire::Packet reply;
+    Outcome outcome{wire::Connect(server_.path.c_str(), server_.silence, socket), false};
+    if (outcome.error == 0) {
+      const wire::Header header{.op = wire::Op::kAttach, .sequence = ++sequence_, .value = token};
+      outcome = Exchange(socket.Get(), server_.silence, header, {}, reply);
+    }
+    if (outcome.error != 0) return Complain(outcome.error) == ETIMEDOUT ? ETIMEDOUT : EIO;
+    if (Result(reply) < 0) {
+      // A new q5sim does not know the file that its predecessor had open.
+      ForgetToken(token);
+      if (retried) return ENODEV;
+      continue;
+    }
+    const std::lock_guard lock(reader_number_mutex_);
+    if (closed_) return EBADF;
+    reader_ = std::move(socket);
+  }
+  return 0;
+}
+
+void VirtualBackend::RemoteDevice::DisconnectReader() {
+  const std::lock_guard lock(reader_number_mutex_);
+  reader_.Reset();
+}
+
+int VirtualBackend::RemoteDevice::ReadRequest(size_t size, wire::Packet& reply) {
+  for (bool retried = false;; retried = true) {
+    if (const int error = EnsureAttached()) return error;
+    const auto wanted = static_cast<std::int64_t>(std::min(size, wire::kMaxData));
+    const wire::Header header{.op = wire::Op::kRead, .sequence = ++sequence_, .value = wanted};
+    const Outcome outcome = Exchange(reader_.Get(), server_.silence, header, {}, reply);
+    if (outcome.error == 0) return 0;
+    DisconnectReader();
+    if (closed_) return EBADF;
+    if (!outcome.delivered && !retried) continue;
+    return Complain(outcome.error) == ETIMEDOUT ? ETIMEDOUT : EIO;
+  }
+}
+
+ssize_t VirtualBackend::RemoteDevice::Read(void* data, size_t size) {
+  const std::lock_guard lock(read_mutex_);
+  const bool waits = (flags_ & O_NONBLOCK) == 0;
+  for (;;) {
+    wire::Packet reply;
+    if (const int error = ReadRequest(size, reply)) return -error;
+    const std::int64_t result = Result(reply);
+    if (result == -EAGAIN && waits) continue;
+    if (result < 0) return static_cast<ssize_t>(result);
+    if (reply.data.size() > size) return -EPROTO;
+    std::memcpy(data, reply.data.data(), reply.data.size());
+    return static_cast<ssize_t>(reply.data.size());
+  }
+}
+
+void VirtualBackend::RemoteDevice::Shutdown() {
+  closed_ = true;
+  ::shutdown(main_.Get(), SHUT_RDWR);
+  const std::lock_guard lock(reader_number_mutex_);
+  if (reader_) ::shutdown(reader_.Get(), SHUT_RDWR);
+}
+
+// --- The time of day ---
+
+timespec VirtualBackend::ShiftedClock::Realtime() const {
+  if (!known_.load(std::memory_order_acquire)) AskServer();
+  return ToTimespec(ToNanoseconds(RealClock::Realtime()) +
+                    Nanoseconds(offset_.load(std::memory_order_relaxed)));
+}
+
+void VirtualBackend::ShiftedClock::Shift(const timespec& now) {
+  offset_ = (ToNanoseconds(now) - ToNanoseconds(RealClock::Realtime())).count();
+  known_.store(true, std::memory_order_release);
+}
+
+void VirtualBackend::ShiftedClock::AskServer() const {
+  const std::unique_lock lock(asking_mutex_, std::try_to_lock);
+  if (!lock || known_ || Monotonic().count() < next_try_) return;
+  const Server impatient{server_.path, std::min(server_.silence, kClockPatience)};
+  wire::Packet reply;
+  wire::TimeWords words{};
+  if (Call(impatient, wire::Op::kRealtime, {}, reply) == 0 && reply.data.size() == sizeof words) {
+    std::memcpy(words.data(), reply.data.data(), sizeof words);
+    const Nanoseconds now = std::chrono::seconds(words[0]) + Nanoseconds(words[1]);
+    offset_ = (now - ToNanoseconds(RealClock::Realtime())).count();
+    known_.store(true, std::memory_order_release);
+  }
+  next_try_ = (Monotonic() + kClockPatience).count();
+}
+
+// --- The back end ---
+
+VirtualBackend::VirtualBackend(std::string root, Nanoseconds silence)
+    : RootedBackend(std::move(root)),
+      server_{Root() + wire::kSocketName, silence},
+      clock_(server_) {}
+
+std::shared_ptr<RootedBackend::Device> VirtualBackend::OpenDevice(const std::string& path,
+                                                                  int flags, int& error) {
+  auto device = std::make_shared<RemoteDevice>(server_, path, flags);
+  error = device->Open();
+  return error == 0 ? std::move(device) : nullptr;
+}
+
+int VirtualBackend::Call(const Server& server, wire::Op op, std::span<const std::byte> data,
+                         wire::Packet& reply) {
+  UniqueFd socket;
+  if (const int error = wire::Connect(server.path.c_str(), server.silence, socket)) return error;
+  const Outcome outcome =
+      Exchange(socket.Get(), server.silence, {.op = op, .sequence = 1}, data, reply);
+  if (outcome.error != 0) return outcome.error;
+  const std::int64_t result = Result(reply);
+  return result < 0 ? static_cast<int>(-result) : 0;
+}
+
+int VirtualBackend::LoggedCall(wire::Op op, std::span<const std::byte> data,
+                               wire::Packet& reply) const {
+  const int error = Call(server_, op, data, reply);
+  if (error != 0) {
+    log_hook.Print(3, "request %d failed at %s: %s\n", static_cast<int>(op), server_.path.c_str(),
+                   Meaning(error));
+  }
+  return error;
+}
+
+int VirtualBackend::System(const char* command) {
+  wire::Packet reply;
+  const std::string_view text = command;
+  if (const int error = LoggedCall(wire::Op::kSystem, wire::AsData(text), reply)) {
+    errno = error;
+    return -1;
+  }
+  return static_cast<int>(reply.header.value);
+}
+
+int VirtualBackend::SetRealtime(const timespec& time) {
+  const wire::TimeWords words{time.tv_sec, time.tv_nsec};
+  wire::Packet reply;
+  if (const int error = LoggedCall(wire::Op::kSetRealtime, wire::AsData(words), reply)) {
+    errno = error;
+    return -1;
+  }
+  clock_.Shift(time);
+  return 0;
+}
+
+std::string VirtualBackend::HostAddress() {
+  wire::Packet reply;
+  const int error = LoggedCall(wire::Op::kHostAddress, {}, reply);
+  return error == 0 ? std::string(reply.Text()) : kDefaultAddress;
+}
+
+void VirtualBackend::WriteSystemLog(const std::string& line) {
+  // Without a word on failure: the log may be the caller.
+  wire::Packet reply;
+  Call(server_, wire::Op::kSystemLog, wire::AsData(std::string_view(line)), reply);
+}
+
+}  // namespace platform
