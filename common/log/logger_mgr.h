@@ -25,7 +25,8 @@ class logger_mgr {
   /// time or the line could not be had. The third argument is not used.
   [[gnu::format(printf, 4, 5)]] static int print(int module, int level, int, const char* format,
                                                  ...);
-  static int vprint(int module, int level, const char* format, std::va_list args);
+  [[gnu::format(printf, 3, 0)]] static int vprint(int module, int level, const char* format,
+                                                  std::va_list args);
   /// As print, for signal handlers: takes no lock and allocates nothing, so it may mix with a line that
   /// another thread writes. Only integers and short texts belong in `format`.
   [[gnu::format(printf, 3, 4)]] static void PrintFromSignal(int module, int level, const char* format,

@@ -1,0 +1,40 @@
+// Builds records byte by byte, so that a test's idea of the wire format is not the code's.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+using Bytes = std::vector<std::uint8_t>;
+
+inline Bytes& PutWord(Bytes& bytes, int word) {
+  bytes.push_back(static_cast<std::uint8_t>(word & 0xFF));
+  bytes.push_back(static_cast<std::uint8_t>((word >> 8) & 0xFF));
+  return bytes;
+}
+
+inline int NaiveSum(const Bytes& bytes) {
+  int sum = 0;
+  for (std::uint8_t byte : bytes) sum = (sum + byte) % 65536;
+  return sum;
+}
+
+/// A whole record of this payload with a good checksum, from 1 to 2.
+inline Bytes WireRecord(int opcode, const Bytes& payload = {}) {
+  Bytes bytes = {1, 2};
+  PutWord(PutWord(bytes, opcode), static_cast<int>(payload.size()));
+  bytes.insert(bytes.end(), payload.begin(), payload.end());
+  return PutWord(bytes, NaiveSum(bytes));
+}
+
+inline Bytes BytesOf(const void* data, int size) {
+  const auto* bytes = static_cast<const std::uint8_t*>(data);
+  return {bytes, bytes + size};
+}
+
+/// View of the record at the start of `bytes`.
+template <class Record>
+Record* As(Bytes& bytes) {
+  return reinterpret_cast<Record*>(bytes.data());
+}
