@@ -24,8 +24,9 @@ constexpr int kLogFlags = O_RDWR | O_CREAT | O_TRUNC | O_APPEND;
 constexpr mode_t kLogMode = 0755;
 constexpr mode_t kLockMode = 0640;
 
-// Once its descriptors are closed the daemon has nobody to tell why it ends, so a log or a lock that
-// cannot be opened is told while there still is a terminal. Opening neither truncates nor locks.
+// Once its descriptors are closed the daemon has nobody to tell why it ends, so a log or a lock
+// that cannot be opened is told while there still is a terminal. Opening neither truncates nor
+// locks.
 void RequireWritable(const char* what, const std::string& path, mode_t mode) {
   int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, mode);
   if (fd < 0) {
@@ -51,8 +52,8 @@ void TakeLock(const std::string& path) {
     std::exit(1);
   }
   if (::lockf(fd, F_TLOCK, 0) < 0) {
-    StartupError("%s.%d Unable to lock %s , code = %d (%s)\n", __func__, __LINE__, path.c_str(), errno,
-                 std::strerror(errno));
+    StartupError("%s.%d Unable to lock %s , code = %d (%s)\n", __func__, __LINE__, path.c_str(),
+                 errno, std::strerror(errno));
     std::exit(1);
   }
   char pid[24];

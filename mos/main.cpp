@@ -1,5 +1,5 @@
-// mos: the measurement daemon. Builds the daemon's objects in their order and hands the main thread to
-// the message loop.
+// mos: the measurement daemon. Builds the daemon's objects in their order and hands the main thread
+// to the message loop.
 #include <unistd.h>
 
 #include <cerrno>

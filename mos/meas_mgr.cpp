@@ -34,10 +34,9 @@ int MeasMgr::Init(int) {
   return 0;
 }
 
-int MeasMgr::SetFeUris() {
+void MeasMgr::SetFeUris() {
   AddFeIpcLink();
   if (GetDefFeTcpPort() != 0) AddFeTcpLink(GetDefFeTcpPort());
-  return 0;
 }
 
 }  // namespace Mos

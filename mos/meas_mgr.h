@@ -1,5 +1,5 @@
-// MeasMgr: the object at the centre of the daemon. It owns the bus end point that host requests come
-// in on, and every request passes through Handle.
+// MeasMgr: the object at the centre of the daemon. It owns the bus end point that host requests
+// come in on, and every request passes through Handle.
 //
 // Threads: everything here runs on the main thread.
 #pragma once
@@ -17,8 +17,8 @@ namespace Mos {
 
 class MeasMgr : public Servant::ZmbSimpleServant {
  public:
-  /// Makes the single instance on the first call and gives it on every later one, whose arguments are
-  /// ignored.
+  /// Makes the single instance on the first call and gives it on every later one, whose arguments
+  /// are ignored.
   static MeasMgr& CreateMeasMgr(const char* id, std::uint16_t port);
   /// For callbacks that are given no object.
   static MeasMgr* Instance() { return _instance; }
@@ -28,22 +28,23 @@ class MeasMgr : public Servant::ZmbSimpleServant {
   MeasMgr(const char* id, std::uint16_t port);
 
   int Init() override;
-  /// As Init(), with the board revision of the FPGA. -1 when the daemon's end points cannot be bound.
+  /// As Init(), with the board revision of the FPGA. -1 when the daemon's end points cannot be
+  /// bound.
   int Init(int revision);
 
   /// Serves one request: replaces the payload of `msg` (not null, not consumed) by its reply. The
-  /// result is that of the handler, 3 for an opcode that is not supported, 6 for a record that is not
-  /// whole or fails its checksum. The payload is a complete reply in every case.
+  /// result is that of the handler, 3 for an opcode that is not supported, 6 for a record that is
+  /// not whole or fails its checksum. The payload is a complete reply in every case.
   int Handle(Common::ZmbMessage* msg) override;
 
   /// The default ipc link, and the TCP link unless the port is 0.
-  int SetFeUris() override;
+  void SetFeUris() override;
 
   void SetEeXmlOpt(int skip) { _skip_ee2xml = skip; }
 
-  // Handlers, named after their opcodes. Each takes the request in place in its bus frame, at least as
-  // long as the record, and a reply whose header is the request's and whose rest is 0. They give 0 when
-  // the reply is complete.
+  // Handlers, named after their opcodes. Each takes the request in place in its bus frame, at least
+  // as long as the record, and a reply whose header is the request's and whose rest is 0. They give
+  // 0 when the reply is complete.
   int HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep* reply);
   int HandleMsg21(const Msg::HmpFWUpdateInitReq* request, Msg::HmpFWUpdateInitRep* reply);
   int HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTimeOfDayRep* reply);

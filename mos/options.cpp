@@ -78,8 +78,8 @@ constexpr const char* kUsageLines[] = {
     "         --usedsp         Use the DSP for SineCorrelation ",
 };
 
-// Ports are decimal and narrowed to 16 bits; text that is no number at all is refused, and a narrowed
-// one is told, since the daemon then listens elsewhere than asked.
+// Ports are decimal and narrowed to 16 bits; text that is no number at all is refused, and a
+// narrowed one is told, since the daemon then listens elsewhere than asked.
 bool ReadPort(const char* option_name, const char* text, std::uint16_t& port) {
   char* end = nullptr;
   errno = 0;
@@ -104,8 +104,9 @@ bool ReadId(const char* option_name, const char* text, std::string& id) {
 }
 
 void PrintVersion() {
-  std::printf("mos (Measurement Daemon for Q5) 1.0\n"
-              "Comes without any warranty; for use by qualified persons only.\n\n");
+  std::printf(
+      "mos (Measurement Daemon for Q5) 1.0\n"
+      "Comes without any warranty; for use by qualified persons only.\n\n");
 }
 
 }  // namespace
@@ -135,26 +136,63 @@ std::optional<int> ParseOptions(int argc, char* argv[], Options& options) {
   for (int c; (c = getopt_long(argc, argv, kShortOptions, kLongOptions, nullptr)) != -1;) {
     bool good = true;
     switch (c) {
-      case 'i': good = ReadId("id", optarg, options.id); break;
-      case 'p': good = ReadPort("port", optarg, options.port); break;
-      case kGid: good = ReadId("gid", optarg, options.gid); break;
-      case kGport: good = ReadPort("gport", optarg, options.gport); break;
+      case 'i':
+        good = ReadId("id", optarg, options.id);
+        break;
+      case 'p':
+        good = ReadPort("port", optarg, options.port);
+        break;
+      case kGid:
+        good = ReadId("gid", optarg, options.gid);
+        break;
+      case kGport:
+        good = ReadPort("gport", optarg, options.gport);
+        break;
       case 'v':
-      case 's': break;
-      case kVersion: PrintVersion(); return 0;
-      case kDiscard: options.check_board = false; break;
-      case 'f': run_fft = 1; break;
-      case kFmon: run_fft_mon = 1; break;
-      case kF900: run_fft900 = 1; break;
-      case kAcq: acqnormal = 1; break;
-      case kNoSpclkSync: spclksync = 0; break;
-      case kForeground: foreground = 1; break;
-      case kNoMonitor: options.monitor = false; break;
-      case 'x': options.skip_ee2xml = 1; break;
-      case kRangeDisp: ranging_debug_info_to_console = 1; break;
-      case kNoDcOffset: gdcoffsetcontrol = 0; break;
-      case 'u': usedsp = 1; break;
-      default: PrintUsage(stdout); return 0;
+      case 's':
+        break;
+      case kVersion:
+        PrintVersion();
+        return 0;
+      case kDiscard:
+        options.check_board = false;
+        break;
+      case 'f':
+        run_fft = 1;
+        break;
+      case kFmon:
+        run_fft_mon = 1;
+        break;
+      case kF900:
+        run_fft900 = 1;
+        break;
+      case kAcq:
+        acqnormal = 1;
+        break;
+      case kNoSpclkSync:
+        spclksync = 0;
+        break;
+      case kForeground:
+        foreground = 1;
+        break;
+      case kNoMonitor:
+        options.monitor = false;
+        break;
+      case 'x':
+        options.skip_ee2xml = 1;
+        break;
+      case kRangeDisp:
+        ranging_debug_info_to_console = 1;
+        break;
+      case kNoDcOffset:
+        gdcoffsetcontrol = 0;
+        break;
+      case 'u':
+        usedsp = 1;
+        break;
+      default:
+        PrintUsage(stdout);
+        return 0;
     }
     if (!good) return -1;
   }

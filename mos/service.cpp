@@ -92,8 +92,8 @@ int MeasMgr::HandleMsg36(const Msg::HmpStartRowReq* request, Msg::HmpStartRowRep
 
 int MeasMgr::HandleMsg38(const Msg::HmpMiscConfigReq* request, Msg::HmpMiscConfigRep* reply) {
   request->Show(Logger::kInfo);
-  // The calibration dates, the line frequency and the compatibility index go out as 0: nothing in the
-  // daemon knows them.
+  // The calibration dates, the line frequency and the compatibility index go out as 0: nothing in
+  // the daemon knows them.
   reply->SetAck();
   return 0;
 }

@@ -6,8 +6,9 @@ namespace Mos {
 /// Installs sig_handler for SIGSEGV, SIGILL, SIGABRT, SIGTERM, SIGPIPE, SIGFPE and SIGBUS.
 void InstallSignalHandlers();
 
-/// Tells the log and gives the signal its default action back. So the first SIGTERM does not end the
-/// daemon but takes the handler away, and a fault re-executes and ends the process with a core dump.
+/// Tells the log and gives the signal its default action back. So the first SIGTERM does not end
+/// the daemon but takes the handler away, and a fault re-executes and ends the process with a core
+/// dump.
 void sig_handler(int signal_number);
 
 /// Lets a crash write a core of any size, as far as the machine's hard limit goes.

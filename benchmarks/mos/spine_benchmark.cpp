@@ -1,5 +1,5 @@
-// Round trip of the progress request through the daemon, beside a bare ZeroMQ router that echoes the same
-// frames in a process of its own; start-up time; resident memory.
+// Round trip of the progress request through the daemon, beside a bare ZeroMQ router that echoes
+// the same frames in a process of its own; start-up time; resident memory.
 //   spine_benchmark [requests for the memory figure, default 100000]
 //
 // Daemon and echo are asked in turns of a few hundred requests, so that both see the same machine.
@@ -99,8 +99,10 @@ void Compare(const char* name, Client& daemon, Client& echo, int turns, int per_
   std::sort(of_echo.begin(), of_echo.end());
   const double median = Quantile(of_daemon, 0.5), echo_median = Quantile(of_echo, 0.5);
   const double p99 = Quantile(of_daemon, 0.99), echo_p99 = Quantile(of_echo, 0.99);
-  std::printf("%-20s median %7.1f us  echo %7.1f us  ratio %.3f   p99 %7.1f us  echo %7.1f us  ratio %.3f\n",
-              name, median, echo_median, median / echo_median, p99, echo_p99, p99 / echo_p99);
+  std::printf(
+      "%-20s median %7.1f us  echo %7.1f us  ratio %.3f   p99 %7.1f us  echo %7.1f us  ratio "
+      "%.3f\n",
+      name, median, echo_median, median / echo_median, p99, echo_p99, p99 / echo_p99);
 }
 
 std::string AddressOf(const std::string& module, const std::string& hosts_file) {

@@ -6,17 +6,15 @@
 
 using Logger::logger_mgr;
 
-pthreadobj::~pthreadobj() {
-  _running = false;
-  PostWork();
-  JoinThread();
-}
+pthreadobj::~pthreadobj() { EndThread(); }
 
 int pthreadobj::Init() {
   std::lock_guard lock(avlock);
   workindex = freeindex = 0;
   available = kSlots;
   slots_.fill(Slot{});
+  while (_jobs.TryWait()) {
+  }
   _hasInit = true;
   return 0;
 }

@@ -67,14 +67,14 @@ static_assert(maxlogL == 56);
 
 /// Text of each module as it stands in a log line, by module number; number 0 is unused.
 inline constexpr std::array<const char*, maxlogL> kModuleTexts = {
-    "",          "main",     "meas",     "source",    "pfc",        "acquis",     "sinecorr",
-    "correct",   "averager", "fpga",     "msg",       "spclk",      "range",      "fft",
-    "monitor",   "nwcheck",  "syscheck", "i2cmain",   "ad7998",     "dacdcofs",   "ee24lc32",
-    "max31785",  "pca9536",  "pca9538",  "pca9552",   "cy8c28",     "ds75s",      "spartan6",
-    "sa56004",   "spibridg", "tmp112",   "si5338",    "tps659112",  "nulldev",    "psocdev",
-    "logprint",  "buggycycl", "eventlog", "ee_grp",   "sfpfin",     "elec",       "calib",
-    "pfcmon",    "zpubsub",  "date",     "signalh",   "fsmchan",    "zmb",        "commonlib",
-    "usbbridge", "ethb",     "histogram", "fsmfrmwrk", "nakLogging", "sumTest",   "retryi2c"};
+    "",          "main",      "meas",      "source",    "pfc",        "acquis",   "sinecorr",
+    "correct",   "averager",  "fpga",      "msg",       "spclk",      "range",    "fft",
+    "monitor",   "nwcheck",   "syscheck",  "i2cmain",   "ad7998",     "dacdcofs", "ee24lc32",
+    "max31785",  "pca9536",   "pca9538",   "pca9552",   "cy8c28",     "ds75s",    "spartan6",
+    "sa56004",   "spibridg",  "tmp112",    "si5338",    "tps659112",  "nulldev",  "psocdev",
+    "logprint",  "buggycycl", "eventlog",  "ee_grp",    "sfpfin",     "elec",     "calib",
+    "pfcmon",    "zpubsub",   "date",      "signalh",   "fsmchan",    "zmb",      "commonlib",
+    "usbbridge", "ethb",      "histogram", "fsmfrmwrk", "nakLogging", "sumTest",  "retryi2c"};
 
 enum LogLevel : int {
   kError = 3,

@@ -78,7 +78,8 @@ int logger_mgr::vprint(int module, int level, const char* format, std::va_list a
   std::lock_guard lock(log_mutex_);
   int head = std::snprintf(_logstr, sizeof _logstr, "%s.%09ld %9s:%d%*s", stamp, now.tv_nsec,
                            _moduleStr[module], level, 1, "");
-  int body = std::vsnprintf(_logstr + head, sizeof _logstr - static_cast<size_t>(head), format, args);
+  int body =
+      std::vsnprintf(_logstr + head, sizeof _logstr - static_cast<size_t>(head), format, args);
   if (body < 0) return -1;
   size_t length = static_cast<size_t>(head) + static_cast<size_t>(body);
   if (length >= sizeof _logstr) {  // cut to the buffer, but end the line all the same

@@ -21,16 +21,16 @@ class logger_mgr {
   /// The one instance; never destroyed.
   static logger_mgr* GetLogger();
 
-  /// `format` supplies the line end. Returns the characters written, 0 when filtered out, -1 when the
-  /// time or the line could not be had. The third argument is not used.
+  /// `format` supplies the line end. Returns the characters written, 0 when filtered out, -1 when
+  /// the time or the line could not be had. The third argument is not used.
   [[gnu::format(printf, 4, 5)]] static int print(int module, int level, int, const char* format,
                                                  ...);
   [[gnu::format(printf, 3, 0)]] static int vprint(int module, int level, const char* format,
                                                   std::va_list args);
-  /// As print, for signal handlers: takes no lock and allocates nothing, so it may mix with a line that
-  /// another thread writes. Only integers and short texts belong in `format`.
-  [[gnu::format(printf, 3, 4)]] static void PrintFromSignal(int module, int level, const char* format,
-                                                            ...);
+  /// As print, for signal handlers: takes no lock and allocates nothing, so it may mix with a line
+  /// that another thread writes. Only integers and short texts belong in `format`.
+  [[gnu::format(printf, 3, 4)]] static void PrintFromSignal(int module, int level,
+                                                            const char* format, ...);
   /// True when a message of this module and level would be written.
   static bool LogSamples(int module, int level);
   static void SetModuleLevel(int module, int level);

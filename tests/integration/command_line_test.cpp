@@ -28,8 +28,7 @@ TEST_P(CommandLine, EndsAsTold) {
   EXPECT_TRUE(std::filesystem::is_empty(root.path()));
 }
 
-const std::string kLastUsageLine =
-    "         --usedsp         Use the DSP for SineCorrelation \n";
+const std::string kLastUsageLine = "         --usedsp         Use the DSP for SineCorrelation \n";
 
 INSTANTIATE_TEST_SUITE_P(
     Mos, CommandLine,
@@ -57,7 +56,8 @@ TEST(CommandLineFiles, UnwritableLogOrLockIsToldOnTheTerminal) {
   EXPECT_NE(result.output.find("log file"), std::string::npos) << result.output;
 
   std::filesystem::create_directories(root / "var/volatile");
-  std::filesystem::create_directories(root / "tmp/moslock");  // a directory where the file should be
+  std::filesystem::create_directories(root /
+                                      "tmp/moslock");  // a directory where the file should be
   result = RunProgram("mos", {}, environment);
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.output.find("lock file"), std::string::npos) << result.output;

@@ -1,4 +1,5 @@
-// Real programs for the integration tests: started, watched by what they print, and never left behind.
+// Real programs for the integration tests: started, watched by what they print, and never left
+// behind.
 #pragma once
 
 #include <sys/types.h>
@@ -79,7 +80,8 @@ class Bench {
   /// Ends a daemon that went to the background, too.
   ~Bench();
 
-  /// (Re)starts q5sim, or mos in the foreground until it answers; a failure throws, with what was printed.
+  /// (Re)starts q5sim, or mos in the foreground until it answers; a failure throws, with what was
+  /// printed.
   void StartSimulator();
   void StartDaemon(const std::vector<std::string>& more_options = {});
   /// One host command by q5host on this root.

@@ -1,5 +1,5 @@
-// What a peer can do wrong on the bus, against the running daemon: every message is answered, nothing is
-// lost, memory stays flat.
+// What a peer can do wrong on the bus, against the running daemon: every message is answered,
+// nothing is lost, memory stays flat.
 #include <gtest/gtest.h>
 #include <zmq.h>
 
@@ -18,7 +18,8 @@ using test::Record;
 // A peer on plain ZeroMQ.
 class Peer {
  public:
-  explicit Peer(const Bench& bench) : context_(zmq_ctx_new()), socket_(zmq_socket(context_, ZMQ_DEALER)) {
+  explicit Peer(const Bench& bench)
+      : context_(zmq_ctx_new()), socket_(zmq_socket(context_, ZMQ_DEALER)) {
     Set(ZMQ_LINGER, 0);
     Set(ZMQ_RCVTIMEO, 20000);
     zmq_connect(socket_, ("ipc://" + bench.ipc_path()).c_str());
@@ -34,7 +35,8 @@ class Peer {
 
   void Send(const std::vector<std::string>& frames) {
     for (size_t i = 0; i < frames.size(); ++i) {
-      zmq_send(socket_, frames[i].data(), frames[i].size(), i + 1 < frames.size() ? ZMQ_SNDMORE : 0);
+      zmq_send(socket_, frames[i].data(), frames[i].size(),
+               i + 1 < frames.size() ? ZMQ_SNDMORE : 0);
     }
   }
 
@@ -140,7 +142,8 @@ TEST(Robustness, PeersThatVanishLeaveNothingBehind) {
     for (int i = 0; i < visits; ++i) {
       Peer peer(bench);
       peer.Send({"", "never read", kProgress});
-      // half of them wait, so that the daemon is known to have seen them; half are gone before the reply
+      // half of them wait, so that the daemon is known to have seen them; half are gone before the
+      // reply
       if (i % 2 == 0) ASSERT_EQ(peer.Receive().size(), 3u);
     }
   };

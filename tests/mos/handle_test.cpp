@@ -1,7 +1,9 @@
 // MeasMgr::Handle: every record gets a complete reply, and only whole, right ones reach a handler.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 
 #include "mos/meas_mgr.h"

@@ -18,8 +18,8 @@ int FpgaDevBase::Read(FpgaCmd& command) {
 
 int FpgaDevBase::Write(FpgaCmd& command, int line) {
   if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_WR, &command) >= 0) return 0;
-  logger_mgr::print(fpgaL, kError, 0, "%s.%d IOCTL ERROR register 0x%02X val 0x%04X\n", "Write", line,
-                    static_cast<unsigned>(command.offset), command.val);
+  logger_mgr::print(fpgaL, kError, 0, "%s.%d IOCTL ERROR register 0x%02X val 0x%04X\n", "Write",
+                    line, static_cast<unsigned>(command.offset), command.val);
   return -1;
 }
 
@@ -42,8 +42,8 @@ int FpgaDevBase::WriteReg(int offset, unsigned int value, int line) {
   command.offset = offset;
   command.val = value;
   if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_WR, &command) >= 0) return 0;
-  logger_mgr::print(fpgaL, kError, 0, "%s.%d IOCTL ERROR offset 0x%02X val 0x%04X fd %d\n", "WriteReg",
-                    line, static_cast<unsigned>(offset), value, _fd);
+  logger_mgr::print(fpgaL, kError, 0, "%s.%d IOCTL ERROR offset 0x%02X val 0x%04X fd %d\n",
+                    "WriteReg", line, static_cast<unsigned>(offset), value, _fd);
   return -1;
 }
 

@@ -1,7 +1,7 @@
 // Access to the FPGA's registers through its driver, and who this module is.
 //
-// Results: 0 or a value on success, -1 when the driver refused; the failure is in the log. Threads: any;
-// each register access is one request to the driver, a read-modify-write is not protected.
+// Results: 0 or a value on success, -1 when the driver refused; the failure is in the log. Threads:
+// any; each register access is one request to the driver, a read-modify-write is not protected.
 #pragma once
 
 #include "common/dev/fpga/fpga_registers.h"
