@@ -1,0 +1,119 @@
+#include "simulator/attributes.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+
+#include "platform/fpga_driver.h"
+
+namespace simulator {
+namespace {
+
+class AttributeFile final : public platform::DeviceFile {
+ public:
+  AttributeFile(const TextAttribute& attribute, int flags)
+      : attribute_(attribute), access_(flags & O_ACCMODE) {}
+
+  ssize_t Read(void* data, size_t size) override {
+    if (access_ == O_WRONLY) return -EBADF;
+    const std::lock_guard lock(mutex_);
+    if (!rest_) rest_ = attribute_.show() + "\n";
+    const std::size_t count = std::min(size, rest_->size());
+    std::memcpy(data, rest_->data(), count);
+    rest_->erase(0, count);
+    return static_cast<ssize_t>(count);
+  }
+
+  ssize_t Write(const void* data, size_t size) override {
+    if (access_ == O_RDONLY) return -EBADF;
+    std::string_view text(static_cast<const char*>(data), size);
+    if (text.ends_with('\n')) text.remove_suffix(1);
+    return attribute_.store(text) ? static_cast<ssize_t>(size) : -EINVAL;
+  }
+
+ private:
+  const TextAttribute& attribute_;
+  const int access_;
+  std::mutex mutex_;  ///< guards rest_
+  std::optional<std::string> rest_;
+};
+
+std::string Hex(std::uint32_t value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%x", value);
+  return text;
+}
+
+std::function<std::string()> Shows(const std::atomic<std::uint32_t>& value) {
+  return [&value] { return Hex(value); };
+}
+
+/// Accepts hexadecimal text, as it is shown.
+std::function<bool(std::string_view)> Stores(std::atomic<std::uint32_t>& value) {
+  return [&value](std::string_view text) {
+    if (text.starts_with("0x")) text.remove_prefix(2);
+    std::uint32_t parsed = 0;
+    const char* end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, parsed, 16);
+    if (result.ec != std::errc() || result.ptr != end) return false;
+    value = parsed;
+    return true;
+  };
+}
+
+std::string DriverVersion(double version) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%.2f", version);
+  return text;
+}
+
+}  // namespace
+
+std::unique_ptr<platform::DeviceFile> OpenAttribute(const TextAttribute& attribute, int flags,
+                                                    int& error) {
+  const int access = flags & O_ACCMODE;
+  const bool reads = access != O_WRONLY;
+  const bool writes = access != O_RDONLY;
+  if ((reads && !attribute.show) || (writes && !attribute.store)) {
+    error = EACCES;
+    return nullptr;
+  }
+  return std::make_unique<AttributeFile>(attribute, flags);
+}
+
+DriverAttributes::DriverAttributes(const Config& config, Units& units) {
+  const std::string version = DriverVersion(config.driver_version);
+  all_ = {
+      {"/sys/fpgaattr/atod_status", Shows(atod_status_), Stores(atod_status_)},
+      {"/sys/fpgaattr/overflow_underflow", Shows(overflow_underflow_), Stores(overflow_underflow_)},
+      {"/sys/fpgaattr/rxfpga", Shows(rxfpga_), {}},
+      {"/sys/fpgaattr/brIndex", Shows(br_index_), {}},
+      {Dev::kProcessPidPath,
+       {},
+       [this](std::string_view text) {
+         const std::lock_guard lock(pid_mutex_);
+         pid_ = text.substr(0, 32);
+         return true;
+       }},
+      {Dev::kDriverVersionPath, [version] { return version; }, {}},
+  };
+  units.AddValue("fpga.atod_status", Shows(atod_status_), Stores(atod_status_));
+  units.AddValue("fpga.overflow_underflow", Shows(overflow_underflow_),
+                 Stores(overflow_underflow_));
+  units.AddValue("fpga.rxfpga", Shows(rxfpga_), Stores(rxfpga_));
+  units.AddValue("fpga.brIndex", Shows(br_index_), Stores(br_index_));
+  units.AddValue("fpga.pid", [this] { return Pid(); });
+  units.AddValue("fpga.driver_version", [version] { return version; });
+}
+
+std::string DriverAttributes::Pid() const {
+  const std::lock_guard lock(pid_mutex_);
+  return pid_;
+}
+
+}  // namespace simulator

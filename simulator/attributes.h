@@ -1,0 +1,49 @@
+// The text files that the FPGA's driver shows under "/sys".
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "platform/instrument.h"
+#include "simulator/config.h"
+#include "simulator/units.h"
+
+namespace simulator {
+
+/// One attribute. Empty functions: it cannot be read, or written.
+struct TextAttribute {
+  std::string path;
+  std::function<std::string()> show;
+  /// Gets what was written, without its line end. False for a text that it refuses.
+  std::function<bool(std::string_view)> store;
+};
+
+/// Opens it as sysfs does: EACCES for the direction that the attribute does not have. A reader gets
+/// the text as it was at the first read, then the end of the file.
+std::unique_ptr<platform::DeviceFile> OpenAttribute(const TextAttribute& attribute, int flags,
+                                                    int& error);
+
+/// The values behind the attributes of the FPGA's driver. Threads: any.
+class DriverAttributes {
+ public:
+  DriverAttributes(const Config& config, Units& units);
+  const std::vector<TextAttribute>& All() const { return all_; }
+
+ private:
+  std::string Pid() const;
+
+  std::atomic<std::uint32_t> atod_status_{0};
+  std::atomic<std::uint32_t> overflow_underflow_{0};  ///< counts what the ring lost
+  std::atomic<std::uint32_t> rxfpga_{0};
+  std::atomic<std::uint32_t> br_index_{0};
+  mutable std::mutex pid_mutex_;  ///< guards pid_
+  std::string pid_;
+  std::vector<TextAttribute> all_;
+};
+
+}  // namespace simulator

@@ -1,0 +1,99 @@
+#include "simulator/control.h"
+
+#include <algorithm>
+#include <span>
+#include <vector>
+
+namespace simulator {
+namespace {
+
+bool IsPrintable(std::string_view text) {
+  return std::ranges::all_of(text, [](char c) { return (c >= ' ' && c <= '~') || c == '\t'; });
+}
+
+std::vector<std::string_view> Words(std::string_view line) {
+  std::vector<std::string_view> words;
+  while (!line.empty()) {
+    const std::size_t start = std::min(line.find_first_not_of(" \t"), line.size());
+    line.remove_prefix(start);
+    const std::size_t end = std::min(line.find_first_of(" \t"), line.size());
+    if (end > 0) words.push_back(line.substr(0, end));
+    line.remove_prefix(end);
+  }
+  return words;
+}
+
+/// An answer is one line whatever a value holds.
+std::string Ok(std::string text) {
+  std::ranges::replace_if(
+      text,
+      [](char c) {
+        return !IsPrintable({&c, 1});
+      },
+      '?');
+  return text.empty() ? "ok" : "ok " + text;
+}
+
+std::string Error(std::string_view text) { return "error " + std::string(text); }
+
+using Arguments = std::span<const std::string_view>;
+
+std::string Get(const Units& units, Arguments arguments) {
+  const Units::Value* value = units.FindValue(arguments[0]);
+  if (value == nullptr) return Error("no value " + std::string(arguments[0]));
+  return Ok(value->get());
+}
+
+std::string Set(const Units& units, Arguments arguments) {
+  const Units::Value* value = units.FindValue(arguments[0]);
+  if (value == nullptr) return Error("no value " + std::string(arguments[0]));
+  if (!value->set) return Error(std::string(arguments[0]) + " is read only");
+  if (!value->set(arguments[1])) {
+    return Error(std::string(arguments[0]) + " cannot be " + std::string(arguments[1]));
+  }
+  return Ok("");
+}
+
+std::string List(const Units& units, Arguments) { return Ok(units.List()); }
+
+std::string SetFault(const Units& units, Arguments arguments) {
+  FaultSwitch* faults = units.FindFaults(arguments[0]);
+  if (faults == nullptr) return Error("no unit " + std::string(arguments[0]));
+  if (arguments.size() == 1) return Ok(faults->Show());
+  const std::string problem = faults->Set(arguments.subspan(1));
+  return problem.empty() ? Ok("") : Error(problem);
+}
+
+struct Command {
+  const char* name;
+  std::size_t least;  ///< arguments
+  std::size_t most;
+  const char* usage;
+  std::string (*run)(const Units&, Arguments);
+};
+
+constexpr Command kCommands[] = {
+    {"get", 1, 1, "get NAME", Get},
+    {"set", 2, 2, "set NAME VALUE", Set},
+    {"list", 0, 0, "list", List},
+    {"fault", 1, 3, "fault NAME [FAULT [NUMBER]]", SetFault},
+};
+
+}  // namespace
+
+std::string AnswerControlLine(const Units& units, std::string_view line) {
+  if (line.size() > kLongestControlLine) return Error("line too long");
+  if (!IsPrintable(line)) return Error("not a line of text");
+  const std::vector<std::string_view> words = Words(line);
+  if (words.empty()) return Error("empty line");
+  const auto* command =
+      std::ranges::find_if(kCommands, [&](const Command& entry) { return words[0] == entry.name; });
+  if (command == std::end(kCommands)) return Error("expected get, set, list or fault");
+  const Arguments arguments = Arguments(words).subspan(1);
+  if (arguments.size() < command->least || arguments.size() > command->most) {
+    return Error(std::string("expected ") + command->usage);
+  }
+  return command->run(units, arguments);
+}
+
+}  // namespace simulator

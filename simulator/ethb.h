@@ -1,0 +1,52 @@
+// The main module's `ethb`: takes a host's TCP connection and passes its records to the measurement
+// daemon over the bus.
+//
+// Each record goes out as the payload of a bus message [delimiter][descriptor][payload] from a
+// DEALER socket; the reply's payload goes back to the host. The daemon answers in order, so replies
+// do too; the descriptor, a running number, tells to which record a reply belongs. A record that
+// the daemon never answers (it was restarted, say) is given up when a later one is answered. One
+// host at a time.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "platform/clock.h"
+#include "platform/unique_fd.h"
+#include "simulator/units.h"
+
+namespace simulator {
+
+class Ethb {
+ public:
+  struct Setup {
+    platform::UniqueFd host_listener;  ///< a listening TCP socket, non-blocking
+    std::string bus_endpoint;          ///< "tcp://ADDRESS:3088"
+    std::uint64_t seed = 0;
+  };
+
+  /// Serves until it is destroyed. `clock` and `units` must outlive it.
+  Ethb(Setup setup, platform::Clock& clock, Units& units);
+  ~Ethb();
+  Ethb(const Ethb&) = delete;
+  Ethb& operator=(const Ethb&) = delete;
+
+ private:
+  class HostLink;
+
+  void Run();
+  void Accept(std::unique_ptr<HostLink>& host);
+  /// False when it is time to stop.
+  bool Pause(platform::Nanoseconds duration);
+
+  const Setup setup_;
+  platform::Clock& clock_;
+  FaultSwitch faults_;
+  const platform::UniqueFd stop_;
+  std::unique_ptr<void, int (*)(void*)> bus_context_;
+  std::thread thread_;
+};
+
+}  // namespace simulator

@@ -1,0 +1,99 @@
+#include "simulator/fault.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace simulator {
+namespace {
+
+struct FaultInfo {
+  Fault fault;
+  const char* name;
+  int default_amount;  ///< 0: takes none
+  int max_amount;
+};
+
+constexpr int kLongestDelayMs = 60000;
+constexpr FaultInfo kFaults[] = {
+    {Fault::kOk, "ok", 0, 0},
+    {Fault::kOff, "off", 0, 0},
+    {Fault::kStuck, "stuck", 0, 0},
+    {Fault::kGarbage, "garbage", 0, 0},
+    {Fault::kWrong, "wrong", 0, 0},
+    {Fault::kSlow, "slow", 100, kLongestDelayMs},
+    {Fault::kDelayed, "delayed", 100, kLongestDelayMs},
+    {Fault::kIntermittent, "intermittent", 50, 100},
+};
+
+const FaultInfo& Info(Fault fault) { return *std::ranges::find(kFaults, fault, &FaultInfo::fault); }
+
+std::optional<int> ParseAmount(std::string_view word, int most) {
+  int amount = 0;
+  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), amount);
+  if (error != std::errc() || end != word.data() + word.size()) return std::nullopt;
+  if (amount < 1 || amount > most) return std::nullopt;
+  return amount;
+}
+
+}  // namespace
+
+const char* FaultName(Fault fault) { return Info(fault).name; }
+
+FaultSwitch::FaultSwitch(std::initializer_list<Fault> supported, std::uint64_t seed)
+    : supported_(supported), random_(seed) {}
+
+std::string FaultSwitch::Set(std::span<const std::string_view> words) {
+  const auto* info = std::ranges::find_if(
+      kFaults, [&](const FaultInfo& entry) { return !words.empty() && words[0] == entry.name; });
+  if (info == std::end(kFaults)) {
+    return "expected ok, off, stuck, garbage, wrong, slow, delayed or intermittent";
+  }
+  const bool known =
+      info->fault == Fault::kOk || std::ranges::find(supported_, info->fault) != supported_.end();
+  if (!known) return "unsupported";
+  int amount = info->default_amount;
+  if (words.size() > 1) {
+    const auto given = ParseAmount(words[1], info->max_amount);
+    if (words.size() > 2 || !given) {
+      return info->max_amount == 0
+                 ? std::string(info->name) + " takes no number"
+                 : "expected one number, 1 to " + std::to_string(info->max_amount);
+    }
+    amount = *given;
+  }
+  const std::lock_guard lock(mutex_);
+  fault_ = info->fault;
+  amount_ = amount;
+  return "";
+}
+
+std::string FaultSwitch::Show() const {
+  const std::lock_guard lock(mutex_);
+  std::string text = FaultName(fault_);
+  if (amount_ != 0) text += " " + std::to_string(amount_);
+  return text;
+}
+
+Fault FaultSwitch::Chosen() const {
+  const std::lock_guard lock(mutex_);
+  return fault_;
+}
+
+Fault FaultSwitch::Now() {
+  const std::lock_guard lock(mutex_);
+  if (fault_ != Fault::kIntermittent) return fault_;
+  return static_cast<int>(random_() % 100) < amount_ ? Fault::kOff : Fault::kOk;
+}
+
+platform::Nanoseconds FaultSwitch::Delay() const {
+  const std::lock_guard lock(mutex_);
+  const bool delays = fault_ == Fault::kSlow || fault_ == Fault::kDelayed;
+  return std::chrono::milliseconds(delays ? amount_ : 0);
+}
+
+std::uint16_t FaultSwitch::Noise() {
+  const std::lock_guard lock(mutex_);
+  return static_cast<std::uint16_t>(random_());
+}
+
+}  // namespace simulator

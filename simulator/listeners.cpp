@@ -1,0 +1,55 @@
+#include "simulator/listeners.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace simulator {
+namespace {
+
+constexpr int kBacklog = 64;
+
+int BindAndListen(int socket, const void* address, socklen_t size) {
+  if (::bind(socket, static_cast<const sockaddr*>(address), size) != 0) return errno;
+  return ::listen(socket, kBacklog) == 0 ? 0 : errno;
+}
+
+}  // namespace
+
+std::string UnixListener::Listen(const std::string& path, int type) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (path.size() >= sizeof address.sun_path) return path + ": too long for a socket";
+  std::strcpy(address.sun_path, path.c_str());
+  ::unlink(path.c_str());
+  socket_.Reset(::socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  const int error = socket_ ? BindAndListen(socket_.Get(), &address, sizeof address) : errno;
+  if (error != 0) return path + ": " + std::strerror(error);
+  path_ = path;
+  return "";
+}
+
+UnixListener::~UnixListener() {
+  if (!path_.empty()) ::unlink(path_.c_str());
+}
+
+int ListenTcp(const std::string& address, std::uint16_t port, platform::UniqueFd& socket) {
+  sockaddr_in where{};
+  where.sin_family = AF_INET;
+  where.sin_port = htons(port);
+  if (::inet_pton(AF_INET, address.c_str(), &where.sin_addr) != 1) return EINVAL;
+  platform::UniqueFd made(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (!made) return errno;
+  const int on = 1;  // a port that a killed q5sim used is free at once
+  ::setsockopt(made.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  if (const int error = BindAndListen(made.Get(), &where, sizeof where)) return error;
+  socket = std::move(made);
+  return 0;
+}
+
+}  // namespace simulator

@@ -1,0 +1,139 @@
+// q5sim: the virtual instrument, and the command that speaks to its control socket.
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "platform/real_clock.h"
+#include "simulator/addresses.h"
+#include "simulator/config.h"
+#include "simulator/control_server.h"
+#include "simulator/device_server.h"
+#include "simulator/ethb.h"
+#include "simulator/root_dir.h"
+#include "simulator/virtual_instrument.h"
+
+namespace {
+
+constexpr int kCannotRun = 1;
+constexpr int kBadConfig = 2;
+
+struct Options {
+  std::string root;
+  std::string config;
+  std::string subnet;
+  double speed = 0;  ///< 0: as configured
+};
+
+int Fail(int status, const std::string& problem) {
+  std::fprintf(stderr, "q5sim: %s\n", problem.c_str());
+  return status;
+}
+
+/// Never 0, which stands for "none chosen".
+std::uint64_t DrawSeed() {
+  std::random_device random;
+  return std::uniform_int_distribution<std::uint64_t>(1, 0xFFFFFFFF)(random);
+}
+
+/// SIGTERM and SIGINT for Wait; threads made after this leave them to it.
+class EndSignals {
+ public:
+  EndSignals() {
+    ::signal(SIGPIPE, SIG_IGN);
+    sigemptyset(&set_);
+    sigaddset(&set_, SIGTERM);
+    sigaddset(&set_, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &set_, nullptr);
+  }
+  void Wait() const {
+    int signal = 0;
+    sigwait(&set_, &signal);
+  }
+
+ private:
+  sigset_t set_;
+};
+
+int Serve(const Options& options) {
+  simulator::Config config;
+  if (!options.config.empty()) {
+    const std::string problem = simulator::ReadConfig(options.config, config);
+    if (!problem.empty()) return Fail(kBadConfig, problem);
+  }
+  if (options.speed > 0) config.speed = options.speed;
+  if (config.seed == 0) config.seed = DrawSeed();
+
+  const EndSignals end_signals;
+  simulator::RootDir root;
+  if (auto problem = root.Claim(options.root); !problem.empty()) return Fail(kCannotRun, problem);
+  platform::UniqueFd host_listener;
+  if (auto problem =
+          simulator::ClaimAddresses(options.subnet, root.EarlierAddresses(), config, host_listener);
+      !problem.empty()) {
+    return Fail(kCannotRun, problem);
+  }
+  if (auto problem = root.WriteFiles(config); !problem.empty()) return Fail(kCannotRun, problem);
+
+  platform::RealClock clock;
+  simulator::VirtualInstrument instrument(config, root.Path(), clock);
+  if (!instrument.Problem().empty()) return Fail(kCannotRun, instrument.Problem());
+  simulator::Ethb ethb({std::move(host_listener),
+                        "tcp://" + config.Address(simulator::Module::kMeas) + ":" +
+                            std::to_string(simulator::kBusPort),
+                        config.seed},
+                       clock, instrument.Units());
+  simulator::DeviceServer devices(instrument);
+  if (auto problem = devices.Start(root.Path()); !problem.empty()) {
+    return Fail(kCannotRun, problem);
+  }
+  simulator::ControlServer control(instrument.Units());
+  if (auto problem = control.Start(root.Path()); !problem.empty()) {
+    return Fail(kCannotRun, problem);
+  }
+
+  std::printf("q5sim seed %llu\n", static_cast<unsigned long long>(config.seed));
+  std::printf("q5sim ready %s\n", root.Path().c_str());
+  std::fflush(stdout);
+  end_signals.Wait();
+  return 0;
+}
+
+int SendCommand(const std::string& root, const std::vector<std::string>& words) {
+  std::string line;
+  for (const std::string& word : words) line += (line.empty() ? "" : " ") + word;
+  std::string answer;
+  if (!simulator::SendControlLine(root, line, answer)) return Fail(kCannotRun, answer);
+  std::printf("%s\n", answer.c_str());
+  return answer.starts_with("ok") ? 0 : kCannotRun;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("The virtual instrument: serves the devices of one module under a directory.");
+  Options options;
+  auto* root =
+      app.add_option("--root", options.root, "Directory that stands for the instrument's /");
+  app.add_option("--config", options.config, "JSON file that says what kind of instrument this is");
+  app.add_option("--speed", options.speed, "Factor on the pace of samples")
+      ->check(CLI::Range(0.001, 1000.0));
+  app.add_option("--subnet", options.subnet, "127.0.N for the modules' addresses, or auto");
+
+  CLI::App* ctl = app.add_subcommand("ctl", "Sends one command to the q5sim of a directory");
+  std::string ctl_root;
+  std::vector<std::string> words;
+  ctl->add_option("--root", ctl_root, "The directory")->required();
+  ctl->add_option("command", words, "get NAME, set NAME VALUE, list, fault NAME [FAULT [NUMBER]]")
+      ->required();
+
+  CLI11_PARSE(app, argc, argv);
+  if (ctl->parsed()) return SendCommand(ctl_root, words);
+  if (root->count() == 0) return Fail(kCannotRun, "--root is required (see --help)");
+  return Serve(options);
+}

@@ -1,0 +1,72 @@
+// The module that a daemon runs on: its devices by path, and the machine around them.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/clock.h"
+#include "platform/instrument.h"
+#include "simulator/attributes.h"
+#include "simulator/config.h"
+#include "simulator/fpga_model.h"
+#include "simulator/shell.h"
+#include "simulator/units.h"
+
+namespace simulator {
+
+/// Which device stands at which path.
+class DeviceTable {
+ public:
+  using Opener = std::function<std::unique_ptr<platform::DeviceFile>(int flags, int& error)>;
+
+  /// False when the path is taken already: two devices at one place are a fault of the instrument.
+  [[nodiscard]] bool Add(std::string path, Opener opener);
+  /// ENOENT for a path without a device.
+  std::unique_ptr<platform::DeviceFile> Open(std::string_view path, int flags, int& error) const;
+
+ private:
+  std::map<std::string, Opener, std::less<>> openers_;
+};
+
+class VirtualInstrument final : public platform::Instrument {
+ public:
+  /// `root` is the directory that stands for "/". `clock` must outlive the instrument.
+  VirtualInstrument(const Config& config, std::string root, platform::Clock& clock);
+
+  /// Empty when the instrument is whole, else which devices clash. Asked once, before use.
+  const std::string& Problem() const { return problem_; }
+  /// For what stands around the instrument and has values or faults of its own.
+  simulator::Units& Units() { return units_; }
+
+  std::unique_ptr<platform::DeviceFile> Open(std::string_view path, int flags, int& error) override;
+  int System(std::string_view command) override { return shell_.Run(command); }
+  int SetRealtime(const timespec& time) override;
+  timespec Realtime() override;
+  std::string HostAddress() override { return config_.Address(config_.module); }
+  void SystemLog(std::string_view line) override;
+
+ private:
+  void Place(std::string path, DeviceTable::Opener opener);
+  std::optional<int> Echo(std::string_view arguments);
+
+  const Config config_;
+  const std::string root_;
+  platform::Clock& clock_;
+  simulator::Units units_;
+  FpgaModel fpga_;
+  DriverAttributes attributes_;
+  Shell shell_;
+  DeviceTable devices_;
+  std::string problem_;
+  std::mutex time_mutex_;  ///< guards set_time_
+  /// Time of day less monotonic time, once it has been set.
+  std::optional<platform::Nanoseconds> set_time_;
+  std::mutex log_mutex_;  ///< one line at a time
+};
+
+}  // namespace simulator
