@@ -19,9 +19,7 @@ const std::string kIpc = "ipc://";
 
 std::string MachineAddress(const std::string& uri) {
   if (uri.rfind(kIpc, 0) != 0) return uri;
-  std::string path = uri.substr(kIpc.size());
-  if (path.empty() || path.front() != '/') path.insert(0, "/");  // a daemon's directory is "/"
-  return kIpc + platform::Machine().Path(path);
+  return kIpc + platform::Machine().Path(uri.substr(kIpc.size()));
 }
 
 bool IpcInUse(const std::string& address) {

@@ -62,10 +62,11 @@ int ZmbWorker::Start() {
 
 void ZmbWorker::Stop() {
   _running = false;
-  if (_wkr_mgr != nullptr) _wkr_mgr->DestroyWorker(this);
+  if (_wkr_mgr != nullptr && !_destroying.exchange(true)) _wkr_mgr->DestroyWorker(this);
 }
 
 void ZmbWorker::EndThread() {
+  _destroying = true;
   _running = false;
   if (!_thread.joinable()) return;
   _jobs.Post();

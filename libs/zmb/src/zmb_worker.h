@@ -69,6 +69,9 @@ class ZmbWorker : public Common::ZmbNode {
   std::thread _thread;
   platform::Semaphore _jobs{0};
   ZmbWorkerMgr* _wkr_mgr;
+
+ private:
+  std::atomic<bool> _destroying{false};  ///< by the manager or by EndThread's caller
 };
 
 }  // namespace Worker

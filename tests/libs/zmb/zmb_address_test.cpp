@@ -1,0 +1,178 @@
+// Identities, URIs and the small text request.
+#include <gtest/gtest.h>
+
+#include "libs/zmb/src/zmb_id.h"
+#include "libs/zmb/src/zmb_req.h"
+#include "libs/zmb/src/zmb_uri.h"
+#include "libs/zmb/src/zmb_util.h"
+#include "tests/libs/zmb/zmb_fixture.h"
+
+namespace Mos {
+struct Polymorph {
+  virtual ~Polymorph() = default;
+};
+struct Special : Polymorph {};
+}  // namespace Mos
+
+namespace {
+
+using Common::ZmbID;
+using Common::ZmbReq;
+using Common::ZmbUri;
+
+std::pair<void*, int> Bytes(std::string& text) {
+  return {text.data(), static_cast<int>(text.size())};
+}
+
+TEST(ZmbID, IsValidWhenTheFirstDotStandsInside) {
+  const struct {
+    std::string text;
+    bool valid;
+  } cases[] = {
+      {"Mos.MeasMgr", true}, {"a.b", true},  {"a.b.c", true}, {"a..", true},  {"", false},
+      {".", false},          {".ab", false}, {"ab.", false},  {"..a", false}, {"Mos", false},
+  };
+  for (auto c : cases) {
+    EXPECT_EQ(ZmbID(c.text).IsValid(), c.valid) << c.text;
+    EXPECT_EQ(ZmbID(Bytes(c.text)).IsValid(), c.valid) << c.text;
+  }
+  EXPECT_FALSE(ZmbID(std::pair<void*, int>(nullptr, 5)).IsValid());
+  std::string text = "a.b";
+  EXPECT_FALSE(ZmbID(std::pair<void*, int>(text.data(), -1)).IsValid());
+}
+
+TEST(ZmbID, ComparesByGroupThenWhole) {
+  const struct {
+    const char *mine, *other;
+    int result;
+  } cases[] = {
+      {"a.b", "a.b", 0}, {"a.b", "a.c", 1}, {"a.b", "b.b", 2},   {"ab", "a.b", -2},
+      {"ab", "ab", -2},  {"a.b", "b.", -1}, {"a.b.c", "a.c", 1}, {"ab.c", "a.bc", 2},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(ZmbID(c.mine).CompID(ZmbID(c.other)), c.result) << c.mine << " " << c.other;
+  }
+}
+
+TEST(ZmbID, TwoDotsLeaveTheFirstPartAsGroup) {
+  const zmb_test::LogLines log;
+  ZmbID(std::string("a.b.c")).ShowID();
+  ZmbID(std::string("nodot")).ShowID();
+  EXPECT_EQ(log.Text(), "7 <ZmbID gid=a  mid=b.c/>\n7 <ZmbID gid=  mid=/>\n");
+}
+
+TEST(ZmbID, IsMadeFromTheRunTimeClass) {
+  const Mos::Special object;
+  const Mos::Polymorph& base = object;
+  ZmbID id;
+  Common::MakeID(base, id);
+  EXPECT_EQ(id.GetStr(), "Mos.Special");
+}
+
+TEST(ZmbUri, ChecksAWholeText) {
+  const struct {
+    std::string text;
+    int prot;
+  } cases[] = {
+      {"ipc:///tmp/Mos.MeasMgr.ipc", Common::IPC},
+      {"ipc://a/b", Common::IPC},
+      {"ipc:///ab/", -1},  // ends in a slash
+      {"ipc://abcd", -1},  // no slash
+      {"ipc:///a", -1},    // eight characters
+      {"inproc:///a", Common::INPROC},
+      {"inproc://abc", -1},
+      {"inproc://", -1},
+      {"tcp://a:1", Common::TCP},
+      {"tcp://127.0.0.1:3088", Common::TCP},
+      {"tcp://a:", -1},
+      {"tcp://abc:", -1},
+      {"tcp://:3088", -1},
+      {"tcp://a:1:2", -1},
+      {"tcp://::1:80", -1},
+      {"tcp://abcd", -1},
+      {"udp://a:12", -1},
+      {"TCP://a:12", -1},
+      {"tcp:/a:1234", -1},
+      {"://tcp://a:1", -1},
+      {"", -1},
+      {std::string("ipc\0://a/b", 10), -1},
+  };
+  for (auto c : cases) {
+    for (const ZmbUri& uri : {ZmbUri(c.text), ZmbUri(Bytes(c.text))}) {
+      EXPECT_EQ(uri.prot, c.prot) << c.text;
+      EXPECT_EQ(uri.uri, c.prot < 0 ? "" : c.text);
+    }
+  }
+}
+
+TEST(ZmbUri, ChecksAPathOfAGivenProtocol) {
+  const struct {
+    int prot;
+    const char* path;
+    const char* uri;
+  } cases[] = {
+      {Common::IPC, "/tmp/x", "ipc:///tmp/x"},
+      {Common::IPC, "/a", ""},  // shorter than three
+      {Common::IPC, "/ab", "ipc:///ab"},
+      {Common::IPC, "", ""},
+      {Common::INPROC, "a/b", "inproc://a/b"},
+      {Common::TCP, "a:1", "tcp://a:1"},
+      {Common::TCP, "a:1:", ""},
+      {Common::NPROT, "/tmp/x", ""},
+      {3, "/tmp/x", ""},
+  };
+  for (const auto& c : cases) {
+    const ZmbUri uri(static_cast<Common::protocol>(c.prot), c.path);
+    EXPECT_EQ(uri.uri, c.uri) << c.path;
+    EXPECT_EQ(uri.prot, *c.uri == '\0' ? -1 : c.prot) << c.path;
+  }
+}
+
+TEST(ZmbReq, ParsesTheElementAndItsAttributes) {
+  using Attr = std::pair<int, std::string>;
+  const struct {
+    std::string text;
+    int type;
+    std::vector<Attr> attrs;
+  } cases[] = {
+      {"<reg zid=\"Tos.Ui\" uri=\"tcp://a:1\"/>", 1, {{1, "Tos.Ui"}, {2, "tcp://a:1"}}},
+      {"xx <dereg uri=\"\" zid=\"a\">", 2, {{2, ""}, {1, "a"}}},
+      {"<reg other=\"x\" zid=\"a\"/>", 1, {{0, "x"}, {1, "a"}}},
+      {"<reg zid=\"a", 1, {}},
+      {"<reg zid=a/>", 1, {}},
+      {"<reg =\"a\"/>", 1, {}},
+      {"<reg", 1, {}},
+      {"<regs zid=\"a\"/>", 0, {}},
+      {"reg zid=\"a\"", 0, {}},
+      {"<", 0, {}},
+      {"", 0, {}},
+  };
+  for (auto c : cases) {
+    ZmbReq req(c.text.data(), static_cast<int>(c.text.size()));
+    EXPECT_EQ(req.Parse(), c.type) << c.text;
+    std::vector<Attr> attrs;
+    for (auto next = req.GetNextAttr(); next.second.first != nullptr; next = req.GetNextAttr()) {
+      attrs.emplace_back(next.first,
+                         std::string(static_cast<char*>(next.second.first), next.second.second));
+    }
+    EXPECT_EQ(attrs, c.attrs) << c.text;
+  }
+  EXPECT_EQ(ZmbReq(nullptr, 10).Parse(), ZmbReq::NTYPE);
+}
+
+TEST(ShowBuffer, CutsALongDump) {
+  const zmb_test::LogLines log;
+  const std::string data = "Az\n" + std::string(2000, '\xff');
+  Common::ShowBuffer(6, data.data(), data.size());
+  const std::string text = log.Text();
+  EXPECT_EQ(text.find("6 0000: 41 7a 0a ff"), 0u) << text.substr(0, 80);
+  EXPECT_NE(text.find("Az.."), std::string::npos);
+  EXPECT_NE(text.find("6 ... 979 bytes more\n"), std::string::npos);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 65);
+}
+
+TEST(ToIpString, TakesNetworkOrder) {
+  EXPECT_EQ(Common::ToIpString(htonl(0x7f000034)), "127.0.0.52");
+}
+
+}  // namespace

@@ -1,0 +1,458 @@
+// Servants and workers, asked by plain libzmq clients.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "libs/zmb/src/zmb_msg_broker.h"
+#include "libs/zmb/src/zmb_simple_publisher.h"
+#include "libs/zmb/src/zmb_simple_servant.h"
+#include "libs/zmb/src/zmb_simple_worker.h"
+#include "libs/zmb/src/zmb_tcp_ui_proxy.h"
+#include "tests/libs/zmb/zmb_fixture.h"
+
+namespace {
+
+using Common::ZmbMessage;
+using zmb_test::Frames;
+using zmb_test::FreePort;
+using zmb_test::Peer;
+using zmb_test::TcpAddress;
+
+class Echo : public Servant::ZmbSimpleServant {
+ public:
+  explicit Echo(std::function<void(Echo&)> uris = {}) : uris_(std::move(uris)) {}
+  void SetFeUris() override {
+    if (uris_) uris_(*this);
+  }
+  int Handle(ZmbMessage* msg) override {
+    zmb_test::Exclaim(msg);
+    return -1;  // does not matter
+  }
+  void NoIpc() { _fe_ipc_link = false; }
+  int Links() const { return _sockfe->NumLinks(); }
+
+ private:
+  std::function<void(Echo&)> uris_;
+};
+
+/// Runs a servant on a thread. A servant that waits sees Stop with the next message: one that goes
+/// to `address` is sent at the end.
+class Running {
+ public:
+  Running(Servant::ZmbServant& servant, std::string address)
+      : servant_(servant), address_(std::move(address)), thread_([this] { servant_.Start(); }) {}
+  ~Running() {
+    servant_.Stop();
+    Peer last(ZMQ_DEALER);
+    const int linger = 5000;
+    zmq_setsockopt(last.Socket(), ZMQ_LINGER, &linger, sizeof linger);
+    last.Connect(address_).Send({"", "the last one"});
+    thread_.join();
+  }
+
+ private:
+  Servant::ZmbServant& servant_;
+  std::string address_;
+  std::thread thread_;
+};
+
+class ServantTest : public zmb_test::BusTest {
+ protected:
+  /// What a client gets for "hello"; empty when nothing comes.
+  static std::string Hello(const std::string& address, const std::string& id = "") {
+    Peer client(ZMQ_REQ, id);
+    client.Connect(address).Send({"hello"});
+    const Frames reply = client.Recv();
+    return reply.empty() ? "" : reply.back();
+  }
+};
+
+TEST_F(ServantTest, ListensWhereItIsToldElseAtTheDefaults) {
+  const short def = FreePort();
+  const short own = FreePort();
+  const std::string ipc = Ipc("/tmp/Test.Echo.ipc");
+  const struct {
+    const char* name;
+    short port;
+    bool ipc;
+    std::function<void(Echo&)> uris;
+    std::vector<std::string> addresses;
+  } cases[] = {
+      {"both defaults", def, true, {}, {TcpAddress(def), ipc}},
+      {"port 0", 0, true, {}, {ipc}},
+      {"no ipc", def, false, {}, {TcpAddress(def)}},
+      {"own port", def, true, [&](Echo& e) { e.AddFeTcpLink(own); }, {TcpAddress(own)}},
+      {"own host",
+       def,
+       true,
+       [&](Echo& e) { e.AddFeTcpLink(own, "127.0.0.1"); },
+       {TcpAddress(own)}},
+      {"own path",
+       def,
+       true,
+       [&](Echo& e) { e.AddFeIpcLink("/tmp/own.ipc"); },
+       {Ipc("/tmp/own.ipc")}},
+      {"as the defaults",
+       def,
+       true,
+       [](Echo& e) {
+         e.AddFeIpcLink(std::string());
+         e.AddFeTcpLink(e.GetDefFeTcpPort(), std::string());
+       },
+       {TcpAddress(def), ipc}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Echo echo(c.uris);
+    echo.SetZid("Test.Echo");
+    echo.SetDefFeTcpPort(c.port);
+    if (!c.ipc) echo.NoIpc();
+    ASSERT_EQ(echo.Init(), 0);
+    EXPECT_EQ(echo.Links(), static_cast<int>(c.addresses.size()));
+    const Running running(echo, c.addresses[0]);
+    for (const std::string& address : c.addresses) EXPECT_EQ(Hello(address), "hello!") << address;
+  }
+}
+
+TEST_F(ServantTest, TheIdentityNamesThePathAndTheSocket) {
+  Echo echo;
+  echo.SetZid("Other.Name");
+  ASSERT_EQ(echo.Init(), 0);
+  EXPECT_EQ(echo.GetZidStr(), "Other.Name");
+  const Running running(echo, Ipc("/tmp/Other.Name.ipc"));
+  // only a router that knows the peer under that identity reaches it
+  Peer client(ZMQ_ROUTER, "Test.Client");
+  client.SetTimeout(20);
+  client.Connect(Ipc("/tmp/Other.Name.ipc"));
+  Frames reply;
+  for (int i = 0; i < 200 && reply.empty(); ++i) {  // until the connection stands
+    reply = client.Send({"Other.Name", "", "d", "q"}).Recv();
+  }
+  EXPECT_EQ(reply, (Frames{"Other.Name", "", "d", "q!"}));
+}
+
+TEST_F(ServantTest, AnswersEveryShapeOfMessageWithItsRoute) {
+  Echo echo;
+  echo.SetZid("Test.Echo");
+  const Running running(echo, Ipc("/tmp/Test.Echo.ipc"));
+  const Frames hops(100, "hop");
+  Frames long_way = hops;
+  long_way.insert(long_way.end(), {"", "d", "q"});
+  const Frames cases[] = {
+      {"q"},
+      {"", "q"},
+      {"", "d", "q"},
+      {"a", "", "d", "q"},
+      {"", "", "", "q"},
+      {"a", "b", "c"},
+      {""},
+      {"", std::string(10 << 20, 'x')},
+      long_way,
+  };
+  Peer client(ZMQ_DEALER, "Test.Client");
+  client.Connect(Ipc("/tmp/Test.Echo.ipc"));
+  for (Frames frames : cases) {
+    client.Send(frames);
+    frames.back() += "!";
+    EXPECT_EQ(client.Recv(), frames) << frames.size();
+  }
+}
+
+TEST_F(ServantTest, AFrameBeyondTheLimitCostsItsSenderTheConnection) {
+  Echo echo;
+  echo.SetZid("Test.Echo");
+  const std::string address = Ipc("/tmp/Test.Echo.ipc");
+  const Running running(echo, address);
+  Peer greedy(ZMQ_DEALER);
+  greedy.SetTimeout(300);
+  greedy.Connect(address).Send({"", std::string((16 << 20) + 1, 'x')});
+  EXPECT_EQ(greedy.Recv(), Frames());
+  EXPECT_EQ(Hello(address), "hello!");
+}
+
+TEST_F(ServantTest, AClientThatComesBackUnderItsIdentityIsServed) {
+  Echo echo;
+  echo.SetZid("Test.Echo");
+  const std::string address = Ipc("/tmp/Test.Echo.ipc");
+  const Running running(echo, address);
+  Peer before(ZMQ_DEALER, "Test.Client");
+  before.Connect(address).Send({"", "q"});
+  EXPECT_EQ(before.Recv(), (Frames{"", "q!"}));
+  // its connection still stands when it comes again
+  EXPECT_EQ(Hello(address, "Test.Client"), "hello!");
+}
+
+TEST_F(ServantTest, ManyRequestsAheadLoseNoReply) {
+  Echo echo;
+  echo.SetZid("Test.Echo");
+  const Running running(echo, Ipc("/tmp/Test.Echo.ipc"));
+  Peer client(ZMQ_DEALER);
+  client.Connect(Ipc("/tmp/Test.Echo.ipc"));
+  constexpr int kCount = 8000;
+  const std::string body(200, 'b');
+  std::thread sender([&] {
+    for (int i = 0; i < kCount; ++i) client.Send({"", std::to_string(i) + body});
+  });
+  sender.join();
+  for (int i = 0; i < kCount; ++i) {
+    ASSERT_EQ(client.Recv(), (Frames{"", std::to_string(i) + body + "!"}));
+  }
+}
+
+TEST_F(ServantTest, StopTakesEffectWithTheNextMessage) {
+  Echo echo;
+  echo.SetZid("Test.Echo");
+  std::atomic<bool> ended{false};
+  std::thread loop([&] {
+    EXPECT_EQ(echo.Start(), 0);
+    ended = true;
+  });
+  const std::string address = Ipc("/tmp/Test.Echo.ipc");
+  EXPECT_EQ(Hello(address), "hello!");
+  echo.Stop();
+  EXPECT_FALSE(ended);
+  EXPECT_EQ(Hello(address), "hello!") << "which is still served";
+  loop.join();
+}
+
+TEST_F(ServantTest, WithoutItsEndPointItDoesNotStart) {
+  Peer other(ZMQ_ROUTER);
+  auto holder = std::make_unique<Peer>(ZMQ_ROUTER);
+  holder->Bind(Ipc("/tmp/Test.Echo.ipc"));
+  Echo echo;
+  echo.SetZid("Test.Echo");
+  EXPECT_EQ(echo.Init(), -1);
+  EXPECT_EQ(echo.Start(), -1);
+  EXPECT_NE(log_.Text().find("3 <link uri=ipc:///tmp/Test.Echo.ipc stat=98 mode=0/>"),
+            std::string::npos);
+  holder.reset();
+  EXPECT_EQ(echo.Init(), 0) << "as new, once the other is gone";
+}
+
+// --- Workers ---
+
+class EchoWorker : public Worker::ZmbSimpleWorker {
+ public:
+  using ZmbSimpleWorker::ZmbSimpleWorker;
+  ~EchoWorker() override { EndThread(); }
+  void SetFeUris() override {}
+  int Handle(ZmbMessage* msg) override {
+    zmb_test::Exclaim(msg);
+    return 0;
+  }
+};
+
+TEST_F(ServantTest, AWorkerServesOnItsThreadUntilItIsEnded) {
+  const std::string address = Ipc("/tmp/Test.Worker.ipc");
+  {
+    EchoWorker worker;
+    worker.SetZid("Test.Worker");
+    EXPECT_EQ(worker.Start(), 0);
+    EXPECT_EQ(worker.Start(), EBUSY);
+    EXPECT_EQ(worker.static_zmq_ctx, worker.GetZmqCtx());
+    EXPECT_EQ(Hello(address), "hello!");
+    EXPECT_NE(log_.Text().find("7 <ZmbSimpleWorker func=Run recv=msg/>\n7 <ZmbMsgFrame n=0"),
+              std::string::npos);
+    EchoWorker second;
+    second.SetZid("Test.Worker");
+    EXPECT_EQ(second.Start(), -1);
+  }
+  EXPECT_EQ(Worker::ZmbWorker::static_zmq_ctx, nullptr);
+}
+
+/// Work that is posted, without any bus.
+class Counter : public Worker::ZmbWorker {
+ public:
+  explicit Counter(Worker::ZmbWorkerMgr* manager, std::atomic<int>& count)
+      : ZmbWorker(manager), count_(count) {}
+  ~Counter() override { EndThread(); }
+  int Init() override {
+    _hasInit = true;
+    return 0;
+  }
+  void Run() override {
+    for (WaitWork(); _running; WaitWork()) {
+      if (++count_ == 3) break;
+    }
+    if (_wkr_mgr != nullptr) Stop();
+  }
+
+ private:
+  std::atomic<int>& count_;
+};
+
+struct Manager : Worker::ZmbWorkerMgr {
+  void DestroyWorker(Worker::ZmbWorker* worker) override {
+    delete worker;
+    destroyed.Post();
+  }
+  platform::Semaphore destroyed;
+};
+
+TEST_F(ServantTest, AWorkerWithoutBusWorksOffItsPosts) {
+  std::atomic<int> count{0};
+  {
+    Counter counter(nullptr, count);
+    counter.PostWork();
+    counter.PostWork();
+    EXPECT_EQ(counter.Start(), 0);
+    EXPECT_EQ(counter.GetZmqCtx(), nullptr);
+    counter.PostWork();
+    while (count < 3) std::this_thread::yield();
+  }
+  EXPECT_EQ(count, 3);
+}
+
+TEST_F(ServantTest, AWorkerIsDestroyedByItsManager) {
+  for (const bool by_itself : {true, false}) {
+    Manager manager;
+    std::atomic<int> count{0};
+    auto* counter = new Counter(&manager, count);
+    EXPECT_EQ(counter->Start(), 0);
+    if (by_itself) {
+      for (int i = 0; i < 3; ++i) counter->PostWork();
+    } else {
+      counter->Stop();  // Run ends with a Stop of its own
+    }
+    manager.destroyed.Wait();
+  }
+}
+
+TEST_F(ServantTest, APublisherConnectsItsLinks) {
+  struct Publisher : Worker::ZmbSimplePublisher {
+    explicit Publisher(const char* path) : path_(path) {}
+    void SetPubUris() override { _sockpub->AddLink(Common::TCP, path_); }
+    void Run() override {}
+    const char* path_;
+  };
+  Publisher good("127.0.0.1:1");
+  good.SetZid("Test.Publisher");
+  EXPECT_EQ(good.Init(), 0);
+  Publisher bad("127.0.0.1:none");
+  bad.SetZid("Test.Publisher");
+  EXPECT_EQ(bad.Init(), -1);
+}
+
+// --- Servants with two sockets ---
+
+class Broker : public Servant::ZmbMsgBroker {
+ public:
+  void SetFeUris() override { AddFeIpcLink(); }
+  void SetBeUris() override {
+    EXPECT_EQ(AddBeIpcLink("Test.One").second, 0);
+    EXPECT_EQ(AddBeIpcLink("Test.Two", "/tmp/two.ipc").second, 0);
+    EXPECT_EQ(AddBeTcpUriS("Test.Bad", "tcp://nowhere").second, -5);
+    EXPECT_EQ(AddBeTcpLinks("Test.Far", 1, {"127.0.0.1", "a:b"}), -1);
+  }
+  void HandleFe(std::unique_ptr<ZmbMessage> msg) override {
+    const std::string service =
+        msg->GetDescriptorFrame() != nullptr
+            ? std::string(static_cast<char*>(msg->GetDescriptorFrame()->Data()),
+                          msg->GetDescriptorFrame()->Len())
+            : "";
+    SendToBe(service, std::move(msg));
+  }
+  void HandleBe(std::unique_ptr<ZmbMessage> msg) override { SendToFe(std::move(msg)); }
+};
+
+/// Asks again until the way through routers, which drop what they cannot route yet, stands.
+Frames AskUntilAnswered(Peer& client, const Frames& request) {
+  client.SetTimeout(50);
+  Frames reply;
+  for (int i = 0; i < 200 && reply.empty(); ++i) reply = client.Send(request).Recv();
+  return reply;
+}
+
+TEST_F(ServantTest, ABrokerTakesMessagesToServicesAndBack) {
+  Echo one;
+  one.SetZid("Test.One");
+  const Running running_one(one, Ipc("/tmp/Test.One.ipc"));
+  Echo two([](Echo& e) { e.AddFeIpcLink("/tmp/two.ipc"); });
+  two.SetZid("Test.Two");
+  const Running running_two(two, Ipc("/tmp/two.ipc"));
+  Broker broker;
+  broker.SetZid("Test.Broker");
+  EXPECT_EQ(broker.GetDefFeTcpPort(), 3086);
+  const Running running(broker, Ipc("/tmp/Test.Broker.ipc"));
+
+  Peer client(ZMQ_DEALER, "Test.Client");
+  client.Connect(Ipc("/tmp/Test.Broker.ipc"));
+  for (const std::string service : {"Test.One", "Test.Two"}) {
+    EXPECT_EQ(AskUntilAnswered(client, {"", service, service}),
+              (Frames{"", service, service + "!"}));
+  }
+  client.Send({"", "Test.Bad", "q"});
+  while (log_.Text().find("4 <warn func=ZmbMsgBroker.SendToBe service=Test.Bad/>") ==
+         std::string::npos) {
+    std::this_thread::yield();
+  }
+}
+
+class Proxy : public Servant::ZmbTcpUiProxy {
+ public:
+  using ZmbTcpUiProxy::ZmbTcpUiProxy;
+  bool HandleFe(ZmbMessage* msg) override {
+    if (zmb_test::PayloadOf(*msg) != "ping") return false;
+    msg->SetPayload("pong", 4);
+    return true;
+  }
+  void HandleBe(ZmbMessage* msg) override { zmb_test::Exclaim(msg); }
+};
+
+TEST_F(ServantTest, AProxyJoinsTheTwoEndsOfAnAdapterWithTheBackEnd) {
+  Echo echo;
+  echo.SetZid("Test.Echo");
+  const Running running_echo(echo, Ipc("/tmp/Test.Echo.ipc"));
+  Proxy proxy("Test.Echo");
+  proxy.SetZid("Test.Proxy");
+  ASSERT_EQ(proxy.Init(), 0);
+  EXPECT_EQ(proxy.GetInUri(), "inproc:///Test.Proxy.i");
+  EXPECT_EQ(proxy.GetOutUri(), "inproc:///Test.Proxy.o");
+  Peer in(ZMQ_DEALER, "7.i", proxy.GetZmqCtx());
+  Peer out(ZMQ_DEALER, "7.o", proxy.GetZmqCtx());
+  in.Connect(proxy.GetInUri());
+  out.Connect(proxy.GetOutUri());
+
+  testing::internal::CaptureStdout();
+  std::thread loop([&] { EXPECT_EQ(proxy.Start(), 0); });
+  in.Send({"", "d", "ping"});
+  EXPECT_EQ(out.Recv(), (Frames{"", "d", "pong"}));
+  out.SetTimeout(50);
+  Frames reply;
+  for (int i = 0; i < 200 && reply.empty(); ++i) {
+    in.Send({"", "d", "q"});
+    reply = out.Recv();
+  }
+  EXPECT_EQ(reply, (Frames{"", "d", "q!!"})) << "once by the back end, once by the back handler";
+  in.SetTimeout(0);
+  EXPECT_EQ(in.Recv(), Frames()) << "nothing comes out at this end";
+  proxy.Stop();
+  in.Send({"", "ping"});
+  loop.join();
+  const std::string traces = testing::internal::GetCapturedStdout();
+  for (const char* trace :
+       {"end=front recv=msg/>\n", "fwd=Test.Echo/>\n", "end=back recv=msg/>\n"}) {
+    EXPECT_NE(traces.find(std::string("<ZmbTcpUiProxy func=Start ") + trace), std::string::npos);
+  }
+}
+
+TEST_F(ServantTest, AProxyNeedsABackEndIdentity) {
+  Proxy proxy("nodot");
+  proxy.SetZid("Test.Proxy");
+  EXPECT_EQ(proxy.Start(), -1);
+}
+
+struct BarelyNamed : Echo {};
+
+TEST_F(ServantTest, TakesItsIdentityFromItsClass) {
+  BarelyNamed servant;
+  EXPECT_EQ(servant.Init(), 0);
+  EXPECT_EQ(servant.GetZidStr(), "(anonymous namespace).BarelyNamed");
+  EXPECT_NE(log_.Text().find("6 <ZmbServant hostname="), std::string::npos);
+}
+
+TEST_F(ServantTest, AnInvalidIdentityStopsTheProcess) {
+  EXPECT_DEATH(Echo().SetZid("nodot"), "IsValid");
+}
+
+}  // namespace
