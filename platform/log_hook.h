@@ -16,7 +16,19 @@ class LogHook {
   /// so that a line that the log's level filters out costs no formatting.
   using Writer = void (*)(int level, const char* format, std::va_list args);
 
-  void Connect(Writer writer) { writer_.store(writer, std::memory_order_release); }
+  /// Tells whether a line of this level would be written; for callers whose line is costly to make.
+  using Filter = bool (*)(int level);
+
+  void Connect(Writer writer, Filter filter = nullptr) {
+    filter_.store(filter, std::memory_order_release);
+    writer_.store(writer, std::memory_order_release);
+  }
+
+  bool Wants(int level) const {
+    if (writer_.load(std::memory_order_acquire) == nullptr) return false;
+    Filter filter = filter_.load(std::memory_order_acquire);
+    return filter == nullptr || filter(level);
+  }
 
   [[gnu::format(printf, 3, 4)]] void Print(int level, const char* format, ...) const {
     Writer writer = writer_.load(std::memory_order_acquire);
@@ -29,6 +41,7 @@ class LogHook {
 
  private:
   std::atomic<Writer> writer_{nullptr};
+  std::atomic<Filter> filter_{nullptr};
 };
 
 /// The lines of platform/ itself.

@@ -1,0 +1,17 @@
+// Where a bus address stands on this machine.
+#pragma once
+
+#include <string>
+
+namespace Common {
+
+/// The address to hand to libzmq: the path of an ipc address is the instrument's, so it goes
+/// through the machine's root; every other address stays as it is.
+std::string MachineAddress(const std::string& uri);
+
+/// True when a process listens on an ipc address (as MachineAddress gives it). libzmq removes the
+/// file of an ipc address before it binds: without this test a second daemon would take the first
+/// one's end point away. False for every other kind of address, whose bind tells by itself.
+bool IpcInUse(const std::string& address);
+
+}  // namespace Common

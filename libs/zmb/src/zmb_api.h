@@ -1,0 +1,63 @@
+// The one place that knows which libzmq this is.
+//
+// The bus was written for libzmq 2.x; these calls give the same behaviour on 4.x. What differs:
+//   - a receive tells "more parts follow" in the message itself; the option is an int, no int64;
+//   - the unit of a poll's time is the millisecond (2.x: microsecond); this room uses milliseconds;
+//   - a signal may end any blocking call with EINTR: sends are repeated here, receives and polls
+//     give it to their callers, who loop anyway;
+//   - high-water marks, linger and duplicate identities: see OpenSocket.
+// zmq_msg_init, _data, _size, _close are the same in both and are called where a message stands.
+//
+// Threads: a context may be used by any thread, a socket by one thread at a time.
+#pragma once
+
+#include <zmq.h>
+
+#include <memory>
+
+namespace Common::zmb_api {
+
+struct ContextCloser {
+  void operator()(void* context) const;
+};
+/// Owns a context. Its end waits until every socket of the context is closed; a thread that still
+/// waits on such a socket gets ETERM and is expected to close it.
+using Context = std::unique_ptr<void, ContextCloser>;
+
+struct SocketCloser {
+  void operator()(void* socket) const;
+};
+using Socket = std::unique_ptr<void, SocketCloser>;
+
+/// Largest frame that a socket takes from the network; a peer that sends a larger one is
+/// disconnected. Host records are a few hundred bytes; without a limit one bad length from the wire
+/// could claim all memory of the module.
+inline constexpr long long kMaxFrameBytes = 16LL << 20;
+
+/// A context with one I/O thread. Null with errno when it cannot be had.
+Context OpenContext();
+
+/// Makes every blocking call on the context's sockets return ETERM, now and later. Any thread.
+void ShutContext(void* context);
+
+/// A socket of a libzmq type, 1 (PUB) to 10 (XSUB), with this system's options. Null with errno.
+Socket OpenSocket(void* context, int type);
+
+/// At most 255 bytes; to be set before the first bind or connect. -1 with errno.
+int SetIdentity(void* socket, const char* data, size_t size);
+int SetLinger(void* socket, int milliseconds);
+
+int Bind(void* socket, const char* address);
+int Connect(void* socket, const char* address);
+
+/// As zmq_poll: the number of ready items, 0 at the end of the time, -1 with errno. `timeout_ms` of
+/// -1 waits for ever.
+int Poll(zmq_pollitem_t* items, int count, long timeout_ms);
+
+/// Bytes of the frame received into `msg`, or -1 with errno; `more` tells that parts follow.
+int RecvMsg(void* socket, zmq_msg_t* msg, bool& more);
+
+/// Bytes sent, or -1 with errno. After success `msg` is empty; after a failure it is as it was.
+int SendMsg(void* socket, zmq_msg_t* msg, int flags);
+
+}  // namespace Common::zmb_api

@@ -1,0 +1,40 @@
+#include "libs/zmb/src/zmb_serve.h"
+
+#include <cassert>
+
+#include "libs/zmb/src/zmb_api.h"
+#include "libs/zmb/src/zmb_log.h"
+
+namespace Common {
+
+void Serve(const std::vector<ServedSocket>& sockets, const std::atomic<bool>& running,
+           const char* who) {
+  std::vector<zmq_pollitem_t> items;
+  for (const ServedSocket& served : sockets) {
+    assert(served.socket != nullptr);
+    items.push_back({served.socket->GetSocket(), 0, ZMQ_POLLIN, 0});
+  }
+  while (running) {
+    if (zmb_api::Poll(items.data(), static_cast<int>(items.size()), -1) <= 0) continue;
+    for (size_t i = 0; i < items.size(); ++i) {
+      if ((items[i].revents & ZMQ_POLLIN) == 0) continue;
+      std::unique_ptr<ZmbMessage> msg(ZmbMessage::Recv(items[i].socket));
+      if (msg) {
+        sockets[i].serve(std::move(msg));
+      } else {
+        zmb_log.Print(ZMB_WARN, "<warn func=%s recv=null/>\n", who);
+      }
+    }
+  }
+}
+
+void ServeReplies(ZmbSocket* socket, const std::atomic<bool>& running, const char* who,
+                  const std::function<void(ZmbMessage*)>& handle) {
+  const auto serve = [&](std::unique_ptr<ZmbMessage> msg) {
+    handle(msg.get());
+    ZmbMessage::Send(socket->GetSocket(), msg.release());
+  };
+  Serve({{socket, serve}}, running, who);
+}
+
+}  // namespace Common

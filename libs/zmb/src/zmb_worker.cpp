@@ -1,0 +1,80 @@
+#include "libs/zmb/src/zmb_worker.h"
+
+#include <cassert>
+#include <cerrno>
+#include <latch>
+#include <memory>
+#include <system_error>
+
+#include "libs/zmb/src/zmb_log.h"
+#include "libs/zmb/src/zmb_util.h"
+
+namespace Worker {
+
+using Common::zmb_log;
+
+std::atomic<void*> ZmbWorker::static_zmq_ctx{nullptr};
+
+ZmbWorker::~ZmbWorker() {
+  assert(!_thread.joinable() && "EndThread() comes before the destructor");
+  void* mine = _zmq_ctx.get();
+  if (mine != nullptr) static_zmq_ctx.compare_exchange_strong(mine, nullptr);
+}
+
+int ZmbWorker::Init() {
+  if (_hasInit) return 0;
+  while (_jobs.TryWait()) {
+  }
+  OpenNode();
+  static_zmq_ctx = GetZmqCtx();
+  _hasInit = true;
+  zmb_log.Print(Common::ZMB_INFO, "<ZmbWorker hostname=%s/>\n", Common::HostName().c_str());
+  _zmb_id.ShowID();
+  return 0;
+}
+
+int ZmbWorker::Start() {
+  if (!_hasInit && Init() != 0) return -1;
+  if (_thread.joinable() && !_running) _thread.join();  // an earlier Run that was told to end
+  int rc = 0;
+  if (_thread.joinable()) {
+    rc = EBUSY;
+  } else {
+    // Run may destroy the worker at once: it waits until this function has let go of it.
+    const auto started = std::make_shared<std::latch>(1);
+    _running = true;
+    try {
+      _thread = std::thread([this, started] {
+        started->wait();
+        Run();
+      });
+      started->count_down();
+      return 0;
+    } catch (const std::system_error& error) {
+      _running = false;
+      rc = error.code().value();
+    }
+  }
+  zmb_log.Print(Common::ZMB_ERROR, "<panic func=ZmbWorker.Start pthread_create=failed rc=%d/>\n",
+                rc);
+  return rc;
+}
+
+void ZmbWorker::Stop() {
+  _running = false;
+  if (_wkr_mgr != nullptr) _wkr_mgr->DestroyWorker(this);
+}
+
+void ZmbWorker::EndThread() {
+  _running = false;
+  if (!_thread.joinable()) return;
+  _jobs.Post();
+  if (_zmq_ctx) Common::zmb_api::ShutContext(_zmq_ctx.get());
+  if (_thread.get_id() == std::this_thread::get_id()) {
+    _thread.detach();
+  } else {
+    _thread.join();
+  }
+}
+
+}  // namespace Worker
