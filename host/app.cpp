@@ -1,0 +1,104 @@
+#include "host/app.h"
+
+#include "host/command.h"
+#include "host/road.h"
+
+namespace host {
+namespace {
+
+constexpr const Command* kCommands[] = {&kVersions, &kProgress, &kSend};
+
+constexpr int kDefaultTimeoutMs = 3000;
+constexpr int kLongestTimeoutMs = 24 * 3600 * 1000;
+
+constexpr char kDescription[] =
+    "q5host: a host for the instrument, at the command line. It sends a request to the "
+    "measurement\n"
+    "daemon, checks the reply and prints what it says.";
+
+constexpr char kFooter[] =
+    "Roads:\n"
+    "  --root DIR               the daemon's ipc end point, DIR/tmp/Mos.MeasMgr.ipc\n"
+    "  --root DIR --via tcp     the bus on TCP port 3088 of \"meas\" in DIR/etc/hosts\n"
+    "  --root DIR --via host    the host's TCP port 3087 of \"main\" in DIR/etc/hosts\n"
+    "  --connect ipc://PATH     the bus\n"
+    "  --connect tcp://ADDRESS[:3088]\n"
+    "  --connect host://ADDRESS[:3087]\n"
+    "\n"
+    "Exit status:\n"
+    "  0  the daemon did what was asked\n"
+    "  1  NAK: it refused; the errors are printed\n"
+    "  2  the command line is wrong\n"
+    "  3  cannot connect, or no answer in time\n"
+    "  4  malformed reply: length, checksum, opcode or acknowledgement is wrong\n"
+    "\n"
+    "Examples:\n"
+    "  q5host --root /tmp/q5 versions\n"
+    "  q5host --root /tmp/q5 --via host --json progress\n"
+    "  q5host --connect tcp://192.168.42.52 --timeout 500 progress\n"
+    "  q5host --root /tmp/q5 send 00 00 46 00 00 00         (progress, as a record)\n"
+    "  q5host --root /tmp/q5 send --raw 00004600000000FF    (with a wrong checksum)";
+
+struct Options {
+  std::string root;
+  std::string connect;
+  std::string via = "bus";
+  bool json = false;
+  int timeout_ms = kDefaultTimeoutMs;
+};
+
+void Declare(CLI::App& app, Options& options) {
+  app.footer(kFooter);
+  app.fallthrough();  // the options may stand behind the command, too
+  app.require_subcommand(1);
+  auto* root = app.add_option("--root", options.root, "The instrument's directory, as for q5sim");
+  auto* connect = app.add_option("--connect", options.connect, "The address to connect to");
+  root->excludes(connect);
+  app.add_option("--via", options.via, "Road into --root")
+      ->check(CLI::IsMember({"bus", "tcp", "host"}))
+      ->excludes(connect)
+      ->capture_default_str();
+  app.add_flag("--json", options.json, "Print JSON; errors too, as {\"error\": ...}");
+  app.add_option("--timeout", options.timeout_ms, "Longest wait for the answer, in milliseconds")
+      ->check(CLI::Range(1, kLongestTimeoutMs))
+      ->type_name("MS")
+      ->capture_default_str();
+}
+
+std::optional<Road> RoadOf(const Options& options, std::string& error) {
+  if (!options.connect.empty()) return RoadTo(options.connect, error);
+  if (!options.root.empty()) return RoadInto(options.root, options.via, error);
+  error = "where to? give --root or --connect";
+  return std::nullopt;
+}
+
+}  // namespace
+
+ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
+                   std::ostream& err) {
+  CLI::App app(kDescription, "q5host");
+  Options options;
+  Declare(app, options);
+  Action chosen;
+  for (const Command* command : kCommands) {
+    CLI::App* sub = app.add_subcommand(command->name, command->summary);
+    sub->callback([&chosen, action = command->declare(*sub)] { chosen = action; });
+  }
+  try {
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+  } catch (const CLI::ParseError& error) {  // --help comes this way, too
+    return app.exit(error, out, err) == 0 ? ExitStatus::kOk : ExitStatus::kUsage;
+  }
+
+  std::string error;
+  std::optional<Road> road = RoadOf(options, error);
+  auto transport = road ? MakeTransport(*road, options.timeout_ms) : nullptr;
+  if (!transport) {
+    err << "q5host: " << error << '\n';
+    return ExitStatus::kUsage;
+  }
+  Session session(*transport, options.json, out, err);
+  return chosen(session);
+}
+
+}  // namespace host

@@ -1,0 +1,26 @@
+// The commands of q5host. Each is a file of its own that declares its options and tells what to do;
+// a new one is a line more in the table of app.cpp.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "host/session.h"
+
+namespace host {
+
+/// What a command does once the command line is read.
+using Action = std::function<ExitStatus(Session&)>;
+
+struct Command {
+  const char* name;
+  const char* summary;
+  /// Adds the command's own options and gives its action.
+  Action (*declare)(CLI::App& options);
+};
+
+extern const Command kVersions;
+extern const Command kProgress;
+extern const Command kSend;
+
+}  // namespace host

@@ -1,0 +1,14 @@
+// How a host command ended; the exit status of q5host.
+#pragma once
+
+namespace host {
+
+enum class ExitStatus : int {
+  kOk = 0,
+  kNak = 1,        ///< the daemon refused the request
+  kUsage = 2,      ///< the command line, or a file that it names, is wrong
+  kNoAnswer = 3,   ///< cannot connect, or no answer in time
+  kMalformed = 4,  ///< what came is no good reply to what was asked
+};
+
+}  // namespace host

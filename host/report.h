@@ -1,0 +1,24 @@
+// A reply as a person reads it and as a program reads it.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "host/reply.h"
+
+namespace host {
+
+/// "ACK", "ACK in progress", "NAK", "data set".
+const char* AnswerText(Answer answer);
+
+/// What a NAK says, a line for each error.
+std::string NakText(const Reply& reply);
+
+/// The fields behind `ack` by their names, a line each.
+std::string FieldsText(const Reply& reply);
+
+/// An object with "answer", "opcode" and "hex"; "record" where it is known; the fields by their
+/// names; of a NAK "module" and "errors", each with "code" and "data".
+nlohmann::ordered_json ReplyJson(const Reply& reply);
+
+}  // namespace host

@@ -1,0 +1,39 @@
+// What a command works with: the road to the daemon and where to print.
+#pragma once
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <string>
+
+#include "host/exit_status.h"
+#include "host/reply.h"
+#include "host/transport.h"
+
+namespace host {
+
+class Session {
+ public:
+  Session(Transport& transport, bool json, std::ostream& out, std::ostream& err)
+      : transport_(transport), json_(json), out_(out), err_(err) {}
+
+  /// Sends the request and reads the reply. Tells what went wrong; a NAK is left to the caller.
+  ExitStatus Ask(const Bytes& request, Reply& reply);
+  /// As Ask, with a NAK told too: for commands that need the reply's data.
+  ExitStatus AskForData(const Bytes& request, Reply& reply);
+
+  /// One of the two, by the form of output that was asked for.
+  void Print(const std::string& text, const nlohmann::ordered_json& json);
+
+  /// Tells why a command failed, and returns `status`.
+  ExitStatus Fail(ExitStatus status, const std::string& reason);
+
+ private:
+  Transport& transport_;
+  bool json_;
+  std::ostream& out_;
+  std::ostream& err_;
+};
+
+}  // namespace host
