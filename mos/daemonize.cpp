@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -86,6 +87,8 @@ void daemonize(const char* log_path, const char* lock_path) {
   RequireWritable("log", log, kLogMode);
   RequireWritable("lock", lock, kLockMode);
 
+  // The child still prints to the terminal, or to a pipe whose reader may go when the parent ends.
+  std::signal(SIGPIPE, SIG_IGN);
   pid_t child = ::fork();
   if (child < 0) std::exit(1);
   if (child > 0) ::_exit(0);

@@ -13,8 +13,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -105,16 +103,6 @@ void Compare(const char* name, Client& daemon, Client& echo, int turns, int per_
       name, median, echo_median, median / echo_median, p99, echo_p99, p99 / echo_p99);
 }
 
-std::string AddressOf(const std::string& module, const std::string& hosts_file) {
-  std::ifstream file(hosts_file);
-  for (std::string line; std::getline(file, line);) {
-    std::istringstream words(line);
-    std::string address, name;
-    if (words >> address >> name && name == module) return address;
-  }
-  return "127.0.0.52";
-}
-
 double StartUpMilliseconds(test::Bench& bench, void* context) {
   std::vector<double> times;
   for (int i = 0; i < 10; ++i) {
@@ -136,7 +124,7 @@ int main(int argc, char* argv[]) {
   const long requests = argc > 1 ? std::atol(argv[1]) : 100000;
   test::Bench bench;
   bench.StartDaemon();
-  const std::string address = AddressOf("meas", bench.root / "etc/hosts");
+  const std::string address = bench.AddressOf("meas");
   const std::string echo_ipc = "ipc://" + (bench.root / "echo.ipc");
   const std::string echo_tcp = "tcp://" + address + ":3999";
   const pid_t echo = ::fork();

@@ -46,7 +46,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"idWithoutDot", {"--id", "mos"}, 255, "'mos'"},
         Case{"idWithSlash", {"--id", "../a.b"}, 255, "'../a.b'"},
         Case{"portTooLargeIsTold", {"--port", "70000", "extra"}, 255, "port 4464 is used"}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& test_case) { return test_case.param.name; });
 
 TEST(CommandLineFiles, UnwritableLogOrLockIsToldOnTheTerminal) {
   TemporaryRoot root;

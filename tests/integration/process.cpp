@@ -1,13 +1,17 @@
 #include "tests/integration/process.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -163,6 +167,28 @@ Result Bench::Host(const std::vector<std::string>& arguments) {
   std::vector<std::string> words{"--root", root.path()};
   words.insert(words.end(), arguments.begin(), arguments.end());
   return RunProgram("q5host", words);
+}
+
+std::string Bench::AddressOf(const std::string& module) const {
+  std::ifstream hosts(root / "etc/hosts");
+  for (std::string line; std::getline(hosts, line);) {
+    std::istringstream words(line);
+    std::string address, name;
+    if (words >> address >> name && name == module) return address;
+  }
+  throw std::runtime_error("no address of " + module);
+}
+
+int Bench::Connect(const std::string& module, int port) const {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  ::inet_pton(AF_INET, AddressOf(module).c_str(), &address.sin_addr);
+  const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) return -1;
+  if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return fd;
+  ::close(fd);
+  return -1;
 }
 
 Result Bench::Control(const std::vector<std::string>& words) {

@@ -87,6 +87,10 @@ class Bench {
   /// One host command by q5host on this root.
   Result Host(const std::vector<std::string>& arguments);
   Result Control(const std::vector<std::string>& words);
+  /// Address of "main", "meas" or "source" on this bench's network.
+  std::string AddressOf(const std::string& module) const;
+  /// A plain TCP connection to a module; the caller closes it. -1 with errno.
+  int Connect(const std::string& module, int port) const;
   Process::Environment environment() const { return {{"Q5_ROOT", root.path()}}; }
   std::string ipc_path() const { return root / "tmp/Mos.MeasMgr.ipc"; }
 
