@@ -51,11 +51,14 @@ void Declare(CLI::App& app, Options& options) {
   app.footer(kFooter);
   app.fallthrough();  // the options may stand behind the command, too
   app.require_subcommand(1);
-  auto* root = app.add_option("--root", options.root, "The instrument's directory, as for q5sim");
-  auto* connect = app.add_option("--connect", options.connect, "The address to connect to");
-  root->excludes(connect);
+  auto* root = app.add_option("--root", options.root, "The instrument's directory, as for q5sim")
+                   ->type_name("DIR");
+  auto* connect = app.add_option("--connect", options.connect, "The address to connect to")
+                      ->type_name("URI")
+                      ->excludes(root);
   app.add_option("--via", options.via, "Road into --root")
       ->check(CLI::IsMember({"bus", "tcp", "host"}))
+      ->type_name("ROAD")
       ->excludes(connect)
       ->capture_default_str();
   app.add_flag("--json", options.json, "Print JSON; errors too, as {\"error\": ...}");
@@ -82,6 +85,7 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
   Action chosen;
   for (const Command* command : kCommands) {
     CLI::App* sub = app.add_subcommand(command->name, command->summary);
+    sub->footer("");
     sub->callback([&chosen, action = command->declare(*sub)] { chosen = action; });
   }
   try {
@@ -94,7 +98,7 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
   std::optional<Road> road = RoadOf(options, error);
   auto transport = road ? MakeTransport(*road, options.timeout_ms) : nullptr;
   if (!transport) {
-    err << "q5host: " << error << '\n';
+    TellFailure(options.json, error, out, err);
     return ExitStatus::kUsage;
   }
   Session session(*transport, options.json, out, err);

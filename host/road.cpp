@@ -13,7 +13,6 @@
 namespace host {
 namespace {
 
-// Of the sockets that carry the bus on one module.
 constexpr char kIpcPath[] = "tmp/Mos.MeasMgr.ipc";
 constexpr char kHostsPath[] = "etc/hosts";
 

@@ -3,6 +3,22 @@
 #include "host/report.h"
 
 namespace host {
+namespace {
+
+// What a person typed may be in the text; it need not be UTF-8.
+std::string JsonText(const nlohmann::ordered_json& json) {
+  return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+}
+
+}  // namespace
+
+void TellFailure(bool json, const std::string& reason, std::ostream& out, std::ostream& err) {
+  if (json) {
+    out << JsonText({{"error", reason}});
+  } else {
+    err << "q5host: " << reason << '\n';
+  }
+}
 
 ExitStatus Session::Ask(const Bytes& request, Reply& reply) {
   Exchange exchange = transport_.Ask(request);
@@ -22,15 +38,11 @@ ExitStatus Session::AskForData(const Bytes& request, Reply& reply) {
 }
 
 void Session::Print(const std::string& text, const nlohmann::ordered_json& json) {
-  out_ << (json_ ? json.dump(2) + '\n' : text);
+  out_ << (json_ ? JsonText(json) : text);
 }
 
 ExitStatus Session::Fail(ExitStatus status, const std::string& reason) {
-  if (json_) {
-    out_ << nlohmann::ordered_json{{"error", reason}}.dump(2) << '\n';
-  } else {
-    err_ << "q5host: " << reason << '\n';
-  }
+  TellFailure(json_, reason, out_, err_);
   return status;
 }
 

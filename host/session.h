@@ -13,6 +13,9 @@
 
 namespace host {
 
+/// A failure in the form of output that was asked for: JSON on `out`, else text on `err`.
+void TellFailure(bool json, const std::string& reason, std::ostream& out, std::ostream& err);
+
 class Session {
  public:
   Session(Transport& transport, bool json, std::ostream& out, std::ostream& err)

@@ -34,9 +34,9 @@ class StreamTransport : public Transport {
   Exchange Ask(const Bytes& request) override {
     deadline_ = SteadyClock::now() + std::chrono::milliseconds(timeout_ms_);
     Exchange exchange;
-    if (socket_.get() >= 0 || Connect(exchange.error)) Converse(request, exchange);
+    if (socket_ || Connect(exchange.error)) Converse(request, exchange);
     // What still comes on this connection would be taken for the reply to the next request.
-    if (exchange.status != ExitStatus::kOk) socket_.reset();
+    if (exchange.status != ExitStatus::kOk) socket_.Reset();
     return exchange;
   }
 
@@ -78,16 +78,16 @@ class StreamTransport : public Transport {
 
   // 0 or an errno.
   int ConnectTo(const addrinfo& address) {
-    socket_.reset(::socket(address.ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    if (socket_.get() < 0) return errno;
+    socket_.Reset(::socket(address.ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!socket_) return errno;
     const int on = 1;  // a record is small and its reply is waited for
-    ::setsockopt(socket_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    if (::connect(socket_.get(), address.ai_addr, address.ai_addrlen) == 0) return 0;
+    ::setsockopt(socket_.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    if (::connect(socket_.Get(), address.ai_addr, address.ai_addrlen) == 0) return 0;
     if (errno != EINPROGRESS) return errno;
     if (!WaitFor(POLLOUT)) return ETIMEDOUT;
     int failure = 0;
     socklen_t size = sizeof failure;
-    ::getsockopt(socket_.get(), SOL_SOCKET, SO_ERROR, &failure, &size);
+    ::getsockopt(socket_.Get(), SOL_SOCKET, SO_ERROR, &failure, &size);
     return failure;
   }
 
@@ -95,7 +95,7 @@ class StreamTransport : public Transport {
   bool WaitFor(short events) {
     for (;;) {
       auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - SteadyClock::now());
-      pollfd item{socket_.get(), events, 0};
+      pollfd item{socket_.Get(), events, 0};
       int ready = ::poll(&item, 1, static_cast<int>(std::max<long>(left.count(), 0)));
       if (ready > 0) return true;
       if (ready == 0 || errno != EINTR) return false;
@@ -106,7 +106,7 @@ class StreamTransport : public Transport {
 
   bool SendAll(const Bytes& bytes, std::string& error) {
     for (std::size_t sent = 0; sent < bytes.size();) {
-      ssize_t n = ::send(socket_.get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+      ssize_t n = ::send(socket_.Get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
       if (n > 0) {
         sent += static_cast<std::size_t>(n);
       } else if (!MustWait()) {
@@ -126,7 +126,7 @@ class StreamTransport : public Transport {
     std::size_t got = reply.size();
     reply.resize(size);
     while (got < size) {
-      ssize_t n = ::recv(socket_.get(), reply.data() + got, size - got, 0);
+      ssize_t n = ::recv(socket_.Get(), reply.data() + got, size - got, 0);
       if (n > 0) {
         got += static_cast<std::size_t>(n);
       } else if (n == 0 || !MustWait()) {

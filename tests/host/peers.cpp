@@ -1,0 +1,160 @@
+#include "tests/host/peers.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <zmq.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace test {
+namespace {
+
+// One frame; false at the end of the context. `more` tells that frames follow.
+bool ReceiveFrame(void* socket, Bytes& frame, bool& more) {
+  zmq_msg_t msg;
+  zmq_msg_init(&msg);
+  bool good = zmq_msg_recv(&msg, socket, 0) >= 0;
+  if (good) {
+    const auto* data = static_cast<const std::uint8_t*>(zmq_msg_data(&msg));
+    frame.assign(data, data + zmq_msg_size(&msg));
+    more = zmq_msg_more(&msg) != 0;
+  }
+  zmq_msg_close(&msg);
+  return good;
+}
+
+bool ReceiveFrames(void* socket, std::vector<Bytes>& frames) {
+  frames.clear();
+  bool more = true;
+  while (more) {
+    if (!ReceiveFrame(socket, frames.emplace_back(), more)) return false;
+  }
+  return true;
+}
+
+void SendFrames(void* socket, const std::vector<Bytes>& frames) {
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    zmq_send(socket, frames[i].data(), frames[i].size(), i + 1 < frames.size() ? ZMQ_SNDMORE : 0);
+  }
+}
+
+bool ReadExactly(int fd, Bytes& bytes, std::size_t size) {
+  std::size_t got = bytes.size();
+  bytes.resize(size);
+  while (got < size) {
+    ssize_t n = ::recv(fd, bytes.data() + got, size - got, 0);
+    if (n <= 0) return false;
+    got += static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+sockaddr_in AddressOf(const std::string& text, int port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  ::inet_pton(AF_INET, text.c_str(), &address.sin_addr);
+  return address;
+}
+
+}  // namespace
+
+void PutWord(Bytes& bytes, int word) {
+  bytes.push_back(static_cast<std::uint8_t>(word & 0xFF));
+  bytes.push_back(static_cast<std::uint8_t>((word >> 8) & 0xFF));
+}
+
+Bytes Record(int opcode, const Bytes& payload) {
+  Bytes bytes = {0, 0};
+  PutWord(bytes, opcode);
+  PutWord(bytes, static_cast<int>(payload.size()));
+  bytes.insert(bytes.end(), payload.begin(), payload.end());
+  int sum = 0;
+  for (std::uint8_t byte : bytes) sum += byte;
+  PutWord(bytes, sum);
+  return bytes;
+}
+
+const Bytes RouterPeer::kStale = {'s', 't', 'a', 'l', 'e'};
+
+RouterPeer::RouterPeer(const std::string& uri, Script script)
+    : context_(zmq_ctx_new()), socket_(zmq_socket(context_, ZMQ_ROUTER)) {
+  if (zmq_bind(socket_, uri.c_str()) != 0) throw std::runtime_error("cannot bind " + uri);
+  char bound[256];
+  std::size_t size = sizeof bound;
+  zmq_getsockopt(socket_, ZMQ_LAST_ENDPOINT, bound, &size);
+  uri_ = bound;
+  thread_ = std::thread([this, script = std::move(script)] { Serve(script); });
+}
+
+RouterPeer::~RouterPeer() {
+  zmq_ctx_shutdown(context_);
+  thread_.join();
+  zmq_ctx_term(context_);
+}
+
+void RouterPeer::Serve(const Script& script) {
+  for (std::vector<Bytes> frames; ReceiveFrames(socket_, frames);) {
+    for (const Bytes& reply : script(frames.back())) {
+      std::vector<Bytes> answer = frames;
+      answer.back() = reply;
+      if (std::equal(kStale.begin(), kStale.end(), reply.begin(),
+                     reply.begin() + static_cast<long>(std::min(reply.size(), kStale.size())))) {
+        answer.back().erase(answer.back().begin(), answer.back().begin() + 5);
+        answer.at(2).push_back('0');
+      }
+      SendFrames(socket_, answer);
+    }
+  }
+  int now = 0;
+  zmq_setsockopt(socket_, ZMQ_LINGER, &now, sizeof now);
+  zmq_close(socket_);
+}
+
+TcpPeer::TcpPeer(const std::string& address, int port, Script script)
+    : address_(address), listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  sockaddr_in bound = AddressOf(address, port);
+  socklen_t size = sizeof bound;
+  const int on = 1;
+  ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  if (::bind(listener_, reinterpret_cast<sockaddr*>(&bound), size) != 0 ||
+      ::listen(listener_, 8) != 0) {
+    throw std::runtime_error("cannot listen at " + address);
+  }
+  ::getsockname(listener_, reinterpret_cast<sockaddr*>(&bound), &size);
+  port_ = ntohs(bound.sin_port);
+  thread_ = std::thread([this, script = std::move(script)] { Serve(script); });
+}
+
+TcpPeer::~TcpPeer() {
+  ::shutdown(listener_, SHUT_RDWR);
+  thread_.join();
+  ::close(listener_);
+}
+
+std::string TcpPeer::uri() const { return "host://" + address_ + ":" + std::to_string(port_); }
+
+void TcpPeer::Serve(const Script& script) {
+  for (int connection; (connection = ::accept(listener_, nullptr, nullptr)) >= 0;) {
+    Converse(connection, script);
+    ::close(connection);
+  }
+}
+
+void TcpPeer::Converse(int connection, const Script& script) {
+  for (;;) {
+    Bytes request;
+    if (!ReadExactly(connection, request, 6)) return;
+    std::size_t len = request[4] | static_cast<std::size_t>(request[5]) << 8;
+    if (!ReadExactly(connection, request, len + 8)) return;
+    for (const Bytes& reply : script(request)) {
+      if (reply.empty()) return;
+      ::send(connection, reply.data(), reply.size(), MSG_NOSIGNAL);
+    }
+  }
+}
+
+}  // namespace test

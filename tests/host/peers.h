@@ -1,0 +1,65 @@
+// Peers that play the daemon: a router socket for the bus road, a TCP listener for the host road.
+// Both are made without the bus library and the host library that they are there to test.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// A record with a good checksum.
+Bytes Record(int opcode, const Bytes& payload = {});
+void PutWord(Bytes& bytes, int word);
+
+/// What a peer sends when it has got a request.
+using Script = std::function<std::vector<Bytes>(const Bytes& request)>;
+
+class RouterPeer {
+ public:
+  /// Binds `uri`; a TCP port of "*" is a free one. The replies carry the request's frames; one that
+  /// begins with kStale carries another descriptor, and the mark is not sent.
+  RouterPeer(const std::string& uri, Script script);
+  ~RouterPeer();
+  RouterPeer(const RouterPeer&) = delete;
+  RouterPeer& operator=(const RouterPeer&) = delete;
+
+  const std::string& uri() const { return uri_; }
+
+  static const Bytes kStale;
+
+ private:
+  void Serve(const Script& script);
+
+  void* context_;
+  void* socket_;
+  std::string uri_;
+  std::thread thread_;
+};
+
+class TcpPeer {
+ public:
+  /// Listens at a dotted address. A reply of no bytes closes the connection.
+  TcpPeer(const std::string& address, int port, Script script);
+  ~TcpPeer();
+  TcpPeer(const TcpPeer&) = delete;
+  TcpPeer& operator=(const TcpPeer&) = delete;
+
+  std::string uri() const;
+
+ private:
+  void Serve(const Script& script);
+  void Converse(int connection, const Script& script);
+
+  std::string address_;
+  int port_;
+  int listener_;
+  std::thread thread_;
+};
+
+}  // namespace test

@@ -1,0 +1,303 @@
+// Whole command lines against peers that play the daemon, over both roads.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "host/app.h"
+#include "host/request.h"
+#include "host/transport.h"
+#include "tests/host/peers.h"
+
+namespace {
+
+using host::ExitStatus;
+using test::Bytes;
+using test::Record;
+using test::RouterPeer;
+using test::Script;
+using test::TcpPeer;
+using testing::HasSubstr;
+
+constexpr char kAnyPort[] = "tcp://127.0.0.1:*";
+
+struct Outcome {
+  ExitStatus status;
+  std::string out;
+  std::string err;
+};
+
+Outcome Host(std::vector<std::string> words) {
+  std::ostringstream out;
+  std::ostringstream err;
+  ExitStatus status = host::RunHost(words, out, err);
+  return {status, out.str(), err.str()};
+}
+
+// The progress reply with this first status word.
+Bytes Progress(int status) {
+  Bytes payload = {6};
+  test::PutWord(payload, status);
+  payload.resize(41);
+  return Record(-0x46, payload);
+}
+
+Bytes Nak(int opcode, int code) {
+  Bytes payload = {21};
+  for (int word : {2, 2, code}) test::PutWord(payload, word);
+  payload.resize(131);
+  return Record(-opcode, payload);
+}
+
+Bytes Versions() {
+  Bytes payload(161);
+  payload[0] = 6;
+  std::string_view("None").copy(reinterpret_cast<char*>(&payload[1]), 4);
+  std::string_view("4.2.0").copy(reinterpret_cast<char*>(&payload[49]), 5);
+  return Record(-0x1F, payload);
+}
+
+// A daemon that knows two requests.
+std::vector<Bytes> Daemon(const Bytes& request) {
+  if (request == Record(0x46)) return {Progress(0x8421)};
+  if (request == Record(0x1F)) return {Versions()};
+  return {Nak(request[2], 448)};
+}
+
+class BothRoads : public testing::TestWithParam<const char*> {
+ protected:
+  // The status of "progress" when `script` answers it.
+  Outcome Poll(Script script, const char* timeout = "10000") {
+    if (std::string_view(GetParam()) == "bus") {
+      RouterPeer peer(kAnyPort, std::move(script));
+      return Host({"--connect", peer.uri(), "--timeout", timeout, "progress"});
+    }
+    TcpPeer peer("127.0.0.1", 0, std::move(script));
+    return Host({"--connect", peer.uri(), "--timeout", timeout, "progress"});
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Q5Host, BothRoads, testing::Values("bus", "host"),
+                         [](const auto& road) { return road.param; });
+
+TEST_P(BothRoads, ExitStatusTellsHowItWent) {
+  Bytes wrong_sum = Progress(0);
+  wrong_sum.back() ^= 1;
+  Bytes negative = Progress(0);
+  negative[5] = 0xFF;
+  struct {
+    const char* what;
+    std::vector<Bytes> replies;
+    ExitStatus status;
+    const char* told;
+  } const cases[] = {
+      {"good", {Progress(0x8421)}, ExitStatus::kOk, "channel status  0x8421\n"},
+      {"NAK", {Nak(0x46, 1104)}, ExitStatus::kNak, "error 1104"},
+      {"wrong checksum", {wrong_sum}, ExitStatus::kMalformed, "malformed reply: the checksum"},
+      {"negative len", {negative}, ExitStatus::kMalformed, "malformed reply: len is -"},
+      {"other opcode", {Record(-0x47, {6})}, ExitStatus::kMalformed, "its opcode is -71"},
+      {"short ACK", {Record(-0x46, {6})}, ExitStatus::kMalformed, "has 49"},
+  };
+  for (const auto& c : cases) {
+    Outcome run = Poll([&c](const Bytes&) { return c.replies; });
+    EXPECT_EQ(run.status, c.status) << c.what;
+    EXPECT_THAT(run.out + run.err, HasSubstr(c.told)) << c.what;
+  }
+  Outcome run = Poll([](const Bytes&) { return std::vector<Bytes>(); }, "50");
+  EXPECT_EQ(run.status, ExitStatus::kNoAnswer);
+  EXPECT_THAT(run.err, HasSubstr("within 50 ms"));
+}
+
+TEST_P(BothRoads, LateReplyIsNotTakenForTheNext) {
+  std::promise<void> late;
+  std::atomic<int> requests = 0;
+  auto script = [&, wait = late.get_future().share()](const Bytes&) {
+    wait.wait();
+    return std::vector<Bytes>{Progress(++requests)};
+  };
+  auto check = [&](host::Transport& transport) {
+    ASSERT_EQ(transport.Ask(Record(0x46)).status, ExitStatus::kNoAnswer);
+    late.set_value();
+    host::Exchange next = transport.Ask(Record(0x46));
+    ASSERT_EQ(next.status, ExitStatus::kOk) << next.error;
+    EXPECT_EQ(next.reply, Progress(2));
+  };
+  if (std::string_view(GetParam()) == "bus") {
+    RouterPeer peer(kAnyPort, script);
+    check(*host::MakeBusTransport(peer.uri(), 1000));
+  } else {
+    TcpPeer peer("127.0.0.1", 0, script);
+    check(*host::MakeStreamTransport(peer.uri().substr(7), 1000));
+  }
+}
+
+TEST(Bus, ReplyWithAnotherDescriptorIsDropped) {
+  RouterPeer peer(kAnyPort, [](const Bytes&) {
+    Bytes stale = RouterPeer::kStale;
+    Bytes other = Progress(1);
+    stale.insert(stale.end(), other.begin(), other.end());
+    return std::vector<Bytes>{stale, Progress(2)};
+  });
+  Outcome run = Host({"--connect", peer.uri(), "progress"});
+  EXPECT_EQ(run.status, ExitStatus::kOk);
+  EXPECT_EQ(run.out, "channel status  0x0002\n");
+}
+
+TEST(Stream, TellsATruncatedReplyFromNone) {
+  Bytes cut = Progress(0);
+  cut.resize(20);
+  struct {
+    std::vector<Bytes> replies;  // an empty one closes the connection
+    ExitStatus status;
+    const char* told;
+  } const cases[] = {
+      {{Bytes()}, ExitStatus::kNoAnswer, "closed by the peer"},
+      {{Bytes(cut.begin(), cut.begin() + 3), Bytes()}, ExitStatus::kMalformed, "3 bytes, then"},
+      {{cut, Bytes()}, ExitStatus::kMalformed, "20 bytes, then"},
+      {{cut}, ExitStatus::kNoAnswer, "no whole answer"},
+  };
+  for (const auto& c : cases) {
+    TcpPeer peer("127.0.0.1", 0, [&c](const Bytes&) { return c.replies; });
+    Outcome run = Host({"--connect", peer.uri(), "--timeout", "200", "progress"});
+    EXPECT_EQ(run.status, c.status) << run.err;
+    EXPECT_THAT(run.err, HasSubstr(c.told));
+  }
+}
+
+TEST(Stream, RefusedConnectionIsTold) {
+  std::string uri;
+  { uri = TcpPeer("127.0.0.1", 0, Daemon).uri(); }
+  Outcome run = Host({"--connect", uri, "progress"});
+  EXPECT_EQ(run.status, ExitStatus::kNoAnswer);
+  EXPECT_THAT(run.err, HasSubstr("Connection refused"));
+}
+
+TEST(Stream, KeepsItsConnectionAndTheBordersOfRecords) {
+  TcpPeer peer("127.0.0.1", 0, Daemon);
+  auto transport = host::MakeStreamTransport(peer.uri().substr(7), 10000);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(transport->Ask(Record(0x1F)).reply, Versions());
+    EXPECT_EQ(transport->Ask(Record(0x46)).reply, Progress(0x8421));
+  }
+}
+
+TEST(Send, PrintsTheReplyInHexAndInWords) {
+  RouterPeer peer(kAnyPort, Daemon);
+  Outcome run = Host({"--connect", peer.uri(), "send", "00 00", "4600", "0000"});
+  EXPECT_EQ(run.status, ExitStatus::kOk);
+  EXPECT_THAT(run.out, HasSubstr("request  00 00 46 00 00 00 46 00\n"
+                                 "         HmpAckProgressReq: poll of progress\n"
+                                 "reply    00 00 BA FF 29 00 06 21 84 00"));
+  EXPECT_THAT(run.out, HasSubstr("ACK, HmpAckProgressRep\n  status  [-31711 0 0"));
+
+  run = Host({"--connect", peer.uri(), "send", "00 00 2A 00 00 00"});
+  EXPECT_EQ(run.status, ExitStatus::kNak);
+  EXPECT_THAT(run.out, HasSubstr("refused by the measurement module:\n  error 448 (0x1C0)\n"));
+
+  run = Host({"--connect", peer.uri(), "--json", "send", "00 00 2A 00 00 00"});
+  EXPECT_EQ(run.status, ExitStatus::kNak);
+  EXPECT_EQ(nlohmann::json::parse(run.out).at("errors").at(0).at("code"), 448);
+}
+
+TEST(Send, PutsTheChecksumRightUnlessRaw) {
+  std::mutex guard;
+  std::vector<Bytes> received;
+  RouterPeer peer(kAnyPort, [&](const Bytes& request) {
+    std::lock_guard lock(guard);
+    received.push_back(request);
+    return std::vector<Bytes>{Nak(request[2], 448)};
+  });
+  Host({"--connect", peer.uri(), "send", "0000460000000909"});
+  Host({"--connect", peer.uri(), "send", "--raw", "0000460000000909"});
+  Host({"--connect", peer.uri(), "send", "--raw", "000046"});
+  std::lock_guard lock(guard);
+  EXPECT_THAT(received, testing::ElementsAre(Record(0x46), Bytes{0, 0, 0x46, 0, 0, 0, 9, 9},
+                                             Bytes{0, 0, 0x46}));
+}
+
+TEST(Usage, WhatIsWrongIsTold) {
+  struct {
+    std::vector<std::string> words;
+    const char* told;
+  } const cases[] = {
+      {{}, "subcommand"},
+      {{"--root", "/tmp"}, "subcommand"},
+      {{"dance"}, "subcommand"},
+      {{"progress"}, "--root or --connect"},
+      {{"--root", "/tmp", "--connect", "tcp://127.0.0.1", "progress"}, "excludes"},
+      {{"--via", "host", "--connect", "tcp://127.0.0.1", "progress"}, "excludes"},
+      {{"--via", "air", "--root", "/tmp", "progress"}, "air"},
+      {{"--connect", "nowhere", "progress"}, "nowhere"},
+      {{"--connect", "tcp://127.0.0.1", "--timeout", "0", "progress"}, "timeout"},
+      {{"--connect", "tcp://127.0.0.1", "send"}, "HEX"},
+      {{"--connect", "tcp://127.0.0.1", "send", "xyz"}, "'xy' at character 1"},
+      {{"--connect", "tcp://127.0.0.1", "send", "00"}, "1 bytes"},
+      {{"--connect", "tcp://127.0.0.1", "send", "--raw", " "}, "nothing to send"},
+      {{"--root", "/nonexistent", "--via", "host", "progress"}, "/nonexistent/etc/hosts"},
+  };
+  for (const auto& c : cases) {
+    Outcome run = Host(c.words);
+    EXPECT_EQ(run.status, ExitStatus::kUsage) << c.told;
+    EXPECT_THAT(run.err, HasSubstr(c.told));
+    EXPECT_EQ(run.out, "");
+  }
+  Outcome run = Host({"--json", "--connect", "no\xFFwhere", "progress"});
+  EXPECT_EQ(run.status, ExitStatus::kUsage);
+  EXPECT_THAT(nlohmann::json::parse(run.out).at("error").get<std::string>(), HasSubstr("where"));
+}
+
+TEST(Usage, HelpNamesCommandsAndExitStatus) {
+  Outcome run = Host({"--help"});
+  EXPECT_EQ(run.status, ExitStatus::kOk);
+  for (const char* text : {"versions", "progress", "send", "Exit status", "--via", "Examples"}) {
+    EXPECT_THAT(run.out, HasSubstr(text));
+  }
+}
+
+// A directory with the files of an instrument, and an address of this test's own for its main
+// module.
+class Root : public testing::Test {
+ protected:
+  Root() {
+    char name[] = "/tmp/q5-host-XXXXXX";
+    root_ = ::mkdtemp(name);
+    std::filesystem::create_directories(root_ + "/tmp");
+    std::filesystem::create_directories(root_ + "/etc");
+    int pid = ::getpid();
+    main_ = "127.87." + std::to_string(pid / 250 % 250 + 1) + "." + std::to_string(pid % 250 + 1);
+    std::ofstream(root_ + "/etc/hosts") << main_ << " main\n" << main_ << " meas\n";
+  }
+  ~Root() override { std::filesystem::remove_all(root_); }
+
+  std::string root_;
+  std::string main_;
+};
+
+TEST_F(Root, TellsEveryRoad) {
+  RouterPeer ipc("ipc://" + root_ + "/tmp/Mos.MeasMgr.ipc", Daemon);
+  RouterPeer tcp("tcp://" + main_ + ":3088", Daemon);
+  TcpPeer port(main_, 3087, Daemon);
+  for (const char* road : {"bus", "tcp", "host"}) {
+    Outcome run = Host({"--root", root_, "--via", road, "versions"});
+    EXPECT_EQ(run.status, ExitStatus::kOk) << road << run.err;
+    EXPECT_THAT(run.out, HasSubstr("measurement module  4.2.0\n")) << road;
+    run = Host({"versions", "--root", root_, "--via", road, "--json"});
+    EXPECT_EQ(nlohmann::json::parse(run.out).at("meas_version"), "4.2.0") << road;
+  }
+}
+
+TEST_F(Root, WaitsForADaemonThatStarts) {
+  auto run = std::async([this] {
+    return Host({"--root", root_, "--timeout", "20000", "progress"});
+  });
+  RouterPeer late("ipc://" + root_ + "/tmp/Mos.MeasMgr.ipc", Daemon);
+  EXPECT_EQ(run.get().status, ExitStatus::kOk);
+}
+
+}  // namespace

@@ -1,0 +1,115 @@
+// What a person types and what stands in the instrument's files: hexadecimal, addresses, hosts.
+#include <gtest/gtest.h>
+
+#include "host/request.h"
+#include "host/road.h"
+
+namespace {
+
+TEST(Hex, TakesPairsWithBlanksAnywhereBetween) {
+  struct {
+    const char* text;
+    std::optional<host::Bytes> bytes;
+  } const cases[] = {
+      {"", host::Bytes{}},
+      {" \t\n", host::Bytes{}},
+      {"00 00 46", host::Bytes{0, 0, 0x46}},
+      {"0000aAFf", host::Bytes{0, 0, 0xAA, 0xFF}},
+      {" 12\t34 ", host::Bytes{0x12, 0x34}},
+      {"0", std::nullopt},
+      {"00 0", std::nullopt},
+      {"0 0", std::nullopt},
+      {"0x46", std::nullopt},
+      {"-1", std::nullopt},
+      {"+1", std::nullopt},
+      {"46 4G", std::nullopt},
+  };
+  for (const auto& c : cases) {
+    std::string error;
+    EXPECT_EQ(host::ParseHex(c.text, error), c.bytes) << '"' << c.text << '"';
+    EXPECT_EQ(error.empty(), c.bytes.has_value());
+  }
+}
+
+TEST(Hex, WritesSixteenBytesALine) {
+  host::Bytes bytes(17, 0xAB);
+  EXPECT_EQ(host::HexText({0, 0x2A, 0xFF}), "00 2A FF");
+  std::string line = "AB AB AB AB AB AB AB AB AB AB AB AB AB AB AB AB";
+  EXPECT_EQ(host::HexText(bytes), line + " AB");
+  EXPECT_EQ(host::HexText(bytes, 3), line + "\n   AB");
+}
+
+TEST(WithChecksum, MakesARecordWholeOrTellsWhyNot) {
+  const host::Bytes whole = {1, 2, 0x35, 0, 2, 0, 0xFF, 0xFF, 0x38, 0x02};
+  std::string error;
+  EXPECT_EQ(host::WithChecksum({1, 2, 0x35, 0, 2, 0, 0xFF, 0xFF}, error), whole);
+  EXPECT_EQ(host::WithChecksum({1, 2, 0x35, 0, 2, 0, 0xFF, 0xFF, 9, 9}, error), whole);
+  EXPECT_EQ(error, "");
+  const host::Bytes bad[] = {{},
+                             {1, 2, 3, 4, 5},
+                             {1, 2, 0x35, 0, 2, 0},
+                             {1, 2, 0x35, 0, 2, 0, 1},
+                             {1, 2, 0x35, 0, 2, 0, 1, 2, 3},
+                             {1, 2, 0x35, 0, 2, 0, 1, 2, 3, 4, 5},
+                             {1, 2, 0x35, 0, 0xFF, 0xFF},
+                             {1, 2, 0x35, 0, 0xFF, 0xFF, 1, 2}};
+  for (const host::Bytes& bytes : bad) {
+    error.clear();
+    EXPECT_FALSE(host::WithChecksum(bytes, error)) << host::HexText(bytes);
+    EXPECT_NE(error, "");
+  }
+}
+
+TEST(RoadTo, KnowsTheAddressesOfTheThreeRoads) {
+  using host::Road;
+  struct {
+    const char* uri;
+    int kind;  // -1: none
+    const char* address;
+  } const cases[] = {
+      {"tcp://127.0.0.1", Road::kBus, "tcp://127.0.0.1:3088"},
+      {"tcp://127.0.0.1:99", Road::kBus, "tcp://127.0.0.1:99"},
+      {"ipc:///tmp/x.ipc", Road::kBus, "ipc:///tmp/x.ipc"},
+      {"host://localhost", Road::kHost, "localhost:3087"},
+      {"host://127.0.0.51:65535", Road::kHost, "127.0.0.51:65535"},
+      {"127.0.0.1", -1, ""},
+      {"", -1, ""},
+      {"tcp://", -1, ""},
+      {"tcp://:3088", -1, ""},
+      {"tcp://127.0.0.1:", -1, ""},
+      {"tcp://127.0.0.1:0", -1, ""},
+      {"tcp://127.0.0.1:65536", -1, ""},
+      {"tcp://127.0.0.1:80x", -1, ""},
+      {"tcp://a:b:1", -1, ""},
+      {"host://127.0.0.1/x", -1, ""},
+      {"ipc://", -1, ""},
+      {"ipc:///tmp/", -1, ""},
+      {"udp://127.0.0.1:1", -1, ""},
+  };
+  for (const auto& c : cases) {
+    std::string error;
+    auto road = host::RoadTo(c.uri, error);
+    ASSERT_EQ(road ? static_cast<int>(road->kind) : -1, c.kind) << c.uri;
+    EXPECT_EQ(road ? road->address : "", c.address) << c.uri;
+    EXPECT_EQ(error.find(c.uri) != std::string::npos, !road) << error;
+  }
+}
+
+TEST(Hosts, GivesTheAddressOfAName) {
+  const char* hosts =
+      "# main in a comment\n"
+      "\n"
+      "127.0.0.51 main\n"
+      "  127.0.0.52\tmeas  board2 # source\n"
+      "127.0.0.53 source\n"
+      "127.0.0.54 main\n"
+      "meas";
+  EXPECT_EQ(host::AddressIn(hosts, "main"), "127.0.0.51");
+  EXPECT_EQ(host::AddressIn(hosts, "meas"), "127.0.0.52");
+  EXPECT_EQ(host::AddressIn(hosts, "board2"), "127.0.0.52");
+  EXPECT_EQ(host::AddressIn(hosts, "source"), "127.0.0.53");
+  EXPECT_EQ(host::AddressIn(hosts, "mai"), "");
+  EXPECT_EQ(host::AddressIn("", "main"), "");
+}
+
+}  // namespace
