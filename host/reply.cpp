@@ -27,10 +27,10 @@ T At(const Bytes& bytes, std::size_t offset) {
 int AckOf(const Bytes& bytes) { return bytes[Msg::kHeadSize]; }
 
 std::string CheckFrame(const Bytes& bytes) {
-  const Msg::HmpMsgHead& head = HeadOf(bytes);
   if (bytes.size() < Msg::kFrameOverhead) {
     return fmt::format("{} bytes are too few for a record", bytes.size());
   }
+  const Msg::HmpMsgHead& head = HeadOf(bytes);
   if (!head.FrameHolds(bytes.size()) || static_cast<std::size_t>(head.GetSize()) != bytes.size()) {
     return fmt::format("len is {}, but the reply has {} bytes", int{head.len}, bytes.size());
   }
