@@ -1,13 +1,13 @@
 #include "simulator/control_server.h"
 
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <string_view>
 
+#include "platform/unix_address.h"
 #include "simulator/control.h"
 
 namespace simulator {
@@ -73,16 +73,14 @@ void ControlServer::Serve(int socket) {
 
 bool SendControlLine(const std::string& root, const std::string& line, std::string& answer) {
   const std::string path = root + kControlSocketName;
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) {
+  const auto address = platform::UnixAddress(path);
+  if (!address) {
     answer = path + ": too long for a socket";
     return false;
   }
-  std::strcpy(address.sun_path, path.c_str());
   const platform::UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (!socket ||
-      ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+      ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
     answer = "no q5sim answers at " + path + ": " + std::strerror(errno);
     return false;
   }

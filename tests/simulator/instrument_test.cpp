@@ -80,6 +80,8 @@ TEST_F(InstrumentTest, RegistersHoldWhatTheBusMayWrite) {
   Dev::FpgaCmd start{Dev::FPGA_REG, 0, 0, 0, 0};
   EXPECT_EQ(backend_->Ioctl(fd_, Dev::Q5FPGA_CMD_START_SAMPLE_CONTINUOUS, &start), -1);
   EXPECT_EQ(errno, ENOTTY);
+  EXPECT_EQ(backend_->Ioctl(fd_, I2C_SLAVE, reinterpret_cast<void*>(0x70)), -1);
+  EXPECT_EQ(errno, ENOTTY);
 }
 
 TEST_F(InstrumentTest, ControlSeesAndDrivesRegisters) {
