@@ -26,7 +26,8 @@ class DeviceFile {
   virtual ssize_t Read(void* data, size_t size);
   virtual ssize_t Write(const void* data, size_t size);
   /// `argument` has the shape and size that ioctl_table.h gives for the request; for a request by
-  /// value it points to an int64. Requests that are not in that table never arrive.
+  /// value it points to an int64. Requests that are not in that table never arrive; those of other
+  /// devices do, so the memory at `argument` is always kMaxIoctlBytes long.
   virtual int Ioctl(unsigned long request, void* argument);
   /// A descriptor of the shared memory that backs a mapping of `length` bytes at `offset`; owned by
   /// the file. The mapping begins at the memory's first byte, so a device tells its memories apart

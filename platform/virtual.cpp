@@ -20,6 +20,8 @@ constexpr Nanoseconds kClockPatience = std::chrono::seconds(1);
 struct Outcome {
   int error = 0;           ///< 0 when a reply came, whatever it says
   bool delivered = false;  ///< the server may have acted on it
+
+  bool MayRepeat() const { return !delivered && error != ETIMEDOUT; }
 };
 
 Outcome Exchange(int socket, Nanoseconds silence, wire::Header header,
@@ -161,7 +163,7 @@ int VirtualBackend::RemoteDevice::Request(wire::Op op, std::int64_t value,
     if (closed_) return EBADF;
     // A q5sim that was restarted since the last request has not seen this one: no harm in
     // repeating.
-    if (!outcome.delivered && !retried) continue;
+    if (outcome.MayRepeat() && !retried) continue;
     return Complain(outcome.error) == ETIMEDOUT ? ETIMEDOUT : EIO;
   }
 }
@@ -254,7 +256,7 @@ int VirtualBackend::RemoteDevice::ReadRequest(size_t size, wire::Packet& reply) 
     if (outcome.error == 0) return 0;
     DisconnectReader();
     if (closed_) return EBADF;
-    if (!outcome.delivered && !retried) continue;
+    if (outcome.MayRepeat() && !retried) continue;
     return Complain(outcome.error) == ETIMEDOUT ? ETIMEDOUT : EIO;
   }
 }

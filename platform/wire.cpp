@@ -2,13 +2,17 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include <cerrno>
 #include <cstring>
 
+#include "platform/unix_address.h"
+
 namespace platform::wire {
 namespace {
+
+/// What a socket's send timeout is called elsewhere.
+int TimeoutName(int error) { return error == EAGAIN ? ETIMEDOUT : error; }
 
 using ControlBuffer = std::array<char, CMSG_SPACE(sizeof(int))>;
 
@@ -69,7 +73,7 @@ int Send(int socket, Header header, std::span<const std::byte> data, int descrip
     std::memcpy(CMSG_DATA(part), &descriptor, sizeof descriptor);
   }
   while (::sendmsg(socket, &message, MSG_NOSIGNAL) < 0) {
-    if (errno != EINTR) return errno;
+    if (errno != EINTR) return TimeoutName(errno);
   }
   return 0;
 }
@@ -96,10 +100,8 @@ int Receive(int socket, Packet& packet, Nanoseconds limit) {
 }
 
 int Connect(const char* path, Nanoseconds limit, UniqueFd& socket) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (std::strlen(path) >= sizeof address.sun_path) return ENAMETOOLONG;
-  std::strcpy(address.sun_path, path);
+  const auto address = UnixAddress(path);
+  if (!address) return ENAMETOOLONG;
   UniqueFd made(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
   if (!made) return errno;
   const auto seconds = std::chrono::floor<std::chrono::seconds>(limit);
@@ -107,8 +109,8 @@ int Connect(const char* path, Nanoseconds limit, UniqueFd& socket) {
   wait.tv_sec = static_cast<time_t>(seconds.count());
   wait.tv_usec = static_cast<suseconds_t>((limit - seconds) / std::chrono::microseconds(1));
   ::setsockopt(made.Get(), SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
-  if (::connect(made.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-    return errno;
+  if (::connect(made.Get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
+    return TimeoutName(errno);
   }
   socket = std::move(made);
   return 0;

@@ -100,8 +100,8 @@ int Send(int socket, Header header, std::span<const std::byte> data, int descrip
 /// packet, ETIMEDOUT when nothing came for `limit` (negative: waits without limit).
 int Receive(int socket, Packet& packet, Nanoseconds limit = Nanoseconds(-1));
 
-/// A connection to the server at `path`. 0 or an errno. A send that the server does not take within
-/// `limit` fails with EAGAIN.
+/// A connection to the server at `path`. 0 or an errno; ETIMEDOUT when the server does not take it,
+/// or a later send, within `limit`.
 int Connect(const char* path, Nanoseconds limit, UniqueFd& socket);
 
 }  // namespace platform::wire

@@ -1,12 +1,11 @@
 #include "simulator/addresses.h"
 
-#include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <optional>
 #include <string_view>
 
 #include "simulator/listeners.h"
+#include "simulator/parse.h"
 
 namespace simulator {
 namespace {
@@ -16,11 +15,8 @@ constexpr unsigned kSubnets = 256;
 
 std::optional<unsigned> ParseSubnet(std::string_view text) {
   if (!text.starts_with(kPrefix)) return std::nullopt;
-  text.remove_prefix(kPrefix.size());
-  unsigned subnet = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), subnet);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return subnet < kSubnets ? std::optional(subnet) : std::nullopt;
+  const auto subnet = ParseNumber(text.substr(kPrefix.size()), kSubnets - 1);
+  return subnet ? std::optional(static_cast<unsigned>(*subnet)) : std::nullopt;
 }
 
 std::string Claim(const Addresses& addresses, Config& config, platform::UniqueFd& host_listener) {

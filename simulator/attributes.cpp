@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 
 #include "platform/fpga_driver.h"
+#include "simulator/parse.h"
 
 namespace simulator {
 namespace {
@@ -56,12 +56,9 @@ std::function<std::string()> Shows(const std::atomic<std::uint32_t>& value) {
 /// Accepts hexadecimal text, as it is shown.
 std::function<bool(std::string_view)> Stores(std::atomic<std::uint32_t>& value) {
   return [&value](std::string_view text) {
-    if (text.starts_with("0x")) text.remove_prefix(2);
-    std::uint32_t parsed = 0;
-    const char* end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, parsed, 16);
-    if (result.ec != std::errc() || result.ptr != end) return false;
-    value = parsed;
+    const auto parsed = ParseNumber(text, 0xFFFFFFFF, 16);
+    if (!parsed) return false;
+    value = static_cast<std::uint32_t>(*parsed);
     return true;
   };
 }

@@ -1,19 +1,20 @@
 #include "simulator/control_server.h"
 
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <string_view>
 
+#include "platform/unix_address.h"
 #include "simulator/control.h"
 
 namespace simulator {
 namespace {
 
 constexpr std::size_t kMostConnections = 32;
+constexpr std::size_t kLongestAnswer = 64 * 1024;
 
 bool SendAll(int socket, std::string_view text) {
   while (!text.empty()) {
@@ -25,10 +26,10 @@ bool SendAll(int socket, std::string_view text) {
   return true;
 }
 
-/// Lines from a stream. One that is too long comes out cut, just long enough to be known as such.
+/// Lines from a stream. One longer than `longest` comes out cut, one character longer than allowed.
 class LineReader {
  public:
-  explicit LineReader(int socket) : socket_(socket) {}
+  LineReader(int socket, std::size_t longest) : socket_(socket), longest_(longest) {}
 
   bool Next(std::string& line) {
     line.clear();
@@ -37,7 +38,7 @@ class LineReader {
         const char c = rest_.front();
         rest_.remove_prefix(1);
         if (c == '\n') return true;
-        if (line.size() <= kLongestControlLine) line.push_back(c);
+        if (line.size() <= longest_) line.push_back(c);
       }
       const ssize_t count = ::recv(socket_, buffer_.data(), buffer_.size(), 0);
       if (count < 0 && errno == EINTR) continue;
@@ -48,6 +49,7 @@ class LineReader {
 
  private:
   const int socket_;
+  const std::size_t longest_;
   std::array<char, 512> buffer_{};
   std::string_view rest_;
 };
@@ -63,7 +65,7 @@ std::string ControlServer::Start(const std::string& root) {
 }
 
 void ControlServer::Serve(int socket) {
-  LineReader reader(socket);
+  LineReader reader(socket, kLongestControlLine);
   for (std::string line; reader.Next(line);) {
     if (!SendAll(socket, AnswerControlLine(units_, line) + "\n")) return;
   }
@@ -71,20 +73,18 @@ void ControlServer::Serve(int socket) {
 
 bool SendControlLine(const std::string& root, const std::string& line, std::string& answer) {
   const std::string path = root + kControlSocketName;
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) {
+  const auto address = platform::UnixAddress(path);
+  if (!address) {
     answer = path + ": too long for a socket";
     return false;
   }
-  std::strcpy(address.sun_path, path.c_str());
   const platform::UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (!socket ||
-      ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+      ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
     answer = "no q5sim answers at " + path + ": " + std::strerror(errno);
     return false;
   }
-  LineReader reader(socket.Get());
+  LineReader reader(socket.Get(), kLongestAnswer);
   // A server that ends in the middle of its line has ended, not answered.
   if (SendAll(socket.Get(), line + "\n") && reader.Next(answer)) return true;
   answer = path + ": q5sim ended before it answered";

@@ -102,7 +102,9 @@ DeviceSession::Reply DeviceSession::Ioctl(const wire::Packet& request) {
   if (request.data.size() != shape->size) return {-EPROTO};
   Reply reply;
   reply.data = request.data;
+  reply.data.resize(platform::kMaxIoctlBytes);
   reply.value = file_->Ioctl(number, reply.data.data());
+  reply.data.resize(shape->size);
   return reply;
 }
 

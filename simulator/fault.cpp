@@ -1,7 +1,8 @@
 #include "simulator/fault.h"
 
 #include <algorithm>
-#include <charconv>
+
+#include "simulator/parse.h"
 
 namespace simulator {
 namespace {
@@ -27,14 +28,6 @@ constexpr FaultInfo kFaults[] = {
 
 const FaultInfo& Info(Fault fault) { return *std::ranges::find(kFaults, fault, &FaultInfo::fault); }
 
-std::optional<int> ParseAmount(std::string_view word, int most) {
-  int amount = 0;
-  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), amount);
-  if (error != std::errc() || end != word.data() + word.size()) return std::nullopt;
-  if (amount < 1 || amount > most) return std::nullopt;
-  return amount;
-}
-
 }  // namespace
 
 const char* FaultName(Fault fault) { return Info(fault).name; }
@@ -53,13 +46,13 @@ std::string FaultSwitch::Set(std::span<const std::string_view> words) {
   if (!known) return "unsupported";
   int amount = info->default_amount;
   if (words.size() > 1) {
-    const auto given = ParseAmount(words[1], info->max_amount);
-    if (words.size() > 2 || !given) {
+    const auto given = ParseNumber(words[1], static_cast<std::uint64_t>(info->max_amount));
+    if (words.size() > 2 || !given || *given == 0) {
       return info->max_amount == 0
                  ? std::string(info->name) + " takes no number"
                  : "expected one number, 1 to " + std::to_string(info->max_amount);
     }
-    amount = *given;
+    amount = static_cast<int>(*given);
   }
   const std::lock_guard lock(mutex_);
   fault_ = info->fault;

@@ -1,11 +1,12 @@
 #include "simulator/fpga_model.h"
 
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string>
+
+#include "simulator/parse.h"
 
 namespace simulator {
 namespace {
@@ -90,14 +91,8 @@ std::string Hex(std::uint16_t value) {
   return text;
 }
 
-std::optional<std::uint16_t> ParseRegister(std::string_view text) {
-  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-  if (hexadecimal) text.remove_prefix(2);
-  std::uint16_t value = 0;
-  const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, value, hexadecimal ? 16 : 10);
-  if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
-  return value;
+std::optional<std::uint64_t> ParseRegister(std::string_view text) {
+  return ParseNumber(text, 0xFFFF, text.starts_with("0x") ? 16 : 10);
 }
 
 }  // namespace
@@ -135,7 +130,7 @@ FpgaModel::FpgaModel(const Config& config, platform::Clock& clock, Units& units)
         std::string("fpga.") + info.name, [this, offset] { return Hex(*registers_.Read(offset)); },
         [this, offset](std::string_view text) {
           const auto value = ParseRegister(text);
-          return value && registers_.Drive(offset, *value);
+          return value && registers_.Drive(offset, static_cast<std::uint16_t>(*value));
         });
   }
 }

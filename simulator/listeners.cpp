@@ -3,11 +3,12 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+
+#include "platform/unix_address.h"
 
 namespace simulator {
 namespace {
@@ -22,13 +23,11 @@ int BindAndListen(int socket, const void* address, socklen_t size) {
 }  // namespace
 
 std::string UnixListener::Listen(const std::string& path, int type) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) return path + ": too long for a socket";
-  std::strcpy(address.sun_path, path.c_str());
+  const auto address = platform::UnixAddress(path);
+  if (!address) return path + ": too long for a socket";
   ::unlink(path.c_str());
   socket_.Reset(::socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  const int error = socket_ ? BindAndListen(socket_.Get(), &address, sizeof address) : errno;
+  const int error = socket_ ? BindAndListen(socket_.Get(), &*address, sizeof *address) : errno;
   if (error != 0) return path + ": " + std::strerror(error);
   path_ = path;
   return "";

@@ -1,0 +1,154 @@
+// An instrument of one device with every operation, for tests of the back ends.
+#pragma once
+
+#include <linux/i2c-dev.h>
+#include <linux/i2c.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <cstring>
+#include <deque>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/fpga_driver.h"
+#include "platform/instrument.h"
+#include "platform/ioctl_table.h"
+#include "platform/unique_fd.h"
+
+namespace platform {
+
+/// A directory of the test's own, gone with it.
+class TemporaryRoot {
+ public:
+  TemporaryRoot() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "q5rootXXXXXX").string();
+    path_ = ::mkdtemp(pattern.data());
+  }
+  ~TemporaryRoot() { std::filesystem::remove_all(path_); }
+  TemporaryRoot(const TemporaryRoot&) = delete;
+  TemporaryRoot& operator=(const TemporaryRoot&) = delete;
+  const std::string& Path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+class TestInstrument final : public Instrument {
+ public:
+  static constexpr char kPath[] = "/dev/test";
+  static constexpr std::size_t kMemoryBytes = 4096;
+
+  TestInstrument() : memory_(::memfd_create("test", MFD_CLOEXEC)) {
+    if (::ftruncate(memory_.Get(), kMemoryBytes) != 0) std::abort();
+  }
+
+  std::unique_ptr<DeviceFile> Open(std::string_view path, int, int& error) override {
+    if (path == kPath) return std::make_unique<File>(*this);
+    error = ENOENT;
+    return nullptr;
+  }
+  int System(std::string_view command) override { return static_cast<int>(command.size()) << 8; }
+  int SetRealtime(const timespec& time) override {
+    set_seconds = time.tv_sec;
+    return 0;
+  }
+  timespec Realtime() override {
+    timespec now{};
+    if (set_seconds != 0) {
+      now.tv_sec = set_seconds;
+    } else {
+      ::clock_gettime(CLOCK_REALTIME, &now);
+    }
+    return now;
+  }
+  std::string HostAddress() override { return "127.0.7.52"; }
+  void SystemLog(std::string_view line) override {
+    const std::lock_guard lock(mutex);
+    log = line;
+  }
+
+  /// Lets one waiting read go with this text.
+  void Provide(std::string text) {
+    const std::lock_guard lock(mutex);
+    provided.push_back(std::move(text));
+    changed.notify_all();
+  }
+
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::deque<std::string> provided;
+  std::string written;
+  std::string log;
+  std::atomic<std::int64_t> slave{0};
+  std::atomic<time_t> set_seconds{0};
+  std::atomic<int> open_files{0};
+  std::atomic<int> reading{0};
+  std::atomic<bool> hang{false};  ///< ioctls take a second
+
+ private:
+  class File final : public DeviceFile {
+   public:
+    explicit File(TestInstrument& instrument) : instrument_(instrument) {
+      ++instrument_.open_files;
+    }
+    ~File() override { --instrument_.open_files; }
+
+    ssize_t Read(void* data, size_t size) override {
+      std::unique_lock lock(instrument_.mutex);
+      ++instrument_.reading;
+      const bool ready = instrument_.changed.wait_for(
+          lock, std::chrono::milliseconds(50), [this] { return !instrument_.provided.empty(); });
+      --instrument_.reading;
+      if (!ready) return -EAGAIN;
+      const std::string text = instrument_.provided.front();
+      instrument_.provided.pop_front();
+      const std::size_t count = std::min(size, text.size());
+      std::memcpy(data, text.data(), count);
+      return static_cast<ssize_t>(count);
+    }
+    ssize_t Write(const void* data, size_t size) override {
+      const std::lock_guard lock(instrument_.mutex);
+      instrument_.written.assign(static_cast<const char*>(data), size);
+      return static_cast<ssize_t>(size);
+    }
+    int Ioctl(unsigned long request, void* argument) override {
+      if (instrument_.hang) std::this_thread::sleep_for(std::chrono::seconds(1));
+      if (request == I2C_SLAVE) {
+        std::int64_t value = 0;
+        std::memcpy(&value, argument, sizeof value);
+        instrument_.slave = value;
+        return 0;
+      }
+      if (request == I2C_SMBUS) {
+        SmbusTransfer transfer;
+        std::memcpy(&transfer, argument, sizeof transfer);
+        for (auto& byte : transfer.data) byte = static_cast<std::uint8_t>(byte + transfer.command);
+        std::memcpy(argument, &transfer, sizeof transfer);
+        return 0;
+      }
+      if (request != Dev::Q5FPGA_CMD_RD) return -ENOTTY;
+      Dev::FpgaCmd command;
+      std::memcpy(&command, argument, sizeof command);
+      if (command.offset < 0) return -EINVAL;
+      command.val = static_cast<std::uint32_t>(command.offset) * 3;
+      std::memcpy(argument, &command, sizeof command);
+      return 5;
+    }
+    int Map(size_t, off_t) override { return instrument_.memory_.Get(); }
+
+   private:
+    TestInstrument& instrument_;
+  };
+
+  UniqueFd memory_;
+};
+
+}  // namespace platform

@@ -1,0 +1,233 @@
+// The virtual back end against a device server in the same process, and against none.
+#include "platform/virtual.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <cstdio>
+#include <optional>
+#include <thread>
+
+#include "platform/log_hook.h"
+#include "simulator/device_server.h"
+#include "tests/platform/test_instrument.h"
+
+namespace platform {
+namespace {
+
+using std::chrono::milliseconds;
+
+std::mutex log_mutex;
+std::vector<std::string> log_lines;
+
+void Collect(int, const char* format, std::va_list args) {
+  char line[512];
+  std::vsnprintf(line, sizeof line, format, args);
+  const std::lock_guard lock(log_mutex);
+  log_lines.emplace_back(line);
+}
+
+std::vector<std::string> TakeLog() {
+  const std::lock_guard lock(log_mutex);
+  return std::exchange(log_lines, {});
+}
+
+class VirtualBackendTest : public testing::Test {
+ protected:
+  VirtualBackendTest() {
+    log_hook.Connect(Collect);
+    TakeLog();
+  }
+
+  void StartServer() {
+    server_.emplace(instrument_);
+    ASSERT_EQ(server_->Start(root_.Path()), "");
+  }
+  int OpenDevice() { return backend_.Open(TestInstrument::kPath, O_RDWR, 0); }
+  int ReadRegister(int fd, std::int32_t offset) {
+    Dev::FpgaCmd command{Dev::FPGA_REG, offset, 0, 0, 0};
+    const int result = backend_.Ioctl(fd, Dev::Q5FPGA_CMD_RD, &command);
+    return result < 0 ? -1 : static_cast<int>(command.val);
+  }
+
+  TemporaryRoot root_;
+  TestInstrument instrument_;
+  std::optional<simulator::DeviceServer> server_;
+  VirtualBackend backend_{root_.Path(), milliseconds(400)};
+};
+
+TEST_F(VirtualBackendTest, EveryOperationCrosses) {
+  StartServer();
+  const int fd = OpenDevice();
+  ASSERT_GE(fd, 0);
+  EXPECT_EQ(ReadRegister(fd, 22), 66);
+  EXPECT_EQ(ReadRegister(fd, -2), -1);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(backend_.Ioctl(fd, 0xABCD, nullptr), -1);
+  EXPECT_EQ(errno, ENOTTY);
+  EXPECT_EQ(backend_.Write(fd, "12345", 5), 5);
+  EXPECT_EQ(instrument_.written, "12345");
+  const std::vector<char> too_long(wire::kMaxData + 1);
+  EXPECT_EQ(backend_.Write(fd, too_long.data(), too_long.size()), -1);
+  EXPECT_EQ(errno, EMSGSIZE);
+  instrument_.Provide("abc");
+  std::vector<char> text(100000);
+  EXPECT_EQ(backend_.Read(fd, text.data(), text.size()), 3);
+  EXPECT_EQ(std::string(text.data(), 3), "abc");
+  auto* memory = static_cast<char*>(backend_.Mmap(nullptr, TestInstrument::kMemoryBytes,
+                                                  PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
+  ASSERT_NE(memory, MAP_FAILED);
+  memory[0] = 'm';
+  backend_.Munmap(memory, TestInstrument::kMemoryBytes);
+
+  EXPECT_EQ(backend_.Open("/dev/other", O_RDWR, 0), -1);
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(WEXITSTATUS(backend_.System("ps")), 2);
+  EXPECT_EQ(backend_.HostAddress(), "127.0.7.52");
+  backend_.SystemLog("mosdaemon", 3, "line");
+  EXPECT_THAT(instrument_.log, testing::HasSubstr("]: line"));
+
+  EXPECT_EQ(backend_.Close(fd), 0);
+  while (instrument_.open_files > 0) std::this_thread::yield();
+  EXPECT_THAT(TakeLog(), testing::IsEmpty());
+}
+
+TEST_F(VirtualBackendTest, ReadThatWaitsHoldsNothingUp) {
+  StartServer();
+  const int fd = OpenDevice();
+  std::jthread reader([&] {
+    char text[8];
+    EXPECT_EQ(backend_.Read(fd, text, sizeof text), 4);
+  });
+  while (instrument_.reading == 0) std::this_thread::yield();
+  // Longer than q5sim may be silent: the server's "not yet" keeps the read alive.
+  const auto end = std::chrono::steady_clock::now() + milliseconds(600);
+  std::vector<std::jthread> others;
+  for (int i = 1; i <= 4; ++i) {
+    others.emplace_back([&, i] {
+      while (std::chrono::steady_clock::now() < end) ASSERT_EQ(ReadRegister(fd, i), 3 * i);
+    });
+  }
+  others.clear();
+  instrument_.Provide("done");
+  reader.join();
+  backend_.Close(fd);
+}
+
+TEST_F(VirtualBackendTest, CloseEndsAReadThatWaits) {
+  StartServer();
+  const int fd = OpenDevice();
+  std::jthread reader([&] {
+    char byte = 0;
+    EXPECT_EQ(backend_.Read(fd, &byte, 1), -1);
+    EXPECT_EQ(errno, EBADF);
+  });
+  while (instrument_.reading == 0) std::this_thread::yield();
+  EXPECT_EQ(backend_.Close(fd), 0);
+}
+
+TEST_F(VirtualBackendTest, MissingServerIsNamed) {
+  EXPECT_EQ(OpenDevice(), -1);
+  EXPECT_EQ(errno, ENXIO);
+  EXPECT_THAT(TakeLog(),
+              testing::ElementsAre(testing::AllOf(testing::HasSubstr(root_.Path() + "/q5sim.sock"),
+                                                  testing::HasSubstr("no q5sim"))));
+  EXPECT_EQ(backend_.System("ps"), -1);
+  EXPECT_EQ(backend_.HostAddress(), "127.0.0.52");
+}
+
+TEST_F(VirtualBackendTest, DeviceComesBackWithItsServer) {
+  StartServer();
+  const int fd = OpenDevice();
+  ASSERT_EQ(ReadRegister(fd, 1), 3);
+
+  std::atomic<int> read_error{0};
+  std::jthread reader([&] {
+    char byte = 0;
+    if (backend_.Read(fd, &byte, 1) < 0) read_error = errno;
+  });
+  while (instrument_.reading == 0) std::this_thread::yield();
+  server_.reset();
+  reader.join();
+  EXPECT_EQ(read_error, EIO);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(ReadRegister(fd, 1), -1);
+  EXPECT_EQ(errno, ENODEV);
+  EXPECT_THAT(TakeLog(), testing::SizeIs(1));  // one line an outage
+
+  StartServer();
+  EXPECT_EQ(ReadRegister(fd, 2), 6);
+  instrument_.Provide("x");
+  char byte = 0;
+  EXPECT_EQ(backend_.Read(fd, &byte, 1), 1);
+
+  // A restart between two operations goes unnoticed, whichever comes first.
+  server_.reset();
+  StartServer();
+  instrument_.Provide("y");
+  EXPECT_EQ(backend_.Read(fd, &byte, 1), 1);
+  server_.reset();
+  StartServer();
+  EXPECT_EQ(ReadRegister(fd, 4), 12);
+  EXPECT_THAT(TakeLog(), testing::IsEmpty());
+  backend_.Close(fd);
+}
+
+TEST_F(VirtualBackendTest, SilentServerTimesOutAndIsDropped) {
+  StartServer();
+  const int fd = OpenDevice();
+  instrument_.hang = true;
+  EXPECT_EQ(ReadRegister(fd, 1), -1);
+  EXPECT_EQ(errno, ETIMEDOUT);
+  instrument_.hang = false;
+  // The late reply belongs to the connection that was dropped: it cannot pass for this one's.
+  EXPECT_EQ(ReadRegister(fd, 5), 15);
+  backend_.Close(fd);
+}
+
+TEST_F(VirtualBackendTest, TimeOfDayOutlivesTheDaemon) {
+  EXPECT_GT(backend_.Clock().Realtime().tv_sec, 1000000000);  // without q5sim: this machine's
+  StartServer();
+  ASSERT_EQ(backend_.SetRealtime({.tv_sec = 86400, .tv_nsec = 0}), 0);
+  EXPECT_NEAR(static_cast<double>(backend_.Clock().Realtime().tv_sec), 86400, 5);
+  VirtualBackend next(root_.Path());
+  EXPECT_NEAR(static_cast<double>(next.Clock().Realtime().tv_sec), 86400, 5);
+}
+
+TEST_F(VirtualBackendTest, GarbageHarmsNobody) {
+  StartServer();
+  const int fd = OpenDevice();
+  UniqueFd stranger;
+  ASSERT_EQ(wire::Connect((root_.Path() + wire::kSocketName).c_str(), milliseconds(500), stranger),
+            0);
+  for (const std::string& packet : {std::string("GET / HTTP/1.0\r\n\r\n"), std::string(24, '\xFF'),
+                                    std::string(1, '\0'), std::string(wire::kMaxPacket + 9, 'z')}) {
+    ASSERT_GT(::send(stranger.Get(), packet.data(), packet.size(), MSG_NOSIGNAL), 0);
+    wire::Packet reply;
+    ASSERT_EQ(wire::Receive(stranger.Get(), reply, std::chrono::seconds(2)), 0);
+    EXPECT_EQ(reply.header.error, EPROTO);
+  }
+  const struct {
+    wire::Op op;
+    std::int64_t value;
+    int error;
+  } cases[] = {{wire::Op::kRead, 1 << 30, EBADF},
+               {wire::Op::kIoctl, I2C_SLAVE, EBADF},
+               {wire::Op::kAttach, 12345, ESTALE},
+               {static_cast<wire::Op>(999), 0, EPROTO},
+               {wire::Op::kSetRealtime, 0, EINVAL}};
+  for (const auto& c : cases) {
+    ASSERT_EQ(wire::Send(stranger.Get(), {.op = c.op, .value = c.value}, {}), 0);
+    wire::Packet reply;
+    ASSERT_EQ(wire::Receive(stranger.Get(), reply, std::chrono::seconds(2)), 0);
+    EXPECT_EQ(reply.header.error, c.error) << static_cast<int>(c.op);
+  }
+  EXPECT_EQ(ReadRegister(fd, 3), 9);
+  backend_.Close(fd);
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,271 @@
+// ethb between a real TCP connection and a ROUTER socket in the place of the measurement daemon.
+#include "simulator/ethb.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <zmq.h>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/real_clock.h"
+#include "simulator/listeners.h"
+
+namespace simulator {
+namespace {
+
+constexpr int kPatienceMs = 5000;
+constexpr char kAddress[] = "127.0.0.1";
+
+std::string Record(char name, std::int16_t length = 1) {
+  std::string record = {'\1', '\2', name, '\0'};
+  record += static_cast<char>(length & 0xFF);
+  record += static_cast<char>((length >> 8) & 0xFF);
+  record.append(static_cast<std::size_t>(length) + 2, name);
+  return record;
+}
+
+/// The measurement daemon's end of the bus.
+class BusPeer {
+ public:
+  BusPeer() : context_(zmq_ctx_new()), socket_(zmq_socket(context_, ZMQ_ROUTER)) {
+    const int none = 0;
+    zmq_setsockopt(socket_, ZMQ_LINGER, &none, sizeof none);
+    const int patience = kPatienceMs;
+    zmq_setsockopt(socket_, ZMQ_RCVTIMEO, &patience, sizeof patience);
+    if (zmq_bind(socket_, "tcp://127.0.0.1:*") != 0) std::abort();
+  }
+  ~BusPeer() {
+    zmq_close(socket_);
+    zmq_ctx_term(context_);
+  }
+
+  std::string Endpoint() const {
+    char text[64];
+    std::size_t size = sizeof text;
+    zmq_getsockopt(socket_, ZMQ_LAST_ENDPOINT, text, &size);
+    return text;
+  }
+
+  using Frames = std::vector<std::string>;
+  Frames Receive() {
+    Frames frames;
+    int more = 1;
+    while (more != 0) {
+      char data[40000];
+      const int size = zmq_recv(socket_, data, sizeof data, 0);
+      if (size < 0) return {};
+      frames.emplace_back(data, static_cast<std::size_t>(size));
+      std::size_t option = sizeof more;
+      zmq_getsockopt(socket_, ZMQ_RCVMORE, &more, &option);
+    }
+    return frames;
+  }
+  void Reply(Frames frames, const std::string& payload) {
+    frames.back() = payload;
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+      const int more = i + 1 < frames.size() ? ZMQ_SNDMORE : 0;
+      zmq_send(socket_, frames[i].data(), frames[i].size(), more);
+    }
+  }
+
+ private:
+  void* context_;
+  void* socket_;
+};
+
+class Host {
+ public:
+  explicit Host(int listener) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+    if (::connect(socket_.Get(), reinterpret_cast<sockaddr*>(&address), size) != 0) std::abort();
+    const timeval patience{kPatienceMs / 1000, 0};
+    ::setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  }
+  bool Send(std::string_view text) {
+    return ::send(socket_.Get(), text.data(), text.size(), MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(text.size());
+  }
+  std::string Receive(std::size_t size) {
+    std::string text(size, '\0');
+    const ssize_t count = ::recv(socket_.Get(), text.data(), size, MSG_WAITALL);
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return text;
+  }
+  /// The connection ends without a further byte.
+  bool IsClosed() {
+    char byte = 0;
+    const ssize_t count = ::recv(socket_.Get(), &byte, 1, 0);
+    return count == 0 || (count < 0 && errno == ECONNRESET);
+  }
+  int Get() const { return socket_.Get(); }
+
+ private:
+  platform::UniqueFd socket_;
+};
+
+class EthbTest : public testing::Test {
+ protected:
+  EthbTest() {
+    platform::UniqueFd listener;
+    if (ListenTcp(kAddress, 0, listener) != 0) std::abort();
+    listener_ = listener.Get();
+    ethb_.emplace(Ethb::Setup{std::move(listener), bus_.Endpoint(), 3}, clock_, units_);
+  }
+  void SetFault(std::vector<std::string_view> words) {
+    ASSERT_EQ(units_.FindFaults("ethb")->Set(words), "");
+  }
+  /// The host that gets the place of the one before, which ethb may still have to miss.
+  std::unique_ptr<Host> NextHost() {
+    for (const auto end = clock_.Monotonic() + std::chrono::seconds(20);
+         clock_.Monotonic() < end;) {
+      auto next = std::make_unique<Host>(listener_);
+      pollfd entry{next->Get(), POLLIN, 0};
+      if (::poll(&entry, 1, 20) == 0) return next;  // not turned away
+      clock_.SleepFor(std::chrono::milliseconds(5));
+    }
+    return nullptr;
+  }
+  /// One record all the way and back.
+  void ExpectService(Host& host) {
+    ASSERT_TRUE(host.Send(Record('s')));
+    const auto request = bus_.Receive();
+    ASSERT_EQ(request.size(), 4U);
+    EXPECT_EQ(request.back(), Record('s'));
+    bus_.Reply(request, "good");
+    EXPECT_EQ(host.Receive(4), "good");
+  }
+
+  platform::RealClock clock_;
+  Units units_;
+  BusPeer bus_;
+  int listener_ = -1;
+  std::optional<Ethb> ethb_;
+};
+
+TEST_F(EthbTest, CarriesRecordsAndTheirReplies) {
+  Host host(listener_);
+  const std::string stream = Record('a') + Record('b', 32767) + Record('c', 0);
+  ASSERT_TRUE(host.Send(stream.substr(0, 11)));
+  ASSERT_TRUE(host.Send(stream.substr(11)));
+  std::vector<BusPeer::Frames> requests;
+  for (const std::string& record : {Record('a'), Record('b', 32767), Record('c', 0)}) {
+    requests.push_back(bus_.Receive());
+    ASSERT_EQ(requests.back().size(), 4U);  // identity, delimiter, descriptor, payload
+    EXPECT_EQ(requests.back()[1], "");
+    EXPECT_EQ(requests.back()[3], record);
+  }
+  bus_.Reply(requests[0], "first");
+  EXPECT_EQ(host.Receive(5), "first");
+  // The second is never answered; the third's reply is not held up, and a late one is dropped.
+  bus_.Reply(requests[2], "third");
+  EXPECT_EQ(host.Receive(5), "third");
+  bus_.Reply(requests[1], "late");
+  ExpectService(host);
+}
+
+TEST_F(EthbTest, ServesOneHostAtATime) {
+  Host host(listener_);
+  ExpectService(host);
+  {
+    Host second(listener_);
+    EXPECT_TRUE(second.IsClosed());
+  }
+  ExpectService(host);
+}
+
+TEST_F(EthbTest, ForgetsTheRepliesOfAHostThatLeft) {
+  BusPeer::Frames request;
+  {
+    Host host(listener_);
+    ASSERT_TRUE(host.Send(Record('x')));
+    request = bus_.Receive();
+    ASSERT_EQ(request.size(), 4U);
+  }
+  const auto next = NextHost();
+  ASSERT_NE(next, nullptr);
+  bus_.Reply(request, "old!");
+  ExpectService(*next);
+}
+
+TEST_F(EthbTest, BrokenStreamIsAnsweredThenClosed) {
+  Host host(listener_);
+  ASSERT_TRUE(host.Send(Record('a') + std::string("\1\2\3\0\xFF\xFF more", 11)));
+  const auto good = bus_.Receive();
+  const auto bad = bus_.Receive();
+  ASSERT_EQ(bad.size(), 4U);
+  EXPECT_EQ(bad[3], std::string("\1\2\3\0\xFF\xFF\0\0", 8));
+  bus_.Reply(good, "good");
+  bus_.Reply(bad, "nak!");
+  EXPECT_EQ(host.Receive(8), "goodnak!");
+  EXPECT_TRUE(host.IsClosed());
+}
+
+TEST_F(EthbTest, CutsOffAHostThatReadsNothing) {
+  Host host(listener_);
+  const int small = 4096;
+  ::setsockopt(host.Get(), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+  constexpr int kRecords = 200;
+  const std::string bulk(80000, 'z');  // 16 MB in all: more than the kernel's buffers take
+  std::string stream;
+  for (int i = 0; i < kRecords; ++i) stream += Record('a');
+  ASSERT_TRUE(host.Send(stream));
+  for (int i = 0; i < kRecords; ++i) {
+    const auto request = bus_.Receive();
+    ASSERT_FALSE(request.empty());
+    bus_.Reply(request, bulk);
+  }
+  // It has not read a byte, and yet its place becomes free.
+  const auto next = NextHost();
+  ASSERT_NE(next, nullptr);
+  ExpectService(*next);
+}
+
+TEST_F(EthbTest, FaultsShowAndHeal) {
+  {
+    Host host(listener_);
+    ExpectService(host);
+    SetFault({"off"});
+    EXPECT_TRUE(host.IsClosed());
+    Host refused(listener_);
+    EXPECT_TRUE(refused.IsClosed());
+  }
+  SetFault({"slow", "150"});
+  Host host(listener_);
+  const auto start = clock_.Monotonic();
+  ExpectService(host);
+  EXPECT_GE(clock_.Monotonic() - start, std::chrono::milliseconds(150));
+
+  SetFault({"intermittent", "50"});
+  std::string stream;
+  for (int i = 0; i < 64; ++i) stream += Record('a');
+  for (int i = 0; i < 20; ++i) stream += Record('!');  // one of them arrives and ends the count
+  ASSERT_TRUE(host.Send(stream));
+  int arrived = 0;
+  for (auto request = bus_.Receive(); !request.empty() && request.back() == Record('a');
+       request = bus_.Receive()) {
+    ++arrived;
+  }
+  EXPECT_NEAR(arrived, 32, 16);
+
+  SetFault({"ok"});
+  ASSERT_TRUE(host.Send(Record('e')));
+  BusPeer::Frames last;
+  do {
+    last = bus_.Receive();
+    ASSERT_FALSE(last.empty());
+  } while (last.back() != Record('e'));
+  bus_.Reply(last, "end");
+  EXPECT_EQ(host.Receive(3), "end");
+}
+
+}  // namespace
+}  // namespace simulator

@@ -1,0 +1,145 @@
+// What q5sim is set up from: its configuration, its root and its addresses.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "simulator/addresses.h"
+#include "simulator/config.h"
+#include "simulator/listeners.h"
+#include "simulator/root_dir.h"
+#include "tests/platform/test_instrument.h"
+
+namespace simulator {
+namespace {
+
+using testing::HasSubstr;
+
+std::string ReadText(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(Config, TakesEveryKey) {
+  Config config;
+  ASSERT_EQ(ParseConfig(R"({
+    // a main board of the first series
+    "module": "main", "board_revision": 3, "fpga_version": 144, "driver_version": 1.02,
+    "firmware_version": "5.0.1", "addresses": {"meas": "127.3.0.9"}, "seed": 18446744073709551615,
+    "speed": 20})",
+                        config),
+            "");
+  EXPECT_EQ(config.module, Module::kMain);
+  EXPECT_EQ(config.board_revision, 3U);
+  EXPECT_EQ(config.fpga_version, 144U);
+  EXPECT_EQ(config.driver_version, 1.02);
+  EXPECT_EQ(config.firmware_version, "5.0.1");
+  EXPECT_EQ(config.Address(Module::kMeas), "127.3.0.9");
+  EXPECT_EQ(config.Address(Module::kMain), "127.0.0.51");
+  EXPECT_EQ(config.seed, UINT64_MAX);
+  EXPECT_EQ(config.speed, 20.0);
+}
+
+TEST(Config, NamesWhatIsWrongInOneLine) {
+  const struct {
+    const char* text;
+    const char* problem;
+  } cases[] = {
+      {"", "parse error"},
+      {"{\"seed\": ", "line 1"},
+      {"[]", "expected an object"},
+      {"{\"sede\": 1}", "unknown key \"sede\""},
+      {"{\"seed\": -1}", "\"seed\" must be"},
+      {"{\"board_revision\": 16}", "0 to 15"},
+      {"{\"board_revision\": 1.5}", "0 to 15"},
+      {"{\"fpga_version\": 4294967297}", "0 to 4095"},
+      {"{\"module\": \"pfc\"}", "\"source\""},
+      {"{\"speed\": 0}", "above 0"},
+      {"{\"speed\": 1e400}", "number"},
+      {"{\"firmware_version\": \"a\\nb\"}", "one line"},
+      {"{\"addresses\": {\"meas\": \"192.168.42.52\"}}", "127.0.0.0/8"},
+      {"{\"addresses\": {\"tos\": \"127.0.0.1\"}}", "127.0.0.0/8"},
+      {"{\"addresses\": []}", "127.0.0.0/8"},
+  };
+  for (const auto& c : cases) {
+    Config config;
+    const std::string problem = ParseConfig(c.text, config);
+    EXPECT_THAT(problem, HasSubstr(c.problem)) << c.text;
+    EXPECT_EQ(problem.find('\n'), problem.npos) << problem;
+  }
+  Config config;
+  EXPECT_THAT(ReadConfig("/nonexistent.json", config), HasSubstr("/nonexistent.json: No such"));
+}
+
+TEST(RootDir, KeepsWhatTheInstrumentWrote) {
+  platform::TemporaryRoot directory;
+  const std::string path = directory.Path() + "/new/root";
+  Config config;
+  {
+    RootDir root;
+    ASSERT_EQ(root.Claim(path), "");
+    ASSERT_EQ(root.WriteFiles(config), "");
+    EXPECT_EQ(ReadText(path + "/etc/varek-fw-version"), "varek_fw_version=1.0.0-q5sim\n");
+    EXPECT_TRUE(std::filesystem::is_directory(path + "/media/mmcblk0p3/logs/naklogs"));
+    RootDir second;
+    EXPECT_THAT(second.Claim(path), HasSubstr("already served by the q5sim with process id " +
+                                              std::to_string(::getpid())));
+    EXPECT_EQ(root.EarlierAddresses(), config.addresses);
+  }
+  std::ofstream(path + "/etc/varek-fw-version") << "varek_fw_version=2\n";
+  config.addresses = SubnetAddresses(9);
+  RootDir root;  // the first one's lock has gone with it
+  ASSERT_EQ(root.Claim(path), "");
+  ASSERT_EQ(root.WriteFiles(config), "");
+  EXPECT_EQ(ReadText(path + "/etc/varek-fw-version"), "varek_fw_version=2\n");
+  EXPECT_EQ(ReadText(path + "/etc/hosts"), "127.0.9.51 main\n127.0.9.52 meas\n127.0.9.53 source\n");
+}
+
+TEST(RootDir, RefusesRootsThatCannotWork) {
+  platform::TemporaryRoot directory;
+  std::ofstream(directory.Path() + "/file") << "x";
+  RootDir root;
+  EXPECT_THAT(root.Claim("/"), HasSubstr("this machine's own root"));
+  EXPECT_THAT(root.Claim(directory.Path() + "/.."), testing::Not(HasSubstr("own root")));
+  EXPECT_THAT(root.Claim(directory.Path() + "/file"), HasSubstr("file"));
+  EXPECT_THAT(root.Claim(directory.Path() + "/" + std::string(100, 'l')), HasSubstr("too long"));
+}
+
+TEST(Addresses, AutoPassesOverBusySubnets) {
+  Config first;
+  Config second;
+  platform::UniqueFd first_listener;
+  platform::UniqueFd second_listener;
+  ASSERT_EQ(ClaimAddresses("auto", {}, first, first_listener), "");
+  ASSERT_EQ(ClaimAddresses("auto", {}, second, second_listener), "");
+  EXPECT_NE(first.addresses, second.addresses);
+  EXPECT_EQ(second.Address(Module::kMeas).substr(second.Address(Module::kMeas).rfind('.')), ".52");
+
+  // A mos that still runs holds its port: its instrument comes back to it, another one does not.
+  platform::UniqueFd mos;
+  ASSERT_EQ(ListenTcp(first.Address(Module::kMeas), kBusPort, mos), 0);
+  first_listener.Reset();
+  Config third;
+  platform::UniqueFd third_listener;
+  ASSERT_EQ(ClaimAddresses("auto", {}, third, third_listener), "");
+  EXPECT_NE(third.addresses, first.addresses);
+  Config again;
+  ASSERT_EQ(ClaimAddresses("auto", first.addresses, again, first_listener), "");
+  EXPECT_EQ(again.addresses, first.addresses);
+}
+
+TEST(Addresses, BusyOrBadChoicesAreTold) {
+  Config config;
+  platform::UniqueFd listener;
+  platform::UniqueFd other;
+  ASSERT_EQ(ClaimAddresses("auto", {}, config, listener), "");
+  Config same = config;
+  EXPECT_THAT(ClaimAddresses("", {}, same, other),
+              HasSubstr(config.Address(Module::kMain) + " port 3087: Address already in use"));
+  for (const char* choice : {"127.0.256", "127.0.", "127.0.1.2", "10.0.1", "127.0.-1", "AUTO"}) {
+    EXPECT_THAT(ClaimAddresses(choice, {}, same, other), HasSubstr("expected 127.0.N")) << choice;
+  }
+}
+
+}  // namespace
+}  // namespace simulator
