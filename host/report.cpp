@@ -23,8 +23,8 @@ bool IsData(const Msg::Field& field) {
 
 ordered_json NumberJson(const Msg::Field& field, const Bytes& bytes, int index) {
   double value = Msg::FieldNumber(field, bytes.data(), index);
-  if (field.type == Msg::FieldType::kFloat32) return value;  // what is no number becomes null
-  return static_cast<std::int64_t>(value);
+  if (field.type == Msg::FieldType::kFloat32) return ordered_json(value);  // no number: null
+  return ordered_json(static_cast<std::int64_t>(value));
 }
 
 ordered_json FieldJson(const Msg::Field& field, const Bytes& bytes) {

@@ -20,7 +20,7 @@ void HmpErrorRep::InitResponse() {
 void HmpErrorRep::SetNak(int already) {
   if (already != 0) logger_mgr::print(msgL, Logger::kDebug, 0, "Nak resp = %d \n", already);
   if (opcode > 0) opcode = static_cast<std::int16_t>(-opcode);
-  len = LayoutOf<HmpErrorRep>::kLayout.PayloadSize();
+  len = sizeof *this - kFrameOverhead;
   ack = HMP_NAK;
   SetChksm(Logger::kDebug);
 }

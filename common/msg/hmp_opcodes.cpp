@@ -16,7 +16,7 @@ constexpr Layout kHeadOnly{"HmpMsgHead", kFrameOverhead, kPlainFields};
 
 template <class Request, class Reply>
 constexpr Message Row(HmpOpcode opcode, const char* meaning, Server server = Server::kMeasMgr) {
-  return {opcode, meaning, kOf<Request>, kOf<Reply>, server};
+  return {meaning, kOf<Request>, kOf<Reply>, opcode, server};
 }
 
 constexpr Message kMessages[] = {
@@ -46,7 +46,7 @@ constexpr Message kMessages[] = {
     Row<HmpMiscConfigReq, HmpMiscConfigRep>(HMP_MISC_CONFIG, "calibration dates, line frequency"),
     Row<HmpAckProgressReq, HmpAckProgressRep>(HMP_ACK_PROGRESS, "poll of progress"),
     Row<HmpI2cGatewayReq, HmpI2cGatewayRep>(HMP_I2C_GATEWAY, "I2C gateway", Server::kI2cMgr),
-    {HMP_FFT_DATA, "FFT data set", &kHeadOnly, nullptr, Server::kMeasMgr},
+    {"FFT data set", &kHeadOnly, nullptr, HMP_FFT_DATA, Server::kMeasMgr},
 };
 static_assert(std::ranges::is_sorted(kMessages, {}, &Message::opcode));
 

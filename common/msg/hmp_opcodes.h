@@ -41,10 +41,10 @@ enum class Server : std::uint8_t {
 };
 
 struct Message {
-  HmpOpcode opcode;
   const char* meaning;
   const Layout* request;
   const Layout* reply;  ///< null where the reply is not a record: the FFT data set
+  HmpOpcode opcode;
   Server server;
 };
 

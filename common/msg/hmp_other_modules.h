@@ -54,11 +54,13 @@ struct [[gnu::packed]] HmpTestListRep : HmpReply<Record> {
   std::int16_t chksm;
 };
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a type's name takes none
 #define Q5_TEST_LIST_REPLY(Record)                                                         \
   struct [[gnu::packed]] Record : HmpTestListRep<Record> {};                               \
   Q5_RECORD(Record, 132, Q5_AT(6, ack), Q5_AT(7, status), Q5_AT(9, id), Q5_AT(11, name),   \
             Q5_AT(43, estSecs), Q5_AT(47, sftSwReqd), Q5_AT(48, cblsReqd), Q5_AT(50, RFU), \
             Q5_AT(130, chksm))
+// NOLINTEND(bugprone-macro-parentheses)
 
 Q5_TEST_LIST_REPLY(HmpSysDiagListRep);
 Q5_TEST_LIST_REPLY(HmpPrfVrfListRep);

@@ -47,6 +47,7 @@ struct [[gnu::packed]] HmpAckRep : HmpReply<Record> {
 
 }  // namespace Msg
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a type's name takes none
 #define Q5_PLAIN_REQUEST(Record)                          \
   struct [[gnu::packed]] Record : HmpPlainReq<Record> {}; \
   Q5_RECORD(Record, 8, Q5_AT(6, chksm))
@@ -54,5 +55,6 @@ struct [[gnu::packed]] HmpAckRep : HmpReply<Record> {
 #define Q5_ACK_REPLY(Record)                            \
   struct [[gnu::packed]] Record : HmpAckRep<Record> {}; \
   Q5_ACK_REPLY_LAYOUT(Record)
+// NOLINTEND(bugprone-macro-parentheses)
 
 #define Q5_ACK_REPLY_LAYOUT(Record) Q5_RECORD(Record, 9, Q5_AT(6, ack), Q5_AT(7, chksm))

@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t kShowWidth = 800;
 
 const char* BytesOf(const Field& field, const void* record, int index) {
-  return static_cast<const char*>(record) + field.offset + index * field.size;
+  return static_cast<const char*>(record) + field.offset + std::ptrdiff_t{index} * field.size;
 }
 
 template <class T>

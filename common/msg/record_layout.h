@@ -69,7 +69,7 @@ consteval Field At(const char* name, std::size_t in_struct, std::size_t on_wire)
   if (in_struct != on_wire) throw "the struct and the wire format differ";
   using Element = std::remove_extent_t<T>;
   return {name, TypeOf<Element>(), static_cast<std::uint16_t>(on_wire), sizeof(Element),
-          static_cast<std::uint16_t>(sizeof(T) / sizeof(Element))};
+          std::is_array_v<T> ? std::uint16_t{std::extent_v<T>} : std::uint16_t{1}};
 }
 
 consteval bool Complete(std::span<const Field> fields, std::size_t size) {

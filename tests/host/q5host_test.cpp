@@ -33,7 +33,7 @@ struct Outcome {
   std::string err;
 };
 
-Outcome Host(std::vector<std::string> words) {
+Outcome Host(const std::vector<std::string>& words) {
   std::ostringstream out;
   std::ostringstream err;
   ExitStatus status = host::RunHost(words, out, err);

@@ -34,7 +34,7 @@ std::vector<std::uint8_t> Record(const benchmark::State& state) {
 template <auto Sum>
 void BM_Sum(benchmark::State& state) {
   std::vector<std::uint8_t> bytes = Record(state);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(bytes.data());
     benchmark::ClobberMemory();
     benchmark::DoNotOptimize(Sum(bytes.data(), bytes.size()));
@@ -45,7 +45,7 @@ void BM_Sum(benchmark::State& state) {
 void BM_Copy(benchmark::State& state) {
   std::vector<std::uint8_t> bytes = Record(state);
   std::vector<std::uint8_t> copy(bytes.size());
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     std::memcpy(copy.data(), bytes.data(), bytes.size());
     benchmark::DoNotOptimize(copy.data());
     benchmark::ClobberMemory();

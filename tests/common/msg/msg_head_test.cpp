@@ -59,14 +59,14 @@ TEST(HmpMsgHead, TellsWhatAWrongChecksumWas) {
 
 TEST(HmpMsgHead, KnowsWhetherAFrameHoldsIt) {
   struct {
-    int len;
     std::size_t frame;
+    int len;
     bool whole;
-  } const cases[] = {{0, 8, true},        {0, 7, false},     {0, 9, true},
-                     {1, 8, false},       {1, 9, true},      {-1, 8, false},
-                     {-1, 65536, false},  {-8, 8, false},    {-32768, 8, false},
-                     {131, 139, true},    {131, 138, false}, {32767, 32774, false},
-                     {32767, 32775, true}};
+  } const cases[] = {{8, 0, true},        {7, 0, false},     {9, 0, true},
+                     {8, 1, false},       {9, 1, true},      {8, -1, false},
+                     {65536, -1, false},  {8, -8, false},    {8, -32768, false},
+                     {139, 131, true},    {138, 131, false}, {32774, 32767, false},
+                     {32775, 32767, true}};
   for (const auto& c : cases) {
     HmpMsgHead head{0, 0, 3, static_cast<std::int16_t>(c.len)};
     EXPECT_EQ(head.FrameHolds(c.frame), c.whole) << c.len << " in " << c.frame;
