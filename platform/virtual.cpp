@@ -271,7 +271,7 @@ ssize_t VirtualBackend::RemoteDevice::Read(void* data, size_t size) {
     if (result == -EAGAIN && waits) continue;
     if (result < 0) return static_cast<ssize_t>(result);
     if (reply.data.size() > size) return -EPROTO;
-    std::memcpy(data, reply.data.data(), reply.data.size());
+    std::ranges::copy(reply.data, static_cast<std::byte*>(data));
     return static_cast<ssize_t>(reply.data.size());
   }
 }

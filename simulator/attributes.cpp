@@ -2,10 +2,8 @@
 
 #include <fcntl.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <optional>
 
 #include "platform/fpga_driver.h"
@@ -23,8 +21,7 @@ class AttributeFile final : public platform::DeviceFile {
     if (access_ == O_WRONLY) return -EBADF;
     const std::lock_guard lock(mutex_);
     if (!rest_) rest_ = attribute_.show() + "\n";
-    const std::size_t count = std::min(size, rest_->size());
-    std::memcpy(data, rest_->data(), count);
+    const std::size_t count = rest_->copy(static_cast<char*>(data), size);
     rest_->erase(0, count);
     return static_cast<ssize_t>(count);
   }

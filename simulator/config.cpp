@@ -67,7 +67,7 @@ bool TakeSeed(const json& value, Config& config) {
 }
 
 struct Key {
-  const char* name;
+  std::string_view name;
   const char* wanted;
   bool (*take)(const json&, Config&);
 };
@@ -97,8 +97,7 @@ constexpr Key kKeys[] = {
 std::string TakeKeys(const json& document, Config& config) {
   if (!document.is_object()) return "expected an object of keys";
   for (const auto& [name, value] : document.items()) {
-    const auto* key =
-        std::ranges::find_if(kKeys, [&](const Key& entry) { return name == entry.name; });
+    const auto* key = std::ranges::find(kKeys, std::string_view(name), &Key::name);
     if (key == std::end(kKeys)) return "unknown key \"" + name + "\"";
     if (!key->take(value, config)) return "\"" + name + "\" must be " + key->wanted;
   }

@@ -65,7 +65,7 @@ std::string SetFault(const Units& units, Arguments arguments) {
 }
 
 struct Command {
-  const char* name;
+  std::string_view name;
   std::size_t least;  ///< arguments
   std::size_t most;
   const char* usage;

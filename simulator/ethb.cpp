@@ -52,13 +52,9 @@ class Ethb::HostLink {
   HostLink(platform::UniqueFd socket, void* bus_context, const std::string& bus_endpoint,
            platform::Clock& clock)
       : clock_(clock),
-        socket_(std::move(socket)),
-        bus_(zmq_socket(bus_context, ZMQ_DEALER), zmq_close) {
-    assert(bus_ != nullptr);
-    const int no_linger = 0;
-    zmq_setsockopt(bus_.get(), ZMQ_LINGER, &no_linger, sizeof no_linger);
-    const int connected = zmq_connect(bus_.get(), bus_endpoint.c_str());
-    assert(connected == 0);  // only a malformed end point fails
+        bus_context_(bus_context),
+        bus_endpoint_(bus_endpoint),
+        socket_(std::move(socket)) {
     const int on = 1;
     ::setsockopt(socket_.Get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
   }
@@ -68,6 +64,8 @@ class Ethb::HostLink {
     const int output = unread_.empty() ? 0 : ZMQ_POLLOUT;
     return {nullptr, socket_.Get(), static_cast<short>(input | output), 0};
   }
+  /// There is one from the first record on: a host that only connects costs no bus traffic.
+  bool HasBus() const { return bus_ != nullptr; }
   zmq_pollitem_t BusItem() const {
     return {bus_.get(), 0, static_cast<short>(ZMQ_POLLIN | (blocked_ ? ZMQ_POLLOUT : 0)), 0};
   }
@@ -81,6 +79,7 @@ class Ethb::HostLink {
   }
 
   void PassToBus(RecordCutter::Record record) {
+    if (!HasBus()) OpenBus();
     blocked_ = std::move(record);
     RetryBus();
   }
@@ -118,6 +117,7 @@ class Ethb::HostLink {
 
   /// False when the host leaves too much unread.
   bool ReadBus() {
+    if (!HasBus()) return true;
     for (std::vector<std::vector<std::byte>> frames; ReceiveFrames(frames);) {
       if (frames.size() == 3) TakeReply(frames[1], frames[2]);
     }
@@ -132,6 +132,15 @@ class Ethb::HostLink {
   }
 
  private:
+  void OpenBus() {
+    bus_.reset(zmq_socket(bus_context_, ZMQ_DEALER));
+    assert(bus_ != nullptr);
+    const int no_linger = 0;
+    zmq_setsockopt(bus_.get(), ZMQ_LINGER, &no_linger, sizeof no_linger);
+    const int connected = zmq_connect(bus_.get(), bus_endpoint_.c_str());
+    assert(connected == 0);  // only a malformed end point fails
+  }
+
   bool WantsInput() const {
     return !blocked_ && !cutter_.Broken() && pending_.size() < kMostPending;
   }
@@ -158,8 +167,10 @@ class Ethb::HostLink {
   }
 
   platform::Clock& clock_;
+  void* const bus_context_;
+  const std::string& bus_endpoint_;
   const platform::UniqueFd socket_;
-  const std::unique_ptr<void, int (*)(void*)> bus_;
+  std::unique_ptr<void, int (*)(void*)> bus_{nullptr, zmq_close};
   RecordCutter cutter_;
   std::optional<RecordCutter::Record> blocked_;  ///< a record that the bus does not take yet
   std::deque<std::string> pending_;              ///< descriptors of records without a reply
@@ -206,11 +217,12 @@ void Ethb::Run() {
   for (;;) {
     std::array<zmq_pollitem_t, 4> items = {{{nullptr, stop_.Get(), ZMQ_POLLIN, 0},
                                             {nullptr, setup_.host_listener.Get(), ZMQ_POLLIN, 0}}};
+    int count = 2;
     if (host != nullptr) {
-      items[2] = host->HostItem();
-      items[3] = host->BusItem();
+      items[count++] = host->HostItem();
+      if (host->HasBus()) items[count++] = host->BusItem();
     }
-    zmq_poll(items.data(), host != nullptr ? 4 : 2, kFaultPollMs);
+    zmq_poll(items.data(), count, kFaultPollMs);
     if (items[0].revents != 0) return;
     if (items[1].revents != 0) Accept(host);
     if (host == nullptr) continue;

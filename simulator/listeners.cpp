@@ -13,7 +13,8 @@
 namespace simulator {
 namespace {
 
-constexpr int kBacklog = 64;
+// A burst of connects beyond it waits a second and more for its retries.
+constexpr int kBacklog = 1024;
 
 int BindAndListen(int socket, const void* address, socklen_t size) {
   if (::bind(socket, static_cast<const sockaddr*>(address), size) != 0) return errno;

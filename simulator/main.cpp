@@ -21,7 +21,7 @@
 namespace {
 
 constexpr int kCannotRun = 1;
-constexpr int kBadConfig = 2;
+constexpr int kBadUsage = 2;  // command line or configuration
 
 struct Options {
   std::string root;
@@ -64,7 +64,7 @@ int Serve(const Options& options) {
   simulator::Config config;
   if (!options.config.empty()) {
     const std::string problem = simulator::ReadConfig(options.config, config);
-    if (!problem.empty()) return Fail(kBadConfig, problem);
+    if (!problem.empty()) return Fail(kBadUsage, problem);
   }
   if (options.speed > 0) config.speed = options.speed;
   if (config.seed == 0) config.seed = DrawSeed();
@@ -132,8 +132,12 @@ int main(int argc, char** argv) {
   ctl->add_option("command", words, "get NAME, set NAME VALUE, list, fault NAME [FAULT [NUMBER]]")
       ->required();
 
-  CLI11_PARSE(app, argc, argv);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kBadUsage;
+  }
   if (ctl->parsed()) return SendCommand(ctl_root, words);
-  if (root->count() == 0) return Fail(kCannotRun, "--root is required (see --help)");
+  if (root->count() == 0) return Fail(kBadUsage, "--root is required (see --help)");
   return Serve(options);
 }

@@ -1,4 +1,5 @@
-// A connection's packets, one behind the other, each led by two bytes of length.
+// A connection that has opened one of the devices (the first byte chooses), then its packets, one
+// behind the other, each led by two bytes of length.
 #include <cassert>
 #include <cstdint>
 
@@ -13,7 +14,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static simulator::VirtualInstrument instrument({}, "/nonexistent", clock);
   simulator::OpenFiles files;
   simulator::DeviceSession session(instrument, files);
-  std::span rest = std::as_bytes(std::span(data, size));
+  if (size < 1) return 0;
+  static constexpr std::string_view kPaths[] = {"/dev/q5fpga0", "/sys/fpgaattr/atod_status",
+                                                "/sys/fpgaattr/rxfpga", "/dev/none"};
+  wire::Packet open;
+  open.header.op = wire::Op::kOpen;
+  open.header.value = data[0] % 3;  // read, write, both
+  const auto path = wire::AsData(kPaths[data[0] / 3 % std::size(kPaths)]);
+  open.data.assign(path.begin(), path.end());
+  session.Handle(open);
+  std::span rest = std::as_bytes(std::span(data + 1, size - 1));
   while (rest.size() >= 2) {
     const std::size_t length =
         std::to_integer<std::size_t>(rest[0]) | std::to_integer<std::size_t>(rest[1]) << 8;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <ostream>
 
 #include "tests/integration/process.h"
 
@@ -17,6 +18,8 @@ struct Case {
   int status;
   std::string text;  // stands in the output
 };
+
+void PrintTo(const Case& c, std::ostream* stream) { *stream << c.name; }
 
 class CommandLine : public testing::TestWithParam<Case> {};
 

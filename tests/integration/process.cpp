@@ -3,8 +3,8 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -52,13 +52,11 @@ TemporaryRoot::~TemporaryRoot() {
 
 Process::Process(const std::string& program, const std::vector<std::string>& arguments,
                  const Environment& environment) {
-  int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
+  // Not a pipe, which would hold the program up when the test does not read.
+  output_ = ::memfd_create("output", MFD_CLOEXEC);
+  if (output_ < 0) throw std::runtime_error("memfd_create failed");
   pid_ = ::fork();
-  if (pid_ == 0) Become(program, arguments, environment, ends[1]);
-  ::close(ends[1]);
-  output_ = ends[0];
-  ::fcntl(output_, F_SETFL, O_NONBLOCK);
+  if (pid_ == 0) Become(program, arguments, environment, output_);
 }
 
 Process::~Process() {
@@ -69,16 +67,14 @@ Process::~Process() {
   ::close(output_);
 }
 
-void Process::Drain() {
+std::string Process::Output() const {
+  std::string text;
   char buffer[4096];
-  for (ssize_t n; (n = ::read(output_, buffer, sizeof buffer)) > 0;) {
-    text_.append(buffer, static_cast<size_t>(n));
+  for (ssize_t n;
+       (n = ::pread(output_, buffer, sizeof buffer, static_cast<off_t>(text.size()))) > 0;) {
+    text.append(buffer, static_cast<size_t>(n));
   }
-}
-
-std::string Process::Output() {
-  Drain();
-  return text_;
+  return text;
 }
 
 bool Process::WaitForOutput(const std::string& text, Milliseconds patience) {
@@ -87,8 +83,7 @@ bool Process::WaitForOutput(const std::string& text, Milliseconds patience) {
     const bool running = Running();
     if (Output().find(text) != std::string::npos) return true;
     if (!running || SteadyClock::now() > deadline) return false;
-    pollfd ready{output_, POLLIN, 0};
-    ::poll(&ready, 1, 20);
+    std::this_thread::sleep_for(Milliseconds(2));
   }
 }
 
@@ -96,7 +91,6 @@ std::optional<int> Process::Wait(Milliseconds patience) {
   const auto deadline = SteadyClock::now() + patience;
   while (Running()) {
     if (SteadyClock::now() > deadline) return std::nullopt;
-    Drain();  // a full pipe would hold the program up
     std::this_thread::sleep_for(Milliseconds(2));
   }
   return status_;

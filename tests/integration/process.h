@@ -44,7 +44,7 @@ class Process {
   Process& operator=(const Process&) = delete;
 
   /// Everything printed so far, on standard output and error together.
-  std::string Output();
+  std::string Output() const;
   /// True once `text` stands in the output; false when the program ended or patience ran out first.
   bool WaitForOutput(const std::string& text, Milliseconds patience = kPatience);
   /// Exit status, or 128 + signal; nothing when it still runs after `patience`.
@@ -56,11 +56,8 @@ class Process {
   long ResidentKib() const;
 
  private:
-  void Drain();
-
   pid_t pid_ = -1;
   int output_ = -1;
-  std::string text_;
   std::optional<int> status_;
 };
 

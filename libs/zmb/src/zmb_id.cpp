@@ -29,8 +29,8 @@ std::string_view ZmbID::Group() const {
 }
 
 void ZmbID::ShowID() const {
-  zmb_log.Print(ZMB_DEBUG, "<ZmbID gid=%.*s  mid=%s/>\n", static_cast<int>(Group().size()),
-                Group().data(), _value.c_str() + _val_len - _srv_len);
+  zmb_log.Print(ZMB_DEBUG, "<ZmbID gid=%s  mid=%s/>\n", std::string(Group()).c_str(),
+                _value.c_str() + _val_len - _srv_len);
 }
 
 int ZmbID::CompID(const ZmbID& other) const {

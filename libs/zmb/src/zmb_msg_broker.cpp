@@ -32,7 +32,7 @@ int ZmbMsgBroker::Start() {
     msg->PopMsgFrame();
     HandleBe(std::move(msg));
   };
-  Common::Serve({{_sockfe.get(), front}, {_sockbe.get(), back}}, _running, "ZmbMsgBroker.Start");
+  Common::Serve({{_sockfe.get(), front}, {_sockbe.get(), back}}, _running);
   return 0;
 }
 

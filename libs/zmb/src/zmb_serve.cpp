@@ -3,12 +3,23 @@
 #include <cassert>
 
 #include "libs/zmb/src/zmb_api.h"
-#include "libs/zmb/src/zmb_log.h"
 
 namespace Common {
 
-void Serve(const std::vector<ServedSocket>& sockets, const std::atomic<bool>& running,
-           const char* who) {
+// No poll before the receive, which waits as well: a poll would cost a request two more
+// microseconds.
+void ServeReplies(ZmbSocket* socket, const std::atomic<bool>& running,
+                  const std::function<void(ZmbMessage*)>& handle) {
+  assert(socket != nullptr);
+  while (running) {
+    std::unique_ptr<ZmbMessage> msg(ZmbMessage::Recv(socket->GetSocket()));
+    if (!msg) continue;
+    handle(msg.get());
+    ZmbMessage::Send(socket->GetSocket(), msg.release());
+  }
+}
+
+void Serve(const std::vector<ServedSocket>& sockets, const std::atomic<bool>& running) {
   std::vector<zmq_pollitem_t> items;
   for (const ServedSocket& served : sockets) {
     assert(served.socket != nullptr);
@@ -19,22 +30,9 @@ void Serve(const std::vector<ServedSocket>& sockets, const std::atomic<bool>& ru
     for (size_t i = 0; i < items.size(); ++i) {
       if ((items[i].revents & ZMQ_POLLIN) == 0) continue;
       std::unique_ptr<ZmbMessage> msg(ZmbMessage::Recv(items[i].socket));
-      if (msg) {
-        sockets[i].serve(std::move(msg));
-      } else {
-        zmb_log.Print(ZMB_WARN, "<warn func=%s recv=null/>\n", who);
-      }
+      if (msg) sockets[i].serve(std::move(msg));
     }
   }
-}
-
-void ServeReplies(ZmbSocket* socket, const std::atomic<bool>& running, const char* who,
-                  const std::function<void(ZmbMessage*)>& handle) {
-  const auto serve = [&](std::unique_ptr<ZmbMessage> msg) {
-    handle(msg.get());
-    ZmbMessage::Send(socket->GetSocket(), msg.release());
-  };
-  Serve({{socket, serve}}, running, who);
 }
 
 }  // namespace Common

@@ -1,4 +1,8 @@
-// The loop of every server on the bus.
+// The loops of the servers on the bus.
+//
+// Both wait without limit and serve one message at a time while `running`; it is looked at before
+// each wait, so clearing it takes effect with the next message. A failed wait or receive (which the
+// receive logs) is no end: the loop goes on.
 #pragma once
 
 #include <atomic>
@@ -11,19 +15,16 @@
 
 namespace Common {
 
+/// One socket (not null): every message goes back on it after `handle` has worked on it.
+void ServeReplies(ZmbSocket* socket, const std::atomic<bool>& running,
+                  const std::function<void(ZmbMessage*)>& handle);
+
 struct ServedSocket {
-  ZmbSocket* socket;
+  ZmbSocket* socket;  ///< not null
   std::function<void(std::unique_ptr<ZmbMessage>)> serve;
 };
 
-/// Waits without limit for messages on the sockets (not null) and has each served, one at a time,
-/// while `running`; it is looked at after each wait, so clearing it takes effect with the next
-/// message. A failed wait or receive is no end: the loop goes on. `who` names the loop in the log.
-void Serve(const std::vector<ServedSocket>& sockets, const std::atomic<bool>& running,
-           const char* who);
-
-/// The same for one socket on which every message goes back after `handle` has worked on it.
-void ServeReplies(ZmbSocket* socket, const std::atomic<bool>& running, const char* who,
-                  const std::function<void(ZmbMessage*)>& handle);
+/// Several sockets: each message is given to its socket's function.
+void Serve(const std::vector<ServedSocket>& sockets, const std::atomic<bool>& running);
 
 }  // namespace Common

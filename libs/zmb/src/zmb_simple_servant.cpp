@@ -16,8 +16,7 @@ int ZmbSimpleServant::Init() {
 
 int ZmbSimpleServant::Start() {
   if (ZmbServant::Start() != 0) return -1;
-  Common::ServeReplies(_sockfe.get(), _running, "ZmbSimpleServant.Start",
-                       [this](ZmbMessage* msg) { Handle(msg); });
+  Common::ServeReplies(_sockfe.get(), _running, [this](ZmbMessage* msg) { Handle(msg); });
   return 0;
 }
 

@@ -17,7 +17,7 @@ int ZmbSimpleWorker::Init() {
 }
 
 void ZmbSimpleWorker::Run() {
-  Common::ServeReplies(_sockfe.get(), _running, "ZmbSimpleWorker.Run", [this](ZmbMessage* msg) {
+  Common::ServeReplies(_sockfe.get(), _running, [this](ZmbMessage* msg) {
     zmb_log.Print(Common::ZMB_DEBUG, "<ZmbSimpleWorker func=Run recv=msg/>\n");
     msg->Show(Common::ZMB_DEBUG);
     Handle(msg);

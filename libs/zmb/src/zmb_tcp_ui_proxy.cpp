@@ -59,7 +59,7 @@ int ZmbTcpUiProxy::Start() {
   if (ZmbServant::Start() != 0) return -1;
   const auto front = [this](std::unique_ptr<ZmbMessage> msg) { ServeFront(std::move(msg)); };
   const auto back = [this](std::unique_ptr<ZmbMessage> msg) { ServeBack(std::move(msg)); };
-  Common::Serve({{_sockfe.get(), front}, {_sockbe.get(), back}}, _running, "ZmbTcpUiProxy.Start");
+  Common::Serve({{_sockfe.get(), front}, {_sockbe.get(), back}}, _running);
   return 0;
 }
 

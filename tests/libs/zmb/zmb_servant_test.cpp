@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <fstream>
 
 #include "libs/zmb/src/zmb_msg_broker.h"
 #include "libs/zmb/src/zmb_simple_publisher.h"
@@ -55,6 +56,14 @@ class Running {
   std::string address_;
   std::thread thread_;
 };
+
+/// Asks again until the way through routers, which drop what they cannot route yet, stands.
+void ExpectAnswer(Peer& client, const Frames& request, const Frames& expected) {
+  client.SetTimeout(50);
+  Frames reply;
+  for (int i = 0; i < 200 && reply != expected; ++i) reply = client.Send(request).Recv();
+  EXPECT_EQ(reply, expected);
+}
 
 class ServantTest : public zmb_test::BusTest {
  protected:
@@ -122,13 +131,8 @@ TEST_F(ServantTest, TheIdentityNamesThePathAndTheSocket) {
   const Running running(echo, Ipc("/tmp/Other.Name.ipc"));
   // only a router that knows the peer under that identity reaches it
   Peer client(ZMQ_ROUTER, "Test.Client");
-  client.SetTimeout(20);
   client.Connect(Ipc("/tmp/Other.Name.ipc"));
-  Frames reply;
-  for (int i = 0; i < 200 && reply.empty(); ++i) {  // until the connection stands
-    reply = client.Send({"Other.Name", "", "d", "q"}).Recv();
-  }
-  EXPECT_EQ(reply, (Frames{"Other.Name", "", "d", "q!"}));
+  ExpectAnswer(client, {"Other.Name", "", "d", "q"}, {"Other.Name", "", "d", "q!"});
 }
 
 TEST_F(ServantTest, AnswersEveryShapeOfMessageWithItsRoute) {
@@ -199,16 +203,29 @@ TEST_F(ServantTest, ManyRequestsAheadLoseNoReply) {
   }
 }
 
+/// Waits until a thread of this process has been asleep for a while, so that it can only wait.
+void AwaitAsleep(pid_t thread) {
+  for (int asleep = 0; asleep < 100; std::this_thread::yield()) {
+    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text;
+    std::getline(stat, text);
+    asleep = text.find(") S ") != std::string::npos ? asleep + 1 : 0;
+  }
+}
+
 TEST_F(ServantTest, StopTakesEffectWithTheNextMessage) {
   Echo echo;
   echo.SetZid("Test.Echo");
   std::atomic<bool> ended{false};
+  std::atomic<pid_t> thread{0};
   std::thread loop([&] {
+    thread = gettid();
     EXPECT_EQ(echo.Start(), 0);
     ended = true;
   });
   const std::string address = Ipc("/tmp/Test.Echo.ipc");
   EXPECT_EQ(Hello(address), "hello!");
+  AwaitAsleep(thread);
   echo.Stop();
   EXPECT_FALSE(ended);
   EXPECT_EQ(Hello(address), "hello!") << "which is still served";
@@ -355,14 +372,6 @@ class Broker : public Servant::ZmbMsgBroker {
   void HandleBe(std::unique_ptr<ZmbMessage> msg) override { SendToFe(std::move(msg)); }
 };
 
-/// Asks again until the way through routers, which drop what they cannot route yet, stands.
-Frames AskUntilAnswered(Peer& client, const Frames& request) {
-  client.SetTimeout(50);
-  Frames reply;
-  for (int i = 0; i < 200 && reply.empty(); ++i) reply = client.Send(request).Recv();
-  return reply;
-}
-
 TEST_F(ServantTest, ABrokerTakesMessagesToServicesAndBack) {
   Echo one;
   one.SetZid("Test.One");
@@ -378,8 +387,7 @@ TEST_F(ServantTest, ABrokerTakesMessagesToServicesAndBack) {
   Peer client(ZMQ_DEALER, "Test.Client");
   client.Connect(Ipc("/tmp/Test.Broker.ipc"));
   for (const std::string service : {"Test.One", "Test.Two"}) {
-    EXPECT_EQ(AskUntilAnswered(client, {"", service, service}),
-              (Frames{"", service, service + "!"}));
+    ExpectAnswer(client, {"", service, service}, {"", service, service + "!"});
   }
   client.Send({"", "Test.Bad", "q"});
   while (log_.Text().find("4 <warn func=ZmbMsgBroker.SendToBe service=Test.Bad/>") ==
