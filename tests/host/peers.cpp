@@ -62,22 +62,6 @@ sockaddr_in AddressOf(const std::string& text, int port) {
 
 }  // namespace
 
-void PutWord(Bytes& bytes, int word) {
-  bytes.push_back(static_cast<std::uint8_t>(word & 0xFF));
-  bytes.push_back(static_cast<std::uint8_t>((word >> 8) & 0xFF));
-}
-
-Bytes Record(int opcode, const Bytes& payload) {
-  Bytes bytes = {0, 0};
-  PutWord(bytes, opcode);
-  PutWord(bytes, static_cast<int>(payload.size()));
-  bytes.insert(bytes.end(), payload.begin(), payload.end());
-  int sum = 0;
-  for (std::uint8_t byte : bytes) sum += byte;
-  PutWord(bytes, sum);
-  return bytes;
-}
-
 const Bytes RouterPeer::kStale = {'s', 't', 'a', 'l', 'e'};
 
 RouterPeer::RouterPeer(const std::string& uri, Script script)

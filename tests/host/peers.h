@@ -9,13 +9,14 @@
 #include <thread>
 #include <vector>
 
+#include "tests/common/msg/wire.h"
+
 namespace test {
 
-using Bytes = std::vector<std::uint8_t>;
-
-/// A record with a good checksum.
-Bytes Record(int opcode, const Bytes& payload = {});
-void PutWord(Bytes& bytes, int word);
+/// A record as q5host sends it and a daemon answers it: without addresses.
+inline Bytes Record(int opcode, const Bytes& payload = {}) {
+  return WireRecord(opcode, payload, 0, 0);
+}
 
 /// What a peer sends when it has got a request.
 using Script = std::function<std::vector<Bytes>(const Bytes& request)>;

@@ -7,6 +7,11 @@
 namespace {
 
 using Msg::HmpErrorRep;
+using test::As;
+using test::Bytes;
+using test::BytesOf;
+using test::PutWord;
+using test::WireRecord;
 
 constexpr short kUnknown = Msg::NAK_MCODE_UNKNOWNMSG;
 

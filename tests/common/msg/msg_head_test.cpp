@@ -11,6 +11,9 @@ namespace {
 using Logger::logger_mgr;
 using Logger::msgL;
 using Msg::HmpMsgHead;
+using test::As;
+using test::Bytes;
+using test::WireRecord;
 using testing::HasSubstr;
 using testing::IsEmpty;
 

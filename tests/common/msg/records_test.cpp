@@ -8,6 +8,10 @@
 
 namespace {
 
+using test::As;
+using test::Bytes;
+using test::BytesOf;
+using test::WireRecord;
 using testing::HasSubstr;
 
 // A work buffer as the dispatcher hands it out, but dirty: the request's header, then what was

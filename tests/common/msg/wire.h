@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace test {
+
 using Bytes = std::vector<std::uint8_t>;
 
 inline Bytes& PutWord(Bytes& bytes, int word) {
@@ -20,9 +22,9 @@ inline int NaiveSum(const Bytes& bytes) {
   return sum;
 }
 
-/// A whole record of this payload with a good checksum, from 1 to 2.
-inline Bytes WireRecord(int opcode, const Bytes& payload = {}) {
-  Bytes bytes = {1, 2};
+/// A whole record of this payload with a good checksum.
+inline Bytes WireRecord(int opcode, const Bytes& payload = {}, int src = 1, int dst = 2) {
+  Bytes bytes = {static_cast<std::uint8_t>(src), static_cast<std::uint8_t>(dst)};
   PutWord(PutWord(bytes, opcode), static_cast<int>(payload.size()));
   bytes.insert(bytes.end(), payload.begin(), payload.end());
   return PutWord(bytes, NaiveSum(bytes));
@@ -38,3 +40,5 @@ template <class Record>
 Record* As(Bytes& bytes) {
   return reinterpret_cast<Record*>(bytes.data());
 }
+
+}  // namespace test
