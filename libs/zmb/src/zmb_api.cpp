@@ -23,7 +23,6 @@ int SetInt(void* socket, int option, int value) {
 }  // namespace
 
 void ContextCloser::operator()(void* context) const {
-  zmq_ctx_shutdown(context);
   while (zmq_ctx_term(context) == -1 && errno == EINTR) {
   }
 }

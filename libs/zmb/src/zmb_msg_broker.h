@@ -25,7 +25,7 @@ class ZmbMsgBroker : public ZmbServant, public Common::ZmbFrontEnd {
   int Handle(Common::ZmbMessage* msg) final;
 
   /// Adds the back ends, with the AddBe functions; called by Init after the front is bound.
-  virtual void SetBeUris() = 0;
+  virtual void SetBeUris() = 0;  // NOLINT(bugprone-virtual-near-miss)
 
   // Both own their message: SendToBe, SendToFe, or drop it.
   /// A client's message, the client's identity in front.

@@ -59,6 +59,7 @@ ZmbSocket::LinkResult ZmbSocket::AddLink(protocol prot, const char* path) {
 }
 
 ZmbSocket::LinkResult ZmbSocket::AddLink(const ZmbUri& uri, int stat, int mode) {
+  assert(mode >= ZmbEndPoint::NONE && mode <= ZmbEndPoint::CONNECTED);
   if (uri.prot == NPROT) return {"", MALFORMED_URI};
   auto [link, added] = _links.try_emplace(uri.uri);
   if (added) link->second = ZmbEndPoint::Create(uri, stat, mode);

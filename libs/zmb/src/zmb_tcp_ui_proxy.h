@@ -27,7 +27,7 @@ class ZmbTcpUiProxy : public ZmbServant, public Common::ZmbFrontEnd {
 
   void SetFeUris() override;
   /// 0 or -1.
-  virtual int SetBeUris();
+  virtual int SetBeUris();  // NOLINT(bugprone-virtual-near-miss)
 
   // The message stays the loop's in both.
   /// True: the message, as it is now, is the answer and goes back to the adapter's output. False:

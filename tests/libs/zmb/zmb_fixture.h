@@ -75,7 +75,8 @@ class LogLines {
   }
 
  private:
-  static void Write(int level, const char* format, std::va_list args) {
+  [[gnu::format(printf, 2, 0)]] static void Write(int level, const char* format,
+                                                  std::va_list args) {
     char line[1024];
     vsnprintf(line, sizeof line, format, args);
     const std::lock_guard lock(mutex_);
@@ -162,7 +163,7 @@ inline short FreePort() {
   name.sin_family = AF_INET;
   name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t size = sizeof name;
-  bind(fd, reinterpret_cast<sockaddr*>(&name), size);
+  EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&name), size), 0);
   getsockname(fd, reinterpret_cast<sockaddr*>(&name), &size);
   close(fd);
   return static_cast<short>(ntohs(name.sin_port));

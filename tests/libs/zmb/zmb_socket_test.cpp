@@ -221,6 +221,7 @@ TEST_F(ZmbClientTest, RecvOnlyWaitsForOneMessage) {
 }
 
 TEST(ZmbSocketDeathTest, MisuseStopsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // the context has threads
   const auto context = Common::zmb_api::OpenContext();
   EXPECT_DEATH(ZmbSocket(nullptr, ZMQ_ROUTER, nullptr), "ctx != nullptr");
   EXPECT_DEATH(ZmbSocket(context.get(), 0, nullptr), "type");
