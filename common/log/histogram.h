@@ -1,0 +1,43 @@
+// A histogram of the intervals of a loop.
+//
+// Times are microseconds; print() shows milliseconds. Threads: belongs to one thread.
+#pragma once
+
+#include <sys/time.h>
+
+#include <string>
+#include <vector>
+
+namespace Logger {
+
+class Histogram {
+ public:
+  /// `bins` (at least 1) of equal width from `min` to `max`, in microseconds.
+  Histogram(double min, double max, int bins, const char* name);
+  virtual ~Histogram() = default;
+
+  void reset();
+  void startInterval();
+  /// Microseconds since startInterval, recorded; -1 without one.
+  long endInterval();
+  /// Counts one value: the bin it falls in, or an outlier. `max` itself is an upper outlier, and
+  /// every upper outlier is told in the log.
+  void record(double microseconds);
+  void print() const;
+
+ private:
+  std::string Name;
+  double binWidth;
+  double minval;
+  double maxval;
+  long minTime;
+  long maxTime;
+  timeval startTime;
+  timeval endTime;
+  int binCount;
+  int lowerOutlierCount;
+  int upperOutlierCount;
+  std::vector<int> counts;
+};
+
+}  // namespace Logger
