@@ -8,14 +8,14 @@
 #include <random>
 #include <string>
 
+#include "tests/common/msg/wire.h"
 #include "tests/integration/process.h"
-#include "tests/mos/record.h"
 
 namespace {
 
 using test::Bench;
 using test::Bytes;
-using test::Record;
+using test::WireRecord;
 
 // A peer on plain ZeroMQ.
 class Peer {
@@ -69,7 +69,7 @@ class Peer {
 
 std::string Text(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
-const std::string kProgress = Text(Record(0x46));
+const std::string kProgress = Text(WireRecord(0x46));
 
 bool IsNak(const std::string& payload) { return payload.size() == 139 && payload[6] == 21; }
 bool IsProgress(const std::string& payload) { return payload.size() == 49 && payload[6] == 6; }
@@ -122,7 +122,7 @@ TEST(Robustness, RandomRecordsAreAllAnsweredInOrder) {
   constexpr int kInFlight = 100;
   int sent = 0;
   auto send_one = [&] {
-    Bytes record = Record(static_cast<int>(random() % 0x100), Bytes(random() % 80));
+    Bytes record = WireRecord(static_cast<int>(random() % 0x100), Bytes(random() % 80));
     if (random() % 4 == 0) record[random() % record.size()] ^= static_cast<unsigned char>(random());
     peer.Send({"", std::to_string(sent++), Text(record)});
   };
