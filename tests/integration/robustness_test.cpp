@@ -175,7 +175,9 @@ TEST(Robustness, TenThousandConnectsLeaveNothingBehind) {
       ::close(fd);
     }
   }
-  ASSERT_EQ(bench.Host({"--via", "host", "progress"}).status, 0);
+  // ethb takes one host at a time, and the last of those may still be on its way out
+  int tries = 0;
+  while (bench.Host({"--via", "host", "progress"}).status != 0) ASSERT_LT(++tries, 100);
   // the last connections may still be on their way out
   for (int i = 0; i < 1000 && descriptors() > open_before + 2; ++i) ::usleep(10000);
   EXPECT_LE(descriptors(), open_before + 2);
