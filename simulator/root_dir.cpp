@@ -12,6 +12,8 @@
 #include <sstream>
 #include <string_view>
 
+#include "simulator/sample_files.h"
+
 namespace simulator {
 namespace {
 
@@ -24,9 +26,9 @@ constexpr const char* kDirectories[] = {
     "/media/mmcblk0p1",
     "/media/mmcblk0p2/logs",
     "/media/mmcblk0p3/logs/naklogs",
-    "/mnt/main",
-    "/mnt/meas",
-    "/mnt/src",
+    "/mnt/main/media/mmcblk0p2/logs",
+    "/mnt/meas/media/mmcblk0p2/logs",
+    "/mnt/src/media/mmcblk0p2/logs",
     "/staging",
     "/sys",
     "/tmp",
@@ -95,6 +97,10 @@ std::string RootDir::WriteFiles(const Config& config) {
   std::string problem = Write(path_ + kHostsName, hosts);
   if (problem.empty() && !fs::exists(path_ + kFirmwareName)) {
     problem = Write(path_ + kFirmwareName, "varek_fw_version=" + config.firmware_version + "\n");
+  }
+  for (const SampleFile& sample : SampleFiles()) {
+    if (problem.empty() && !fs::exists(path_ + sample.path))
+      problem = Write(path_ + sample.path, sample.text);
   }
   return problem;
 }

@@ -40,7 +40,8 @@ VirtualInstrument::VirtualInstrument(const Config& config, std::string root, pla
       root_(std::move(root)),
       clock_(clock),
       fpga_(config_, clock_, units_),
-      attributes_(config_, units_) {
+      attributes_(config_, units_),
+      mounts_(config_.seed, shell_, units_) {
   Place(Dev::kFpgaDevicePath, [this](int, int& error) { return fpga_.Open(error); });
   for (const TextAttribute& attribute : attributes_.All()) {
     Place(attribute.path,

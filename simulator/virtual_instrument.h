@@ -14,6 +14,7 @@
 #include "simulator/attributes.h"
 #include "simulator/config.h"
 #include "simulator/fpga_model.h"
+#include "simulator/mounts.h"
 #include "simulator/shell.h"
 #include "simulator/units.h"
 
@@ -61,6 +62,7 @@ class VirtualInstrument final : public platform::Instrument {
   FpgaModel fpga_;
   DriverAttributes attributes_;
   Shell shell_;
+  Mounts mounts_;
   DeviceTable devices_;
   std::string problem_;
   std::mutex time_mutex_;  ///< guards set_time_
