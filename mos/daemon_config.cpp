@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <libconfig.h++>
@@ -30,6 +31,8 @@ enum class Limit {
 
 constexpr double kShortestProgress = 10;
 constexpr double kLongestProgress = 12000;
+
+constexpr std::uintmax_t kLargestFile = 1 << 20;
 
 /// Whether a file may leave a key out.
 enum class Missing { Silent, Told, Error };
@@ -197,6 +200,14 @@ void TellResult(const HMPData& data, const DaemonConfig& own) {
   Tell("NAK on Sample OverRange : %s \n", Enabled(data.enable_nak_on_sample_overrange));
 }
 
+// The parser ends the process when what it has opened cannot be read, as a directory cannot, and
+// its time grows with the square of a line's length: a damaged file must not hold up the start.
+bool IsReadable(const std::string& file) {
+  std::error_code ignored;
+  return std::filesystem::is_regular_file(file, ignored) &&
+         std::filesystem::file_size(file, ignored) <= kLargestFile;
+}
+
 // A file that failed half-way leaves what it had so far.
 void Clear(libconfig::Config& config) { config.readString(""); }
 
@@ -205,9 +216,7 @@ void Clear(libconfig::Config& config) { config.readString(""); }
 int InitConfigFile(libconfig::Config& config, const char* path) {
   const std::string file = platform::Machine().Path(path);
   try {
-    // The parser ends the process when what it has opened cannot be read, as a directory cannot.
-    std::error_code ignored;
-    if (!std::filesystem::is_regular_file(file, ignored)) throw libconfig::FileIOException();
+    if (!IsReadable(file)) throw libconfig::FileIOException();
     config.readFile(file.c_str());
     return 0;
   } catch (const libconfig::FileIOException&) {
