@@ -23,6 +23,9 @@ class Ticker {
   Ticker() = default;
   Ticker(const Ticker&) = delete;
   Ticker& operator=(const Ticker&) = delete;
+
+  /// Periods that passed without a tick of their own before the latest tick.
+  virtual int Overrun() const = 0;
 };
 
 class Clock {

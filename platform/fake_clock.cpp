@@ -33,6 +33,11 @@ class FakeClock::FakeTicker final : public Ticker {
     clock.changed_.wait(lock, [this] { return runners.empty(); });
   }
 
+  int Overrun() const override {
+    const std::lock_guard lock(clock.mutex_);
+    return clock.overrun_;
+  }
+
   FakeClock& clock;
   Nanoseconds next;
   const Nanoseconds period;
@@ -102,6 +107,11 @@ void FakeClock::AdvanceTo(Nanoseconds monotonic) {
 void FakeClock::SetAutoAdvance(bool on) {
   const std::lock_guard lock(mutex_);
   auto_advance_ = on;
+}
+
+void FakeClock::SetOverrun(int periods) {
+  const std::lock_guard lock(mutex_);
+  overrun_ = periods;
 }
 
 std::size_t FakeClock::Blocked() const {

@@ -34,6 +34,9 @@ class FakeClock final : public Clock {
   /// With true a sleep moves time by itself and returns; timed waits still wait for Advance.
   void SetAutoAdvance(bool on);
 
+  /// What every ticker tells as its overrun from now on.
+  void SetOverrun(int periods);
+
   /// Threads in SleepUntil and WaitUntil now.
   std::size_t Blocked() const;
   /// Waits, in real time, until at least `count` threads are blocked. False after ten real seconds.
@@ -60,6 +63,7 @@ class FakeClock final : public Clock {
   Nanoseconds now_ = kStart;
   Nanoseconds realtime_at_start_;  ///< time of day when Monotonic() was kStart
   bool auto_advance_ = false;
+  int overrun_ = 0;
   std::multiset<Nanoseconds> deadlines_;  ///< one for each blocked thread
   std::vector<FakeTicker*> tickers_;
 };

@@ -119,7 +119,9 @@ void PosixTicker::DispatchExpiries() {
     const bool expired = ::sigwaitinfo(&signal, &info) > 0 && info.si_code == SI_TIMER;
     const std::lock_guard lock(work_mutex_);
     if (stopping_) return;
-    if (expired) HandOver();
+    if (!expired) continue;
+    overrun_ = info.si_overrun;
+    HandOver();
   }
 }
 

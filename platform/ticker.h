@@ -7,6 +7,7 @@
 // its way to a deleted object; and the threads are ones that a thread sanitizer knows.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <ctime>
 #include <functional>
@@ -26,6 +27,7 @@ class PosixTicker final : public Ticker {
   static std::unique_ptr<PosixTicker> Start(Nanoseconds period, std::function<void()> tick);
   /// Waits for a callback that runs. Must not be called from the callback.
   ~PosixTicker() override;
+  int Overrun() const override { return overrun_; }
 
  private:
   // A callback that takes longer than a period is overlapped by the next one. One that never ends
@@ -39,6 +41,7 @@ class PosixTicker final : public Ticker {
   void RunWorker();
 
   const std::function<void()> tick_;
+  std::atomic<int> overrun_{0};
   std::mutex work_mutex_;  ///< guards the fields down to workers_
   std::condition_variable work_changed_;
   std::size_t due_ = 0;   ///< expiries that no worker has taken yet

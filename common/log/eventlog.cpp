@@ -127,7 +127,7 @@ void eventlog::Init(int its_module) {
 
 const char* eventlog::GetString(eventtypes_t event) const {
   if (event >= 0 && event < MAX_EVENT_LOG) return eventmap[static_cast<size_t>(event)].text;
-  logger_mgr::print(eventlogL, kError, 0, "%-10d INVALID EVENT NUMBER %d \n", blockreadyIndex,
+  logger_mgr::print(eventlogL, kError, 0, "%-10d INVALID EVENT NUMBER %d \n", blockreadyIndex.load(),
                     static_cast<int>(event));
   return nullptr;
 }
@@ -135,7 +135,7 @@ const char* eventlog::GetString(eventtypes_t event) const {
 const char* eventlog::GetMessageString(short opcode) const {
   const auto* row = std::ranges::lower_bound(messagemap, opcode, {}, &MessageRow::opcode);
   if (row != std::end(messagemap) && row->opcode == opcode) return row->text;
-  logger_mgr::print(eventlogL, kError, 0, "%-10d INVALID MESSAGE NUMBER %d \n", blockreadyIndex,
+  logger_mgr::print(eventlogL, kError, 0, "%-10d INVALID MESSAGE NUMBER %d \n", blockreadyIndex.load(),
                     opcode);
   return nullptr;
 }
@@ -240,7 +240,7 @@ int eventlog::CaptureEvent(int level, eventtypes_t event, const void* data) {
   std::string line;
   {
     std::lock_guard lock(mutexlock);
-    Append(line, "%-10d %-30s ", blockreadyIndex, row.text);
+    Append(line, "%-10d %-30s ", blockreadyIndex.load(), row.text);
     if (data != nullptr) {
       FormatData(line, event, data);
     } else if (DataIsRequired(row.form)) {

@@ -86,8 +86,8 @@ class eventlog {
   bool ClosesATest(eventtypes_t event, const void* data) const;
 
   std::atomic<int> module{0};
+  std::atomic<int> blockreadyIndex{0};
   mutable std::mutex mutexlock;  // guards all that follows
-  int blockreadyIndex = 0;
   int DMAblocks = 0;
   int sampleblockcount = 0;
   int consumedblockcount = 0;

@@ -4,33 +4,10 @@
 #include <memory>
 
 #include "mos/meas_mgr.h"
-#include "platform/backend.h"
-#include "platform/fake_clock.h"
-#include "platform/local.h"
-
-namespace {
-
-// A machine without devices: nothing that a request does may reach this one.
-class NoMachine : public platform::Instrument {
- public:
-  std::unique_ptr<platform::DeviceFile> Open(std::string_view, int, int& error) override {
-    error = ENOENT;
-    return nullptr;
-  }
-  int System(std::string_view) override { return 127 << 8; }
-  int SetRealtime(const timespec&) override { return 0; }
-  timespec Realtime() override { return {}; }
-  std::string HostAddress() override { return "127.0.0.1"; }
-  void SystemLog(std::string_view) override {}
-};
-
-}  // namespace
+#include "tests/platform/bare_machine.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
-  static NoMachine machine;
-  static platform::FakeClock clock;
-  static platform::LocalBackend backend(machine, clock, "/nonexistent");
-  static platform::ScopedBackend in_place(backend);
+  static platform::MachineInPlace<> machine;
   static Mos::MeasMgr manager(nullptr, 0);
 
   // Half of the inputs get a right sum, so that the fuzzer reaches the handlers.

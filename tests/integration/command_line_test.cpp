@@ -25,10 +25,10 @@ class CommandLine : public testing::TestWithParam<Case> {};
 
 TEST_P(CommandLine, EndsAsTold) {
   TemporaryRoot root;
-  Result result = RunProgram("mos", GetParam().arguments, {{"Q5_ROOT", root.path()}});
+  Result result = RunProgram("mos", GetParam().arguments, {{"Q5_ROOT", root.Path()}});
   EXPECT_EQ(result.status, GetParam().status) << result.output;
   EXPECT_NE(result.output.find(GetParam().text), std::string::npos) << result.output;
-  EXPECT_TRUE(std::filesystem::is_empty(root.path()));
+  EXPECT_TRUE(std::filesystem::is_empty(root.Path()));
 }
 
 const std::string kLastUsageLine = "         --usedsp         Use the DSP for SineCorrelation \n";
@@ -53,7 +53,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CommandLineFiles, UnwritableLogOrLockIsToldOnTheTerminal) {
   TemporaryRoot root;
-  const test::Process::Environment environment{{"Q5_ROOT", root.path()}};
+  const test::Process::Environment environment{{"Q5_ROOT", root.Path()}};
   Result result = RunProgram("mos", {}, environment);
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.output.find("log file"), std::string::npos) << result.output;

@@ -39,17 +39,6 @@ using SteadyClock = std::chrono::steady_clock;
 
 }  // namespace
 
-TemporaryRoot::TemporaryRoot() {
-  char name[] = "/tmp/q5-test-XXXXXX";
-  if (::mkdtemp(name) == nullptr) throw std::runtime_error("mkdtemp failed");
-  path_ = name;
-}
-
-TemporaryRoot::~TemporaryRoot() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 Process::Process(const std::string& program, const std::vector<std::string>& arguments,
                  const Environment& environment) {
   // Not a pipe, which would hold the program up when the test does not read.
@@ -138,7 +127,7 @@ Bench::~Bench() {
 void Bench::StartSimulator() {
   simulator.reset();
   simulator = std::make_unique<Process>(
-      "q5sim", std::vector<std::string>{"--root", root.path(), "--subnet", "auto"});
+      "q5sim", std::vector<std::string>{"--root", root.Path(), "--subnet", "auto"});
   if (!simulator->WaitForOutput("q5sim ready")) {
     throw std::runtime_error("q5sim did not start: " + simulator->Output());
   }
@@ -158,7 +147,7 @@ void Bench::StartDaemon(const std::vector<std::string>& more_options) {
 }
 
 Result Bench::Host(const std::vector<std::string>& arguments) {
-  std::vector<std::string> words{"--root", root.path()};
+  std::vector<std::string> words{"--root", root.Path()};
   words.insert(words.end(), arguments.begin(), arguments.end());
   return RunProgram("q5host", words);
 }
@@ -186,7 +175,7 @@ int Bench::Connect(const std::string& module, int port) const {
 }
 
 Result Bench::Control(const std::vector<std::string>& words) {
-  std::vector<std::string> arguments{"ctl", "--root", root.path()};
+  std::vector<std::string> arguments{"ctl", "--root", root.Path()};
   arguments.insert(arguments.end(), words.begin(), words.end());
   return RunProgram("q5sim", arguments);
 }

@@ -11,26 +11,15 @@
 #include <string>
 #include <vector>
 
+#include "tests/platform/temporary_root.h"
+
 namespace test {
 
+using platform::TemporaryRoot;
 using Milliseconds = std::chrono::milliseconds;
 
 /// How long a program may take for what a test waits for; far above what it needs.
 inline constexpr Milliseconds kPatience{20000};
-
-/// A directory of its own that goes with the object.
-class TemporaryRoot {
- public:
-  TemporaryRoot();
-  ~TemporaryRoot();
-  TemporaryRoot(const TemporaryRoot&) = delete;
-  TemporaryRoot& operator=(const TemporaryRoot&) = delete;
-  const std::string& path() const { return path_; }
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
 
 /// One program of this build. Killed, with SIGKILL, when the object goes.
 class Process {
@@ -88,7 +77,7 @@ class Bench {
   std::string AddressOf(const std::string& module) const;
   /// A plain TCP connection to a module; the caller closes it. -1 with errno.
   int Connect(const std::string& module, int port) const;
-  Process::Environment environment() const { return {{"Q5_ROOT", root.path()}}; }
+  Process::Environment environment() const { return {{"Q5_ROOT", root.Path()}}; }
   std::string ipc_path() const { return root / "tmp/Mos.MeasMgr.ipc"; }
 
   TemporaryRoot root;

@@ -113,7 +113,7 @@ TEST(Spine, GoesOnWhileTheInstrumentIsAway) {
 
 TEST(Spine, WithoutAnInstrumentTheReasonIsTold) {
   test::TemporaryRoot root;
-  const test::Process::Environment environment{{"Q5_ROOT", root.path()}};
+  const test::Process::Environment environment{{"Q5_ROOT", root.Path()}};
   Result result = test::RunProgram("mos", {"--foreground"}, environment);
   EXPECT_EQ(result.status, 255);
   EXPECT_NE(result.output.find("q5fpga0"), std::string::npos) << result.output;

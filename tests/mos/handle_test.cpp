@@ -7,47 +7,29 @@
 #include <memory>
 
 #include "mos/meas_mgr.h"
-#include "platform/backend.h"
-#include "platform/fake_clock.h"
-#include "platform/local.h"
-#include "tests/mos/record.h"
+#include "tests/common/msg/wire.h"
+#include "tests/platform/bare_machine.h"
 
 namespace {
 
 using test::Bytes;
-using test::Record;
+using test::WireRecord;
 
-// A machine with no devices that remembers the time of day that it was given.
-class Machine : public platform::Instrument {
+// Remembers the time of day that it was given.
+class Machine : public platform::BareInstrument {
  public:
-  std::unique_ptr<platform::DeviceFile> Open(std::string_view, int, int& error) override {
-    error = ENOENT;
-    return nullptr;
-  }
-  int System(std::string_view) override { return 127 << 8; }
   int SetRealtime(const timespec& time) override {
     seconds = time.tv_sec;
     nanoseconds = time.tv_nsec;
     return 0;
   }
-  timespec Realtime() override { return {seconds, 0}; }
-  std::string HostAddress() override { return "127.0.0.1"; }
-  void SystemLog(std::string_view) override {}
-
   time_t seconds = 0;
   long nanoseconds = -1;
 };
 
 class HandleTest : public testing::Test {
  protected:
-  HandleTest() {
-    char name[] = "/tmp/q5-handle-XXXXXX";
-    root = mkdtemp(name);
-    std::filesystem::create_directories(root + "/etc");
-    backend = std::make_unique<platform::LocalBackend>(machine, clock, root);
-    in_place = std::make_unique<platform::ScopedBackend>(*backend);
-  }
-  ~HandleTest() override { std::filesystem::remove_all(root); }
+  HandleTest() { std::filesystem::create_directory(in_place.root / "etc"); }
 
   // The reply to a message whose last frame is `payload`.
   Bytes Ask(const Bytes& payload) {
@@ -61,14 +43,11 @@ class HandleTest : public testing::Test {
   }
 
   void WriteVersionFile(const std::string& text) {
-    std::ofstream(root + "/etc/varek-fw-version") << text;
+    std::ofstream(in_place.root / "etc/varek-fw-version") << text;
   }
 
-  Machine machine;
-  platform::FakeClock clock;
-  std::string root;
-  std::unique_ptr<platform::LocalBackend> backend;
-  std::unique_ptr<platform::ScopedBackend> in_place;
+  platform::MachineInPlace<Machine> in_place;
+  Machine& machine = in_place.instrument;
   Mos::MeasMgr manager{nullptr, 0};
   int result = 0;
 };
@@ -76,7 +55,8 @@ class HandleTest : public testing::Test {
 void ExpectWhole(const Bytes& reply) {
   ASSERT_GE(reply.size(), 8u);
   EXPECT_EQ(test::WordAt(reply, 4), static_cast<int>(reply.size()) - 8);
-  EXPECT_EQ(test::WordAt(reply, reply.size() - 2), test::Sum(reply, reply.size() - 2));
+  const Bytes summed(reply.begin(), reply.end() - 2);
+  EXPECT_EQ(test::WordAt(reply, summed.size()), static_cast<std::int16_t>(test::NaiveSum(summed)));
 }
 
 void ExpectNak(const Bytes& reply, int opcode) {
@@ -96,7 +76,7 @@ Bytes With(Bytes bytes, size_t offset, int value) {
 }
 
 TEST_F(HandleTest, RefusesRecordsThatAreNotWhole) {
-  const Bytes good = Record(0x46);
+  const Bytes good = WireRecord(0x46);
   for (size_t size = 0; size < good.size(); ++size) {
     SCOPED_TRACE(size);
     Bytes cut(good.begin(), good.begin() + static_cast<long>(size));
@@ -122,7 +102,7 @@ TEST_F(HandleTest, RefusesRecordsThatAreNotWhole) {
 }
 
 TEST_F(HandleTest, IgnoresWhatStandsBehindTheRecord) {
-  Bytes padded = Record(0x46);
+  Bytes padded = WireRecord(0x46);
   padded.insert(padded.end(), 100000, 0xAA);
   Bytes reply = Ask(padded);
   EXPECT_EQ(reply.size(), 49u);
@@ -131,8 +111,8 @@ TEST_F(HandleTest, IgnoresWhatStandsBehindTheRecord) {
 
 TEST_F(HandleTest, RefusesARecordShorterThanItsOpcodeNeeds) {
   for (auto [opcode, payload] : {std::pair{0x21, 68}, {0x35, 4}, {0x36, 4}}) {
-    ExpectNak(Ask(Record(opcode, Bytes(static_cast<size_t>(payload) - 1))), -opcode);
-    EXPECT_EQ(Ask(Record(opcode, Bytes(static_cast<size_t>(payload)))).size(), 9u);
+    ExpectNak(Ask(WireRecord(opcode, Bytes(static_cast<size_t>(payload) - 1))), -opcode);
+    EXPECT_EQ(Ask(WireRecord(opcode, Bytes(static_cast<size_t>(payload)))).size(), 9u);
   }
 }
 
@@ -141,7 +121,7 @@ TEST_F(HandleTest, AnswersEveryOpcode) {
                                         {0x36, 9},   {0x38, 175}, {0x46, 49}};
   const Bytes payload(68);  // enough for every request that is served
   for (int opcode = -32768; opcode <= 32767; ++opcode) {
-    Bytes reply = Ask(Record(opcode, payload));
+    Bytes reply = Ask(WireRecord(opcode, payload));
     auto entry = served.find(opcode);
     // a reply's opcode is negative whatever the request's was
     const int answer = opcode > 0 ? -opcode : opcode;
@@ -156,8 +136,8 @@ TEST_F(HandleTest, AnswersEveryOpcode) {
       ExpectWhole(reply);
     }
     ASSERT_FALSE(HasFailure()) << opcode;
-    EXPECT_EQ(reply[0], 0x11);
-    EXPECT_EQ(reply[1], 0x22);
+    EXPECT_EQ(reply[0], 1);
+    EXPECT_EQ(reply[1], 2);
   }
 }
 
@@ -176,7 +156,7 @@ TEST_F(HandleTest, VersionsComeFromTheFirmwareFile) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.file);
     WriteVersionFile(c.file);
-    Bytes reply = Ask(Record(0x1F));
+    Bytes reply = Ask(WireRecord(0x1F));
     ASSERT_EQ(reply.size(), 169u);
     auto text = [&](size_t offset) { return std::string(reinterpret_cast<char*>(&reply[offset])); };
     EXPECT_EQ(text(7), "None");
@@ -190,20 +170,20 @@ TEST_F(HandleTest, VersionsComeFromTheFirmwareFile) {
 }
 
 TEST_F(HandleTest, VersionsWithoutAFileAreEmpty) {
-  Bytes reply = Ask(Record(0x1F));
+  Bytes reply = Ask(WireRecord(0x1F));
   ASSERT_EQ(reply.size(), 169u);
   EXPECT_EQ(reply[55], 0);
 }
 
 TEST_F(HandleTest, TimeOfDayReachesTheClock) {
-  EXPECT_EQ(Ask(Record(0x35, {0x80, 0x51, 0x01, 0xF0})).size(), 9u);
+  EXPECT_EQ(Ask(WireRecord(0x35, {0x80, 0x51, 0x01, 0xF0})).size(), 9u);
   EXPECT_EQ(machine.seconds, 0xF0015180);  // unsigned: the year 2097, not 1961
   EXPECT_EQ(machine.nanoseconds, 0);
 }
 
 TEST_F(HandleTest, WhatNobodyKnowsGoesOutAsZero) {
   for (auto [opcode, size] : {std::pair{0x38, 175u}, {0x46, 49u}}) {
-    Bytes reply = Ask(Record(opcode));
+    Bytes reply = Ask(WireRecord(opcode));
     ASSERT_EQ(reply.size(), size);
     for (size_t i = 7; i + 2 < reply.size(); ++i) EXPECT_EQ(reply[i], 0) << opcode << " at " << i;
   }

@@ -12,7 +12,6 @@
 #include <condition_variable>
 #include <cstring>
 #include <deque>
-#include <filesystem>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -22,24 +21,9 @@
 #include "platform/instrument.h"
 #include "platform/ioctl_table.h"
 #include "platform/unique_fd.h"
+#include "tests/platform/temporary_root.h"
 
 namespace platform {
-
-/// A directory of the test's own, gone with it.
-class TemporaryRoot {
- public:
-  TemporaryRoot() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "q5rootXXXXXX").string();
-    path_ = ::mkdtemp(pattern.data());
-  }
-  ~TemporaryRoot() { std::filesystem::remove_all(path_); }
-  TemporaryRoot(const TemporaryRoot&) = delete;
-  TemporaryRoot& operator=(const TemporaryRoot&) = delete;
-  const std::string& Path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 class TestInstrument final : public Instrument {
  public:

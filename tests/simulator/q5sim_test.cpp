@@ -144,7 +144,7 @@ TEST_F(Q5simTest, SaysInOneLineWhyItCannotRun) {
       {{"--root", root_.Path() + "/b", "--config", bad_config}, 2, "\"seed\" must be"},
       {{"--root", root_.Path() + "/b", "--subnet", "10.0.0"}, 1, "expected 127.0.N"},
       {{"--root", "/"}, 1, "own root"},
-      {{}, 1, "--root is required"},
+      {{}, 2, "--root is required"},
   };
   for (const auto& c : cases) {
     const Outcome outcome = RunToEnd(c.arguments);

@@ -16,6 +16,11 @@ inline Bytes& PutWord(Bytes& bytes, int word) {
   return bytes;
 }
 
+/// The signed 16-bit word at `offset`.
+inline int WordAt(const Bytes& bytes, std::size_t offset) {
+  return static_cast<std::int16_t>(bytes.at(offset) | bytes.at(offset + 1) << 8);
+}
+
 inline int NaiveSum(const Bytes& bytes) {
   int sum = 0;
   for (std::uint8_t byte : bytes) sum = (sum + byte) % 65536;

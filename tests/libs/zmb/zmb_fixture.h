@@ -20,41 +20,11 @@
 
 #include "libs/zmb/src/zmb_log.h"
 #include "libs/zmb/src/zmb_message.h"
-#include "platform/backend.h"
-#include "platform/fake_clock.h"
-#include "platform/local.h"
+#include "tests/platform/bare_machine.h"
 
 namespace zmb_test {
 
 using Frames = std::vector<std::string>;
-
-/// A machine without devices at a loopback address.
-class BareInstrument : public platform::Instrument {
- public:
-  std::unique_ptr<platform::DeviceFile> Open(std::string_view, int, int& error) override {
-    error = ENOENT;
-    return nullptr;
-  }
-  int System(std::string_view) override { return -1; }
-  int SetRealtime(const timespec&) override { return 0; }
-  timespec Realtime() override { return {}; }
-  std::string HostAddress() override { return "127.0.0.1"; }
-  void SystemLog(std::string_view) override {}
-};
-
-class TempRoot {
- public:
-  TempRoot() {
-    char name[] = "/tmp/zmbXXXXXX";
-    path_ = mkdtemp(name);
-    std::filesystem::create_directory(path_ + "/tmp");
-  }
-  ~TempRoot() { std::filesystem::remove_all(path_); }
-  const std::string& Path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 /// Collects the bus's lines, "LEVEL text", from every thread.
 class LogLines {
@@ -92,11 +62,10 @@ class BusTest : public testing::Test {
   /// The address at which plain libzmq finds an ipc path of the instrument.
   std::string Ipc(const std::string& path) const { return "ipc://" + root_.Path() + path; }
 
-  TempRoot root_;
-  BareInstrument instrument_;
-  platform::FakeClock clock_;
-  platform::LocalBackend backend_{instrument_, clock_, root_.Path()};
-  platform::ScopedBackend scope_{backend_};
+  BusTest() { std::filesystem::create_directory(root_ / "tmp"); }
+
+  platform::MachineInPlace<> machine_;
+  const platform::TemporaryRoot& root_ = machine_.root;
   LogLines log_;
 };
 

@@ -7,14 +7,12 @@
 #include <cerrno>
 #include <map>
 
-#include "platform/backend.h"
-#include "platform/fake_clock.h"
-#include "platform/local.h"
+#include "tests/platform/bare_machine.h"
 
 namespace {
 
 // A driver with a few registers, whose n-th request can be made to fail.
-class Driver : public platform::Instrument {
+class Driver : public platform::BareInstrument {
  public:
   class File : public platform::DeviceFile {
    public:
@@ -37,12 +35,6 @@ class Driver : public platform::Instrument {
     if (!present || path != "/dev/q5fpga0") return nullptr;
     return std::make_unique<File>(*this);
   }
-  int System(std::string_view) override { return -1; }
-  int SetRealtime(const timespec&) override { return 0; }
-  timespec Realtime() override { return {}; }
-  std::string HostAddress() override { return ""; }
-  void SystemLog(std::string_view) override {}
-
   bool present = true;
   int failing = -1;
   int requests = 0;
@@ -51,12 +43,10 @@ class Driver : public platform::Instrument {
 
 class FpgaTest : public testing::Test {
  protected:
-  int Open() { return backend.Open("/dev/q5fpga0", O_RDWR, 0); }
+  int Open() { return machine.backend.Open("/dev/q5fpga0", O_RDWR, 0); }
 
-  Driver driver;
-  platform::FakeClock clock;
-  platform::LocalBackend backend{driver, clock, "/nonexistent"};
-  platform::ScopedBackend in_place{backend};
+  platform::MachineInPlace<Driver> machine;
+  Driver& driver = machine.instrument;
 };
 
 TEST_F(FpgaTest, ModuleAndRevisionFollowTheRegisters) {

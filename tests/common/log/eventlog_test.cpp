@@ -1,0 +1,176 @@
+// The event log's table, the line of every form of data, and the histograms.
+#include "common/log/eventlog.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <functional>
+#include <map>
+
+#include "common/log/histogram.h"
+#include "common/log/logger_mgr.h"
+#include "tests/platform/bare_machine.h"
+
+namespace {
+
+using namespace Logger;
+using testing::EndsWith;
+using testing::HasSubstr;
+
+class EventLogTest : public testing::Test {
+ protected:
+  EventLogTest() {
+    for (int module : {eventlogL, histogramL}) logger_mgr::SetModuleLevel(module, 7);
+    log->SetSampleCounters("4711", "17", 1, 1);
+  }
+
+  // What an action writes to the log, without the time stamp and module of each line.
+  std::string Written(const std::function<void()>& action) {
+    testing::internal::CaptureStderr();
+    action();
+    std::string text = testing::internal::GetCapturedStderr(), bare;
+    for (size_t start = 0; start < text.size();) {
+      const size_t end = std::min(text.find('\n', start), text.size());
+      std::string line = text.substr(start, end - start);
+      const size_t module = line.find(":7 ");
+      bare += (module == std::string::npos ? line : line.substr(module + 3)) + "\n";
+      start = end + 1;
+    }
+    return bare;
+  }
+  std::string LineOf(eventtypes_t event, const void* data) {
+    return Written([&] { EXPECT_EQ(log->CaptureEvent(7, event, data), 0); });
+  }
+
+  platform::MachineInPlace<> machine;
+  eventlog* log = eventlog::GetEventLog("moseventlog");
+};
+
+TEST_F(EventLogTest, NumbersAndTextsStandWhereOthersNameThem) {
+  const std::map<int, const char*> known = {
+      {0, "START_WAVEFORM_CAPTURE"}, {20, "HMP_MESSAGE_RECEIVED"}, {56, "SAMPLECOUNT_ERROR"},
+      {107, "MONITOR_TIMEOUT"},      {108, "MONITOR_RESET"},       {109, "MONITOR_NAME"},
+      {145, "MONITOR_ALIVE"},        {146, "MONITOR_ERASE"},       {147, "MONITOR_ADD"},
+      {176, "MONITOR_VIOLATION"},    {220, "A2D_INTERRUPTS"},
+  };
+  for (auto [number, text] : known) {
+    EXPECT_STREQ(log->GetString(static_cast<eventtypes_t>(number)), text);
+  }
+  for (int number : {-1, 221, 1000}) {
+    EXPECT_EQ(log->GetString(static_cast<eventtypes_t>(number)), nullptr);
+    EXPECT_EQ(log->CaptureEvent(7, static_cast<eventtypes_t>(number)), -1);
+  }
+  EXPECT_STREQ(log->GetMessageString(0x46), "ACK_IN_PROGRESS_REQ");
+  EXPECT_STREQ(log->GetMessageString(35), "MESSAGE_23");
+  EXPECT_EQ(log->GetMessageString(9), nullptr);
+}
+
+TEST_F(EventLogTest, EveryFormHasItsLine) {
+  const evseqdataI_t words{3, {1, 0xABCDE, -1, 0, 0, 0}};
+  const evseqdataF_t floats{2, {1.5f, -2e10f, 0, 0, 0, 0}};
+  const evseqdataU64_t longs{2, {2, 8'000'000'000, 0, 0, 0, 0}};
+  const evstates_t states{{"Idle", "Ready", "filter set"}};
+  const short stop = 7, unknown = 9;
+  const msg4freqdata_t good{60, true}, bad{0.01f, false};
+  const long values[2] = {12, -34};
+  const evphasors_t phasors{{{0.5, 10, 0, 0, 1}, {-0.5, 20, 0, 0, 1}}};
+  const evchannel_t channel{2, "safemode"};
+  const evaddresses_t addresses{{"127.0.0.51", "127.0.0.52", "127.0.0.53"}, 3, 1};
+  const evnamedata_t named{"allokwait", 5};
+  const struct {
+    eventtypes_t event;
+    const void* data;
+    const char* values;
+  } cases[] = {
+      {START_RAMP_UP, nullptr, ""},
+      {START_RAMP_UP, &words, ""},
+      {FINE_TUNE_DONE, &words, "0001h abcdeh ffffffffh"},
+      {SOURCE_RANGING_SLOW, &floats, "1.50e+00 -2.00e+10"},
+      {SINE_CORRELATOR_RESET, &words, "00001 703710 -0001"},
+      {MONITOR_TIMEOUT, &longs, "2h 8000000000h"},
+      {CH1_NEW_STATE, &states,
+       "Idle                          Ready                         filter set                   "
+       " "},
+      {MONITOR_NAME, "pt", "pt                  "},
+      {HMP_MESSAGE_RECEIVED, &unknown, "                              0009h "},
+      {SPCLK_SET_FREQUENCY_DONE, &good, "6.00e+01 Success "},
+      {SPCLK_SET_FREQUENCY_DONE, &bad, "1.00e-02 Failed  "},
+      {SINE_CORRELATOR_NEW_VALUE, values, "12         -34       "},
+      {GET_FAST_PHASORS, &phasors, "FAST 1.00e+01 5.00e-01 2.00e+01 -5.00e-01"},
+      {GET_AVG_PHASORS, &phasors, "XXXX 1.00e+01 5.00e-01 2.00e+01 -5.00e-01"},
+      {MEASCHANNEL_STATUS, &channel, "2 safemode"},
+      {MODULEIPS, &addresses, "127.0.0.51 127.0.0.52 127.0.0.53 3 1"},
+      {MONITOR_ADD, &named, "allokwait            5         "},
+      {FINE_TUNE_DONE, nullptr, ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(log->GetString(c.event));
+    char head[64];
+    std::snprintf(head, sizeof head, "%-10d %-30s ", 4711, log->GetString(c.event));
+    EXPECT_THAT(LineOf(c.event, c.data), EndsWith(std::string(head) + c.values + "\n"));
+  }
+  EXPECT_THAT(LineOf(HMP_MESSAGE_RECEIVED, &stop), HasSubstr("STOP_TEST "));
+  for (int length : {0, 7, -1, 1000000}) {
+    const evseqdataI_t odd{length, {}};
+    EXPECT_EQ(LineOf(FINE_TUNE_DONE, &odd), "\n") << length;
+  }
+}
+
+TEST_F(EventLogTest, MissingDataIsToldWhereItIsRequired) {
+  for (int number = 0; number < MAX_EVENT_LOG; ++number) {
+    const auto event = static_cast<eventtypes_t>(number);
+    const bool required = number == 20 || number == 21 || number == 31 ||
+                          (number >= 35 && number <= 37) || number == 141;
+    EXPECT_EQ(LineOf(event, nullptr).find("NO DATA FAIL") != std::string::npos, required) << number;
+  }
+}
+
+TEST_F(EventLogTest, TheEndOfATestIsMarked) {
+  const std::string mark = std::string(91, '#') + "\n";
+  const short stop = 7, start = 5;
+  log->Init(1);
+  EXPECT_THAT(LineOf(SOURCE_DISABLE_DONE, nullptr), EndsWith("\n" + mark));
+  EXPECT_THAT(LineOf(HMP_MESSAGE_RECEIVED, &stop), EndsWith("\n" + mark));
+  EXPECT_THAT(LineOf(HMP_MESSAGE_RECEIVED, &start), testing::Not(HasSubstr("####")));
+  log->Init(2);  // on the source module a stop message does not close the trace
+  EXPECT_THAT(LineOf(HMP_MESSAGE_RECEIVED, &stop), testing::Not(HasSubstr("####")));
+}
+
+TEST_F(EventLogTest, AFilteredEventWritesNothing) {
+  logger_mgr::SetModuleLevel(eventlogL, 2);
+  EXPECT_EQ(LineOf(SOURCE_DISABLE_DONE, nullptr), "");
+}
+
+TEST_F(EventLogTest, HistogramCountsBinsOutliersAndExtremes) {
+  Histogram histogram(0, 5000, 20, "SineCorr");
+  for (double value : {0.0, 249.9, 250.0, 4999.9, -0.1, -1e9}) histogram.record(value);
+  EXPECT_THAT(Written([&] { histogram.record(5000); }),
+              HasSubstr("WARNING : SineCorr detected time interval > 5.0 msec : 5.0\n"));
+  EXPECT_EQ(histogram.endInterval(), -1);
+  histogram.startInterval();
+  machine.clock.Advance(std::chrono::microseconds(1234));
+  EXPECT_EQ(histogram.endInterval(), 1234);
+  EXPECT_EQ(histogram.endInterval(), -1);
+  histogram.startInterval();
+  machine.clock.Advance(std::chrono::microseconds(4321));
+  histogram.endInterval();
+  // printed at level 6
+  testing::internal::CaptureStderr();
+  histogram.print();
+  const std::string text = testing::internal::GetCapturedStderr();
+  for (const char* line :
+       {"\tSineCorr\n", "20 bins : min 0.0  max 5.0 msec\n", "Outliers : under 2  over 1\n",
+        "Extremes (msec) : minTime     1.234  maxTime     4.321\n", "    0.000       0.250   2\n",
+        "    0.250       0.500   1\n", "    1.000       1.250   1\n", "    4.250       4.500   1\n",
+        "    4.750       5.000   1\n"}) {
+    EXPECT_THAT(text, HasSubstr(line));
+  }
+  histogram.reset();
+  testing::internal::CaptureStderr();
+  histogram.print();
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              HasSubstr("minTime 1000000.000  maxTime     0.000\n"));
+}
+
+}  // namespace
