@@ -20,9 +20,11 @@ int pthreadobj::Init() {
 }
 
 int pthreadobj::SetCallbackFunction(const char* name, Callback callback, void* data) {
-  std::lock_guard lock(avlock);
+  std::unique_lock lock(avlock);
   if (available < 1) {
-    logger_mgr::print(Logger::mainL, Logger::kWarning, 0, "pt:No free index %d \n", freeindex);
+    const int index = freeindex;
+    lock.unlock();  // a print may rotate the log, which posts work here
+    logger_mgr::print(Logger::mainL, Logger::kWarning, 0, "pt:No free index %d \n", index);
     return -1;
   }
   Slot& slot = slots_[static_cast<size_t>(freeindex)];
@@ -48,11 +50,12 @@ int pthreadobj::TakeWork() {
 }
 
 void pthreadobj::FinishWork(int index) {
-  std::lock_guard lock(avlock);
   Slot& slot = slots_[static_cast<size_t>(index)];
+  // Before the lock: a print may rotate the log, which posts work here.
+  logger_mgr::print(Logger::mainL, Logger::kDebug, 0, "finished thread function %s\n", slot.name);
+  std::lock_guard lock(avlock);
   ++available;
   startflag = false;
-  logger_mgr::print(Logger::mainL, Logger::kDebug, 0, "finished thread function %s\n", slot.name);
   slot = Slot{};
 }
 

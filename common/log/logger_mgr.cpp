@@ -1,5 +1,7 @@
 #include "common/log/logger_mgr.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,7 +10,10 @@
 #include <cstring>
 #include <ctime>
 
+#include "common/log/log_collection.h"
+#include "common/log/log_files.h"
 #include "platform/backend.h"
+#include "platform/unique_fd.h"
 
 namespace Logger {
 
@@ -17,13 +22,46 @@ const std::array<const char*, maxlogL>& logger_mgr::_moduleStr = kModuleTexts;
 std::atomic<long> logger_mgr::utc_offset_{0};
 char logger_mgr::_logstr[1025];
 std::mutex logger_mgr::log_mutex_;
+std::atomic<bool> logger_mgr::check_due_{false};
+std::atomic<bool> logger_mgr::_forceRotateSignal{false};
 
 namespace {
 
 // A format beyond this leaves too little of the line for its values.
 constexpr size_t kFormatLimit = 925;
 
+constexpr int kCorruptBefore = 100;
+constexpr int kCorruptAfter = 110;
+
+constexpr int64_t kNanosecondsPerSecond = 1000000000;
+
+// What the web server of the main module leaves to ask for logs, and the times of error words.
+constexpr char kNakRequest[] = "/var/volatile/getLognak";
+constexpr char kMainLog[] = "/var/volatile/toslog";
+
+constinit thread_local int calls_left = 0;
+
 bool ValidModule(int module) { return module > 0 && module < maxlogL; }
+
+// Not blocking: the name of a pipe must not hold up the log.
+int OpenConfig(const std::string& path) {
+  return ::open(platform::Machine().Path(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+}
+
+bool ModificationTime(int fd, std::int64_t& nanoseconds) {
+  struct stat status {};
+  if (::fstat(fd, &status) != 0) return false;
+  nanoseconds = status.st_mtim.tv_sec * kNanosecondsPerSecond + status.st_mtim.tv_nsec;
+  return true;
+}
+
+// What a full disk took of a line is taken back: half a line would be glued to the next one.
+void DropTorn(int fd, size_t written) {
+  struct stat status {};
+  if (written == 0 || ::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) return;
+  const off_t end = status.st_size - static_cast<off_t>(written);
+  if (end >= 0 && ::ftruncate(fd, end) == 0) ::lseek(fd, end, SEEK_SET);
+}
 
 // The whole line in one write where the kernel takes it, so that lines of several processes on one
 // terminal do not mix.
@@ -32,7 +70,10 @@ int WriteAll(int fd, const char* text, size_t length) {
   while (done < length) {
     ssize_t n = ::write(fd, text + done, length - done);
     if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return -1;
+    if (n <= 0) {
+      DropTorn(fd, done);
+      return -1;
+    }
     done += static_cast<size_t>(n);
   }
   return static_cast<int>(length);
@@ -53,31 +94,102 @@ void logger_mgr::SetModuleLevel(int module, int level) {
   if (ValidModule(module)) _verbose[module].store(level, std::memory_order_relaxed);
 }
 
+bool logger_mgr::CorruptAcquisitionBeforeProcessing() {
+  return _verbose[acquisitionL].load(std::memory_order_relaxed) == kCorruptBefore;
+}
+
+bool logger_mgr::CorruptAcquisitionAfterProcessing() {
+  return _verbose[acquisitionL].load(std::memory_order_relaxed) == kCorruptAfter;
+}
+
+// A filtered call must cost next to nothing, so each thread counts down by itself. Threads start at
+// different places of the hundred (61 and 100 have no common factor), so that those which end after
+// a few calls count as well: a hundred threads of one call each make one check.
+void logger_mgr::CountCall() {
+  constexpr int kCallsPerCheck = 100;
+  constexpr unsigned kStride = 61;
+  if (calls_left < 0) {  // the thread's first call
+    static std::atomic<unsigned> threads{0};
+    const unsigned place = threads.fetch_add(1, std::memory_order_relaxed) * kStride;
+    calls_left = kCallsPerCheck - 1 - static_cast<int>(place % kCallsPerCheck);
+    if (calls_left > 0) return;
+  }
+  calls_left = kCallsPerCheck;
+  if (check_due_.load(std::memory_order_relaxed) &&
+      check_due_.exchange(false, std::memory_order_relaxed)) {
+    GetLogger()->RotateLogFile(kReopenFlags, 0);
+  }
+}
+
 int logger_mgr::print(int module, int level, int, const char* format, ...) {
+  if (--calls_left <= 0) [[unlikely]] {
+    CountCall();
+  }
   if (!LogSamples(module, level)) return 0;
   std::va_list args;
   va_start(args, format);
-  int written = vprint(module, level, format, args);
+  std::unique_lock lock(log_mutex_);
+  int written = WriteLine(module, level, format, args);
+  lock.unlock();
   va_end(args);
   return written;
 }
 
 int logger_mgr::vprint(int module, int level, const char* format, std::va_list args) {
+  if (--calls_left <= 0) [[unlikely]] {
+    CountCall();
+  }
   if (!LogSamples(module, level)) return 0;
-  if (std::strlen(format) > kFormatLimit) {
-    std::fprintf(stderr, "LOG STRING IS APPROACHING ITS MAX LENGTH %d %s\n",
-                 static_cast<int>(std::strlen(format)), format);
-  }
-  timespec now = platform::Machine().Clock().Realtime();
-  tm local{};
-  char stamp[16] = "";
-  if (localtime_r(&now.tv_sec, &local) != nullptr) {
-    utc_offset_.store(local.tm_gmtoff, std::memory_order_relaxed);
-    std::strftime(stamp, sizeof stamp, "%H:%M:%S", &local);
-  }
   std::lock_guard lock(log_mutex_);
-  int head = std::snprintf(_logstr, sizeof _logstr, "%s.%09ld %9s:%d%*s", stamp, now.tv_nsec,
-                           _moduleStr[module], level, 1, "");
+  return WriteLine(module, level, format, args);
+}
+
+int logger_mgr::PrintLocked(int module, int level, const char* format, ...) {
+  if (!LogSamples(module, level)) return 0;
+  std::va_list args;
+  va_start(args, format);
+  int written = WriteLine(module, level, format, args);
+  va_end(args);
+  return written;
+}
+
+void logger_mgr::Complain(const char* format, ...) {
+  std::va_list args;
+  va_start(args, format);
+  std::unique_lock lock(log_mutex_);
+  WriteLine(mainL, kError, format, args);
+  lock.unlock();
+  va_end(args);
+}
+
+// With log_mutex_ held.
+int logger_mgr::WriteLine(int module, int level, const char* format, std::va_list args) {
+  const size_t format_length = std::strlen(format);
+  if (format_length > kFormatLimit) {
+    std::fprintf(stderr, "LOG STRING IS APPROACHING ITS MAX LENGTH %d %s\n",
+                 static_cast<int>(format_length), format);
+  }
+  const timespec now = platform::Machine().Clock().Realtime();
+  static std::time_t stamped = -1;  // the second that `stamp` tells
+  static char stamp[16];
+  if (now.tv_sec != stamped) {
+    stamped = now.tv_sec;
+    tm local{};
+    size_t n = 0;
+    if (localtime_r(&now.tv_sec, &local) != nullptr) {
+      utc_offset_.store(local.tm_gmtoff, std::memory_order_relaxed);
+      n = std::strftime(stamp, sizeof stamp, "%H:%M:%S", &local);
+    }
+    if (n == 0) {
+      stamp[0] = '\0';
+      std::fprintf(stderr, "Could not get the timestamp n=%d \n", static_cast<int>(n));
+    }
+  }
+  int head = 0;
+  if (stamp[0] != '\0') {
+    head = std::snprintf(_logstr, sizeof _logstr, "%s.%09ld %9s:%d%*s", stamp, now.tv_nsec,
+                         _moduleStr[static_cast<size_t>(module)], level, 1, "");
+  }
   int body =
       std::vsnprintf(_logstr + head, sizeof _logstr - static_cast<size_t>(head), format, args);
   if (body < 0) return -1;
@@ -86,6 +198,11 @@ int logger_mgr::vprint(int module, int level, const char* format, std::va_list a
     length = sizeof _logstr - 1;
     _logstr[length - 1] = '\n';
   }
+  if (LogSamples(debuglogprintL, kInfo)) {
+    std::fprintf(stderr, "length of str %d fmt %d %s", static_cast<int>(length),
+                 static_cast<int>(format_length), format);
+  }
+  check_due_.store(true, std::memory_order_relaxed);
   return WriteAll(STDERR_FILENO, _logstr, length);
 }
 
@@ -106,5 +223,151 @@ void logger_mgr::PrintFromSignal(int module, int level, const char* format, ...)
   WriteAll(STDERR_FILENO, line,
            std::min(static_cast<size_t>(head) + static_cast<size_t>(body), sizeof line - 1));
 }
+
+int logger_mgr::Init(const char* configfile, int module, int logfd, const char* logfile,
+                     int maxlogsize) {
+  auto& machine = platform::Machine();
+  std::lock_guard updating(update_mutex_);
+  _configfile = configfile;
+  _module = module;
+  _oldtime = 0;
+  struct stat open_log {};
+  struct stat named_log {};
+  const bool own_file = ::fstat(logfd, &open_log) == 0 && S_ISREG(open_log.st_mode) &&
+                        ::stat(machine.Path(logfile).c_str(), &named_log) == 0 &&
+                        open_log.st_dev == named_log.st_dev && open_log.st_ino == named_log.st_ino;
+  int result = SetDefaultRotationParameters(logfile);
+  {
+    std::lock_guard lock(log_mutex_);
+    _logfd = logfd;
+    _maxlogsize = maxlogsize;
+    rotates_ = own_file && result == 0;
+    _rotationEnable = 1;
+  }
+  platform::UniqueFd config(OpenConfig(_configfile));
+  std::int64_t time = 0;
+  if (!config) {
+    Complain("logconfig open error :%s:%s \n", configfile, std::strerror(errno));
+    result = -1;
+  } else if (!ModificationTime(config.Get(), time)) {
+    Complain("fstat logconfig error %s \n", std::strerror(errno));
+    result = -1;
+  } else {
+    _oldtime = time;
+    if (ReadConfigFile(config.Get()) == 0) SetModuleLogLevels();
+  }
+  ::unlink(machine.Path(kNakRequest).c_str());
+  if (IsMainModule() && std::strcmp(logfile, kMainLog) == 0) {
+    ::unlink(machine.Path(kCollectRequest).c_str());
+  }
+  return result;
+}
+
+void logger_mgr::SetNetworkDrives(const NetworkDrives& drives) {
+  std::lock_guard lock(update_mutex_);
+  drives_ = drives;
+}
+
+int logger_mgr::ReadConfigFile(int fd) {
+  const auto text = ReadText(fd, kMaxConfigBytes);
+  if (!text) {
+    Complain("File I/O error while reading\n");
+    return -1;
+  }
+  const std::string path = platform::Machine().Path(_configfile);
+  LogConfigError error;
+  const auto settings =
+      ParseLogConfig(*text, path.substr(0, path.find_last_of('/')), _module, error);
+  if (!settings) {
+    Complain("Parse Exception file %s at line %d errror %s\n", path.c_str(), error.line,
+             error.text.c_str());
+    return -1;
+  }
+  _logconfig = *settings;
+  return 0;
+}
+
+void logger_mgr::SetModuleLogLevels() {
+  print(mainL, kInfo, 0, "Logger: %s Setting the module levels module %d \n", __func__,
+        _module.load());
+  for (int module = 1; module < maxlogL; ++module) {
+    if (const auto& level = _logconfig.levels[static_cast<size_t>(module)]) {
+      SetModuleLevel(module, *level);
+    }
+  }
+  {
+    std::lock_guard lock(log_mutex_);
+    _rotateSize = _logconfig.rotateSize;
+  }
+  _forceRotateSignal = false;
+}
+
+// The word is what a later reader of the rotated logs looks for to learn the day of the lines after
+// it, as lines have the time only. Month from 0, years since 1900.
+void logger_mgr::LogDateMarker(int level) {
+  const timespec now = platform::Machine().Clock().Realtime();
+  tm local{};
+  localtime_r(&now.tv_sec, &local);
+  char date[64];
+  std::snprintf(date, sizeof date, "%02d%02d%02d", local.tm_year, local.tm_mon, local.tm_mday);
+  print(dateL, level, 0, "%s %s\n", date, "UsedforNakLogDateCheck");
+}
+
+int logger_mgr::CheckUpdate() {
+  // A log collection takes minutes; the ticks that fall due meanwhile have nothing to add.
+  std::unique_lock updating(update_mutex_, std::try_to_lock);
+  if (!updating) return 0;
+  const timespec now = platform::Machine().Clock().Realtime();
+  tm local{};
+  char text[32] = "";
+  if (localtime_r(&now.tv_sec, &local) != nullptr) {
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+  }
+  print(dateL, kNotice, 0, "%s\n", text);
+  LogDateMarker(kNotice);
+  if (_forceRotateSignal.exchange(false)) RotateLogFile(kReopenFlags, 1);
+  if (const auto send = _sendForceRotate.load()) ServeCollectionRequests(*this, send);
+  CheckConfig();
+  CheckDrives();
+  return 0;
+}
+
+void logger_mgr::CheckConfig() {
+  const platform::UniqueFd config(OpenConfig(_configfile));
+  if (!config) {
+    print(mainL, kError, 0, "Logger: %s Log configfile open error %s:%s \n", __func__,
+          _configfile.c_str(), std::strerror(errno));
+    return;
+  }
+  ::fsync(config.Get());
+  std::int64_t time = 0;
+  if (!ModificationTime(config.Get(), time)) {
+    print(mainL, kError, 0, "Logger: %s logconfig fstat error:%d:%s \n", __func__, errno,
+          std::strerror(errno));
+    return;
+  }
+  if (time == _oldtime) {
+    print(mainL, kInfo, 0, "Logger: %s Logging level not changed \n", __func__);
+    return;
+  }
+  // An older file is one that was put back: its time counts, so that its next change is noticed.
+  const bool newer = time > _oldtime;
+  _oldtime = time;
+  print(mainL, kNotice, 0,
+        newer ? "Logger: %s Logging level changed \n" : "Logger: %s RESEETTING THE OLDTIME \n",
+        __func__);
+  if (newer && ReadConfigFile(config.Get()) == 0) SetModuleLogLevels();
+}
+
+void logger_mgr::CheckDrives() {
+  if (IsMainModule() && _sendForceRotate.load() == nullptr) return;
+  if (drives_.check == nullptr) return;
+  if (drives_.busy != nullptr && drives_.busy()) return;
+  if (drives_.done != nullptr && drives_.done()) return;
+  print(mainL, kNotice, 0, "Networkdrives from logger\n");
+  drives_.check();
+}
+
+int LogCallBack(void*) { return logger_mgr::GetLogger()->CheckUpdate(); }
 
 }  // namespace Logger

@@ -1,0 +1,334 @@
+// The rotation of the log: what logger_mgr does when the live log has grown too large.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "common/log/build_info.h"
+#include "common/log/log_files.h"
+#include "common/log/logger_mgr.h"
+#include "platform/backend.h"
+
+namespace Logger {
+namespace {
+
+constexpr std::int64_t _onekb = 1024;
+/// A file of the ring takes logs until it would reach this.
+constexpr std::int64_t kRingFileBytes = 21504 * _onekb;
+constexpr char _stagingdir[] = "/staging/";
+constexpr mode_t kLogMode = 0755;
+/// Checks, one in 100 calls of print, that pass before something that failed is tried again.
+constexpr int kRetryChecks = 10;
+
+/// Where each module finds the files of the others, by module id.
+constexpr std::array kMounts = {"/mnt/main", "/mnt/meas", "/mnt/src"};
+
+struct Daemon {
+  std::string_view name;
+  const char* log;
+  int module;
+};
+constexpr Daemon kDaemons[] = {
+    {"TOS", "toslog", kMainOwner},
+    {"MOS", "moslog", kMeasOwner},
+    {"SOS", "soslog", kSourceOwner},
+    {"ETHB", "ethblog", kMainOwner},
+};
+
+constexpr std::size_t kNumberFileNameLimit = 64;
+constexpr std::size_t kNumberFileNameFrame = 26;  // directory and ".txt"
+
+const Daemon* FindDaemon(const char* name) {
+  for (const Daemon& daemon : kDaemons) {
+    if (daemon.name == name) return &daemon;
+  }
+  return nullptr;
+}
+
+/// The daemon's ring as seen from `module`: its directory and the log's name.
+std::string RingPath(const Daemon& daemon, int module) {
+  const std::string here =
+      daemon.module == module ? "" : kMounts[static_cast<std::size_t>(daemon.module)];
+  return here + kBackupDirectory + daemon.log;
+}
+
+/// The roots that hold a copy of the ring: this module's own and the mounts of the others.
+std::vector<std::string> Places(int module) {
+  std::vector<std::string> places = {""};
+  for (std::size_t other = 0; other < kMounts.size(); ++other) {
+    if (static_cast<int>(other) != module) places.emplace_back(kMounts[other]);
+  }
+  return places;
+}
+
+std::int64_t FileSize(const std::string& path) {
+  struct stat status {};
+  return ::stat(platform::Machine().Path(path).c_str(), &status) == 0 ? status.st_size : -1;
+}
+
+std::optional<RotationNumbers> ReadNumbers(const std::string& path) {
+  const auto text = ReadText(path, kMaxNumberFileBytes);
+  return text ? ParseNumberFile(*text) : std::nullopt;
+}
+
+}  // namespace
+
+int logger_mgr::SetDefaultRotationParameters(const char* logfile) {
+  const std::string path = logfile;
+  const std::string name = path.substr(path.find_last_of('/') + 1);
+  if (name.empty()) {
+    Complain("rotation name error logfile %s\n", logfile);
+    return -1;
+  }
+  if (name.size() + kNumberFileNameFrame >= kNumberFileNameLimit) {
+    Complain("rotation name length error name %s\n", name.c_str());
+    return -1;
+  }
+  _logfile = path;
+  _rotationNamePtr = name;
+  _rotationNumberFileName = kBackupDirectory + name + ".txt";
+  _rotationCollectPath = name.starts_with("sos")   ? "/mnt/src/"
+                         : name.starts_with("mos") ? "/mnt/meas/"
+                                                   : kBackupDirectory;
+  _rotationAtBoot = _rotationNext = 1;
+  _rotationCurrent = kRingFiles;
+  _rotationCount = 0;
+  return 0;
+}
+
+// True when a rotation is due; it is then this thread's.
+bool logger_mgr::ClaimRotation(int force, std::int64_t& live, int& error) {
+  std::lock_guard lock(log_mutex_);
+  if (!rotates_ || _rotationEnable == 0) return false;
+  struct stat status {};
+  if (::fstat(_logfd, &status) != 0) {
+    error = errno;
+    return false;
+  }
+  live = status.st_size;
+  if (force == 0) {
+    if (live < _maxlogsize && live <= _onekb * _rotateSize) return false;
+    if (back_off_ > 0) {
+      --back_off_;
+      return false;
+    }
+  }
+  _rotationEnable = 0;
+  return true;
+}
+
+void logger_mgr::ReleaseClaim() {
+  std::lock_guard lock(log_mutex_);
+  back_off_ = kRetryChecks;
+  _rotationEnable = 1;
+}
+
+int logger_mgr::RotateLogFile(int flags, int force) {
+  RetryBackup();
+  std::int64_t live = 0;
+  int error = 0;
+  if (!ClaimRotation(force, live, error)) {
+    if (error == 0) return 0;
+    print(mainL, kError, 0, "fstat error %d path %s error %s\n", error, _logfile.c_str(),
+          std::strerror(error));
+    return -1;
+  }
+  print(mainL, kNotice, 0, "Logger: Force Rotate %d\n", force);
+  const int next = _rotationNext;
+  NameRotation(live);
+  if (const int result = SwapLog(flags); result < 0) {
+    _rotationNext = next;
+    ReleaseClaim();
+    return result;
+  }
+  print(mainL, kNotice, 0, "staging done\n");
+  LogDateMarker(kWarning);
+  const int number = _rotationCount + 1;
+  if (!QueueBackup()) {
+    print(mainL, kError, 0, "Logger: %s COULD NOT QUEUE IN PTHREAD TO LOG THE FILE logname %s \n",
+          __func__, rotation_.modified.c_str());
+    BackupLater();
+  }
+  print(mainL, kNotice, 0, "LOG ROTATION #%d, File size copied %d\n", number,
+        static_cast<int>(live));
+  print(mainL, kNotice, 0, "hgrev %s, hgsumm %s, hgbranch %s \n", hgrev, hgsumm, hgbranch);
+  return 0;
+}
+
+// Chooses the ring's file: the newest one as long as it has room for this log, else the next.
+void logger_mgr::NameRotation(std::int64_t live) {
+  _modifiedlogname.clear();
+  _bootlogname.clear();
+  if (_rotationCount == 0) {
+    _rotationNext = ReadNumbers(_rotationNumberFileName).value_or(RotationNumbers{}).next;
+    _rotationAtBoot = _rotationNext;
+    _bootlogname = _rotationNamePtr + ".boot";
+  }
+  _rotationCurrent = RingBefore(_rotationNext);
+  const std::string newest = kBackupDirectory + RingName(_rotationNamePtr, _rotationCurrent);
+  std::int64_t size = FileSize(newest);
+  if (size < 0) {
+    print(mainL, kWarning, 0, "stat error path %s error %s\n", newest.c_str(),
+          std::strerror(errno));
+    size = kRingFileBytes;
+  }
+  _append = live + size < kRingFileBytes ? 1 : 0;
+  if (_append != 0) {
+    _modifiedlogname = RingName(_rotationNamePtr, _rotationCurrent);
+    _rotationNext = RingBefore(_rotationNext);  // the completion steps forward again
+  } else {
+    _modifiedlogname = RingName(_rotationNamePtr, _rotationNext);
+  }
+  _copytostaging = _stagingdir + _modifiedlogname;
+  rotation_.logger = this;
+  rotation_.modified = _modifiedlogname;
+  rotation_.boot = _bootlogname;
+  rotation_.append = _append != 0;
+}
+
+// The copy and the truncation are one step for everybody who prints. What fails before the log has
+// been opened anew leaves it as it is. Returns the new descriptor or the failure.
+int logger_mgr::SwapLog(int flags) {
+  auto& machine = platform::Machine();
+  std::lock_guard lock(log_mutex_);
+  ::fsync(_logfd);
+  // From the descriptor: the lines count, even when somebody has removed the name.
+  if (FileCopy(_logfd, _copytostaging) != 0) {
+    PrintLocked(mainL, kError, "Logger: cannot copy the log to %s: %s\n", _copytostaging.c_str(),
+                std::strerror(errno));
+    return -1;
+  }
+  const int fresh = ::open(machine.Path(_logfile).c_str(), flags, kLogMode);
+  if (fresh < 0) {
+    PrintLocked(mainL, kError, "logfile open error %s \n", std::strerror(errno));
+    ::unlink(machine.Path(_copytostaging).c_str());
+    return fresh;
+  }
+  for (int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    const int got = ::dup2(fresh, standard);
+    if (got < 0) {
+      PrintLocked(mainL, kError, "Logger: dup2(%d) error: %s\n", standard, std::strerror(errno));
+    } else if (got != standard) {
+      PrintLocked(mainL, kWarning, "Logger: dup(%d) warning: %d differs from %d\n", fresh, got,
+                  standard);
+    }
+  }
+  // The standard descriptors are the fresh log by now, also when the old one was one of them.
+  const int old = std::exchange(_logfd, fresh);
+  if (old > STDERR_FILENO) ::close(old);
+  back_off_ = 0;
+  return fresh;
+}
+
+bool logger_mgr::QueueBackup() {
+  const BackgroundQueue queue = background_queue_;
+  return queue != nullptr && queue("BackupLogfile", &logger_mgr::BackupLogfile, &rotation_) == 0;
+}
+
+// The rotation stays this log's only one until its backup has been made. Comes last: from here on
+// another thread may take it up.
+void logger_mgr::BackupLater() {
+  std::lock_guard lock(log_mutex_);
+  rotation_.retries = kRetryChecks;
+  check_due_ = true;
+}
+
+void logger_mgr::RetryBackup() {
+  {
+    std::lock_guard lock(log_mutex_);
+    if (_rotationEnable != 0 || rotation_.retries == 0) return;
+    check_due_ = true;
+    if (--rotation_.retries > 0) return;
+  }
+  if (QueueBackup()) return;
+  print(mainL, kError, 0, "COULD NOT QUEUE IN PTHREAD TO LOG THE FILE logname %s \n",
+        rotation_.modified.c_str());
+  BackupLater();
+}
+
+int logger_mgr::BackupLogfile(void* data) {
+  const auto& record = *static_cast<RotationRecord*>(data);
+  logger_mgr& logger = *record.logger;
+  const auto places = Places(logger._module);
+  const std::string staged = _stagingdir + record.modified;
+  if (!logger.StoreStaged(record, places) && !logger.LogIsFull()) {
+    // Kept until some place takes it: the live log goes on growing up to its limit.
+    logger.BackupLater();
+    return -1;
+  }
+  if (::unlink(platform::Machine().Path(staged).c_str()) != 0) {
+    print(mainL, kError, 0, "unlink err in %s.%d, path %s, error %s\n", __func__, __LINE__,
+          staged.c_str(), std::strerror(errno));
+  }
+  logger.WriteRotationNumberFile(places);
+  logger.RotationComplete();
+  return 0;
+}
+
+// True when at least one place has the log.
+bool logger_mgr::StoreStaged(const RotationRecord& record,
+                             const std::vector<std::string>& places) const {
+  const std::string staged = _stagingdir + record.modified;
+  const auto tell = [&](const std::string& target, int result) {
+    if (result == 0) return true;
+    print(mainL, kWarning, 0, "Logger: cannot store %s: %s\n", target.c_str(),
+          std::strerror(errno));
+    return false;
+  };
+  bool stored = false;
+  for (const std::string& place : places) {
+    const std::string directory = place + kBackupDirectory;
+    const std::string target = directory + record.modified;
+    const bool done =
+        tell(target, record.append ? CatTwoFiles(staged, target) : FileCopy(staged, target));
+    stored = stored || done;
+    if (!record.boot.empty()) {
+      const std::string boot = directory + record.boot;
+      tell(boot, FileCopy(staged, boot));
+    }
+  }
+  return stored;
+}
+
+bool logger_mgr::LogIsFull() const {
+  std::lock_guard lock(log_mutex_);
+  struct stat status {};
+  return ::fstat(_logfd, &status) == 0 && status.st_size >= _maxlogsize;
+}
+
+void logger_mgr::WriteRotationNumberFile(const std::vector<std::string>& places) const {
+  const std::string text = FormatNumberFile({_rotationAtBoot, RingAfter(_rotationNext)},
+                                            _rotationCount, kBackupDirectory, _rotationNamePtr);
+  for (const std::string& place : places) {
+    if (WriteText(place + _rotationNumberFileName, text) != 0) {
+      print(mainL, place.empty() ? kError : kWarning, 0, "open error %s\n", std::strerror(errno));
+    }
+  }
+}
+
+void logger_mgr::RotationComplete() {
+  _rotationNext = RingAfter(_rotationNext);
+  ++_rotationCount;
+  std::lock_guard lock(log_mutex_);
+  _rotationEnable = 1;
+}
+
+int logger_mgr::GetRotationNext(const char* daemon) const {
+  const Daemon* found = FindDaemon(daemon);
+  if (found == nullptr) return -1;
+  const auto numbers = ReadNumbers(RingPath(*found, _module) + ".txt");
+  return numbers ? numbers->next : -1;
+}
+
+std::int64_t logger_mgr::checkSize(const char* daemon) const {
+  const int next = GetRotationNext(daemon);
+  if (next < 0) return -1;
+  return FileSize(RingName(RingPath(*FindDaemon(daemon), _module), RingBefore(next)));
+}
+
+}  // namespace Logger
