@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
 #include "mos/meas_mgr.h"
 
 namespace Mos {
@@ -72,6 +73,7 @@ int MeasMgr::Handle(Common::ZmbMessage* msg) {
   auto* head = reinterpret_cast<Msg::HmpMsgHead*>(buffer);
   if (size > 0) std::memcpy(buffer, frame, std::min(size, sizeof *head));
   head->Show(Logger::kInfo);
+  Msg::ghmp->SetCurrentMsg(head->opcode);
 
   int result = kBadRecord;
   const auto* request = static_cast<const Msg::HmpMsgHead*>(frame);

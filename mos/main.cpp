@@ -11,18 +11,23 @@
 
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/build_info.h"
+#include "common/log/eventlog.h"
 #include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "common/msg/hmp_error_rep.h"
 #include "libs/zmb/src/zmb_log.h"
 #include "mos/daemonize.h"
 #include "mos/meas_mgr.h"
 #include "mos/options.h"
 #include "mos/process_flags.h"
+#include "mos/process_objects.h"
 #include "mos/signals.h"
 #include "platform/backend.h"
 #include "platform/log_hook.h"
 
 namespace {
 
+using Logger::eventlog;
 using Logger::kError;
 using Logger::kNotice;
 using Logger::logger_mgr;
@@ -30,19 +35,18 @@ using Logger::mainL;
 
 constexpr char kLogPath[] = "/var/volatile/moslog";
 constexpr char kLockPath[] = "/tmp/moslock";
+constexpr char kLogConfigPath[] = "/varek/config/q5logging.cfg";
+constexpr int kLogLimit = 20971520;  // bytes
 constexpr char kBuildInfoPath[] = "/tmp/buildinfo";
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 // The rooms below the log write through hooks; give each its module.
 template <int Module>
-void WriteHook(int level, const char* format, std::va_list args) {
-  logger_mgr::vprint(Module, level, format, args);
-}
-
-void ConnectLogHooks() {
-  platform::log_hook.Connect(WriteHook<Logger::commonlibL>);
-  Common::zmb_log.Connect(WriteHook<Logger::zmbL>);
+void ConnectLogHook(platform::LogHook& hook) {
+  hook.Connect([](int level, const char* format,
+                  std::va_list args) { logger_mgr::vprint(Module, level, format, args); },
+               [](int level) { return logger_mgr::LogSamples(Module, level); });
 }
 
 File OpenBuildInfo() {
@@ -82,13 +86,16 @@ void PrintBanner(std::FILE* build_info) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  ConnectLogHooks();
+  ConnectLogHook<Logger::commonlibL>(platform::log_hook);
+  ConnectLogHook<Logger::zmbL>(Common::zmb_log);
   Mos::Options options;
   if (auto status = Mos::ParseOptions(argc, argv, options)) return *status;
   Mos::ValidOptions();
   if (!Mos::foreground) Mos::daemonize(kLogPath, kLockPath);
   Mos::AllowCoreDumps();
   Mos::InstallSignalHandlers();
+  eventlog::GetEventLog("moseventlog")->Init(Msg::MEAS_MODULE);
+  logger_mgr::GetLogger()->Init(kLogConfigPath, Msg::MEAS_MODULE, Mos::logfd, kLogPath, kLogLimit);
   logger_mgr::print(mainL, kNotice, 0, "Logging starts %d\n", static_cast<int>(::getpid()));
   platform::Machine().SystemLog("mosdaemon", LOG_INFO, "MOS logging starts \n");
 
@@ -96,11 +103,14 @@ int main(int argc, char* argv[]) {
   Dev::FpgaDev* fpga = OpenFpga(options.check_board);
   if (fpga == nullptr) return -1;
   PrintBanner(build_info.get());
+  Msg::HmpErrorRep::InitMajorErrors();
   Mos::g_fpgafd = fpga->GetDeviceFd();
 
   Mos::MeasMgr& manager = Mos::MeasMgr::CreateMeasMgr(options.id.c_str(), options.port);
   Mos::MeasMgr::SetInstance(&manager);
   manager.SetEeXmlOpt(options.skip_ee2xml);
+  monitor::Init();
+  Mos::logmonitor.AddTimer(2, SECSE, Logger::LogCallBack, nullptr);
   build_info.reset();
 
   if (manager.Init(fpga->GetRevision()) < 0) {
@@ -108,6 +118,7 @@ int main(int argc, char* argv[]) {
                       options.id.c_str(), options.port);
     return 1;
   }
+  Msg::ghmp->serverReady = true;
   manager.Start();
   return 0;
 }

@@ -1,12 +1,18 @@
 #include "mos/meas_mgr.h"
 
+#include <utility>
+
+#include "common/dev/fpga/fpga_dev.h"
 #include "common/log/logger_mgr.h"
-#include "mos/deferred_work.h"
+#include "common/msg/hmp_data.h"
+#include "mos/process_flags.h"
+#include "mos/process_objects.h"
 
 namespace Mos {
 
 using Logger::logger_mgr;
 using Logger::measurementL;
+using Msg::ghmp;
 
 MeasMgr* MeasMgr::_instance = nullptr;
 
@@ -24,13 +30,40 @@ int MeasMgr::Init() { return ZmbSimpleServant::Init(); }
 
 int MeasMgr::Init(int) {
   if (Init() < 0) return -1;
+  ReadConfiguration();
+  if (StartDeferredWork() < 0) return -1;
+  ghmp->SetFFT900(run_fft900);
+  ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
+  logger_mgr::print(measurementL, Logger::kNotice, 0, "mos fe tcp port%d\n",
+                    static_cast<std::uint16_t>(GetDefFeTcpPort()));
+  ghmp->CheckNetworkDrives();
+  logger_mgr::print(measurementL, Logger::kNotice, 0, "Init done \n");
+  return 0;
+}
+
+void MeasMgr::ReadConfiguration() {
+  InitConfigFile(_varekconfig, kConfigPath);  // without it, everything takes its default
+  Msg::HMPData& data = Msg::HMPData::GetHMPData(_varekconfig, Msg::MEAS_MODULE);
+  Msg::HmpLinks links;
+  links.read_fpga_register = [](int offset, unsigned int& value) {
+    Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+    return fpga == nullptr ? -1 : fpga->ReadReg(offset, value);
+  };
+  data.SetLinks(std::move(links));
+  _daemonconfig = SetConfigParameters(_varekconfig, data);
+  logger_mgr::GetLogger()->SetNetworkDrives({
+      .busy = [] { return ghmp->MountBusy(); },
+      .done = [] { return ghmp->networkmountdone.load(); },
+      .check = [] { ghmp->CheckNetworkDrives(); },
+  });
+}
+
+int MeasMgr::StartDeferredWork() {
   for (pthreadobj* deferred : {&pt, &nakpt}) {
     deferred->Init();
     if (deferred->Start() != 0) return -1;
   }
-  logger_mgr::print(measurementL, Logger::kNotice, 0, "mos fe tcp port%d\n",
-                    static_cast<std::uint16_t>(GetDefFeTcpPort()));
-  logger_mgr::print(measurementL, Logger::kNotice, 0, "Init done \n");
+  logger_mgr::GetLogger()->SetBackgroundQueue(QueueOnPt);
   return 0;
 }
 

@@ -6,12 +6,14 @@
 
 #include <array>
 #include <cstdint>
+#include <libconfig.h++>
 #include <string>
 
 #include "common/msg/hmp_error_rep.h"
 #include "common/msg/hmp_records.h"
 #include "libs/zmb/src/zmb_message.h"
 #include "libs/zmb/src/zmb_simple_servant.h"
+#include "mos/daemon_config.h"
 
 namespace Mos {
 
@@ -41,6 +43,8 @@ class MeasMgr : public Servant::ZmbSimpleServant {
   void SetFeUris() override;
 
   void SetEeXmlOpt(int skip) { _skip_ee2xml = skip; }
+  /// What the configuration sets for rooms of its own; valid after Init(int).
+  const DaemonConfig& GetDaemonConfig() const { return _daemonconfig; }
 
   // Handlers, named after their opcodes. Each takes the request in place in its bus frame, at least
   // as long as the record, and a reply whose header is the request's and whose rest is 0. They give
@@ -53,7 +57,13 @@ class MeasMgr : public Servant::ZmbSimpleServant {
   int HandleMsg46(const Msg::HmpAckProgressReq* request, Msg::HmpAckProgressRep* reply);
 
  private:
+  void ReadConfiguration();
+  int StartDeferredWork();
+
   static MeasMgr* _instance;
+
+  libconfig::Config _varekconfig;
+  DaemonConfig _daemonconfig;
 
   int _skip_ee2xml = 0;
 };

@@ -6,13 +6,16 @@
 #include <string>
 #include <string_view>
 
+#include "common/log/eventlog.h"
 #include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
 #include "mos/meas_mgr.h"
 #include "platform/backend.h"
 
 namespace Mos {
 namespace {
 
+using Logger::eventlog;
 using Logger::logger_mgr;
 using Logger::measurementL;
 
@@ -46,6 +49,15 @@ std::string ReadFirmwareVersion() {
   return version;
 }
 
+// The trace of a test begins with the host's message.
+template <class Request>
+void NoteRequest(const Request& request) {
+  const short opcode = request.opcode;
+  eventlog::GetEventLog("moseventlog")
+      ->CaptureEvent(Logger::kInfo, Logger::HMP_MESSAGE_RECEIVED, &opcode);
+  request.Show(Logger::kInfo);
+}
+
 // A text field of a record: cut to the field less its terminator, the rest 0.
 template <size_t N>
 void SetText(char (&field)[N], std::string_view text) {
@@ -56,7 +68,8 @@ void SetText(char (&field)[N], std::string_view text) {
 }  // namespace
 
 int MeasMgr::HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep* reply) {
-  request->Show(Logger::kInfo);
+  Msg::ghmp->ClearBootErrorCodes();  // a host that reads the versions has seen the boot's result
+  NoteRequest(*request);
   SetText(reply->meas_version, ReadFirmwareVersion());
   SetText(reply->desc, "None");
   SetText(reply->main_version, "N/A");
@@ -68,13 +81,13 @@ int MeasMgr::HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep
 }
 
 int MeasMgr::HandleMsg21(const Msg::HmpFWUpdateInitReq* request, Msg::HmpFWUpdateInitRep* reply) {
-  request->Show(Logger::kInfo);
+  NoteRequest(*request);
   reply->SetAck();
   return 0;
 }
 
 int MeasMgr::HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTimeOfDayRep* reply) {
-  request->Show(Logger::kInfo);
+  NoteRequest(*request);
   const timespec time{static_cast<time_t>(request->secondsSinceEpoch), 0};
   // A clock that cannot be set is not the host's concern: it is answered with an ACK all the same.
   platform::Machine().SetRealtime(time);
@@ -85,13 +98,13 @@ int MeasMgr::HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTime
 }
 
 int MeasMgr::HandleMsg36(const Msg::HmpStartRowReq* request, Msg::HmpStartRowRep* reply) {
-  request->Show(Logger::kInfo);
+  NoteRequest(*request);
   reply->SetAck();
   return 0;
 }
 
 int MeasMgr::HandleMsg38(const Msg::HmpMiscConfigReq* request, Msg::HmpMiscConfigRep* reply) {
-  request->Show(Logger::kInfo);
+  NoteRequest(*request);
   // The calibration dates, the line frequency and the compatibility index go out as 0: nothing in
   // the daemon knows them.
   reply->SetAck();
@@ -99,7 +112,7 @@ int MeasMgr::HandleMsg38(const Msg::HmpMiscConfigReq* request, Msg::HmpMiscConfi
 }
 
 int MeasMgr::HandleMsg46(const Msg::HmpAckProgressReq* request, Msg::HmpAckProgressRep* reply) {
-  request->Show(Logger::kInfo);
+  NoteRequest(*request);
   // status[0] is the status of the channels, which is 0 as long as there are none.
   reply->SetAck();
   return 0;

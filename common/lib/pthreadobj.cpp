@@ -1,6 +1,7 @@
 #include "common/lib/pthreadobj.h"
 
 #include <cstdio>
+#include <utility>
 
 #include "common/log/logger_mgr.h"
 
@@ -19,21 +20,26 @@ int pthreadobj::Init() {
   return 0;
 }
 
+// Nothing is logged under avlock: a log line may start a rotation of the log, which posts work
+// here.
+
 int pthreadobj::SetCallbackFunction(const char* name, Callback callback, void* data) {
-  std::unique_lock lock(avlock);
-  if (available < 1) {
-    const int index = freeindex;
-    lock.unlock();  // a print may rotate the log, which posts work here
-    logger_mgr::print(Logger::mainL, Logger::kWarning, 0, "pt:No free index %d \n", index);
-    return -1;
+  int index = -1;
+  {
+    std::lock_guard lock(avlock);
+    index = freeindex;
+    if (available > 0) {
+      Slot& slot = slots_[static_cast<size_t>(freeindex)];
+      slot.callback = callback;
+      slot.data = data;
+      std::snprintf(slot.name, sizeof slot.name, "%s", name);
+      freeindex = (freeindex + 1) % kSlots;
+      --available;
+      return 0;
+    }
   }
-  Slot& slot = slots_[static_cast<size_t>(freeindex)];
-  slot.callback = callback;
-  slot.data = data;
-  std::snprintf(slot.name, sizeof slot.name, "%s", name);
-  freeindex = (freeindex + 1) % kSlots;
-  --available;
-  return 0;
+  logger_mgr::print(Logger::mainL, Logger::kWarning, 0, "pt:No free index %d \n", index);
+  return -1;
 }
 
 void pthreadobj::Release() {
@@ -50,13 +56,15 @@ int pthreadobj::TakeWork() {
 }
 
 void pthreadobj::FinishWork(int index) {
-  Slot& slot = slots_[static_cast<size_t>(index)];
-  // Before the lock: a print may rotate the log, which posts work here.
-  logger_mgr::print(Logger::mainL, Logger::kDebug, 0, "finished thread function %s\n", slot.name);
-  std::lock_guard lock(avlock);
-  ++available;
-  startflag = false;
-  slot = Slot{};
+  Slot finished;
+  {
+    std::lock_guard lock(avlock);
+    finished = std::exchange(slots_[static_cast<size_t>(index)], Slot{});
+    ++available;
+    startflag = false;
+  }
+  logger_mgr::print(Logger::mainL, Logger::kDebug, 0, "finished thread function %s\n",
+                    finished.name);
 }
 
 void pthreadobj::Run() {

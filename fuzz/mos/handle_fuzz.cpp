@@ -3,11 +3,14 @@
 #include <cstdint>
 #include <memory>
 
+#include "common/msg/hmp_data.h"
 #include "mos/meas_mgr.h"
 #include "tests/platform/bare_machine.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
   static platform::MachineInPlace<> machine;
+  static libconfig::Config config;
+  Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
   static Mos::MeasMgr manager(nullptr, 0);
 
   // Half of the inputs get a right sum, so that the fuzzer reaches the handlers.

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 
+#include "common/msg/hmp_data.h"
 #include "mos/meas_mgr.h"
 #include "tests/common/msg/wire.h"
 #include "tests/platform/bare_machine.h"
@@ -48,6 +49,8 @@ class HandleTest : public testing::Test {
 
   platform::MachineInPlace<Machine> in_place;
   Machine& machine = in_place.instrument;
+  libconfig::Config config;
+  Msg::HMPData& shared = Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
   Mos::MeasMgr manager{nullptr, 0};
   int result = 0;
 };
@@ -173,6 +176,21 @@ TEST_F(HandleTest, VersionsWithoutAFileAreEmpty) {
   Bytes reply = Ask(WireRecord(0x1F));
   ASSERT_EQ(reply.size(), 169u);
   EXPECT_EQ(reply[55], 0);
+}
+
+TEST_F(HandleTest, VersionsClearTheBootErrors) {
+  shared.SetErrorCode(1536);
+  shared.SetErrorCode(448);
+  Ask(WireRecord(0x1F));
+  EXPECT_TRUE(shared.IsErrorCodeNew(1536));
+  EXPECT_FALSE(shared.IsErrorCodeNew(448));
+}
+
+TEST_F(HandleTest, TheOpcodeIsKnownToOtherThreadsEvenOfABadRecord) {
+  Ask(With(WireRecord(7), 6, 0x55));
+  EXPECT_TRUE(shared.IsHmpStopMsg());
+  Ask(WireRecord(4));
+  EXPECT_TRUE(shared.IsHmpUpdateMsg());
 }
 
 TEST_F(HandleTest, TimeOfDayReachesTheClock) {

@@ -1,8 +1,0 @@
-#include "mos/deferred_work.h"
-
-namespace Mos {
-
-pthreadobj pt;
-pthreadobj nakpt;
-
-}  // namespace Mos

@@ -1,0 +1,15 @@
+#include "mos/process_objects.h"
+
+namespace Mos {
+
+pthreadobj pt;
+pthreadobj nakpt;
+monitor logmonitor("logmonitorm");
+
+int QueueOnPt(const char* name, int (*work)(void*), void* data) {
+  if (pt.SetCallbackFunction(name, work, data) != 0) return -1;
+  pt.Release();
+  return 0;
+}
+
+}  // namespace Mos
