@@ -3,7 +3,7 @@
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 pkg_check_modules(ZMQ REQUIRED IMPORTED_TARGET libzmq)
-pkg_check_modules(LIBCONFIGPP REQUIRED IMPORTED_TARGET libconfig++)
+pkg_check_modules(LIBCONFIG REQUIRED IMPORTED_TARGET libconfig++)
 
 add_library(q5_options INTERFACE)
 target_include_directories(q5_options INTERFACE ${CMAKE_SOURCE_DIR})
