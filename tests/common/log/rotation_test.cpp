@@ -244,11 +244,13 @@ TEST_F(RotationTest, NoLineIsTornOrLostWhileEightThreadsWrite) {
   static pthreadobj background;
   background.Init();
   background.Start();
+  static std::atomic<int> rotations{0};
   WriteConfig("Q5Logging: { mosmgr = 7; rotateSize = 64; };");
   AsDaemon([&](logger_mgr& logger) {
     logger.SetBackgroundQueue([](const char* name, int (*work)(void*), void* data) {
       const int result = background.SetCallbackFunction(name, work, data);
       if (result == 0) background.Release();
+      ++rotations;
       return result;
     });
     std::vector<std::thread> threads;
@@ -272,10 +274,8 @@ TEST_F(RotationTest, NoLineIsTornOrLostWhileEightThreadsWrite) {
 
   std::vector<int> next(kThreads, 0);
   std::istringstream lines(all);
-  int rotations = 0, wrong = 0;
+  int wrong = 0;
   for (std::string line; std::getline(lines, line);) {
-    rotations +=
-        line.find("hgrev") != std::string::npos || line.find("UsedforNak") != std::string::npos;
     const auto start = line.find("meas:5 line ");
     if (start == std::string::npos) {
       wrong += line.find("abc") != std::string::npos;
@@ -292,7 +292,7 @@ TEST_F(RotationTest, NoLineIsTornOrLostWhileEightThreadsWrite) {
   }
   EXPECT_EQ(wrong, 0);
   EXPECT_THAT(next, testing::Each(kLines));
-  EXPECT_FALSE(Read(Ring(1)).empty());
+  EXPECT_GT(rotations, 5);
 }
 
 }  // namespace
