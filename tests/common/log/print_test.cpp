@@ -1,0 +1,103 @@
+// The line of the log, what is left out of it, and what does not fit.
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <thread>
+
+#include "tests/common/log/log_bench.h"
+
+// 930 characters, as the compiler wants to see a format.
+#define TEN "yyyyyyyyyy"
+#define HUNDRED TEN TEN TEN TEN TEN TEN TEN TEN TEN TEN
+#define LONG_FORMAT \
+  HUNDRED HUNDRED HUNDRED HUNDRED HUNDRED HUNDRED HUNDRED HUNDRED HUNDRED TEN TEN TEN
+
+namespace {
+
+using namespace log_bench;
+using namespace Logger;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+
+TEST_F(LogTest, LinesHaveTimeModuleAndLevelAndFiltersHold) {
+  machine.clock.SetRealtime({86400 * 365 + 3661, 42});
+  AsDaemon([&](logger_mgr&) {
+    fs::resize_file(At(kLog), 0);
+    logger_mgr::print(measurementL, 7, 0, "%s.%d: shown\n", "f", 1);
+    logger_mgr::print(measurementL, 8, 0, "hidden\n");
+    logger_mgr::print(acquisitionL, 1, 0, "hidden\n");  // has no key: level 0
+    logger_mgr::print(0, 0, 0, "hidden\n");
+    logger_mgr::print(maxlogL, 0, 0, "hidden\n");
+    logger_mgr::print(-1, 0, 0, "hidden\n");
+  });
+  EXPECT_THAT(Read(kLog),
+              MatchesRegex("[0-2][0-9]:[0-5][0-9]:01.000000042      meas:7 f.1: shown\n"));
+}
+
+TEST_F(LogTest, LongLinesAreCutAndToldAndDebugTellsLengths) {
+  int cut = 0;
+  AsDaemon([&](logger_mgr&) {
+    fs::resize_file(At(kLog), 0);
+    cut = logger_mgr::print(measurementL, 5, 0, "%s\n", std::string(5000, 'x').c_str());
+    logger_mgr::print(measurementL, 5, 0, LONG_FORMAT "%s", "\n");
+    logger_mgr::SetModuleLevel(debuglogprintL, 6);
+    logger_mgr::print(measurementL, 5, 0, "abc\n");
+    logger_mgr::SetModuleLevel(debuglogprintL, 0);
+  });
+  EXPECT_EQ(cut, 1024);
+  const std::string log = Read(kLog);
+  EXPECT_EQ(log.find('\n'), 1023u);
+  EXPECT_THAT(log, HasSubstr("LOG STRING IS APPROACHING ITS MAX LENGTH 932 yyy"));
+  EXPECT_THAT(log, HasSubstr("length of str 35 fmt 4 abc\n"));
+}
+
+TEST_F(LogTest, AFullDiskLeavesNoHalfLine) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  ::getrlimit(RLIMIT_FSIZE, &before);
+  int failed = 0;
+  AsDaemon([&](logger_mgr&) {
+    fs::resize_file(At(kLog), 0);
+    rlimit limit{250, before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    for (int i = 0; i < 10; ++i) {
+      failed += logger_mgr::print(measurementL, 5, 0, "%s\n", std::string(40, 'x').c_str()) < 0;
+    }
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    Say("room again");
+  });
+  EXPECT_GT(failed, 0);
+  std::istringstream lines(Read(kLog));
+  int whole = 0;
+  for (std::string line; std::getline(lines, line); ++whole) {
+    EXPECT_THAT(line, testing::AnyOf(testing::EndsWith("meas:5 " + std::string(40, 'x')),
+                                     testing::EndsWith("meas:5 room again")));
+  }
+  EXPECT_EQ(whole, 10 - failed + 1);
+}
+
+TEST_F(LogTest, ShortLivedThreadsCountTowardsTheHundred) {
+  AsDaemon([&](logger_mgr& logger) {
+    logger.RotateLogFile(kReopenFlags, 1);  // so that every later look may ask again
+    Queue::RunAll();
+    Say(std::string(900, 'x'));
+    Say(std::string(900, 'x'));
+    Queue::asked = 0;
+    for (int i = 0; i < 200; ++i) {
+      std::thread([] { logger_mgr::print(acquisitionL, 7, 0, "filtered\n"); }).join();
+    }
+  });
+  EXPECT_GE(Queue::asked, 1);
+}
+
+TEST_F(LogTest, SpoilingSamplesIsForTwoLevelsOnly) {
+  for (int level : {0, 7, 100, 105, 110, 111}) {
+    logger_mgr::SetModuleLevel(acquisitionL, level);
+    EXPECT_EQ(logger_mgr::CorruptAcquisitionBeforeProcessing(), level == 100);
+    EXPECT_EQ(logger_mgr::CorruptAcquisitionAfterProcessing(), level == 110);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,298 @@
+// Rotation: the ring, the number file, what fails, and lines that many threads write meanwhile.
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <csignal>
+#include <map>
+#include <thread>
+
+#include "common/lib/pthreadobj.h"
+#include "tests/common/log/log_bench.h"
+
+namespace {
+
+using namespace log_bench;
+using namespace Logger;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr std::int64_t kRingFileBytes = 21504 * 1024;
+
+class RotationTest : public LogTest {
+ protected:
+  void Rotate(logger_mgr& logger, const std::string& text) {
+    Say(text);
+    logger.RotateLogFile(kReopenFlags, 1);
+    Queue::RunAll();
+  }
+  std::string Numbers() const { return Read("/media/mmcblk0p2/logs/moslog.txt").substr(0, 5); }
+};
+
+TEST_F(RotationTest, TheFirstLogOfABootGoesToTheRingAndToItsMounts) {
+  AsDaemon([&](logger_mgr& logger) { Rotate(logger, "first"); });
+  const std::string stored = Read(Ring(1));
+  EXPECT_THAT(stored, HasSubstr("meas:5 first\n"));
+  for (const char* place : {"", "/mnt/main", "/mnt/src"}) {
+    SCOPED_TRACE(place);
+    EXPECT_EQ(Read(place + Ring(1)), stored);
+    EXPECT_EQ(Read(place + std::string(kRing) + "moslog.boot"), stored);
+    EXPECT_THAT(Read(place + std::string(kRing) + "moslog.txt"),
+                StartsWith("1 2\n0: /media/mmcblk0p2/logs/moslog.02\n"));
+  }
+  EXPECT_FALSE(Exists("/staging/moslog.01"));
+  EXPECT_THAT(Read(kLog), Not(HasSubstr("first")));
+}
+
+TEST_F(RotationTest, ARingFileIsFilledBeforeTheNextIsTakenAndAfter20Comes1) {
+  std::string small, full;
+  AsDaemon([&](logger_mgr& logger) {
+    Rotate(logger, "one");
+    Rotate(logger, "two");
+    small = Numbers();
+    // one byte of room less than the log has
+    fs::resize_file(At(Ring(1)), kRingFileBytes - 1);
+    Rotate(logger, "three");
+    full = Numbers();
+    for (int number = 2; number <= 20; ++number) {
+      fs::resize_file(At(Ring(number)), kRingFileBytes);
+      Rotate(logger, "step");
+    }
+  });
+  EXPECT_EQ(small, "1 2\n0");
+  EXPECT_EQ(full, "1 3\n0");
+  EXPECT_THAT(Read("/mnt/main" + Ring(1)), HasSubstr("step"));  // 20 was full: 1 was taken again
+  EXPECT_THAT(Read(Ring(1)), Not(HasSubstr("two")));
+  EXPECT_THAT(Read(Ring(2)), HasSubstr("three"));
+  EXPECT_EQ(Numbers(), "1 2\n1");
+  EXPECT_FALSE(Exists(Ring(0)));
+  EXPECT_FALSE(Exists(Ring(21)));
+}
+
+TEST_F(RotationTest, ABootGoesOnWhereTheNumberFileSays) {
+  const struct {
+    const char* numbers;
+    int used;
+  } cases[] = {{"2 7\n", 7},     {"2 20\n", 20}, {"2 21\n", 1},         {"2 -1\n", 1},
+               {"rubbish\n", 1}, {"", 1},        {"9999999999 7\n", 1}, {"7", 1}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.numbers);
+    for (const auto& file : fs::directory_iterator(At(kRing))) fs::remove(file);
+    Write(std::string(kRing) + "moslog.txt", c.numbers);
+    AsDaemon([&](logger_mgr& logger) { Rotate(logger, "here"); });
+    EXPECT_THAT(Read(Ring(c.used)), HasSubstr("here"));
+    const int next = c.used % 20 + 1;
+    EXPECT_THAT(Read(std::string(kRing) + "moslog.txt"),
+                StartsWith(std::to_string(c.used) + " " + std::to_string(next) + "\n"));
+  }
+}
+
+TEST_F(RotationTest, TheSizeIsLookedAtOnEveryHundredthCall) {
+  std::array<int, 2> after{};
+  AsDaemon([&](logger_mgr&) {
+    Queue::asked = 0;
+    Say(std::string(900, 'x'));
+    Say(std::string(900, 'x'));  // above the 1 KiB of rotateSize
+    // The calls before are not known, so the hundredth is found first.
+    while (Queue::asked == 0) logger_mgr::print(acquisitionL, 7, 0, "filtered\n");
+    Queue::RunAll();
+    Say(std::string(900, 'x'));
+    Say(std::string(900, 'x'));
+    Queue::asked = 0;
+    for (int i = 0; i < 80; ++i) logger_mgr::print(acquisitionL, 7, 0, "filtered\n");
+    after[0] = Queue::asked;
+    for (int i = 0; i < 20; ++i) logger_mgr::print(acquisitionL, 7, 0, "filtered\n");
+    after[1] = Queue::asked;
+  });
+  EXPECT_EQ(after[0], 0);
+  EXPECT_EQ(after[1], 1);
+}
+
+TEST_F(RotationTest, AFullQueueIsAskedAgainAfterTenLooks) {
+  std::vector<int> asked;
+  std::string waiting;
+  AsDaemon([&](logger_mgr& logger) {
+    Queue::full = true;
+    Queue::asked = 0;
+    Rotate(logger, "patient");
+    for (int i = 0; i < 9; ++i) logger.RotateLogFile(kReopenFlags, 1);
+    asked.push_back(Queue::asked);
+    logger.RotateLogFile(kReopenFlags, 1);
+    asked.push_back(Queue::asked);
+    waiting = Read("/staging/moslog.01");
+    Queue::full = false;
+    for (int i = 0; i < 10; ++i) logger.RotateLogFile(kReopenFlags, 0);
+    Queue::RunAll();
+  });
+  EXPECT_THAT(asked, testing::ElementsAre(1, 2));
+  EXPECT_THAT(waiting, HasSubstr("patient"));
+  EXPECT_EQ(Read(Ring(1)), waiting);
+  EXPECT_THAT(Read(kLog), Not(HasSubstr("patient")));
+}
+
+TEST_F(RotationTest, WhatCannotBeStoredIsKept) {
+  // No staging directory: the live log stays whole and is rotated once there is one.
+  AsDaemon([&](logger_mgr& logger) {
+    fs::remove(At("/staging"));
+    Rotate(logger, "unstaged");
+    Rotate(logger, "unstaged too");
+    fs::create_directory(At("/staging"));
+    Rotate(logger, "staged");
+  });
+  for (const char* text : {"meas:5 unstaged\n", "unstaged too", "meas:5 staged\n"}) {
+    EXPECT_THAT(Read(Ring(1)), HasSubstr(text));
+  }
+  EXPECT_EQ(Numbers(), "1 2\n0");
+
+  // No place takes the backup: it waits in staging.
+  fs::rename(At("/media"), At("/gone"));
+  fs::rename(At("/mnt"), At("/unmounted"));
+  std::string waiting;
+  AsDaemon([&](logger_mgr& logger) {
+    Rotate(logger, "homeless");
+    waiting = Read("/staging/moslog.01");
+    fs::rename(At("/gone"), At("/media"));
+    for (int i = 0; i < 10; ++i) logger.RotateLogFile(kReopenFlags, 0);
+    Queue::RunAll();
+  });
+  EXPECT_THAT(waiting, HasSubstr("homeless"));
+  EXPECT_THAT(Read(Ring(1)), HasSubstr("homeless"));
+  EXPECT_FALSE(Exists("/staging/moslog.01"));
+}
+
+TEST_F(RotationTest, ADiskThatFillsDuringTheBackupLeavesTheRingFileWhole) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  fs::remove_all(At("/mnt"));
+  rlimit before{};
+  ::getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit limit{128 * 1024, before.rlim_max};
+  WriteConfig("Q5Logging: { mosmgr = 7; };");  // large enough for no rotation but those asked for
+  bool whole = false;
+  std::string ring;
+  AsDaemon([&](logger_mgr& logger) {
+    for (int i = 0; i < 80; ++i) Say("a" + std::string(900, 'x'));
+    Rotate(logger, "end of one");
+    ring = Read(Ring(1));
+    for (int i = 0; i < 80; ++i) Say("b" + std::string(900, 'x'));
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    Rotate(logger, "end of two");
+    whole = Read(Ring(1)) == ring;
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    for (int i = 0; i < 10; ++i) logger.RotateLogFile(kReopenFlags, 0);
+    Queue::RunAll();
+  });
+  EXPECT_THAT(ring, HasSubstr("end of one"));
+  EXPECT_TRUE(whole);
+  EXPECT_TRUE(Read(Ring(1)).starts_with(ring));
+  EXPECT_THAT(Read(Ring(1)), HasSubstr("end of two"));
+}
+
+TEST_F(RotationTest, AnythingButTheLogItselfIsLeftAlone) {
+  // In the foreground the log's descriptor is whatever standard input is.
+  Write("/home/root/input", std::string(4096, 'i'));
+  const platform::UniqueFd input(::open(At("/home/root/input").c_str(), O_RDWR));
+  const platform::UniqueFd sink(::open("/dev/full", O_RDWR));
+  logger_mgr& logger = *logger_mgr::GetLogger();
+  logger.SetBackgroundQueue(Queue::Post);
+  Queue::asked = 0;
+  for (int fd : {input.Get(), sink.Get(), -1}) {
+    logger.Init(kConfig, 1, fd, kLog, 1);
+    logger_mgr::SetModuleLevel(measurementL, 0);
+    EXPECT_EQ(logger.RotateLogFile(kReopenFlags, 1), 0);
+  }
+  EXPECT_EQ(Queue::asked, 0);
+  EXPECT_FALSE(Exists(kLog));
+  EXPECT_EQ(Read("/home/root/input"), std::string(4096, 'i'));
+  for (const char* name : {"", "/var/volatile/", "/a-name-of-thirty-eight-characters-xxxxx"}) {
+    EXPECT_EQ(logger.Init(kConfig, 1, -1, name, 1), -1) << name;
+  }
+}
+
+TEST_F(RotationTest, TheRingsOfAllDaemonsAreFoundFromEveryModule) {
+  const char* const mounts[] = {"/mnt/main", "/mnt/meas", "/mnt/src"};
+  const struct {
+    const char *daemon, *log;
+    int module;
+  } daemons[] = {
+      {"TOS", "toslog", 0}, {"MOS", "moslog", 1}, {"SOS", "soslog", 2}, {"ETHB", "ethblog", 0}};
+  logger_mgr& logger = *logger_mgr::GetLogger();
+  for (int here = 0; here < 3; ++here) {
+    logger.Init(kConfig, here, -1, kLog, 1);
+    for (const auto& d : daemons) {
+      SCOPED_TRACE(std::string(d.daemon) + " from " + std::to_string(here));
+      const std::string base = (d.module == here ? "" : mounts[d.module]) + std::string(kRing);
+      fs::create_directories(At(base));
+      fs::remove(At(base + d.log + ".txt"));
+      EXPECT_EQ(logger.GetRotationNext(d.daemon), -1);
+      Write(base + d.log + ".txt", "4 1\n");
+      EXPECT_EQ(logger.GetRotationNext(d.daemon), 1);
+      EXPECT_EQ(logger.checkSize(d.daemon), -1);
+      Write(base + d.log + ".20", "12345");
+      EXPECT_EQ(logger.checkSize(d.daemon), 5);
+      fs::remove(At(base + d.log + ".20"));
+    }
+  }
+  EXPECT_EQ(logger.GetRotationNext("mos"), -1);
+  EXPECT_EQ(logger.checkSize(""), -1);
+}
+
+// The real background thread, eight writers at full rate, a rotation every few lines.
+TEST_F(RotationTest, NoLineIsTornOrLostWhileEightThreadsWrite) {
+  constexpr int kThreads = 8;
+  constexpr int kLines = 4000;
+  static pthreadobj background;
+  background.Init();
+  background.Start();
+  static std::atomic<int> rotations{0};
+  WriteConfig("Q5Logging: { mosmgr = 7; rotateSize = 64; };");
+  AsDaemon([&](logger_mgr& logger) {
+    logger.SetBackgroundQueue([](const char* name, int (*work)(void*), void* data) {
+      const int result = background.SetCallbackFunction(name, work, data);
+      if (result == 0) background.Release();
+      ++rotations;
+      return result;
+    });
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([t] {
+        for (int line = 0; line < kLines; ++line) {
+          logger_mgr::print(measurementL, 5, 0, "line %d %d %s.\n", t, line,
+                            "abcdefghijklmnopqrstuvwxyz");
+        }
+      });
+    }
+    for (auto& thread : threads) thread.join();
+    background.EndThread();  // after the backup that runs; one that waits stays in staging
+  });
+  std::string all;
+  for (int number = 1; number <= 20; ++number) all += Read(Ring(number));
+  for (const auto& staged : fs::directory_iterator(At("/staging"))) {
+    all += Read("/staging/" + staged.path().filename().string());
+  }
+  all += Read(kLog);
+
+  std::vector<int> next(kThreads, 0);
+  std::istringstream lines(all);
+  int wrong = 0;
+  for (std::string line; std::getline(lines, line);) {
+    const auto start = line.find("meas:5 line ");
+    if (start == std::string::npos) {
+      wrong += line.find("abc") != std::string::npos;
+      continue;
+    }
+    int thread = -1, number = -1;
+    char text[32] = "";
+    const int got =
+        std::sscanf(line.c_str() + start, "meas:5 line %d %d %31s", &thread, &number, text);
+    if (got != 3 || std::string(text) != "abcdefghijklmnopqrstuvwxyz." || thread < 0 ||
+        thread >= kThreads || number != next[static_cast<size_t>(thread)]++) {
+      ++wrong;
+    }
+  }
+  EXPECT_EQ(wrong, 0);
+  EXPECT_THAT(next, testing::Each(kLines));
+  EXPECT_GT(rotations, 5);
+}
+
+}  // namespace
