@@ -127,16 +127,16 @@ void eventlog::Init(int its_module) {
 
 const char* eventlog::GetString(eventtypes_t event) const {
   if (event >= 0 && event < MAX_EVENT_LOG) return eventmap[static_cast<size_t>(event)].text;
-  logger_mgr::print(eventlogL, kError, 0, "%-10d INVALID EVENT NUMBER %d \n", blockreadyIndex.load(),
-                    static_cast<int>(event));
+  logger_mgr::print(eventlogL, kError, 0, "%-10d INVALID EVENT NUMBER %d \n",
+                    blockreadyIndex.load(), static_cast<int>(event));
   return nullptr;
 }
 
 const char* eventlog::GetMessageString(short opcode) const {
   const auto* row = std::ranges::lower_bound(messagemap, opcode, {}, &MessageRow::opcode);
   if (row != std::end(messagemap) && row->opcode == opcode) return row->text;
-  logger_mgr::print(eventlogL, kError, 0, "%-10d INVALID MESSAGE NUMBER %d \n", blockreadyIndex.load(),
-                    opcode);
+  logger_mgr::print(eventlogL, kError, 0, "%-10d INVALID MESSAGE NUMBER %d \n",
+                    blockreadyIndex.load(), opcode);
   return nullptr;
 }
 

@@ -382,7 +382,8 @@ void monitor::ClearMissedOnes() {
   std::uint64_t missed = 0;
   {
     std::lock_guard lock(TheSystemTimers().mutex);
-    if (TheSystemTimers().timer2) missed = static_cast<std::uint64_t>(TheSystemTimers().timer2->Overrun());
+    if (TheSystemTimers().timer2)
+      missed = static_cast<std::uint64_t>(TheSystemTimers().timer2->Overrun());
   }
   std::lock_guard lock(monitorlock);
   counter -= std::min(counter, missed * resolution);

@@ -110,7 +110,7 @@ class monitor {
   std::uint64_t time = 0;     // period, nanoseconds
   std::uint64_t counter = 0;  // nanoseconds left
   const std::string name;
-  unsigned armed = 0;         // how often it was armed
+  unsigned armed = 0;  // how often it was armed
   std::atomic<bool> recurring{true};
   std::atomic<bool> completeintime{false};
   std::atomic<int> timerunit{SECSE};
