@@ -1,12 +1,13 @@
 #include "host/app.h"
 
 #include "host/command.h"
+#include "host/last_nak.h"
 #include "host/road.h"
 
 namespace host {
 namespace {
 
-constexpr const Command* kCommands[] = {&kVersions, &kProgress, &kSend};
+constexpr const Command* kCommands[] = {&kVersions, &kProgress, &kSend, &kErrors};
 
 constexpr int kDefaultTimeoutMs = 3000;
 constexpr int kLongestTimeoutMs = 24 * 3600 * 1000;
@@ -37,6 +38,7 @@ constexpr char kFooter[] =
     "  q5host --root /tmp/q5 --via host --json progress\n"
     "  q5host --connect tcp://192.168.42.52 --timeout 500 progress\n"
     "  q5host --root /tmp/q5 send 00 00 46 00 00 00         (progress, as a record)\n"
+    "  q5host --root /tmp/q5 errors                         (the last NAK, by name)\n"
     "  q5host --root /tmp/q5 send --raw 00004600000000FF    (with a wrong checksum)";
 
 struct Options {
@@ -102,6 +104,7 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
     return ExitStatus::kUsage;
   }
   Session session(*transport, options.json, out, err);
+  if (!options.root.empty()) session.KeepNaks(NakFile(options.root));
   return chosen(session);
 }
 

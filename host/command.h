@@ -22,5 +22,6 @@ struct Command {
 extern const Command kVersions;
 extern const Command kProgress;
 extern const Command kSend;
+extern const Command kErrors;
 
 }  // namespace host

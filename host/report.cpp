@@ -7,6 +7,8 @@
 #include <cmath>
 #include <string_view>
 
+#include "common/msg/major_codes.h"
+
 namespace host {
 namespace {
 
@@ -56,6 +58,15 @@ const char* AnswerText(Answer answer) {
   return "";
 }
 
+std::string CodeName(int code) {
+  const char* name = Msg::MajorCodeName(code);
+  return name == nullptr ? "unknown" : name;
+}
+
+std::string CodeText(int code) {
+  return fmt::format("{} ({}, 0x{:03X})", CodeName(code), code, code & 0xFFFF);
+}
+
 std::string NakText(const Reply& reply) {
   std::string text = "refused";
   if (reply.module != Msg::NAK_MAJORCODE) {
@@ -63,7 +74,7 @@ std::string NakText(const Reply& reply) {
   }
   text += reply.errors.empty() ? ", no reason given\n" : ":\n";
   for (const ErrorWord& error : reply.errors) {
-    text += fmt::format("  error {} (0x{:03X})", error.code, error.code & 0xFFFF);
+    text += "  " + CodeText(error.code);
     if (!error.data.empty()) text += fmt::format(" data {}", fmt::join(error.data, " "));
     text += '\n';
   }
@@ -103,7 +114,8 @@ ordered_json ReplyJson(const Reply& reply) {
     json["module"] = kModuleNames[reply.module];
     json["errors"] = ordered_json::array();
     for (const ErrorWord& error : reply.errors) {
-      json["errors"].push_back({{"code", error.code}, {"data", error.data}});
+      json["errors"].push_back(
+          {{"code", error.code}, {"name", CodeName(error.code)}, {"data", error.data}});
     }
   }
   return json;

@@ -11,6 +11,10 @@ namespace host {
 /// "ACK", "ACK in progress", "NAK", "data set".
 const char* AnswerText(Answer answer);
 
+/// An error code's name, "unknown" for a number that is none; the same with its number.
+std::string CodeName(int code);
+std::string CodeText(int code);
+
 /// What a NAK says, a line for each error.
 std::string NakText(const Reply& reply);
 

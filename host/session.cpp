@@ -1,5 +1,6 @@
 #include "host/session.h"
 
+#include "host/last_nak.h"
 #include "host/report.h"
 
 namespace host {
@@ -28,7 +29,9 @@ ExitStatus Session::Ask(const Bytes& request, Reply& reply) {
     return Fail(ExitStatus::kMalformed,
                 fmt::format("malformed reply: {}\n{}", error, HexText(reply.bytes, 0)));
   }
-  return reply.answer == Answer::kNak ? ExitStatus::kNak : ExitStatus::kOk;
+  if (reply.answer != Answer::kNak) return ExitStatus::kOk;
+  if (!nak_file_.empty()) KeepNak(nak_file_, {request, reply.bytes});
+  return ExitStatus::kNak;
 }
 
 ExitStatus Session::AskForData(const Bytes& request, Reply& reply) {

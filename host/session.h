@@ -29,6 +29,10 @@ class Session {
   /// One of the two, by the form of output that was asked for.
   void Print(const std::string& text, const nlohmann::ordered_json& json);
 
+  /// From now on a NAK is kept in this file, see last_nak.h.
+  void KeepNaks(std::string file) { nak_file_ = std::move(file); }
+  const std::string& NakFile() const { return nak_file_; }
+
   /// Tells why a command failed, and returns `status`.
   ExitStatus Fail(ExitStatus status, const std::string& reason);
 
@@ -37,6 +41,7 @@ class Session {
   bool json_;
   std::ostream& out_;
   std::ostream& err_;
+  std::string nak_file_;
 };
 
 }  // namespace host

@@ -5,6 +5,8 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <deque>
+#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -104,7 +106,31 @@ int Serve(const Options& options) {
   return 0;
 }
 
+constexpr char kDaemonLog[] = "/var/volatile/moslog";
+constexpr std::size_t kTailLines = 20;
+
+/// "log tail [LINES]": the end of the daemon's log, which needs no running q5sim.
+int TailLog(const std::string& root, const std::vector<std::string>& words) {
+  std::size_t lines = kTailLines;
+  if (words.size() > 3 || words[1] != "tail" ||
+      (words.size() == 3 && !CLI::detail::lexical_cast(words[2], lines))) {
+    return Fail(kBadUsage, "expected: log tail [LINES]");
+  }
+  std::ifstream file(root + kDaemonLog);
+  if (!file)
+    return Fail(kCannotRun,
+                root + kDaemonLog + ": no log; a mos in the foreground logs to its terminal");
+  std::deque<std::string> tail;
+  for (std::string line; std::getline(file, line);) {
+    tail.push_back(line);
+    if (tail.size() > lines) tail.pop_front();
+  }
+  for (const std::string& line : tail) std::printf("%s\n", line.c_str());
+  return 0;
+}
+
 int SendCommand(const std::string& root, const std::vector<std::string>& words) {
+  if (words.size() >= 2 && words[0] == "log") return TailLog(root, words);
   std::string line;
   for (const std::string& word : words) line += (line.empty() ? "" : " ") + word;
   std::string answer;
@@ -129,7 +155,8 @@ int main(int argc, char** argv) {
   std::string ctl_root;
   std::vector<std::string> words;
   ctl->add_option("--root", ctl_root, "The directory")->required();
-  ctl->add_option("command", words, "get NAME, set NAME VALUE, list, fault NAME [FAULT [NUMBER]]")
+  ctl->add_option("command", words,
+                  "get NAME, set NAME VALUE, list, fault NAME [FAULT [NUMBER]], log tail [LINES]")
       ->required();
 
   try {

@@ -198,7 +198,9 @@ TEST(Send, PrintsTheReplyInHexAndInWords) {
 
   run = Host({"--connect", peer.uri(), "send", "00 00 2A 00 00 00"});
   EXPECT_EQ(run.status, ExitStatus::kNak);
-  EXPECT_THAT(run.out, HasSubstr("refused by the measurement module:\n  error 448 (0x1C0)\n"));
+  EXPECT_THAT(
+      run.out,
+      HasSubstr("refused by the measurement module:\n  NAK_MCODE_UNKNOWNMSG (448, 0x1C0)\n"));
 
   run = Host({"--connect", peer.uri(), "--json", "send", "00 00 2A 00 00 00"});
   EXPECT_EQ(run.status, ExitStatus::kNak);
@@ -289,6 +291,22 @@ TEST_F(Root, TellsEveryRoad) {
     EXPECT_THAT(run.out, HasSubstr("measurement module  4.2.0\n")) << road;
     run = Host({"versions", "--root", root_, "--via", road, "--json"});
     EXPECT_EQ(nlohmann::json::parse(run.out).at("meas_version"), "4.2.0") << road;
+  }
+}
+
+TEST_F(Root, KeepsTheLastNakAndTellsItByName) {
+  EXPECT_EQ(Host({"--root", root_, "errors"}).out, "the daemon has refused nothing here yet\n");
+  RouterPeer ipc("ipc://" + root_ + "/tmp/Mos.MeasMgr.ipc", Daemon);
+  EXPECT_EQ(Host({"--root", root_, "send", "00002A000000"}).status, ExitStatus::kNak);
+  EXPECT_EQ(Host({"--root", root_, "progress"}).status, ExitStatus::kOk);
+  Outcome run = Host({"--root", root_, "errors"});
+  EXPECT_EQ(run.status, ExitStatus::kOk);
+  EXPECT_THAT(run.out, HasSubstr("00 00 2A 00 00 00 2A 00"));
+  EXPECT_THAT(run.out, HasSubstr("NAK_MCODE_UNKNOWNMSG (448, 0x1C0)"));
+  // a file that somebody spoilt counts as none
+  for (const char* text : {"", "zz\nzz\n", "00\n", "00 00 2A 00 00 00 2A 00\n15\n"}) {
+    std::ofstream(root_ + "/tmp/q5host.nak", std::ios::trunc) << text;
+    EXPECT_THAT(Host({"--root", root_, "errors"}).out, HasSubstr("refused nothing")) << text;
   }
 }
 

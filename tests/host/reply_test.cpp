@@ -87,16 +87,21 @@ TEST(ReadReply, ReadsTheErrorListWithItsData) {
     int module;
     const char* text;
   } const cases[] = {
-      {{2, 448}, 2, "refused by the measurement module:\n  error 448 (0x1C0)\n"},
+      {{2, 448}, 2, "refused by the measurement module:\n  NAK_MCODE_UNKNOWNMSG (448, 0x1C0)\n"},
       {{3, 0x2000 | 322, 1, -5, 74},
        3,
-       "refused by the source module:\n  error 322 (0x142) data 1 -5\n  error 74 (0x04A)\n"},
+       "refused by the source module:\n  NAK_MCODE_SOS_SPCLKINVFREQ (322, 0x142) data 1 -5\n  "
+       "NAK_MCODE_MOS_INVALIDPOL (74, 0x04A)\n"},
       // more data promised than there are words
-      {{1, 0xF000 | 75, 9}, 1, "refused by the main module:\n  error 75 (0x04B) data 9\n"},
+      {{1, 0xF000 | 75, 9},
+       1,
+       "refused by the main module:\n  NAK_MCODE_MOS_INVALIDVOLT (75, 0x04B) data 9\n"},
       // cleared words keep their place
-      {{2, 0, 0, 385}, 2, "refused by the measurement module:\n  error 385 (0x181)\n"},
+      {{2, 0, 0, 385},
+       2,
+       "refused by the measurement module:\n  NAK_MCODE_EEPROMXML (385, 0x181)\n"},
       // a major code in the module's place
-      {{1104}, 0, "refused:\n  error 1104 (0x450)\n"},
+      {{1104}, 0, "refused:\n  NAK_MCODE_MOS_ALLOK (1104, 0x450)\n"},
       {{2}, 2, "refused by the measurement module, no reason given\n"},
       {{}, 0, "refused, no reason given\n"},
   };
@@ -117,7 +122,7 @@ TEST(ReadReply, ReadsTheErrorListWithItsData) {
 TEST(ReadReply, ReadsShortNaks) {
   Reply reply;
   ASSERT_EQ(host::ReadReply(Record(5), Record(-5, {21, 0x23, 0x01}), reply), "");
-  EXPECT_EQ(host::NakText(reply), "refused:\n  error 291 (0x123)\n");
+  EXPECT_EQ(host::NakText(reply), "refused:\n  unknown (291, 0x123)\n");
   Bytes details = Payload(23, 21);
   details[1] = 14;
   ASSERT_EQ(host::ReadReply(Record(5), Record(-5, details), reply), "");
@@ -162,7 +167,8 @@ TEST(ReplyJson, HasTheFieldsOfTheRecord) {
   ASSERT_EQ(host::ReadReply(Record(6), NakOf(-6, {2, 0x1000 | 322, 7}), reply), "");
   json = host::ReplyJson(reply);
   EXPECT_EQ(json.at("module"), "measurement module");
-  EXPECT_EQ(json.at("errors").dump(), R"([{"code":322,"data":[7]}])");
+  EXPECT_EQ(json.at("errors").dump(),
+            R"([{"code":322,"name":"NAK_MCODE_SOS_SPCLKINVFREQ","data":[7]}])");
   EXPECT_FALSE(json.contains("ecodes"));
 }
 
