@@ -197,7 +197,7 @@ namespace Msg {
 // clang-format on
 
 enum MAJCODES : std::int16_t {
-#define Q5_ENUMERATOR(name, value) name = value,
+#define Q5_ENUMERATOR(name, value) name = (value),
   Q5_MAJOR_CODES(Q5_ENUMERATOR)
 #undef Q5_ENUMERATOR
 };
