@@ -56,42 +56,47 @@ constexpr OwnInt Own(int DaemonConfig::*field) { return field; }
 
 // A fallback of a key that has to be in the file is the value of the file that ships.
 constexpr Key kKeys[] = {
-    {"hvmeasurementscalefactor", Float(&HMPData::hvscalefactor), 50.0, Limit::Positive,
+    {"VarekConfig.hvmeasurementscalefactor", Float(&HMPData::hvscalefactor), 50.0, Limit::Positive,
      Missing::Error},
-    {"vlfinterruptspersecond", Int(&HMPData::vlfinterruptspersec), 10, Limit::Positive,
+    {"VarekConfig.vlfinterruptspersecond", Int(&HMPData::vlfinterruptspersec), 10, Limit::Positive,
      Missing::Error},
-    {"vlfthreshold", Int(&HMPData::vlfthreshold), 1, Limit::NotNegative, Missing::Error},
-    {"normalinterruptspersecond", Int(&HMPData::interruptspersec), 60, Limit::Positive,
+    {"VarekConfig.vlfthreshold", Int(&HMPData::vlfthreshold), 1, Limit::NotNegative,
      Missing::Error},
-    {"maxsamplelimit", Int(&HMPData::max_sample_limit), 5, Limit::NotZero, Missing::Told,
-     "maxsample"},
-    {"powersanityfaillimit", Int(&HMPData::power_sanity_fail_limit), 5, Limit::NotZero,
+    {"VarekConfig.normalinterruptspersecond", Int(&HMPData::interruptspersec), 60, Limit::Positive,
+     Missing::Error},
+    {"VarekConfig.maxsamplelimit", Int(&HMPData::max_sample_limit), 5, Limit::NotZero,
+     Missing::Told, "maxsample"},
+    {"VarekConfig.powersanityfaillimit", Int(&HMPData::power_sanity_fail_limit), 5, Limit::NotZero,
      Missing::Told, "powersanity"},
-    {"progresstimeout", Int(&HMPData::progresstimeout), 25, Limit::Progress},
-    {"dctesttimeout", Int(&HMPData::dctesttimeout), 120, Limit::NotZero},
-    {"currentfudgefactor", Float(&HMPData::currentfudgefactor), 1.0, Limit::Positive,
+    {"VarekConfig.progresstimeout", Int(&HMPData::progresstimeout), 25, Limit::Progress},
+    {"VarekConfig.dctesttimeout", Int(&HMPData::dctesttimeout), 120, Limit::NotZero},
+    {"VarekConfig.currentfudgefactor", Float(&HMPData::currentfudgefactor), 1.0, Limit::Positive,
      Missing::Error},
-    {"currentautorangelimit", Int(&HMPData::currentautorangelimit), 11, Limit::Positive},
-    {"multisamplerangingcount", Int(&HMPData::multisamplerangingcount), 1, Limit::Positive},
-    {"voltagefudgefactor", Float(&HMPData::voltagefudgefactor), 1.0, Limit::Positive,
+    {"VarekConfig.currentautorangelimit", Int(&HMPData::currentautorangelimit), 11,
+     Limit::Positive},
+    {"VarekConfig.multisamplerangingcount", Int(&HMPData::multisamplerangingcount), 1,
+     Limit::Positive},
+    {"VarekConfig.voltagefudgefactor", Float(&HMPData::voltagefudgefactor), 1.0, Limit::Positive,
      Missing::Error},
-    {"i2cswitch", Int(&HMPData::i2cswitch), 1},
-    {"vlfvoltagemin", Float(&HMPData::_vlfvoltagemin), 10.0, Limit::Positive},
-    {"dccurrentmin", Float(&HMPData::_dccurrentmin), 0.05, Limit::Positive},
-    {"acvoltagemin", Float(&HMPData::_acvoltagemin), 5.0, Limit::Positive},
-    {"hvacvoltagemin", Float(&HMPData::_hvacvoltagemin), 100.0, Limit::Positive},
-    {"straycapacitance", Own(&DaemonConfig::straycapacitance), 0},
-    {"mosmaxhvvoltage", Own(&DaemonConfig::maxhvvoltagemeasurement), 12500, Limit::Positive},
-    {"consumerbacklog", Int(&HMPData::consumerbacklog), 4, Limit::Positive},
-    {"meascalibration", Own(&DaemonConfig::meascalibration), 0},
-    {"HVvoltageautorangelimit", Int(&HMPData::hvvoltagerangelimit), 11},
-    {"DCvoltageautorangelimit", Int(&HMPData::dcvoltagerangelimit), 11},
-    {"maxsamplerate", Int(&HMPData::maxsamplingrate), 50000},
-    {"minsamplerate", Int(&HMPData::minsamplingrate), 25000},
-    {"vlfresetcyclefraction", Float(&HMPData::vlfresetcyclefraction), 0.05},
-    {"vlfmeasrelaywarmtime", Int(&HMPData::vlfmeasrelaywarmtime), 0},
-    {"enable_nak_on_sample_fault", Int(&HMPData::enable_nak_on_sample_fault), 0},
-    {"enable_nak_on_sample_overrange", Int(&HMPData::enable_nak_on_sample_overrange), 0},
+    {"VarekConfig.i2cswitch", Int(&HMPData::i2cswitch), 1},
+    {"VarekConfig.vlfvoltagemin", Float(&HMPData::_vlfvoltagemin), 10.0, Limit::Positive},
+    {"VarekConfig.dccurrentmin", Float(&HMPData::_dccurrentmin), 0.05, Limit::Positive},
+    {"VarekConfig.acvoltagemin", Float(&HMPData::_acvoltagemin), 5.0, Limit::Positive},
+    {"VarekConfig.hvacvoltagemin", Float(&HMPData::_hvacvoltagemin), 100.0, Limit::Positive},
+    {"VarekConfig.straycapacitance", Own(&DaemonConfig::straycapacitance), 0},
+    {"VarekConfig.mosmaxhvvoltage", Own(&DaemonConfig::maxhvvoltagemeasurement), 12500,
+     Limit::Positive},
+    {"VarekConfig.consumerbacklog", Int(&HMPData::consumerbacklog), 4, Limit::Positive},
+    {"VarekConfig.meascalibration", Own(&DaemonConfig::meascalibration), 0},
+    {"VarekConfig.HVvoltageautorangelimit", Int(&HMPData::hvvoltagerangelimit), 11},
+    {"VarekConfig.DCvoltageautorangelimit", Int(&HMPData::dcvoltagerangelimit), 11},
+    {"VarekConfig.maxsamplerate", Int(&HMPData::maxsamplingrate), 50000},
+    {"VarekConfig.minsamplerate", Int(&HMPData::minsamplingrate), 25000},
+    {"VarekConfig.vlfresetcyclefraction", Float(&HMPData::vlfresetcyclefraction), 0.05},
+    {"VarekConfig.vlfmeasrelaywarmtime", Int(&HMPData::vlfmeasrelaywarmtime), 0},
+    {"VarekConfig.enable_nak_on_sample_fault", Int(&HMPData::enable_nak_on_sample_fault), 0},
+    {"VarekConfig.enable_nak_on_sample_overrange", Int(&HMPData::enable_nak_on_sample_overrange),
+     0},
 };
 
 bool IsFloat(const Key& key) { return std::holds_alternative<SharedFloat>(key.target); }
@@ -114,19 +119,18 @@ bool IsWithin(Limit limit, double value) {
 // True with the value of a key that the file has, of its own type. As a float it can be too large
 // or too small for what it is kept in.
 bool ReadValue(const libconfig::Config& config, const Key& key, double& value) {
-  const std::string path = std::string("VarekConfig.") + key.name;
   bool found = false;
   if (IsFloat(key)) {
-    found = config.lookupValue(path, value);
+    found = config.lookupValue(key.name, value);
     value = static_cast<double>(static_cast<float>(value));
   } else {
     int number = 0;
-    found = config.lookupValue(path, number);
+    found = config.lookupValue(key.name, number);
     value = number;
   }
-  if (!found && config.exists(path)) {
+  if (!found && config.exists(key.name)) {
     logger_mgr::print(measurementL, Logger::kError, 0, "%s.%d: %s is no %s number\n", __func__,
-                      __LINE__, path.c_str(), IsFloat(key) ? "floating-point" : "whole");
+                      __LINE__, key.name, IsFloat(key) ? "floating-point" : "whole");
   }
   return found && std::isfinite(value);
 }
@@ -141,8 +145,8 @@ void TellMissing(const Key& key) {
       break;
     case Missing::Error:
       logger_mgr::print(measurementL, Logger::kError, 0,
-                        "%s.%d: VarekConfig.%s is missing or out of its limits, using %g\n",
-                        __func__, __LINE__, key.name, key.fallback);
+                        "%s.%d: %s is missing or out of its limits, using %g\n", __func__, __LINE__,
+                        key.name, key.fallback);
       break;
   }
 }

@@ -1,5 +1,6 @@
 // What the host's requests leave behind.
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 #include "common/log/logger_mgr.h"
@@ -21,7 +22,7 @@ constexpr Input_Mode ModeAt(unsigned modes, unsigned place) {
 // A demagnetisation is driven beyond the voltage that the host names; what a short cannot hold is
 // held at its end.
 constexpr short DemagVoltage(short volts) {
-  const int raised = static_cast<int>(volts / 0.9 + 0.5);
+  const int raised = static_cast<int>(std::trunc(volts / 0.9 + 0.5));
   return static_cast<short>(std::min<int>(raised, std::numeric_limits<short>::max()));
 }
 

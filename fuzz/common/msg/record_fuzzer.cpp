@@ -61,10 +61,24 @@ void AnswerNak(const Msg::HmpMsgHead* head) {
   Expect(nak.GetSize() == sizeof nak && nak.opcode <= 0 && !nak.ChksmInvalid());
 }
 
+// Error words as another module sends them: their count and the counts in them may be anything.
+void UseList(Msg::HmpErrorRep nak) {
+  nak.Show(Logger::kDebug);
+  for (int place = -1; place <= Msg::kErrorListWords; ++place) nak.ParseErrorData(place);
+  const short words[] = {74, 75};
+  nak.CopyHMPErrorCodes(words, 2);
+  Expect(nak.count >= 0 && nak.count <= Msg::kErrorListWords);
+  nak.SetFrequencyError(Msg::NAK_MOS_ERR, Msg::NAK_MCODE_MOS_SPCLKINVFREQ, 0.5F, 0);
+  nak.SetMajorError();
+  nak.ShiftErrorCodes();
+  Expect(nak.count >= 0 && nak.count <= Msg::kErrorListWords && !nak.ChksmInvalid());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   Logger::logger_mgr::SetModuleLevel(Logger::msgL, Logger::kDebug);
+  Msg::HmpErrorRep::InitMajorErrors();
   Quiet::Start();
   return 0;
 }
@@ -87,7 +101,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ShowAs(message->reply, head, size);
   }
   if (size >= sizeof(Msg::HmpErrorRep)) {
-    reinterpret_cast<Msg::HmpErrorRep*>(frame.get())->Show(Logger::kDebug);
+    UseList(*reinterpret_cast<const Msg::HmpErrorRep*>(frame.get()));
   }
   if (invalid) {
     head->SetChksm(Logger::kDebug);
