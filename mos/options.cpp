@@ -63,8 +63,9 @@ constexpr const char* kUsageLines[] = {
     "-p PORT, --port=PORT      mos port number, default=3088",
     "         --gid=ZID        i2c gateway id, default=Mos.I2cMgr",
     "         --gport=PORT     i2c gateway port number, default=3089",
-    "         --acq            Acquisition is turned on/off by start/stop messages. By default, "
-    "acquisition is turned on always ",
+    // in parentheses, as a comma forgotten between two lines would look the same
+    ("         --acq            Acquisition is turned on/off by start/stop messages. By default, "
+     "acquisition is turned on always "),
     "         --fft            Run periodic FFT on samples and optionally monitor results",
     "         --fmon           Run periodic FFT on samples and optionally monitor results",
     "         --f900           Run periodic FFT for frequencies above 900Hz",

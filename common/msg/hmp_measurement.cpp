@@ -1,4 +1,5 @@
 // What the measurement leaves behind for results, and what is told of the amplifier.
+#include "common/log/eventlog.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 #include "common/msg/major_codes.h"
@@ -121,6 +122,9 @@ int HMPData::GetAmplifierValue() const {
 void HMPData::StoreFPGAMultiplier() {
   amptargetvalue = static_cast<unsigned short>(ReadFpga(kAmpTargetReg));
   currentamplifiervalue = static_cast<unsigned short>(ReadFpga(kAmpValueReg));
+  const Logger::evseqdataI_t multipliers{2, {amptargetvalue, currentamplifiervalue}};
+  Logger::eventlog::GetEventLog("moseventlog")
+      ->CaptureEvent(Logger::kInfo, Logger::FPGA_MULTIPLIERS, &multipliers);
 }
 
 void HMPData::StoreTuningChanges(short magnitude, short correction) {

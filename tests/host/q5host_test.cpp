@@ -98,7 +98,7 @@ TEST_P(BothRoads, ExitStatusTellsHowItWent) {
     const char* told;
   } const cases[] = {
       {"good", {Progress(0x8421)}, ExitStatus::kOk, "channel status  0x8421\n"},
-      {"NAK", {Nak(0x46, 1104)}, ExitStatus::kNak, "error 1104"},
+      {"NAK", {Nak(0x46, 1104)}, ExitStatus::kNak, "(1104, 0x450)"},
       {"wrong checksum", {wrong_sum}, ExitStatus::kMalformed, "malformed reply: the checksum"},
       {"negative len", {negative}, ExitStatus::kMalformed, "malformed reply: len is -"},
       {"other opcode", {Record(-0x47, {6})}, ExitStatus::kMalformed, "its opcode is -71"},
