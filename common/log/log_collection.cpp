@@ -24,7 +24,7 @@ constexpr auto kWaitStep = 5s;
 constexpr auto kLongestWait = 120s;
 constexpr char kScript[] = "/srv/www/cgi-bin/getlogn.sh";
 constexpr std::size_t kMaxRequestBytes = 4096;
-constexpr std::size_t kMaxCommandBytes = 64 * 1024;
+constexpr std::size_t kMaxCommandBytes = std::size_t{64} * 1024;
 
 // Where a daemon's ring stands; -1 for what cannot be told.
 struct RingState {

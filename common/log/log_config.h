@@ -18,7 +18,7 @@ enum LogOwner : int { kMainOwner = 0, kMeasOwner = 1, kSourceOwner = 2 };
 inline constexpr int kDefaultRotateSize = 5120;
 inline constexpr int kDefaultNakThreshold = 300000000;
 /// A file beyond this is taken for damaged; the shipped one has some 4 kB.
-inline constexpr std::size_t kMaxConfigBytes = 1024 * 1024;
+inline constexpr std::size_t kMaxConfigBytes = std::size_t{1024} * 1024;
 
 struct LogSettings {
   std::array<std::optional<int>, maxlogL> levels{};  ///< by module number; empty: stays as it is

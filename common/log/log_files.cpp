@@ -16,7 +16,7 @@ namespace {
 
 using platform::UniqueFd;
 
-constexpr std::size_t kCopyBytes = 64 * 1024;
+constexpr std::size_t kCopyBytes = std::size_t{64} * 1024;
 constexpr mode_t kMode = 0644;
 
 // Not blocking: the name of a pipe must not hold up the log.

@@ -15,7 +15,7 @@ namespace Logger {
 
 inline constexpr int kRingFiles = 20;
 /// A number file has some 800 bytes; what is larger is none.
-inline constexpr std::size_t kMaxNumberFileBytes = 64 * 1024;
+inline constexpr std::size_t kMaxNumberFileBytes = std::size_t{64} * 1024;
 
 constexpr int RingAfter(int number) { return number % kRingFiles + 1; }
 constexpr int RingBefore(int number) { return number > 1 ? number - 1 : kRingFiles; }

@@ -1,0 +1,101 @@
+// Configuration, log and timers of the real daemon, in real time.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "common/monitor/monitor.h"
+#include "tests/integration/process.h"
+
+namespace {
+
+using test::Bench;
+using test::Result;
+
+TEST(Supervision, TimersKeepRealTime) {
+  std::atomic<int> calls{0};
+  const auto count = [](void* data) { return ++*static_cast<std::atomic<int>*>(data); };
+  ASSERT_EQ(monitor::Init(), 0);
+  monitor ticks("ticks"), alarm("alarm");
+  std::atomic<int> alarms{0};
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_EQ(ticks.AddTimer(100, MSECSE, count, &calls), 0);
+  ASSERT_EQ(alarm.AddAlarm(200, MSECSE, count, &alarms), 0);
+  while (calls < 10) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  const auto taken = std::chrono::steady_clock::now() - start;
+  monitor::End();
+  EXPECT_GT(taken, std::chrono::milliseconds(970));
+  // a busy machine may be late, but not by as much as the time itself
+  EXPECT_LT(taken, std::chrono::milliseconds(2000));
+  EXPECT_EQ(alarms, 1);
+  ticks.StopTimer();
+}
+
+void Write(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
+
+TEST(Supervision, StartsWithoutAGoodConfigurationAndSaysSo) {
+  Bench bench;
+  const std::string config = bench.root / "varek/config/varekconfig.cfg";
+  const struct {
+    const char* what;
+    std::string text;
+    const char* words;
+  } cases[] = {
+      {"malformed", "VarekConfig : { x = ", "Parse Exception file "},
+      {"wrong types", "VarekConfig : { vlfthreshold = \"x\"; progresstimeout = 1.5; };", "pid "},
+      {"empty", "", "pid "},
+      {"binary", std::string("\0\xFF\x01", 3), "Parse Exception file "},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    Write(config, c.text);
+    bench.StartDaemon();
+    EXPECT_NE(bench.daemon->Output().find(c.words), std::string::npos) << bench.daemon->Output();
+  }
+  std::filesystem::remove(config);
+  bench.StartDaemon();
+  EXPECT_NE(bench.daemon->Output().find("File I/O error while reading "), std::string::npos);
+  // and without the log's configuration, too
+  std::filesystem::remove(bench.root / "varek/config/q5logging.cfg");
+  bench.StartDaemon();
+  EXPECT_EQ(bench.Host({"progress"}).status, 0);
+}
+
+TEST(Supervision, LogLevelsFollowTheFileWhileTheDaemonRuns) {
+  Bench bench;
+  const std::string config = bench.root / "varek/config/q5logging.cfg";
+  Write(config, "Q5Logging : { mosmgr = 0; mos : { msg = 0; }; };");
+  bench.StartDaemon();
+  EXPECT_EQ(bench.daemon->Output().find("<HmpMsgHead"), std::string::npos);
+  Write(config, "Q5Logging : { mosmgr = 7; mos : { msg = 7; }; };");
+  std::filesystem::last_write_time(
+      config, std::filesystem::file_time_type::clock::now() + std::chrono::seconds(5));
+  // the file is looked at every two seconds
+  for (int i = 0; i < 100 && bench.daemon->Output().find("<HmpMsgHead") == std::string::npos; ++i) {
+    ASSERT_EQ(bench.Host({"progress"}).status, 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  EXPECT_NE(bench.daemon->Output().find("<HmpMsgHead"), std::string::npos);
+}
+
+TEST(Supervision, ADaemonsLogCanBeSeenAndModulesGetMounted) {
+  Bench bench;
+  ASSERT_EQ(test::RunProgram("mos", {}, bench.environment()).status, 0);
+  ASSERT_EQ(bench.Host({"--timeout", "10000", "progress"}).status, 0);
+  Result tail = bench.Control({"log", "tail", "1000"});
+  EXPECT_EQ(tail.status, 0);
+  EXPECT_NE(tail.output.find("Logging starts "), std::string::npos) << tail.output;
+  // the daemon mounts the other modules from its sixth try on, one every two seconds
+  std::string mounts;
+  for (int i = 0; i < 200 && mounts.find("/mnt/src") == std::string::npos; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    mounts = bench.Control({"get", "mounts"}).output;
+  }
+  EXPECT_NE(mounts.find("//192.168.42.51/Root /mnt/main"), std::string::npos) << mounts;
+  EXPECT_NE(mounts.find("//192.168.42.53/Root /mnt/src"), std::string::npos) << mounts;
+}
+
+}  // namespace
