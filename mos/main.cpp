@@ -116,9 +116,11 @@ int main(int argc, char* argv[]) {
   if (manager.Init(fpga->GetRevision()) < 0) {
     Mos::StartupError("cannot bind the bus end points of %s, port %u: another mos runs here?\n",
                       options.id.c_str(), options.port);
+    monitor::End();  // no callback may run into what goes now
     return 1;
   }
   Msg::ghmp->serverReady = true;
   manager.Start();
+  monitor::End();
   return 0;
 }

@@ -170,13 +170,13 @@ void monitor::HandleSigEvent2() {
   for (auto position = timers.map.begin(); position != timers.map.end();) {
     const auto [id, timer] = *position;
     if (timer->DidCBFinished() && !timer->recurring) {
-      logger_mgr::print(monitorL, Logger::kNotice, 0, "monitor late deletion %s id %u\n",
-                        timer->name.c_str(), id);
+      logger_mgr::print(monitorL, Logger::kNotice, 0, "monitor late deletion %s id %d\n",
+                        timer->name.c_str(), timer->Id());
       ++position;
       timer->StopTimer();
     } else if (timer->IsCBStarted() && !timer->DidCBFinished()) {
-      logger_mgr::print(monitorL, Logger::kNotice, 0, "monitor delayed %s id %u\n",
-                        timer->name.c_str(), id);
+      logger_mgr::print(monitorL, Logger::kNotice, 0, "monitor delayed %s id %d\n",
+                        timer->name.c_str(), timer->Id());
       ++position;
     } else if (timer->MilliSecondCountDown() == 0) {
       ++position;
@@ -201,7 +201,8 @@ bool monitor::ServeExpired(Map::iterator& position) {
     return true;
   }
   if (!completeintime) {
-    logger_mgr::print(monitorL, Logger::kNotice, 0, "monitor longer %s id %u\n", name.c_str(), id);
+    logger_mgr::print(monitorL, Logger::kNotice, 0, "monitor longer %s id %d\n", name.c_str(),
+                      Id());
     return false;
   }
   ++position;
@@ -275,7 +276,7 @@ int monitor::AddTimer(int its_time, int unit, Callback callback, void* data) {
     }
     Arm(nanoseconds + extra, unit, callback, data);
     if (!rtmin2().map.emplace(mID, this).second) {
-      logger_mgr::print(monitorL, Logger::kError, 0, "Insert failed duplicate MID %u\n", mID);
+      logger_mgr::print(monitorL, Logger::kError, 0, "Insert failed duplicate MID %d\n", Id());
     }
     CaptureNamed(Logger::MONITOR_ADD);
     const auto period = static_cast<unsigned long long>(nanoseconds + extra);
@@ -304,7 +305,8 @@ int monitor::AddOKTimer(int its_time, int unit, Callback callback, void* data) {
   Guard guard(monsecs());
   Arm(static_cast<std::uint64_t>(its_time) * kNanoseconds[unit], unit, callback, data);
   if (!monsecs().map.emplace(mID, this).second) {
-    logger_mgr::print(monitorL, Logger::kError, 0, "monsecs Insert failed duplicate MID %u\n", mID);
+    logger_mgr::print(monitorL, Logger::kError, 0, "monsecs Insert failed duplicate MID %d\n",
+                      Id());
   }
   return 0;
 }
@@ -333,7 +335,7 @@ int monitor::StopTimer() {
 
 bool monitor::IsTimerAlive() {
   if (!Running()) return false;
-  const Logger::evseqdataI_t data{1, {static_cast<int>(mID)}};
+  const Logger::evseqdataI_t data{1, {Id()}};
   Capture(Logger::MONITOR_ALIVE, &data);
   return true;
 }
@@ -453,6 +455,6 @@ void monitor::CalcCBElapsed(const timespec& start, const timespec& end) {
 void monitor::CaptureNamed(int event) const {
   Logger::evnamedata_t data{};
   name.copy(data.name, sizeof data.name - 1);
-  data.id = static_cast<int>(mID);
+  data.id = Id();
   Capture(static_cast<Logger::eventtypes_t>(event), &data);
 }

@@ -93,6 +93,7 @@ class monitor {
   static void HandleSigEvent2();
 
   void Arm(std::uint64_t nanoseconds, int unit, Callback callback, void* data);
+  int Id() const { return static_cast<int>(mID); }  // as the log and the events have it
   bool Running() const;
   unsigned TimesArmed() const;
   int MilliSecondCountDown();
