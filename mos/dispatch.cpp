@@ -77,7 +77,7 @@ int MeasMgr::Handle(Common::ZmbMessage* msg) {
 
   int result = kBadRecord;
   const auto* request = static_cast<const Msg::HmpMsgHead*>(frame);
-  if (head->FrameHolds(size) && !request->ChksmInvalid()) {
+  if (request != nullptr && head->FrameHolds(size) && !request->ChksmInvalid()) {
     const Entry* entry = FindHandler(head->opcode);
     if (entry == nullptr) {
       result = kUnsupported;

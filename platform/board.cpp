@@ -47,7 +47,7 @@ std::optional<std::string> AddressOfInterface() {
   const UniqueFd socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (!socket) return std::nullopt;
   ifreq request{};
-  std::strcpy(request.ifr_name, kInterface);
+  std::memcpy(request.ifr_name, kInterface, sizeof kInterface);
   if (::ioctl(socket.Get(), SIOCGIFADDR, &request) != 0) return std::nullopt;
   sockaddr_in address{};
   std::memcpy(&address, &request.ifr_addr, sizeof address);

@@ -67,7 +67,7 @@ bool HoldsAtLeast(int memory, size_t length) {
 
 }  // namespace
 
-RootDirectory::RootDirectory(std::string root) {
+RootDirectory::RootDirectory(const std::string& root) {
   std::error_code error;
   const auto absolute = std::filesystem::weakly_canonical(root, error);
   root_ = error ? std::filesystem::absolute(root).string() : absolute.string();

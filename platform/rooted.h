@@ -20,7 +20,7 @@ namespace platform {
 class RootDirectory {
  public:
   /// `root` is made absolute here, as the daemon changes its directory to "/".
-  explicit RootDirectory(std::string root);
+  explicit RootDirectory(const std::string& root);
 
   const std::string& Root() const { return root_; }
   /// Where `path` stands on this machine; a relative one is taken from "/", where the daemon runs.

@@ -38,7 +38,7 @@ namespace platform::wire {
 
 inline constexpr std::uint16_t kVersion = 1;
 /// A packet must fit the kernel's default buffer of a Unix socket with room to spare.
-inline constexpr std::size_t kMaxData = 60 * 1024;
+inline constexpr std::size_t kMaxData = std::size_t{60} * 1024;
 inline constexpr char kSocketName[] = "/q5sim.sock";
 
 enum class Op : std::uint16_t {

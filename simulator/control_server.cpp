@@ -14,7 +14,7 @@ namespace simulator {
 namespace {
 
 constexpr std::size_t kMostConnections = 32;
-constexpr std::size_t kLongestAnswer = 64 * 1024;
+constexpr std::size_t kLongestAnswer = std::size_t{64} * 1024;
 
 bool SendAll(int socket, std::string_view text) {
   while (!text.empty()) {

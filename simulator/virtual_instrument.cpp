@@ -56,7 +56,7 @@ VirtualInstrument::VirtualInstrument(const Config& config, std::string root, pla
   units_.AddValue("speed", [this] { return std::to_string(config_.speed); });
 }
 
-void VirtualInstrument::Place(std::string path, DeviceTable::Opener opener) {
+void VirtualInstrument::Place(const std::string& path, DeviceTable::Opener opener) {
   if (!devices_.Add(path, std::move(opener))) problem_ = "two devices at " + path;
 }
 

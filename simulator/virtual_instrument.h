@@ -52,7 +52,7 @@ class VirtualInstrument final : public platform::Instrument {
   void SystemLog(std::string_view line) override;
 
  private:
-  void Place(std::string path, DeviceTable::Opener opener);
+  void Place(const std::string& path, DeviceTable::Opener opener);
   std::optional<int> Echo(std::string_view arguments);
 
   const Config config_;

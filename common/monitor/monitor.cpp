@@ -264,7 +264,7 @@ int monitor::AddTimer(int its_time, int unit, Callback callback, void* data) {
     // held over test and insertion, so that of two threads one is refused
     Guard guard(rtmin2());
     if (IsTimerAlive()) {
-      const auto left = static_cast<unsigned long long>(GetCounter());
+      const unsigned long long left = GetCounter();
       if (unit == SECSE) {
         logger_mgr::print(monitorL, Logger::kWarning, 0, "SEC timer not added %s counter %llu\n",
                           name.c_str(), left);
@@ -279,7 +279,7 @@ int monitor::AddTimer(int its_time, int unit, Callback callback, void* data) {
       logger_mgr::print(monitorL, Logger::kError, 0, "Insert failed duplicate MID %d\n", Id());
     }
     CaptureNamed(Logger::MONITOR_ADD);
-    const auto period = static_cast<unsigned long long>(nanoseconds + extra);
+    const unsigned long long period = nanoseconds + extra;
     if (unit == SECSE) {
       logger_mgr::print(monitorL, Logger::kInfo, 0,
                         "ATIMER adding the seconds %s time %llu counter %llu\n", name.c_str(),

@@ -107,7 +107,7 @@ void HMPData::MountNetworkShare(const char* path, const char* share) {
 }
 
 bool HMPData::MountModules() {
-  int status[2];
+  int status[2] = {};
   int* result = status;
   for (const MountPoint* point : {&kMain, &kSource}) {
     *result = CheckMountPoint(point->path, static_cast<int>(std::strlen(point->path)));
