@@ -12,8 +12,8 @@ namespace platform {
 class LocalBackend final : public RootedBackend {
  public:
   /// `instrument` and `clock` must outlive the back end; `root` is a directory of the test's own.
-  LocalBackend(Instrument& instrument, FakeClock& clock, std::string root)
-      : RootedBackend(std::move(root)), instrument_(instrument), clock_(clock) {}
+  LocalBackend(Instrument& instrument, FakeClock& clock, const std::string& root)
+      : RootedBackend(root), instrument_(instrument), clock_(clock) {}
 
   int System(const char* command) override;
   int SetRealtime(const timespec& time) override;

@@ -63,7 +63,7 @@ class RootedBackend : public Backend {
     virtual void Shutdown() = 0;
   };
 
-  explicit RootedBackend(std::string root) : root_(std::move(root)) {}
+  explicit RootedBackend(const std::string& root) : root_(root) {}
 
   /// Null with `error` set on failure.
   virtual std::shared_ptr<Device> OpenDevice(const std::string& path, int flags, int& error) = 0;

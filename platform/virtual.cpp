@@ -313,10 +313,8 @@ void VirtualBackend::ShiftedClock::AskServer() const {
 
 // --- The back end ---
 
-VirtualBackend::VirtualBackend(std::string root, Nanoseconds silence)
-    : RootedBackend(std::move(root)),
-      server_{Root() + wire::kSocketName, silence},
-      clock_(server_) {}
+VirtualBackend::VirtualBackend(const std::string& root, Nanoseconds silence)
+    : RootedBackend(root), server_{Root() + wire::kSocketName, silence}, clock_(server_) {}
 
 std::shared_ptr<RootedBackend::Device> VirtualBackend::OpenDevice(const std::string& path,
                                                                   int flags, int& error) {

@@ -21,7 +21,7 @@ namespace platform {
 class VirtualBackend final : public RootedBackend {
  public:
   /// A q5sim that says nothing for `silence` counts as dead (ETIMEDOUT).
-  explicit VirtualBackend(std::string root, Nanoseconds silence = std::chrono::seconds(5));
+  explicit VirtualBackend(const std::string& root, Nanoseconds silence = std::chrono::seconds(5));
 
   /// -1 with errno when q5sim cannot be reached: no command ever runs on this machine.
   int System(const char* command) override;
