@@ -43,10 +43,13 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 // The rooms below the log write through hooks; give each its module.
 template <int Module>
+[[gnu::format(printf, 2, 0)]] void WriteHook(int level, const char* format, std::va_list args) {
+  logger_mgr::vprint(Module, level, format, args);
+}
+
+template <int Module>
 void ConnectLogHook(platform::LogHook& hook) {
-  hook.Connect([](int level, const char* format,
-                  std::va_list args) { logger_mgr::vprint(Module, level, format, args); },
-               [](int level) { return logger_mgr::LogSamples(Module, level); });
+  hook.Connect(WriteHook<Module>, [](int level) { return logger_mgr::LogSamples(Module, level); });
 }
 
 File OpenBuildInfo() {
