@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -30,12 +31,13 @@ TEST(Spine, HostIsAnsweredOnBothRoads) {
   }
 }
 
-TEST(Spine, TheProcessIdReachesTheDriver) {
+TEST(Spine, InTheForegroundTheDriverGetsNoProcessId) {
   Bench bench;
   bench.StartDaemon();
-  // in the foreground there is no lock and no process id for the driver
-  EXPECT_EQ(bench.Control({"get", "fpga.pid"}).output.find(std::to_string(bench.daemon->pid())),
-            std::string::npos);
+  const Result pid = bench.Control({"get", "fpga.pid"});
+  EXPECT_EQ(pid.status, 0);
+  EXPECT_EQ(pid.output.find(std::to_string(bench.daemon->pid())), std::string::npos);
+  EXPECT_FALSE(std::filesystem::exists(bench.root / "tmp/moslock"));
 }
 
 TEST(Spine, DaemonLeavesItsFilesAndItsLock) {

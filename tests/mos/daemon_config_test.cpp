@@ -14,26 +14,12 @@
 #include <sstream>
 
 #include "common/log/logger_mgr.h"
-#include "platform/fake_clock.h"
-#include "platform/local.h"
+#include "tests/platform/bare_machine.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
-
-class NoMachine : public platform::Instrument {
- public:
-  std::unique_ptr<platform::DeviceFile> Open(std::string_view, int, int& error) override {
-    error = ENOENT;
-    return nullptr;
-  }
-  int System(std::string_view) override { return -1; }
-  int SetRealtime(const timespec&) override { return 0; }
-  timespec Realtime() override { return {}; }
-  std::string HostAddress() override { return ""; }
-  void SystemLog(std::string_view) override {}
-};
 
 class DaemonConfig : public testing::Test {
  protected:
@@ -69,7 +55,7 @@ class DaemonConfig : public testing::Test {
     log = testing::internal::GetCapturedStderr();
   }
 
-  NoMachine machine;
+  platform::BareInstrument machine;
   platform::FakeClock clock;
   std::string root;
   std::unique_ptr<platform::LocalBackend> backend;

@@ -12,8 +12,7 @@
 #include <utility>
 
 #include "common/msg/hmp_data.h"
-#include "platform/fake_clock.h"
-#include "platform/local.h"
+#include "tests/platform/bare_machine.h"
 
 namespace {
 
@@ -22,20 +21,12 @@ using std::chrono_literals::operator""s;
 using testing::ElementsAre;
 
 // A machine whose shell answers as the test says and remembers what it was asked.
-class Machine : public platform::Instrument {
+class Machine : public platform::BareInstrument {
  public:
-  std::unique_ptr<platform::DeviceFile> Open(std::string_view, int, int& error) override {
-    error = ENOENT;
-    return nullptr;
-  }
   int System(std::string_view command) override {
     commands.emplace_back(command);
     return answer(commands.back()) << 8;
   }
-  int SetRealtime(const timespec&) override { return 0; }
-  timespec Realtime() override { return {}; }
-  std::string HostAddress() override { return ""; }
-  void SystemLog(std::string_view) override {}
 
   std::vector<std::string> commands;
   std::function<int(const std::string&)> answer = [](const std::string&) { return 0; };
