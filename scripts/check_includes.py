@@ -13,6 +13,7 @@ BELOW_COMMON = ["platform", "libs/zmb/src", "libs/net", "libs/timer"]
 SERVICES = BELOW_COMMON + ["common/log", "common/monitor", "common/lib"]
 RECORDS = SERVICES + ["common/msg", "common/xml"]
 DEVICES = RECORDS + ["common/dev*"]
+BLOCKS = DEVICES + ["common/electrical", "common/calibration", "common/signalh"]
 ALLOWED = {
     "platform": [],
     "libs/zmb/src": ["platform"],
@@ -24,7 +25,9 @@ ALLOWED = {
     "common/msg": RECORDS,
     "common/xml": RECORDS,
     "common/dev/fpga": DEVICES,
-    "mos": DEVICES,
+    "common/dev/i2c": DEVICES,
+    "common/signalh": BLOCKS,
+    "mos": BLOCKS,
     "simulator": ["platform", "common/msg", "common/zpubsub"],
     "host": ["platform", "libs/zmb/src", "common/msg"],
     "tests": ["*"],
