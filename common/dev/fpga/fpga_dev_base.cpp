@@ -77,4 +77,14 @@ int FpgaDevBase::GetRevision() {
   return static_cast<int>((id & 0xFFFF) >> kRevisionShift);
 }
 
+int FpgaDevBase::GetMiscContStat2() {
+  unsigned int status = 0;
+  if (ReadReg(Q5FPGA_MISC_STATCTL2_REG, status) < 0) {
+    logger_mgr::print(fpgaL, kError, 0, "FPGA read failed offset 0x%02X val 0x%04X\n",
+                      static_cast<unsigned>(Q5FPGA_MISC_STATCTL2_REG), status);
+    return -1;
+  }
+  return static_cast<int>(status & 0xFFFF);
+}
+
 }  // namespace Dev

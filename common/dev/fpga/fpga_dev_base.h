@@ -28,6 +28,8 @@ class FpgaDevBase {
   bool IsActualModuleID(int module);
   /// Board revision, 0 to 15, or -1.
   int GetRevision();
+  /// Miscellaneous status and control, register 82, or -1.
+  int GetMiscContStat2();
   int GetDeviceFd() const { return _fd; }
 
  protected:

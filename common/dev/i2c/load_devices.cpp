@@ -3,10 +3,18 @@
 #include <string_view>
 #include <utility>
 
+#include "common/dev/i2c/ad7998_dev.h"
 #include "common/dev/i2c/device_table.h"
+#include "common/dev/i2c/ds75s_dev.h"
+#include "common/dev/i2c/ee24lc32_dev.h"
+#include "common/dev/i2c/front_end_chips.h"
 #include "common/dev/i2c/i2c_dev.h"
 #include "common/dev/i2c/meas_channel_id.h"
 #include "common/dev/i2c/nulldev_dev.h"
+#include "common/dev/i2c/pca9536_dev.h"
+#include "common/dev/i2c/sensor_publisher.h"
+#include "common/dev/i2c/tmp112_dev.h"
+#include "common/dev/i2c/tps659112_dev.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 
@@ -25,14 +33,21 @@ std::unique_ptr<I2cDev> Make(const I2cDevInfo& info) {
   return std::make_unique<T>(info);
 }
 
+constexpr int kAnyType = -1;
+
 struct Driver {
   std::string_view id;
   std::unique_ptr<I2cDev> (*make)(const I2cDevInfo&);
+  int type = kAnyType;
 };
 
 // Rows of chips that are not here have no driver in this program.
 constexpr Driver kDrivers[] = {
-    {"NULLDEV", Make<NULLDEVDev>},
+    {"NULLDEV", Make<NULLDEVDev>},       {"EE24LC32", Make<EE24LC32Dev>},
+    {"TPS659112", Make<TPS659112Dev>},   {"TMP112", Make<TMP112Dev>},
+    {"PCA9536", Make<PCA9536Dev>},       {"AD7998", Make<AD7998Dev>, MON_ADC},
+    {"SC18IS602B", Make<SC18IS602BDev>}, {"DAC8571", Make<DAC8571Dev>},
+    {kChannelSensorId, Make<DS75SDev>},
 };
 
 std::uint8_t Channel(std::uint8_t hmux) {
@@ -42,7 +57,8 @@ std::uint8_t Channel(std::uint8_t hmux) {
 
 void Add(const I2cDevInfo& info) {
   for (const Driver& driver : kDrivers) {
-    if (driver.id == info._id) I2cDev::AddDevice(driver.make(info));
+    if (driver.id != info._id) continue;
+    if (driver.type == kAnyType || driver.type == info._type) I2cDev::AddDevice(driver.make(info));
   }
 }
 
@@ -76,6 +92,7 @@ void I2cDev::LoadI2cDevices(int mid, int rev) {
          ._rev = rev,
          ._scanreq = row.scan});
   }
+  ListInternalSensors(mid);
 }
 
 void I2cDev::appndDevTbl(int mid, int rev) {
