@@ -1,0 +1,151 @@
+#include "common/signalh/signal_common.h"
+
+#include <chrono>
+#include <span>
+
+#include "common/dev/fpga/fpga_dev.h"
+#include "common/log/eventlog.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "common/msg/major_codes.h"
+#include "common/msg/module_id.h"
+#include "platform/backend.h"
+
+using Dev::MeasChannel;
+using Dev::MeasChCfgReg;
+using Dev::MeasChStaReg;
+using Logger::kError;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Logger::signalhL;
+using Msg::ghmp;
+using std::chrono::milliseconds;
+
+namespace {
+
+constexpr milliseconds kBridgeSetUp(200);
+constexpr milliseconds kBusyPoll(200);
+constexpr int kBusyPolls = 10;
+constexpr int kConfigAttempts = 5;
+constexpr unsigned kRestartConverters = 0x0800;
+
+void Capture(Logger::eventtypes_t event, const void* data) {
+  Logger::eventlog::GetEventLog("moseventlog")->CaptureEvent(kInfo, event, data);
+}
+
+}  // namespace
+
+SignalCommon::SignalCommon(int module, Dev::I2cMgr& i2c)
+    : _module(module),
+      _i2cMgr(i2c),
+      i2cmodule(module == Msg::MEAS_MODULE ? Msg::MEAS_MODULE : Msg::SOURCE_MODULE),
+      _channels{MeasChannel(i2c, i2cmodule, 0), MeasChannel(i2c, i2cmodule, 1)} {}
+
+bool SignalCommon::IsChannel(int channel, const char* func, int line) const {
+  if (channel == 0 || channel == 1) return true;
+  logger_mgr::print(signalhL, kError, 0, "%s.%d:UNEXPECTED CHANNEL %d\n", func, line, channel);
+  return false;
+}
+
+int SignalCommon::IniMeasChI2cSpiBridge(int channel) {
+  if (!IsChannel(channel, __func__, __LINE__)) {
+    ghmp->SetErrorCode(_module == Msg::MEAS_MODULE ? Msg::NAK_MCODE_MOS_UNKNOWNCHAN
+                                                   : Msg::NAK_MCODE_SOS_UNKNOWNCHAN);
+    return -1;
+  }
+  const int result = Channel(channel).InitBridge();
+  logger_mgr::print(signalhL, kInfo, 0, "Init I2C SPI bridge Meas Ch %d\n", channel);
+  platform::Machine().Clock().SleepFor(kBridgeSetUp);
+  return result;
+}
+
+int SignalCommon::GetMeasChVersion(int channel, Dev::MeasChCpldIdRev& version) {
+  if (!IsChannel(channel, __func__, __LINE__)) return -1;
+  return Channel(channel).ReadVersion(version);
+}
+
+int SignalCommon::GetMeasChStaReg(int channel, MeasChStaReg& status) {
+  if (!IsChannel(channel, __func__, __LINE__)) return -1;
+  std::array<std::uint8_t, Dev::kStatusBytes> bytes{};
+  const int result = Channel(channel).ReadStatus(bytes);
+  if (result < 0) return result;
+  status = MeasChStaReg::ToStruct(std::span(bytes).first<MeasChStaReg::kBytes>());
+  const std::string text = Dev::ConvertCPLDStatusToInt(bytes);
+  const Logger::evchannel_t event{channel + 1, text.c_str()};
+  Capture(Logger::MEASCHANNEL_STATUS, &event);
+  return result;
+}
+
+int SignalCommon::ReadChStatus(int channel, unsigned char* status) {
+  if (!IsChannel(channel, __func__, __LINE__)) return -1;
+  const int result = Channel(channel).ReadShortStatus(*status);
+  logger_mgr::print(signalhL, kInfo, 0, "%s:chn %d len2: %d status: 0x%X\n", __func__, channel,
+                    result, static_cast<unsigned>(*status));
+  return result;
+}
+
+bool SignalCommon::NotBusyMeasFPGAStatus(unsigned char status) {
+  return Dev::NotBusyMeasFPGAStatus(status);
+}
+
+int SignalCommon::SetMeasChCfgReg(int channel, const MeasChCfgReg& config, bool) {
+  if (!IsChannel(channel, __func__, __LINE__)) return -1;
+  MeasChStaReg before{};
+  GetMeasChStaReg(channel, before);  // leaves its event in the log
+  unsigned char status = 0;
+  if (const int result = WriteConfig(channel, config, status); result < 0) return result;
+  if (!MeasChCfgReg::IsSuccessfulTransaction(status)) {
+    logger_mgr::print(signalhL, kError, 0, "%s.%d IsSuccessfulTransaction(0x%02X) failed\n",
+                      __func__, __LINE__, static_cast<unsigned>(status));
+    GetMeasChStaReg(channel, before);
+    return -1;
+  }
+  GetMeasChStaReg(channel, before);
+  RestartConverters();
+  return 0;
+}
+
+// Writes until the CPLD is not busy with something else at the moment of the write.
+int SignalCommon::WriteConfig(int channel, const MeasChCfgReg& config, unsigned char& status) {
+  for (int attempt = 0; attempt < kConfigAttempts; ++attempt) {
+    const int result = Channel(channel).WriteConfig(config, status);
+    if (result < 0) return result;
+    Channel(channel).set_cpld_operation_start_time();
+    const Logger::evseqdataI_t event{
+        5, {channel + 1, status, attempt, i2cmodule, config.GetFilter()}};
+    Capture(Logger::CONFIG_WRITE_STATUS, &event);
+    if (NotBusyMeasFPGAStatus(status)) break;
+    if (!WaitWhileBusy(channel)) return -1;
+  }
+  return 0;
+}
+
+bool SignalCommon::WaitWhileBusy(int channel) {
+  unsigned char status = Dev::kMeasChBusy;
+  for (int poll = 0; poll < kBusyPolls && !NotBusyMeasFPGAStatus(status); ++poll) {
+    ReadChStatus(channel, &status);
+    platform::Machine().Clock().SleepFor(kBusyPoll);
+  }
+  if (NotBusyMeasFPGAStatus(status)) return true;
+  logger_mgr::print(signalhL, kError, 0, "MEAS FPGA CONFIG STATUS FAIL %x \n",
+                    static_cast<unsigned>(status));
+  ghmp->SetErrorCode(Msg::NAK_MCODE_CPLD_CONFIG, 1, channel);
+  const Logger::evseqdataI_t event{2, {channel + 1, status}};
+  Capture(Logger::CONFIG_WRITE_FAIL, &event);
+  return false;
+}
+
+void SignalCommon::RestartConverters() {
+  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  unsigned value = 0;
+  if (fpga == nullptr || fpga->ReadReg(Dev::Q5FPGA_A2D_CTRL, value) < 0) return;
+  fpga->WriteReg(Dev::Q5FPGA_A2D_CTRL, value | kRestartConverters, __LINE__);
+  if (fpga->ReadReg(Dev::Q5FPGA_A2D_CTRL, value) < 0) return;
+  fpga->WriteReg(Dev::Q5FPGA_A2D_CTRL, value & ~kRestartConverters, __LINE__);
+  if (fpga->ReadReg(Dev::Q5FPGA_A2D_CTRL, value) < 0) return;
+  const Logger::evseqdataI_t event{1, {static_cast<int>(value)}};
+  Capture(Logger::A2DCTRL, &event);
+}
+
+int SignalCommon::StartI2cScanner() { return _i2cMgr.StartScanner(); }
+int SignalCommon::StopI2cScanner() { return _i2cMgr.StopScanner(); }
