@@ -1,0 +1,150 @@
+// The calibration group: turns what the module's EEPROMs hold into the tables that channels and
+// corrections use. Two passes at start-up:
+//
+//   WriteEepromToXml    chip -> final XML file ("/varek/config/..._f.xml"): a compressed record is
+//                       inflated, a raw image is decoded with its template ("..._t.xml")
+//   ReadEeDataFromXml   final XML files -> tables
+//
+// A chip or file that is bad costs its own table, tells so in the log, and never stops the daemon.
+//
+// Threads: the passes run in the start-up thread, and the tables do not change after them.
+// XMLPostResults may be called from any thread.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "common/msg/errorcodes.h"
+#include "common/msg/input_mode.h"
+#include "common/xml/cal_tables.h"
+#include "common/xml/eeprom_chips.h"
+#include "common/xml/eeprom_links.h"
+
+namespace Dev {
+
+class EepromGroup {
+ public:
+  /// `module` is the MODULE_ID of the daemon. `chips` and `errors` outlive the group.
+  EepromGroup(int module, EepromChips& chips, Msg::Errorcodes& errors, EepromLinks links = {});
+  EepromGroup(const EepromGroup&) = delete;
+  EepromGroup& operator=(const EepromGroup&) = delete;
+
+  /// The daemon's instance, set by whoever made it; null before.
+  static EepromGroup* Instance() { return instance_; }
+  static void SetInstance(EepromGroup* instance) { instance_ = instance; }
+
+  /// A path without a divider: scale 1, no correction.
+  static const mode_range_table_ent identity_tbl;
+
+  // --- The two passes ---
+
+  /// 0, or -1 when the pass was stopped by a block revision or a checksum; then the failure has
+  /// been told to the main module. The argument is not used.
+  int WriteEepromToXml(char*);
+  /// 0, or -1 with `err` -1 when a channel's calibration is missing: its range tables are empty, or
+  /// the default ones if it has no file.
+  int ReadEeDataFromXml(int& err);
+
+  // --- The tables ---
+
+  /// Null for a channel outside 0 and 1 or a mode (Input_Mode) outside 0 to 4.
+  range_table* GetRangeTable(int channel, int mode);
+  /// Filter n is row n of the channel's table, from 0. Null for a channel that there is not.
+  range_table* GetCalTableEnt(int channel);
+  /// Of the dividers HV1 (0) and HV2 (1); null for any other.
+  range_table* GetMainrefTableEnt(int n);
+  /// 1: capacitance, 2: resistance; 0 is empty. Null for any other.
+  intcal_table* GetIntcalTableEnt(int n);
+
+  // --- Identity and dates, as the files have them; empty until read ---
+
+  std::string getCalDueDate() const { return cal_due_date; }
+  std::string getFinalCalDate() const { return fnl_cal_date; }
+  std::string GetBrdAssemRev() const { return brd_assem_rev; }
+  std::string GetSysSerNum() const { return sys_ser_num; }
+
+  // --- How it ended ---
+
+  /// Tells the main module: `result` kXmlPostPass or kXmlPostFail, `failtype` as in xml_post.h.
+  void xml_post_result(int result, int failtype);
+  /// On the main module: takes one module's word (XmlPostWord) and, of a failure, writes two lines
+  /// to that module's diagnostics file.
+  void XMLPostResults(int xres);
+  /// Bits 0x10, 0x20, 0x40: main, measurement, source module failed.
+  int PostResult() const { return post_result; }
+  /// Code of the last failure ("1705"), or empty.
+  std::string PostError() const;
+
+  /// Waits for the main module's answer.
+  void WaitForXMLPost();
+  /// Waits for the files that the main module uploads. 0 when all are there, else -1 and an error
+  /// word.
+  int WaitForFile();
+  /// Looks at `count` of the files under "/home/root/" that `names` lists, separated by blanks. 1
+  /// when all are there and none is growing, else 0 with the name of the one that is not in
+  /// `current`.
+  int CheckFiles(int count, const char* names, std::string& current);
+
+  /// 1 once a chip with a compressed record has been seen.
+  int eepIsCmprssdXml = 0;
+
+ private:
+  /// Rows of one channel and the tables that point into them.
+  struct ChannelTables {
+    std::vector<mode_range_table_ent> ranges;
+    std::array<range_table, Msg::INPUT_MODE_COUNT> range_tbl{};  ///< by Input_Mode; Off is unused
+    range_table calfilter_tbl{};
+  };
+
+  // Writing (eeprom_group.cpp).
+  enum class Pass { Next, Stop, Fail };
+  Pass WriteOne(std::size_t place);
+  Pass WriteRaw(std::size_t place);
+  void UpdateFile(const EepromChip& chip);
+  void WarnOf(EepromKind kind) const;
+  void Upload() const;
+
+  // Reading (eeprom_group_read.cpp).
+  int ReadMainModule();
+  int ReadUploadedFiles();
+  void ReadDatesAndRevisions();
+  int ReadChannel(int channel, const EepromChip& chip);
+  void ReadIntCalFromXml(const char* path);
+  int ReadMRScalCalFromXml(const char* name, int& err);
+  void ReadBrdAssRevFromXml(const char* path);
+  void ReadSSNFromXml(const char* path);
+  void ReadSystemDates(const char* path);
+  void SetMainrefError(const char* text, int step);
+  void DumpFactors() const;
+
+  static EepromGroup* instance_;
+
+  const int module_;
+  EepromChips& chips_;
+  Msg::Errorcodes& errors_;
+  const EepromLinks links_;
+
+  std::string _file_t;  ///< template of the chip at hand
+  std::string _file_f;  ///< its final XML file
+
+  std::array<ChannelTables, 2> channels_;
+  std::array<mode_range_table_ent, 2> mainref_rows_{};
+  std::array<range_table, 2> mainref_tbl{};
+  std::vector<mode_intcal_table_ent> intcals;
+  std::array<intcal_table, 3> intcal_tbl{};
+
+  std::string sys_ser_num;
+  std::string brd_assem_rev;
+  std::string fnl_cal_date;
+  std::string cal_due_date;
+
+  std::atomic<int> post_result{0};
+  mutable std::mutex post_err_mutex_;  ///< guards post_err
+  std::string post_err;
+};
+
+}  // namespace Dev
