@@ -45,7 +45,8 @@ struct Adapter<Handler> {
 constexpr Entry kHandlers[] = {
     Adapter<&MeasMgr::HandleMsg1F>::For(0x1F), Adapter<&MeasMgr::HandleMsg21>::For(0x21),
     Adapter<&MeasMgr::HandleMsg35>::For(0x35), Adapter<&MeasMgr::HandleMsg36>::For(0x36),
-    Adapter<&MeasMgr::HandleMsg38>::For(0x38), Adapter<&MeasMgr::HandleMsg46>::For(0x46),
+    Adapter<&MeasMgr::HandleMsg37>::For(0x37), Adapter<&MeasMgr::HandleMsg38>::For(0x38),
+    Adapter<&MeasMgr::HandleMsg46>::For(0x46),
 };
 
 const Entry* FindHandler(int opcode) {

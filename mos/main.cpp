@@ -10,11 +10,13 @@
 #include <syslog.h>
 
 #include "common/dev/fpga/fpga_dev.h"
+#include "common/dev/i2c/i2c_mgr.h"
 #include "common/log/build_info.h"
 #include "common/log/eventlog.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 #include "common/msg/hmp_error_rep.h"
+#include "common/msg/safety_nak.h"
 #include "libs/zmb/src/zmb_log.h"
 #include "mos/daemonize.h"
 #include "mos/meas_mgr.h"
@@ -100,6 +102,7 @@ int main(int argc, char* argv[]) {
   eventlog::GetEventLog("moseventlog")->Init(Msg::MEAS_MODULE);
   logger_mgr::GetLogger()->Init(kLogConfigPath, Msg::MEAS_MODULE, Mos::logfd, kLogPath, kLogLimit);
   logger_mgr::print(mainL, kNotice, 0, "Logging starts %d\n", static_cast<int>(::getpid()));
+  Msg::safetyFault.Clear();
   platform::Machine().SystemLog("mosdaemon", LOG_INFO, "MOS logging starts \n");
 
   File build_info = OpenBuildInfo();
@@ -109,14 +112,16 @@ int main(int argc, char* argv[]) {
   Msg::HmpErrorRep::InitMajorErrors();
   Mos::g_fpgafd = fpga->GetDeviceFd();
 
-  Mos::MeasMgr& manager = Mos::MeasMgr::CreateMeasMgr(options.id.c_str(), options.port);
+  Dev::I2cMgr& i2c = Dev::I2cMgr::CreateI2cMgr(options.gid.c_str(), options.gport);
+  Mos::MeasMgr& manager = Mos::MeasMgr::CreateMeasMgr(i2c, options.id.c_str(), options.port);
   Mos::MeasMgr::SetInstance(&manager);
   manager.SetEeXmlOpt(options.skip_ee2xml);
   monitor::Init();
   Mos::logmonitor.AddTimer(2, SECSE, Logger::LogCallBack, nullptr);
   build_info.reset();
 
-  if (manager.Init(fpga->GetRevision()) < 0) {
+  manager.SetRevision(fpga->GetRevision());
+  if (manager.Init(manager.GetRevision()) < 0) {
     Mos::StartupError("cannot bind the bus end points of %s, port %u: another mos runs here?\n",
                       options.id.c_str(), options.port);
     monitor::End();  // no callback may run into what goes now

@@ -16,21 +16,28 @@ using Msg::ghmp;
 
 MeasMgr* MeasMgr::_instance = nullptr;
 
-MeasMgr& MeasMgr::CreateMeasMgr(const char* id, std::uint16_t port) {
-  static MeasMgr manager(id, port);
+MeasMgr& MeasMgr::CreateMeasMgr(Dev::I2cMgr& i2c, const char* id, std::uint16_t port) {
+  static MeasMgr manager(i2c, id, port);
   return manager;
 }
 
-MeasMgr::MeasMgr(const char* id, std::uint16_t port) {
+MeasMgr::MeasMgr(Dev::I2cMgr& i2c, const char* id, std::uint16_t port)
+    : SignalCommon(Msg::MEAS_MODULE, i2c) {
   if (id != nullptr) SetZid(id);
   if (port != 0) SetDefFeTcpPort(static_cast<short>(port));
 }
 
-int MeasMgr::Init() { return ZmbSimpleServant::Init(); }
+int MeasMgr::Init() {
+  if (ZmbSimpleServant::Init() < 0) return -1;
+  return SignalCommon::Init();
+}
 
-int MeasMgr::Init(int) {
+int MeasMgr::Init(int revision) {
   if (Init() < 0) return -1;
   ReadConfiguration();
+  if (StartBoard(revision) < 0) return -1;
+  ReadCalibration();
+  ConfigureChannels();
   if (StartDeferredWork() < 0) return -1;
   ghmp->SetFFT900(run_fft900);
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);

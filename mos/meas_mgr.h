@@ -9,25 +9,27 @@
 #include <libconfig.h++>
 #include <string>
 
+#include "common/dev/i2c/i2c_mgr.h"
 #include "common/msg/hmp_error_rep.h"
 #include "common/msg/hmp_records.h"
+#include "common/signalh/signal_common.h"
 #include "libs/zmb/src/zmb_message.h"
 #include "libs/zmb/src/zmb_simple_servant.h"
 #include "mos/daemon_config.h"
 
 namespace Mos {
 
-class MeasMgr : public Servant::ZmbSimpleServant {
+class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
  public:
   /// Makes the single instance on the first call and gives it on every later one, whose arguments
   /// are ignored.
-  static MeasMgr& CreateMeasMgr(const char* id, std::uint16_t port);
+  static MeasMgr& CreateMeasMgr(Dev::I2cMgr& i2c, const char* id, std::uint16_t port);
   /// For callbacks that are given no object.
   static MeasMgr* Instance() { return _instance; }
   static void SetInstance(MeasMgr* instance) { _instance = instance; }
 
-  /// A null `id` keeps the class's own name, a `port` of 0 means no TCP link.
-  MeasMgr(const char* id, std::uint16_t port);
+  /// A null `id` keeps the class's own name, a `port` of 0 means no TCP link. `i2c` outlives it.
+  MeasMgr(Dev::I2cMgr& i2c, const char* id, std::uint16_t port);
 
   int Init() override;
   /// As Init(), with the board revision of the FPGA. -1 when the daemon's end points cannot be
@@ -46,6 +48,11 @@ class MeasMgr : public Servant::ZmbSimpleServant {
   /// What the configuration sets for rooms of its own; valid after Init(int).
   const DaemonConfig& GetDaemonConfig() const { return _daemonconfig; }
 
+  /// Sets both channels' filters for a signal of `frequency` hertz, by the kind of the test. The
+  /// lower of the two results of SetMeasChCfgReg; 0 for a kind of test without a choice. The last
+  /// argument has no effect.
+  int SelectFilter(float frequency, bool exec_sequence1);
+
   // Handlers, named after their opcodes. Each takes the request in place in its bus frame, at least
   // as long as the record, and a reply whose header is the request's and whose rest is 0. They give
   // 0 when the reply is complete.
@@ -53,12 +60,19 @@ class MeasMgr : public Servant::ZmbSimpleServant {
   int HandleMsg21(const Msg::HmpFWUpdateInitReq* request, Msg::HmpFWUpdateInitRep* reply);
   int HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTimeOfDayRep* reply);
   int HandleMsg36(const Msg::HmpStartRowReq* request, Msg::HmpStartRowRep* reply);
+  int HandleMsg37(const Msg::HmpEndRowReq* request, Msg::HmpEndRowRep* reply);
   int HandleMsg38(const Msg::HmpMiscConfigReq* request, Msg::HmpMiscConfigRep* reply);
   int HandleMsg46(const Msg::HmpAckProgressReq* request, Msg::HmpAckProgressRep* reply);
 
  private:
   void ReadConfiguration();
   int StartDeferredWork();
+
+  // The board (board.cpp).
+  int StartBoard(int revision);
+  void IdentifyChannels();
+  void ReadCalibration();
+  void ConfigureChannels();
 
   static MeasMgr* _instance;
 

@@ -9,6 +9,7 @@
 #include "common/log/eventlog.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
+#include "common/msg/safety_nak.h"
 #include "mos/meas_mgr.h"
 #include "platform/backend.h"
 
@@ -82,6 +83,7 @@ int MeasMgr::HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep
 
 int MeasMgr::HandleMsg21(const Msg::HmpFWUpdateInitReq* request, Msg::HmpFWUpdateInitRep* reply) {
   NoteRequest(*request);
+  StopI2cScanner();
   reply->SetAck();
   return 0;
 }
@@ -100,6 +102,15 @@ int MeasMgr::HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTime
 int MeasMgr::HandleMsg36(const Msg::HmpStartRowReq* request, Msg::HmpStartRowRep* reply) {
   NoteRequest(*request);
   reply->SetAck();
+  return 0;
+}
+
+int MeasMgr::HandleMsg37(const Msg::HmpEndRowReq* request, Msg::HmpEndRowRep* reply) {
+  NoteRequest(*request);
+  reply->SetAck();
+  logger_mgr::print(measurementL, Logger::kNotice, 0, "Cleared HMP error codes \n");
+  Msg::ghmp->ClearErrorCodes();
+  Msg::safetyFault.Clear();
   return 0;
 }
 

@@ -111,8 +111,8 @@ int SignalCommon::WriteConfig(int channel, const MeasChCfgReg& config, unsigned 
     const int result = Channel(channel).WriteConfig(config, status);
     if (result < 0) return result;
     Channel(channel).set_cpld_operation_start_time();
-    const Logger::evseqdataI_t event{
-        5, {channel + 1, status, attempt, i2cmodule, config.GetFilter()}};
+    const Logger::evseqdataI_t event{5,
+                                     {channel + 1, status, attempt, i2cmodule, config.GetFilter()}};
     Capture(Logger::CONFIG_WRITE_STATUS, &event);
     if (NotBusyMeasFPGAStatus(status)) break;
     if (!WaitWhileBusy(channel)) return -1;
@@ -147,5 +147,5 @@ void SignalCommon::RestartConverters() {
   Capture(Logger::A2DCTRL, &event);
 }
 
-int SignalCommon::StartI2cScanner() { return _i2cMgr.StartScanner(); }
-int SignalCommon::StopI2cScanner() { return _i2cMgr.StopScanner(); }
+void SignalCommon::StartI2cScanner() { _i2cMgr.StartScanner(); }
+void SignalCommon::StopI2cScanner() { _i2cMgr.StopScanner(); }

@@ -38,8 +38,8 @@ class SignalCommon {
 
   static bool NotBusyMeasFPGAStatus(unsigned char status);
 
-  int StartI2cScanner();
-  int StopI2cScanner();
+  void StartI2cScanner();
+  void StopI2cScanner();
 
   /// Requires 0 or 1.
   Dev::MeasChannel& Channel(int channel) { return _channels[static_cast<std::size_t>(channel)]; }

@@ -50,7 +50,7 @@ int SetAddress(ChipRoad& road, int high, int low) {
 
 }  // namespace
 
-unsigned char* EE24LC32Dev::GetData() { return eebuf.data(); }
+const std::array<unsigned char, EE24LC32Dev::kBufferSize>& EE24LC32Dev::GetData() { return eebuf; }
 
 int EE24LC32Dev::Read() {
   logger_mgr::print(ee24lc32L, kDebug, 0, "HERE EEPROM Read() %x\n", static_cast<unsigned>(_addr));

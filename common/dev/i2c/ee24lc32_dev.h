@@ -27,9 +27,9 @@ class EE24LC32Dev : public I2cDev {
   /// 0 or -1, never a count.
   int DoReq(char* buf, int len, char* buf2, int len2, Act act) override;
 
-  /// What the last request of any of these devices read: kBufferSize bytes. Written by the I2C
-  /// worker; a reader takes it right after its own request, and there is one reader at a time.
-  static unsigned char* GetData();
+  /// What the last request of any of these devices read. Written by the I2C worker; a reader takes
+  /// it right after its own request, and there is one reader at a time.
+  static const std::array<unsigned char, kBufferSize>& GetData();
 
  private:
   int Plan(ChipRoad& road, int len, int len2, Act act);

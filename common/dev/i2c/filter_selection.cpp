@@ -23,7 +23,7 @@ constexpr int kLastOldFilterRevision = 2;
 
 /// Filter 3 up to 0.00316 Hz, 4 up to 0.01 Hz and so on; two filters a decade.
 constexpr int kFirstFilter = 3;
-constexpr float kUpTo[] = {0.00316F, 0.01F, 0.0316F, 0.1F,  0.316F, 1.0F,
+constexpr float kUpTo[] = {0.00316F, 0.01F, 0.0316F, 0.1F,   0.316F, 1.0F,
                            3.16F,    10.0F, 31.6F,   100.0F, 316.0F};
 
 int FilterByFrequency(float freq) {

@@ -52,8 +52,7 @@ int MeasChannel::Request(DEV_TYPE chip, std::span<std::uint8_t> frame, int out, 
 
 template <class Chip>
 Chip* MeasChannel::Device(DEV_TYPE chip) const {
-  return dynamic_cast<Chip*>(
-      I2cDev::GetDevice(DeviceKey(module_, Assembly(), chip, channel_ + 1)));
+  return dynamic_cast<Chip*>(I2cDev::GetDevice(DeviceKey(module_, Assembly(), chip, channel_ + 1)));
 }
 
 int MeasChannel::InitBridge() {
@@ -65,8 +64,7 @@ int MeasChannel::ReadVersion(MeasChCpldIdRev& version) {
   std::array<std::uint8_t, 1 + MeasChCpldIdRev::kBytes> frame{kIdentity};
   const int result = Request(SPI_BRIDGE, frame, frame.size(), MeasChCpldIdRev::kBytes);
   if (result >= 0) {
-    version =
-        MeasChCpldIdRev::ToStruct(std::span(frame).first<MeasChCpldIdRev::kBytes>());
+    version = MeasChCpldIdRev::ToStruct(std::span(frame).first<MeasChCpldIdRev::kBytes>());
   }
   return result;
 }

@@ -19,10 +19,10 @@ constexpr std::size_t kLongestStatusText = 49;
 
 /// Error words by bit of the status byte, from bit 7 down.
 constexpr short kStatusWords[] = {
-    Msg::NAK_MCODE_CPLD_FAULT,           Msg::NAK_MCODE_CPLD_OVERRANGE,
-    Msg::NAK_MCODE_CPLD_POWERSUPPLY,     Msg::NAK_MCODE_CPLD_OVERLOAD_FF,
-    Msg::NAK_MCODE_CPLD_ADCOVERRANGE,    Msg::NAK_MCODE_CPLD_FAULTTEMPERATURE,
-    Msg::NAK_MCODE_CPLD_FAULTADC,        Msg::NAK_MCODE_CPLD_OVERINPUT,
+    Msg::NAK_MCODE_CPLD_FAULT,        Msg::NAK_MCODE_CPLD_OVERRANGE,
+    Msg::NAK_MCODE_CPLD_POWERSUPPLY,  Msg::NAK_MCODE_CPLD_OVERLOAD_FF,
+    Msg::NAK_MCODE_CPLD_ADCOVERRANGE, Msg::NAK_MCODE_CPLD_FAULTTEMPERATURE,
+    Msg::NAK_MCODE_CPLD_FAULTADC,     Msg::NAK_MCODE_CPLD_OVERINPUT,
 };
 static_assert(std::size(kStatusWords) == 8);
 

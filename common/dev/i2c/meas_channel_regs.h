@@ -77,10 +77,10 @@ struct MeasChCfgReg {
 static_assert(sizeof(MeasChCfgReg) == MeasChCfgReg::kBytes);
 
 // Configurations that the daemon uses, by name.
-inline constexpr auto cfg0 = MeasChCfgReg::FromBytes({0x20, 0xE2, 0xC1});    ///< current, self test
-inline constexpr auto cfg01 = MeasChCfgReg::FromBytes({0x40, 0xE1, 0x81});   ///< AC voltage
-inline constexpr auto cfg02 = MeasChCfgReg::FromBytes({0x20, 0xE1, 0x81});   ///< current
-inline constexpr auto cfg03 = MeasChCfgReg::FromBytes({0x60, 0xE1, 0x81});   ///< DC voltage
+inline constexpr auto cfg0 = MeasChCfgReg::FromBytes({0x20, 0xE2, 0xC1});   ///< current, self test
+inline constexpr auto cfg01 = MeasChCfgReg::FromBytes({0x40, 0xE1, 0x81});  ///< AC voltage
+inline constexpr auto cfg02 = MeasChCfgReg::FromBytes({0x20, 0xE1, 0x81});  ///< current
+inline constexpr auto cfg03 = MeasChCfgReg::FromBytes({0x60, 0xE1, 0x81});  ///< DC voltage
 inline constexpr auto cfg03_filter = MeasChCfgReg::FromBytes({0x40, 0xE2, 0x81});  ///< AC voltage
 inline constexpr auto cfg04_filter = MeasChCfgReg::FromBytes({0x20, 0xE2, 0x81});  ///< current
 inline constexpr auto cfg05_filter = MeasChCfgReg::FromBytes({0x60, 0xE2, 0x81});  ///< DC voltage

@@ -1,0 +1,68 @@
+// The board at start-up: I2C, the channels' identity, calibration, and a first configuration.
+#include "common/dev/i2c/i2c_eeprom.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "common/msg/major_codes.h"
+#include "mos/meas_mgr.h"
+
+namespace Mos {
+
+using Logger::kError;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Logger::measurementL;
+using Msg::ghmp;
+
+namespace {
+
+constexpr int kChannels[] = {0, 1};
+
+}  // namespace
+
+int MeasMgr::StartBoard(int revision) {
+  if (_i2cMgr.Init(Msg::MEAS_MODULE, revision) < 0) return -1;
+  if (_i2cMgr.Start() != 0) return -1;
+  IdentifyChannels();
+  // which sensors the channel boards have follows from their identity
+  StopI2cScanner();
+  _i2cMgr.appndDevTbl(Msg::MEAS_MODULE, revision);
+  _i2cMgr.appndPerScanList();
+  StartI2cScanner();
+  return 0;
+}
+
+void MeasMgr::IdentifyChannels() {
+  for (int channel : kChannels) {
+    Dev::MeasChCpldIdRev version;
+    GetMeasChVersion(channel, version);  // a channel that does not answer keeps identity 0
+    version.Show(kInfo);
+    logger_mgr::print(measurementL, kInfo, 0, "%s.%d: cpldId:0x%04X  revision:0x%04X\n", __func__,
+                      __LINE__, static_cast<unsigned>(version.cpldId),
+                      static_cast<unsigned>(version.revision));
+    ghmp->SetCPLDRevInfo(channel, static_cast<short>(version.cpldId),
+                         static_cast<short>(version.revision));
+  }
+}
+
+void MeasMgr::ReadCalibration() {
+  Dev::EepromGroup& group = Dev::GetEepromGroup(_i2cMgr);
+  if (_skip_ee2xml != 0) {
+    group.xml_post_result(Dev::kXmlPostPass, 0);
+  } else {
+    group.WriteEepromToXml(nullptr);
+  }
+  int error = 0;
+  if (group.ReadEeDataFromXml(error) != -1 && error != -1) return;
+  logger_mgr::print(measurementL, kError, 0, "XML PROCESSING ERROR\n");
+  ghmp->SetStickyError(Msg::NAK_MCODE_EEPROMXML);
+  ghmp->SetErrorCode(Msg::NAK_MCODE_EEPROMXML);
+}
+
+void MeasMgr::ConfigureChannels() {
+  for (int channel : kChannels) IniMeasChI2cSpiBridge(channel);
+  IdentifyChannels();
+  SetMeasChCfgReg(0, Dev::cfg03_filter, false);
+  SetMeasChCfgReg(1, Dev::cfg04_filter, false);
+}
+
+}  // namespace Mos

@@ -1,0 +1,61 @@
+// The filters of both channels for the frequency of a test.
+#include <algorithm>
+
+#include "common/log/eventlog.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "mos/meas_mgr.h"
+
+namespace Mos {
+
+using Dev::MeasChCfgReg;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Logger::measurementL;
+using Msg::ghmp;
+
+namespace {
+
+/// The configurations of a kind of test, before a filter is chosen; both null for no such test.
+struct Bases {
+  const MeasChCfgReg* channel1 = nullptr;
+  const MeasChCfgReg* channel2 = nullptr;
+};
+
+Bases BasesOfTest(float frequency) {
+  if (ghmp->IsDFRTest()) return {&Dev::cfg03_filter, &Dev::cfg04_filter};
+  if (ghmp->IsTTRTest()) return {&Dev::cfg03_filter, &Dev::cfg03_filter};
+  const auto hertz = static_cast<double>(frequency);
+  if (ghmp->IsDCTest()) {
+    logger_mgr::print(measurementL, kInfo, 0, "Contact resistance filter set for freq %f \n",
+                      hertz);
+    return {&Dev::cfg05_filter, &Dev::cfg04_filter};
+  }
+  logger_mgr::print(measurementL, Logger::kError, 0, "Could not select the filter freq %f \n",
+                    hertz);
+  return {};
+}
+
+}  // namespace
+
+int MeasMgr::SelectFilter(float frequency, bool exec_sequence1) {
+  const Bases bases = BasesOfTest(frequency);
+  int filters[2] = {};
+  int results[2] = {};
+  for (int channel : {0, 1}) {
+    const MeasChCfgReg* base = channel == 0 ? bases.channel1 : bases.channel2;
+    if (base == nullptr) continue;
+    const MeasChCfgReg config = base->SelectFilter(frequency, _rev);
+    filters[channel] = config.GetFilter();
+    results[channel] = SetMeasChCfgReg(channel, config, exec_sequence1);
+  }
+  const Logger::evseqdataI_t event{2, {filters[0], filters[1]}};
+  Logger::eventlog::GetEventLog("moseventlog")->CaptureEvent(kInfo, Logger::MEASFILTERS, &event);
+  for (int channel : {0, 1}) ghmp->SetFilter(channel, static_cast<short>(filters[channel]));
+  logger_mgr::print(measurementL, kInfo, 0, "%s::%s filter1 %d filter2 %d ch1 %d ch2 %d seq1:%d\n",
+                    "Mos::MeasMgr", __func__, filters[0], filters[1], results[0], results[1],
+                    exec_sequence1 ? 1 : 0);
+  return std::min(results[0], results[1]);
+}
+
+}  // namespace Mos
