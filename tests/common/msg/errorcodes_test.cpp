@@ -11,6 +11,7 @@
 #include "common/msg/hmp_data.h"
 #include "common/msg/hmp_error_rep.h"
 #include "common/msg/prepare_nak.h"
+#include "tests/common/msg/error_list.h"
 #include "tests/common/msg/wire.h"
 
 namespace {
@@ -18,16 +19,6 @@ namespace {
 using Msg::Errorcodes;
 using Msg::HmpErrorRep;
 using Words = std::vector<int>;
-
-// The words in use, 0 to 65535.
-Words ListOf(const Errorcodes& errors) {
-  const auto list = errors.CopyErrorCodes();
-  Words words;
-  for (int i = 0; i < list.errorindex; ++i) {
-    words.push_back(list.words.at(static_cast<std::size_t>(i)) & 0xFFFF);
-  }
-  return words;
-}
 
 Words ListOf(const HmpErrorRep& record) {
   Words words;

@@ -1,0 +1,139 @@
+// Register images of the CPLD as they travel, and which filter a test takes.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <libconfig.h++>
+#include <limits>
+
+#include "common/dev/i2c/filter_selection.h"
+#include "common/dev/i2c/meas_channel_regs.h"
+#include "common/dev/i2c/temperature.h"
+#include "common/msg/hmp_data.h"
+#include "tests/common/msg/error_list.h"
+
+namespace {
+
+using Dev::MeasChCfgReg;
+using Dev::MeasChStaReg;
+using Msg::ghmp;
+
+class FrontEnd : public testing::Test {
+ protected:
+  FrontEnd() { Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE); }
+  libconfig::Config config;
+};
+
+TEST_F(FrontEnd, RegistersTravelMostSignificantByteFirst) {
+  const std::array<std::uint8_t, 4> identity{0x09, 0x85, 0x01, 0x02};
+  const auto version = Dev::MeasChCpldIdRev::ToStruct(identity);
+  EXPECT_EQ(version.cpldId, 0x0985);
+  EXPECT_EQ(version.revision, 0x0102);
+
+  EXPECT_EQ(Dev::cfg0.ToBytes(), (std::array<std::uint8_t, 4>{0x02, 0xC1, 0xE2, 0x20}));
+  EXPECT_EQ(Dev::cfg0.InputMode, Msg::ACDC_Current);
+  EXPECT_EQ(Dev::cfg0.SelfTestEa, 1);
+  for (const MeasChCfgReg& config_reg : {Dev::cfg01, Dev::cfg02, Dev::cfg03}) {
+    EXPECT_EQ(config_reg.GetFilter(), 1);
+    EXPECT_EQ(config_reg.AdcRate, 2);
+    EXPECT_TRUE(config_reg.AdcFpath && config_reg.AdcLlCfg && config_reg.AdcPwrDwn &&
+                config_reg.AnalogPwrEa);
+  }
+  EXPECT_EQ(Dev::cfg01.InputMode, Msg::AC_Volt);
+  EXPECT_EQ(Dev::cfg05_filter.InputMode, Msg::DC_Volt);
+
+  const std::array<std::uint8_t, 9> wire{0x81, 0xC1, 0xE2, 0x40, 0x4A, 0x2E, 0x20, 0x00, 0x01};
+  const auto status = MeasChStaReg::ToStruct(wire);
+  EXPECT_EQ(status.Status(), 0x81);
+  EXPECT_EQ(status.FaultN, 1);
+  EXPECT_EQ(status.OverInputN, 1);
+  EXPECT_EQ(status.SelVoltHi, 1);
+  EXPECT_EQ(status.FilterA, 1);
+  EXPECT_EQ(status.CfgReg.InputMode, Msg::AC_Volt);
+  EXPECT_EQ(status.CfgReg.GetFilter(), 2);
+  EXPECT_EQ(status.RangeEcho(0x0985), 0x4A);
+  EXPECT_EQ(status.RangeEcho(0x1093), 0x2E);
+  EXPECT_EQ(status.RangeEcho(0x1234), -1);
+}
+
+TEST_F(FrontEnd, EveryStatusBitHasItsWord) {
+  for (int status = 0; status < 256; ++status) {
+    ghmp->ClearErrorCodes();
+    const bool good = MeasChCfgReg::IsSuccessfulTransaction(static_cast<std::uint8_t>(status));
+    std::vector<int> expected;
+    for (int bit = 7; bit >= 0; --bit) {
+      if ((status >> bit & 1) != 0) expected.push_back(736 + 7 - bit);
+    }
+    EXPECT_EQ(good, expected.empty());
+    if (!expected.empty()) expected.insert(expected.begin(), 2);
+    EXPECT_EQ(ListOf(*ghmp), expected) << status;
+    EXPECT_EQ(Dev::NotBusyMeasFPGAStatus(static_cast<std::uint8_t>(status)),
+              (status & 0x80) == 0 || (status & 0x40) == 0);
+  }
+}
+
+TEST_F(FrontEnd, FiltersFollowTheFrequency) {
+  ghmp->testype = Msg::TEST_FREQUENCY_SWEEP_DFR;
+  const struct {
+    float bound;
+    int filter;
+  } bounds[] = {{0.00316F, 3}, {0.01F, 4},  {0.0316F, 5}, {0.1F, 6},    {0.316F, 7}, {1.0F, 8},
+                {3.16F, 9},    {10.0F, 10}, {31.6F, 11},  {100.0F, 12}, {316.0F, 13}};
+  for (const auto& [bound, filter] : bounds) {
+    EXPECT_EQ(Dev::FilterSelectionR3(bound), filter);
+    EXPECT_EQ(Dev::FilterSelectionR3(std::nextafter(bound, 1e9F)), filter + 1);
+  }
+  EXPECT_EQ(Dev::FilterSelectionR3(1e9F), 14);
+  EXPECT_EQ(Dev::FilterSelectionR3(std::numeric_limits<float>::quiet_NaN()), 15);
+}
+
+TEST_F(FrontEnd, FiltersFollowBoardAndTest) {
+  constexpr short kOff = 0;
+  constexpr short kOn = Msg::MODESW1_FILTER;
+  const struct {
+    const char* what;
+    short modesw1;
+    int revision;
+    Msg::RNG_TEST_TYPE test;
+    Msg::SOURCE_E source;
+    float freq;
+    int filter;
+  } cases[] = {
+      {"off, old board", kOff, 2, Msg::TEST_HVVFPF, Msg::internalHVVoltageSourceE, 60, 0},
+      {"off, new board", kOff, 3, Msg::TEST_HVVFPF, Msg::internalHVVoltageSourceE, 60, 1},
+      {"old board", kOn, 2, Msg::TEST_LVTTR, Msg::internalHVVoltageSourceE, 0.05F, 2},
+      {"rule 1, low", kOn, 3, Msg::TEST_HVVFPF, Msg::internalHVVoltageSourceE, 69.99F, 2},
+      {"rule 1, high", kOn, 3, Msg::TEST_HVVFPF, Msg::internalHVVoltageSourceE, 70, 12},
+      {"rule 2", kOn, 3, Msg::TEST_HVTTR, Msg::internalHVVoltageSourceE, 400, 2},
+      {"rule 2 before 3", kOn, 3, Msg::TEST_DEMAG, Msg::internalHVVoltageSourceE, 5, 2},
+      {"rule 3", kOn, 3, Msg::TEST_LVTTR, Msg::internalHVVoltageSourceE, 50, 12},
+      {"rule 3, DC current", kOn, 3, Msg::TEST_WINDING_RESISTANCE, Msg::internalDCCurrentSourceE,
+       50, 7},
+      {"rule 3, DC voltage", kOn, 4, Msg::TEST_DCIR, Msg::internalDCLVVoltageSourceE, 50, 7},
+      {"no rule", kOn, 3, Msg::TEST_NONE, Msg::internalHVVoltageSourceE, 50, 2},
+  };
+  for (const auto& c : cases) {
+    ghmp->modesw1 = c.modesw1;
+    ghmp->testype = c.test;
+    ghmp->sourcemode = c.source;
+    const MeasChCfgReg chosen = Dev::cfg04_filter.SelectFilter(c.freq, c.revision);
+    EXPECT_EQ(chosen.GetFilter(), c.filter) << c.what;
+    EXPECT_EQ(chosen.InputMode, Dev::cfg04_filter.InputMode) << c.what;
+    EXPECT_EQ(chosen.Bytes()[2], Dev::cfg04_filter.Bytes()[2]) << c.what;
+  }
+  ghmp->testype = Msg::TEST_OLTC_DRM;
+  EXPECT_EQ(Dev::FilterSelectionR3(0.05F), 10);
+}
+
+TEST(Temperature, WordsAreTwosComplement) {
+  const struct {
+    int raw;
+    double celsius;
+  } cases[] = {{0x1900, 25},       {0xFF00, -1},      {0x0000, 0},   {0x8000, -128},
+               {0x7FF0, 127.9375}, {0xFFF0, -0.0625}, {0x1980, 25.5}};
+  for (const auto& [raw, celsius] : cases) {
+    EXPECT_FLOAT_EQ(Dev::temp_ctoc(raw), static_cast<float>(celsius));
+    EXPECT_FLOAT_EQ(Dev::temp_ctof(raw), static_cast<float>(celsius * 1.8 + 32));
+  }
+}
+
+}  // namespace
