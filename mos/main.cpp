@@ -121,14 +121,16 @@ int main(int argc, char* argv[]) {
   build_info.reset();
 
   manager.SetRevision(fpga->GetRevision());
-  if (manager.Init(manager.GetRevision()) < 0) {
+  const bool ready = manager.Init(manager.GetRevision()) == 0;
+  if (ready) {
+    Msg::ghmp->serverReady = true;
+    manager.Start();
+  } else {
     Mos::StartupError("cannot bind the bus end points of %s, port %u: another mos runs here?\n",
                       options.id.c_str(), options.port);
-    monitor::End();  // no callback may run into what goes now
-    return 1;
   }
-  Msg::ghmp->serverReady = true;
-  manager.Start();
+  // no callback and no scan may run into what goes now
+  i2c.End();
   monitor::End();
-  return 0;
+  return ready ? 0 : 1;
 }
