@@ -5,6 +5,8 @@
 //                       inflated, a raw image is decoded with its template ("..._t.xml")
 //   ReadEeDataFromXml   final XML files -> tables
 //
+// Implemented in eeprom_group.cpp, eeprom_group_read.cpp, uploaded_files.cpp and xml_post.cpp.
+//
 // A chip or file that is bad costs its own table, tells so in the log, and never stops the daemon.
 //
 // Threads: the passes run in the start-up thread, and the tables do not change after them.
@@ -13,7 +15,6 @@
 
 #include <array>
 #include <atomic>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -25,6 +26,8 @@
 #include "common/xml/eeprom_links.h"
 
 namespace Dev {
+
+class XmlDocument;
 
 class EepromGroup {
  public:
@@ -100,26 +103,27 @@ class EepromGroup {
     range_table calfilter_tbl{};
   };
 
-  // Writing (eeprom_group.cpp).
-  enum class Pass { Next, Stop, Fail };
+  /// How one chip ended: its file is there; there is nothing to write; it is bad; the pass ends.
+  enum class Pass { Written, Next, Bad, Fail };
+
   Pass WriteOne(std::size_t place);
   Pass WriteRaw(std::size_t place);
-  void UpdateFile(const EepromChip& chip);
+  bool UpdateFile(const EepromChip& chip);
   void WarnOf(EepromKind kind) const;
   void Upload() const;
 
-  // Reading (eeprom_group_read.cpp).
   int ReadMainModule();
+  int ReadMeasModule();
   int ReadUploadedFiles();
   void ReadDatesAndRevisions();
-  int ReadChannel(int channel, const EepromChip& chip);
-  void ReadIntCalFromXml(const char* path);
+  int ReadChannel(ChannelTables& tables);
+  static void SetDefaultTable(ChannelTables& tables);
+  void ReadIntCalFromXml(const XmlDocument& document, const char* path);
   int ReadMRScalCalFromXml(const char* name, int& err);
-  void ReadBrdAssRevFromXml(const char* path);
-  void ReadSSNFromXml(const char* path);
-  void ReadSystemDates(const char* path);
+  void ReadBrdAssRevFromXml(const XmlDocument& document);
+  void ReadSSNFromXml(const XmlDocument& document);
+  void ReadSystemDates(const XmlDocument& document);
   void SetMainrefError(const char* text, int step);
-  void DumpFactors() const;
 
   static EepromGroup* instance_;
 
@@ -132,7 +136,7 @@ class EepromGroup {
   std::string _file_f;  ///< its final XML file
 
   std::array<ChannelTables, 2> channels_;
-  std::array<mode_range_table_ent, 2> mainref_rows_{};
+  std::vector<mode_range_table_ent> mainref_rows_;
   std::array<range_table, 2> mainref_tbl{};
   std::vector<mode_intcal_table_ent> intcals;
   std::array<intcal_table, 3> intcal_tbl{};

@@ -1,0 +1,24 @@
+// Files of the instrument as this room opens them.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string_view>
+
+namespace Dev {
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using OwnedFile = std::unique_ptr<std::FILE, CloseFile>;
+
+/// As fopen, `path` being one of the instrument. Null, told in the log, on failure.
+OwnedFile OpenFile(const char* path, const char* mode);
+/// Closes `file`; 0, or -1, told in the log, when what was written has not all got there.
+int CloseWritten(OwnedFile file, const char* path);
+/// Adds `text` to the end of the file, which is made if it is missing. 0, or -1 told in the log.
+int AppendText(const char* path, std::string_view text);
+/// Makes `text` the content of the file.
+int WriteText(const char* path, std::string_view text);
+
+}  // namespace Dev

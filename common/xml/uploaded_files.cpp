@@ -1,0 +1,107 @@
+// The calibration group: the files that the main module uploads to the others.
+#include <array>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <sstream>
+
+#include "common/log/logger_mgr.h"
+#include "common/msg/major_codes.h"
+#include "common/xml/chip_files.h"
+#include "common/xml/eeprom_group.h"
+#include "platform/backend.h"
+
+using Logger::ee_grpL;
+using Logger::logger_mgr;
+
+namespace Dev {
+namespace {
+
+constexpr int kUploadRounds = 25;
+constexpr int kLooks = 3;
+/// Between two looks at a file that may be growing.
+constexpr auto kLookPause = std::chrono::milliseconds(100);
+
+struct MissingFile {
+  const char* name;  ///< null: any other
+  const char* text;
+  short word;
+};
+constexpr MissingFile kMissing[] = {
+    {kMainrefFile, "No mainref xml from main host \n", Msg::NAK_MCODE_MAINREF_RESTART},
+    {kBackplaneFile, "No backplane xml from main host \n", Msg::NAK_MCODE_BACKPLANE_RESTART},
+    {nullptr, "No xml from main host \n", Msg::NAK_MCODE_UNKNOWN_RESTART},
+};
+
+const MissingFile& MissingOf(const std::string& name) {
+  const MissingFile* file = kMissing;
+  while (file->name != nullptr && name != file->name) ++file;
+  return *file;
+}
+
+std::optional<std::uintmax_t> SizeOf(const std::string& name) {
+  const std::string path = platform::Machine().Path(kUploadDirectory + name);
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  if (error) return std::nullopt;
+  return size;
+}
+
+enum class Look { There, Missing, Growing };
+
+// Without a main module nobody is writing the file, so there is nothing to watch.
+Look LookAt(const std::string& name, bool may_grow) {
+  auto size = SizeOf(name);
+  if (!size) return Look::Missing;
+  if (!may_grow) return Look::There;
+  for (int look = 1; look < kLooks; ++look) {
+    platform::Machine().Clock().SleepFor(kLookPause);
+    const auto now = SizeOf(name);
+    if (!now) return Look::Missing;
+    if (*now == *size) return Look::There;
+    size = now;
+  }
+  return Look::Growing;
+}
+
+}  // namespace
+
+int EepromGroup::CheckFiles(int count, const char* names, std::string& current) {
+  std::istringstream list(names);
+  for (int i = 0; i < count && list >> current; ++i) {
+    const Look look = LookAt(current, static_cast<bool>(links_.upload_done));
+    if (look == Look::There) {
+      logger_mgr::print(ee_grpL, Logger::kNotice, 0, "Got File %s \n", current.c_str());
+      continue;
+    }
+    const bool missing = look == Look::Missing;
+    logger_mgr::print(ee_grpL, Logger::kError, 0,
+                      missing ? "File %s not present \n" : "File %s download in progress \n",
+                      current.c_str());
+    return 0;
+  }
+  return 1;
+}
+
+int EepromGroup::WaitForFile() {
+  bool done = !links_.upload_done;
+  for (int round = 0; round < kUploadRounds && !done; ++round) {
+    done = links_.upload_done();
+    logger_mgr::print(ee_grpL, Logger::kInfo, 0, "Read From Xml 100a %d  \n", round);
+    if (!done) platform::Machine().Clock().SleepFor(std::chrono::seconds(1));
+  }
+  std::string current;
+  const std::string names = std::string(kBackplaneFile) + " " + kMainrefFile;
+  if (CheckFiles(2, names.c_str(), current) == 0) {
+    const MissingFile& missing = MissingOf(current);
+    logger_mgr::print(ee_grpL, Logger::kError, 0, "%s", missing.text);
+    errors_.SetErrorCode(missing.word);
+    return -1;
+  }
+  logger_mgr::print(ee_grpL, Logger::kNotice, 0, "%s",
+                    done ? "Files Downloaded \n" : "Files Downloaded but no message from tos\n");
+  return 0;
+}
+
+}  // namespace Dev

@@ -1,0 +1,92 @@
+// The calibration group: how reading the EEPROMs ended.
+#include "common/xml/xml_post.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "common/log/logger_mgr.h"
+#include "common/msg/module_id.h"
+#include "common/xml/chip_files.h"
+#include "common/xml/eeprom_group.h"
+#include "common/xml/instrument_file.h"
+#include "platform/backend.h"
+
+using Logger::ee_grpL;
+using Logger::logger_mgr;
+
+namespace Dev {
+namespace {
+
+constexpr auto kSecond = std::chrono::seconds(1);
+constexpr int kPostRounds = 10;
+
+constexpr char kRevisionText[] = "FAIL - xml/eeprom block revision mismatch\n";
+constexpr char kChecksumText[] = "FAIL - xml/eeprom checksum error\n";
+constexpr char kUnknownText[] = "FAIL - xml/eeprom unknown error\n";
+
+struct PostFailure {
+  int xres;
+  const char* text;
+  const char* code_line;
+  const char* post_err;
+};
+constexpr PostFailure kFailures[] = {
+    {0x1010, kRevisionText, "!1705\n", "1705"}, {0x1020, kRevisionText, "!2706\n", "2706"},
+    {0x1040, kRevisionText, "!3707\n", "3707"}, {0x2010, kChecksumText, "!1708\n", "1708"},
+    {0x2020, kChecksumText, "!2709\n", "2709"}, {0x2040, kChecksumText, "!370A\n", "370a"},
+    {0x4010, kUnknownText, "!170B\n", "170b"},  {0x4020, kUnknownText, "!270C\n", "270c"},
+    {0x4040, kUnknownText, "!370D\n", "370d"},
+};
+
+/// Bit of a module in a post word, by MODULE_ID.
+constexpr int kModuleBits[] = {0x10, 0x20, 0x40};
+
+}  // namespace
+
+void EepromGroup::xml_post_result(int result, int failtype) {
+  if (module_ == Msg::MAIN_MODULE) {
+    XMLPostResults(XmlPostWord(result, failtype, module_));
+    return;
+  }
+  logger_mgr::print(ee_grpL, Logger::kNotice, 0, "XML POST: result %d failtype %d\n", result,
+                    failtype);
+  if (!links_.send_xml_post_result) return;
+  platform::Machine().Clock().SleepFor(kSecond);
+  links_.send_xml_post_result(result, failtype);
+}
+
+void EepromGroup::XMLPostResults(int xres) {
+  if (xres == 0) {
+    logger_mgr::print(ee_grpL, Logger::kNotice, 0, "XML POST: PASS\n");
+    return;
+  }
+  logger_mgr::print(ee_grpL, Logger::kError, 0, "XML POST: FAIL 0x%x\n",
+                    static_cast<unsigned>(xres));
+  const auto* failure = std::ranges::find(kFailures, xres, &PostFailure::xres);
+  if (failure == std::end(kFailures)) return;
+  for (std::size_t module = 0; module < std::size(kModuleBits); ++module) {
+    if ((xres & kModuleBits[module]) == 0) continue;
+    post_result |= kModuleBits[module];
+    AppendText(kDiagnosticsPaths.at(module), std::string(failure->text) + failure->code_line);
+  }
+  const std::lock_guard lock(post_err_mutex_);
+  post_err = failure->post_err;
+}
+
+std::string EepromGroup::PostError() const {
+  const std::lock_guard lock(post_err_mutex_);
+  return post_err;
+}
+
+void EepromGroup::WaitForXMLPost() {
+  if (!links_.xml_result_received) return;
+  for (int round = 0; round < kPostRounds; ++round) {
+    const bool received = links_.xml_result_received();
+    logger_mgr::print(ee_grpL, Logger::kInfo, 0, "Read From Xml 200a %d \n", round);
+    if (received) return;
+    platform::Machine().Clock().SleepFor(kSecond);
+  }
+  logger_mgr::print(ee_grpL, Logger::kError, 0, "No xml post message\n");
+}
+
+}  // namespace Dev
