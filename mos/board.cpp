@@ -3,6 +3,7 @@
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 #include "common/msg/major_codes.h"
+#include "common/xml/xml_post.h"
 #include "mos/meas_mgr.h"
 
 namespace Mos {
