@@ -29,6 +29,14 @@ namespace {
 
 constexpr int kBusRetries = 10;  // of the adapter, for a chip that does not answer
 
+// Waking a thread costs more than a short request. So both sides look for each other for some
+// microseconds before they sleep; against the milliseconds of a bus that is nothing.
+constexpr int kLooks = 100;
+
+void LookFor(const std::atomic<bool>& sign) {
+  for (int i = 0; i < kLooks && !sign; ++i) std::this_thread::yield();
+}
+
 }  // namespace
 
 I2cWkr::~I2cWkr() {
@@ -105,6 +113,7 @@ void I2cWkr::Run() {
     if (!_running) break;
     HandleInstI2cReq();
     HandleScanI2cReq();
+    LookFor(_do_req);
   }
   StopScanner();
   RefuseWaiting();
@@ -116,7 +125,7 @@ void I2cWkr::Run() {
 void I2cWkr::RefuseWaiting() {
   if (I2cReq* waiting = TakeRequest()) {
     waiting->_status = -1;
-    _i2c_rep.Post();
+    GiveBack();
   }
 }
 
@@ -191,10 +200,12 @@ int I2cWkr::InstI2cReq(I2cReq* req) {
   {
     const std::lock_guard lock(handover_mutex_);
     if (!_running) return req->_status = -1;
+    served_ = false;
     _i2c_req = req;
     _do_req = true;
   }
   PostWork();
+  LookFor(served_);
   _i2c_rep.Wait();
   return req->_status;
 }
@@ -206,12 +217,18 @@ I2cReq* I2cWkr::TakeRequest() {
   return _i2c_req;
 }
 
+// The request is its caller's from here on.
+void I2cWkr::GiveBack() {
+  served_ = true;
+  _i2c_rep.Post();
+}
+
 int I2cWkr::HandleInstI2cReq() {
   I2cReq* req = TakeRequest();
   if (req == nullptr) return 0;
   logger_mgr::print(i2cmainL, kDebug, 0, "<I2cWkr func=HandleInstI2cReq recv=instant-req/>\n");
   const int status = ExecI2cReq(req);
-  _i2c_rep.Post();  // the request is its caller's again
+  GiveBack();
   return status;
 }
 

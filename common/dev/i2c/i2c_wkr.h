@@ -86,6 +86,7 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   int ExecI2cReq(I2cReq* req);
   static int Refuse(const char* text);
   I2cReq* TakeRequest();
+  void GiveBack();
   void RefuseWaiting();
 
   std::atomic<std::thread::id> runner_{};  ///< the worker's own thread while it runs
@@ -95,10 +96,11 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   std::vector<I2cJob> _periodic_list;
 
   std::mutex _i2c_req_mutex;  ///< one caller at a time, for the whole transfer; before scan_mutex_
-  platform::Semaphore _i2c_rep{0};  ///< the request has been served
-  std::mutex handover_mutex_;       ///< guards the next two
+  platform::Semaphore _i2c_rep{0};   ///< the request has been served
+  std::atomic<bool> served_{false};  ///< the same, to be looked at before sleeping on it
+  std::mutex handover_mutex_;        ///< guards the next two
   I2cReq* _i2c_req = nullptr;
-  bool _do_req = false;
+  std::atomic<bool> _do_req{false};
 
   std::atomic<bool> _do_scan{false};
   std::atomic<bool> _i2crunning{false};  ///< a transfer is under way

@@ -1,0 +1,146 @@
+// Two I2C buses with chips that keep the last bytes written to them and give them back, and devices
+// whose scan a test supplies.
+#pragma once
+
+#include <linux/i2c-dev.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "common/dev/i2c/i2c_dev.h"
+#include "tests/platform/bare_machine.h"
+
+namespace i2c_test {
+
+class FakeBus : public platform::BareInstrument {
+ public:
+  using Address = std::pair<int, int>;  ///< bus, chip
+
+  std::unique_ptr<platform::DeviceFile> Open(std::string_view path, int, int& error) override {
+    const int bus = path == "/dev/i2c-1" ? 1 : path == "/dev/i2c-2" ? 2 : 0;
+    error = bus == 0 || absent[bus - 1] ? ENOENT : 0;
+    if (error != 0) return nullptr;
+    return std::make_unique<File>(*this, bus);
+  }
+
+  /// What has been done since the last call: "s2:28" for a selection, "w2:28=0102", "r2:28*2".
+  std::vector<std::string> TakeLog() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(log_, {});
+  }
+  /// The `n`-th operation from now on fails, counted from 1.
+  void FailAt(int n) {
+    const std::lock_guard lock(mutex_);
+    fail_in_ = n;
+  }
+  /// Every operation is reported to this, on its thread, before it takes effect.
+  std::function<void(const std::string&)> observer;
+  bool absent[2] = {false, false};  ///< buses that do not open
+  bool keeps_log = true;
+
+ private:
+  class File : public platform::DeviceFile {
+   public:
+    File(FakeBus& bus, int number) : bus_(bus), number_(number) {}
+    ssize_t Read(void* data, size_t size) override {
+      if (bus_.Fails("r", number_, addr_, "*" + std::to_string(size))) return -EREMOTEIO;
+      return bus_.Get({number_, addr_}, static_cast<char*>(data), size);
+    }
+    ssize_t Write(const void* data, size_t size) override {
+      const std::string bytes(static_cast<const char*>(data), size);
+      if (bus_.Fails("w", number_, addr_, "=" + Hex(bytes))) return -EREMOTEIO;
+      bus_.Put({number_, addr_}, bytes);
+      return static_cast<ssize_t>(size);
+    }
+    int Ioctl(unsigned long request, void* argument) override {
+      std::int64_t value = 0;
+      std::memcpy(&value, argument, sizeof value);
+      if (request == I2C_RETRIES) return 0;
+      if (request != I2C_SLAVE || bus_.Fails("s", number_, static_cast<int>(value), "")) {
+        return -EINVAL;
+      }
+      addr_ = static_cast<int>(value);
+      return 0;
+    }
+
+   private:
+    FakeBus& bus_;
+    const int number_;
+    int addr_ = -1;
+  };
+
+  static std::string Hex(const std::string& bytes) {
+    std::string text;
+    for (const unsigned char byte : bytes) {
+      char digits[3];
+      std::snprintf(digits, sizeof digits, "%02X", byte);
+      text += digits;
+    }
+    return text;
+  }
+
+  bool Fails(const char* what, int bus, int addr, const std::string& more) {
+    if (!keeps_log) return false;
+    char head[32];
+    std::snprintf(head, sizeof head, "%s%d:%02X", what, bus, static_cast<unsigned>(addr));
+    if (observer) observer(head + more);
+    const std::lock_guard lock(mutex_);
+    log_.push_back(head + more);
+    return fail_in_ > 0 && --fail_in_ == 0;
+  }
+  ssize_t Get(Address chip, char* data, size_t size) {
+    const std::lock_guard lock(mutex_);
+    const std::string& bytes = chips_[chip];
+    std::memset(data, 0, size);
+    std::copy_n(bytes.begin(), std::min(size, bytes.size()), data);
+    return static_cast<ssize_t>(size);
+  }
+  void Put(Address chip, const std::string& bytes) {
+    const std::lock_guard lock(mutex_);
+    chips_[chip] = bytes;
+  }
+
+  std::mutex mutex_;  ///< guards all that follows
+  std::vector<std::string> log_;
+  int fail_in_ = 0;
+  std::map<Address, std::string> chips_;
+};
+
+/// A device whose scan is the test's function; transfers are those of every device.
+class TestDev : public Dev::I2cDev {
+ public:
+  using I2cDev::I2cDev;
+  using I2cDev::Read;
+
+  int Read() override { return scan ? scan() : 0; }
+  std::function<int()> scan;
+};
+
+/// Adds one on bus 2, behind no multiplexer, at address 0x20 + `num`.
+inline TestDev& AddTestDev(int num, int rate, bool during_test, std::string id = "TEST") {
+  auto device = std::make_unique<TestDev>(Dev::I2cDevInfo{._mid = 1,
+                                                          ._aid = Dev::MEAS_CH1,
+                                                          ._type = Dev::SPI_BRIDGE,
+                                                          ._num = num,
+                                                          ._rate = rate,
+                                                          ._bus = 2,
+                                                          ._hmux = 4,
+                                                          ._lmux = 4,
+                                                          ._addr = static_cast<char>(0x20 + num),
+                                                          ._id = std::move(id),
+                                                          ._rev = 3,
+                                                          ._scanreq = during_test});
+  TestDev& added = *device;
+  Dev::I2cDev::AddDevice(std::move(device));
+  return added;
+}
+
+}  // namespace i2c_test
