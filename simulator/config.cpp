@@ -8,6 +8,9 @@
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <optional>
+
+#include "simulator/parse.h"
 
 namespace simulator {
 namespace {
@@ -66,6 +69,55 @@ bool TakeSeed(const json& value, Config& config) {
   return true;
 }
 
+/// A text for each name of `names` that the object holds.
+template <std::size_t kCount>
+bool TakeTexts(const json& value, const std::array<const char*, kCount>& names,
+               std::array<std::string, kCount>& out) {
+  if (!value.is_object()) return false;
+  for (const auto& [name, text] : value.items()) {
+    const auto found = std::ranges::find(names, name);
+    if (found == names.end() || !text.is_string() || text == "") return false;
+    out[static_cast<std::size_t>(found - names.begin())] = text;
+  }
+  return true;
+}
+
+std::optional<std::uint16_t> HexWord(const json& value) {
+  if (!value.is_string()) return std::nullopt;
+  const auto word = ParseHexOrDecimal(value.get_ref<const std::string&>(), 0xFFFF);
+  if (!word) return std::nullopt;
+  return static_cast<std::uint16_t>(*word);
+}
+
+bool TakeCpld(const json& value, CpldKind& cpld) {
+  if (!value.is_object()) return false;
+  for (const auto& [name, text] : value.items()) {
+    const auto word = HexWord(text);
+    if (!word) return false;
+    if (name == "revision") {
+      cpld.revision = *word;
+    } else if (name == "id" && (*word == static_cast<std::uint16_t>(CpldId::k0985) ||
+                                *word == static_cast<std::uint16_t>(CpldId::k1093))) {
+      cpld.id = static_cast<CpldId>(*word);
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool TakeCplds(const json& value, Config& config) {
+  if (!value.is_object()) return false;
+  for (const auto& [name, cpld] : value.items()) {
+    const auto found = std::ranges::find(kChannelNames, name);
+    if (found == kChannelNames.end()) return false;
+    if (!TakeCpld(cpld, config.cpld[static_cast<std::size_t>(found - kChannelNames.begin())])) {
+      return false;
+    }
+  }
+  return true;
+}
+
 struct Key {
   std::string_view name;
   const char* wanted;
@@ -92,6 +144,25 @@ constexpr Key kKeys[] = {
     {"seed", "a whole number", TakeSeed},
     {"speed", "a number above 0, at most 1000",
      [](const json& value, Config& config) { return TakeDouble(value, 1000, config.speed); }},
+    {"i2cswitch", "true or false",
+     [](const json& value, Config& config) {
+       if (value.is_boolean()) config.i2c_switch = value.get<bool>();
+       return value.is_boolean();
+     }},
+    {"cpld",
+     "an object of \"meas1\", \"meas2\", each with \"id\" (\"0x0985\" or \"0x1093\") and "
+     "\"revision\"",
+     TakeCplds},
+    {"calibration", "an object of \"meas1\", \"meas2\" with paths",
+     [](const json& value, Config& config) {
+       return TakeTexts(value, kChannelNames, config.calibration);
+     }},
+    {"eeprom",
+     "an object of \"core\", \"signal_host\", \"meas1\", \"meas2\" with \"raw\", "
+     "\"compressed\", \"blank\" or a path",
+     [](const json& value, Config& config) {
+       return TakeTexts(value, kEepromNames, config.eeprom);
+     }},
 };
 
 std::string TakeKeys(const json& document, Config& config) {

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "simulator/meas_cpld.h"
+
 namespace simulator {
 
 /// Values are those of the daemons' module ids.
@@ -18,6 +20,20 @@ inline constexpr std::array<const char*, kModules> kModuleNames = {"main", "meas
 /// Dotted addresses by module, all in 127.0.0.0/8.
 using Addresses = std::array<std::string, kModules>;
 
+inline constexpr std::size_t kMeasChannels = 2;
+/// The names by which config knows the channel boards.
+inline constexpr std::array<const char*, kMeasChannels> kChannelNames = {"meas1", "meas2"};
+
+struct CpldKind {
+  CpldId id = CpldId::k1093;
+  std::uint16_t revision = 0x4042;
+};
+
+enum class Eeprom : std::size_t { kCore, kSignalHost, kMeas1, kMeas2 };
+inline constexpr std::size_t kEeproms = 4;
+inline constexpr std::array<const char*, kEeproms> kEepromNames = {"core", "signal_host", "meas1",
+                                                                   "meas2"};
+
 struct Config {
   Module module = Module::kMeas;
   unsigned board_revision = 4;  ///< 0..15
@@ -27,6 +43,13 @@ struct Config {
   Addresses addresses = {"127.0.0.51", "127.0.0.52", "127.0.0.53"};
   std::uint64_t seed = 0;  ///< 0: one is drawn at start
   double speed = 1.0;      ///< multiplies the pace of samples; above 0
+  /// The channel boards have an I2C branch each; false: both hang on the first one's.
+  bool i2c_switch = true;
+  std::array<CpldKind, kMeasChannels> cpld{};
+  /// Paths of the files that tell the channels' true hardware; empty: as shipped.
+  std::array<std::string, kMeasChannels> calibration;
+  /// "raw", "compressed", "blank", or the path of an image; by Eeprom.
+  std::array<std::string, kEeproms> eeprom = {"raw", "raw", "compressed", "compressed"};
 
   const std::string& Address(Module of) const { return addresses[static_cast<std::size_t>(of)]; }
 };

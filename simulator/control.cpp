@@ -1,8 +1,11 @@
 #include "simulator/control.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <span>
 #include <vector>
+
+#include "simulator/parse.h"
 
 namespace simulator {
 namespace {
@@ -64,6 +67,74 @@ std::string SetFault(const Units& units, Arguments arguments) {
   return problem.empty() ? Ok("") : Error(problem);
 }
 
+constexpr std::size_t kShownBytes = 16;
+constexpr std::size_t kMostShownBytes = 65536;
+
+/// The words behind "memory NAME ACTION" as numbers; nothing when one is none.
+std::optional<std::vector<std::size_t>> Numbers(Arguments words) {
+  std::vector<std::size_t> numbers;
+  for (const std::string_view word : words) {
+    const auto number = ParseHexOrDecimal(word, kMostShownBytes);
+    if (!number) return std::nullopt;
+    numbers.push_back(*number);
+  }
+  return numbers;
+}
+
+using MemoryArguments = std::span<const std::size_t>;
+
+std::string ShowMemory(Memory& memory, MemoryArguments numbers) {
+  std::string text;
+  for (const std::uint8_t byte :
+       memory.Bytes(numbers[0], numbers.size() > 1 ? numbers[1] : kShownBytes)) {
+    char hex[4];
+    std::snprintf(hex, sizeof hex, "%s%02x", text.empty() ? "" : " ", static_cast<unsigned>(byte));
+    text += hex;
+  }
+  return Ok(text);
+}
+
+std::string FlipMemory(Memory& memory, MemoryArguments numbers) {
+  if (numbers[0] >= memory.Size() || numbers[1] > 7) return Error("no such bit");
+  memory.Flip(numbers[0], static_cast<unsigned>(numbers[1]));
+  return Ok("");
+}
+
+std::string BlankMemory(Memory& memory, MemoryArguments numbers) {
+  memory.Blank(numbers.empty() ? 0 : numbers[0]);
+  return Ok("");
+}
+
+std::string RestoreMemory(Memory& memory, MemoryArguments) {
+  memory.Restore();
+  return Ok("");
+}
+
+struct MemoryAction {
+  std::string_view name;
+  std::size_t least;
+  std::size_t most;
+  std::string (*run)(Memory&, MemoryArguments);
+};
+
+constexpr MemoryAction kMemoryActions[] = {
+    {"show", 1, 2, ShowMemory},      {"flip", 2, 2, FlipMemory},       {"blank", 0, 0, BlankMemory},
+    {"truncate", 1, 1, BlankMemory}, {"restore", 0, 0, RestoreMemory},
+};
+
+std::string UseMemory(const Units& units, Arguments arguments) {
+  Memory* memory = units.FindMemory(arguments[0]);
+  if (memory == nullptr) return Error("no memory " + std::string(arguments[0]));
+  const auto* action = std::ranges::find(kMemoryActions, arguments[1], &MemoryAction::name);
+  const auto numbers = Numbers(arguments.subspan(2));
+  if (action == std::end(kMemoryActions) || !numbers || numbers->size() < action->least ||
+      numbers->size() > action->most) {
+    return Error(
+        "expected show ADDRESS [COUNT], flip ADDRESS BIT, blank, truncate LENGTH or restore");
+  }
+  return action->run(*memory, *numbers);
+}
+
 struct Command {
   std::string_view name;
   std::size_t least;  ///< arguments
@@ -77,6 +148,7 @@ constexpr Command kCommands[] = {
     {"set", 2, 2, "set NAME VALUE", Set},
     {"list", 0, 0, "list", List},
     {"fault", 1, 3, "fault NAME [FAULT [NUMBER]]", SetFault},
+    {"memory", 2, 4, "memory NAME ACTION [NUMBERS]", UseMemory},
 };
 
 }  // namespace
@@ -88,7 +160,7 @@ std::string AnswerControlLine(const Units& units, std::string_view line) {
   if (words.empty()) return Error("empty line");
   const auto* command =
       std::ranges::find_if(kCommands, [&](const Command& entry) { return words[0] == entry.name; });
-  if (command == std::end(kCommands)) return Error("expected get, set, list or fault");
+  if (command == std::end(kCommands)) return Error("expected get, set, list, fault or memory");
   const Arguments arguments = Arguments(words).subspan(1);
   if (arguments.size() < command->least || arguments.size() > command->most) {
     return Error(std::string("expected ") + command->usage);

@@ -2,9 +2,11 @@
 //
 //   get NAME            ok VALUE
 //   set NAME VALUE      ok
-//   list                ok get: NAMES get/set: NAMES fault: UNIT(FAULTS)
+//   list                ok get: NAMES get/set: NAMES fault: UNIT(FAULTS) memory: UNITS
 //   fault NAME          ok FAULT
 //   fault NAME FAULT    ok
+//   memory NAME show ADDRESS [COUNT]                               ok HEX
+//   memory NAME flip ADDRESS BIT, blank, truncate LENGTH, restore  ok
 #pragma once
 
 #include <string>

@@ -91,10 +91,6 @@ std::string Hex(std::uint16_t value) {
   return text;
 }
 
-std::optional<std::uint64_t> ParseRegister(std::string_view text) {
-  return ParseNumber(text, 0xFFFF, text.starts_with("0x") ? 16 : 10);
-}
-
 }  // namespace
 
 class FpgaModel::File final : public platform::DeviceFile {
@@ -129,7 +125,7 @@ FpgaModel::FpgaModel(const Config& config, platform::Clock& clock, Units& units)
     units.AddValue(
         std::string("fpga.") + info.name, [this, offset] { return Hex(*registers_.Read(offset)); },
         [this, offset](std::string_view text) {
-          const auto value = ParseRegister(text);
+          const auto value = ParseHexOrDecimal(text, 0xFFFF);
           return value && registers_.Drive(offset, static_cast<std::uint16_t>(*value));
         });
   }

@@ -35,6 +35,7 @@ constexpr const char* kDirectories[] = {
     "/var/log",
     "/var/volatile",
     "/varek/config",
+    "/varek/diags",
 };
 
 constexpr char kLockName[] = "/q5sim.lock";

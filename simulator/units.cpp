@@ -15,6 +15,11 @@ void Units::AddFaults(std::string unit, FaultSwitch& faults) {
   assert(added);
 }
 
+void Units::AddMemory(std::string unit, Memory& memory) {
+  const bool added = memories_.emplace(std::move(unit), &memory).second;
+  assert(added);
+}
+
 const Units::Value* Units::FindValue(std::string_view name) const {
   const auto found = values_.find(name);
   return found == values_.end() ? nullptr : &found->second;
@@ -23,6 +28,11 @@ const Units::Value* Units::FindValue(std::string_view name) const {
 FaultSwitch* Units::FindFaults(std::string_view unit) const {
   const auto found = faults_.find(unit);
   return found == faults_.end() ? nullptr : found->second;
+}
+
+Memory* Units::FindMemory(std::string_view unit) const {
+  const auto found = memories_.find(unit);
+  return found == memories_.end() ? nullptr : found->second;
 }
 
 std::string Units::List() const {
@@ -37,7 +47,9 @@ std::string Units::List() const {
     }
     faults += " " + unit + "(" + kinds + ")";
   }
-  return "get:" + read_only + " get/set:" + settable + " fault:" + faults;
+  std::string memories;
+  for (const auto& [unit, memory] : memories_) memories += " " + unit;
+  return "get:" + read_only + " get/set:" + settable + " fault:" + faults + " memory:" + memories;
 }
 
 }  // namespace simulator

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "simulator/fault.h"
+#include "simulator/memory.h"
 
 namespace simulator {
 
@@ -27,15 +28,18 @@ class Units {
   /// Names are one word each; a name that is taken already is a programming error.
   void AddValue(std::string name, Getter get, Setter set = {});
   void AddFaults(std::string unit, FaultSwitch& faults);
+  void AddMemory(std::string unit, Memory& memory);
 
   const Value* FindValue(std::string_view name) const;
   FaultSwitch* FindFaults(std::string_view unit) const;
+  Memory* FindMemory(std::string_view unit) const;
   /// All names on one line.
   std::string List() const;
 
  private:
   std::map<std::string, Value, std::less<>> values_;
   std::map<std::string, FaultSwitch*, std::less<>> faults_;
+  std::map<std::string, Memory*, std::less<>> memories_;
 };
 
 }  // namespace simulator

@@ -40,8 +40,13 @@ VirtualInstrument::VirtualInstrument(const Config& config, std::string root, pla
       root_(std::move(root)),
       clock_(clock),
       fpga_(config_, clock_, units_),
+      i2c_(config_, clock_, units_),
       attributes_(config_, units_),
       mounts_(config_.seed, shell_, units_) {
+  problem_ = i2c_.Problem();
+  for (std::size_t bus = 0; bus < I2cBoard::kBuses; ++bus) {
+    Place("/dev/i2c-" + std::to_string(bus + 1), [this, bus](int, int&) { return i2c_.Open(bus); });
+  }
   Place(Dev::kFpgaDevicePath, [this](int, int& error) { return fpga_.Open(error); });
   for (const TextAttribute& attribute : attributes_.All()) {
     Place(attribute.path,

@@ -14,6 +14,7 @@
 #include "simulator/attributes.h"
 #include "simulator/config.h"
 #include "simulator/fpga_model.h"
+#include "simulator/i2c_board.h"
 #include "simulator/mounts.h"
 #include "simulator/shell.h"
 #include "simulator/units.h"
@@ -60,6 +61,7 @@ class VirtualInstrument final : public platform::Instrument {
   platform::Clock& clock_;
   simulator::Units units_;
   FpgaModel fpga_;
+  I2cBoard i2c_;
   DriverAttributes attributes_;
   Shell shell_;
   Mounts mounts_;

@@ -1,0 +1,77 @@
+// The CPLD of a measurement channel board: identity, configuration, range, status, protection.
+//
+// Values under the name given: NAME.config, NAME.range, NAME.test_mode (as the daemon set them),
+// NAME.status (the byte that it would read now), NAME.faults (status bits that the hardware keeps
+// set), NAME.overload (0 or 1: the input is overloaded now), NAME.safemode (0 or 1: the latch),
+// NAME.busy_ms (time that the CPLD takes for an accepted write).
+//
+// Threads: any.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <mutex>
+#include <span>
+#include <string>
+
+#include "platform/clock.h"
+#include "simulator/units.h"
+
+namespace simulator {
+
+/// The two generations of channel board; the values are the CPLD's identity.
+enum class CpldId : std::uint16_t { k0985 = 0x0985, k1093 = 0x1093 };
+
+class MeasCpld {
+ public:
+  MeasCpld(const std::string& name, CpldId id, std::uint16_t revision, platform::Clock& clock,
+           Units& units);
+
+  /// One SPI transfer: `in` is as long as `out` and full of 0xFF. `wrong`: with the other
+  /// generation's identity.
+  void Exchange(std::uint8_t select, std::span<const std::uint8_t> out, std::span<std::uint8_t> in,
+                bool wrong);
+
+  struct Settings {
+    std::uint32_t config = 0;     ///< 24 bits, the first byte of the register lowest
+    std::uint8_t range_code = 0;  ///< what the range register holds
+    std::uint8_t test_mode = 0;
+    bool safe = false;  ///< the latch holds the input on a safe setting
+    bool busy = false;
+  };
+  Settings Read() const;
+
+  /// From the hardware's side: an overload trips the latch, which stays until an accepted write
+  /// finds the overload gone.
+  void SetOverload(bool on);
+  /// The ADC's own over-range line; follows the signal.
+  void SetAdcOverRange(bool on);
+
+  std::string Describe() const;
+
+ private:
+  std::uint8_t Status() const;
+  bool Busy() const;
+  void Accept();
+  void Identify(std::span<std::uint8_t> in, bool wrong) const;
+  void Configure(std::span<const std::uint8_t> out);
+  void SetRange(std::span<const std::uint8_t> out);
+  void Show(std::span<std::uint8_t> in) const;
+  void AddFlag(const std::string& name, const char* value, bool& flag, Units& units);
+
+  const CpldId id_;
+  const std::uint16_t revision_;
+  platform::Clock& clock_;
+  mutable std::mutex mutex_;  ///< guards the fields below
+  std::array<std::uint8_t, 3> config_{};
+  std::uint8_t range_code_ = 0;
+  std::uint8_t test_mode_ = 0;
+  std::uint8_t faults_ = 0;
+  bool overload_ = false;
+  bool latched_ = false;
+  bool adc_over_range_ = false;
+  platform::Nanoseconds busy_time_;
+  platform::Nanoseconds busy_until_{0};
+};
+
+}  // namespace simulator
