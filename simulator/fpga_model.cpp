@@ -61,7 +61,7 @@ constexpr RegisterInfo kRegisters[] = {
     {76, "Q5FPGA_LNSYNC_EST_HI_REG", kNone},
     {78, "Q5FPGA_LNSYNC_EST_LO_REG", kNone},
     {80, "Q5FPGA_LNSYNC_SIM_FREQ_REG", kAll},
-    {82, "Q5FPGA_MISC_STATCTL2_REG", kAll},
+    {82, "Q5FPGA_MISC_STATCTL2_REG", 0xE7FF, 0x1800},  // bits 11, 12: both fans turn
     {84, "Q5FPGA_MISC_STATCTL3_REG", kAll},
     {86, "Q5FPGA_MCLK_CNT_STARTVAL_REG", kAll},
     {88, "Q5FPGA_WCLK_CNT_STARTVAL_REG", kAll},
