@@ -68,13 +68,14 @@ std::string SetFault(const Units& units, Arguments arguments) {
 }
 
 constexpr std::size_t kShownBytes = 16;
-constexpr std::size_t kMostShownBytes = 65536;
+constexpr std::size_t kMostShownBytes = 4096;
+constexpr std::size_t kMostMemoryBytes = 65536;
 
 /// The words behind "memory NAME ACTION" as numbers; nothing when one is none.
 std::optional<std::vector<std::size_t>> Numbers(Arguments words) {
   std::vector<std::size_t> numbers;
   for (const std::string_view word : words) {
-    const auto number = ParseHexOrDecimal(word, kMostShownBytes);
+    const auto number = ParseHexOrDecimal(word, kMostMemoryBytes);
     if (!number) return std::nullopt;
     numbers.push_back(*number);
   }
@@ -85,8 +86,8 @@ using MemoryArguments = std::span<const std::size_t>;
 
 std::string ShowMemory(Memory& memory, MemoryArguments numbers) {
   std::string text;
-  for (const std::uint8_t byte :
-       memory.Bytes(numbers[0], numbers.size() > 1 ? numbers[1] : kShownBytes)) {
+  for (const std::uint8_t byte : memory.Bytes(
+           numbers[0], std::min(numbers.size() > 1 ? numbers[1] : kShownBytes, kMostShownBytes))) {
     char hex[4];
     std::snprintf(hex, sizeof hex, "%s%02x", text.empty() ? "" : " ", static_cast<unsigned>(byte));
     text += hex;

@@ -16,6 +16,7 @@
 #include "simulator/config.h"
 #include "simulator/control_server.h"
 #include "simulator/device_server.h"
+#include "simulator/eeprom_command.h"
 #include "simulator/ethb.h"
 #include "simulator/root_dir.h"
 #include "simulator/virtual_instrument.h"
@@ -139,6 +140,36 @@ int SendCommand(const std::string& root, const std::vector<std::string>& words) 
   return answer.starts_with("ok") ? 0 : kCannotRun;
 }
 
+/// "eeprom pack XML IMAGE" and "eeprom unpack IMAGE XML", which need no running q5sim.
+struct EepromCommand {
+  explicit EepromCommand(CLI::App& app)
+      : eeprom(app.add_subcommand("eeprom", "Makes and reads images of calibration chips")),
+        pack(eeprom->add_subcommand("pack", "XML file to image")),
+        unpack(eeprom->add_subcommand("unpack", "Image with a compressed record to XML file")) {
+    eeprom->require_subcommand(1);
+    pack->add_option("xml", from)->required();
+    pack->add_option("image", to)->required();
+    pack->add_flag("--raw", raw, "Fields at their addresses instead of a compressed record");
+    unpack->add_option("image", from)->required();
+    unpack->add_option("xml", to)->required();
+  }
+  int Run() const {
+    using simulator::ImageForm;
+    const std::string problem =
+        pack->parsed()
+            ? simulator::PackFile(from, to, raw ? ImageForm::kRaw : ImageForm::kCompressed)
+            : simulator::UnpackFile(from, to);
+    return problem.empty() ? 0 : Fail(kCannotRun, problem);
+  }
+
+  CLI::App* eeprom;
+  CLI::App* pack;
+  CLI::App* unpack;
+  std::string from;
+  std::string to;
+  bool raw = false;
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -156,8 +187,11 @@ int main(int argc, char** argv) {
   std::vector<std::string> words;
   ctl->add_option("--root", ctl_root, "The directory")->required();
   ctl->add_option("command", words,
-                  "get NAME, set NAME VALUE, list, fault NAME [FAULT [NUMBER]], log tail [LINES]")
+                  "get NAME, set NAME VALUE, list, fault NAME [FAULT [NUMBER]], "
+                  "memory NAME ACTION [NUMBERS], log tail [LINES]")
       ->required();
+
+  const EepromCommand eeprom(app);
 
   try {
     app.parse(argc, argv);
@@ -165,6 +199,7 @@ int main(int argc, char** argv) {
     return app.exit(error) == 0 ? 0 : kBadUsage;
   }
   if (ctl->parsed()) return SendCommand(ctl_root, words);
+  if (eeprom.eeprom->parsed()) return eeprom.Run();
   if (root->count() == 0) return Fail(kBadUsage, "--root is required (see --help)");
   return Serve(options);
 }
