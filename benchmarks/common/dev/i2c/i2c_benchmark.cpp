@@ -5,13 +5,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
-#include <libconfig.h++>
 #include <thread>
 #include <vector>
 
 #include "common/dev/i2c/i2c_mgr.h"
-#include "common/msg/hmp_data.h"
 #include "tests/common/dev/i2c/fake_bus.h"
 
 namespace {
@@ -22,15 +19,11 @@ using Microseconds = std::chrono::duration<double, std::micro>;
 constexpr int kCalls = 20000;
 constexpr int kLength = 2;
 
-struct Board {
-  Board() {
-    machine.instrument.keeps_log = false;
-    std::filesystem::create_directory(machine.root / "tmp");
-    Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
+struct Bench : i2c_test::Board {
+  Bench() {
+    bus.keeps_log = false;
     manager.Init(Msg::MEAS_MODULE, 3);
   }
-  platform::MachineInPlace<i2c_test::FakeBus> machine;
-  libconfig::Config config;
   i2c_test::TestDev& device = i2c_test::AddTestDev(1, 999, false);
   Dev::I2cMgr manager{"Bench.I2cMgr", 0};
 };
@@ -55,18 +48,18 @@ void Report(benchmark::State& state, std::vector<double> times, double each) {
 }
 
 void BM_Direct(benchmark::State& state) {
-  Board board;
+  Bench bench;
   for ([[maybe_unused]] auto _ : state) {
     char buf[kLength];
     const auto start = Clock::now();
-    auto times = Time(kCalls, [&] { benchmark::DoNotOptimize(board.device.Read(buf, kLength)); });
+    auto times = Time(kCalls, [&] { benchmark::DoNotOptimize(bench.device.Read(buf, kLength)); });
     Report(state, std::move(times), Microseconds(Clock::now() - start).count() / kCalls);
   }
 }
 BENCHMARK(BM_Direct)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 void BM_Wrapper(benchmark::State& state) {
-  Board board;
+  Bench bench;
   const auto callers = static_cast<std::size_t>(state.range(0));
   for ([[maybe_unused]] auto _ : state) {
     std::vector<std::vector<double>> times(callers);
@@ -77,7 +70,7 @@ void BM_Wrapper(benchmark::State& state) {
         threads.emplace_back([&] {
           char buf[kLength];
           its_times = Time(kCalls, [&] {
-            board.manager.I2cWkrWrapper(1, Dev::MEAS_CH1, Dev::SPI_BRIDGE, 1, buf, kLength, 0,
+            bench.manager.I2cWkrWrapper(1, Dev::MEAS_CH1, Dev::SPI_BRIDGE, 1, buf, kLength, 0,
                                         Dev::I2cDev::do_read);
           });
         });

@@ -3,12 +3,15 @@
 #pragma once
 
 #include <linux/i2c-dev.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <functional>
+#include <libconfig.h++>
 #include <map>
 #include <mutex>
 #include <string>
@@ -16,6 +19,7 @@
 #include <vector>
 
 #include "common/dev/i2c/i2c_dev.h"
+#include "common/msg/hmp_data.h"
 #include "tests/platform/bare_machine.h"
 
 namespace i2c_test {
@@ -29,6 +33,13 @@ class FakeBus : public platform::BareInstrument {
     error = bus == 0 || absent[bus - 1] ? ENOENT : 0;
     if (error != 0) return nullptr;
     return std::make_unique<File>(*this, bus);
+  }
+
+  /// An address of this process's own, as tests that listen on the same port run at once.
+  std::string HostAddress() override {
+    const auto pid = static_cast<unsigned>(::getpid());
+    return "127." + std::to_string(64 + (pid >> 16 & 63)) + "." + std::to_string(pid >> 8 & 255) +
+           "." + std::to_string(pid & 255);
   }
 
   /// What has been done since the last call: "s2:28" for a selection, "w2:28=0102", "r2:28*2".
@@ -114,33 +125,61 @@ class FakeBus : public platform::BareInstrument {
   std::map<Address, std::string> chips_;
 };
 
-/// A device whose scan is the test's function; transfers are those of every device.
+/// A device whose scan is the test's function; so is its request, if the test sets one, else that
+/// of every device.
 class TestDev : public Dev::I2cDev {
  public:
   using I2cDev::I2cDev;
   using I2cDev::Read;
 
   int Read() override { return scan ? scan() : 0; }
+  int DoReq(char* buf, int len, char* buf2, int len2, Act act) override {
+    return request ? request(buf2) : I2cDev::DoReq(buf, len, buf2, len2, act);
+  }
   std::function<int()> scan;
+  std::function<int(char* buf2)> request;
 };
 
-/// Adds one on bus 2, behind no multiplexer, at address 0x20 + `num`.
-inline TestDev& AddTestDev(int num, int rate, bool during_test, std::string id = "TEST") {
-  auto device = std::make_unique<TestDev>(Dev::I2cDevInfo{._mid = 1,
-                                                          ._aid = Dev::MEAS_CH1,
-                                                          ._type = Dev::SPI_BRIDGE,
-                                                          ._num = num,
-                                                          ._rate = rate,
-                                                          ._bus = 2,
-                                                          ._hmux = 4,
-                                                          ._lmux = 4,
-                                                          ._addr = static_cast<char>(0x20 + num),
-                                                          ._id = std::move(id),
-                                                          ._rev = 3,
-                                                          ._scanreq = during_test});
+inline TestDev& AddTestDev(Dev::I2cDevInfo info) {
+  auto device = std::make_unique<TestDev>(info);
   TestDev& added = *device;
   Dev::I2cDev::AddDevice(std::move(device));
   return added;
 }
+
+/// Assembly MEAS_CH1, type SPI_BRIDGE, on bus 2 at address 0x20 + `num`, behind no multiplexer.
+inline TestDev& AddTestDev(int num, int rate, bool during_test, std::string id = "TEST") {
+  return AddTestDev({._mid = 1,
+                     ._aid = Dev::MEAS_CH1,
+                     ._type = Dev::SPI_BRIDGE,
+                     ._num = num,
+                     ._rate = rate,
+                     ._bus = 2,
+                     ._hmux = 4,
+                     ._lmux = 4,
+                     ._addr = static_cast<char>(0x20 + num),
+                     ._id = std::move(id),
+                     ._rev = 3,
+                     ._scanreq = during_test});
+}
+
+/// A machine with such buses and the daemon's blackboard; sleeps take no time.
+struct Board {
+  Board() {
+    std::filesystem::create_directory(machine.root / "tmp");
+    machine.clock.SetAutoAdvance(true);
+    Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
+  }
+  /// Error words that the daemon has collected.
+  static int Errors(int code) {
+    const auto list = Msg::ghmp->CopyErrorCodes();
+    return static_cast<int>(
+        std::count(list.words.begin(), list.words.begin() + std::max(list.errorindex, 0), code));
+  }
+
+  platform::MachineInPlace<FakeBus> machine;
+  FakeBus& bus = machine.instrument;
+  libconfig::Config config;
+};
 
 }  // namespace i2c_test
