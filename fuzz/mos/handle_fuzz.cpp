@@ -11,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
   static platform::MachineInPlace<> machine;
   static libconfig::Config config;
   Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
-  static Mos::MeasMgr manager(nullptr, 0);
+  static Dev::I2cMgr i2c(nullptr, 0);
+  static Mos::MeasMgr manager(i2c, nullptr, 0);
 
   // Half of the inputs get a right sum, so that the fuzzer reaches the handlers.
   std::string payload(reinterpret_cast<const char*>(data), size);

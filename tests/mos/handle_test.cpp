@@ -7,6 +7,8 @@
 #include <memory>
 
 #include "common/msg/hmp_data.h"
+#include "common/msg/major_codes.h"
+#include "common/msg/safety_nak.h"
 #include "mos/meas_mgr.h"
 #include "tests/common/msg/wire.h"
 #include "tests/platform/bare_machine.h"
@@ -51,7 +53,8 @@ class HandleTest : public testing::Test {
   Machine& machine = in_place.instrument;
   libconfig::Config config;
   Msg::HMPData& shared = Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
-  Mos::MeasMgr manager{nullptr, 0};
+  Dev::I2cMgr i2c{nullptr, 0};
+  Mos::MeasMgr manager{i2c, nullptr, 0};
   int result = 0;
 };
 
@@ -119,9 +122,20 @@ TEST_F(HandleTest, RefusesARecordShorterThanItsOpcodeNeeds) {
   }
 }
 
+TEST_F(HandleTest, TheEndOfARowClearsErrorsAndSafetyFaults) {
+  shared.SetErrorCode(Msg::NAK_MCODE_EEPROMXML);
+  shared.SetStickyError(Msg::NAK_MCODE_EEPROMXML);
+  Msg::safetyFault.Add(514, 1, 2, 3);
+  EXPECT_TRUE(Msg::safetyFault.CheckSafetyFault());
+  EXPECT_EQ(Ask(WireRecord(0x37)).size(), 9u);
+  EXPECT_FALSE(Msg::safetyFault.CheckSafetyFault());
+  EXPECT_LE(shared.CopyErrorCodes().errorindex, 0);
+  EXPECT_TRUE(shared.IsStickyError());  // what is wrong with the instrument stays wrong
+}
+
 TEST_F(HandleTest, AnswersEveryOpcode) {
-  const std::map<int, size_t> served = {{0x1F, 169}, {0x21, 9},   {0x35, 9},
-                                        {0x36, 9},   {0x38, 175}, {0x46, 49}};
+  const std::map<int, size_t> served = {{0x1F, 169}, {0x21, 9},   {0x35, 9}, {0x36, 9},
+                                        {0x37, 9},   {0x38, 175}, {0x46, 49}};
   const Bytes payload(68);  // enough for every request that is served
   for (int opcode = -32768; opcode <= 32767; ++opcode) {
     Bytes reply = Ask(WireRecord(opcode, payload));

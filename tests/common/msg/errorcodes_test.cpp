@@ -19,6 +19,7 @@ namespace {
 using Msg::Errorcodes;
 using Msg::HmpErrorRep;
 using Words = std::vector<int>;
+using ::ListOf;
 
 Words ListOf(const HmpErrorRep& record) {
   Words words;

@@ -170,6 +170,11 @@ struct Board {
     machine.clock.SetAutoAdvance(true);
     Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
   }
+  /// The table's devices are loaded and gone again, so that a test's own are alone on the buses.
+  static void ClearDevices() {
+    Dev::I2cDev::LoadI2cDevices(Msg::MEAS_MODULE, 3);
+    Dev::I2cDev::DelDevices();
+  }
   /// Error words that the daemon has collected.
   static int Errors(int code) {
     const auto list = Msg::ghmp->CopyErrorCodes();

@@ -80,6 +80,7 @@ std::string Handle(Dev::I2cMgr& manager, const std::string& request) {
 
 TEST(Gateway, AnswersOverTheBus) {
   Board board;
+  Board::ClearDevices();
   Dev::I2cMgr manager("Test.I2cMgr", 0);
   i2c_test::TestDev& stage = i2c_test::AddTestDev({._mid = 2,
                                                    ._aid = Dev::LV_SOURCE,
@@ -112,6 +113,7 @@ TEST(Gateway, AnswersOverTheBus) {
 
 TEST(Gateway, AnswersFailures) {
   Board board;
+  Board::ClearDevices();
   Dev::I2cMgr manager("Test.I2cMgr", 0);
   const auto all = [&] {
     EXPECT_EQ(Handle(manager, Request(0, 0, 0, 7)), Reply(21, 1, 0)) << "no such device here";

@@ -163,6 +163,7 @@ TEST(Scan, FollowsTheTick) {
 
 struct RequestBench : Board {
   RequestBench() {
+    ClearDevices();
     for (int num = 1; num <= 4; ++num) devices.push_back(&AddTestDev(num, 1, true));
   }
   void Start() { ASSERT_EQ(manager.Init(Msg::MEAS_MODULE, 3), 0); }
