@@ -44,6 +44,8 @@ class VirtualInstrument final : public platform::Instrument {
   const std::string& Problem() const { return problem_; }
   /// For what stands around the instrument and has values or faults of its own.
   simulator::Units& Units() { return units_; }
+  /// Null on a module without channel boards; 0 or 1.
+  MeasChannelBoard* Channel(std::size_t channel) { return i2c_.Channel(channel); }
 
   std::unique_ptr<platform::DeviceFile> Open(std::string_view path, int flags, int& error) override;
   int System(std::string_view command) override { return shell_.Run(command); }

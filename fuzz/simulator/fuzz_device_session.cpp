@@ -15,8 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   simulator::OpenFiles files;
   simulator::DeviceSession session(instrument, files);
   if (size < 1) return 0;
-  static constexpr std::string_view kPaths[] = {"/dev/q5fpga0", "/sys/fpgaattr/atod_status",
-                                                "/sys/fpgaattr/rxfpga", "/dev/none"};
+  static constexpr std::string_view kPaths[] = {"/dev/q5fpga0",         "/sys/fpgaattr/atod_status",
+                                                "/sys/fpgaattr/rxfpga", "/dev/none",
+                                                "/dev/i2c-1",           "/dev/i2c-2"};
   wire::Packet open;
   open.header.op = wire::Op::kOpen;
   open.header.value = data[0] % 3;  // read, write, both

@@ -58,7 +58,7 @@ TEST_F(ControlTest, AnswersEveryLineWithOneLine) {
       {"fault a ok", "ok"},
       {"", "error empty line"},
       {" \t ", "error empty line"},
-      {"jump", "error expected get, set, list or fault"},
+      {"jump", "error expected get, set, list, fault or memory"},
       {"get \x01\xFF", "error not a line of text"},
       {std::string("get a.level\0", 12), "error not a line of text"},
       {std::string(kLongestControlLine + 1, 'x'), "error line too long"},

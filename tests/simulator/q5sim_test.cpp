@@ -144,6 +144,9 @@ TEST_F(Q5simTest, SaysInOneLineWhyItCannotRun) {
       {{"--root", root_.Path() + "/b", "--config", bad_config}, 2, "\"seed\" must be"},
       {{"--root", root_.Path() + "/b", "--subnet", "10.0.0"}, 1, "expected 127.0.N"},
       {{"--root", "/"}, 1, "own root"},
+      {{"eeprom", "unpack", bad_config, root_.Path() + "/x"}, 1, "bad.json: magic"},
+      {{"eeprom", "pack", "--raw", bad_config, root_.Path() + "/x"}, 1, "not well-formed XML"},
+      {{"eeprom", "burn"}, 2, "subcommand"},
       {{}, 2, "--root is required"},
   };
   for (const auto& c : cases) {

@@ -26,7 +26,8 @@ TEST(Config, TakesEveryKey) {
     // a main board of the first series
     "module": "main", "board_revision": 3, "fpga_version": 144, "driver_version": 1.02,
     "firmware_version": "5.0.1", "addresses": {"meas": "127.3.0.9"}, "seed": 18446744073709551615,
-    "speed": 20})",
+    "speed": 20, "i2cswitch": false, "cpld": {"meas2": {"id": "0x0985", "revision": "0x3031"}},
+    "calibration": {"meas1": "/x.json"}, "eeprom": {"core": "blank", "meas2": "/y.bin"}})",
                         config),
             "");
   EXPECT_EQ(config.module, Module::kMain);
@@ -38,6 +39,12 @@ TEST(Config, TakesEveryKey) {
   EXPECT_EQ(config.Address(Module::kMain), "127.0.0.51");
   EXPECT_EQ(config.seed, UINT64_MAX);
   EXPECT_EQ(config.speed, 20.0);
+  EXPECT_FALSE(config.i2c_switch);
+  EXPECT_EQ(config.cpld[0].id, CpldId::k1093);
+  EXPECT_EQ(config.cpld[1].id, CpldId::k0985);
+  EXPECT_EQ(config.cpld[1].revision, 0x3031);
+  EXPECT_EQ(config.calibration, (std::array<std::string, 2>{"/x.json", ""}));
+  EXPECT_EQ(config.eeprom, (std::array<std::string, 4>{"blank", "raw", "compressed", "/y.bin"}));
 }
 
 TEST(Config, NamesWhatIsWrongInOneLine) {
@@ -60,6 +67,11 @@ TEST(Config, NamesWhatIsWrongInOneLine) {
       {"{\"addresses\": {\"meas\": \"192.168.42.52\"}}", "127.0.0.0/8"},
       {"{\"addresses\": {\"tos\": \"127.0.0.1\"}}", "127.0.0.0/8"},
       {"{\"addresses\": []}", "127.0.0.0/8"},
+      {"{\"i2cswitch\": 1}", "true or false"},
+      {"{\"cpld\": {\"meas1\": {\"id\": \"0x0986\"}}}", "0x1093"},
+      {"{\"cpld\": {\"meas3\": {}}}", "0x1093"},
+      {"{\"eeprom\": {\"meas1\": \"\"}}", "a path"},
+      {"{\"eeprom\": {\"main\": \"raw\"}}", "a path"},
   };
   for (const auto& c : cases) {
     Config config;

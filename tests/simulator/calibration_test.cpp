@@ -1,0 +1,338 @@
+// The calibration record and the hardware's truth: a daemon that applies the one to the other must
+// measure right.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "simulator/calibration/board_images.h"
+#include "simulator/calibration/calibration_record.h"
+#include "simulator/eeprom_command.h"
+#include "simulator/sample_files.h"
+#include "tests/platform/temporary_root.h"
+
+namespace simulator {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr const char* kTags[kInputModes] = {"", "range_mode_acdc_i", "range_mode_acdc_v",
+                                            "range_mode_dc_v", "range_mode_dcir"};
+
+ChannelHardware Shipped(const char* name) {
+  ChannelHardware hardware;
+  EXPECT_EQ(ParseChannelHardware(ShippedSource(name), hardware), "");
+  return hardware;
+}
+
+EepromDocument Filled(const ChannelHardware& hardware) {
+  EepromDocument document;
+  EXPECT_EQ(document.Parse(ShippedFile("/varek/config/3s_meas1_t.xml")), "");
+  EXPECT_EQ(FillCalibration(hardware, document), "");
+  return document;
+}
+
+/// A row of the record as a daemon reads it: floats.
+struct Row {
+  unsigned code = 0;
+  std::vector<float> scale;
+  std::vector<float> cal;
+};
+using Rows = std::map<std::string, std::vector<Row>>;
+
+std::vector<float> Floats(const std::string& text) {
+  std::istringstream words(text);
+  std::vector<float> values;
+  for (std::string word; words >> word;) values.push_back(std::strtof(word.c_str(), nullptr));
+  return values;
+}
+
+Rows ReadRows(const EepromDocument& document) {
+  Rows rows;
+  std::map<std::string, std::size_t> cal_rows;
+  for (const auto& block : document.Blocks()) {
+    Row* row = nullptr;
+    for (const auto& field : block.fields) {
+      const bool is_code = field.tag.starts_with("range_");
+      if (is_code && block.name == "brd_scaling_block") {
+        row = &rows[field.tag].emplace_back();
+        row->code = static_cast<unsigned>(std::stoul(document.Content(field), nullptr, 16));
+      } else if (is_code) {
+        row = &rows.at(field.tag).at(cal_rows[field.tag]++);
+        EXPECT_EQ(row->code, std::stoul(document.Content(field), nullptr, 16));
+      } else if (row != nullptr && field.count > 0) {
+        (field.count == 2 ? row->scale : row->cal) = Floats(document.Content(field));
+      }
+    }
+  }
+  return rows;
+}
+
+double Polynomial(const std::vector<float>& values, std::size_t first, double f) {
+  double sum = 0;
+  for (std::size_t i = 0; i < 4; ++i) {
+    sum += static_cast<double>(values[first + i]) * std::pow(f, static_cast<double>(i));
+  }
+  return sum;
+}
+
+/// Largest error of magnitude (relative) and phase over all ranges with all filters, each up to the
+/// frequency that it is used at.
+struct Error {
+  double magnitude = 0;
+  double phase = 0;
+};
+Error LargestError(const ChannelHardware& hardware, const Rows& rows, double sign) {
+  constexpr double kMostHz[] = {7000, 7000, 1000, 0.00316, 0.01, 0.0316, 0.1, 0.316,
+                                1,    3.16, 10,   31.6,    100,  316,    7000};
+  Error error;
+  for (std::size_t mode = 1; mode < kInputModes; ++mode) {
+    for (const Row& range : rows.at(kTags[mode])) {
+      for (std::size_t filter = 0; filter < std::size(kMostHz); ++filter) {
+        const Row& filter_row = rows.at("range_filter").at(filter);
+        for (const double f : {0.0, kMostHz[filter] / 3, kMostHz[filter]}) {
+          const auto counts =
+              hardware.Response(static_cast<InputMode>(mode), static_cast<std::uint8_t>(range.code),
+                                static_cast<int>(filter), f);
+          const double magnitude = std::abs(counts) * static_cast<double>(range.scale[0]) *
+                                   Polynomial(range.cal, 0, f) * Polynomial(filter_row.cal, 0, f);
+          const double phase = std::arg(counts) + sign * (Polynomial(range.cal, 4, f) +
+                                                          Polynomial(filter_row.cal, 4, f));
+          error.magnitude = std::max(error.magnitude, std::abs(magnitude - 1));
+          error.phase = std::max(error.phase, std::abs(phase));
+        }
+      }
+    }
+  }
+  return error;
+}
+
+TEST(Calibration, TheRecordUndoesTheHardware) {
+  for (const char* name : {"meas1.json", "meas2.json"}) {
+    const ChannelHardware hardware = Shipped(name);
+    const Error error = LargestError(hardware, ReadRows(Filled(hardware)), 1);
+    EXPECT_LT(error.magnitude, 5e-6) << name;
+    EXPECT_LT(error.phase, 2e-6) << name;
+  }
+}
+
+TEST(Calibration, OlderBoardsHoldThePhaseThatIsSubtracted) {
+  for (const auto& [date, sign] : {std::pair("19/05/2015", -1), std::pair("20/05/2015", 1)}) {
+    ChannelHardware hardware = Shipped("meas1.json");
+    hardware.fields["brd_cal_date"] = date;
+    EXPECT_LT(LargestError(hardware, ReadRows(Filled(hardware)), sign).phase, 2e-6) << date;
+  }
+}
+
+TEST(Calibration, ShippedRangesAreThoseOfTheFrontEnd) {
+  const struct {
+    InputMode mode;
+    std::vector<std::pair<int, double>> ranges;
+  } cases[] = {
+      {InputMode::kAcdcCurrent,
+       {{0x2A, 75},
+        {0x2E, 7.5},
+        {0x4A, 0.75},
+        {0x4E, 0.075},
+        {0x6A, 7.5e-3},
+        {0x6E, 7.5e-4},
+        {0x72, 7.5e-5},
+        {0x76, 7.5e-6},
+        {0x7A, 7.5e-7}}},
+      {InputMode::kAcVolt,
+       {{0x24, 750}, {0x28, 75}, {0x2C, 7.5}, {0x44, 0.75}, {0x48, 0.075}, {0x4C, 0.0075}}},
+      {InputMode::kDcVolt,
+       {{0x24, 2.5}, {0x28, 0.25}, {0x2C, 0.025}, {0x30, 2.5e-3}, {0x34, 2.5e-4}}},
+      {InputMode::kDcir, {{0x84, 1e-4}, {0x88, 1e-5}, {0x8C, 1e-6}, {0x90, 1e-7}}},
+  };
+  for (const char* name : {"meas1.json", "meas2.json"}) {
+    const ChannelHardware hardware = Shipped(name);
+    for (const auto& c : cases) {
+      const auto& ranges = hardware.ranges[static_cast<std::size_t>(c.mode)];
+      ASSERT_EQ(ranges.size(), c.ranges.size());
+      for (std::size_t i = 0; i < ranges.size(); ++i) {
+        EXPECT_EQ(ranges[i].code, c.ranges[i].first);
+        EXPECT_DOUBLE_EQ(ranges[i].full_scale, c.ranges[i].second);
+        EXPECT_LT(std::abs(ranges[i].gain_error), 0.01);
+        // one DAC reaches every offset, and a gain step acts on offset and DAC alike
+        EXPECT_LT(std::abs(ranges[i].offset * ranges[i].dac_per_count), 20000);
+        const auto stepped = hardware.Range(c.mode, static_cast<std::uint8_t>(ranges[i].code));
+        ASSERT_TRUE(stepped);
+        if (i == 0 || (ranges[i].code ^ ranges[i - 1].code) & 0xE3) continue;
+        EXPECT_NEAR(ranges[i].offset / ranges[i - 1].offset, 10, 1e-3);
+        EXPECT_NEAR(ranges[i - 1].dac_per_count / ranges[i].dac_per_count, 10, 1e-2);
+      }
+    }
+  }
+}
+
+TEST(Calibration, GainStepsBetweenRangesAreOfTen) {
+  const ChannelHardware hardware = Shipped("meas1.json");
+  const auto table = hardware.Range(InputMode::kAcdcCurrent, 0x2E);
+  const auto beyond = hardware.Range(InputMode::kAcdcCurrent, 0x32);
+  ASSERT_TRUE(table && beyond);
+  EXPECT_NEAR(table->Scale() / beyond->Scale(), 10, 1e-9);
+  EXPECT_NEAR(beyond->offset / table->offset, 10, 1e-9);
+  EXPECT_FALSE(hardware.Range(InputMode::kAcVolt, 0x84));
+  EXPECT_EQ(std::abs(hardware.Response(InputMode::kOff, 0x24, 2, 60)), 0);
+}
+
+TEST(Calibration, TheRawImageHoldsWhatTheXmlTells) {
+  EepromDocument document = Filled(Shipped("meas2.json"));
+  std::vector<std::uint8_t> image;
+  ASSERT_EQ(document.Encode(image), "");
+  const auto word = [&](std::size_t at) { return image.at(at) | image.at(at + 1) << 8; };
+  // the header's last word is where the last block starts, and that block's length ends the image
+  const auto& header = document.Blocks().front();
+  const std::size_t last = static_cast<std::size_t>(word(header.fields.back().address));
+  EXPECT_EQ(image.size(), last + static_cast<std::size_t>(word(last + 3)));
+  std::size_t next_word = header.fields.back().address - 4;
+  std::size_t checks = 0;
+  std::size_t floats = 0;
+  for (const auto& block : document.Blocks()) {
+    const auto start = block.address == "0" ? 0 : static_cast<std::size_t>(word(next_word));
+    if (block.address != "0") next_word += 2;
+    for (const auto& field : block.fields) {
+      if (field.format == "CHECK") {
+        int sum = word(start + field.address);
+        for (auto i = field.check_from; i <= field.check_to; ++i) sum += image.at(start + i);
+        EXPECT_EQ(sum & 0xFFFF, 0) << field.name;
+        EXPECT_EQ(std::stoi(document.Content(field), nullptr, 16), word(start + field.address));
+        ++checks;
+      } else if (field.count > 0) {
+        std::vector<float> stored(field.count);
+        std::memcpy(stored.data(), &image.at(start + field.address), 4 * field.count);
+        EXPECT_EQ(stored, Floats(document.Content(field))) << field.name;
+        ++floats;
+      } else if (field.format == "ASCII") {
+        const auto* text = reinterpret_cast<const char*>(&image.at(start + field.address));
+        EXPECT_EQ(std::string(text), document.Content(field));
+        EXPECT_EQ(image.at(start + field.address + field.size - 1), 0);
+      }
+    }
+  }
+  EXPECT_EQ(checks, 4U);
+  EXPECT_EQ(floats, 2U * 39);
+}
+
+TEST(Record, HeaderIsAsTold) {
+  std::vector<std::uint8_t> image;
+  ASSERT_EQ(PackRecord("<File/>", image), "");
+  EXPECT_EQ(std::vector(image.begin(), image.begin() + 3),
+            (std::vector<std::uint8_t>{0xDB, 0x1E, 1}));
+  EXPECT_EQ(image[3] + 11U, image.size());
+  unsigned sum = 0;
+  for (std::size_t i = 0; i < image.size(); ++i) sum += i == 7 || i == 8 ? 0 : image[i];
+  EXPECT_EQ((sum + image[7] + 256U * image[8]) & 0xFFFF, 0U);
+}
+
+TEST(Record, EverySingleBitThatFlipsIsFound) {
+  EepromDocument document = Filled(Shipped("meas1.json"));
+  std::vector<std::uint8_t> image;
+  ASSERT_EQ(MakeImage("compressed", document, image), "");
+  std::string xml;
+  ASSERT_EQ(UnpackRecord(image, xml), "");
+  EXPECT_EQ(xml, document.Text());
+  for (std::size_t bit = 0; bit < 8 * image.size(); ++bit) {
+    image[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
+    EXPECT_NE(UnpackRecord(image, xml), "") << "bit " << bit;
+    image[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
+  }
+  EXPECT_EQ(UnpackRecord(image, xml), "");
+}
+
+TEST(Record, ProblemsAreNamed) {
+  std::vector<std::uint8_t> image;
+  ASSERT_EQ(PackRecord("<File>some text</File>", image), "");
+  std::string xml;
+  const std::span<const std::uint8_t> all(image);
+  EXPECT_THAT(UnpackRecord(all.first(10), xml), HasSubstr("shorter than"));
+  EXPECT_THAT(UnpackRecord(all.first(20), xml), HasSubstr("ends short"));
+  image[0] = 0xFF;
+  EXPECT_EQ(UnpackRecord(image, xml), "magic 0x1EFF instead of 0x1EDB");
+  image[0] = 0xDB;
+  image.back() ^= 1;
+  EXPECT_THAT(UnpackRecord(image, xml), HasSubstr("checksum"));
+
+  std::string noise;
+  for (unsigned i = 0, x = 1; i < 100000; ++i, x = x * 1664525 + 1013904223) {
+    noise += static_cast<char>(x >> 24);
+  }
+  EXPECT_THAT(PackRecord(noise, image), HasSubstr("too big"));
+  ASSERT_EQ(PackRecord(std::string(4 << 20, 'a'), image), "");
+  EXPECT_EQ(UnpackRecord(image, xml), "");
+  EXPECT_THAT(PackRecord(std::string((4 << 20) + 1, 'a'), image), HasSubstr("4 MiB"));
+}
+
+TEST(Sources, ProblemsAreNamedInOneLine) {
+  const std::string good(ShippedSource("meas1.json"));
+  const struct {
+    const char* from;
+    const char* to;
+    const char* problem;
+  } cases[] = {
+      {"\"0x2E\"", "\"0x12E\"", "code must be"},
+      {"\"full_scale\": 7.5,", "\"full_scale\": 750,", "largest full_scale down"},
+      {"\"0x4E\"", "\"0x32\"", "stand together"},
+      {"\"full_scale\": 75,", "\"full_scale\": \"x\",", "number"},
+      {"\"number\": 3,", "\"number\": 4,", "numbered from 0"},
+      {"\"filters\"", "\"fitlers\"", "filters"},
+      {"\"dac\": 3", "\"dac\": 4", "0 to 3"},
+      {"\"brd_cal_date\": \"14/03/2024\"", "\"brd_cal_date\": 14", "string"},
+  };
+  for (const auto& c : cases) {
+    std::string text = good;
+    const std::size_t at = text.find(c.from);
+    ASSERT_NE(at, text.npos) << c.from;
+    text.replace(at, std::strlen(c.from), c.to);
+    ChannelHardware hardware;
+    const std::string problem = ParseChannelHardware(text, hardware);
+    EXPECT_THAT(problem, HasSubstr(c.problem));
+    EXPECT_EQ(problem.find('\n'), problem.npos);
+  }
+
+  ChannelHardware hardware = Shipped("meas1.json");
+  EepromDocument document = Filled(hardware);
+  hardware.ranges[1].pop_back();
+  EXPECT_THAT(FillCalibration(hardware, document), HasSubstr("more rows of range_mode_acdc_i"));
+  hardware = Shipped("meas1.json");
+  hardware.ranges[1].push_back(hardware.ranges[1].back());
+  EXPECT_THAT(FillCalibration(hardware, document), HasSubstr("fewer rows of range_mode_acdc_i"));
+  hardware = Shipped("meas1.json");
+  hardware.fields["colour"] = "blue";
+  EXPECT_THAT(FillCalibration(hardware, document), HasSubstr("no field colour"));
+  hardware.fields = {{"brd_cal_date", "14 March 2024"}};
+  ASSERT_EQ(FillFields(hardware.fields, document), "");
+  std::vector<std::uint8_t> image;
+  EXPECT_THAT(document.Encode(image), HasSubstr("brd_cal_date: cannot hold"));
+}
+
+TEST(EepromCommand, FilesGoThereAndBack) {
+  platform::TemporaryRoot root;
+  const std::string xml = root / "a.xml";
+  std::ofstream(xml) << ShippedFile("/home/root/5m_back_f.xml");
+  ASSERT_EQ(PackFile(xml, root / "a.bin", ImageForm::kCompressed), "");
+  ASSERT_EQ(UnpackFile(root / "a.bin", root / "b.xml"), "");
+  std::ifstream back(root / "b.xml");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(back), {}),
+            ShippedFile("/home/root/5m_back_f.xml"));
+  // the file tells checksums that another program worked out; the raw image must have the same
+  EepromDocument document;
+  ASSERT_EQ(document.Parse(ShippedFile("/home/root/5m_back_f.xml")), "");
+  std::vector<std::uint8_t> image;
+  ASSERT_EQ(document.Encode(image), "");
+  EXPECT_EQ(document.Text(), ShippedFile("/home/root/5m_back_f.xml"));
+  EXPECT_EQ(PackFile(xml, root / "a.raw", ImageForm::kRaw), "");
+  EXPECT_THAT(UnpackFile(root / "a.raw", root / "c.xml"), HasSubstr("a.raw: magic"));
+  EXPECT_THAT(PackFile(root / "none", root / "x", ImageForm::kRaw), HasSubstr("none: No such"));
+  EXPECT_THAT(PackFile(root / "a.bin", root / "x", ImageForm::kRaw), HasSubstr("not well-formed"));
+  EXPECT_THAT(PackFile(xml, root / "no/x", ImageForm::kRaw), HasSubstr("no/x: No such"));
+}
+
+}  // namespace
+}  // namespace simulator

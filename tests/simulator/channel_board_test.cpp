@@ -1,0 +1,162 @@
+// A channel board: the CPLD behind its bridge, the offset DAC, and what the physics sees of them.
+#include <gmock/gmock.h>
+
+#include "tests/simulator/i2c_fixture.h"
+
+namespace simulator {
+namespace {
+
+using std::chrono::milliseconds;
+
+class ChannelBoardTest : public I2cTest {
+ protected:
+  /// Channel board 1 only: the branch of the multiplexer that it hangs on.
+  void Start() {
+    I2cTest::Start();
+    SelectChannels(0x04);
+  }
+  Bytes Spi(const Bytes& out, std::size_t size) { return Ask(2, kBridge, out, size); }
+  Bytes StatusFrame() {
+    Bytes out(25);
+    out[0] = 0x04;
+    return Spi(out, 24);
+  }
+  std::uint8_t Status() { return Spi({0x04, 0x00}, 1)[0]; }
+  void Settle() { clock_.Advance(milliseconds(50)); }
+  FrontEnd Settings() { return instrument_->Channel(0)->Settings(); }
+  std::string Value(const std::string& name) {
+    return Control("get i2c.MEAS_CH1.SC18IS602B." + name);
+  }
+  void SetValue(const std::string& name, const std::string& value) {
+    EXPECT_EQ(Control("set i2c.MEAS_CH1.SC18IS602B." + name + " " + value), "ok");
+  }
+
+  static constexpr unsigned kBridge = 0x28;
+  static constexpr unsigned kDac = 0x4C;
+};
+
+TEST_F(ChannelBoardTest, BothGenerationsIdentifyThemselves) {
+  config_.cpld[1] = {CpldId::k0985, 0x3031};
+  Start();
+  EXPECT_EQ(Write(2, kBridge, {0xF0, 0x00}), 2);
+  EXPECT_EQ(Spi({0x01, 0, 0, 0, 0}, 4), (Bytes{0x10, 0x93, 0x40, 0x42}));
+  EXPECT_EQ(Control("fault i2c.MEAS_CH1.SC18IS602B wrong"), "ok");
+  EXPECT_EQ(Spi({0x01, 0, 0, 0, 0}, 4), (Bytes{0x09, 0x85, 0x40, 0x42}));
+  EXPECT_EQ(Control("fault i2c.MEAS_CH1.SC18IS602B ok"), "ok");
+  SelectChannels(0x08);
+  EXPECT_EQ(Ask(2, 0x29, {0x01, 0, 0, 0, 0}, 4), (Bytes{0x09, 0x85, 0x30, 0x31}));
+}
+
+TEST_F(ChannelBoardTest, WritesShowInTheStatusFrame) {
+  Start();
+  EXPECT_EQ(Spi({0x02, 0x81, 0xE2, 0x40}, 1), Bytes{0});  // AC_Volt, filter 2, powered
+  Settle();
+  EXPECT_EQ(Spi({0x08, 0x2C}, 1), Bytes{0});
+  Settle();
+  EXPECT_EQ(Write(2, kBridge, {0x08, 0x55, 0x00, 0x09}), 4);
+  Settle();
+  const Bytes frame = StatusFrame();
+  const Bytes start(frame.begin(), frame.begin() + 10);
+  EXPECT_EQ(start, (Bytes{0, 0x81, 0xE2, 0x40, 0, 0x2C, 0, 0, 0, 9}));
+  const FrontEnd front_end = Settings();
+  EXPECT_EQ(front_end.mode, InputMode::kAcVolt);
+  EXPECT_EQ(front_end.filter, 2);
+  EXPECT_EQ(front_end.range_code, 0x2C);
+  EXPECT_EQ(front_end.test_mode, 9);
+  EXPECT_TRUE(front_end.powered);
+}
+
+TEST_F(ChannelBoardTest, TheOlderGenerationHasNoTestModeAndItsRangeElsewhere) {
+  config_.cpld[0] = {CpldId::k0985, 0x3030};
+  Start();
+  Spi({0x08, 0x6A}, 1);
+  Settle();
+  EXPECT_EQ(Write(2, kBridge, {0x08, 0x55, 0x00, 0x0A}), 4);
+  EXPECT_EQ(Status(), 0);  // nothing was accepted, so nothing is busy
+  const Bytes frame = StatusFrame();
+  EXPECT_EQ(frame[4], 0x6A);
+  EXPECT_EQ(frame[5], 0);
+  EXPECT_EQ(frame[9], 0);
+}
+
+TEST_F(ChannelBoardTest, WritesDoNotTakeWhileItIsBusy) {
+  Start();
+  SetValue("busy_ms", "70");
+  EXPECT_EQ(Spi({0x08, 0x24}, 1), Bytes{0x00});
+  EXPECT_EQ(Status(), 0xC0);
+  EXPECT_EQ(Spi({0x08, 0x28}, 1), Bytes{0xC0});
+  EXPECT_EQ(Spi({0x02, 0xFF, 0xFF, 0xFF}, 1), Bytes{0xC0});
+  clock_.Advance(milliseconds(69));
+  EXPECT_EQ(Status(), 0xC0);
+  clock_.Advance(milliseconds(1));
+  EXPECT_EQ(Status(), 0x00);
+  EXPECT_EQ(Value("range"), "ok 0x24");
+  EXPECT_EQ(Value("config"), "ok 0x000000");
+  EXPECT_EQ(Spi({0x08, 0x28}, 1), Bytes{0x00});
+  Settle();
+
+  SetValue("faults", "0xC0");  // a busy bit that never comes down
+  clock_.Advance(std::chrono::hours(1));
+  EXPECT_EQ(Spi({0x08, 0x2C}, 1), Bytes{0xC0});
+  SetValue("faults", "0");
+  EXPECT_EQ(Value("range"), "ok 0x28");
+}
+
+TEST_F(ChannelBoardTest, EveryFaultBitShowsAndHeals) {
+  Start();
+  for (unsigned bit = 1; bit < 0x100; bit <<= 1) {
+    SetValue("faults", std::to_string(bit));
+    EXPECT_EQ(Status(), bit);
+  }
+  SetValue("faults", "0");
+  EXPECT_EQ(Status(), 0);
+}
+
+TEST_F(ChannelBoardTest, AnOverloadLatchesUntilAWriteFindsItGone) {
+  Start();
+  SetValue("overload", "1");
+  EXPECT_EQ(Status(), 0x91);
+  EXPECT_TRUE(Settings().safe);
+  SetValue("overload", "0");
+  EXPECT_EQ(Status(), 0x90);
+  EXPECT_EQ(Spi({0x08, 0x24}, 1), Bytes{0x90});  // the status before; the write takes
+  Settle();
+  EXPECT_EQ(Status(), 0);
+  EXPECT_FALSE(Settings().safe);
+  EXPECT_EQ(Settings().range_code, 0x24);
+
+  SetValue("overload", "1");
+  Spi({0x08, 0x28}, 1);
+  Settle();
+  EXPECT_EQ(Status(), 0x91);  // still there
+}
+
+TEST_F(ChannelBoardTest, OddFramesDoNoHarm) {
+  Start();
+  EXPECT_EQ(Spi({0x04}, 3), (Bytes{0xFF, 0xFF, 0xFF}));
+  EXPECT_EQ(Spi({0x02, 0x81}, 1), Bytes{0});
+  EXPECT_EQ(Spi({0x03, 0, 0}, 2), (Bytes{0xFF, 0xFF}));
+  EXPECT_EQ(Write(2, kBridge, Bytes(300, 0x04)), 300);
+  EXPECT_EQ(Value("config"), "ok 0x000000");
+  EXPECT_EQ(Status(), 0);
+}
+
+TEST_F(ChannelBoardTest, DacChannelsAreSetReadAndCentred) {
+  Start();
+  for (std::uint8_t channel = 0; channel < 4; ++channel) {
+    const auto control = static_cast<std::uint8_t>(channel * 2 | 0x10);
+    EXPECT_EQ(Write(2, kDac, {control, 0x12, channel}), 3);
+  }
+  for (std::uint8_t channel = 0; channel < 4; ++channel) {
+    const auto control = static_cast<std::uint8_t>(channel * 2 | 0x10);
+    EXPECT_EQ(Ask(2, kDac, {control}, 2), (Bytes{0x12, channel}));
+    EXPECT_EQ(Settings().dac[channel], 0x1200 + channel);
+  }
+  EXPECT_EQ(Write(2, kDac, {0x34, 0x80, 0x00}), 3);
+  EXPECT_EQ(Settings().dac, (std::array<std::uint16_t, 4>{0x8000, 0x8000, 0x8000, 0x8000}));
+  EXPECT_EQ(Control("set i2c.MEAS_CH1.DAC8571.dac2 0x7FFF"), "ok");
+  EXPECT_EQ(Ask(2, kDac, {0x14}, 2), (Bytes{0x7F, 0xFF}));
+}
+
+}  // namespace
+}  // namespace simulator
