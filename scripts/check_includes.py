@@ -30,6 +30,7 @@ ALLOWED = {
     "mos": BLOCKS,
     "simulator": ["platform", "common/msg", "common/zpubsub"],
     "host": ["platform", "libs/zmb/src", "common/msg"],
+    "host/devices": ["platform", "common/msg", "common/dev/i2c", "simulator"],
     "tests": ["*"],
     "benchmarks": ["*"],
     "fuzz": ["*"],
