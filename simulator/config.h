@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "simulator/meas_cpld.h"
+#include "simulator/cpld_id.h"
 
 namespace simulator {
 

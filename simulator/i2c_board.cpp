@@ -91,23 +91,29 @@ constexpr I2cBoard::Row I2cBoard::kRows[] = {
 
 namespace {
 
-/// What the EEPROM of an assembly is made from.
-struct EepromInfo {
+constexpr int kNoChannel = -1;
+
+/// What an assembly's EEPROM, and on a channel board its hardware, is made from.
+struct AssemblyInfo {
   const char* assembly;
   Eeprom eeprom;
-  const char* source;
+  int channel;         ///< 0, 1 or kNoChannel
+  const char* source;  ///< shipped, may be overridden for a channel board
   const char* layout;  ///< the template
 };
 
-constexpr EepromInfo kEepromInfos[] = {
-    {"CORE", Eeprom::kCore, "core.json", "/varek/config/1s_core_t.xml"},
-    {"SIGNAL_HOST", Eeprom::kSignalHost, "signal_host.json", "/varek/config/2s_sig_t.xml"},
-    {"MEAS_CH1", Eeprom::kMeas1, "meas1.json", "/varek/config/3s_meas1_t.xml"},
-    {"MEAS_CH2", Eeprom::kMeas2, "meas2.json", "/varek/config/4s_meas2_t.xml"},
+constexpr AssemblyInfo kAssemblies[] = {
+    {"CORE", Eeprom::kCore, kNoChannel, "core.json", "/varek/config/1s_core_t.xml"},
+    {"SIGNAL_HOST", Eeprom::kSignalHost, kNoChannel, "signal_host.json",
+     "/varek/config/2s_sig_t.xml"},
+    {"MEAS_CH1", Eeprom::kMeas1, 0, "meas1.json", "/varek/config/3s_meas1_t.xml"},
+    {"MEAS_CH2", Eeprom::kMeas2, 1, "meas2.json", "/varek/config/4s_meas2_t.xml"},
 };
 
-constexpr const char* kChannelSources[kMeasChannels] = {"meas1.json", "meas2.json"};
-constexpr const char* kChannelAssemblies[kMeasChannels] = {"MEAS_CH1", "MEAS_CH2"};
+const AssemblyInfo& FindAssembly(std::string_view name) {
+  return *std::ranges::find_if(kAssemblies,
+                               [&](const AssemblyInfo& info) { return name == info.assembly; });
+}
 
 std::string ChipName(const char* assembly, Kind kind, int number) {
   std::string name =
@@ -138,15 +144,16 @@ I2cBoard::I2cBoard(const Config& config, platform::Clock& clock, Units& units) :
 }
 
 void I2cBoard::MakeChannels(platform::Clock& clock, Units& units) {
-  for (std::size_t channel = 0; channel < kMeasChannels; ++channel) {
+  for (const AssemblyInfo& info : kAssemblies) {
+    if (info.channel == kNoChannel) continue;
+    const auto channel = static_cast<std::size_t>(info.channel);
     ChannelHardware hardware;
-    const std::string problem =
-        ReadHardware(config_.calibration[channel], kChannelSources[channel], hardware);
+    const std::string problem = ReadHardware(config_.calibration[channel], info.source, hardware);
     if (!problem.empty()) problem_ = problem;
-    const auto& cpld = config_.cpld[channel];
+    const CpldKind& cpld = config_.cpld[channel];
     channels_[channel] = std::make_unique<MeasChannelBoard>(
-        ChipName(kChannelAssemblies[channel], Kind::kBridge, 0),
-        MeasChannelBoard::Kind{cpld.id, cpld.revision}, std::move(hardware), clock, units);
+        ChipName(info.assembly, Kind::kBridge, 0), MeasChannelBoard::Kind{cpld.id, cpld.revision},
+        std::move(hardware), clock, units);
   }
 }
 
@@ -198,28 +205,25 @@ std::unique_ptr<I2cChip> I2cBoard::MakeMux(const Row& row, std::string name,
 
 std::unique_ptr<I2cChip> I2cBoard::MakeEeprom(const Row& row, std::string name,
                                               const Surroundings& around) {
-  const EepromInfo& info =
-      *std::ranges::find(kEepromInfos, std::string_view(row.assembly),
-                         [](const EepromInfo& entry) { return std::string_view(entry.assembly); });
+  const AssemblyInfo& info = FindAssembly(row.assembly);
   EepromDocument document;
   std::string problem = document.Parse(ShippedFile(info.layout));
-  if (problem.empty()) {
-    if (info.eeprom == Eeprom::kMeas1 || info.eeprom == Eeprom::kMeas2) {
-      problem =
-          FillCalibration(channels_[info.eeprom == Eeprom::kMeas1 ? 0 : 1]->Hardware(), document);
-    } else {
-      BoardFields fields;
-      problem = ParseBoardFields(ShippedSource(info.source), fields);
-      if (problem.empty()) problem = FillFields(fields, document);
-    }
+  if (problem.empty() && info.channel != kNoChannel) {
+    const auto& board = *channels_[static_cast<std::size_t>(info.channel)];
+    problem = FillCalibration(board.Hardware(), document);
+  } else if (problem.empty()) {
+    BoardFields fields;
+    problem = ParseBoardFields(ShippedSource(info.source), fields);
+    if (problem.empty()) problem = FillFields(fields, document);
   }
   std::vector<std::uint8_t> image;
   if (problem.empty()) {
     problem = MakeImage(config_.eeprom[static_cast<std::size_t>(info.eeprom)], document, image);
   }
-  if (!problem.empty() && problem_.empty())
-    problem_ = "EEPROM of " + std::string(row.assembly) + ": " + problem;
-  if (image.size() > Ee24lc32::kMostBytes) image.clear();
+  if (!problem.empty()) {
+    image.clear();
+    if (problem_.empty()) problem_ = "EEPROM of " + std::string(row.assembly) + ": " + problem;
+  }
   return std::make_unique<Ee24lc32>(std::move(name), around, std::move(image));
 }
 

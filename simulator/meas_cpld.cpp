@@ -192,7 +192,11 @@ void MeasCpld::Exchange(std::uint8_t select, std::span<const std::uint8_t> out,
   std::ranges::fill(in, std::uint8_t{0});
   in[0] = Status();
   if (Busy()) return;
-  select == kConfiguration ? Configure(out) : SetRange(out);
+  if (select == kConfiguration) {
+    Configure(out);
+  } else {
+    SetRange(out);
+  }
 }
 
 std::string MeasCpld::Describe() const {

@@ -15,12 +15,10 @@
 #include <string>
 
 #include "platform/clock.h"
+#include "simulator/cpld_id.h"
 #include "simulator/units.h"
 
 namespace simulator {
-
-/// The two generations of channel board; the values are the CPLD's identity.
-enum class CpldId : std::uint16_t { k0985 = 0x0985, k1093 = 0x1093 };
 
 class MeasCpld {
  public:

@@ -151,7 +151,7 @@ void EepromDocument::SetContent(const Field& field, const std::string& text) {
 }
 
 void EepromDocument::SetValues(const Field& field, const std::vector<float>& values) {
-  const std::vector<xmlNode*> nodes = simulator::Values(field.node);
+  const std::vector<xmlNode*> nodes = Values(field.node);
   for (std::size_t i = 0; i < std::min(nodes.size(), values.size()); ++i) {
     char text[32];
     std::snprintf(text, sizeof text, "%.14e", static_cast<double>(values[i]));
@@ -167,7 +167,8 @@ std::string EepromDocument::StartOf(const Block& block, std::size_t& start) cons
   const auto field = std::ranges::find(header->fields, block.address, &Field::name);
   if (field == header->fields.end()) return "no header field " + block.address;
   const auto value = ParseNumber(Content(*field), kMostBytes, field->format == "HEX" ? 16 : 10);
-  if (!value || field->format == "CHECK") return "header field " + block.address + " holds no address";
+  if (!value || field->format == "CHECK")
+    return "header field " + block.address + " holds no address";
   start = *value;
   return "";
 }
@@ -179,10 +180,11 @@ std::string EepromDocument::EncodeField(const Field& field, std::size_t start,
   if (values > kMostBytes || at + field.size * values > kMostBytes) return "lies beyond 64 KiB";
   if (image.size() < at + field.size * values) image.resize(at + field.size * values, 0xFF);
   std::vector<std::string> texts;
-  if (field.count == 0)
+  if (field.count == 0) {
     texts.push_back(Content(field));
-  else
-    for (const xmlNode* node : simulator::Values(field.node)) texts.push_back(NodeContent(node));
+  } else {
+    for (const xmlNode* node : Values(field.node)) texts.push_back(NodeContent(node));
+  }
   if (texts.size() != values) return "has not " + std::to_string(values) + " values";
   for (std::size_t i = 0; i < values; ++i) {
     if (!PutValue(field.format, texts[i], field.size, &image[at + i * field.size])) {
