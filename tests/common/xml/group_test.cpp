@@ -131,10 +131,7 @@ TEST_F(MeasModuleTest, WaitsForTheMainModule) {
   EXPECT_TRUE(Words().empty());
 }
 
-// Makes a file longer whenever somebody sleeps.
-class GrowingFileTest : public MeasModuleTest {};
-
-TEST_F(GrowingFileTest, AFileThatGrowsIsNotTaken) {
+TEST_F(MeasModuleTest, AFileThatGrowsIsNotTaken) {
   machine.clock.SetAutoAdvance(false);
   Dev::EepromLinks links;
   links.upload_done = [] { return true; };
