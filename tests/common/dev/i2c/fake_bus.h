@@ -24,6 +24,9 @@
 
 namespace i2c_test {
 
+/// A module whose board has no chip in the table, so that those of the test are the only ones.
+inline constexpr int kBareModule = Msg::PFC_MODULE;
+
 class FakeBus : public platform::BareInstrument {
  public:
   using Address = std::pair<int, int>;  ///< bus, chip

@@ -136,7 +136,7 @@ TEST(Scan, FollowsTheTick) {
   };
   AddTestDev(2, 999, true);
   Dev::I2cMgr manager("Test.I2cMgr", 0);
-  ASSERT_EQ(manager.Init(Msg::MEAS_MODULE, 3), 0);
+  ASSERT_EQ(manager.Init(i2c_test::kBareModule, 3), 0);
   I2cReq req = RequestTo(2);
   const auto settle = [&] {  // a request is served after the start, or a scan, that came before it
     EXPECT_EQ(manager.I2cWkrExecReq(&req), 1);
@@ -166,7 +166,7 @@ struct RequestBench : Board {
     ClearDevices();
     for (int num = 1; num <= 4; ++num) devices.push_back(&AddTestDev(num, 1, true));
   }
-  void Start() { ASSERT_EQ(manager.Init(Msg::MEAS_MODULE, 3), 0); }
+  void Start() { ASSERT_EQ(manager.Init(i2c_test::kBareModule, 3), 0); }
   int Wrapper(int num, char* buf, int len, int len2, I2cDev::Act act) {
     return manager.I2cWkrWrapper(1, Dev::MEAS_CH1, Dev::SPI_BRIDGE, num, buf, len, len2, act);
   }
