@@ -113,6 +113,7 @@ EepromGroup::Pass EepromGroup::WriteRaw(std::size_t place) {
 
 EepromGroup::Pass EepromGroup::WriteOne(std::size_t place) {
   if (!UpdateFile(chips_.List()[place])) return Pass::Next;
+  RemoveFile(_file_f.c_str());  // of an earlier start, perhaps of another board
   if (chips_.Read(place, kFirstRead, 0) != 0) {
     logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: its EEPROM cannot be read\n",
                       _file_f.c_str());
@@ -148,6 +149,8 @@ int EepromGroup::WriteEepromToXml(char*) {
   const bool main = module_ == Msg::MAIN_MODULE;
   for (std::size_t place = 0; place < chips_.List().size(); ++place) {
     const Pass result = WriteOne(place);
+    // what is left of a record that failed its checks is not to be measured with
+    if (result != Pass::Written) RemoveFile(_file_f.c_str());
     if (result == Pass::Fail) return -1;
     if (result == Pass::Bad) WarnOf(chips_.List()[place].kind);
     if (result == Pass::Written && main) Upload();

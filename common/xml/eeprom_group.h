@@ -48,8 +48,8 @@ class EepromGroup {
   /// 0, or -1 when the pass was stopped by a block revision or a checksum; then the failure has
   /// been told to the main module. The argument is not used.
   int WriteEepromToXml(char*);
-  /// 0, or -1 with `err` -1 when a channel's calibration is missing: its range tables are empty, or
-  /// the default ones if it has no file.
+  /// 0, or -1 with `err` -1 when a channel's calibration is missing: its ranges are then the
+  /// default ones.
   int ReadEeDataFromXml(int& err);
 
   // --- The tables ---

@@ -93,11 +93,11 @@ void EepromGroup::SetDefaultTable(ChannelTables& tables) {
 }
 
 int EepromGroup::ReadChannel(ChannelTables& tables) {
+  SetDefaultTable(tables);  // stays if the file cannot be used
   const XmlDocument document = XmlDocument::Load(_file_f.c_str());
   if (document.GetState() == XmlDocument::State::NotOpened) {
     logger_mgr::print(ee_grpL, Logger::kError, 0, "XML ERROR 103: Unable to open %s\n",
                       _file_f.c_str());
-    SetDefaultTable(tables);
     return -1;
   }
   if (!document.IsReady()) {
@@ -107,6 +107,7 @@ int EepromGroup::ReadChannel(ChannelTables& tables) {
   }
   RangeRows rows;
   if (ReadRangeRows(document, kChannelLayout, _file_f.c_str(), rows) != RangeStep::Done) return -1;
+  tables = {};
   tables.ranges = std::move(rows.rows);
   std::size_t first = 0;
   for (std::size_t tag = 0; tag < kChannelTags; ++tag) {

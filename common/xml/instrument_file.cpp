@@ -36,6 +36,11 @@ int CloseWritten(OwnedFile file, const char* path) {
   return -1;
 }
 
+void RemoveFile(const char* path) {
+  const std::string name = platform::Machine().Path(path);
+  if (std::remove(name.c_str()) != 0 && errno != ENOENT) LogErrno(path);
+}
+
 int AppendText(const char* path, std::string_view text) { return Put(path, "abe", text); }
 
 int WriteText(const char* path, std::string_view text) { return Put(path, "wbe", text); }

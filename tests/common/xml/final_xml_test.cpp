@@ -137,7 +137,9 @@ TEST_F(FinalXmlTest, ABadFileCostsItsChannelOnly) {
     Dev::EepromGroup group(module, chips, errors);
     EXPECT_EQ(group.ReadEeDataFromXml(err), -1) << c.what;
     EXPECT_EQ(err, -1);
-    EXPECT_EQ(group.GetRangeTable(0, 1)->num_ents, 0) << c.what;
+    ASSERT_EQ(group.GetRangeTable(0, 1)->num_ents, 4) << c.what;  // the default table
+    EXPECT_EQ(group.GetRangeTable(0, 1)->ent[0].FullScale, 75.0F);
+    EXPECT_EQ(group.GetCalTableEnt(0)->num_ents, 0);
     ASSERT_EQ(group.GetRangeTable(1, 2)->num_ents, 3) << c.what;
     ExpectRow(group.GetRangeTable(1, 2)->ent[0], rows[2]);
   }
