@@ -121,7 +121,7 @@ TEST_F(FinalXmlTest, ABadFileCostsItsChannelOnly) {
       {"a code that is none", Replace(channel, ">3</field>", ">3g</field>")},
       {"a code without text", Replace(channel, ">3</field>", "></field>")},
       {"a value that is none", Replace(channel, "<e>1", "<e>nan<!-- -->1")},
-      {"not a number", Replace(channel, "<e>1.90734863281250e-06</e>", "<e>nan</e>")},
+      {"not a number", Replace(channel, "9.30000007152557e-01", "nan")},
       {"full scale overflows", Replace(channel, "<e>1.90734863281250e-06</e>", "<e>1e38</e>")},
       {"a value too few", Replace(channel, "<e>1.90734863281250e-06</e>", "")},
       {"cut", channel.substr(0, channel.size() / 2)},

@@ -16,6 +16,7 @@ class MeasModuleTest : public GroupTest {
     chips.chips[2].content = ImageOf(RowBoard(ChannelRows()));
     chips.chips[3].content = Packed(channel, 40);
     Write("/varek/config/3s_meas1_t.xml", XmlOf(RowBoard(ChannelRows()), false));
+    Write("/varek/config/2s_sig_t.xml", XmlOf(RowBoard(MainrefRows()), false));
     WriteUploads();
   }
   int WriteAll() { return Dev::EepromGroup(module, chips, errors).WriteEepromToXml(nullptr); }
@@ -132,23 +133,22 @@ TEST_F(MeasModuleTest, WaitsForTheMainModule) {
 }
 
 TEST_F(MeasModuleTest, AFileThatGrowsIsNotTaken) {
-  machine.clock.SetAutoAdvance(false);
   Dev::EepromLinks links;
   links.upload_done = [] { return true; };
   Dev::EepromGroup group(module, chips, errors, links);
-  for (const bool grows : {true, false}) {
+  const struct {
+    std::size_t last_size;
+    int result;
+  } cases[] = {{99, 0}, {1, 1}, {0, 1}};  // grows on, is done at the second look, has been done
+  for (const auto& c : cases) {
+    std::size_t size = 0;
+    Write("/home/root/5m_back_f.xml", "");
+    const auto upload = machine.clock.StartTicks(std::chrono::milliseconds(100), [&] {
+      size = std::min(size + 1, c.last_size);
+      Write("/home/root/5m_back_f.xml", std::string(size, 'x'));
+    });
     std::string current;
-    int result = -1;
-    std::thread looker([&] { result = group.CheckFiles(1, "5m_back_f.xml", current); });
-    const int looks = grows ? 2 : 1;
-    for (int i = 0; i < looks; ++i) {
-      ASSERT_TRUE(machine.clock.AwaitBlocked(1));
-      if (grows)
-        Write("/home/root/5m_back_f.xml", std::string(static_cast<std::size_t>(i) + 1, 'x'));
-      machine.clock.AdvanceTo(*machine.clock.NextDeadline());
-    }
-    looker.join();
-    EXPECT_EQ(result, grows ? 0 : 1);
+    EXPECT_EQ(group.CheckFiles(1, "5m_back_f.xml", current), c.result) << c.last_size;
     EXPECT_EQ(current, "5m_back_f.xml");
   }
 }

@@ -108,6 +108,7 @@ TEST_F(RawImageTest, ChipNewerThanItsTemplate) {
   for (const EepromKind kind : {EepromKind::MeasCh1, EepromKind::MeasCh2, EepromKind::MainRef}) {
     ASSERT_EQ(Decode(XmlOf(board, false), xml_bench::ImageOf(newer), kind), 0);
     EXPECT_EQ(Text(2, 0), "2");
+    EXPECT_EQ(Text(2, 1), board[2].fields[1].text);  // the length has its place in every revision
     EXPECT_EQ(Text(2, 2), "");
     EXPECT_EQ(std::stof(Text(2, 4, 7)), board[2].fields[4].floats[7]);
     EXPECT_EQ(std::stof(Text(1, 3, 1)), board[1].fields[3].floats[1]);
