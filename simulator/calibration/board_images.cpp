@@ -9,6 +9,7 @@
 #include <map>
 
 #include "simulator/calibration/calibration_record.h"
+#include "simulator/parse.h"
 
 namespace simulator {
 namespace {
@@ -38,18 +39,16 @@ constexpr ModeTag kModeTags[] = {{InputMode::kAcdcCurrent, "range_mode_acdc_i"},
 
 /// Boards calibrated on or after this day (YYYYMMDD) hold the phase that is added to a reading;
 /// older ones hold the one that is subtracted.
-constexpr int kPhaseIsAddedFrom = 20150520;
+constexpr std::uint64_t kPhaseIsAddedFrom = 20150520;
 
+/// Requires a date DD/MM/YYYY; anything else counts as a new board.
 double PhaseSign(const BoardFields& fields) {
   const auto found = fields.find("brd_cal_date");
-  int day = 0;
-  int month = 0;
-  int year = 0;
-  if (found == fields.end() ||
-      std::sscanf(found->second.c_str(), "%2d%*c%2d%*c%4d", &day, &month, &year) != 3) {
-    return 1;
-  }
-  return year * 10000 + month * 100 + day >= kPhaseIsAddedFrom ? 1 : -1;
+  constexpr std::size_t kDateLength = 10;
+  if (found == fields.end() || found->second.size() != kDateLength) return 1;
+  const std::string& date = found->second;
+  const auto day = ParseNumber(date.substr(6) + date.substr(3, 2) + date.substr(0, 2), 99999999);
+  return !day || *day >= kPhaseIsAddedFrom ? 1 : -1;
 }
 
 std::vector<float> GainAndPhase(const Cubic& gain, const Cubic& lag, double sign) {

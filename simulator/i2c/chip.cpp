@@ -83,11 +83,10 @@ I2cChip::Start I2cChip::Begin(std::size_t size, std::unique_lock<std::mutex>& lo
   start.count = fail_after_ ? std::min<std::size_t>(size, *fail_after_) : size;
   if (start.fault == Fault::kOff) {
     start.error = -ENXIO;
-  } else if (fail_transfer_ > 0 && --fail_transfer_ == 0) {
-    start.error = -EIO;
-  } else if (start.count == 0 && size > 0) {
-    start.error = -EIO;
+    return start;
   }
+  const bool its_turn = fail_transfer_ > 0 && --fail_transfer_ == 0;
+  if (its_turn || (start.count == 0 && size > 0)) start.error = -EIO;
   return start;
 }
 

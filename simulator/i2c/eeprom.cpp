@@ -15,9 +15,10 @@ constexpr platform::Nanoseconds kWriteTime = std::chrono::milliseconds(5);
 
 std::vector<std::uint8_t> FillPart(std::vector<std::uint8_t> image) {
   assert(image.size() <= Ee24lc32::kMostBytes);
-  const std::size_t sizes[] = {Ee24lc32::kPartBytes, Ee24lc32::kLargePartBytes,
-                               Ee24lc32::kMostBytes};
-  image.resize(*std::ranges::lower_bound(sizes, image.size()), kErased);
+  std::size_t size = Ee24lc32::kPartBytes;
+  if (image.size() > size) size = Ee24lc32::kLargePartBytes;
+  if (image.size() > size) size = Ee24lc32::kMostBytes;
+  image.resize(size, kErased);
   return image;
 }
 

@@ -220,7 +220,7 @@ TEST(Calibration, TheRawImageHoldsWhatTheXmlTells) {
   EXPECT_EQ(floats, 2U * 39);
 }
 
-TEST(Record, HeaderIsAsTold) {
+TEST(Record, HeaderAndStreamSumToZero) {
   std::vector<std::uint8_t> image;
   ASSERT_EQ(PackRecord("<File/>", image), "");
   EXPECT_EQ(std::vector(image.begin(), image.begin() + 3),
