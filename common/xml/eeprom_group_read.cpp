@@ -93,7 +93,6 @@ void EepromGroup::SetDefaultTable(ChannelTables& tables) {
 }
 
 int EepromGroup::ReadChannel(ChannelTables& tables) {
-  SetDefaultTable(tables);  // stays if the file cannot be used
   const XmlDocument document = XmlDocument::Load(_file_f.c_str());
   if (document.GetState() == XmlDocument::State::NotOpened) {
     logger_mgr::print(ee_grpL, Logger::kError, 0, "XML ERROR 103: Unable to open %s\n",
@@ -259,6 +258,7 @@ int EepromGroup::ReadEeDataFromXml(int& err) {
   err = 0;
   if (module_ == Msg::MAIN_MODULE) return ReadMainModule();
   if (module_ != Msg::MEAS_MODULE) return 0;
+  for (ChannelTables& tables : channels_) SetDefaultTable(tables);  // stay without a good file
   const int result = ReadMeasModule();
   if (result == 0) WaitForXMLPost();
   err = result;
