@@ -13,6 +13,13 @@ namespace {
 
 constexpr const char* kBusDevices[kBuses] = {"/dev/i2c-1", "/dev/i2c-2"};
 
+/// A request that takes its argument by value in the place of a pointer.
+int IoctlByValue(int fd, unsigned long request, int value) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
+  void* argument = reinterpret_cast<void*>(static_cast<std::intptr_t>(value));
+  return platform::Machine().Ioctl(fd, request, argument) < 0 ? -1 : 0;
+}
+
 }  // namespace
 
 const char* BusDevice(int bus) {
@@ -22,10 +29,8 @@ const char* BusDevice(int bus) {
 
 int OpenBus(int bus) { return platform::Machine().Open(BusDevice(bus), O_RDWR | O_CLOEXEC); }
 
-int SelectAddress(int fd, int addr) {
-  // the request takes the address by value in the place of a pointer
-  void* value = reinterpret_cast<void*>(static_cast<std::intptr_t>(addr));
-  return platform::Machine().Ioctl(fd, I2C_SLAVE, value) < 0 ? -1 : 0;
-}
+int SelectAddress(int fd, int addr) { return IoctlByValue(fd, I2C_SLAVE, addr); }
+
+int SetRetries(int fd, int count) { return IoctlByValue(fd, I2C_RETRIES, count); }
 
 }  // namespace Dev

@@ -11,5 +11,7 @@ const char* BusDevice(int bus);
 int OpenBus(int bus);
 /// Makes `addr` the chip that reads and writes of `fd` go to. 0, or -1 with errno.
 int SelectAddress(int fd, int addr);
+/// How often the adapter tries again when a chip does not answer. 0, or -1 with errno.
+int SetRetries(int fd, int count);
 
 }  // namespace Dev

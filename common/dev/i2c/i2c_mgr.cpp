@@ -69,7 +69,7 @@ int I2cMgr::Init(int mid, int rev) {
 
 void I2cMgr::End() {
   EndThread();
-  if (const auto wkr = Wkr()) DestroyWorker(wkr.get());
+  if (const auto wkr = Wkr()) I2cMgr::DestroyWorker(wkr.get());
 }
 
 void I2cMgr::DestroyWorker(Worker::ZmbWorker* worker) {

@@ -1,11 +1,6 @@
 #include "common/dev/i2c/i2c_wkr.h"
 
-#include <linux/i2c-dev.h>
-
-#include <cerrno>
 #include <chrono>
-#include <cstdint>
-#include <cstring>
 #include <optional>
 
 #include "common/dev/i2c/device_table.h"
@@ -63,9 +58,7 @@ int I2cWkr::init_i2c(int bus) {
     logger_mgr::print(i2cmainL, kError, 0, "Error while opening i2c device %s\n", BusDevice(bus));
     return -1;
   }
-  // the request takes the number by value in the place of a pointer
-  void* retries = reinterpret_cast<void*>(std::intptr_t{kBusRetries});
-  if (platform::Machine().Ioctl(fd, I2C_RETRIES, retries) < 0) {
+  if (SetRetries(fd, kBusRetries) < 0) {
     logger_mgr::print(i2cmainL, kError, 0, "Error while setting i2c driver retries for device %s\n",
                       BusDevice(bus));
   }

@@ -78,7 +78,9 @@ void ExpectLoaded(int i2cswitch, int channel2) {
   I2cDev::LoadI2cDevices(Msg::MEAS_MODULE, 3);
   const std::size_t count = I2cDev::GetDevices().size();
   EXPECT_GE(count, 1u);
-  for (const auto& [key, device] : I2cDev::GetDevices()) {
+  for (const auto& entry : I2cDev::GetDevices()) {
+    const std::string& key = entry.first;
+    const auto& device = entry.second;
     const auto* wired =
         std::ranges::find_if(kMeasBoard, [&](const Wired& w) { return key == w.key; });
     ASSERT_NE(wired, std::end(kMeasBoard)) << key;

@@ -143,7 +143,7 @@ class TestDev : public Dev::I2cDev {
   std::function<int(char* buf2)> request;
 };
 
-inline TestDev& AddTestDev(Dev::I2cDevInfo info) {
+inline TestDev& AddTestDev(const Dev::I2cDevInfo& info) {
   auto device = std::make_unique<TestDev>(info);
   TestDev& added = *device;
   Dev::I2cDev::AddDevice(std::move(device));
