@@ -25,13 +25,12 @@ I2cMux::I2cMux(const I2cMuxInfo& info)
       _addr(info._addr),
       _bus(info._bus),
       _chns(info._chns),
-      _cid({info._bus, info._hmux, info._lmux}) {
-  _fd = GetBusFd(_bus);
-}
+      _cid({info._bus, info._hmux, info._lmux}) {}
 
 int I2cMux::SetChn(int chn, bool force) {
   if (!force && chn == _chon) return 0;
   if (chn < 0 || chn >= _chns) return -1;
+  _fd = GetBusFd(_bus);
   if (SelectAddress(_fd, _addr) < 0) {
     logger_mgr::print(i2cmainL, kWarning, 0,
                       "<warn func=I2cMux.SetChn ioctl=-1 fd=%d addr=0x%02X err=%s/>\n", _fd,
@@ -53,6 +52,7 @@ int I2cMux::SetChn(int chn, bool force) {
 
 int I2cMux::ResetChn() {
   constexpr unsigned char kNone = 0;
+  _fd = GetBusFd(_bus);
   if (SelectAddress(_fd, _addr) < 0) return -1;
   return platform::Machine().Write(_fd, &kNone, 1) == 1 ? 0 : -1;
 }

@@ -45,8 +45,6 @@ class I2cMux : public Device {
   static int GetBusFd(int busid);
 
  private:
-  int WriteControl(unsigned char value);
-
   const char _addr;
   const int _bus;
   const int _chns;
