@@ -13,8 +13,10 @@ namespace {
 using Logger::dacdcoffsetL;
 using Logger::eventlog;
 using Logger::kDebug;
+using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
+using Logger::spibridgeL;
 
 // First bytes of the bridge's frames.
 constexpr std::uint8_t kIdentity = 0x01;
@@ -22,6 +24,11 @@ constexpr std::uint8_t kStatus = 0x04;
 constexpr std::uint8_t kRange = 0x08;
 constexpr std::uint8_t kDcTestMode = 0x55;  // second byte of a range frame
 constexpr std::uint8_t kConfigureSpi = 0xF0;
+
+// The mode of the DC test as the long status echoes it.
+constexpr std::size_t kTestModeEcho = 9;
+constexpr int kFirstTestMode = 7;
+constexpr int kLastTestMode = 10;
 
 constexpr std::uint8_t kAllDacs = 0x34;
 constexpr int kDacWriteBytes = 3;
@@ -98,18 +105,29 @@ int MeasChannel::WriteRange(std::uint8_t code, std::uint8_t& status) {
   return result;
 }
 
-int MeasChannel::WriteDcTestMode(std::uint8_t mode) {
+int MeasChannel::Meas1093SetDCTestModeRegister(std::uint8_t mode) {
   std::array<std::uint8_t, 4> frame{kRange, kDcTestMode, 0, mode};
   return Request(SPI_BRIDGE, frame, 4, 0);
 }
 
-int MeasChannel::WriteDac(int dac, std::uint16_t value) {
+int MeasChannel::Meas1093ReadMeasStatus() {
+  std::array<std::uint8_t, kStatusBytes> status{};
+  const int result = ReadStatus(status);
+  if (result < 0) return result;
+  const int mode = status[kTestModeEcho];
+  if (mode < kFirstTestMode || mode > kLastTestMode) {
+    logger_mgr::print(spibridgeL, kError, 0, "%s MeasStatus ERROR test_mode: %d\n", Name(), mode);
+  }
+  return status[0];
+}
+
+int MeasChannel::Meas1093SetDAC(int dac, std::uint16_t value) {
   if (!IsDac(dac)) return -1;
   std::array<std::uint8_t, kDacWriteBytes> frame{DacControl(dac), High(value), Low(value)};
   return Request(DAC_DCOFF, frame, kDacWriteBytes, 0);
 }
 
-int MeasChannel::ReadDac(int dac, std::uint16_t& value) {
+int MeasChannel::Meas1093GetDAC(int dac, std::uint16_t& value) {
   if (!IsDac(dac)) return -1;
   std::array<std::uint8_t, 2> frame{DacControl(dac)};
   const int result = Request(DAC_DCOFF, frame, 1, 2);
@@ -117,7 +135,7 @@ int MeasChannel::ReadDac(int dac, std::uint16_t& value) {
   return result;
 }
 
-int MeasChannel::WriteAllDacs(std::uint16_t value) {
+int MeasChannel::Meas1093SetAllDACs(std::uint16_t value) {
   std::array<std::uint8_t, kDacWriteBytes> frame{kAllDacs, High(value), Low(value)};
   return Request(DAC_DCOFF, frame, kDacWriteBytes, 0);
 }
@@ -130,7 +148,7 @@ int MeasChannel::GetMeasChStaReg(MeasChStaReg& status) {
   return result;
 }
 
-int MeasChannel::SetRange(std::uint8_t code, std::uint8_t& status) {
+int MeasChannel::set_range_register(std::uint8_t code, std::uint8_t& status) {
   const autoimpvar guard(Device<SC18IS602BDev>(SPI_BRIDGE));
   const int result = WriteRange(code, status);
   set_cpld_operation_start_time();
@@ -143,12 +161,12 @@ int MeasChannel::set_dc_offset_reg(std::uint16_t value, DC_OFFSET_DAC_CHAN_NUM d
   if (shadow == value) {
     logger_mgr::print(dacdcoffsetL, kDebug, 0,
                       "%s %s.%d dcch:%d avoided set_dc_offset_reg(0x%04X) reg contents:0x%04X\n",
-                      channel_ == 0 ? "AcqCh1" : "AcqCh2", __func__, __LINE__, dacchan,
-                      static_cast<unsigned>(value), static_cast<unsigned>(shadow));
+                      Name(), __func__, __LINE__, dacchan, static_cast<unsigned>(value),
+                      static_cast<unsigned>(shadow));
     return kDacWriteBytes;
   }
   const autoimpvar guard(Device<DAC8571Dev>(DAC_DCOFF));
-  const int result = WriteDac(dacchan, value);
+  const int result = Meas1093SetDAC(dacchan, value);
   shadow = result < 0 ? kUnknown : value;
   if (result < 0) return result;
   const Logger::evseqdataI_t event{3, {channel_ + 1, dacchan, value}};
@@ -159,7 +177,7 @@ int MeasChannel::set_dc_offset_reg(std::uint16_t value, DC_OFFSET_DAC_CHAN_NUM d
 int MeasChannel::get_dc_offset_reg_HW(DC_OFFSET_DAC_CHAN_NUM dacchan) {
   const autoimpvar guard(Device<DAC8571Dev>(DAC_DCOFF));
   std::uint16_t value = 0;
-  const int result = ReadDac(dacchan, value);
+  const int result = Meas1093GetDAC(dacchan, value);
   if (result < 0) return result;
   shadow_[static_cast<std::size_t>(dacchan)] = value;
   return value;
@@ -167,7 +185,7 @@ int MeasChannel::get_dc_offset_reg_HW(DC_OFFSET_DAC_CHAN_NUM dacchan) {
 
 int MeasChannel::center_dc_offset_reg_bdcst() {
   const autoimpvar guard(Device<DAC8571Dev>(DAC_DCOFF));
-  const int result = WriteAllDacs(kDacCentre);
+  const int result = Meas1093SetAllDACs(kDacCentre);
   for (auto& shadow : shadow_) shadow = result < 0 ? kUnknown : kDacCentre;
   return result;
 }

@@ -46,21 +46,24 @@ class MeasChannel {
   /// `status` is the CPLD's answer to the write.
   int WriteConfig(const MeasChCfgReg& config, std::uint8_t& status);
   int WriteRange(std::uint8_t code, std::uint8_t& status);
-  int WriteDcTestMode(std::uint8_t mode);
+  /// DC test mode of a 1093 board; 7 to 10 measure, anything else is normal work.
+  int Meas1093SetDCTestModeRegister(std::uint8_t mode);
+  /// The status byte, while a DC test mode should be in force; kStatusReadFailed as ReadStatus.
+  int Meas1093ReadMeasStatus();
 
   // --- Offset DAC; channels 0 to 3, else -1 ---
 
-  int WriteDac(int dac, std::uint16_t value);
-  int ReadDac(int dac, std::uint16_t& value);
+  int Meas1093SetDAC(int dac, std::uint16_t value);
+  int Meas1093GetDAC(int dac, std::uint16_t& value);
   /// All four at once.
-  int WriteAllDacs(std::uint16_t value);
+  int Meas1093SetAllDACs(std::uint16_t value);
 
   // --- For the channel's own operations: they leave the multiplexers off ---
 
   /// As ReadStatus, decoded; the worker switches the path off afterwards.
   int GetMeasChStaReg(MeasChStaReg& status);
   /// Writes the range register and stamps the start of the CPLD's work.
-  int SetRange(std::uint8_t code, std::uint8_t& status);
+  int set_range_register(std::uint8_t code, std::uint8_t& status);
   /// A value that the DAC has already is not written. 3, or a negative status.
   int set_dc_offset_reg(std::uint16_t value, DC_OFFSET_DAC_CHAN_NUM dacchan);
   /// What the DAC holds, 0 to 0xFFFF, or a negative status.
@@ -78,6 +81,7 @@ class MeasChannel {
   int Request(DEV_TYPE chip, std::span<std::uint8_t> frame, int out, int in);
   template <class Chip>
   Chip* Device(DEV_TYPE chip) const;
+  const char* Name() const { return channel_ == 0 ? "AcqCh1" : "AcqCh2"; }
   int Assembly() const { return channel_ == 0 ? MEAS_CH1 : MEAS_CH2; }
 
   I2cMgr& i2c_;

@@ -136,20 +136,20 @@ TEST_F(FrontEndTest, OffsetsAreWrittenOnlyWhenTheyChange) {
   EXPECT_EQ(channel.set_dc_offset_reg(7, Dev::DC_OFFSET_DAC_CHAN_2), 3);  // not taken for written
   EXPECT_EQ(dac(2), "ok 7");
   std::uint16_t value = 0;
-  EXPECT_EQ(channel.WriteDac(4, 1), -1);
-  EXPECT_EQ(channel.ReadDac(-1, value), -1);
+  EXPECT_EQ(channel.Meas1093SetDAC(4, 1), -1);
+  EXPECT_EQ(channel.Meas1093GetDAC(-1, value), -1);
 }
 
 TEST_F(FrontEndTest, TheChannelsOwnOperationsLeaveTheMultiplexerOff) {
   MeasChannel& channel = common.Channel(0);
   const auto mux = [&] { return Control("get i2c.SIGNAL_HOST.PCA9544A.last"); };
   std::uint8_t status = 0xFF;
-  EXPECT_EQ(channel.SetRange(0x4A, status), 1);
+  EXPECT_EQ(channel.set_range_register(0x4A, status), 1);
   EXPECT_EQ(status, 0);
   EXPECT_EQ(Cpld(0, "range"), "ok 0x4A");
   EXPECT_EQ(channel.GetCpldOperationStartTime(), clock.Monotonic());
   EXPECT_EQ(mux(), "ok no channel on");
-  EXPECT_EQ(channel.SetRange(0x2E, status), 1);
+  EXPECT_EQ(channel.set_range_register(0x2E, status), 1);
   EXPECT_EQ(status & Dev::kMeasChBusy, Dev::kMeasChBusy);  // too early: not taken
   EXPECT_EQ(Cpld(0, "range"), "ok 0x4A");
   clock.Advance(std::chrono::seconds(1));
@@ -158,8 +158,11 @@ TEST_F(FrontEndTest, TheChannelsOwnOperationsLeaveTheMultiplexerOff) {
   EXPECT_EQ(report.RangeEcho(static_cast<int>(config.cpld.at(0).id)), 0x4A);
   EXPECT_EQ(mux(), "ok no channel on");
 
-  EXPECT_EQ(channel.WriteDcTestMode(9), 4);
+  EXPECT_EQ(channel.Meas1093SetDCTestModeRegister(9), 4);
   EXPECT_EQ(Cpld(0, "test_mode"), "ok 9");
+  EXPECT_EQ(channel.Meas1093ReadMeasStatus() & Dev::kMeasChBusy, Dev::kMeasChBusy);
+  clock.Advance(std::chrono::seconds(1));
+  EXPECT_EQ(channel.Meas1093ReadMeasStatus(), 0);
   EXPECT_NE(mux(), "ok no channel on");  // a plain request leaves its path selected
 }
 
