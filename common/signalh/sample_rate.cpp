@@ -1,0 +1,143 @@
+#include "common/signalh/sample_rate.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+
+#include "common/dev/i2c/filter_selection.h"
+#include "common/log/eventlog.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+
+namespace signalh {
+
+using Logger::kError;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Logger::signalhL;
+using Msg::ghmp;
+
+namespace {
+
+constexpr int kPairsPerPage = 512;
+constexpr int kLineSyncSamples = 256;
+constexpr int kFewestSamples = 16;
+constexpr std::uint64_t kMostSamples = 0x40000000;  // that the clocks can be divided into
+constexpr std::uint64_t kMostVlfSamples = 0x2000000;
+constexpr double kNoNyquist = 1e6;
+constexpr float kExactVlf = 0.0001F;
+
+template <class... Words>
+void Capture(Logger::eventtypes_t event, Words... words) {
+  const Logger::evseqdataI_t data{sizeof...(words), {static_cast<int>(words)...}};
+  Logger::eventlog::GetEventLog("moseventlog")->CaptureEvent(kInfo, event, &data);
+}
+
+template <class... Values>
+void CaptureFloats(Logger::eventtypes_t event, Values... values) {
+  const Logger::evseqdataF_t data{sizeof...(values), {static_cast<float>(values)...}};
+  Logger::eventlog::GetEventLog("moseventlog")->CaptureEvent(kInfo, event, &data);
+}
+
+/// A line frequency modulation whose first update is behind it keeps its rate.
+bool KeepsItsRate() { return ghmp->testype == Msg::TEST_LINE_FREQ_MODULATION && ghmp->firstUpdate; }
+
+/// The samples aimed at; a frequency close to the previous one becomes that one.
+std::uint64_t Target(float& freq, int interrupts) {
+  const float previous = ghmp->previousfrequency;
+  const float high = std::ceil(previous * 1.25F);
+  const float low = std::floor(previous * 0.75F);
+  CaptureFloats(Logger::CUTOFF_FREQUENCIES, low, high);
+  int target = 0;
+  if (KeepsItsRate() && freq >= low && freq <= high) {
+    freq = previous;
+    target = ghmp->samplespercyc;
+    logger_mgr::print(signalhL, kInfo, 0,
+                      "using the previousfrequency to calculate the samplespercycle %f \n",
+                      static_cast<double>(freq));
+    CaptureFloats(Logger::SAME_SAMPLES_PER_CYCLE, freq);
+  }
+  if (ghmp->IsLineSyncTestNG()) {
+    target = kLineSyncSamples;
+    CaptureFloats(Logger::LINESYNC_SAMPLES_PER_CYCLE, freq);
+  }
+  if (target > 0) return static_cast<std::uint64_t>(target);
+  const double pairs = static_cast<double>(interrupts) * kPairsPerPage / static_cast<double>(freq);
+  return pairs >= static_cast<double>(kMostSamples)
+             ? kMostSamples
+             : static_cast<std::uint64_t>(std::max(pairs, 0.0));
+}
+
+/// Down to a power of two, or up in tests at very low frequency.
+std::uint64_t Round(std::uint64_t target, float freq) {
+  const std::uint64_t least = std::max<std::uint64_t>(target, 1);
+  return ghmp->IsVLFTest() && !Exceptions(freq) ? std::bit_ceil(least) : std::bit_floor(least);
+}
+
+/// More samples, by powers of two, until the rate satisfies the filter and the least rate, or until
+/// it would be too high.
+std::uint64_t RaiseFor(double nyquist, float freq, std::uint64_t samples) {
+  Capture(Logger::BEFORE_MORESAMPLING, samples, static_cast<int>(nyquist));
+  const auto rate = [&](std::uint64_t count) {
+    return static_cast<double>(count) * static_cast<double>(freq);
+  };
+  bool met = true;
+  while (std::trunc(rate(samples)) < nyquist || std::trunc(rate(samples)) < ghmp->minsamplingrate) {
+    const std::uint64_t more = samples * 2;
+    if (rate(more) >= ghmp->maxsamplingrate || more > kMostSamples ||
+        (ghmp->IsVLFTest() && more >= kMostVlfSamples)) {
+      met = false;
+      break;
+    }
+    samples = more;
+  }
+  logger_mgr::print(signalhL, kInfo, 0,
+                    "Nyquist criteria %smet: Signal Freq = %f, Nyquist freq = %lf, sample rate = "
+                    "%lf\n",
+                    met ? "" : "not ", static_cast<double>(freq), nyquist, rate(samples));
+  return samples;
+}
+
+}  // namespace
+
+int DetermineFilter(float freq) {
+  const bool enabled = ghmp->IsFilterEnabled();
+  logger_mgr::print(signalhL, kInfo, 0, "%s: filterenable %d frequency %f testype:%d \n", __func__,
+                    enabled ? 1 : 0, static_cast<double>(freq), ghmp->testype.load());
+  return enabled ? Dev::FilterByRule(freq) : Dev::kLegacyFilter;
+}
+
+float GetNyquistFreq() {
+  const float freq = ghmp->GetFrequency();
+  const int filter = DetermineFilter(freq);
+  if (filter >= 1 && filter < static_cast<int>(Filter3dB_bandwidth.size())) {
+    return 2 * Filter3dB_bandwidth.at(static_cast<std::size_t>(filter));
+  }
+  logger_mgr::print(signalhL, kError, 0,
+                    "%s.%d: Freq=%f Filter %d must be > 0 and < %d.  Returning %f\n", __func__,
+                    __LINE__, static_cast<double>(freq), filter,
+                    static_cast<int>(Filter3dB_bandwidth.size()), 0.0);
+  return 0;
+}
+
+bool Exceptions(float freq) { return freq == kExactVlf; }
+
+int CalculateSamplesPerCyc(float freq, int interrupts) {
+  if (!(freq > 0)) {
+    logger_mgr::print(signalhL, kError, 0,
+                      "%s.%d UNDEFINED FREQUENCY SHOULD NOT HAVE REACHED %f \n", __func__, __LINE__,
+                      static_cast<double>(freq));
+    return -1;
+  }
+  const std::uint64_t target = Target(freq, interrupts);
+  std::uint64_t samples = Round(target, freq);
+  if (!KeepsItsRate()) {
+    const auto nyquist = static_cast<double>(GetNyquistFreq());
+    samples = RaiseFor(nyquist == 0 ? kNoNyquist : nyquist, freq, samples);
+  }
+  Capture(Logger::SAMPLES_PER_CYCLE, samples);
+  return static_cast<int>(std::max<std::uint64_t>(samples, kFewestSamples));
+}
+
+}  // namespace signalh

@@ -1,0 +1,89 @@
+// How many samples a cycle gets.
+#include "common/signalh/sample_rate.h"
+
+#include <gtest/gtest.h>
+
+#include <libconfig.h++>
+#include <limits>
+
+#include "common/msg/hmp_data.h"
+
+namespace {
+
+using Msg::ghmp;
+using signalh::CalculateSamplesPerCyc;
+
+class SampleRate : public testing::Test {
+ protected:
+  SampleRate() {
+    Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
+    ghmp->minsamplingrate = 25000;
+    ghmp->maxsamplingrate = 50000;
+    ghmp->vlfthreshold = 1;
+    ghmp->testype = Msg::TEST_HVVFPF;
+    ghmp->modesw1 = Msg::MODESW1_FILTER;
+  }
+  static int At(float freq, int interrupts) {
+    ghmp->SetFrequency(freq);
+    return CalculateSamplesPerCyc(freq, interrupts);
+  }
+  libconfig::Config config;
+};
+
+// Expected values by hand: round interrupts * 512 / f to a power of two, then double the rate while
+// it is below the least rate or the filter's Nyquist rate and the doubled rate stays below 50 kHz.
+TEST_F(SampleRate, FollowsFrequencyFilterAndLimits) {
+  const struct {
+    const char* what;
+    Msg::RNG_TEST_TYPE test;
+    float freq;
+    int interrupts;
+    int samples;
+  } cases[] = {
+      {"30720 a second do", Msg::TEST_HVVFPF, 60, 60, 512},
+      {"2560 a second doubled up to 40960", Msg::TEST_HVVFPF, 40, 10, 1024},
+      {"R3 filter, 10 kHz Nyquist: the least rate decides", Msg::TEST_HVVFPF, 100, 60, 256},
+      {"wide filter, 31.6 kHz Nyquist: 25600 is too slow, 51200 too fast", Msg::TEST_HVVFPF, 200,
+       60, 128},
+      {"line sync: 256 aimed at, 15360 is below the least rate", Msg::TEST_HVTTR, 60, 60, 512},
+      {"never fewer than 16", Msg::TEST_HVVFPF, 7000, 60, 16},
+      {"VLF rounds up", Msg::TEST_HVVFPF, 0.3F, 10, 131072},
+      {"the exception rounds down", Msg::TEST_HVVFPF, 0.0001F, 10, 0x2000000},
+  };
+  for (const auto& c : cases) {
+    ghmp->testype = c.test;
+    EXPECT_EQ(At(c.freq, c.interrupts), c.samples) << c.what;
+  }
+}
+
+TEST_F(SampleRate, NoFilterMeansAMillionHertz) {
+  ghmp->testype = Msg::TEST_FREQUENCY_SWEEP_DFR;
+  ghmp->SetFrequency(std::numeric_limits<float>::quiet_NaN());  // the test mode filter
+  EXPECT_EQ(signalh::GetNyquistFreq(), 0);
+  EXPECT_EQ(CalculateSamplesPerCyc(60, 60), 512);  // 61440 would be too fast
+  ghmp->maxsamplingrate = 2000000;
+  EXPECT_EQ(CalculateSamplesPerCyc(60, 60), 32768);  // 1966080
+}
+
+TEST_F(SampleRate, ASmallChangeOfAModulationKeepsTheRate) {
+  ghmp->testype = Msg::TEST_LINE_FREQ_MODULATION;
+  ghmp->firstUpdate = true;
+  ghmp->previousfrequency = 60;
+  ghmp->samplespercyc = 300;
+  EXPECT_EQ(At(62, 60), 256);
+  EXPECT_EQ(At(75, 60), 256);  // the last one inside the window
+  EXPECT_EQ(At(76, 60), 256);  // 404 rounded down, and no raise
+  EXPECT_EQ(At(44, 60), 512);  // 698 rounded down
+}
+
+TEST_F(SampleRate, BadFrequenciesEnd) {
+  for (const float freq : {0.0F, -1.0F, std::numeric_limits<float>::quiet_NaN()}) {
+    EXPECT_EQ(CalculateSamplesPerCyc(freq, 60), -1);
+  }
+  EXPECT_EQ(At(std::numeric_limits<float>::infinity(), 60), 16);
+  EXPECT_EQ(At(1e-38F, 60), 0x40000000);
+  ghmp->vlfthreshold = 0;
+  EXPECT_EQ(At(1e-38F, 60), 0x40000000);
+}
+
+}  // namespace
