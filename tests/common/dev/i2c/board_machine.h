@@ -43,6 +43,8 @@ class BoardMachine {
     i2c.StopScanner();
     i2c.appndDevTbl(Msg::MEAS_MODULE, revision);
     i2c.appndPerScanList();
+    Dev::I2cReq none;  // is served when the worker has read what is read once
+    i2c.I2cWkrExecReq(&none);
   }
   std::string Control(const std::string& line) {
     return simulator::AnswerControlLine(instrument.Units(), line);
