@@ -57,9 +57,25 @@ struct MeasChCfgReg {
   std::uint8_t AnalogPwrEa : 1;
 
   static constexpr MeasChCfgReg FromBytes(std::array<std::uint8_t, kBytes> bytes) {
-    return std::bit_cast<MeasChCfgReg>(bytes);
+    const auto field = [&bytes](std::size_t byte, int shift, int width) {
+      return static_cast<std::uint8_t>(bytes[byte] >> shift & ((1 << width) - 1));
+    };
+    return {.FineRange = field(0, 0, 2),
+            .X10Gain = field(0, 2, 1),
+            .CoarseRange = field(0, 3, 2),
+            .InputMode = field(0, 5, 3),
+            .FilterSel = field(1, 0, 4),
+            .AdcRate = field(1, 4, 2),
+            .AdcFpath = field(1, 6, 1),
+            .AdcLlCfg = field(1, 7, 1),
+            .AdcPwrDwn = field(2, 0, 1),
+            .TestRange = field(2, 1, 3),
+            .DiagAdc = field(2, 4, 1),
+            .CurrentX2Bp = field(2, 5, 1),
+            .SelfTestEa = field(2, 6, 1),
+            .AnalogPwrEa = field(2, 7, 1)};
   }
-  constexpr std::array<std::uint8_t, kBytes> Bytes() const {
+  std::array<std::uint8_t, kBytes> Bytes() const {
     return std::bit_cast<std::array<std::uint8_t, kBytes>>(*this);
   }
   /// As it is written: the command, then bytes 2, 1, 0.
