@@ -4,6 +4,7 @@
 #include <cassert>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
 #include <cstring>
 
 #include "common/dev/i2c/i2c_bus.h"
@@ -101,7 +102,7 @@ int I2cDev::PsocWread(char* buf, int len, char* buf2, int len2) {
     std::array<char, kPsocStaging> staging{};
     const int count = lengths[part];
     const bool fits = count <= kPsocStaging;
-    if (fits) std::memcpy(staging.data(), buf + part * kPsocStaging, Bytes(count));
+    if (fits) std::memcpy(staging.data(), buf + std::ptrdiff_t{part} * kPsocStaging, Bytes(count));
     if (!fits || platform::Machine().Write(_fd, staging.data(), Bytes(count)) != count) {
       logger_mgr::print(i2cmainL, kWarning, 0, "%s%d key=%s/>\n", kShortWrite[part], count,
                         _key.c_str());
