@@ -7,7 +7,7 @@
 
 #include "common/msg/m3x64_num.h"
 
-/// The chip's P1DIV_IN field, how the reference comes in.
+/// How the reference comes in; the lower three bits are those of the chip's P1DIV_IN.
 enum REF_CLK_TYPE : int { REF_CLK_DIFFERENTIAL = 0, REF_CLK_XTAL = 5, REF_CLK_SINGLE_ENDED = 10 };
 /// PFD_IN_REF: what goes to the phase detector.
 enum REF_CLK_SOURCE : int {
@@ -25,14 +25,55 @@ enum FB_CLK_SOURCE : int {
   FB_CLK_SOURCE_DIVREFCLK = 3,
   FB_CLK_SOURCE_NOCLK = 5,
 };
-/// The upper two bits of P2DIV_IN.
+/// How the feedback comes in: the upper two bits of the chip's P2DIV_IN.
 enum FB_CLK_TYPE : int { FB_CLK_DIFFERENTIAL = 0, FB_CLK_SINGLE_ENDED = 1, FB_CLK_NONE = 2 };
 
 // Fields of Q5FPGA_CLK_SEL. The two divider fields hold log2(divider) - 1.
 inline constexpr int kWclkDividerShift = 11;
 inline constexpr int kMclkDividerShift = 7;
-enum WCLK_DIV_SEL : int { WCLK_DIV_SEL_4 = 1 << 11, WCLK_DIV_SEL_512 = 8 << 11 };
-enum MCLK_DIV_SEL : int { MCLK_DIV_SEL_2 = 0, MCLK_DIV_SEL_1024 = 9 << 7 };
+enum WCLK_DIV_SEL : int {
+  WCLK_DIV_SEL_4 = 1 << kWclkDividerShift,
+  WCLK_DIV_SEL_8 = 2 << kWclkDividerShift,
+  WCLK_DIV_SEL_16 = 3 << kWclkDividerShift,
+  WCLK_DIV_SEL_32 = 4 << kWclkDividerShift,
+  WCLK_DIV_SEL_64 = 5 << kWclkDividerShift,
+  WCLK_DIV_SEL_128 = 6 << kWclkDividerShift,
+  WCLK_DIV_SEL_256 = 7 << kWclkDividerShift,
+  WCLK_DIV_SEL_512 = 8 << kWclkDividerShift,
+  WCLK_DIV_SEL_1024 = 9 << kWclkDividerShift,
+  WCLK_DIV_SEL_2048 = 10 << kWclkDividerShift,
+  WCLK_DIV_SEL_4096 = 11 << kWclkDividerShift,
+  WCLK_DIV_SEL_8192 = 12 << kWclkDividerShift,
+  WCLK_DIV_SEL_16384 = 13 << kWclkDividerShift,
+  WCLK_DIV_SEL_32768 = 14 << kWclkDividerShift,
+  WCLK_DIV_SEL_65536 = 15 << kWclkDividerShift,
+  WCLK_DIV_SEL_131072 = 16 << kWclkDividerShift,
+  WCLK_DIV_SEL_262144 = 17 << kWclkDividerShift,
+  WCLK_DIV_SEL_524288 = 18 << kWclkDividerShift,
+  WCLK_DIV_SEL_1048576 = 19 << kWclkDividerShift,
+  WCLK_DIV_SEL_2097152 = 20 << kWclkDividerShift,
+  WCLK_DIV_SEL_4194304 = 21 << kWclkDividerShift,
+  WCLK_DIV_SEL_8388608 = 22 << kWclkDividerShift,
+  WCLK_DIV_SEL_16777216 = 23 << kWclkDividerShift,
+  WCLK_DIV_SEL_33554432 = 24 << kWclkDividerShift,
+  WCLK_DIV_SEL_67108864 = 25 << kWclkDividerShift,
+  WCLK_DIV_SEL_134217728 = 26 << kWclkDividerShift,
+  WCLK_DIV_SEL_268435456 = 27 << kWclkDividerShift,
+  WCLK_DIV_SEL_536870912 = 28 << kWclkDividerShift,
+  WCLK_DIV_SEL_1073741824 = 29 << kWclkDividerShift,
+};
+enum MCLK_DIV_SEL : int {
+  MCLK_DIV_SEL_2 = 0 << kMclkDividerShift,
+  MCLK_DIV_SEL_4 = 1 << kMclkDividerShift,
+  MCLK_DIV_SEL_8 = 2 << kMclkDividerShift,
+  MCLK_DIV_SEL_16 = 3 << kMclkDividerShift,
+  MCLK_DIV_SEL_32 = 4 << kMclkDividerShift,
+  MCLK_DIV_SEL_64 = 5 << kMclkDividerShift,
+  MCLK_DIV_SEL_128 = 6 << kMclkDividerShift,
+  MCLK_DIV_SEL_256 = 7 << kMclkDividerShift,
+  MCLK_DIV_SEL_512 = 8 << kMclkDividerShift,
+  MCLK_DIV_SEL_1024 = 9 << kMclkDividerShift,
+};
 enum SCLK_SRC_SEL : int { SCLK_SRC_SEL_OSC = 0, SCLK_SRC_SEL_CLK0 = 32 };
 enum MCLK_SRC_SEL : int { MCLK_SRC_SEL_LOCAL = 0, MCLK_SRC_SEL_REMOTE = 16 };
 enum DDS_CLKIN : int { DDS_CLKIN_DISABLED = 0, DDS_CLKIN_ENABLED = 8 };
@@ -73,7 +114,7 @@ struct Param_Values {
   int p1_divide = 0;  ///< the divider itself; 0: the plan's choice
   int fb_source = FB_CLK_SOURCE_NOCLK;
   int fb_clkin_type = FB_CLK_NONE;
-  int p2_divide = 0;  ///< the field of the register
+  int p2_divide = 0;  ///< the divider itself; 0: none
   int mclk_divider_select = 0;
   int wclk_divider_select = WCLK_DIV_SEL_512;
   int dds_clkin = 0;

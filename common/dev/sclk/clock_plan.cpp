@@ -2,21 +2,28 @@
 
 #include <bit>
 #include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
 
 #include "common/dev/sclk/exact.h"
 #include "common/log/logger_mgr.h"
 
+using Logger::kDebug;
 using Logger::kError;
 using Logger::logger_mgr;
 using Logger::spclkL;
 
 namespace {
 
+constexpr float kMostHertz = 1e9F;
+constexpr std::uint64_t kFractions = 1000000000;
+constexpr std::uint64_t kHzPerMhz = 1000000;
+
 constexpr float kDefaultFrequency = 60.0F;  // Hz
 constexpr unsigned kMostWaveformSamples = 4096;
 constexpr unsigned kLeastWaveformSamples = 256;
 constexpr float kWaveformRate = 1.25e6F;  // samples a second
-constexpr int kUpdatesPerSample = 16;
 
 constexpr int kFirstExponent = 2;
 constexpr int kLastExponent = 30;
@@ -46,8 +53,8 @@ void get_default_params(Param_Values& params) {
   params.op[1].fidct = 2;
   params.op[1].fiddis = 1;
   params.op[1].fidppm = 1;
-  for (std::size_t unused : {2, 3}) {
-    Per_Output& output = params.op.at(unused);
+  for (const int unused : {2, 3}) {
+    Per_Output& output = params.op.at(static_cast<std::size_t>(unused));
     output.drvx_pwrdn = 3;
     output.drvx_oeb = 1;
     output.clkx_disst = 0;
@@ -60,6 +67,29 @@ void get_default_params(Param_Values& params) {
 int ClockSelectWord(const Param_Values& params) {
   return params.wclk_divider_select | params.mclk_divider_select | params.sclk_src_sel |
          params.mclk_src_sel | params.dds_clkin | params.mclk_out_to_other | params.clk_in_src;
+}
+
+int float_Hz_to_m3x64_MHz(float hz, m3x64_num& out) {
+  if (!std::isfinite(hz) || hz < 0 || hz > kMostHertz) return -EINVAL;
+  char text[32];
+  std::snprintf(text, sizeof text, "%f", static_cast<double>(hz));
+  const double decimals = std::strtod(text, nullptr);
+  logger_mgr::print(spclkL, kDebug, 0, "Read float parameter as string '%s': freq: %.9lf Hz\n",
+                    text, decimals);
+  const double whole = std::floor(decimals);
+  // rounded, not cut: the decimals that were printed come back exactly
+  const auto fraction = static_cast<std::uint64_t>(std::llround((decimals - whole) * kFractions));
+  m3x64_num hertz;
+  m3x64_num result;
+  int error = m3x64_create(static_cast<std::uint64_t>(whole), fraction, kFractions, hertz);
+  if (error == 0) error = m3x64_div_by_uint64(hertz, kHzPerMhz, result);
+  if (error < 0) return error;
+  logger_mgr::print(spclkL, kDebug, 0,
+                    "test_freq.a: %lld  test_freq.b: %lld  test_freq.c: %lld (%.11lf MHz)\n",
+                    static_cast<long long>(result.a), static_cast<long long>(result.b),
+                    static_cast<long long>(result.c), m3x64_to_double(result));
+  out = result;
+  return 0;
 }
 
 unsigned calculate_wf_samples_per_cyc(float freq) {
