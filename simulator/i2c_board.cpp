@@ -11,6 +11,7 @@
 #include "simulator/i2c/ad7998.h"
 #include "simulator/i2c/dac8571.h"
 #include "simulator/i2c/eeprom.h"
+#include "simulator/i2c/si5338.h"
 #include "simulator/i2c/small_chips.h"
 #include "simulator/i2c/spi_bridge.h"
 #include "simulator/i2c/temperature.h"
@@ -29,10 +30,11 @@ enum class Kind {
   kDac8571,
   kBridge,
   kDs75,
+  kSi5338,
 };
 
 constexpr const char* kChipNames[] = {"EE24LC32", "PCA9544A", "TMP112",     "TPS659112", "PCA9536",
-                                      "AD7998",   "DAC8571",  "SC18IS602B", "DS75"};
+                                      "AD7998",   "DAC8571",  "SC18IS602B", "DS75",      "SI5338"};
 
 /// The segment of a bus that a chip hangs on.
 enum class Branch { kRoot, kChannel1, kChannel2 };
@@ -71,6 +73,7 @@ constexpr I2cBoard::Row I2cBoard::kRows[] = {
     {When::kAlways, "CORE", Kind::kTmp112, 2, 1, Branch::kRoot, 0x49},
     {When::kAlways, "CORE", Kind::kTmp112, 3, 1, Branch::kRoot, 0x4A},
     {When::kAlways, "CORE", Kind::kTmp112, 4, 1, Branch::kRoot, 0x4B},
+    {When::kSignalModule, "SIGNAL_HOST", Kind::kSi5338, 0, 1, Branch::kRoot, 0x70},
     {When::kRevisionAbove2, "SIGNAL_HOST", Kind::kMux, 0, 2, Branch::kRoot, 0x68},
     {When::kRevisionUpTo2, "SIGNAL_HOST", Kind::kMux, 0, 2, Branch::kRoot, 0x74},
     {When::kSignalModule, "SIGNAL_HOST", Kind::kEeprom, 0, 2, Branch::kRoot, 0x50},
@@ -227,6 +230,12 @@ std::unique_ptr<I2cChip> I2cBoard::MakeEeprom(const Row& row, std::string name,
   return std::make_unique<Ee24lc32>(std::move(name), around, std::move(image));
 }
 
+std::unique_ptr<I2cChip> I2cBoard::MakeClockChip(std::string name, const Surroundings& around) {
+  auto chip = std::make_unique<Si5338>(std::move(name), around);
+  clock_chip_ = chip.get();
+  return chip;
+}
+
 std::unique_ptr<I2cChip> I2cBoard::MakeOther(const Row& row, std::string name,
                                              const Surroundings& around) {
   MeasChannelBoard* board = channels_[row.branch == Branch::kChannel2 ? 1 : 0].get();
@@ -247,6 +256,8 @@ std::unique_ptr<I2cChip> I2cBoard::MakeOther(const Row& row, std::string name,
       return std::make_unique<Dac8571>(std::move(name), around, *board);
     case Kind::kBridge:
       return std::make_unique<Sc18is602b>(std::move(name), around, board->Cpld());
+    case Kind::kSi5338:
+      return MakeClockChip(std::move(name), around);
     case Kind::kEeprom:
     case Kind::kMux:
       break;

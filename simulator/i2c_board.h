@@ -9,6 +9,7 @@
 #include "platform/instrument.h"
 #include "simulator/config.h"
 #include "simulator/i2c/bus.h"
+#include "simulator/i2c/si5338.h"
 #include "simulator/meas_channel_board.h"
 
 namespace simulator {
@@ -25,6 +26,8 @@ class I2cBoard {
   std::unique_ptr<platform::DeviceFile> Open(std::size_t bus) { return buses_[bus].Open(); }
   /// Null on a module that has no channel boards. `channel` is 0 or 1.
   MeasChannelBoard* Channel(std::size_t channel) { return channels_.at(channel).get(); }
+  /// Null on a module that has none.
+  Si5338* ClockChip() { return clock_chip_; }
 
  private:
   struct Row;
@@ -34,6 +37,7 @@ class I2cBoard {
   void Place(const Row& row, const Surroundings& around);
   std::unique_ptr<I2cChip> MakeEeprom(const Row& row, std::string name, const Surroundings& around);
   std::unique_ptr<I2cChip> MakeMux(const Row& row, std::string name, const Surroundings& around);
+  std::unique_ptr<I2cChip> MakeClockChip(std::string name, const Surroundings& around);
   std::unique_ptr<I2cChip> MakeOther(const Row& row, std::string name, const Surroundings& around);
   bool Stands(const Row& row) const;
   std::string List() const;
@@ -41,6 +45,7 @@ class I2cBoard {
   const Config config_;
   std::array<std::unique_ptr<MeasChannelBoard>, kMeasChannels> channels_;
   std::vector<std::unique_ptr<I2cChip>> chips_;
+  Si5338* clock_chip_ = nullptr;
   std::array<I2cBus, kBuses> buses_;
   std::string problem_;
 };

@@ -8,6 +8,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/ioctl_table.h"
+#include "simulator/i2c/smbus.h"
+
 namespace simulator {
 namespace {
 
@@ -39,8 +42,13 @@ class I2cBus::File final : public platform::DeviceFile {
         return 0;
       case I2C_RETRIES:  // a model that does not answer will not do so the next time either
         return 0;
-      case I2C_SMBUS:
-        return -EOPNOTSUPP;
+      case I2C_SMBUS: {
+        platform::SmbusTransfer transfer;
+        std::memcpy(&transfer, argument, sizeof transfer);
+        const int result = TransferSmbus(bus_, address_, transfer);
+        std::memcpy(argument, &transfer, sizeof transfer);
+        return result;
+      }
       default:
         return -ENOTTY;
     }
@@ -71,13 +79,35 @@ std::vector<I2cChip*> I2cBus::Reached(std::uint8_t address) const {
 
 ssize_t I2cBus::Write(std::uint8_t address, std::span<const std::uint8_t> data) {
   const std::lock_guard lock(bus_mutex_);
+  return WriteLocked(address, data);
+}
+
+ssize_t I2cBus::Read(std::uint8_t address, std::span<std::uint8_t> data) {
+  const std::lock_guard lock(bus_mutex_);
+  return ReadLocked(address, data);
+}
+
+int I2cBus::Transact(std::uint8_t address, Phase phase, std::span<const std::uint8_t> sent,
+                     std::span<std::uint8_t> received) {
+  const std::lock_guard lock(bus_mutex_);
+  if (phase != Phase::kRead) {
+    const ssize_t count = WriteLocked(address, sent);
+    if (count < 0) return static_cast<int>(count);
+    if (static_cast<std::size_t>(count) < sent.size()) return -EIO;
+  }
+  if (phase == Phase::kWrite) return 0;
+  const ssize_t count = ReadLocked(address, received);
+  if (count < 0) return static_cast<int>(count);
+  return static_cast<std::size_t>(count) < received.size() ? -EIO : 0;
+}
+
+ssize_t I2cBus::WriteLocked(std::uint8_t address, std::span<const std::uint8_t> data) {
   ssize_t result = -ENXIO;
   for (I2cChip* chip : Reached(address)) result = std::max(result, chip->Write(data));
   return result;
 }
 
-ssize_t I2cBus::Read(std::uint8_t address, std::span<std::uint8_t> data) {
-  const std::lock_guard lock(bus_mutex_);
+ssize_t I2cBus::ReadLocked(std::uint8_t address, std::span<std::uint8_t> data) {
   ssize_t result = -ENXIO;
   std::vector<std::uint8_t> lines(data.size(), 0xFF);
   for (I2cChip* chip : Reached(address)) {

@@ -38,12 +38,20 @@ class I2cBus {
   ssize_t Write(std::uint8_t address, std::span<const std::uint8_t> data);
   ssize_t Read(std::uint8_t address, std::span<std::uint8_t> data);
 
+  enum class Phase { kWrite, kRead, kWriteRead };
+  /// One transaction that nobody can get between: a write, a read, or both with a repeated start.
+  /// 0, or a negative errno: EIO when fewer bytes than asked for were passed.
+  int Transact(std::uint8_t address, Phase phase, std::span<const std::uint8_t> sent,
+               std::span<std::uint8_t> received);
+
   std::unique_ptr<platform::DeviceFile> Open();
 
  private:
   class File;
 
   std::vector<I2cChip*> Reached(std::uint8_t address) const;
+  ssize_t WriteLocked(std::uint8_t address, std::span<const std::uint8_t> data);
+  ssize_t ReadLocked(std::uint8_t address, std::span<std::uint8_t> data);
 
   std::mutex bus_mutex_;  ///< one transfer at a time
   std::vector<Place> places_;

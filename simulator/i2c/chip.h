@@ -56,6 +56,7 @@ class I2cChip {
   virtual std::string Describe() const { return "-"; }
 
   bool IsWrong() const { return faults_.Chosen() == Fault::kWrong; }
+  bool IsOff() const { return faults_.Chosen() == Fault::kOff; }
   platform::Clock& Clock() const { return clock_; }
   /// Adds NAME.`value`; the functions are called with mutex_ held.
   void AddValue(Units& units, const std::string& value, Units::Getter get, Units::Setter set = {});
