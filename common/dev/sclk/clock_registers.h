@@ -6,9 +6,9 @@
 
 #include <memory>
 
+#include "common/dev/i2c/si5338_registers.h"
 #include "common/dev/sclk/clock_params.h"
 #include "common/dev/sclk/multisynth.h"
-#include "common/dev/sclk/register_map.h"
 
 /// The registers for the plan in `params`, whose CLK0 stands (find_digital_frequencies); null on
 /// any failure. Sets the step size of the low-jitter output.

@@ -1,4 +1,4 @@
-#include "common/dev/sclk/register_map.h"
+#include "common/dev/i2c/si5338_registers.h"
 
 namespace {
 
