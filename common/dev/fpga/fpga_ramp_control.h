@@ -1,7 +1,7 @@
 // Ramps of the waveform's amplitude, which the FPGA runs by itself from its registers: how they are
 // set up and armed, and how it is proved that the output is gone once the amplitude is down.
 //
-// Implemented by theme: fpga_ramp_up, fpga_ramp_down, fpga_ramp_status, fpga_discharge.
+// Implemented by theme: fpga_ramp_up, fpga_ramp_down, fpga_ramp_status, fpga_discharge (the proof).
 //
 // Results: 0 or -1 unless told otherwise. A sequence goes on after a register failure, which its
 // result tells; it only never arms a rising ramp whose set-up failed. Requires `ghmp`.
@@ -19,8 +19,6 @@
 #include "common/dev/fpga/fpga_dev_base.h"
 
 namespace Dev {
-
-struct RampProof;
 
 /// The two numbers of the ramp, in multiplier counts; one set per process.
 struct rampdata_t {
@@ -156,22 +154,25 @@ class FpgaRampControl : public virtual FpgaDevBase {
   std::atomic<float> _hvacvoltagemin{0};
 
  private:
-  friend struct RampProof;
-
-  /// A ramp as it is to stand in the registers.
   struct UpRamp;
   struct DownRamp;
+  struct Proof;
+  struct Look;
 
+  static UpRamp ChooseUpRamp();
   void AdjustTarget();
   int SetUpRamp();
-  int ArmRamp();
-  UpRamp ChooseUpRamp() const;
   int ClearOldWaveform();
-  int WriteCounts(int offset, int counts, int line);
+  int CaptureSetUp();
+  int ArmRamp();
   int ChangeRunningRamp();
   int LimitToAmplitude(int target) const;
-  DownRamp ChooseDownRamp();
 
+  DownRamp ChooseDownRamp(int multiplier) const;
+
+  static const Proof& WatchProof();
+  static const Proof& WaitProof();
+  Look LookAt(const Proof& proof, int channel) const;
   std::optional<double> Reading(FastReading what, int channel) const;
   bool AwaitProof(int swap);
   int StopWaveform(int stop);
