@@ -49,6 +49,7 @@ class ConfigData {
   float get_current_dev() const { return current_deviation; }
   int GetMaxAmperage() const { return maxamperage; }
   int GetLVMaxVoltage() const { return lvmaxvoltage; }
+  int GetFPGAStepDivider() const { return fpgastepdivider; }
   /// Filled before the source's power stage is made, and only read from then on.
   const SwitchingTable& GetPSCSwitchingFreqandCurrentlimits() const {
     return gpscswitchfreq_currentlimits;

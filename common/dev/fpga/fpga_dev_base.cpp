@@ -1,5 +1,10 @@
 #include "common/dev/fpga/fpga_dev_base.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iterator>
+
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"
 
@@ -9,17 +14,37 @@ using Logger::fpgaL;
 using Logger::kError;
 using Logger::logger_mgr;
 
+namespace {
+
+constexpr char kUntraced[] = "?";
+
+void TraceWrite(const char* verb, const char* func, int line, const FpgaCmd& command) {
+  const char* name = FpgaDevBase::GetRegNameText(command.offset);
+  if (command.devtype != FPGA_REG || std::strcmp(name, kUntraced) == 0) return;
+  logger_mgr::print(fpgaL, Logger::kInfo, 0, "%s.%d %s register %s(0x%02X) val 0x%04X\n", func,
+                    line, verb, name, static_cast<unsigned>(command.offset), command.val);
+}
+
+}  // namespace
+
 int FpgaDevBase::Read(FpgaCmd& command) {
   if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_RD, &command) >= 0) return 0;
+  const int error = errno;
   logger_mgr::print(fpgaL, kError, 0, "%s IOCTL ERROR offset 0x%02X val 0x%04X fd %d\n", "Read",
                     static_cast<unsigned>(command.offset), command.val, _fd);
+  errno = error;
   return -1;
 }
 
 int FpgaDevBase::Write(FpgaCmd& command, int line) {
-  if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_WR, &command) >= 0) return 0;
+  if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_WR, &command) >= 0) {
+    TraceWrite("Write", "Write", line, command);
+    return 0;
+  }
+  const int error = errno;
   logger_mgr::print(fpgaL, kError, 0, "%s.%d IOCTL ERROR register 0x%02X val 0x%04X\n", "Write",
                     line, static_cast<unsigned>(command.offset), command.val);
+  errno = error;
   return -1;
 }
 
@@ -27,13 +52,15 @@ int FpgaDevBase::ReadReg(int offset, unsigned int& value) {
   FpgaCmd command{};
   command.devtype = FPGA_REG;
   command.offset = offset;
-  if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_RD, &command) < 0) {
-    logger_mgr::print(fpgaL, kError, 0, "%s.%d IOCTL ERROR offset 0x%02X\n", "ReadReg", __LINE__,
-                      static_cast<unsigned>(offset));
-    return -1;
+  if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_RD, &command) >= 0) {
+    value = command.val & kRegisterMask;
+    return 0;
   }
-  value = command.val;
-  return 0;
+  const int error = errno;
+  logger_mgr::print(fpgaL, kError, 0, "%s.%d IOCTL ERROR offset 0x%02X\n", "ReadReg", __LINE__,
+                    static_cast<unsigned>(offset));
+  errno = error;
+  return -1;
 }
 
 int FpgaDevBase::WriteReg(int offset, unsigned int value, int line) {
@@ -41,10 +68,34 @@ int FpgaDevBase::WriteReg(int offset, unsigned int value, int line) {
   command.devtype = FPGA_REG;
   command.offset = offset;
   command.val = value;
-  if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_WR, &command) >= 0) return 0;
+  if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_WR, &command) >= 0) {
+    TraceWrite("Wrote", "WriteReg", line, command);
+    return 0;
+  }
+  const int error = errno;
   logger_mgr::print(fpgaL, kError, 0, "%s.%d IOCTL ERROR offset 0x%02X val 0x%04X fd %d\n",
                     "WriteReg", line, static_cast<unsigned>(offset), value, _fd);
+  errno = error;
   return -1;
+}
+
+int FpgaDevBase::ChangeReg(int offset, unsigned clear, unsigned set, int line, unsigned& written) {
+  unsigned value = 0;
+  if (ReadReg(offset, value) < 0) return -1;
+  value = (value & ~clear) | set;
+  if (WriteReg(offset, value, line) < 0) return -1;
+  written = value;
+  return 0;
+}
+
+int FpgaDevBase::ChangeReg(int offset, unsigned clear, unsigned set, int line) {
+  unsigned written = 0;
+  return ChangeReg(offset, clear, set, line, written);
+}
+
+const char* FpgaDevBase::GetRegNameText(int offset) {
+  const auto* row = std::ranges::find(kRegisterMap, offset, &RegisterRow::offset);
+  return row == std::end(kRegisterMap) ? kUntraced : row->trace;
 }
 
 int FpgaDevBase::GetHostModuleID() {
@@ -74,7 +125,7 @@ int FpgaDevBase::GetRevision() {
                       static_cast<int>(Q5FPGA_DEVICE_ID), static_cast<int>(id));
     return -1;
   }
-  return static_cast<int>((id & 0xFFFF) >> kRevisionShift);
+  return static_cast<int>(id >> kRevisionShift);
 }
 
 int FpgaDevBase::GetMiscContStat2() {
@@ -84,7 +135,7 @@ int FpgaDevBase::GetMiscContStat2() {
                       static_cast<unsigned>(Q5FPGA_MISC_STATCTL2_REG), status);
     return -1;
   }
-  return static_cast<int>(status & 0xFFFF);
+  return static_cast<int>(status);
 }
 
 }  // namespace Dev

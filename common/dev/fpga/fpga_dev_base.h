@@ -1,8 +1,16 @@
-// Access to the FPGA's registers through its driver, and who this module is.
+// The FPGA of a module: its registers, who the module is, the ALLOK line, reset, the display, and
+// volts and amps as counts of the waveform's amplitude multiplier.
 //
-// Results: 0 or a value on success, -1 when the driver refused; the failure is in the log. Threads:
-// any; each register access is one request to the driver, a read-modify-write is not protected.
+// Implemented by theme: fpga_dev_base (registers, identity), fpga_allok, fpga_control (reset,
+// enable, clocks), fpga_oled, fpga_conversions.
+//
+// Results: 0 or a value on success, -1 when the driver refused a request, unless told otherwise;
+// the failure is in the log, and nothing is tried again. Registers have 16 bits.
+// Threads: any; each register access is one request to the driver, a read-modify-write is not
+// protected. Conversions and hard limits read `ghmp`, which must be there.
 #pragma once
+
+#include <atomic>
 
 #include "common/dev/fpga/fpga_registers.h"
 #include "platform/fpga_driver.h"
@@ -16,12 +24,28 @@ class FpgaDevBase {
   FpgaDevBase(const FpgaDevBase&) = delete;
   FpgaDevBase& operator=(const FpgaDevBase&) = delete;
 
+  /// Takes the largest multiplier counts from the configuration; once, when that has been read.
+  void Init();
+
+  // --- Registers. A failed access keeps the driver's errno. ---
+
   /// The caller fills `devtype` and `offset`; `val` comes back.
   int Read(FpgaCmd& command);
   /// `line` is the caller's tag for the log only.
   int Write(FpgaCmd& command, int line);
+  /// `value` is left alone when the register cannot be read.
   int ReadReg(int offset, unsigned int& value);
   int WriteReg(int offset, unsigned int value, int line);
+  /// Clears, then sets bits and leaves all others as they were read. Nothing is written when the
+  /// register cannot be read.
+  int ChangeReg(int offset, unsigned clear, unsigned set, int line);
+  /// As the other, and gives the value that was written.
+  int ChangeReg(int offset, unsigned clear, unsigned set, int line, unsigned& written);
+  /// Name in the log of a register whose writes are traced, "?" for the others.
+  static const char* GetRegNameText(int offset);
+  int GetDeviceFd() const { return _fd; }
+
+  // --- Identity ---
 
   /// A MID value; 3 for an identity that is not known, -1 when it cannot be read.
   int GetHostModuleID();
@@ -30,10 +54,77 @@ class FpgaDevBase {
   int GetRevision();
   /// Miscellaneous status and control, register 82, or -1.
   int GetMiscContStat2();
-  int GetDeviceFd() const { return _fd; }
+
+  // --- ALLOK, the line by which each module lets the others run ---
+
+  /// Drops the module's output: something is wrong.
+  int SetALLOK();
+  /// Raises it: nothing is wrong.
+  int ClearALLOK();
+  /// The bit of the module's output, or of the common input: 0 when it is down.
+  int GetALLOKOut();
+  int GetALLOK();
+
+  // --- Reset and enable ---
+
+  /// Resets the converters' side and switches the waveform off.
+  int FpgaReset();
+  int FPGADisableWaveform();
+  int FPGADisablePrimary();
+  int EnableDACForLinearAmplifier();
+  int DisableDACForLinearAmplifier();
+
+  // --- Clocks ---
+
+  /// `cycle_length`: waveform samples per cycle minus 1. `clock_select` is not written after a
+  /// failure of the first.
+  int ConfigureClocks(unsigned cycle_length, unsigned clock_select);
+  /// The measured sample clock in Hz.
+  int ReadSclkFreq();
+
+  // --- Front display; the main module has it ---
+
+  int ResetOled();
+  /// Shows up to 16 characters on line 1 or 2. -1 for a longer text and on other modules, -2 when a
+  /// request failed. The driver takes the text's address in 32 bits: where it does not fit, -2.
+  int DisplayMsg(const char* text, int line);
+
+  // --- Multiplier counts ---
+
+  /// Peak counts for `volts` or `amps` (effective values, but for DC tests) in the present kind of
+  /// test. A result at or above the largest is told in the log and given all the same.
+  int VoltsToSample(float volts);
+  int AmpsToSample(float amps);
+  /// The counts for a `divider`th part; for the whole when the divider is 0.
+  int VoltsToStepvalue(int volts, int divider);
+  int AmpsToStepvalue(int amps, int divider);
+
+  // --- Hard limit: counts that the amplitude never exceeds, whatever the ramp asks for ---
+
+  int SetFPGAHardLimitRegister(unsigned short counts);
+  /// `value` volts, or amps, and `percent` of it more. `ghmp->hardlimit` holds the limit
+  /// afterwards, 0 if it could not be written.
+  int SetFPGAHardLimit(int value, int percent);
+  int SetFPGAHardLimitRT(int value, int percent);
 
  protected:
-  int _fd;
+  const int _fd;
+  std::atomic<float> _vmaxamplitude{0};  ///< largest counts for volts
+  std::atomic<float> _imaxamplitude{0};  ///< largest counts for amps
+
+ private:
+  struct Bit {
+    int offset;
+    unsigned mask;
+  };
+  /// False when the module cannot be told.
+  bool FindAllok(Bit& out, Bit& in);
+  int ChangeAllok(bool ok);
+  int ReadBit(const Bit& bit);
+  int SwitchDac(unsigned clear, unsigned set, int event);
+  int OledRequest(unsigned long request, FpgaCmd& command, const char* func);
+  int RestartOled();
+  int StoreHardLimit(int counts);
 };
 
 }  // namespace Dev

@@ -13,6 +13,7 @@
 #include "common/dev/i2c/nulldev_dev.h"
 #include "common/dev/i2c/pca9536_dev.h"
 #include "common/dev/i2c/sensor_publisher.h"
+#include "common/dev/i2c/si5338_dev.h"
 #include "common/dev/i2c/tmp112_dev.h"
 #include "common/dev/i2c/tps659112_dev.h"
 #include "common/log/logger_mgr.h"
@@ -47,7 +48,7 @@ constexpr Driver kDrivers[] = {
     {"TPS659112", Make<TPS659112Dev>},   {"TMP112", Make<TMP112Dev>},
     {"PCA9536", Make<PCA9536Dev>},       {"AD7998", Make<AD7998Dev>, MON_ADC},
     {"SC18IS602B", Make<SC18IS602BDev>}, {"DAC8571", Make<DAC8571Dev>},
-    {kChannelSensorId, Make<DS75SDev>},
+    {kChannelSensorId, Make<DS75SDev>},  {kClockChipId, Make<SI5338Dev>},
 };
 
 std::uint8_t Channel(std::uint8_t hmux) {

@@ -1,0 +1,49 @@
+// The ALLOK line. On the main module its bits stand in registers that the others use for clocks.
+#include "common/dev/fpga/fpga_dev_base.h"
+#include "common/log/logger_mgr.h"
+
+namespace Dev {
+
+bool FpgaDevBase::FindAllok(Bit& out, Bit& in) {
+  const int module = GetHostModuleID();
+  if (module < 0) return false;
+  const bool main = module == MAIN_MOD;
+  out = main ? Bit{Q5FPGA_CLK_SEL, kMainAllokOut} : Bit{Q5FPGA_MISC_CTRL, kAllokOut};
+  in = main ? Bit{REG_DDS_FREQ_LSHW, kMainAllokIn} : Bit{Q5FPGA_MISC_CTRL, kAllokIn};
+  return true;
+}
+
+int FpgaDevBase::ReadBit(const Bit& bit) {
+  unsigned value = 0;
+  return ReadReg(bit.offset, value) < 0 ? -1 : static_cast<int>(value & bit.mask);
+}
+
+int FpgaDevBase::ChangeAllok(bool ok) {
+  Bit out;
+  Bit in;
+  if (!FindAllok(out, in)) return -1;
+  return ChangeReg(out.offset, out.mask, ok ? out.mask : 0, __LINE__);
+}
+
+int FpgaDevBase::SetALLOK() { return ChangeAllok(false); }
+int FpgaDevBase::ClearALLOK() { return ChangeAllok(true); }
+
+int FpgaDevBase::GetALLOKOut() {
+  Bit out;
+  Bit in;
+  return FindAllok(out, in) ? ReadBit(out) : -1;
+}
+
+int FpgaDevBase::GetALLOK() {
+  Bit out;
+  Bit in;
+  if (!FindAllok(out, in)) return -1;
+  const int level = ReadBit(in);
+  if (level >= 0) {
+    Logger::logger_mgr::print(Logger::fpgaL, Logger::kInfo, 0, "GetALLOK %x \n",
+                              static_cast<unsigned>(level));
+  }
+  return level;
+}
+
+}  // namespace Dev

@@ -1,0 +1,95 @@
+// Reset, enables and clocks.
+#include <cerrno>
+#include <cstring>
+
+#include "common/dev/fpga/capture.h"
+#include "common/dev/fpga/fpga_dev_base.h"
+#include "common/log/logger_mgr.h"
+#include "platform/backend.h"
+
+namespace Dev {
+
+using Logger::fpgaL;
+using Logger::kError;
+using Logger::kInfo;
+using Logger::logger_mgr;
+
+namespace {
+
+constexpr unsigned kA2dReset = 0x1040;
+constexpr unsigned kA2dResetPulse = 0x1440;
+constexpr unsigned kHalfBits = 16;
+
+}  // namespace
+
+// The waveform is switched off even when what stands before it fails.
+int FpgaDevBase::FpgaReset() {
+  int result = 0;
+  for (const unsigned value : {kA2dReset, kA2dResetPulse, kA2dReset}) {
+    if (WriteReg(Q5FPGA_A2D_CTRL, value, __LINE__) < 0) result = -1;
+  }
+  unsigned wfctrl = 0;
+  if (ReadReg(Q5FPGA_WFORM_CTRL, wfctrl) < 0) {
+    result = -1;
+  } else {
+    logger_mgr::print(fpgaL, kInfo, 0, " wfctrl = 0x%x \n", wfctrl);
+  }
+  return WriteReg(Q5FPGA_WFORM_CTRL, 0, __LINE__) < 0 ? -1 : result;
+}
+
+int FpgaDevBase::FPGADisableWaveform() {
+  unsigned wfctrl = 0;
+  const int result = ReadReg(Q5FPGA_WFORM_CTRL, wfctrl);
+  if (result == 0) {
+    logger_mgr::print(fpgaL, kInfo, 0, "%s.%d wfctrl = 0x%x \n", __func__, __LINE__, wfctrl);
+  }
+  return WriteReg(Q5FPGA_WFORM_CTRL, 0, __LINE__) < 0 ? -1 : result;
+}
+
+int FpgaDevBase::FPGADisablePrimary() {
+  return ChangeReg(Q5FPGA_WFORM_CTRL, kWformPrimary, 0, __LINE__);
+}
+
+int FpgaDevBase::SwitchDac(unsigned clear, unsigned set, int event) {
+  unsigned value = 0;
+  if (ChangeReg(Q5FPGA_WFORM_CTRL, clear, set, __LINE__) < 0) return -1;
+  if (ReadReg(Q5FPGA_WFORM_CTRL, value) < 0) return -1;
+  Capture(static_cast<Logger::eventtypes_t>(event), value);
+  return 0;
+}
+
+int FpgaDevBase::EnableDACForLinearAmplifier() {
+  return SwitchDac(0, kWformDac, Logger::ENABLE_DAC_ON_FPGA);
+}
+
+int FpgaDevBase::DisableDACForLinearAmplifier() {
+  return SwitchDac(kWformDac, 0, Logger::DISABLE_DAC_ON_FPGA);
+}
+
+int FpgaDevBase::ConfigureClocks(unsigned cycle_length, unsigned clock_select) {
+  const struct {
+    REG offset;
+    unsigned value;
+  } writes[] = {{REG_WAVEFORM_CYC_LEN, cycle_length}, {Q5FPGA_CLK_SEL, clock_select}};
+  for (const auto& write : writes) {
+    FpgaCmd command{};
+    command.devtype = FPGA_REG;
+    command.offset = write.offset;
+    command.val = write.value;
+    if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_WR, &command) >= 0) continue;
+    logger_mgr::print(fpgaL, kError, 0, "%s: ioctl write error - reg:0x%02X  value:0x%04X, %s",
+                      __func__, static_cast<unsigned>(write.offset), write.value,
+                      std::strerror(errno));
+    return -1;
+  }
+  return 0;
+}
+
+int FpgaDevBase::ReadSclkFreq() {
+  unsigned low = 0;
+  unsigned high = 0;
+  if (ReadReg(Q5FPGA_FREQ_EST_LSW, low) < 0 || ReadReg(Q5FPGA_FREQ_EST_MSW, high) < 0) return -1;
+  return static_cast<int>(high << kHalfBits | low);
+}
+
+}  // namespace Dev

@@ -1,0 +1,245 @@
+// The proof, from what the fast filter measures, that an output which was ramped down is gone.
+//
+// Two tables say what each kind of test looks at: one look of those that watch a discharge, and the
+// looks of the recovery that waits for it. The first row that applies counts.
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <iterator>
+
+#include "common/dev/fpga/capture.h"
+#include "common/dev/fpga/fpga_ramp_control.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "common/msg/major_codes.h"
+#include "platform/backend.h"
+
+namespace Dev {
+
+using Logger::fpgaL;
+using Logger::kError;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Msg::ghmp;
+using Msg::HMPData;
+
+namespace {
+
+constexpr std::chrono::milliseconds kLook{1};
+constexpr std::chrono::milliseconds kVlfLook{10};  // on top of it
+constexpr int kMaxLooks = 2000;
+constexpr float kLowVoltageMin = 2.0F;
+
+template <int type>
+bool IsType(const HMPData& data) {
+  return data.testype == type;
+}
+
+template <bool (HMPData::*predicate)() const>
+bool Is(const HMPData& data) {
+  return (data.*predicate)();
+}
+
+bool IsWindingResistance(const HMPData& data) {
+  return data.testype == Msg::TEST_WINDING_RESISTANCE || data.testype == Msg::TEST_WR_FOR_DEMAG;
+}
+
+bool Always(const HMPData&) { return true; }
+
+constexpr int VoltageChannel(int swap) { return swap == 1 ? 1 : 0; }
+
+}  // namespace
+
+struct FpgaRampControl::Proof {
+  using Minimum = std::atomic<float> FpgaRampControl::*;
+
+  bool (*applies)(const HMPData&);
+  FastReading reading;
+  Minimum minimum;          ///< null: kLowVoltageMin
+  bool of_current = false;  ///< of the current channel; for those that wait only
+  bool either_sign = false;
+  bool peak_counts = false;  ///< the output is gone too when its peak is below the minimum
+  bool needs_idle_cpld = false;
+  Logger::eventtypes_t done = Logger::RAMP_DOWN_DONE;
+};
+
+struct FpgaRampControl::Look {
+  bool possible;  ///< there was a fast filter
+  bool gone;
+  double value;
+};
+
+const FpgaRampControl::Proof& FpgaRampControl::WatchProof() {
+  static constexpr Proof kProofs[] = {
+      {.applies = Is<&HMPData::IsVLFTest>,
+       .reading = FastReading::kPhasor,
+       .minimum = &FpgaRampControl::_vlfvoltagemin,
+       .peak_counts = true},
+      {.applies = Is<&HMPData::IsDCTest>,
+       .reading = FastReading::kAverage,
+       .minimum = &FpgaRampControl::_dccurrentmin,
+       .needs_idle_cpld = true},
+      {.applies = IsType<Msg::TEST_DEMAG>,
+       .reading = FastReading::kSampleAverage,
+       .minimum = &FpgaRampControl::_dccurrentmin,
+       .either_sign = true},
+      {.applies = Is<&HMPData::IsInternalHVVoltageTest>,
+       .reading = FastReading::kPhasor,
+       .minimum = &FpgaRampControl::_hvacvoltagemin,
+       .done = Logger::HV_RAMP_DOWN_DONE},
+      {.applies = Always,
+       .reading = FastReading::kPhasor,
+       .minimum = &FpgaRampControl::_acvoltagemin},
+  };
+  return *std::ranges::find_if(kProofs, [](const Proof& proof) { return proof.applies(*ghmp); });
+}
+
+const FpgaRampControl::Proof& FpgaRampControl::WaitProof() {
+  static constexpr Proof kProofs[] = {
+      {.applies = Is<&HMPData::IsVLFTest>,
+       .reading = FastReading::kPhasor,
+       .minimum = &FpgaRampControl::_vlfvoltagemin,
+       .peak_counts = true},
+      {.applies = IsType<Msg::TEST_CONTACT_RESISTANCE>,
+       .reading = FastReading::kAverage,
+       .minimum = &FpgaRampControl::_dccurrentmin,
+       .of_current = true},
+      {.applies = IsWindingResistance,
+       .reading = FastReading::kAverage,
+       .minimum = &FpgaRampControl::_dccurrentmin,
+       .of_current = true},
+      {.applies = IsType<Msg::TEST_DEMAG>,
+       .reading = FastReading::kSampleAverage,
+       .minimum = &FpgaRampControl::_dccurrentmin,
+       .of_current = true,
+       .either_sign = true},
+      {.applies = Is<&HMPData::IsInternalDCLVTest>,
+       .reading = FastReading::kAverage,
+       .minimum = nullptr},
+      {.applies = Is<&HMPData::IsInternalHVVoltageTest>,
+       .reading = FastReading::kPhasor,
+       .minimum = &FpgaRampControl::_hvacvoltagemin},
+      {.applies = Always,
+       .reading = FastReading::kPhasor,
+       .minimum = &FpgaRampControl::_acvoltagemin},
+  };
+  return *std::ranges::find_if(kProofs, [](const Proof& proof) { return proof.applies(*ghmp); });
+}
+
+std::optional<double> FpgaRampControl::Reading(FastReading what, int channel) const {
+  if (!links_.fast_filter) return std::nullopt;
+  return links_.fast_filter(what, channel);
+}
+
+// A reading that is no number proves nothing.
+FpgaRampControl::Look FpgaRampControl::LookAt(const Proof& proof, int channel) const {
+  const std::optional<double> reading = Reading(proof.reading, channel);
+  if (!reading) return {};
+  const double value = proof.either_sign ? std::fabs(*reading) : *reading;
+  const float minimum = proof.minimum != nullptr ? (this->*proof.minimum).load() : kLowVoltageMin;
+  bool gone = value < double{minimum};
+  if (proof.peak_counts && !gone) {
+    const std::optional<double> peak = Reading(FastReading::kMaxVoltage, channel);
+    gone = peak && *peak < double{minimum};
+  }
+  if (proof.needs_idle_cpld && ghmp->driving_i_cpld_busy_flag) gone = false;
+  return {true, gone, value};
+}
+
+void FpgaRampControl::CheckFastFilterMeasurement(int swap) {
+  _dischargestatus = kWatchedOnMeas;
+  const bool of_current = ghmp->IsDCTest() || ghmp->testype == Msg::TEST_DEMAG;
+  const int channel = VoltageChannel(swap);
+  const Proof& proof = WatchProof();
+  if (!LookAt(proof, of_current ? 1 - channel : channel).gone) return;
+  _dischargestatus = kDischarged;
+  Capture(proof.done);
+}
+
+int FpgaRampControl::GetDischargeStatus(int check, int swap) {
+  if (!_dischargeflag) return _dischargestatus;
+  if (ghmp->IsMeasModule()) {
+    CheckFastFilterMeasurement(swap);
+    if (_dischargestatus != kDischarged) Capture(Logger::DISCHARGE_IN_PROGRESS);
+  } else if (ghmp->IsSourceModule()) {
+    if (SourceRampToZero() != 0 && !ghmp->wrdischargeflag) {
+      _dischargestatus = kWatchedOnSource;
+      Capture(Logger::RAMPDOWN_IN_PROGRESS);
+    } else {
+      if (_dischargestarttime == 0) {
+        _dischargestarttime = platform::Machine().Clock().Realtime().tv_sec;
+        logger_mgr::print(fpgaL, kInfo, 0, "%s.%d Discharging \n", __func__, __LINE__);
+      }
+      if (check != 0) {
+        CheckFastFilterMeasurement(swap);
+      } else {
+        _dischargestatus = kDischarged;
+      }
+    }
+  }
+  return _dischargestatus;
+}
+
+void FpgaRampControl::MonitorDischargeFlag() {
+  _dischargeflag = true;
+  if (ghmp->IsSourceModule()) _dischargestatus = kWatchedOnSource;
+  if (ghmp->IsMeasModule()) _dischargestatus = kWatchedOnMeas;
+}
+
+void FpgaRampControl::ClearDischargeFlag() {
+  _dischargeflag = false;
+  _dischargestatus = kDischarged;
+  _rampup = false;
+  _rampdownstarttime = 0;
+  _dischargestarttime = 0;
+  SetRampUpInProgress(false);
+}
+
+// True when the output is gone, or when there is no fast filter that could tell.
+bool FpgaRampControl::AwaitProof(int swap) {
+  platform::Clock& clock = platform::Machine().Clock();
+  for (int count = 1;; ++count) {
+    const Proof& proof = WaitProof();
+    const int voltage = VoltageChannel(swap);
+    const int channel = proof.of_current ? 1 - voltage : voltage;
+    const Look look = LookAt(proof, channel);
+    if (!look.possible) return true;
+    if (look.gone) {
+      if (IsWindingResistance(*ghmp) && proof.of_current && ghmp->IsSourceModule()) {
+        WRDischargeRamp(0);
+      }
+      _rampup = false;
+      return true;
+    }
+    if (proof.peak_counts) clock.SleepFor(kVlfLook);
+    clock.SleepFor(kLook);
+    if (count <= kMaxLooks || ghmp->IsDCTest()) continue;
+
+    logger_mgr::print(fpgaL, kError, 0,
+                      "RAMP DOWN FAIL VOLTAGE STILL PRESENT!!!!\t\t\t\t\t\tmax sample %f fast "
+                      "phasor mag %f count %d \n",
+                      Reading(FastReading::kMaxVoltage, channel).value_or(0), look.value, count);
+    ghmp->SetVoltageAvailableError(Msg::ToDataWord(look.value), ghmp->frequency);
+    return false;
+  }
+}
+
+int FpgaRampControl::StopWaveform(int stop) {
+  const unsigned off = stop != 0 ? kWformRampOn | kWformEnable : 0;
+  return ChangeReg(Q5FPGA_WFORM_CTRL, off, 0, __LINE__);
+}
+
+bool FpgaRampControl::WaitForRampDownToZero(int check, int swap, int stop) {
+  if (check != 0) {
+    if (!ghmp->wrdischargeflag && CheckFPGARampStatus() < 0) {
+      logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN NOT COMPLETE \n");
+      ghmp->SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDN);
+      return false;
+    }
+    if (!AwaitProof(swap)) return false;
+    if (!_rampup) Capture(Logger::RAMP_DOWN_DONE);
+  }
+  return StopWaveform(stop) == 0 || stop == 0;
+}
+
+}  // namespace Dev

@@ -1,0 +1,78 @@
+#include "common/dev/fpga/fpga_invert_channel.h"
+
+#include "common/dev/fpga/capture.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+
+namespace Dev {
+
+using Logger::fpgaL;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Msg::ghmp;
+
+namespace {
+
+constexpr unsigned kBothChannels = 3;
+
+constexpr bool IsChannel(int channel) { return channel == 0 || channel == 1; }
+constexpr unsigned BitOf(int channel) { return 1u << channel; }
+
+}  // namespace
+
+int FpgaInvertChannel::ChangeInversion(int channel, bool inverted) {
+  if (!IsChannel(channel)) return -1;
+  unsigned value = 0;
+  if (ReadReg(Q5FPGA_A2D_CTRL, value) < 0) return -1;
+  const unsigned bit = BitOf(channel);
+  if (((value & bit) != 0) != inverted) {
+    if (WriteReg(Q5FPGA_A2D_CTRL, value ^ bit, __LINE__) < 0) return -1;
+    if (ReadReg(Q5FPGA_A2D_CTRL, value) < 0) return -1;
+    if (inverted) {
+      logger_mgr::print(fpgaL, kInfo, 0, "invert signal 0x%x \n", value);
+    } else {
+      logger_mgr::print(fpgaL, kInfo, 0, "Current channel 0x%x \n", value);
+    }
+  }
+  Capture(inverted ? Logger::INVERT_CHANNEL : Logger::CLEAR_INVERT_CHANNEL, value, channel + 1);
+  return 0;
+}
+
+int FpgaInvertChannel::InvertChannel(int channel) { return ChangeInversion(channel, true); }
+int FpgaInvertChannel::InvertCurrentChannel(int channel) { return ChangeInversion(channel, true); }
+int FpgaInvertChannel::UndoInvertChannel(int channel) { return ChangeInversion(channel, false); }
+
+int FpgaInvertChannel::IsChannelInverted(int channel) {
+  unsigned value = 0;
+  if (!IsChannel(channel) || ReadReg(Q5FPGA_A2D_CTRL, value) < 0) return -1;
+  return (value & BitOf(channel)) != 0 ? 1 : 0;
+}
+
+int FpgaInvertChannel::CorrectCurrentChannel() {
+  unsigned value = 0;
+  if (ChangeReg(Q5FPGA_A2D_CTRL, kBothChannels, 0, __LINE__, value) < 0) return -1;
+  Capture(Logger::CLEAR_INVERT_CHANNEL, value);
+  return 0;
+}
+
+int FpgaInvertChannel::FlipAllChannels() {
+  unsigned value = 0;
+  if (ChangeReg(Q5FPGA_A2D_CTRL, 0, kBothChannels, __LINE__, value) < 0) return -1;
+  logger_mgr::print(fpgaL, kInfo, 0, "Flip all 0x%x \n", value);
+  Capture(Logger::FLIP_ALL_CHANNELS, value);
+  return 0;
+}
+
+int FpgaInvertChannel::SetPolarity(int channel, int polarity) {
+  if (!IsChannel(channel)) return -1;
+  _polarity[static_cast<std::size_t>(channel)] = polarity;
+  ghmp->SetPolarity(channel, polarity);
+  Capture(Logger::CHANNELPOLARITY, channel + 1, polarity);
+  return 0;
+}
+
+int FpgaInvertChannel::GetPolarity(int channel) const {
+  return IsChannel(channel) ? _polarity[static_cast<std::size_t>(channel)].load() : 0;
+}
+
+}  // namespace Dev

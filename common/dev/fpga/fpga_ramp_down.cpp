@@ -1,0 +1,147 @@
+// Ramps down. Going down is the safe way, so nothing that fails keeps a sequence from going on.
+#include <algorithm>
+#include <optional>
+
+#include "common/dev/fpga/capture.h"
+#include "common/dev/fpga/counts.h"
+#include "common/dev/fpga/fpga_ramp_control.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "platform/backend.h"
+
+namespace Dev {
+
+using Logger::fpgaL;
+using Logger::kError;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Msg::ghmp;
+
+namespace {
+
+constexpr unsigned kTimerMode = FPGAAutoTimerRampE;
+constexpr unsigned kManualMode = FPGAManualRampE;
+constexpr int kDcTimer = 1;
+constexpr int kDcSteps = 500;
+constexpr double kTimerUnit = 0.005;  // s
+constexpr int kDemagTimer = 1;
+constexpr double kDemagCycles = 0.02;  // of the test's frequency
+constexpr double kLongestDemag = 2.0;  // s
+constexpr int kRampDownTimer = 10;
+constexpr int kMaxRampDownCycles = 2;
+constexpr int kStepsPerCycle = 1000 / 50;
+
+// Steps of a high-voltage ramp down: half a cycle each when the source runs slowly.
+int HighVoltageDivider() {
+  if (ghmp->IsFrequencyAboveMinimumRamp()) return ghmp->GetFPGAStepDivider();
+  const bool ending = ghmp->IsHmpStopMsg() || ghmp->IsHmpPauseMsg();
+  const float hertz = ending ? ghmp->frequency : ghmp->previousfrequency;
+  return ToCounts(2.0 * double{hertz});
+}
+
+}  // namespace
+
+struct FpgaRampControl::DownRamp {
+  int step;
+  std::optional<int> timer{};  ///< a timer ramp's, else it is a cycle ramp
+  std::optional<Logger::eventtypes_t> event{};
+};
+
+FpgaRampControl::DownRamp FpgaRampControl::ChooseDownRamp(int multiplier) const {
+  const int high = rampdata.highlimit;
+  if (ghmp->IsTimerRampDown() || ghmp->testype == Msg::TEST_DEMAG) {
+    return {StepOf(high, _stepdowndivider), _rampdowntimer, Logger::RAMP_DOWN_VLF};
+  }
+  if (ghmp->IsInternalHVVoltageTest()) {
+    const int from = ghmp->IsManualRampTest() ? ghmp->voltmax.load() : multiplier;
+    return {StepOf(from, HighVoltageDivider())};
+  }
+  if (ghmp->IsDCTest()) return {high / kDcSteps, kDcTimer};
+  if (ghmp->IsFrequencyAboveMinimumRamp()) {
+    return {StepOf(high, ghmp->GetFPGAStepDivider()), {}, Logger::RAMP_DOWN_ABOVE_20HZ};
+  }
+  return {high, {}, Logger::RAMP_DOWN_BELOW_20HZ};
+}
+
+int FpgaRampControl::SetFPGAStopRamp() {
+  Capture(Logger::START_RAMP_DOWN);
+  int result = ChangeReg(Q5FPGA_WFORM_RAMP_CTL, kRampEnable, 0, __LINE__);
+  unsigned multiplier = ToRegister(rampdata.highlimit);  // the most, when it cannot be read
+  const int read = ReadReg(Q5FPGA_WFORM_AMP_VALUE, multiplier);
+  if (read == 0 && multiplier == 0) {
+    logger_mgr::print(fpgaL, kInfo, 0, "%s.%d Waveform amplitude already at 0x%x\n", __func__,
+                      __LINE__, multiplier);
+    return result;
+  }
+  result |= read;
+  result |= ChangeReg(Q5FPGA_WFORM_CTRL, 0, kWformRampOn, __LINE__);
+  result |= ChangeReg(Q5FPGA_WFORM_RAMP_CTL, kRampUp | kRampModeMask, 0, __LINE__);
+
+  const DownRamp ramp = ChooseDownRamp(static_cast<int>(multiplier));
+  const unsigned step = ToRegister(std::max(ramp.step, 1));
+  if (ramp.timer) result |= WriteReg(Q5FPGA_WFORM_AMP_TIMER, ToRegister(*ramp.timer), __LINE__);
+  if (ramp.event) Capture(*ramp.event, step, rampdata.highlimit.load());
+  result |= WriteReg(Q5FPGA_WFORM_UPD_RATE, 0, __LINE__);
+  result |= WriteReg(Q5FPGA_WFORM_STEP_DOWN, step, __LINE__);
+  // the direction goes with the enable bit, so that a failure above never arms a ramp up
+  unsigned control = 0;
+  result |= ChangeReg(Q5FPGA_WFORM_RAMP_CTL, kRampUp | kRampModeMask,
+                      (ramp.timer ? kTimerMode : 0) | kRampEnable, __LINE__, control);
+  logger_mgr::print(fpgaL, kInfo, 0, "start ramp down 0x%x stepvalue %d\n", control,
+                    static_cast<int>(step));
+  _rampdownstarttime = platform::Machine().Clock().Realtime().tv_sec;
+  _dischargestatus = kRampingDown;
+  return result;
+}
+
+int FpgaRampControl::CalculateRampDownParams(float freq, int cycles) {
+  if (!(freq > 0)) {
+    logger_mgr::print(fpgaL, kError, 0, "UNEXPECTED FREQUENCY %f \n", double{freq});
+    return -1;
+  }
+  _frequency = freq;
+  if (ghmp->testype == Msg::TEST_DEMAG) {
+    _rampdowntimer = kDemagTimer;
+    const double seconds = std::min(kDemagCycles / double{freq}, kLongestDemag);
+    _stepdowndivider = ToCounts(seconds / kTimerUnit);
+    return 0;
+  }
+  if (cycles < 1) cycles = kMaxRampDownCycles;
+  _stepdowndivider = std::min(cycles, kMaxRampDownCycles) * kStepsPerCycle;
+  _rampdowntimer = kRampDownTimer;
+  return 0;
+}
+
+int FpgaRampControl::ClearRampEnable() {
+  const int result = ChangeReg(Q5FPGA_WFORM_RAMP_CTL, kRampEnable, 0, __LINE__);
+  _rampupmode = FPGAInvalidRampE;
+  return result;
+}
+
+int FpgaRampControl::WRDischargeRamp(float volts) {
+  int result = ChangeReg(Q5FPGA_WFORM_RAMP_CTL, kRampEnable, 0, __LINE__);
+  const bool up = volts != 0;
+  if (up) {
+    const int whole = ToCounts(double{volts});
+    rampdata.highlimit = VoltsToSample(volts);
+    rampdata.stepvalue = VoltsToStepvalue(whole, ghmp->GetFPGAStepDivider());
+    result |= SetFPGAHardLimit(whole, ToCounts(double{ghmp->GetFPGATuneLimit()}));
+  } else {
+    rampdata.highlimit = 0;
+  }
+  const unsigned target = ToRegister(rampdata.highlimit);
+  const unsigned step = ToRegister(std::max(rampdata.stepvalue.load(), 1));
+  const unsigned mode = kManualMode | (up ? kRampUp : 0);
+  result |= ChangeReg(Q5FPGA_WFORM_RAMP_CTL, kRampModeMask | kRampUp, mode, __LINE__);
+  result |= WriteReg(Q5FPGA_AMP_TARGET, target, __LINE__);
+  result |= WriteReg(Q5FPGA_AMP_STEP_UP_VALUE, step, __LINE__);
+  result |= WriteReg(Q5FPGA_WFORM_AMP_MANUAL, target, __LINE__);
+  if (up && result < 0) return result;
+  unsigned control = 0;
+  result |= ChangeReg(Q5FPGA_WFORM_RAMP_CTL, kRampModeMask | kRampUp, mode | kRampEnable, __LINE__,
+                      control);
+  logger_mgr::print(fpgaL, kInfo, 0, "WR DISCHARGE FPGA Ramp register 0x%04X  \n", control);
+  return result;
+}
+
+}  // namespace Dev

@@ -1,0 +1,101 @@
+// What the hardware tells of its ramp.
+#include <chrono>
+
+#include "common/dev/fpga/capture.h"
+#include "common/dev/fpga/fpga_ramp_control.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "common/msg/major_codes.h"
+#include "platform/backend.h"
+
+namespace Dev {
+
+using Logger::fpgaL;
+using Logger::kError;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Msg::ghmp;
+
+namespace {
+
+constexpr std::chrono::microseconds kPoll{100};
+constexpr int kPollsPerMillisecond = 10;
+constexpr int kMaxPolls = 31000;
+constexpr int kPollsPerLine = 10000;
+constexpr int kMaxLostPolls = 100;  // one after another
+
+enum class Poll { kDown, kStillUp, kLost };
+
+}  // namespace
+
+void FpgaRampControl::SetRampUpInProgress(bool running) {
+  const std::lock_guard lock(rampupprogresslock);
+  _rampupinprogress = running;
+}
+
+bool FpgaRampControl::IsRampUpInProgress() const {
+  const std::lock_guard lock(rampupprogresslock);
+  return _rampupinprogress;
+}
+
+int FpgaRampControl::IsRampDone() {
+  unsigned control = 0;
+  if (ReadReg(Q5FPGA_WFORM_RAMP_CTL, control) < 0) return -1;
+  return (control & kRampAtTarget) != 0 ? 1 : 0;
+}
+
+int FpgaRampControl::SourceRampToZero() {
+  constexpr unsigned kGoingDown = kRampAtZero | kRampEnable | kRampUp;
+  unsigned control = 0;
+  if (ReadReg(Q5FPGA_WFORM_RAMP_CTL, control) < 0) {
+    logger_mgr::print(fpgaL, kError, 0, "Error reading ramp control register 0x%04X 0x%04X\n",
+                      static_cast<unsigned>(Q5FPGA_WFORM_RAMP_CTL), control);
+    return 1;
+  }
+  unsigned multiplier = 0;
+  if (ReadReg(Q5FPGA_WFORM_AMP_VALUE, multiplier) < 0) {
+    logger_mgr::print(fpgaL, kError, 0, "Error reading multiplier register  \n");
+    return 1;
+  }
+  return (control & kGoingDown) == kRampEnable && multiplier != 0 ? 1 : 0;
+}
+
+int FpgaRampControl::CheckFPGARampStatus() {
+  const auto poll = [this] {
+    unsigned control = 0;
+    unsigned multiplier = 0;
+    if (ReadReg(Q5FPGA_WFORM_RAMP_CTL, control) < 0) return Poll::kLost;
+    if ((control & kRampAtZero) != 0) return Poll::kDown;
+    if (ReadReg(Q5FPGA_WFORM_AMP_VALUE, multiplier) < 0) return Poll::kLost;
+    if ((control & kRampAtTarget) == 0 || multiplier != 0) return Poll::kStillUp;
+    Capture(Logger::FPGA_INVALID_RAMPSTATUS);
+    return Poll::kDown;
+  };
+  const bool bounded = !ghmp->IsDCTest();
+  int lost = 0;
+  int count = 0;
+  while ((count < kMaxPolls || !bounded) && lost < kMaxLostPolls) {
+    const Poll result = poll();
+    if (result == Poll::kDown) return 0;
+    lost = result == Poll::kLost ? lost + 1 : 0;
+    if (++count % kPollsPerLine == 0) {
+      logger_mgr::print(fpgaL, kInfo, 0, "%s.%d Ramping Down for %d milliseconds \n", __func__,
+                        __LINE__, count / kPollsPerMillisecond);
+    }
+    platform::Machine().Clock().SleepFor(kPoll);
+  }
+  logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN RETRY %d \n", count);
+  logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN UNSUCCESSFUL(AFTER RETRIES) \n");
+  return -1;
+}
+
+int FpgaRampControl::FPGAEnablePrimary() {
+  if (const int result = CheckFPGARampStatus(); result < 0) {
+    logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN NOT COMPLETE \n");
+    ghmp->SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDN);
+    return result;
+  }
+  return ChangeReg(Q5FPGA_WFORM_CTRL, 0, kWformPrimary, __LINE__);
+}
+
+}  // namespace Dev

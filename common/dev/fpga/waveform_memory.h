@@ -1,0 +1,26 @@
+// A mapping of the waveform generator's source memory, undone with the object.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace Dev {
+
+class WaveformMemory {
+ public:
+  /// `fd` is the FPGA's device; `bytes` decides which of its memories it is.
+  WaveformMemory(int fd, std::size_t bytes);
+  ~WaveformMemory();
+  WaveformMemory(const WaveformMemory&) = delete;
+  WaveformMemory& operator=(const WaveformMemory&) = delete;
+
+  /// False when the memory could not be mapped, which the log tells.
+  explicit operator bool() const { return !samples_.empty(); }
+  std::span<std::int16_t> Samples() const { return samples_; }
+
+ private:
+  std::span<std::int16_t> samples_;
+};
+
+}  // namespace Dev

@@ -1,0 +1,29 @@
+// Exact numbers of any size: what the results of the clock plan are compared with.
+#pragma once
+
+#include <boost/multiprecision/cpp_int.hpp>
+#include <cstdint>
+
+#include "common/msg/m3x64_num.h"
+
+namespace sclk_test {
+
+using Integer = boost::multiprecision::cpp_int;
+using Rational = boost::multiprecision::cpp_rational;
+
+inline Rational ToRational(const m3x64_num& n) {
+  return Rational(n.a) + Rational(Integer(n.b), Integer(n.c));
+}
+
+inline Integer Floor(const Rational& x) { return numerator(x) / denominator(x); }
+
+/// To the nearest integer, halves upwards.
+inline Integer Round(const Rational& x) { return Floor(x + Rational(1, 2)); }
+
+inline Rational Power(const Rational& x, int n) {
+  Rational result = 1;
+  for (int i = 0; i < n; ++i) result *= x;
+  return result;
+}
+
+}  // namespace sclk_test
