@@ -110,6 +110,7 @@ int main(int argc, char* argv[]) {
   if (fpga == nullptr) return -1;
   PrintBanner(build_info.get());
   Msg::HmpErrorRep::InitMajorErrors();
+  fpga->ClearALLOK();
   Mos::g_fpgafd = fpga->GetDeviceFd();
 
   Dev::I2cMgr& i2c = Dev::I2cMgr::CreateI2cMgr(options.gid.c_str(), options.gport);

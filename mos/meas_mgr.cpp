@@ -1,5 +1,6 @@
 #include "mos/meas_mgr.h"
 
+#include <ctime>
 #include <utility>
 
 #include "common/dev/fpga/fpga_dev.h"
@@ -37,10 +38,13 @@ int MeasMgr::Init(int revision) {
   ReadConfiguration();
   if (StartBoard(revision) < 0) return -1;
   ReadCalibration();
+  ResetFpga();
   ConfigureChannels();
+  StartClocks();
   if (StartDeferredWork() < 0) return -1;
   ghmp->SetFFT900(run_fft900);
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
+  InvertFirstChannel();
   logger_mgr::print(measurementL, Logger::kNotice, 0, "mos fe tcp port%d\n",
                     static_cast<std::uint16_t>(GetDefFeTcpPort()));
   ghmp->CheckNetworkDrives();
@@ -56,8 +60,13 @@ void MeasMgr::ReadConfiguration() {
     Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
     return fpga == nullptr ? -1 : fpga->ReadReg(offset, value);
   };
+  links.ramp_down_start = [] {
+    const Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+    return fpga == nullptr ? std::time_t{0} : fpga->GetRampDownStartTime();
+  };
   data.SetLinks(std::move(links));
   _daemonconfig = SetConfigParameters(_varekconfig, data);
+  ConfigureFpga();
   logger_mgr::GetLogger()->SetNetworkDrives({
       .busy = [] { return ghmp->MountBusy(); },
       .done = [] { return ghmp->networkmountdone.load(); },

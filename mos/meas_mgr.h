@@ -10,6 +10,7 @@
 #include <string>
 
 #include "common/dev/i2c/i2c_mgr.h"
+#include "common/dev/sclk/spclk_dev.h"
 #include "common/msg/hmp_error_rep.h"
 #include "common/msg/hmp_records.h"
 #include "common/signalh/signal_common.h"
@@ -74,12 +75,20 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   void ReadCalibration();
   void ConfigureChannels();
 
+  // The FPGA and the sampling clock (clocks.cpp).
+  static void ConfigureFpga();
+  static void ResetFpga();
+  void StartClocks();
+  void InitSpclk();
+  void InvertFirstChannel() const;
+
   static MeasMgr* _instance;
 
   libconfig::Config _varekconfig;
   DaemonConfig _daemonconfig;
 
   int _skip_ee2xml = 0;
+  Dev::SpclkDev* _spclk = nullptr;  ///< the sampling clock; null before Init and without a chip
 };
 
 }  // namespace Mos
