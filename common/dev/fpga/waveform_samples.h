@@ -24,8 +24,8 @@ void FillChirp(std::span<std::int16_t> cycle);
 void FillSweep(std::span<std::int16_t> cycle);
 
 /// Numbers of the run-in: it begins at `kPreCycleSpeed` times the frequency of the sine, which it
-/// falls to exponentially, and fades up. The speed is the value for which its phase ends at exactly
-/// one turn.
+/// falls to exponentially, and fades up. The speed is the value for which its phase ends at one
+/// turn, within a count of the sine that follows.
 struct PreCycleParams {
   double ratio;  ///< of the frequencies, per cycle of the sine
   double log_ratio;
