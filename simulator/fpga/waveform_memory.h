@@ -9,7 +9,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string>
 
 #include "simulator/shared_memory.h"
@@ -31,10 +30,6 @@ class WaveformMemory {
   bool IsFast() const { return fast_; }
   /// The end of writing: the FPGA has from now on what stands in the mapped buffers.
   void Load();
-  /// Requires buffer 0 or 1.
-  std::span<const std::int16_t, kBufferSamples> Loaded(std::size_t buffer) const {
-    return loaded_[buffer];
-  }
   /// The lowest and the highest sample of each loaded buffer.
   std::string Describe() const;
 
