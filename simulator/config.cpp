@@ -138,6 +138,10 @@ constexpr Key kKeys[] = {
      [](const json& value, Config& config) {
        return TakeDouble(value, 99, config.driver_version);
      }},
+    {"line_frequency", "a number above 0, at most 1000",
+     [](const json& value, Config& config) {
+       return TakeDouble(value, 1000, config.line_frequency);
+     }},
     {"firmware_version", "a text of 1 to 64 characters on one line", TakeFirmware},
     {"addresses", "an object of \"main\", \"meas\", \"source\" with addresses in 127.0.0.0/8",
      TakeAddresses},

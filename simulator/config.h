@@ -39,6 +39,7 @@ struct Config {
   unsigned board_revision = 4;  ///< 0..15
   unsigned fpga_version = 150;  ///< 0..4095
   double driver_version = 0.90;
+  double line_frequency = 60.0;  ///< of the mains, hertz
   std::string firmware_version = "1.0.0-q5sim";
   Addresses addresses = {"127.0.0.51", "127.0.0.52", "127.0.0.53"};
   std::uint64_t seed = 0;  ///< 0: one is drawn at start

@@ -69,7 +69,7 @@ std::string SetFault(const Units& units, Arguments arguments) {
 
 constexpr std::size_t kShownBytes = 16;
 constexpr std::size_t kMostShownBytes = 4096;
-constexpr std::size_t kMostMemoryBytes = 65536;
+constexpr std::size_t kMostMemoryBytes = 0x100000;
 
 /// The words behind "memory NAME ACTION" as numbers; nothing when one is none.
 std::optional<std::vector<std::size_t>> Numbers(Arguments words) {

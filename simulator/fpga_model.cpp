@@ -1,76 +1,19 @@
 #include "simulator/fpga_model.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <optional>
 #include <string>
 
+#include "simulator/fpga/registers.h"
 #include "simulator/parse.h"
 
 namespace simulator {
 namespace {
 
-constexpr std::uint16_t kAll = 0xFFFF;
-constexpr std::uint16_t kNone = 0;
-
-enum Offset : std::uint16_t {
-  kDeviceId = 0,
-  kVersion = 2,
-  kClkSel = 6,
-  kDdsFreqLow = 8,
-  kMiscCtrl = 22,
-};
-
-constexpr RegisterInfo kRegisters[] = {
-    {kDeviceId, "Q5FPGA_DEVICE_ID", kNone},
-    {kVersion, "Q5FPGA_VERSION", kNone},
-    {4, "Q5FPGA_SCRATCH", kAll},
-    {kClkSel, "Q5FPGA_CLK_SEL", kAll},
-    {kDdsFreqLow, "REG_DDS_FREQ_LSHW", kAll},
-    {10, "REG_DDS_FREQ_MSHW", kAll},
-    {14, "Q5FPGA_A2D_CTRL", kAll, 0x1040},
-    {16, "Q5FPGA_A2D_SAMPLE_WR", kAll},
-    {18, "Q5FPGA_A2D_STATUS", kNone},
-    {20, "Q5FPGA_WFORM_CTRL", 0x7FFF},        // bit 15: polarity status
-    {kMiscCtrl, "Q5FPGA_MISC_CTRL", 0x3FFF},  // bits 14, 15: ALLOK input, module strap
-    {24, "REG_WAVEFORM_CYC_LEN", kAll},
-    {26, "REG_WAVEFORM_SAMPLE_CT", kAll},
-    {28, "REG_WAVEFORM_CYC_CT", kAll},
-    {30, "Q5FPGA_AMP_TARGET", kAll},
-    {32, "Q5FPGA_AMP_STEP_UP_VALUE", kAll},
-    {34, "Q5FPGA_WFORM_UPD_RATE", kAll},
-    {36, "Q5FPGA_WFORM_AMP_VALUE", kNone},
-    {38, "Q5FPGA_WFORM_AMP_MANUAL", kAll},
-    {40, "Q5FPGA_WFORM_AMP_TIMER", kAll},
-    {42, "Q5FPGA_SYSTEM_ID_WORD1", kAll},
-    {44, "Q5FPGA_SYSTEM_ID_WORD2", kAll},
-    {46, "Q5FPGA_SYSTEM_ID_WORD3", kAll},
-    {48, "Q5FPGA_WFORM_RAMP_CTL", 0x1FFF, 0x2000},  // bits 13..15: at zero, at target, busy
-    {50, "Q5FPGA_WFORM_STEP_DOWN", kAll},
-    {52, "Q5FPGA_FREQ_EST_LSW", kNone},
-    {54, "Q5FPGA_FREQ_EST_MSW", kNone},
-    {60, "Q5FPGA_PSOC_CTRL_STAT", kAll},
-    {62, "Q5FPGA_PSOC_COMMAND", kAll},
-    {64, "Q5FPGA_WFORM_HARD_LIMIT", kAll},
-    {66, "Q5FPGA_PSOC_NUMBITS", kAll},
-    {68, "Q5FPGA_ALLOK_STATUS_CONTROL", kAll},
-    {70, "Q5FPGA_ALLNOTOK_EVENT", kAll},
-    {72, "Q5FPGA_ALLOK_WATCHDOG_TICKLE", kAll},
-    {74, "Q5FPGA_LNSYNC_CTL_STAT_REG", 0x3FFF},  // bits 14, 15: locked, estimate complete
-    {76, "Q5FPGA_LNSYNC_EST_HI_REG", kNone},
-    {78, "Q5FPGA_LNSYNC_EST_LO_REG", kNone},
-    {80, "Q5FPGA_LNSYNC_SIM_FREQ_REG", kAll},
-    {82, "Q5FPGA_MISC_STATCTL2_REG", 0xE7FF, 0x1800},  // bits 11, 12: both fans turn
-    {84, "Q5FPGA_MISC_STATCTL3_REG", kAll},
-    {86, "Q5FPGA_MCLK_CNT_STARTVAL_REG", kAll},
-    {88, "Q5FPGA_WCLK_CNT_STARTVAL_REG", kAll},
-    {90, "Q5FPGA_LNSYNC_TRKR_OFF_THRESH_REG", kAll},
-    {92, "Q5FPGA_LNSYNC_CUR_OFF_REG", kNone},
-    {94, "Q5FPGA_LNSYNC_CUR_OFF_DELTA_REG", kNone},
-    {96, "Q5FPGA_LNSYNC_CORR_PULSE_LIM_REG", kAll},
-    {98, "Q5FPGA_LNSYNC_CORR_PULSE_STAT_REG", kNone},
-};
+using namespace fpga;
 
 constexpr std::uint16_t kMainIdentity = 0x980;
 constexpr std::uint16_t kOtherIdentity = 0x984;
@@ -85,11 +28,28 @@ struct AllokBits {
 constexpr AllokBits kMainAllok = {kClkSel, 1U << 4, kDdsFreqLow, 1U << 1};
 constexpr AllokBits kOtherAllok = {kMiscCtrl, 1U << 1, kMiscCtrl, 1U << 14};
 
+/// The wave in the high-speed memory.
+constexpr double kFastSamples = 0x40000;
+
+// SwitchWaveformMode
+constexpr std::int32_t kModeOffset = 2;
+constexpr std::uint32_t kModeFast = 8;
+
+// The display's controller
+constexpr std::int32_t kOledCommand = 0;
+constexpr std::int32_t kOledCharacter = 2;
+
 std::string Hex(std::uint16_t value) {
   char text[8];
   std::snprintf(text, sizeof text, "0x%04X", value);
   return text;
 }
+
+std::string ShowClock(const std::optional<Fraction>& clock) {
+  return clock ? clock->Text("Hz") : "off";
+}
+
+double Hertz(const std::optional<Fraction>& clock) { return clock ? clock->Value() : 0; }
 
 }  // namespace
 
@@ -104,32 +64,125 @@ class FpgaModel::File final : public platform::DeviceFile {
     std::memcpy(argument, &command, sizeof command);
     return result;
   }
+  int Map(size_t length, off_t offset) override { return fpga_.Map(length, offset); }
 
  private:
   FpgaModel& fpga_;
 };
 
-FpgaModel::FpgaModel(const Config& config, platform::Clock& clock, Units& units)
+FpgaModel::FpgaModel(const Config& config, platform::Clock& clock, Si5338* clock_chip, Units& units)
     : config_(config),
       clock_(clock),
-      registers_(kRegisters),
+      clock_chip_(clock_chip),
       faults_({Fault::kOff, Fault::kStuck, Fault::kGarbage, Fault::kWrong, Fault::kSlow,
                Fault::kIntermittent},
-              config.seed) {
+              config.seed),
+      registers_(kRegisters),
+      clock_tree_(clock_chip, units),
+      generator_(registers_),
+      memory_(config.driver_version, units),
+      line_sync_(registers_, config.line_frequency),
+      allok_(config.module, units) {
   registers_.Drive(kDeviceId, Identity(false));
   registers_.Drive(kVersion, static_cast<std::uint16_t>(config_.fpga_version));
   if (config_.module == Module::kMeas) registers_.Drive(kMiscCtrl, kMeasStrap, kMeasStrap);
   units.AddFaults("fpga", faults_);
+  AddRegisterValues(units);
+  AddLineValues(units);
+  AddSignalValues(units);
+  if (config_.module == Module::kMain) AddOledValues(units);
+}
+
+// --- The control socket ---
+
+void FpgaModel::AddRegisterValues(Units& units) {
   for (const RegisterInfo& info : registers_.Table()) {
     const std::uint16_t offset = info.offset;
+    Units::Setter set;
+    if (std::ranges::find(kMeasured, offset) == std::end(kMeasured)) {
+      set = [this, offset](std::string_view text) {
+        const auto value = ParseHexOrDecimal(text, 0xFFFF);
+        if (!value) return false;
+        const std::lock_guard lock(mutex_);
+        Change(offset, static_cast<std::uint16_t>(*value), kAll);
+        return true;
+      };
+    }
     units.AddValue(
-        std::string("fpga.") + info.name, [this, offset] { return Hex(*registers_.Read(offset)); },
-        [this, offset](std::string_view text) {
-          const auto value = ParseHexOrDecimal(text, 0xFFFF);
-          return value && registers_.Drive(offset, static_cast<std::uint16_t>(*value));
+        std::string("fpga.") + info.name,
+        [this, offset] {
+          const std::lock_guard lock(mutex_);
+          Refresh();
+          return Hex(*registers_.Read(offset));
+        },
+        std::move(set));
+  }
+}
+
+void FpgaModel::AddLineValues(Units& units) {
+  units.AddValue(
+      "line.frequency",
+      [this] {
+        const std::lock_guard lock(mutex_);
+        return std::to_string(line_sync_.Line().Hertz(clock_.Monotonic()));
+      },
+      [this](std::string_view text) {
+        const auto hertz = ParseReal(text, 0, PowerLine::kMostHertz);
+        if (!hertz) return false;
+        const std::lock_guard lock(mutex_);
+        SetLine(*hertz, line_sync_.Line().Drift());
+        return true;
+      });
+  units.AddValue(
+      "line.drift",
+      [this] {
+        const std::lock_guard lock(mutex_);
+        return std::to_string(line_sync_.Line().Drift());
+      },
+      [this](std::string_view text) {
+        const auto drift = ParseReal(text, -PowerLine::kMostDrift, PowerLine::kMostDrift);
+        if (!drift) return false;
+        const std::lock_guard lock(mutex_);
+        SetLine(line_sync_.Line().Hertz(clock_.Monotonic()), *drift);
+        return true;
+      });
+}
+
+void FpgaModel::SetLine(double hertz, double drift) {
+  Refresh();
+  line_sync_.SetLine(clock_.Monotonic(), hertz, drift);
+  FollowClocks();
+}
+
+void FpgaModel::AddSignalValues(Units& units) {
+  units.AddValue("clock.source", [this] { return ShowClock(Signals().clocks.source); });
+  units.AddValue("clock.converter", [this] { return ShowClock(Signals().clocks.converter); });
+  units.AddValue("clock.waveform", [this] { return ShowClock(Signals().clocks.waveform); });
+  units.AddValue("fpga.waveform.frequency",
+                 [this] { return std::to_string(Signals().waveform_hertz) + " Hz"; });
+  units.AddValue("fpga.waveform.mode", [this] { return Signals().fast ? "high-speed" : "normal"; });
+  units.AddValue("fpga.waveform.loaded", [this] {
+    const std::lock_guard lock(mutex_);
+    return memory_.Describe();
+  });
+}
+
+void FpgaModel::AddOledValues(Units& units) {
+  for (std::size_t line = 0; line < Oled::kLines; ++line) {
+    units.AddValue(
+        "fpga.oled.line" + std::to_string(line + 1),
+        [this, line] {
+          const std::lock_guard lock(mutex_);
+          return oled_.Line(line);
+        },
+        [this, line](std::string_view text) {
+          const std::lock_guard lock(mutex_);
+          return oled_.SetLine(line, text);
         });
   }
 }
+
+// --- The driver ---
 
 std::uint16_t FpgaModel::Identity(bool wrong) const {
   const bool main = (config_.module == Module::kMain) != wrong;
@@ -145,15 +198,24 @@ std::unique_ptr<platform::DeviceFile> FpgaModel::Open(int& error) {
   return std::make_unique<File>(*this);
 }
 
+int FpgaModel::Map(std::size_t length, off_t offset) {
+  if (faults_.Now() == Fault::kOff) return -EIO;
+  return memory_.Map(length, offset);
+}
+
 int FpgaModel::Request(unsigned long request, Dev::FpgaCmd& command) {
   const Fault fault = faults_.Now();
   if (fault == Fault::kOff) return -EIO;
   if (fault == Fault::kSlow) clock_.SleepFor(faults_.Delay());
+  const bool oled = command.devtype == Dev::FPGA_OLED_REG && config_.module == Module::kMain;
+  const std::lock_guard lock(mutex_);
   switch (request) {
     case Dev::Q5FPGA_CMD_RD:
-      return ReadRegister(command, fault);
+      return oled ? ReadOled(command) : ReadRegister(command, fault);
     case Dev::Q5FPGA_CMD_WR:
-      return WriteRegister(command, fault);
+      return oled ? WriteOled(command, fault) : WriteRegister(command, fault);
+    case Dev::Q5FPGA_CMD_START_SRC_BUFFER_DMA:
+      return SwitchWaveformMode(command, fault);
     default:
       return -ENOTTY;
   }
@@ -161,6 +223,7 @@ int FpgaModel::Request(unsigned long request, Dev::FpgaCmd& command) {
 
 int FpgaModel::ReadRegister(Dev::FpgaCmd& command, Fault fault) {
   if (command.devtype != Dev::FPGA_REG) return -EINVAL;
+  if (fault != Fault::kStuck) Refresh();
   const auto value = registers_.Read(static_cast<std::uint32_t>(command.offset));
   if (!value) return -EINVAL;
   command.val = *value;
@@ -171,18 +234,102 @@ int FpgaModel::ReadRegister(Dev::FpgaCmd& command, Fault fault) {
 
 int FpgaModel::WriteRegister(const Dev::FpgaCmd& command, Fault fault) {
   if (command.devtype != Dev::FPGA_REG) return -EINVAL;
-  const auto offset = static_cast<std::uint32_t>(command.offset);
-  if (!registers_.Read(offset)) return -EINVAL;
+  const auto& table = registers_.Table();
+  const auto found = std::ranges::find(table, command.offset, &RegisterInfo::offset);
+  if (found == table.end()) return -EINVAL;
   if (fault == Fault::kStuck) return 0;
-  registers_.Write(offset, static_cast<std::uint16_t>(command.val));
-  FollowAllok();
+  Change(found->offset, static_cast<std::uint16_t>(command.val), found->writable);
   return 0;
+}
+
+int FpgaModel::ReadOled(Dev::FpgaCmd& command) {
+  if (command.offset != kOledCharacter) return -EINVAL;
+  command.val = oled_.ReadCharacter();
+  return 0;
+}
+
+int FpgaModel::WriteOled(const Dev::FpgaCmd& command, Fault fault) {
+  if (command.offset != kOledCommand) return -EINVAL;
+  if (fault != Fault::kStuck) oled_.Command(static_cast<std::uint8_t>(command.val));
+  return 0;
+}
+
+int FpgaModel::SwitchWaveformMode(const Dev::FpgaCmd& command, Fault fault) {
+  if (command.devtype != Dev::FPGA_REG || command.offset != kModeOffset) return -EINVAL;
+  if (command.val != 0 && command.val != kModeFast) return -EINVAL;
+  if (fault != Fault::kStuck) memory_.SetFast(command.val == kModeFast);
+  return 0;
+}
+
+// --- Behaviour ---
+
+void FpgaModel::Refresh() {
+  const platform::Nanoseconds now = clock_.Monotonic();
+  generator_.Advance(now);
+  line_sync_.Advance(now);
+  FollowClocks();
+  FollowAllok();
+}
+
+/// Takes the registers and clocks as they are now into the behaviours.
+void FpgaModel::FollowClocks() {
+  const platform::Nanoseconds now = clock_.Monotonic();
+  const Clocks clocks = clock_tree_.Make(*registers_.Read(kClkSel));
+  generator_.Configure(now, Hertz(clocks.waveform) / ClockTree::kClocksPerWaveformSample);
+  line_sync_.Configure(now, generator_.CycleHertz());
+  const auto estimate = static_cast<std::uint32_t>(std::llround(Hertz(clocks.converter)));
+  registers_.Drive(kFreqEstLow, static_cast<std::uint16_t>(estimate));
+  registers_.Drive(kFreqEstHigh, static_cast<std::uint16_t>(estimate >> 16));
 }
 
 void FpgaModel::FollowAllok() {
   const AllokBits& bits = config_.module == Module::kMain ? kMainAllok : kOtherAllok;
-  const bool ok = (*registers_.Read(bits.output_offset) & bits.output_mask) != 0;
-  registers_.Drive(bits.input_offset, ok ? bits.input_mask : 0, bits.input_mask);
+  allok_.SetOwn((*registers_.Read(bits.output_offset) & bits.output_mask) != 0);
+  registers_.Drive(bits.input_offset, allok_.IsUp() ? bits.input_mask : 0, bits.input_mask);
+}
+
+void FpgaModel::Change(std::uint16_t offset, std::uint16_t value, std::uint16_t mask) {
+  Refresh();
+  const unsigned before = *registers_.Read(offset);
+  registers_.Drive(offset, value, mask);
+  ActOnEdges(offset, before, *registers_.Read(offset));
+  FollowClocks();
+  FollowAllok();
+}
+
+void FpgaModel::ActOnEdges(std::uint16_t offset, unsigned before, unsigned after) {
+  const unsigned rising = after & ~before;
+  const unsigned falling = before & ~after;
+  if (offset == kMiscCtrl && clock_chip_ != nullptr) {
+    if ((rising & kStepPulseUp) != 0) clock_chip_->PulsePin(Si5338::Step::kUp);
+    if ((rising & kStepPulseDown) != 0) clock_chip_->PulsePin(Si5338::Step::kDown);
+  }
+  if (offset == kWformCtrl && (falling & kBufferWrite) != 0) memory_.Load();
+  if (offset == kClkSel && (falling & kOledRun) != 0) oled_.Reset();
+}
+
+FpgaSignals FpgaModel::Signals() {
+  const std::lock_guard lock(mutex_);
+  Refresh();
+  return SignalsLocked();
+}
+
+FpgaSignals FpgaModel::SignalsLocked() const {
+  const unsigned waveform = *registers_.Read(kWformCtrl);
+  const unsigned converter = *registers_.Read(kA2dCtrl);
+  FpgaSignals signals;
+  signals.clocks = clock_tree_.Make(*registers_.Read(kClkSel));
+  signals.multiplier = generator_.Multiplier();
+  signals.negative = generator_.IsNegative();
+  signals.fast = memory_.IsFast();
+  signals.primary_on = (waveform & kPrimaryOn) != 0;
+  signals.dac_on = (waveform & kDacOn) != 0;
+  for (unsigned channel = 0; channel < signals.inverted.size(); ++channel) {
+    signals.inverted[channel] = (converter >> channel & 1U) != 0;
+  }
+  const double cycle = *registers_.Read(kCycleLength) + 1.0;
+  signals.waveform_hertz = generator_.CycleHertz() * (signals.fast ? cycle / kFastSamples : 1);
+  return signals;
 }
 
 }  // namespace simulator

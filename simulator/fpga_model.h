@@ -1,45 +1,95 @@
-// The FPGA behind "/dev/q5fpga0": its register map and the driver's requests.
+// The FPGA behind "/dev/q5fpga0": its register map and the driver's requests. What the registers
+// set in motion stands in simulator/fpga/, a file for each behaviour.
 //
-// What the registers would set in motion (sample ring, waveform, ramp and line estimator) is not
-// modelled yet: the bits hold what is written, status bits hold their power-up value, and the
-// driver's requests for it fail with ENOTTY. The ALLOK input follows the module's own output, as
-// the line does when no other module pulls it.
+// Nothing here has a thread: every access first brings the behaviours up to the present. A clock
+// that changes without an access (the clock chip's output) counts as changed at the next one.
+//
+// Sampling is not modelled yet; the driver's requests for it fail with ENOTTY.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 
 #include "platform/clock.h"
 #include "platform/fpga_driver.h"
 #include "platform/instrument.h"
 #include "simulator/config.h"
+#include "simulator/fpga/allok_line.h"
+#include "simulator/fpga/clock_tree.h"
+#include "simulator/fpga/line_sync.h"
+#include "simulator/fpga/oled.h"
+#include "simulator/fpga/waveform_generator.h"
+#include "simulator/fpga/waveform_memory.h"
 #include "simulator/register_file.h"
 #include "simulator/units.h"
 
 namespace simulator {
 
+/// What the FPGA does to the signals around it, at one moment.
+struct FpgaSignals {
+  fpga::Clocks clocks;
+  double waveform_hertz = 0;  ///< of the wave in memory; 0 while nothing is generated
+  std::uint16_t multiplier = 0;
+  bool negative = false;  ///< the second buffer is played
+  bool fast = false;      ///< the high-speed memory is played
+  bool primary_on = false;
+  bool dac_on = false;
+  std::array<bool, 2> inverted{};  ///< by channel: its samples are negated
+};
+
 /// Threads: any.
 class FpgaModel {
  public:
-  FpgaModel(const Config& config, platform::Clock& clock, Units& units);
+  /// `clock_chip` is null on a module without one; it and the other references outlive the model.
+  FpgaModel(const Config& config, platform::Clock& clock, Si5338* clock_chip, Units& units);
 
   /// Null with `error` set when the chip is off.
   std::unique_ptr<platform::DeviceFile> Open(int& error);
+  FpgaSignals Signals();
 
  private:
   class File;
+
+  void AddRegisterValues(Units& units);
+  void AddLineValues(Units& units);
+  void AddSignalValues(Units& units);
+  void AddOledValues(Units& units);
 
   /// 0 or a negative errno, as the driver answers.
   int Request(unsigned long request, Dev::FpgaCmd& command);
   int ReadRegister(Dev::FpgaCmd& command, Fault fault);
   int WriteRegister(const Dev::FpgaCmd& command, Fault fault);
+  int ReadOled(Dev::FpgaCmd& command);
+  int WriteOled(const Dev::FpgaCmd& command, Fault fault);
+  int SwitchWaveformMode(const Dev::FpgaCmd& command, Fault fault);
+  int Map(std::size_t length, off_t offset);
+
+  // All of these are called with mutex_ held.
+  void Refresh();
+  void FollowClocks();
   void FollowAllok();
+  /// Changes a register from the bus or, with `mask`, from the hardware's side.
+  void Change(std::uint16_t offset, std::uint16_t value, std::uint16_t mask);
+  void ActOnEdges(std::uint16_t offset, unsigned before, unsigned after);
+  void SetLine(double hertz, double drift);
+  FpgaSignals SignalsLocked() const;
+
   std::uint16_t Identity(bool wrong) const;
 
   const Config config_;
   platform::Clock& clock_;
-  RegisterFile registers_;
+  Si5338* const clock_chip_;
   FaultSwitch faults_;
+  std::mutex mutex_;  ///< guards the fields below
+  RegisterFile registers_;
+  fpga::ClockTree clock_tree_;
+  fpga::WaveformGenerator generator_;
+  fpga::WaveformMemory memory_;
+  fpga::LineSync line_sync_;
+  fpga::AllokLine allok_;
+  fpga::Oled oled_;
 };
 
 }  // namespace simulator

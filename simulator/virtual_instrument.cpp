@@ -39,8 +39,8 @@ VirtualInstrument::VirtualInstrument(const Config& config, std::string root, pla
     : config_(config),
       root_(std::move(root)),
       clock_(clock),
-      fpga_(config_, clock_, units_),
       i2c_(config_, clock_, units_),
+      fpga_(config_, clock_, i2c_.ClockChip(), units_),
       attributes_(config_, units_),
       mounts_(config_.seed, shell_, units_) {
   problem_ = i2c_.Problem();

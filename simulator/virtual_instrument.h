@@ -44,6 +44,8 @@ class VirtualInstrument final : public platform::Instrument {
   const std::string& Problem() const { return problem_; }
   /// For what stands around the instrument and has values or faults of its own.
   simulator::Units& Units() { return units_; }
+  /// What the FPGA does to the signals now.
+  FpgaSignals Signals() { return fpga_.Signals(); }
   /// Null on a module without channel boards; 0 or 1.
   MeasChannelBoard* Channel(std::size_t channel) { return i2c_.Channel(channel); }
 
@@ -62,8 +64,8 @@ class VirtualInstrument final : public platform::Instrument {
   const std::string root_;
   platform::Clock& clock_;
   simulator::Units units_;
-  FpgaModel fpga_;
   I2cBoard i2c_;
+  FpgaModel fpga_;
   DriverAttributes attributes_;
   Shell shell_;
   Mounts mounts_;

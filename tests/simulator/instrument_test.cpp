@@ -87,9 +87,10 @@ TEST_F(InstrumentTest, RegistersHoldWhatTheBusMayWrite) {
 TEST_F(InstrumentTest, ControlSeesAndDrivesRegisters) {
   ASSERT_EQ(Write(30, 500), 0);
   EXPECT_EQ(Control("get fpga.Q5FPGA_AMP_TARGET"), "ok 0x01F4");
-  EXPECT_EQ(Control("set fpga.Q5FPGA_FREQ_EST_LSW 0xBEEF"), "ok");
-  EXPECT_EQ(Read(52), 0xBEEF);
-  EXPECT_THAT(Control("set fpga.Q5FPGA_FREQ_EST_LSW 65536"), testing::StartsWith("error"));
+  EXPECT_EQ(Control("set fpga.Q5FPGA_VERSION 0xBEE"), "ok");
+  EXPECT_EQ(Read(2), 0xBEE);
+  EXPECT_THAT(Control("set fpga.Q5FPGA_VERSION 65536"), testing::StartsWith("error"));
+  EXPECT_THAT(Control("set fpga.Q5FPGA_WFORM_AMP_VALUE 5"), testing::HasSubstr("read only"));
 }
 
 TEST_F(InstrumentTest, EveryFaultShowsAndHeals) {
@@ -178,9 +179,34 @@ TEST_F(MainInstrumentTest, HasItsOwnIdentityAndAllokPins) {
   EXPECT_EQ(Read(22), 0);
   ASSERT_EQ(Write(6, 1U << 4), 0);
   EXPECT_EQ(Read(8), 2);
+  EXPECT_EQ(Control("set allok.meas 0"), "ok");
+  EXPECT_EQ(Read(8), 0);
+  EXPECT_EQ(Control("set allok.meas 1"), "ok");
+  EXPECT_EQ(Read(8), 2);
   ASSERT_EQ(Write(6, 0), 0);
   EXPECT_EQ(Read(8), 0);
   EXPECT_EQ(backend_->HostAddress(), "127.0.0.51");
+}
+
+TEST_F(MainInstrumentTest, TheDisplayReadsBackAtItsCursor) {
+  const auto write = [&](std::int32_t offset, std::uint32_t value) {
+    Dev::FpgaCmd command{Dev::FPGA_OLED_REG, offset, value, 0, 0};
+    return backend_->Ioctl(fd_, Dev::Q5FPGA_CMD_WR, &command) < 0 ? -errno : 0;
+  };
+  ASSERT_EQ(Write(6, 1U << 14), 0);
+  ASSERT_EQ(Control("set fpga.oled.line1 Ready"), "ok");
+  ASSERT_EQ(Control("set fpga.oled.line2 60Hz"), "ok");
+  ASSERT_EQ(write(0, 2), 0);
+  EXPECT_EQ(Read(2, Dev::FPGA_OLED_REG), 'R');
+  EXPECT_EQ(Read(2, Dev::FPGA_OLED_REG), 'e');
+  ASSERT_EQ(write(0, 192), 0);
+  EXPECT_EQ(Read(2, Dev::FPGA_OLED_REG), '6');
+  ASSERT_EQ(Write(6, 0), 0);  // its reset line
+  ASSERT_EQ(write(0, 192), 0);
+  EXPECT_EQ(Read(2, Dev::FPGA_OLED_REG), ' ');
+  EXPECT_EQ(write(4, 0), -EINVAL);
+  EXPECT_EQ(Read(0, Dev::FPGA_OLED_REG), -EINVAL);
+  EXPECT_THAT(Control("set fpga.oled.line1 12345678901234567"), testing::StartsWith("error"));
 }
 
 TEST(DeviceTable, TellsTwoDevicesAtOnePlace) {
