@@ -10,7 +10,6 @@
 #include "common/dev/sclk/clock_plan.h"
 #include "common/dev/sclk/clock_registers.h"
 #include "common/dev/sclk/exact.h"
-#include "common/log/logger_mgr.h"
 #include "tests/common/dev/sclk/chip_clock.h"
 
 namespace {
@@ -21,11 +20,7 @@ using sclk_test::ToRational;
 
 class Plan : public testing::Test {
  protected:
-  Plan() {
-    // most frequencies have more decimals than the chip's fractions hold, and each says so
-    Logger::logger_mgr::SetModuleLevel(Logger::spclkL, Logger::kError);
-    get_default_params(params);
-  }
+  Plan() { get_default_params(params); }
 
   /// Test frequency in Hz, and samples that suit it.
   void Set(const Rational& hertz) {

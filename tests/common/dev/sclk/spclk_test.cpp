@@ -1,0 +1,307 @@
+// The settings of the sampling clock, and how they reach a chip that may refuse.
+#include "common/dev/sclk/spclk_dev.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "common/dev/i2c/i2c_bus.h"
+#include "common/dev/i2c/i2c_mux.h"
+#include "common/dev/sclk/clock_registers.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/module_id.h"
+#include "tests/common/dev/sclk/chip_clock.h"
+#include "tests/common/dev/sclk/fake_board.h"
+
+namespace {
+
+using Dev::SpclkDev;
+using sclk_test::Rational;
+
+constexpr int kClockSelect = 6;
+constexpr int kCycleLength = 24;
+constexpr int kMiscControl = 22;
+constexpr unsigned kSlowest = 1152;
+constexpr unsigned kDividerBits = 15 << 7;
+
+class Spclk : public testing::Test {
+ protected:
+  Spclk() { machine.clock.SetAutoAdvance(true); }
+  SpclkDev& Device() {
+    SpclkDev* device = SpclkDev::GetDevice();
+    EXPECT_NE(device, nullptr);
+    return *device;
+  }
+  sclk_test::Registers Registers() const {
+    return [this](int address) { return chip.registers.at(static_cast<std::size_t>(address)); };
+  }
+  /// The converter clock that comes out of the FPGA, in MHz.
+  Rational ConverterClock() {
+    const unsigned select = board.fpga[kClockSelect];
+    return sclk_test::Clk0(Registers(), 25) / (2 << ((select & kDividerBits) >> 7));
+  }
+
+  platform::MachineInPlace<sclk_test::FakeBoard> machine;
+  sclk_test::FakeBoard& board = machine.instrument;
+  sclk_test::FakeChip& chip = board.chip;
+};
+
+TEST_F(Spclk, SettersKeepToTheirLimits) {
+  SpclkDev& spclk = Device();
+  const Param_Values& params = spclk.GetParams();
+  constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+  constexpr float kInf = std::numeric_limits<float>::infinity();
+
+  ASSERT_EQ(spclk.SetTestFrequency(50.5F), 0);
+  const m3x64_num before = params.op[0].test_freq;
+  for (const float bad : {0.0F, std::nextafter(0.0001F, 0.0F), std::nextafter(7000.0F, 8000.0F),
+                          -50.0F, kNan, kInf, -kInf, 1e-40F}) {
+    EXPECT_LT(spclk.SetTestFrequency(bad), 0) << bad;
+    EXPECT_EQ(params.op[0].test_freq, before);
+  }
+  EXPECT_EQ(spclk.SetTestFrequency(0.0001F), 0);
+  EXPECT_EQ(sclk_test::ToRational(params.op[0].test_freq), Rational(1, 10000000000));
+  EXPECT_EQ(spclk.SetTestFrequency(7000), 0);
+  EXPECT_EQ(params.op[0].test_freq, (m3x64_num{0, 7, 1000}));
+
+  const struct {
+    int (SpclkDev::*set)(unsigned);
+    unsigned Param_Values::*field;
+    unsigned least, most;
+  } powers[] = {
+      {&SpclkDev::SetSamplesPerCyc, &Param_Values::adc_samples_per_cycle, 8, 0x40000000},
+      {&SpclkDev::SetAdClksPerSample, &Param_Values::adc_clocks_per_sample, 32, 256},
+      {&SpclkDev::SetWfSamplesPerCyc, &Param_Values::wf_samples_per_cycle, 256, 4096},
+  };
+  for (const auto& power : powers) {
+    for (unsigned value = power.least; value <= power.most; value *= 2) {
+      EXPECT_EQ((spclk.*power.set)(value), 0) << value;
+      EXPECT_EQ(params.*power.field, value);
+    }
+    for (const unsigned bad :
+         {0U, power.least / 2, power.least + 1, power.most - 1, power.most * 2, 0xFFFFFFFFU}) {
+      EXPECT_LT((spclk.*power.set)(bad), 0) << bad;
+      EXPECT_EQ(params.*power.field, power.most);
+    }
+  }
+  EXPECT_EQ(params.wf_option_found, 1);
+  EXPECT_EQ(spclk.SetWfSamplesPerCyc(0x40000U), 0);
+  EXPECT_EQ(params.wf_option_found, 2);
+  EXPECT_EQ(spclk.SetWfSamplesPerCyc(400.0F), 2048);
+  EXPECT_EQ(params.wf_option_found, 1);
+  for (const float bad : {5000.0F, -1.0F, kNan, kInf}) EXPECT_LT(spclk.SetWfSamplesPerCyc(bad), 0);
+  EXPECT_EQ(spclk.GetWfSamplesPerCyc(), 2048U);
+
+  const struct {
+    int (SpclkDev::*set)(short);
+    int Param_Values::*field;
+    short first;
+    std::vector<int> values;
+  } sources[] = {
+      {&SpclkDev::SetMeasClkSrc, &Param_Values::mclk_src_sel, 0, {0, 16}},
+      {&SpclkDev::SetSysClkSrc, &Param_Values::sclk_src_sel, 0, {0, 32}},
+      {&SpclkDev::SetRefClkSrc, &Param_Values::clk_in_src, 1, {0, 2, 3}},
+  };
+  for (const auto& source : sources) {
+    for (short value = -2; value < 6; ++value) {
+      const int was = params.*source.field;
+      const int index = value - source.first;
+      const bool good = index >= 0 && index < static_cast<int>(source.values.size());
+      EXPECT_EQ((spclk.*source.set)(value), good ? 0 : -22) << value;
+      EXPECT_EQ(params.*source.field, good ? source.values[static_cast<std::size_t>(index)] : was);
+    }
+  }
+  EXPECT_LT(spclk.SetFreqJumpSize(-1, true), 0);
+  EXPECT_LT(spclk.SetFreqJumpSize(566668, true), 0);
+  EXPECT_EQ(spclk.SetFreqJumpSize(566667, false), 0);
+  EXPECT_EQ(params.op[0].fidppm, 566667U);
+  EXPECT_LT(spclk.SetTestWFSignal(3), 0);
+  EXPECT_LT(spclk.SetWFPolarity(2), 0);
+  spclk.EnableOutputClk0(true);
+  spclk.EnableDdsClkIn(true);
+  EXPECT_EQ(params.mclk_out_to_other | params.dds_clkin, 12);
+  EXPECT_EQ(spclk.SetDefaultParamters(), 0);
+  EXPECT_EQ(params.adc_samples_per_cycle, 512U);
+  EXPECT_EQ(params.wf_option_found, 0);
+  EXPECT_TRUE(chip.written.empty() && board.fpga_written.empty());
+}
+
+TEST_F(Spclk, UpdateMakesTheClockAndLeavesReservedBits) {
+  SpclkDev& spclk = Device();
+  chip.locks_at_reset = 4;
+  chip.reference_missing = 999;
+  const auto start = machine.clock.Monotonic();
+  ASSERT_EQ(spclk.Update(0), 0);
+  EXPECT_EQ(chip.resets, 4);
+  EXPECT_GE(machine.clock.Monotonic() - start, 4 * std::chrono::milliseconds(25));
+  EXPECT_EQ(ConverterClock(), Rational(60 * 64 * 512, 1000000));
+  EXPECT_EQ(board.fpga[kCycleLength], 4095U);
+  // slow while the chip is being set, and only then
+  const std::vector<unsigned> selects = board.WrittenTo(kClockSelect);
+  ASSERT_EQ(selects.size(), 2U);
+  EXPECT_EQ(selects[0] & kDividerBits, kSlowest);
+  EXPECT_NE(selects[1] & kDividerBits, kSlowest);
+
+  EXPECT_FALSE(chip.OutputsOff());
+  EXPECT_FALSE(chip.unsafe);
+  EXPECT_EQ(chip.registers[49] & 0x80, 0x80);
+  EXPECT_EQ(chip.registers[241], 0x65);
+  EXPECT_EQ(chip.registers[47], 0x14 | (sclk_test::kPowerUp & 3));
+  EXPECT_EQ(chip.registers[45], sclk_test::kPowerUp);  // the calibration that register 235 told
+  for (const Reg_Data& row : get_init_reg_struct()) {
+    if (row.Reg_Addr >= kRegisters) continue;
+    const bool driven = row.Reg_Addr == 230 || row.Reg_Addr == 241 || row.Reg_Addr == 246;
+    const unsigned reserved = driven ? 0 : ~row.Reg_Mask & 0xFFU;
+    EXPECT_EQ(chip.registers[row.Reg_Addr] & reserved, sclk_test::kPowerUp & reserved)
+        << row.Reg_Addr;
+  }
+}
+
+TEST_F(Spclk, AChipThatNeverLocksIsGivenUpAndTheNextUpdateIsWhole) {
+  SpclkDev& spclk = Device();
+  chip.locks_at_reset = 501;
+  EXPECT_EQ(spclk.Update(0), -5);
+  EXPECT_EQ(chip.resets, 500);
+  EXPECT_TRUE(chip.OutputsOff());
+  EXPECT_EQ(board.fpga[kClockSelect] & kDividerBits, kSlowest);
+
+  ASSERT_EQ(spclk.Update(0), 0);
+  EXPECT_FALSE(chip.OutputsOff());
+  EXPECT_EQ(ConverterClock(), Rational(60 * 64 * 512, 1000000));
+  EXPECT_EQ(board.open_buses, 0);
+}
+
+TEST_F(Spclk, AnyTransferMayFail) {
+  Param_Values params;
+  get_default_params(params);
+  params.op[0].clkx_freq = {100, 0, 1};
+  const auto table = generate_reg_struct(params);
+  ASSERT_NE(table, nullptr);
+  Dev::SI5338Dev dev({._mid = 1, ._bus = 1, ._hmux = 4, ._lmux = 4, ._addr = 0x70});
+  ASSERT_EQ(dev.WriteRegStruct(*table), 0);
+  const int transfers = chip.transfers;
+  const auto good = chip.registers;
+  for (int failing = 1; failing <= transfers; ++failing) {
+    SCOPED_TRACE(failing);
+    chip = {};
+    chip.failing = failing;
+    ASSERT_EQ(dev.WriteRegStruct(*table), -1);
+    ASSERT_FALSE(chip.unsafe);
+    // on only as long as nothing has been changed
+    ASSERT_TRUE(chip.OutputsOff() || chip.written.empty());
+    ASSERT_EQ(board.open_buses, 0);
+    if (failing % 50 != 0) continue;
+    ASSERT_EQ(dev.WriteRegStruct(*table), 0);
+    ASSERT_EQ(chip.registers, good);
+  }
+  chip.reference_missing = 1001;  // one for the reading of all registers
+  EXPECT_EQ(dev.WriteRegStruct(*table), -1);
+  EXPECT_TRUE(chip.OutputsOff());
+  board.has_bus = false;
+  EXPECT_EQ(dev.WriteRegStruct(*table), -1);
+}
+
+TEST_F(Spclk, RegistersAcrossPagesAndOtherUsersOfTheBus) {
+  Dev::SI5338Dev dev({._mid = 1, ._bus = 1, ._hmux = 4, ._lmux = 4, ._addr = 0x70});
+  const std::uint8_t bytes[] = {1, 2, 3, 4};
+  std::uint8_t back[4] = {};
+  EXPECT_LT(dev.ReadRegs(0, 1, back), 0);  // not open
+  ASSERT_EQ(dev.Open(), 0);
+  // somebody else turns to another chip of the bus
+  ASSERT_EQ(Dev::SelectAddress(Dev::I2cMux::GetBusFd(1), 0x48), 0);
+  for (const int start : {256, 344, 100}) {
+    EXPECT_EQ(dev.WriteRegs(start, 4, bytes), 0);
+    EXPECT_EQ(chip.registers.at(static_cast<std::size_t>(start) + 3), 4);
+  }
+  chip.registers[254] = 9;
+  ASSERT_EQ(dev.ReadRegs(254, 4, back), 0);
+  EXPECT_EQ(back[0], 9);
+  EXPECT_EQ(back[2], 1);
+  const struct {
+    int start, count;
+  } beyond[] = {{345, 4}, {348, 1}, {-1, 1}, {0, 349}, {0, -1}, {0x7FFFFFFF, 2}};
+  for (const auto& range : beyond) {
+    EXPECT_EQ(dev.WriteRegs(range.start, range.count, bytes), -22);
+    EXPECT_EQ(dev.ReadRegs(range.start, range.count, back), -22);
+  }
+  EXPECT_EQ(dev.ReadModifyWrite(100, 0x0F, 0xF6), 0);
+  EXPECT_EQ(chip.registers[100], 0x06);
+}
+
+TEST_F(Spclk, StepsAloneTouchTheStepRegistersOnly) {
+  SpclkDev& spclk = Device();
+  ASSERT_EQ(spclk.Update(0), 0);
+  const unsigned select = board.fpga[kClockSelect];
+  const auto before = chip.registers;
+  chip.written.clear();
+  board.fpga_written.clear();
+  ASSERT_EQ(spclk.SetFreqJumpSize(1000, true), 0);
+  ASSERT_EQ(spclk.Update(0), 0);
+  std::vector<int> steps;
+  for (int address = 123; address <= 144; ++address) steps.push_back(address);
+  EXPECT_EQ(chip.written, steps);
+  EXPECT_EQ(board.WrittenTo(kClockSelect), std::vector<unsigned>{select});
+  EXPECT_EQ(chip.registers, before);  // the plan's own step is that of the frequency
+  // of one update only
+  chip.failing = chip.transfers + 1;
+  ASSERT_EQ(spclk.SetFreqJumpSize(1000, true), 0);
+  EXPECT_EQ(spclk.Update(0), -5);
+  chip.written.clear();
+  ASSERT_EQ(spclk.Update(0), 0);
+  EXPECT_GT(chip.written.size(), steps.size());
+
+  board.fpga_written.clear();
+  board.fpga[kMiscControl] = 0x8005;
+  EXPECT_EQ(spclk.IncrDecrFrequency(1, 0), 0);
+  EXPECT_EQ(spclk.IncrDecrFrequency(2, 0), 0);
+  EXPECT_EQ(board.WrittenTo(kMiscControl), (std::vector<unsigned>{0x8045, 0x8005, 0x8085, 0x8005}));
+  EXPECT_EQ(spclk.IncrDecrFrequency(3, 0), -1);
+  EXPECT_EQ(spclk.IncrementFrequency(1), -1);
+  EXPECT_EQ(spclk.DecrementFrequency(1), -1);
+}
+
+TEST_F(Spclk, WithoutAPlanOrAnFpgaTheChipIsLeftAlone) {
+  SpclkDev& spclk = Device();
+  spclk.SetTestFrequency(6000);  // with 4096 waveform samples
+  EXPECT_LT(spclk.Update(0), 0);
+  EXPECT_TRUE(chip.written.empty() && board.fpga_written.empty());
+  spclk.SetTestFrequency(60);
+  board.fpga_writes_left = 1;
+  EXPECT_EQ(spclk.Update(0), -5);
+  EXPECT_TRUE(chip.written.empty());
+  board.fpga_writes_left = 3;  // the second time round
+  EXPECT_EQ(spclk.Update(0), -5);
+  board.fpga_writes_left = -1;
+  ASSERT_EQ(spclk.Update(0), 0);
+  EXPECT_EQ(ConverterClock(), Rational(60 * 64 * 512, 1000000));
+}
+
+TEST_F(Spclk, VeryLowFrequency) {
+  SpclkDev& spclk = Device();
+  spclk.SetSamplesPerCyc(0x20000);
+  spclk.SetWfSamplesPerCyc(0x40000U);
+  spclk.SetTestWFSignal(1);
+  spclk.SetTestFrequency(0.1F);
+  Logger::logger_mgr::SetModuleLevel(Logger::spclkL, Logger::kDebug);
+  spclk.SetVerbose(true);
+  spclk.SetList(true);
+  ASSERT_EQ(spclk.Update(0), 0);
+  EXPECT_EQ(board.fpga[kCycleLength], 4095U);
+  EXPECT_EQ(ConverterClock(), Rational(64 * 0x20000, 10000000));
+}
+
+TEST_F(Spclk, NoDeviceWithoutItsParts) {
+  board.has_fpga = false;
+  EXPECT_EQ(SpclkDev::GetDevice(), nullptr);
+  board.has_fpga = true;
+  EXPECT_EQ(SpclkDev::GetDevice(Msg::MAIN_MODULE), nullptr);
+  EXPECT_EQ(SpclkDev::GetDevice(-1), nullptr);
+  board.fpga[2] = 0x3123;
+  SpclkDev& spclk = Device();
+  EXPECT_EQ(&spclk, SpclkDev::GetDevice(Msg::MEAS_MODULE));
+  EXPECT_EQ(spclk.FpgaReadVersion(), 0x3123);
+  EXPECT_EQ(spclk.FpgaReadDeviceId(), 0x984);
+}
+
+}  // namespace

@@ -1,0 +1,85 @@
+// The sampling clock on the virtual instrument: what its chip says that it makes.
+#include <gmock/gmock.h>
+
+#include "common/dev/sclk/clock_plan.h"
+#include "common/dev/sclk/spclk_dev.h"
+#include "platform/backend.h"
+#include "platform/fake_clock.h"
+#include "platform/local.h"
+#include "simulator/control.h"
+#include "simulator/i2c/si5338.h"
+#include "simulator/virtual_instrument.h"
+#include "tests/common/dev/sclk/rational.h"
+#include "tests/platform/temporary_root.h"
+
+namespace {
+
+using sclk_test::Rational;
+using testing::StartsWith;
+
+class VirtualClock : public testing::Test {
+ protected:
+  VirtualClock() {
+    EXPECT_EQ(instrument.Problem(), "");
+    clock.SetAutoAdvance(true);
+  }
+  std::string Chip(const std::string& line) {
+    const std::size_t name = line.find(' ') + 1;
+    return simulator::AnswerControlLine(
+        instrument.Units(), line.substr(0, name) + "i2c.SIGNAL_HOST.SI5338." + line.substr(name));
+  }
+
+  platform::TemporaryRoot root;
+  platform::FakeClock clock;
+  simulator::Config config;
+  simulator::VirtualInstrument instrument{config, root.Path(), clock};
+  platform::LocalBackend backend{instrument, clock, root.Path()};
+  platform::ScopedBackend scope{backend};
+};
+
+TEST_F(VirtualClock, TheChipMakesTheFrequency) {
+  Dev::SpclkDev* spclk = Dev::SpclkDev::GetDevice();
+  ASSERT_NE(spclk, nullptr);
+  for (const float hertz : {60.0F, 50.0F, 400.0F, 16.5F, 1.0F}) {
+    SCOPED_TRACE(hertz);
+    ASSERT_EQ(spclk->SetDefaultParamters(), 0);
+    ASSERT_EQ(spclk->SetSamplesPerCyc(hertz > 100 ? 64 : 512), 0);
+    ASSERT_GT(spclk->SetWfSamplesPerCyc(hertz), 0);
+    ASSERT_EQ(spclk->SetTestFrequency(hertz), 0);
+    ASSERT_EQ(spclk->Update(0), 0);
+    const Rational clk0 = sclk_test::ToRational(spclk->GetParams().op[0].clkx_freq) * 1000000;
+    EXPECT_EQ(denominator(clk0), 1);
+    EXPECT_EQ(Chip("get clk0"), "ok " + numerator(clk0).str() + " Hz");
+    EXPECT_EQ(Chip("get reserved_writes"), "ok 0");
+  }
+  // 50.1 Hz is not exact, but this close
+  ASSERT_EQ(spclk->SetTestFrequency(50.1F), 0);
+  ASSERT_EQ(spclk->SetSamplesPerCyc(512), 0);
+  ASSERT_EQ(spclk->Update(0), 0);
+  EXPECT_THAT(Chip("get clk0"), testing::HasSubstr(" = 13133413.8757"));
+}
+
+TEST_F(VirtualClock, AFaultyChipIsLeftOffAndComesBack) {
+  Dev::SpclkDev* spclk = Dev::SpclkDev::GetDevice();
+  ASSERT_NE(spclk, nullptr);
+  const struct {
+    const char* fault;
+    const char* cure;
+  } cases[] = {{"set lock_failures always", "set lock_failures 0"},
+               {"set reference off", "set reference 25000000"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fault);
+    ASSERT_EQ(Chip(c.fault), "ok");
+    EXPECT_EQ(spclk->Update(0), -5);
+    EXPECT_EQ(Chip("get clk0"), "ok unlocked");
+    ASSERT_EQ(Chip(c.cure), "ok");
+    clock.Advance(simulator::Si5338::kReferenceTime);  // polls take no time on this clock
+    ASSERT_EQ(spclk->Update(0), 0);
+    EXPECT_EQ(Chip("get clk0"), "ok 15728640 Hz");
+  }
+  ASSERT_EQ(Chip("set lock_failures 7"), "ok");
+  ASSERT_EQ(spclk->Update(0), 0);
+  EXPECT_EQ(Chip("get pll"), "ok locked");
+}
+
+}  // namespace
