@@ -131,6 +131,7 @@ TEST_F(Plan, LoopRegistersFollowTheManual) {
     const Rational kphi =
         Rational(c.k, 533 * (slow ? 4 : 3)) * vco / pfd * sclk_test::Power(Rational(2500) / vco, 3);
     EXPECT_EQ(Registers()(48), sclk_test::Round(kphi));
+    EXPECT_EQ(Registers()(28), c.clkin <= 11 ? 0U : c.clkin < 19 ? 1U : c.clkin < 26 ? 2U : 3U);
     EXPECT_EQ(Registers()(49), c.resistor_bandwidth | (slow ? 16 : 0));
     EXPECT_EQ(Registers()(50),
               0xC0 + sclk_test::Round(Rational(2067, 100) - Rational(667, 100000) * vco));
