@@ -60,6 +60,7 @@ void MeasMgr::ReadConfiguration() {
     Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
     return fpga == nullptr ? -1 : fpga->ReadReg(offset, value);
   };
+  links.first_ramp_word = [] { return Dev::rampdata.highlimit.load(); };
   links.ramp_down_start = [] {
     const Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
     return fpga == nullptr ? std::time_t{0} : fpga->GetRampDownStartTime();
