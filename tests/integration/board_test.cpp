@@ -41,6 +41,10 @@ TEST(Board, ComesUpConfiguredAndIsScanned) {
   bench.StartDaemon();
   EXPECT_EQ(Get(bench, "i2c.MEAS_CH1.SC18IS602B.config"), "ok 0x81E240\n");
   EXPECT_EQ(Get(bench, "i2c.MEAS_CH2.SC18IS602B.config"), "ok 0x81E220\n");
+  // the clock that the chip makes of what was written: 60 Hz * 4096 * 16 * 4; and the line to the
+  // other modules is held
+  EXPECT_EQ(Get(bench, "i2c.SIGNAL_HOST.SI5338.clk0"), "ok 15728640 Hz\n");
+  EXPECT_EQ(Get(bench, "fpga.Q5FPGA_MISC_CTRL"), "ok 0xC002\n");
   EXPECT_THAT(Factors(bench, 0), HasSubstr(" 1     2a          7.51"));
   EXPECT_THAT(Factors(bench, 1), HasSubstr("RANGE_MODE_DCIR:\n 1     84          1.00"));
   EXPECT_THAT(bench.daemon->Output(), Not(HasSubstr("XML")));
@@ -146,6 +150,18 @@ TEST(Board, TheGatewayAnswersOnItsPort) {
                                   "00",        "00"});
   EXPECT_EQ(answer.status, 1) << answer.output;
   EXPECT_THAT(answer.output, HasSubstr("\"result\": 1"));
+}
+
+TEST(ClockPlan, IsShownOrRefusedInWords) {
+  const test::Result plan = test::RunProgram("q5plan", {"60"});
+  EXPECT_EQ(plan.status, 0);
+  EXPECT_THAT(plan.output, HasSubstr("CLK0                        15728640 Hz\n"));
+  EXPECT_THAT(plan.output, HasSubstr("error                       0 = 0.000000 ppb\n"));
+  for (const char* bad : {"0", "-1", "7001", "0.00009", "nan", "inf", "60x", ""}) {
+    const test::Result refused = test::RunProgram("q5plan", {bad});
+    EXPECT_NE(refused.status, 0) << bad;
+    EXPECT_NE(refused.output, "") << bad;
+  }
 }
 
 }  // namespace
