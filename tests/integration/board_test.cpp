@@ -152,16 +152,4 @@ TEST(Board, TheGatewayAnswersOnItsPort) {
   EXPECT_THAT(answer.output, HasSubstr("\"result\": 1"));
 }
 
-TEST(ClockPlan, IsShownOrRefusedInWords) {
-  const test::Result plan = test::RunProgram("q5plan", {"60"});
-  EXPECT_EQ(plan.status, 0);
-  EXPECT_THAT(plan.output, HasSubstr("CLK0                        15728640 Hz\n"));
-  EXPECT_THAT(plan.output, HasSubstr("error                       0 = 0.000000 ppb\n"));
-  for (const char* bad : {"0", "-1", "7001", "0.00009", "nan", "inf", "60x", ""}) {
-    const test::Result refused = test::RunProgram("q5plan", {bad});
-    EXPECT_NE(refused.status, 0) << bad;
-    EXPECT_NE(refused.output, "") << bad;
-  }
-}
-
 }  // namespace
