@@ -34,7 +34,7 @@ void MeasMgr::ConfigureFpga() {
 
 void MeasMgr::ResetFpga() {
   ghmp->swapchannels = 0;
-  FpgaDev::GetDevice()->FpgaReset();
+  if (FpgaDev* fpga = FpgaDev::GetDevice()) fpga->FpgaReset();
 }
 
 void MeasMgr::InitSpclk() {
@@ -56,13 +56,15 @@ void MeasMgr::InitSpclk() {
 }
 
 void MeasMgr::StartClocks() {
-  FpgaDev::GetDevice()->WriteReg(Dev::Q5FPGA_CLK_SEL, kMasterClockSource, __LINE__);
+  if (FpgaDev* fpga = FpgaDev::GetDevice()) {
+    fpga->WriteReg(Dev::Q5FPGA_CLK_SEL, kMasterClockSource, __LINE__);
+  }
   InitSpclk();
 }
 
 void MeasMgr::InvertFirstChannel() const {
-  if (_rev != kInvertedRevision) return;
   FpgaDev* fpga = FpgaDev::GetDevice();
+  if (_rev != kInvertedRevision || fpga == nullptr) return;
   fpga->InvertChannel(0);
   fpga->SetPolarity(0, 1);
 }

@@ -45,6 +45,12 @@ TEST_F(StartUp, AMissingClockChipIsAnErrorOfTheClock) {
   EXPECT_EQ(Errors(), (std::vector<int>{2, 329}));
 }
 
+TEST_F(StartUp, WithoutAnFpgaThereIsNoSamplingClock) {
+  ASSERT_EQ(Control("fault fpga off"), "ok");
+  ASSERT_EQ(Init(), 0);
+  EXPECT_EQ(Errors(), (std::vector<int>{2, 330}));
+}
+
 TEST_F(StartUp, AClockThatNeverLocksIsGivenUp) {
   ASSERT_EQ(Control("set i2c.SIGNAL_HOST.SI5338.lock_failures 1000"), "ok");
   ASSERT_EQ(Init(), 0);
