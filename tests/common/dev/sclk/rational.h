@@ -8,11 +8,14 @@
 
 namespace sclk_test {
 
-using Integer = boost::multiprecision::cpp_int;
-using Rational = boost::multiprecision::cpp_rational;
+// without expression templates, so that every intermediate result is a number
+template <class Backend>
+using Number = boost::multiprecision::number<Backend, boost::multiprecision::et_off>;
+using Integer = Number<boost::multiprecision::cpp_int_backend<>>;
+using Rational = Number<boost::multiprecision::cpp_rational_backend>;
 
 inline Rational ToRational(const m3x64_num& n) {
-  return Rational(n.a) + Rational(Integer(n.b), Integer(n.c));
+  return Rational(n.a) + Rational(n.b) / Rational(n.c);
 }
 
 inline Integer Floor(const Rational& x) { return numerator(x) / denominator(x); }
