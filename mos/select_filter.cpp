@@ -1,7 +1,7 @@
 // The filters of both channels for the frequency of a test.
 #include <algorithm>
 
-#include "common/log/eventlog.h"
+#include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 #include "mos/meas_mgr.h"
@@ -49,8 +49,7 @@ int MeasMgr::SelectFilter(float frequency, bool exec_sequence1) {
     filters[channel] = config.GetFilter();
     results[channel] = SetMeasChCfgReg(channel, config, exec_sequence1);
   }
-  const Logger::evseqdataI_t event{2, {filters[0], filters[1]}};
-  Logger::eventlog::GetEventLog("moseventlog")->CaptureEvent(kInfo, Logger::MEASFILTERS, &event);
+  Logger::Capture(Logger::MEASFILTERS, filters[0], filters[1]);
   for (int channel : {0, 1}) ghmp->SetFilter(channel, static_cast<short>(filters[channel]));
   logger_mgr::print(measurementL, kInfo, 0, "%s::%s filter1 %d filter2 %d ch1 %d ch2 %d seq1:%d\n",
                     "Mos::MeasMgr", __func__, filters[0], filters[1], results[0], results[1],

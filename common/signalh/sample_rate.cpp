@@ -6,12 +6,13 @@
 #include <cstdint>
 
 #include "common/dev/i2c/filter_selection.h"
-#include "common/log/eventlog.h"
+#include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 
 namespace signalh {
 
+using Logger::Capture;
 using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
@@ -28,16 +29,10 @@ constexpr std::uint64_t kMostVlfSamples = 0x2000000;
 constexpr double kNoNyquist = 1e6;
 constexpr float kExactVlf = 0.0001F;
 
-template <class... Words>
-void Capture(Logger::eventtypes_t event, Words... words) {
-  const Logger::evseqdataI_t data{sizeof...(words), {static_cast<int>(words)...}};
-  Logger::eventlog::GetEventLog("moseventlog")->CaptureEvent(kInfo, event, &data);
-}
-
 template <class... Values>
 void CaptureFloats(Logger::eventtypes_t event, Values... values) {
   const Logger::evseqdataF_t data{sizeof...(values), {static_cast<float>(values)...}};
-  Logger::eventlog::GetEventLog("moseventlog")->CaptureEvent(kInfo, event, &data);
+  Logger::CaptureData(event, &data);
 }
 
 /// A line frequency modulation whose first update is behind it keeps its rate.

@@ -4,7 +4,7 @@
 #include <span>
 
 #include "common/dev/fpga/fpga_dev.h"
-#include "common/log/eventlog.h"
+#include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 #include "common/msg/major_codes.h"
@@ -14,6 +14,7 @@
 using Dev::MeasChannel;
 using Dev::MeasChCfgReg;
 using Dev::MeasChStaReg;
+using Logger::Capture;
 using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
@@ -28,10 +29,6 @@ constexpr milliseconds kBusyPoll(200);
 constexpr int kBusyPolls = 10;
 constexpr int kConfigAttempts = 5;
 constexpr unsigned kRestartConverters = 0x0800;
-
-void Capture(Logger::eventtypes_t event, const void* data) {
-  Logger::eventlog::GetEventLog("moseventlog")->CaptureEvent(kInfo, event, data);
-}
 
 }  // namespace
 
@@ -72,7 +69,7 @@ int SignalCommon::GetMeasChStaReg(int channel, MeasChStaReg& status) {
   status = MeasChStaReg::ToStruct(std::span(bytes).first<MeasChStaReg::kBytes>());
   const std::string text = Dev::ConvertCPLDStatusToInt(bytes);
   const Logger::evchannel_t event{channel + 1, text.c_str()};
-  Capture(Logger::MEASCHANNEL_STATUS, &event);
+  Logger::CaptureData(Logger::MEASCHANNEL_STATUS, &event);
   return result;
 }
 
@@ -111,9 +108,8 @@ int SignalCommon::WriteConfig(int channel, const MeasChCfgReg& config, unsigned 
     const int result = Channel(channel).WriteConfig(config, status);
     if (result < 0) return result;
     Channel(channel).set_cpld_operation_start_time();
-    const Logger::evseqdataI_t event{5,
-                                     {channel + 1, status, attempt, i2cmodule, config.GetFilter()}};
-    Capture(Logger::CONFIG_WRITE_STATUS, &event);
+    Capture(Logger::CONFIG_WRITE_STATUS, channel + 1, status, attempt, i2cmodule,
+            config.GetFilter());
     if (NotBusyMeasFPGAStatus(status)) break;
     if (!WaitWhileBusy(channel)) return -1;
   }
@@ -130,8 +126,7 @@ bool SignalCommon::WaitWhileBusy(int channel) {
   logger_mgr::print(signalhL, kError, 0, "MEAS FPGA CONFIG STATUS FAIL %x \n",
                     static_cast<unsigned>(status));
   ghmp->SetErrorCode(Msg::NAK_MCODE_CPLD_CONFIG, 1, channel);
-  const Logger::evseqdataI_t event{2, {channel + 1, status}};
-  Capture(Logger::CONFIG_WRITE_FAIL, &event);
+  Capture(Logger::CONFIG_WRITE_FAIL, channel + 1, status);
   return false;
 }
 
@@ -143,8 +138,7 @@ void SignalCommon::RestartConverters() {
   if (fpga->ReadReg(Dev::Q5FPGA_A2D_CTRL, value) < 0) return;
   fpga->WriteReg(Dev::Q5FPGA_A2D_CTRL, value & ~kRestartConverters, __LINE__);
   if (fpga->ReadReg(Dev::Q5FPGA_A2D_CTRL, value) < 0) return;
-  const Logger::evseqdataI_t event{1, {static_cast<int>(value)}};
-  Capture(Logger::A2DCTRL, &event);
+  Capture(Logger::A2DCTRL, value);
 }
 
 void SignalCommon::StartI2cScanner() { _i2cMgr.StartScanner(); }

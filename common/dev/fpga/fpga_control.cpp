@@ -2,13 +2,14 @@
 #include <cerrno>
 #include <cstring>
 
-#include "common/dev/fpga/capture.h"
 #include "common/dev/fpga/fpga_dev_base.h"
+#include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"
 
 namespace Dev {
 
+using Logger::Capture;
 using Logger::fpgaL;
 using Logger::kError;
 using Logger::kInfo;

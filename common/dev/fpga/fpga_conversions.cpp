@@ -1,14 +1,15 @@
 // Volts and amps as counts of the amplitude multiplier, and the limits made of them.
 #include <cmath>
 
-#include "common/dev/fpga/capture.h"
 #include "common/dev/fpga/counts.h"
 #include "common/dev/fpga/fpga_dev_base.h"
+#include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 
 namespace Dev {
 
+using Logger::Capture;
 using Logger::fpgaL;
 using Logger::kError;
 using Logger::kInfo;

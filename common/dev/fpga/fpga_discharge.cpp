@@ -7,8 +7,8 @@
 #include <cmath>
 #include <iterator>
 
-#include "common/dev/fpga/capture.h"
 #include "common/dev/fpga/fpga_ramp_control.h"
+#include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 #include "common/msg/major_codes.h"
@@ -16,6 +16,7 @@
 
 namespace Dev {
 
+using Logger::Capture;
 using Logger::fpgaL;
 using Logger::kError;
 using Logger::kInfo;

@@ -1,11 +1,12 @@
 #include "common/dev/fpga/fpga_invert_channel.h"
 
-#include "common/dev/fpga/capture.h"
+#include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 
 namespace Dev {
 
+using Logger::Capture;
 using Logger::fpgaL;
 using Logger::kInfo;
 using Logger::logger_mgr;

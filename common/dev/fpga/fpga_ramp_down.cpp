@@ -2,15 +2,16 @@
 #include <algorithm>
 #include <optional>
 
-#include "common/dev/fpga/capture.h"
 #include "common/dev/fpga/counts.h"
 #include "common/dev/fpga/fpga_ramp_control.h"
+#include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 #include "platform/backend.h"
 
 namespace Dev {
 
+using Logger::Capture;
 using Logger::fpgaL;
 using Logger::kError;
 using Logger::kInfo;

@@ -1,8 +1,8 @@
 // What the hardware tells of its ramp.
 #include <chrono>
 
-#include "common/dev/fpga/capture.h"
 #include "common/dev/fpga/fpga_ramp_control.h"
+#include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 #include "common/msg/major_codes.h"
@@ -10,6 +10,7 @@
 
 namespace Dev {
 
+using Logger::Capture;
 using Logger::fpgaL;
 using Logger::kError;
 using Logger::kInfo;

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "common/dev/i2c/front_end_chips.h"
-#include "common/log/eventlog.h"
+#include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"
 
@@ -11,10 +11,8 @@ namespace Dev {
 namespace {
 
 using Logger::dacdcoffsetL;
-using Logger::eventlog;
 using Logger::kDebug;
 using Logger::kError;
-using Logger::kInfo;
 using Logger::logger_mgr;
 using Logger::spibridgeL;
 
@@ -169,8 +167,7 @@ int MeasChannel::set_dc_offset_reg(std::uint16_t value, DC_OFFSET_DAC_CHAN_NUM d
   const int result = Meas1093SetDAC(dacchan, value);
   shadow = result < 0 ? kUnknown : value;
   if (result < 0) return result;
-  const Logger::evseqdataI_t event{3, {channel_ + 1, dacchan, value}};
-  eventlog::GetEventLog("moseventlog")->CaptureEvent(kInfo, Logger::SET_DC_OFFSET, &event);
+  Logger::Capture(Logger::SET_DC_OFFSET, channel_ + 1, dacchan, value);
   return result;
 }
 

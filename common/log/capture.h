@@ -1,0 +1,22 @@
+// How rooms capture their events: at information level, with what the event's form wants.
+#pragma once
+
+#include "common/log/eventlog.h"
+#include "common/log/log_modules.h"
+
+namespace Logger {
+
+/// An event with data of any other form than words.
+inline void CaptureData(eventtypes_t event, const void* data) {
+  eventlog::GetEventLog("moseventlog")->CaptureEvent(kInfo, event, data);
+}
+
+/// An event that carries the given words, at most kEventWords, or no data.
+template <class... Words>
+void Capture(eventtypes_t event, Words... words) {
+  static_assert(sizeof...(words) <= kEventWords);
+  const evseqdataI_t data{sizeof...(words), {static_cast<int>(words)...}};
+  CaptureData(event, sizeof...(words) == 0 ? nullptr : &data);
+}
+
+}  // namespace Logger
