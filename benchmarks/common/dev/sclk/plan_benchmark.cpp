@@ -48,9 +48,10 @@ void BM_Rational(benchmark::State& state, float hertz) {
     }
     const Rational feedback = vco / 25;
     const Integer p1 = sclk_test::Floor(feedback * 128) - 512;
-    const Integer kphi =
-        sclk_test::Round(Rational(925, 533 * 3) * vco / 25 * sclk_test::Power(2500 / vco, 3));
-    const Integer mscal = sclk_test::Round(Rational(2067, 100) - Rational(667, 100000) * vco);
+    const Integer kphi = sclk_test::Round(sclk_test::Ratio(925, 533 * 3) * vco / 25 *
+                                          sclk_test::Power(2500 / vco, 3));
+    const Integer mscal =
+        sclk_test::Round(sclk_test::Ratio(2067, 100) - sclk_test::Ratio(667, 100000) * vco);
     benchmark::DoNotOptimize(p1 + kphi + mscal);
   }
 }

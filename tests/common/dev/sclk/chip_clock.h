@@ -21,7 +21,7 @@ inline Rational DivideRatio(const Registers& registers, int base) {
   const Integer p1 = LittleEndian(registers, base, 18);
   const Integer p2 = LittleEndian(registers, base + 2, 32) >> 2;
   const Integer p3 = LittleEndian(registers, base + 6, 30);
-  return (Rational(p1 + 512) + Rational(p2, p3)) / 128;
+  return (Rational(p1 + 512) + Ratio(p2, p3)) / 128;
 }
 
 /// MHz at the VCO for a reference of `clkin` MHz.

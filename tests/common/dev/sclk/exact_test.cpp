@@ -55,7 +55,8 @@ void ExpectResult(int status, const m3x64_num& out, const Rational& exact, const
 }
 
 TEST(Exact, AgreesWithRationals) {
-  const Rational lost(1, std::uint64_t{1} << 31);  // of each fraction that is shortened
+  const Rational lost =
+      sclk_test::Ratio(1, std::uint64_t{1} << 31);  // of each fraction that is shortened
   Numbers numbers;
   for (int i = 0; i < 20000 && !HasFailure(); ++i) {
     const int bits = i % 2 == 0 ? 64 : 20;
@@ -98,9 +99,10 @@ TEST(Exact, AgreesWithRationals) {
     }
     const std::uint64_t hz = numbers.Integer();
     EXPECT_EQ(m3x64_compare_MHz_to_ull_Hz({factor >> 24, x.b % x.c, x.c}, hz),
-              (factor >> 24) + Rational(x.b % x.c, x.c) < Rational(hz, 1000000)    ? -1
-              : (factor >> 24) + Rational(x.b % x.c, x.c) == Rational(hz, 1000000) ? 0
-                                                                                   : 1);
+              (factor >> 24) + sclk_test::Ratio(x.b % x.c, x.c) < sclk_test::Ratio(hz, 1000000) ? -1
+              : (factor >> 24) + sclk_test::Ratio(x.b % x.c, x.c) == sclk_test::Ratio(hz, 1000000)
+                  ? 0
+                  : 1);
   }
 }
 
@@ -120,7 +122,7 @@ TEST(Exact, EndsOfTheRange) {
   EXPECT_EQ(m3x64_create(kMax - 1, 3, 3, out), 0);
   EXPECT_EQ(out, (m3x64_num{kMax, 0, 1}));
   EXPECT_EQ(ull_Hz_to_m3x64_MHz(kMax, out), 0);
-  EXPECT_EQ(ToRational(out), Rational(kMax, 1000000));
+  EXPECT_EQ(ToRational(out), sclk_test::Ratio(kMax, 1000000));
   EXPECT_EQ(unsigned_lcm(kMax, kMax - 1), 0U);
   EXPECT_EQ(unsigned_lcm(kMax, kMax), kMax);
 }
@@ -137,7 +139,7 @@ TEST(Exact, PowerOfTwoWithinItsLimits) {
       {{8, 2, 100}, false, 8},     {{1, 99, 100}, true, 2},    {{1024, 999, 1000}, false, 1025},
   };
   for (auto c : cases) {
-    SCOPED_TRACE(ToRational(c.value));
+    SCOPED_TRACE(testing::Message() << c.value.a << " + " << c.value.b << "/" << c.value.c);
     EXPECT_EQ(m3x64_check_power_of_two(c.value, "ratio", 2, 1024, true), c.accepted ? 0 : -1);
     EXPECT_EQ(c.value.a, c.rounded);
   }

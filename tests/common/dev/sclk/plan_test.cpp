@@ -74,7 +74,7 @@ TEST_F(Plan, TheChipMakesTheClocksThatTheFrequencyAsksFor) {
   for (const std::uint64_t micro : Frequencies()) {
     SCOPED_TRACE(micro);
     get_default_params(params);
-    Set(Rational(micro, 1000000));
+    Set(sclk_test::Ratio(micro, 1000000));
     ASSERT_TRUE(Generate());
     const Rational clk0 = sclk_test::Clk0(Registers(), 25);
     const Rational mclk =
@@ -94,7 +94,7 @@ TEST_F(Plan, TheChipMakesTheClocksThatTheFrequencyAsksFor) {
       ++exact_plans;
     } else {
       // the fraction keeps at least 29 bits
-      ASSERT_LE(abs(feedback - wanted), Rational(1, 1 << 29));
+      ASSERT_LE(abs(feedback - wanted), sclk_test::Ratio(1, 1 << 29));
     }
     const Rational vco = sclk_test::VcoFrequency(Registers(), 25);
     ASSERT_GE(vco, 2199);
@@ -128,13 +128,13 @@ TEST_F(Plan, LoopRegistersFollowTheManual) {
     const Rational pfd = Rational(c.clkin) / (c.p1_divide == 0 ? 1 : c.p1_divide);
     const Rational vco = ToRational(c.clk0) * sclk_test::DivideRatio(Registers(), 53);
     const bool slow = vco < 2425;
-    const Rational kphi =
-        Rational(c.k, 533 * (slow ? 4 : 3)) * vco / pfd * sclk_test::Power(Rational(2500) / vco, 3);
+    const Rational kphi = sclk_test::Ratio(c.k, 533 * (slow ? 4 : 3)) * vco / pfd *
+                          sclk_test::Power(Rational(2500) / vco, 3);
     EXPECT_EQ(Registers()(48), sclk_test::Round(kphi));
     EXPECT_EQ(Registers()(28), c.clkin <= 11 ? 0U : c.clkin < 19 ? 1U : c.clkin < 26 ? 2U : 3U);
     EXPECT_EQ(Registers()(49), c.resistor_bandwidth | (slow ? 16 : 0));
-    EXPECT_EQ(Registers()(50),
-              0xC0 + sclk_test::Round(Rational(2067, 100) - Rational(667, 100000) * vco));
+    EXPECT_EQ(Registers()(50), 0xC0 + sclk_test::Round(sclk_test::Ratio(2067, 100) -
+                                                       sclk_test::Ratio(667, 100000) * vco));
     EXPECT_EQ(sclk_test::Clk0(Registers(), c.clkin), ToRational(c.clk0));
   }
 }
@@ -226,8 +226,8 @@ TEST_F(Plan, OtherOutputsAndFrequencySteps) {
     const Integer fidp3 = sclk_test::LittleEndian(Registers(), 137, 63);
     Integer fidp2 = 0;
     for (int address = 130; address <= 136; ++address) fidp2 = fidp2 << 8 | Registers()(address);
-    EXPECT_EQ(Rational(fidp2, fidp1), Rational(566667, 1000000));
-    EXPECT_EQ(Rational(fidp3, fidp1), c.vco / ToRational(c.clk0));
+    EXPECT_EQ(sclk_test::Ratio(fidp2, fidp1), sclk_test::Ratio(566667, 1000000));
+    EXPECT_EQ(sclk_test::Ratio(fidp3, fidp1), c.vco / ToRational(c.clk0));
     EXPECT_EQ(Registers()(242) & 2, 0U);
     EXPECT_EQ(Registers()(52), 1U << 5);
   }
@@ -331,7 +331,7 @@ TEST_F(Plan, WaveformSamplesAndSingleFrequencies) {
               {0.3F, 300000}, {6999.9995F, 6999999512}, {1e-30F, 0}};
   for (const auto& c : read) {
     ASSERT_EQ(float_Hz_to_m3x64_MHz(c.hertz, out), 0) << c.hertz;
-    EXPECT_EQ(ToRational(out), Rational(Integer(c.micro), Integer(1000000000000)));
+    EXPECT_EQ(ToRational(out), sclk_test::Ratio(Integer(c.micro), Integer(1000000000000)));
   }
 }
 

@@ -14,14 +14,16 @@ using Number = boost::multiprecision::number<Backend, boost::multiprecision::et_
 using Integer = Number<boost::multiprecision::cpp_int_backend<>>;
 using Rational = Number<boost::multiprecision::cpp_rational_backend>;
 
-inline Rational ToRational(const m3x64_num& n) {
-  return Rational(n.a) + Rational(n.b) / Rational(n.c);
+inline Rational Ratio(const Integer& numerator, const Integer& denominator) {
+  return Rational(numerator) / Rational(denominator);
 }
+
+inline Rational ToRational(const m3x64_num& n) { return Rational(n.a) + Ratio(n.b, n.c); }
 
 inline Integer Floor(const Rational& x) { return numerator(x) / denominator(x); }
 
 /// To the nearest integer, halves upwards.
-inline Integer Round(const Rational& x) { return Floor(x + Rational(1, 2)); }
+inline Integer Round(const Rational& x) { return Floor(x + Ratio(1, 2)); }
 
 inline Rational Power(const Rational& x, int n) {
   Rational result = 1;

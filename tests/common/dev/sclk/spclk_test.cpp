@@ -61,7 +61,7 @@ TEST_F(Spclk, SettersKeepToTheirLimits) {
     EXPECT_EQ(params.op[0].test_freq, before);
   }
   EXPECT_EQ(spclk.SetTestFrequency(0.0001F), 0);
-  EXPECT_EQ(sclk_test::ToRational(params.op[0].test_freq), Rational(1, 10000000000));
+  EXPECT_EQ(sclk_test::ToRational(params.op[0].test_freq), sclk_test::Ratio(1, 10000000000));
   EXPECT_EQ(spclk.SetTestFrequency(7000), 0);
   EXPECT_EQ(params.op[0].test_freq, (m3x64_num{0, 7, 1000}));
 
@@ -135,7 +135,7 @@ TEST_F(Spclk, UpdateMakesTheClockAndLeavesReservedBits) {
   ASSERT_EQ(spclk.Update(0), 0);
   EXPECT_EQ(chip.resets, 4);
   EXPECT_GE(machine.clock.Monotonic() - start, 4 * std::chrono::milliseconds(25));
-  EXPECT_EQ(ConverterClock(), Rational(60 * 64 * 512, 1000000));
+  EXPECT_EQ(ConverterClock(), sclk_test::Ratio(60 * 64 * 512, 1000000));
   EXPECT_EQ(board.fpga[kCycleLength], 4095U);
   // slow while the chip is being set, and only then
   const std::vector<unsigned> selects = board.WrittenTo(kClockSelect);
@@ -168,7 +168,7 @@ TEST_F(Spclk, AChipThatNeverLocksIsGivenUpAndTheNextUpdateIsWhole) {
 
   ASSERT_EQ(spclk.Update(0), 0);
   EXPECT_FALSE(chip.OutputsOff());
-  EXPECT_EQ(ConverterClock(), Rational(60 * 64 * 512, 1000000));
+  EXPECT_EQ(ConverterClock(), sclk_test::Ratio(60 * 64 * 512, 1000000));
   EXPECT_EQ(board.open_buses, 0);
 }
 
@@ -274,7 +274,7 @@ TEST_F(Spclk, WithoutAPlanOrAnFpgaTheChipIsLeftAlone) {
   EXPECT_EQ(spclk.Update(0), -5);
   board.fpga_writes_left = -1;
   ASSERT_EQ(spclk.Update(0), 0);
-  EXPECT_EQ(ConverterClock(), Rational(60 * 64 * 512, 1000000));
+  EXPECT_EQ(ConverterClock(), sclk_test::Ratio(60 * 64 * 512, 1000000));
 }
 
 TEST_F(Spclk, VeryLowFrequency) {
@@ -288,7 +288,7 @@ TEST_F(Spclk, VeryLowFrequency) {
   spclk.SetList(true);
   ASSERT_EQ(spclk.Update(0), 0);
   EXPECT_EQ(board.fpga[kCycleLength], 4095U);
-  EXPECT_EQ(ConverterClock(), Rational(64 * 0x20000, 10000000));
+  EXPECT_EQ(ConverterClock(), sclk_test::Ratio(64 * 0x20000, 10000000));
 }
 
 TEST_F(Spclk, NoDeviceWithoutItsParts) {
