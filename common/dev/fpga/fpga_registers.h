@@ -61,7 +61,7 @@ enum MID : int { MAIN_MOD = 0, MEAS_MOD = 1, SOURCE_MOD = 2, PFC_MOD = 3, ETHB_M
 // clang-format on
 
 enum REG : int {
-#define Q5_REGISTER_OFFSET(name, offset, trace) name = offset,
+#define Q5_REGISTER_OFFSET(name, offset, trace) name = (offset),
   Q5_FPGA_REGISTERS(Q5_REGISTER_OFFSET)
 #undef Q5_REGISTER_OFFSET
       Q5FPGA_AMP_HIGH_LIMIT = Q5FPGA_AMP_TARGET,
