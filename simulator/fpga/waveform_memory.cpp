@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 
 #include "platform/fpga_driver.h"
@@ -13,7 +14,7 @@ namespace {
 constexpr unsigned kRunInVersion = 90;
 
 std::size_t FastBytes(double driver_version) {
-  const auto hundredths = static_cast<unsigned>(driver_version * 100 + 0.5);
+  const auto hundredths = static_cast<unsigned>(std::lround(driver_version * 100));
   return hundredths >= kRunInVersion ? Dev::kFastWaveformBytesLarge : Dev::kFastWaveformBytes;
 }
 

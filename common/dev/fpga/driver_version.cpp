@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include <charconv>
+#include <cmath>
 
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"
@@ -71,7 +72,7 @@ float GetQ5FPGADriverVersion() {
 }
 
 unsigned DriverVersionNumber() {
-  return static_cast<unsigned>(double{GetQ5FPGADriverVersion()} * 100 + 0.5);
+  return static_cast<unsigned>(std::lround(double{GetQ5FPGADriverVersion()} * 100));
 }
 
 }  // namespace Dev
