@@ -76,7 +76,8 @@ bool TakeTexts(const json& value, const std::array<const char*, kCount>& names,
   if (!value.is_object()) return false;
   for (const auto& [name, text] : value.items()) {
     const auto found = std::ranges::find(names, name);
-    if (found == names.end() || !text.is_string() || text == "") return false;
+    if (found == names.end() || !text.is_string()) return false;
+    if (text.template get<std::string>().empty()) return false;
     out[static_cast<std::size_t>(found - names.begin())] = text;
   }
   return true;
