@@ -126,12 +126,13 @@ int main(int argc, char* argv[]) {
   if (ready) {
     Msg::ghmp->serverReady = true;
     manager.Start();
-  } else {
-    Mos::StartupError("cannot bind the bus end points of %s, port %u: another mos runs here?\n",
-                      options.id.c_str(), options.port);
   }
   // no callback and no scan may run into what goes now
+  Mos::logmonitor.StopTimer();
   i2c.End();
   monitor::End();
-  return ready ? 0 : 1;
+  if (ready) return 0;
+  Mos::StartupError("cannot bind the bus end points of %s, port %u: another mos runs here?\n",
+                    options.id.c_str(), options.port);
+  return 1;
 }
