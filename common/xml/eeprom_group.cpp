@@ -66,8 +66,6 @@ int Run(const std::string& command) {
 
 }  // namespace
 
-EepromGroup* EepromGroup::instance_ = nullptr;
-
 constexpr mode_range_table_ent EepromGroup::identity_tbl = {
     0, 0.0F, 1.0F, 0.0F, {{1.0F, 0.0F, 0.0F, 0.0F}}, {{0.0F, 0.0F, 0.0F, 0.0F}}};
 

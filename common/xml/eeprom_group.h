@@ -36,10 +36,6 @@ class EepromGroup {
   EepromGroup(const EepromGroup&) = delete;
   EepromGroup& operator=(const EepromGroup&) = delete;
 
-  /// The daemon's instance, set by whoever made it; null before.
-  static EepromGroup* Instance() { return instance_; }
-  static void SetInstance(EepromGroup* instance) { instance_ = instance; }
-
   /// A path without a divider: scale 1, no correction.
   static const mode_range_table_ent identity_tbl;
 
@@ -124,8 +120,6 @@ class EepromGroup {
   void ReadSSNFromXml(const XmlDocument& document);
   void ReadSystemDates(const XmlDocument& document);
   void SetMainrefError(const char* text, int step);
-
-  static EepromGroup* instance_;
 
   const int module_;
   EepromChips& chips_;

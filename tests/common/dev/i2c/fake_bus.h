@@ -20,6 +20,7 @@
 
 #include "common/dev/i2c/i2c_dev.h"
 #include "common/msg/hmp_data.h"
+#include "tests/common/msg/error_list.h"
 #include "tests/platform/bare_machine.h"
 
 namespace i2c_test {
@@ -180,9 +181,7 @@ struct Board {
   }
   /// Error words that the daemon has collected.
   static int Errors(int code) {
-    const auto list = Msg::ghmp->CopyErrorCodes();
-    return static_cast<int>(
-        std::count(list.words.begin(), list.words.begin() + std::max(list.errorindex, 0), code));
+    return static_cast<int>(std::ranges::count(ListOf(*Msg::ghmp), code));
   }
 
   platform::MachineInPlace<FakeBus> machine;
