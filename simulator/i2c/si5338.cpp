@@ -198,11 +198,20 @@ std::optional<Fraction> Si5338::OutputLocked(std::size_t index) const {
   if (!path.on) return std::nullopt;
   const Fraction vco = DecodePll(registers_, Fraction(*reference_)).vco;
   if (path.multisynth != 0 || stepped_ == 0) return vco / path.divider;
+  const auto hertz = Stepped(vco, stepped_);
+  if (!hertz) return std::nullopt;
+  return *hertz / Fraction(DecodeR(registers_, index));
+}
+
+/// The words may have changed since the steps were taken, so they are looked at anew each time.
+std::optional<Fraction> Si5338::Stepped(const Fraction& vco, std::int64_t steps) const {
   const StepWords words = DecodeStepWords(registers_);
-  const auto present = static_cast<std::int64_t>(words.start) + stepped_;
+  const std::int64_t present = static_cast<std::int64_t>(words.start) + steps;
   if (present <= 0 || words.total == 0) return std::nullopt;
-  const Fraction divider(words.total, static_cast<std::uint64_t>(present));
-  return vco / (divider * Fraction(DecodeR(registers_, index)));
+  const Fraction hertz = vco / Fraction(words.total, static_cast<std::uint64_t>(present));
+  const double value = hertz.Value();
+  if (value < kLowestStepped || value > vco.Value() / kHighestSteppedShare) return std::nullopt;
+  return hertz;
 }
 
 std::optional<Fraction> Si5338::Output(std::size_t index) const {
@@ -228,13 +237,8 @@ void Si5338::StepMs0(Step step) {
   const StepWords words = DecodeStepWords(registers_);
   const auto by = static_cast<std::int64_t>(words.step);
   const std::int64_t next = step == Step::kUp ? stepped_ + by : stepped_ - by;
-  const std::int64_t present = static_cast<std::int64_t>(words.start) + next;
-  if (present <= 0) return;
-  const Fraction divider(words.total, static_cast<std::uint64_t>(present));
-  const double vco = DecodePll(registers_, Fraction(*reference_)).vco.Value();
-  const double hertz = vco / divider.Value();
-  if (hertz < kLowestStepped || hertz > vco / kHighestSteppedShare) return;
-  stepped_ = next;
+  const Fraction vco = DecodePll(registers_, Fraction(*reference_)).vco;
+  if (Stepped(vco, next)) stepped_ = next;
 }
 
 std::string Si5338::Describe() const { return "PLL " + Lock() + ", CLK0 " + ShowOutput(0); }

@@ -61,6 +61,8 @@ class Si5338 final : public I2cChip {
   bool IsLocked() const { return Lock() == "locked"; }
   si5338::Image Behind() const;
   std::optional<Fraction> OutputLocked(std::size_t index) const;
+  /// MultiSynth 0 after so many steps; nothing outside the range that it may be stepped in.
+  std::optional<Fraction> Stepped(const Fraction& vco, std::int64_t steps) const;
   std::string ShowOutput(std::size_t index) const;
   bool SetReference(std::string_view text);
   bool SetLockFailures(std::string_view text);
