@@ -1,0 +1,66 @@
+#include "common/acquisition/range_table.h"
+
+#include <array>
+#include <atomic>
+
+#include "common/log/logger_mgr.h"
+#include "common/msg/input_mode.h"
+#include "common/xml/eeprom_group.h"
+
+namespace acquisition {
+
+using Dev::mode_range_table_ent;
+
+namespace {
+
+std::atomic<Dev::EepromGroup*> range_tables{nullptr};
+
+constexpr mode_range_table_ent Default(unsigned code, float scaling_factor) {
+  mode_range_table_ent entry{};
+  entry.RangeCode = code;
+  entry.ScalingFactor = scaling_factor;
+  return entry;
+}
+
+/// By mode.
+constexpr std::array<mode_range_table_ent, Msg::INPUT_MODE_COUNT> kDefaults = {
+    Default(0, 0), Default(42, 8.932e-6F), Default(36, 8.932e-5F), Default(36, 3.573e-7F),
+    Default(132, 1.209e-11F)};
+
+const Dev::range_table* Table(int channel, int mode) {
+  Dev::EepromGroup* tables = range_tables;
+  const Dev::range_table* table =
+      tables == nullptr ? nullptr : tables->GetRangeTable(channel, mode);
+  return table == nullptr || table->ent == nullptr ? nullptr : table;
+}
+
+}  // namespace
+
+void SetRangeTables(Dev::EepromGroup* tables) { range_tables = tables; }
+
+const mode_range_table_ent* temp_range_info(int mode) {
+  return &kDefaults.at(static_cast<std::size_t>(mode));
+}
+
+int range_table_size(int channel, int mode) {
+  const Dev::range_table* table = Table(channel, mode);
+  return table == nullptr ? 0 : table->num_ents;
+}
+
+const mode_range_table_ent* get_range_table_ent(int channel, int mode, int range_index) {
+  if (mode <= Msg::Off || mode >= Msg::INPUT_MODE_COUNT) {
+    Logger::logger_mgr::print(Logger::rangeL, Logger::kError, 0, "%s.%d: Invalid mode:%d\n",
+                              __func__, __LINE__, mode);
+    return nullptr;
+  }
+  const Dev::range_table* table = Table(channel, mode);
+  if (table != nullptr && range_index >= 1 && range_index <= table->num_ents) {
+    return &table->ent[range_index - 1];
+  }
+  Logger::logger_mgr::print(Logger::rangeL, Logger::kWarning, 0,
+                            "%s.%d: Returning default range info for mode %d\n", __func__, __LINE__,
+                            mode);
+  return temp_range_info(mode);
+}
+
+}  // namespace acquisition

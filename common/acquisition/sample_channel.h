@@ -1,0 +1,74 @@
+// What acquisition tells the channels and asks of them. The channels' room implements it and
+// registers itself at start-up; without channels (nothing registered) acquisition leaves out what
+// only they could do.
+//
+// Threads: the producer, the consumer and request handlers call at the same time.
+#pragma once
+
+#include <cstdint>
+
+#include "common/xml/cal_tables.h"
+
+namespace acquisition {
+
+class SineCorrelator;
+
+/// What one block's samples of one channel come to, in sample counts.
+struct BlockFigures {
+  int sample_count = 0;  ///< samples in the block
+  long min_sample = 0;
+  long max_sample = 0;
+  long avg_sample = 0;
+  long max_amplitude = 0;  ///< largest distance from the average
+  double variance = 0;     ///< about the average, of a sample (divided by count - 1)
+};
+
+/// One channel.
+class SampleChannel {
+ public:
+  virtual ~SampleChannel() = default;
+
+  /// From the slow correlator, once a block.
+  virtual void StoreBlockFigures(const BlockFigures& figures) = 0;
+  /// Those of the latest block, whole.
+  virtual BlockFigures GetBlockFigures() const = 0;
+
+  /// Never null.
+  virtual const Dev::mode_range_table_ent* get_range_info_in_use() const = 0;
+  virtual int get_range_index() const = 0;
+  /// The range code that the front end last said it has; -1 before it said any.
+  virtual int get_last_cpld_range() const = 0;
+
+  virtual std::uint16_t get_status_flag() const = 0;
+  /// The names of the status word's bits, for the log.
+  virtual const char* status_text() const = 0;
+};
+
+/// Both channels and what belongs to them together.
+class SampleChannels {
+ public:
+  virtual ~SampleChannels() = default;
+
+  /// `channel` is 0 or 1.
+  virtual SampleChannel& Channel(int channel) = 0;
+  /// Both null when acquisition stops. Not while the producer works on a block.
+  virtual void set_SineCorrelators(SineCorrelator* fast, SineCorrelator* slow) = 0;
+  /// Resets both correlators and the figures that span blocks, and takes the request away.
+  virtual void reset_sine_correlators() = 0;
+  /// Reads the status bits of a block that the correlators have seen. 0; -1 for a sequence or sync
+  /// error, or a count that is not supported.
+  virtual int process_sample_buff(const int* block, int pairs) = 0;
+  /// Samples have come: an event for both channels. 0, or the first channel's failure.
+  virtual int notify_samples_received() = 0;
+};
+
+/// Before acquisition starts; null takes them away. Not owned.
+void SetSampleChannels(SampleChannels* channels);
+SampleChannels* GetSampleChannels();
+
+/// Asks the producer for a reset of the correlators: 0 none, 1 asked for by a channel, 2 asked for
+/// because of bad samples or put off by one block. While it is not 0 no block reaches a correlator.
+void SetResetRequest(int request);
+int GetResetRequest();
+
+}  // namespace acquisition
