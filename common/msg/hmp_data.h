@@ -93,6 +93,8 @@ class HMPData : public Errorcodes, public ConfigData {
   static const char* GetTestType(int test);
   bool IsDCOffsetEnabled() const { return (modesw1 & MODESW1_DC_OFFSET) != 0; }
   bool IsFilterEnabled() const { return (modesw1 & MODESW1_FILTER) != 0; }
+  bool GetEnableNAKonSampleFault() const { return enable_nak_on_sample_fault != 0; }
+  bool GetEnableNAKonSampleOverRange() const { return enable_nak_on_sample_overrange != 0; }
   bool IsHmpUpdateMsg() const { return GetCurrentMsg() == kUpdateOpcode; }
   bool IsHmpStopMsg() const { return GetCurrentMsg() == kStopOpcode; }
   bool IsHmpPauseMsg() const;

@@ -1,0 +1,202 @@
+#include "common/acquisition/acquisition.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "common/acquisition/instrument_file.h"
+#include "common/dev/fpga/fpga_registers.h"
+#include "common/log/capture.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "common/signalh/sample_rate.h"
+#include "platform/backend.h"
+#include "platform/fpga_driver.h"
+
+namespace acquisition {
+
+using Logger::acquisitionL;
+using Logger::kError;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Msg::ghmp;
+using platform::Machine;
+
+namespace {
+
+constexpr long kReferenceFrequency = 12500000;  // Hz
+constexpr long kClockDivider = 32;
+constexpr std::uint32_t kConvertersOn = 0xB180;
+/// Files that belong to acquisition but are only made here, for tools that look for them.
+constexpr const char* kScratchFiles[] = {"/var/volatile/cap1_p1.txt", "./Accreset.cmd",
+                                         "./reset_filter.cmd"};
+
+int FpgaRequest(int fd, unsigned long request, int offset, std::uint32_t& value) {
+  Dev::FpgaCmd command{};
+  command.devtype = Dev::FPGA_REG;
+  command.offset = offset;
+  command.val = value;
+  const int result = Machine().Ioctl(fd, request, &command);
+  value = command.val;
+  return result;
+}
+
+/// The device opened for the stop alone.
+class StopDevice {
+ public:
+  StopDevice() : fd_(Machine().Open(Dev::kFpgaDevicePath, O_RDONLY)) {}
+  ~StopDevice() {
+    if (fd_ >= 0) Machine().Close(fd_);
+  }
+  StopDevice(const StopDevice&) = delete;
+  StopDevice& operator=(const StopDevice&) = delete;
+
+  bool IsOpen() const { return fd_ >= 0; }
+  /// 0 or errno.
+  int Stop() const;
+
+ private:
+  const int fd_;
+};
+
+int StopDevice::Stop() const {
+  std::uint32_t value = 0;
+  if (FpgaRequest(fd_, Dev::Q5FPGA_CMD_RD, Dev::Q5FPGA_A2D_CTRL, value) < 0) {
+    logger_mgr::print(acquisitionL, kError, 0, "ioctl2 RD error\n");
+  } else if (value != 0) {
+    logger_mgr::print(acquisitionL, kInfo, 0, "value = %x\n", value);
+  }
+  value = 0;
+  if (FpgaRequest(fd_, Dev::Q5FPGA_CMD_STOP_ACQUISITION, Dev::Q5FPGA_A2D_CTRL, value) >= 0) {
+    return 0;
+  }
+  const int error = errno;
+  logger_mgr::print(acquisitionL, kError, 0, "ioctl2 WR error\n");
+  return error;
+}
+
+template <class Number>
+Number OrDefault(Number value, Number fallback) {
+  return value < 1 ? fallback : value;
+}
+
+}  // namespace
+
+Acquisition::Acquisition(int fpga_fd)
+    : g_fpgafd(fpga_fd), producer_({fpga_fd, ring_, pool_, counts_, snapshot_}) {}
+
+Acquisition::~Acquisition() {
+  // a driver that does not stop must not keep the channels at filters that go now
+  if (StopAcquisition() != 0) EndRun();
+}
+
+// --- Start-up ---
+
+const char* Acquisition::OpenFiles() {
+  if (const char* failed = snapshot_.Open()) return failed;
+  for (const char* path : kScratchFiles) {
+    if (!CreateInstrumentFile(path)) return path;
+  }
+  if (const char* failed = producer_.Open()) return failed;
+  return consumer_.Open();
+}
+
+int Acquisition::InitAcquisition() {
+  if (const char* failed = OpenFiles()) {
+    std::fprintf(stderr, "%s open error \n", failed);
+    return -1;
+  }
+  if (ring_.Map(g_fpgafd) != 0) {
+    std::fprintf(stderr, "Could not memory map the device\n");
+    return -1;
+  }
+  if (pool_.Allocate() != 0) {
+    std::fprintf(stderr, "No memory for the pool\n");
+    return -1;
+  }
+  Machine().System(kClearOverflow);
+  producer_.Start();
+  snapshot_.Start();
+  consumer_.Start();
+  g_initComplete = true;
+  return 0;
+}
+
+// --- A run ---
+
+int Acquisition::AnnounceBlockSize() {
+  Dev::FpgaCmd command{};
+  command.offset = Dev::Q5FPGA_CMD_SAMPLEBLOCK_NUM;
+  command.val = static_cast<std::uint32_t>(layout_.Bytes());
+  if (Machine().Write(g_fpgafd, &command, sizeof command) >= 0) return 0;
+  logger_mgr::print(acquisitionL, kError, 0, "write error to FPGA device file\n");
+  return -1;
+}
+
+int Acquisition::SetMeasurementParameters(const MeasurementParameters& parameters) {
+  layout_.pairs = BlockLayout::IsPossible(parameters.pairs) ? parameters.pairs : kDefaultPairs;
+  int samples = parameters.samplesPerCycle;
+  int reset = parameters.filterReset;
+  if (samples < 1 || reset < 1) {
+    const int calculated =
+        signalh::CalculateSamplesPerCyc(ghmp->GetFrequency(), ghmp->GetBlockReadyInterrupts());
+    samples = OrDefault(samples, calculated);
+    reset = OrDefault(reset, calculated);
+  }
+  ghmp->samplespercyc = samples;
+  Logger::Capture(Logger::DEFAULTE_SAMPLES_PER_CYCLE, samples, ghmp->GetFrequency(), layout_.pairs);
+  const int result = AnnounceBlockSize();
+  const long reference = OrDefault(parameters.refFrequency, kReferenceFrequency);
+  filters_ =
+      CreateFilters({.pairs = layout_.pairs,
+                     .reference_frequency = static_cast<double>(reference),
+                     .sample_clock_divider = OrDefault(parameters.clockDivider, kClockDivider),
+                     .samples_per_cycle = samples,
+                     .filterreset = reset,
+                     .swapchannels = parameters.swapChannels});
+  return result;
+}
+
+int Acquisition::StartAcquisition() {
+  if (!g_initComplete || !filters_.slow) return -1;
+  std::uint32_t value = 0;
+  if (FpgaRequest(g_fpgafd, Dev::Q5FPGA_CMD_START_SAMPLE_CONTINUOUS, 0, value) < 0) {
+    logger_mgr::print(acquisitionL, kError, 0, "ioctl continuous sample collect fail\n");
+  }
+  value = kConvertersOn;
+  FpgaRequest(g_fpgafd, Dev::Q5FPGA_CMD_WR, Dev::Q5FPGA_A2D_CTRL, value);
+  snapshot_.Abandon();
+  pool_.Begin(layout_.Bytes());
+  consumer_.Begin(static_cast<int>(pool_.BlocksPerChunk()));
+  producer_.Begin(layout_, filters_);
+  logger_mgr::print(acquisitionL, kInfo, 0, "Started Acquisition\n");
+  return 0;
+}
+
+int Acquisition::StopAcquisition() {
+  const std::lock_guard lock(stop_mutex_);
+  logger_mgr::print(acquisitionL, kInfo, 0, "STOP ACQUISITION STARTED  consumed %d samples%d\n",
+                    counts_.GetConsumerBlockCount(), counts_.GetSampleBlockCount());
+  producer_.Halt();
+  const StopDevice device;
+  if (!device.IsOpen()) {
+    logger_mgr::print(acquisitionL, kError, 0, "device open error in stop %sn",
+                      Dev::kFpgaDevicePath);
+    return 1;
+  }
+  if (const int error = device.Stop()) return error;
+  EndRun();
+  logger_mgr::print(acquisitionL, kInfo, 0, "STOP ACQUISITION ENDED\n");
+  return 0;
+}
+
+void Acquisition::EndRun() {
+  counts_.Drain();
+  logger_mgr::print(acquisitionL, kInfo, 0, "Consumer count %d producer count %d \n",
+                    counts_.GetConsumerBlockCount(), counts_.GetSampleBlockCount());
+  counts_.Clear();
+  DeleteFilters(filters_);
+}
+
+}  // namespace acquisition

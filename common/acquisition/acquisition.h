@@ -1,0 +1,80 @@
+// Acquisition of both channels' samples: what it consists of, and its start and stop.
+//
+//   driver's ring ──> producer ──> pool ──> slow and fast filter, statistics
+//                         │          └────> snapshots
+//                         └ wakes ──> consumer ──> an event for both channels
+//
+// Threads: InitAcquisition once, by the start-up thread; the others by the request handlers'
+// thread.
+#pragma once
+
+#include <mutex>
+
+#include "common/acquisition/block_counts.h"
+#include "common/acquisition/block_layout.h"
+#include "common/acquisition/consumer.h"
+#include "common/acquisition/filters.h"
+#include "common/acquisition/producer.h"
+#include "common/acquisition/sample_pool.h"
+#include "common/acquisition/sample_ring.h"
+#include "common/acquisition/snapshot.h"
+
+namespace acquisition {
+
+/// A value below 1 takes its default.
+struct MeasurementParameters {
+  int pairs = 0;            ///< in a block; 1024, also for a number that does not fit the ring
+  long refFrequency = 0;    ///< Hz; 12500000
+  long clockDivider = 0;    ///< 32
+  int samplesPerCycle = 0;  ///< what the test frequency asks for
+  int filterReset = 0;      ///< pairs between the fast filter's resets; a cycle
+  int swapChannels = 0;     ///< 1: the voltage is on channel 2
+};
+
+class Acquisition {
+ public:
+  /// `fpga_fd` is the FPGA device's descriptor and stays open as long as this lives.
+  explicit Acquisition(int fpga_fd);
+  ~Acquisition();
+
+  /// Opens the files, maps the ring, allocates the pool, starts the threads. -1, with the reason on
+  /// the standard error stream, when one of them cannot be had; then nothing runs.
+  int InitAcquisition();
+  /// Makes the filters for the present test frequency. While acquisition is stopped. -1 when the
+  /// driver did not take the block size.
+  int SetMeasurementParameters(const MeasurementParameters& parameters);
+  /// Needs InitAcquisition and SetMeasurementParameters, else -1. A driver that refuses is only
+  /// told in the log.
+  int StartAcquisition();
+  /// Waits until the consumer has seen every block, then deletes the filters. 0; 1 when the device
+  /// cannot be opened; the driver's errno.
+  int StopAcquisition();
+
+  /// Null while acquisition is stopped. Valid until StopAcquisition.
+  SineCorrelator* FastFilter() { return filters_.fast.get(); }
+  SineCorrelator* SlowFilter() { return filters_.slow.get(); }
+  Averager* AverageFilter() { return filters_.average.get(); }
+  const BlockCounts& Counts() const { return counts_; }
+  bool IsRunning() const { return producer_.IsRunning(); }
+  /// See Producer::g_waveformCaptureRunning.
+  void SetWaveformCapture(int mode) { producer_.g_waveformCaptureRunning = mode; }
+
+ private:
+  const char* OpenFiles();
+  int AnnounceBlockSize();
+  void EndRun();
+
+  const int g_fpgafd;
+  std::mutex stop_mutex_;  ///< one stop at a time
+  BlockLayout layout_;
+  SampleRing ring_;
+  SamplePool pool_;
+  BlockCounts counts_;
+  Filters filters_;
+  Snapshot snapshot_{pool_};
+  Consumer consumer_{counts_};
+  Producer producer_;
+  bool g_initComplete = false;
+};
+
+}  // namespace acquisition

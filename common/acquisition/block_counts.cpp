@@ -1,0 +1,61 @@
+#include "common/acquisition/block_counts.h"
+
+#include "common/log/logger_mgr.h"
+
+namespace acquisition {
+
+using Logger::acquisitionL;
+using Logger::kDebug;
+using Logger::logger_mgr;
+
+void BlockCounts::WakeConsumer() {
+  const std::lock_guard lock(g_pmutex);
+  signalled_ = true;
+  g_pcond.notify_one();
+}
+
+bool BlockCounts::Await() {
+  std::unique_lock lock(g_pmutex);
+  if (consumed_blocks_ == sample_blocks_ && !signalled_ && !ended_) {
+    logger_mgr::print(acquisitionL, kDebug, 0, "Consumer blocked.. last processed block = %d\n",
+                      consumed_blocks_.load());
+    g_pcond.wait(lock, [this] { return signalled_ || ended_; });
+    logger_mgr::print(acquisitionL, kDebug, 0, "Consumer unblocked \n");
+  }
+  signalled_ = false;
+  working_ = !ended_;
+  return working_;
+}
+
+void BlockCounts::Consumed() {
+  const std::lock_guard lock(g_pmutex);
+  consumed_blocks_ = GetSampleBlockCount();
+  working_ = false;
+  rests_.notify_all();
+}
+
+void BlockCounts::Drain() {
+  std::unique_lock lock(g_pmutex);
+  while (!IsDrained() && !ended_) {
+    signalled_ = true;
+    g_pcond.notify_one();
+    rests_.wait(lock);
+  }
+  // a wake-up left over would send an event for a stream that has ended
+  signalled_ = false;
+}
+
+void BlockCounts::Clear() {
+  const std::lock_guard lock(g_pmutex);
+  sample_blocks_ = 0;
+  consumed_blocks_ = 0;
+}
+
+void BlockCounts::End() {
+  const std::lock_guard lock(g_pmutex);
+  ended_ = true;
+  g_pcond.notify_all();
+  rests_.notify_all();
+}
+
+}  // namespace acquisition

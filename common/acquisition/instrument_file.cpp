@@ -1,0 +1,22 @@
+#include "common/acquisition/instrument_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "platform/backend.h"
+
+namespace acquisition {
+
+platform::UniqueFd CreateInstrumentFile(const char* path) {
+  constexpr int kFlags = O_RDWR | O_CREAT | O_TRUNC | O_SYNC | O_CLOEXEC;
+  constexpr mode_t kMode = 0644;
+  return platform::UniqueFd(::open(platform::Machine().Path(path).c_str(), kFlags, kMode));
+}
+
+bool ReplaceContents(int fd, const std::string& text) {
+  const bool emptied = ::ftruncate(fd, 0) == 0;
+  ::lseek(fd, 0, SEEK_SET);
+  return ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) && emptied;
+}
+
+}  // namespace acquisition

@@ -1,0 +1,329 @@
+#include "common/acquisition/producer.h"
+
+#include <fcntl.h>
+
+#include <cstring>
+
+#include "common/acquisition/instrument_file.h"
+#include "common/acquisition/sample_channel.h"
+#include "common/acquisition/sample_status.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "common/msg/major_codes.h"
+#include "platform/backend.h"
+#include "platform/fpga_driver.h"
+
+namespace acquisition {
+
+using Logger::acquisitionL;
+using Logger::kDebug;
+using Logger::kError;
+using Logger::kInfo;
+using Logger::kWarning;
+using Logger::logger_mgr;
+using Msg::ghmp;
+
+namespace {
+
+constexpr char kWaveformPath[] = "/waveform.bin";
+constexpr int kStatusRegister = 18;
+constexpr auto kPauseAfterFailure = std::chrono::milliseconds(100);
+/// Pairs that the status check looks at.
+constexpr int kCheckedPairs = 1024;
+constexpr long kCyclesForHistograms = 16;
+constexpr std::int32_t kRingPages = Dev::kSampleRingBytes / kPageBytes;
+constexpr int kFaultBit = 1;
+constexpr int kOverRangeBit = 2;
+
+/// How far `counter` is ahead of `position`; negative when it is behind. Right across the wrap.
+std::int32_t Ahead(std::uint32_t counter, std::uint32_t position) {
+  return static_cast<std::int32_t>(counter - position);
+}
+
+}  // namespace
+
+Producer::~Producer() {
+  Halt();
+  {
+    const std::lock_guard lock(g_producer_start);
+    ended_ = true;
+  }
+  g_producer_block.notify_all();
+  if (thread_.joinable()) thread_.join();
+}
+
+const char* Producer::Open() {
+  waveform_file_ = CreateInstrumentFile(kWaveformPath);
+  if (!waveform_file_) return kWaveformPath;
+  return overflow_.Open(kOverflowPath) ? nullptr : kOverflowPath;
+}
+
+void Producer::Start() {
+  thread_ = std::thread([this] { RunProducer(); });
+}
+
+void Producer::Begin(const BlockLayout& layout, Filters& filters) {
+  {
+    const std::lock_guard lock(pass_mutex_);
+    filters_ = &filters;
+    g_running = true;
+  }
+  {
+    const std::lock_guard lock(g_producer_start);
+    layout_ = layout;
+    present_run_ = ++run_number_;
+  }
+  g_producer_block.notify_all();
+}
+
+void Producer::Halt() {
+  g_running = false;
+  const std::lock_guard lock(pass_mutex_);
+  filters_ = nullptr;
+}
+
+// --- The thread ---
+
+void Producer::RunProducer() {
+  Run run;
+  while (AwaitRun(run)) {
+    while (g_running && present_run_ == run.number) Pass(run);
+    logger_mgr::print(acquisitionL, kInfo, 0, "%s.%d: Acquisition stopped, exiting the loop\n",
+                      __func__, __LINE__);
+  }
+}
+
+/// False at the end.
+bool Producer::AwaitRun(Run& run) {
+  std::unique_lock lock(g_producer_start);
+  g_producer_block.wait(lock, [&] { return ended_ || run_number_ != run.number; });
+  run = Run{.number = run_number_, .layout = layout_};
+  run.backlog = static_cast<std::uint32_t>(ghmp->GetConsumerBacklog());
+  return !ended_;
+}
+
+void Producer::Pass(Run& run) {
+  const auto counter = ReadCounter(run);
+  if (!counter) return PauseAfterFailure();
+  CheckStatus(run);
+  CaptureWaveform(run);
+  const std::lock_guard lock(pass_mutex_);
+  if (!g_running || present_run_ != run.number) return;
+  if (*counter == run.previous || *counter % run.layout.Pages() != 0) return;
+  HandleNewBlocks(run, *counter);
+  WakeConsumer();
+  parts_.snapshot.Wake();
+}
+
+std::optional<std::uint32_t> Producer::ReadCounter(const Run& run) {
+  Dev::FpgaCmd command{};
+  command.devtype = Dev::FPGA_REG;
+  command.offset = kStatusRegister;
+  command.val = run.layout.Pages();
+  const ssize_t size = platform::Machine().Read(parts_.fpga_fd, &command, sizeof command);
+  const bool failed = size != static_cast<ssize_t>(sizeof command);
+  if (failed && !read_failed_ && g_running) {
+    logger_mgr::print(acquisitionL, kError, 0, "%s: no block counter from %s: %m\n", "RunProducer",
+                      Dev::kFpgaDevicePath);
+  }
+  read_failed_ = failed;
+  if (failed) return std::nullopt;
+  return command.val;
+}
+
+/// A device that is gone answers at once.
+void Producer::PauseAfterFailure() {
+  platform::Clock& clock = platform::Machine().Clock();
+  const auto deadline = clock.Monotonic() + kPauseAfterFailure;
+  std::unique_lock lock(g_producer_start);
+  while (!ended_ && g_running && clock.WaitUntil(g_producer_block, lock, deadline)) {
+  }
+}
+
+// --- Before the blocks ---
+
+void Producer::CheckStatus(const Run& run) {
+  const std::size_t most = (Dev::kSampleRingBytes - run.source) / kPairBytes;
+  const int pairs = std::min(kCheckedPairs, static_cast<int>(most));
+  const int result = CheckFaultAndOverRangeStatusBits(parts_.ring.At(run.source), pairs);
+  if ((result & kFaultBit) != 0 && ghmp->GetEnableNAKonSampleFault()) {
+    RaiseOnce(Msg::NAK_MCODE_FAULT_IN_SAMPLES);
+  }
+  if ((result & kOverRangeBit) != 0 && !ghmp->GetConsumerFlag() &&
+      ghmp->GetEnableNAKonSampleOverRange()) {
+    RaiseOnce(Msg::NAK_MCODE_CPLD_OVERINPUT);
+  }
+}
+
+/// With a last capture of the waveform.
+void Producer::RaiseOnce(short code) {
+  if (!ghmp->IsErrorCodeNew(code)) return;
+  g_waveformCaptureRunning = 1;
+  ghmp->SetErrorCode(code);
+}
+
+void Producer::CaptureWaveform(const Run& run) {
+  int wanted = g_waveformCaptureRunning;
+  if (wanted == 0 || run.source + kCaptureBytes > Dev::kSampleRingBytes) return;
+  WaveformCapture(waveform_file_.Get(), parts_.ring.At(run.source), &waveform_wrap_, 1);
+  if (wanted == 1) g_waveformCaptureRunning.compare_exchange_strong(wanted, 0);
+}
+
+// --- The blocks of a pass ---
+
+void Producer::HandleNewBlocks(Run& run, std::uint32_t counter) {
+  CheckCounter(run, counter);
+  run.previous = counter;
+  while (Ahead(counter, run.position) > 0) HandleBlock(run, counter);
+}
+
+void Producer::CheckCounter(Run& run, std::uint32_t counter) {
+  if (counter - run.previous != run.layout.Pages()) {
+    logger_mgr::print(acquisitionL, kWarning, 0,
+                      "%s.%d: Block counter incremented an unexpected amount: counter_4kblocks=%d "
+                      "pcounter_4kblocks=%d\n",
+                      "RunProducer", __LINE__, static_cast<int>(counter),
+                      static_cast<int>(run.previous));
+  }
+  // a counter that goes back belongs to a stream that began anew, and the ring holds no more than
+  // its length
+  const std::int32_t ahead = Ahead(counter, run.position);
+  const bool lost = ahead < 0 || ahead > kRingPages;
+  if (!lost && !IsFarBehind(run, counter)) return;
+  logger_mgr::print(acquisitionL, kError, 0, "%s.%d - Dumping sample data!!\n", "RunProducer",
+                    __LINE__);
+  if (SampleChannels* channels = GetSampleChannels()) channels->reset_sine_correlators();
+  SkipTo(run, counter);
+}
+
+bool Producer::IsFarBehind(const Run& run, std::uint32_t counter) const {
+  return Ahead(counter, run.previous) > static_cast<std::int32_t>(run.backlog) &&
+         GetResetRequest() == 0 && !ghmp->GetConsumerFlag();
+}
+
+void Producer::SkipTo(Run& run, std::uint32_t counter) {
+  run.position = counter;
+  run.source = counter * kPageBytes % Dev::kSampleRingBytes;
+}
+
+void Producer::Advance(Run& run) {
+  run.position += run.layout.Pages();
+  run.source = (run.source + run.layout.Bytes()) % Dev::kSampleRingBytes;
+}
+
+void Producer::HandleBlock(Run& run, std::uint32_t counter) {
+  const bool last = Ahead(counter, run.position) <= static_cast<std::int32_t>(run.layout.Pages());
+  const int* block = CopyBlock(run);
+  if (!IsSkipped(run, counter, last)) Process(block, run.layout.pairs);
+  if (last) ServeResetRequest();
+  parts_.snapshot.CheckSnapShot();
+  CheckOverflow();
+  Advance(run);
+}
+
+const int* Producer::CopyBlock(Run& run) {
+  int* block = parts_.pool.Next();
+  std::memcpy(block, parts_.ring.At(run.source), run.layout.Bytes());
+  const bool chunk_full = parts_.pool.Published();
+  parts_.counts.IncrSampleBlockCount();
+  if (chunk_full && parts_.pool.GetPoolIndex() == 0) {
+    logger_mgr::print(acquisitionL, kInfo, 0,
+                      "%s.%d: mempool index incremented and wrapped around (i=%d)\n", "RunProducer",
+                      __LINE__, 0);
+  }
+  return block;
+}
+
+/// Sheds work while more blocks wait behind this one, never within a cycle.
+bool Producer::IsSkipped(const Run& run, std::uint32_t counter, bool last) const {
+  if (last) return false;
+  if (ghmp->GetConsumerFlag()) return true;
+  if (filters_->slow->IsInMiddleOfCycle() || ghmp->meas_status == 0) return false;
+  logger_mgr::print(acquisitionL, kInfo, 0,
+                    "%s.%d skipping a %d block : counter=%d current counter=%d\n", "RunProducer",
+                    __LINE__, static_cast<int>(run.layout.Pages()), static_cast<int>(run.position),
+                    static_cast<int>(counter));
+  return true;
+}
+
+void Producer::Process(const int* block, int pairs) {
+  if (GetResetRequest() != 0) {
+    logger_mgr::print(acquisitionL, kInfo, 0,
+                      "%s.%d not processing block because of reset_sine_correlators_request\n",
+                      "RunProducer", __LINE__);
+    return;
+  }
+  Correlate(block, pairs);
+  if (SampleChannels* channels = GetSampleChannels()) {
+    statistics_times_.startInterval();
+    channels->process_sample_buff(block, pairs);
+    statistics_times_.endInterval();
+  }
+  if (!ghmp->GetConsumerFlag() && ghmp->IsDCTest()) {
+    filters_->slow->updateDC();
+    filters_->fast->updateDC();
+  }
+  if (SineCorrelator::GetVLFFlag()) {
+    filters_->average->update();
+    filters_->fast->CalculateMaxVoltage();
+  }
+  if (ghmp->SpecialVLFReset()) {
+    filters_->slow->DoSpecialVLFReset();
+    filters_->fast->DoSpecialVLFReset();
+  }
+}
+
+void Producer::Correlate(const int* block, int pairs) {
+  update_times_.startInterval();
+  filters_->slow->update(block, pairs);
+  filters_->fast->updateF(block, pairs);
+  update_times_.endInterval();
+}
+
+void Producer::ServeResetRequest() {
+  const int request = GetResetRequest();
+  if (request == 1) SetResetRequest(2);
+  if (request <= 1) return;
+  if (filters_->slow->GetCycleCount() > kCyclesForHistograms) PrintHistograms();
+  if (SampleChannels* channels = GetSampleChannels()) channels->reset_sine_correlators();
+}
+
+void Producer::PrintHistograms() {
+  update_times_.print();
+  update_times_.reset();
+  statistics_times_.print();
+  statistics_times_.reset();
+  SampleChannels* channels = GetSampleChannels();
+  if (channels == nullptr) return;
+  for (int channel : {0, 1}) {
+    logger_mgr::print(acquisitionL, kDebug, 0, "%s.%d: AcqCh%d %s\n", "RunProducer", __LINE__,
+                      channel + 1, channels->Channel(channel).status_text());
+  }
+}
+
+void Producer::CheckOverflow() {
+  if (overflow_.ReadHex() == 0) return;
+  logger_mgr::print(acquisitionL, kError, 0,
+                    "OVERFLOW ERROR, Make sure one instance of acquisition program is running\n"
+                    "Or stop the acquisition by killing the mos on measurement processor \n"
+                    "overflow error was caused by some other programs like fpgatest, diag.bin "
+                    "before the mos or sos started\n");
+  platform::Machine().System(kClearOverflow);
+  const short code =
+      ghmp->IsMeasModule() ? Msg::NAK_MCODE_MOS_ACQ_OVERFLOW : Msg::NAK_MCODE_SOS_ACQ_OVERFLOW;
+  if (ghmp->IsErrorCodeNew(code)) ghmp->SetErrorCode(code);
+}
+
+void Producer::WakeConsumer() {
+  if (!ghmp->GetConsumerFlag()) {
+    logger_mgr::print(acquisitionL, kDebug, 0, "%s.%d: Waking up the consumer thread\n",
+                      "RunProducer", __LINE__);
+    return parts_.counts.WakeConsumer();
+  }
+  if (!ghmp->testStart) return;
+  logger_mgr::print(acquisitionL, kDebug, 0,
+                    "%s.%d: Skipping waking up the consumer thread, ConsumerFlag set\n",
+                    "RunProducer", __LINE__);
+}
+
+}  // namespace acquisition

@@ -1,0 +1,115 @@
+// The producer: takes each new block from the driver's ring, checks it, copies it to the pool and
+// feeds it to the correlators and the channels' statistics. When it has handled everything that the
+// driver reported it wakes the consumer.
+//
+// Positions and counters are in the driver's unit, pages of 512 pairs, and wrap at 32 bits.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "common/acquisition/block_counts.h"
+#include "common/acquisition/block_layout.h"
+#include "common/acquisition/driver_attribute.h"
+#include "common/acquisition/filters.h"
+#include "common/acquisition/sample_pool.h"
+#include "common/acquisition/sample_ring.h"
+#include "common/acquisition/snapshot.h"
+#include "common/acquisition/waveform_capture.h"
+#include "common/log/histogram.h"
+#include "platform/unique_fd.h"
+
+namespace acquisition {
+
+class Producer {
+ public:
+  /// What it works with; all of it outlives the producer.
+  struct Parts {
+    int fpga_fd;
+    SampleRing& ring;
+    SamplePool& pool;
+    BlockCounts& counts;
+    Snapshot& snapshot;
+  };
+
+  explicit Producer(const Parts& parts) : parts_(parts) {}
+  ~Producer();
+
+  /// Opens its files. The path that could not be opened, or null.
+  const char* Open();
+  /// Starts the thread, which waits for Begin.
+  void Start();
+
+  /// Sampling has started, from page 0. `filters` are this run's and live until Halt has returned.
+  void Begin(const BlockLayout& layout, Filters& filters);
+  /// No block is handled once this has returned, until Begin.
+  void Halt();
+  bool IsRunning() const { return g_running; }
+
+  /// 0: off; 2: a capture every pass; 1: one more, then off.
+  std::atomic<int> g_waveformCaptureRunning{0};
+
+ private:
+  /// What one run's passes go by; the producer's thread only.
+  struct Run {
+    unsigned number = 0;
+    BlockLayout layout;
+    std::uint32_t backlog = 0;   ///< pages
+    std::uint32_t previous = 0;  ///< the driver's counter at the pass before
+    std::uint32_t position = 0;  ///< pages handled
+    std::size_t source = 0;      ///< offset in the ring
+  };
+
+  void RunProducer();
+  bool AwaitRun(Run& run);
+  void Pass(Run& run);
+  std::optional<std::uint32_t> ReadCounter(const Run& run);
+  void PauseAfterFailure();
+
+  void CheckStatus(const Run& run);
+  void RaiseOnce(short code);
+  void CaptureWaveform(const Run& run);
+
+  void HandleNewBlocks(Run& run, std::uint32_t counter);
+  void CheckCounter(Run& run, std::uint32_t counter);
+  bool IsFarBehind(const Run& run, std::uint32_t counter) const;
+  static void SkipTo(Run& run, std::uint32_t counter);
+  static void Advance(Run& run);
+
+  void HandleBlock(Run& run, std::uint32_t counter);
+  const int* CopyBlock(Run& run);
+  bool IsSkipped(const Run& run, std::uint32_t counter, bool last) const;
+  void Process(const int* block, int pairs);
+  void Correlate(const int* block, int pairs);
+  void ServeResetRequest();
+  void PrintHistograms();
+  void CheckOverflow();
+  void WakeConsumer();
+
+  const Parts parts_;
+  DriverAttribute overflow_;
+  platform::UniqueFd waveform_file_;
+  WrapCount waveform_wrap_;
+  Logger::Histogram update_times_{0, 20000, 20, "SineCorr Filter Update"};
+  Logger::Histogram statistics_times_{0, 5000, 10, "SigStat"};
+  bool read_failed_ = false;
+
+  std::mutex g_producer_start;  ///< guards the fields below
+  std::condition_variable g_producer_block;
+  BlockLayout layout_;
+  unsigned run_number_ = 0;
+  bool ended_ = false;
+
+  /// Held while blocks are handled, so that Halt can wait for the end of that. Guards filters_.
+  std::mutex pass_mutex_;
+  Filters* filters_ = nullptr;
+  std::atomic<bool> g_running{false};
+  std::atomic<unsigned> present_run_{0};
+  std::thread thread_;
+};
+
+}  // namespace acquisition

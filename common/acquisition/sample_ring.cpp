@@ -1,0 +1,26 @@
+#include "common/acquisition/sample_ring.h"
+
+#include <sys/mman.h>
+
+#include "platform/backend.h"
+#include "platform/fpga_driver.h"
+
+namespace acquisition {
+
+SampleRing::~SampleRing() {
+  if (base_ != nullptr) platform::Machine().Munmap(base_, Dev::kSampleRingBytes);
+}
+
+int SampleRing::Map(int fd) {
+  if (base_ != nullptr) platform::Machine().Munmap(base_, Dev::kSampleRingBytes);
+  void* mapped = platform::Machine().Mmap(nullptr, Dev::kSampleRingBytes, PROT_READ | PROT_WRITE,
+                                          MAP_SHARED, fd, 0);
+  base_ = mapped == MAP_FAILED ? nullptr : mapped;
+  return base_ == nullptr ? -1 : 0;
+}
+
+const int* SampleRing::At(std::size_t offset) const {
+  return reinterpret_cast<const int*>(static_cast<const char*>(base_) + offset);
+}
+
+}  // namespace acquisition

@@ -1,0 +1,72 @@
+// Snapshots: a user's command file asks for raw samples in a file.
+//
+// The producer looks for a command after each block and tells of new blocks; a thread of its own
+// copies from the pool, so that no disk holds the producer up.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+
+#include "common/acquisition/sample_pool.h"
+#include "common/acquisition/snapshot_command.h"
+#include "platform/unique_fd.h"
+
+namespace acquisition {
+
+class Snapshot {
+ public:
+  /// `pool` outlives it.
+  explicit Snapshot(const SamplePool& pool) : pool_(pool) {}
+  ~Snapshot();
+
+  /// Makes the command file and the scratch file. The path that could not be made, or null.
+  const char* Open();
+  void Start();
+
+  // --- The producer ---
+
+  /// After a block: takes a command, or ends a snapshot that is complete.
+  void CheckSnapShot();
+  /// After a pass.
+  void Wake();
+  /// Before the pool begins anew: a snapshot under way ends with what it has. Waits for that, so it
+  /// is for whoever starts acquisition.
+  void Abandon();
+
+ private:
+  enum class State { kNone, kRunning, kComplete };
+
+  void TakeCommand();
+  void RunSnapshot();
+  void Capture(const SnapshotCommand& command, std::uint64_t page);
+  /// Waits until the pool has pages up to `end`. False when the snapshot is to end.
+  bool AwaitPages(std::uint64_t end);
+  /// Lines or pairs written. `page` is the pool's; `wanted` is what is still to come.
+  long CaptureToFile(const SnapshotCommand& command, std::uint64_t page, long wanted);
+  long WriteLines(const int* words, int rate, long wanted);
+  bool MoveToOutput(const SnapshotCommand& command);
+  void MoveIfLarge(const SnapshotCommand& command);
+  static void Send(const SnapshotCommand& command);
+
+  const SamplePool& pool_;
+  platform::UniqueFd command_file_;
+  platform::UniqueFd scratch_;
+  long zero_pairs_ = 0;  ///< of the snapshot under way
+
+  std::mutex g_smutex;  ///< guards the fields below
+  std::condition_variable g_triggersnapshot;
+  std::condition_variable g_snapshotdata;
+  SnapshotCommand command_;
+  std::uint64_t first_page_ = 0;
+  bool abandoned_ = false;
+  bool reading_ = false;  ///< the thread reads the pool
+  bool ended_ = false;
+  std::atomic<State> g_snapshotStart{State::kNone};
+  std::thread thread_;
+};
+
+}  // namespace acquisition
