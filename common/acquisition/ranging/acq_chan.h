@@ -1,0 +1,254 @@
+// A channel: one measuring input, and all that the channel logic knows of it.
+//
+// What the channel tells acquisition stands in SampleChannel. The channel's states, and the
+// selection of ranges, work on the fields here.
+//
+// Threads: the producer stores figures and status, the consumer delivers block events, request
+// handlers set tests up. Fields are read and written on their own; the figures of a block and those
+// of a cycle have a lock and are read whole; events are delivered one at a time.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+#include "common/acquisition/dobj.h"
+#include "common/acquisition/ranging/channel_enums.h"
+#include "common/acquisition/ranging/full_cycle.h"
+#include "common/acquisition/sample_channel.h"
+#include "common/calibration/phasor.h"
+#include "common/dev/fpga/fpga_registers.h"
+#include "common/dev/i2c/meas_channel.h"
+#include "common/msg/hmp_data.h"
+
+namespace AcquisitionSystem {
+
+using acquisition::SineCorrelator;
+using Dev::mode_range_table_ent;
+using Msg::Input_Mode;
+
+/// No limit on the ranges that auto-ranging may use.
+inline constexpr int kNoShuntLimit = 0x7FFFFFFF;
+
+/// Both channels' front ends, for the channels that the process makes itself. Before the first
+/// Instance(); not owned.
+void SetFrontEnds(Dev::MeasChannel& first, Dev::MeasChannel& second);
+
+class AcqChan : public DObj, public acquisition::SampleChannel {
+ public:
+  /// Centres the channel's offset DACs. `front_end` outlives the channel, `module` is the module
+  /// that the daemon runs on.
+  AcqChan(ACQ_CHAN_NUM ch, const char* name, Dev::MeasChannel& front_end, Dev::MID module);
+  AcqChan(const AcqChan&) = delete;
+  AcqChan& operator=(const AcqChan&) = delete;
+  /// Takes the channel out of the registry.
+  ~AcqChan() override;
+
+  // --- Registry. Null where no channel was made ---
+
+  static AcqChan* get_AcqCh_instance(ACQ_CHAN_NUM ch);
+  static void set_AcqCh_instance(ACQ_CHAN_NUM ch, AcqChan* channel);
+  static ACQ_CHAN_NUM other_chan(ACQ_CHAN_NUM ch) { return ch == ACQ_CH1 ? ACQ_CH2 : ACQ_CH1; }
+  /// The next channel; ACQ_CHAN_COUNT after the last.
+  static ACQ_CHAN_NUM inc(ACQ_CHAN_NUM ch) { return ch == ACQ_CH1 ? ACQ_CH2 : ACQ_CHAN_COUNT; }
+
+  // --- The correlators, one pair for both channels ---
+
+  /// With correlators, both channels are set up for a test. Null pointers take them away.
+  static void set_SineCorrelators(SineCorrelator* fast, SineCorrelator* slow);
+  static SineCorrelator* get_sineCorr_Fast() { return sineCorr_Fast; }
+  static SineCorrelator* get_sineCorr_Slow() { return sineCorr_Slow; }
+  /// Resets both, and both channels' figures of a cycle, and takes the request away.
+  static void reset_sine_correlators();
+  static void set_reset_sine_correlators_request(int request) {
+    acquisition::SetResetRequest(request);
+  }
+  static int get_reset_sine_correlators_request() { return acquisition::GetResetRequest(); }
+
+  // --- What it is ---
+
+  ACQ_CHAN_NUM get_hwch() const { return hwch; }
+  Dev::MID get_module_ID() const { return module_ID; }
+  bool IsSourceModule() const { return module_ID == Dev::SOURCE_MOD; }
+  const Dev::MeasChCpldIdRev& get_cpldid() const { return cpldid_reg_struct; }
+  Dev::MeasChannel& FrontEnd() { return front_end_; }
+
+  virtual Input_Mode get_mode() const = 0;
+  virtual const char* get_chan_type() const = 0;
+
+  // --- The test ---
+
+  /// Before each test. 1, or -1 for a channel number that there is not.
+  virtual int init_test_parameters();
+  /// Before each update of the parameters within a test.
+  virtual void init_parameters_for_update() = 0;
+  virtual void set_control_type() = 0;
+
+  RNG_CONTROL_TYPE get_control_type() const { return control_type; }
+  const char* get_control_type_txt() const { return control_type_text(control_type); }
+  DC_OFFSET_TYPE get_dc_offset_type() const;
+  const char* get_offset_type_txt() const { return offset_type_text(get_dc_offset_type()); }
+  static short get_test_type() { return Msg::ghmp->testype; }
+  static void set_test_type(short type) { Msg::ghmp->testype = type; }
+  static float get_max_value() { return static_cast<float>(Msg::ghmp->maxval); }
+  /// `freq` (Hz) is one of a test at very low frequency.
+  static bool IsItVLF(float freq);
+
+  // --- Range ---
+
+  int get_range_index() const override { return range_index; }
+  void set_range_index(int index) { range_index = index; }
+  const mode_range_table_ent* get_range_info_in_use() const override { return range_info_in_use; }
+  /// Null is not taken.
+  void set_range_info_in_use(const mode_range_table_ent* entry);
+  const mode_range_table_ent* get_meas() const { return meas; }
+  void set_meas(const mode_range_table_ent* entry) { meas = entry; }
+  const mode_range_table_ent* get_range_table_ent(int mode, int index) const;
+  /// The index of a range in the table of `mode` (of the present one without it); -1: not there.
+  int find_range_index(unsigned char code) const { return find_range_index(code, get_mode()); }
+  int find_range_index(unsigned char code, int mode) const;
+  int find_range_index(const mode_range_table_ent* entry) const {
+    return find_range_index(entry, get_mode());
+  }
+  int find_range_index(const mode_range_table_ent* entry, int mode) const;
+
+  // --- Status word ---
+
+  std::uint16_t get_status_flag() const override { return status_flag; }
+  /// (word & mask) | bits; both 0xFFFF leave it alone.
+  void set_status_flag(unsigned short mask, unsigned short bits);
+  const char* status_text() const override { return status_flag_text(status_flag); }
+
+  // --- Front end ---
+
+  int get_last_cpld_range() const override;
+  Dev::MeasChStaReg get_last_status_reg() const;
+  /// Asks for the CPLD's status at the channel's next block.
+  void set_CPLD_status_request() { CPLD_status_request = 1; }
+  int get_CPLD_status_request() const { return CPLD_status_request; }
+  /// Reads it if it was asked for or `force` is set, and takes the request away.
+  void get_CPLD_status_upon_request(int force);
+  /// All four offset DACs. 3, or a negative status.
+  int center_dc_offset_reg_bdcst() { return front_end_.center_dc_offset_reg_bdcst(); }
+
+  // --- Events ---
+
+  /// Any thread; waits while another event is delivered to this channel. 0, also for a number that
+  /// is no event.
+  int external_event_notify(EXTERNAL_EVENT event);
+  /// How often the channel has got `event`.
+  std::int64_t GetEventCount(EXTERNAL_EVENT event) const;
+
+  /// Blocks still to ignore.
+  void set_sample_discard_count(int count);
+  int get_sample_discard_count() const { return sample_discard_count; }
+  /// The count as it was; it goes down to 0 by one.
+  int sample_discard_countdown();
+
+  /// True once after it was set.
+  int get_just_recovered() { return just_recovered.exchange(0); }
+  void set_just_recovered(int recovered) { just_recovered = recovered; }
+
+  // --- The latest block (sample counts) ---
+
+  void StoreBlockFigures(const acquisition::BlockFigures& figures) override;
+  acquisition::BlockFigures GetBlockFigures() const override;
+  int get_sample_count() const { return GetBlockFigures().sample_count; }
+  long get_min_sample() const { return GetBlockFigures().min_sample; }
+  long get_max_sample() const { return GetBlockFigures().max_sample; }
+  long get_avg_sample() const { return GetBlockFigures().avg_sample; }
+  long get_max_amplitude() const { return GetBlockFigures().max_amplitude; }
+  /// The conditions of its samples.
+  void set_sample_status(std::uint32_t status);
+  sample_block_status get_sample_status() const;
+
+  // --- A whole cycle; see full_cycle.h ---
+
+  /// Blocks in a cycle of the signal; 10 in a DC test, 32 while it is not known.
+  int get_sample_sets_per_cycle() const;
+  void full_cycle_reset_statistics();
+  /// Takes up the latest block; 0 for one that must not count.
+  void full_cycle_update_statistics(int valid);
+  bool full_cycle_statistics_available() const;
+  long full_cycle_get_avg_sample() const;
+  long full_cycle_get_min_sample() const;
+  long full_cycle_get_max_sample() const;
+  long full_cycle_get_max_amplitude() const;
+  int full_cycle_is_clipping() const;
+  bool full_cycle_statistics_in_range() const;
+  double full_cycle_ampl_percent_of_range() const;
+
+  // --- Phasors. 0, or -1 without correlators ---
+
+  /// False while a test at very low frequency has not seen a whole cycle.
+  static bool phasors_stable(SineCorrelator* correlator);
+  /// `out` is an array of two, one per channel, in units of the range.
+  static int get_standard_dev(double* out);
+  /// Of the fast correlator, corrected; `out` is an array of two.
+  static int get_corrected_phasors(acquisition::phasortoo_t* out);
+  static int get_correct_avgs(acquisition::phasortoo_t* out);
+  static int clear_dc_offsets();
+
+  // --- What the states and the selection of ranges work on ---
+
+  std::atomic<int> source{Msg::internalLVVoltageSourceE};  ///< Msg::SOURCE_E
+  std::atomic<int> shunt_limit_range{kNoShuntLimit};  ///< highest index that auto-ranging may use
+  std::atomic<int> valid_data_last_time{0};  ///< valid data was reported since the last reset
+  /// Monotonic time at which the measurement relays are warm in a test at very low frequency.
+  std::atomic<platform::Nanoseconds> vlf_warm_time_expires{platform::Nanoseconds(0)};
+  std::atomic<bool> vlf_warm_time_expired_last_time{false};
+  // What other programs have told.
+  std::atomic<int> start_received{0};
+  std::atomic<int> drv_chg_complete_received{0};
+  std::atomic<int> src_enabled_event_received{0};
+  std::atomic<int> notify_sent{0};
+  const float voltagefudgefactor;  ///< margins on ranges
+  const float currentfudgefactor;
+
+ protected:
+  std::atomic<RNG_CONTROL_TYPE> control_type{RNG_CONTROL_AUTO};
+
+ private:
+  void ResetForTest();
+  int TakeFirstRange();
+  void StartFiguresOfTest();
+
+  template <class Read>
+  auto FromCycle(Read read) const {
+    const int sets = get_sample_sets_per_cycle();
+    const std::lock_guard lock(figures_lock_);
+    return read(full_cycle_, sets);
+  }
+
+  static std::atomic<SineCorrelator*> sineCorr_Fast;
+  static std::atomic<SineCorrelator*> sineCorr_Slow;
+  static std::array<std::atomic<AcqChan*>, ACQ_CHAN_COUNT> instance_array;
+
+  const ACQ_CHAN_NUM hwch;
+  const Dev::MID module_ID;
+  Dev::MeasChannel& front_end_;
+  const Dev::MeasChCpldIdRev cpldid_reg_struct;
+
+  std::atomic<int> range_index{1};
+  std::atomic<const mode_range_table_ent*> range_info_in_use;
+  std::atomic<const mode_range_table_ent*> meas;
+  std::atomic<std::uint16_t> status_flag{0};
+  std::atomic<int> sample_discard_count{0};
+  std::atomic<int> just_recovered{0};
+  std::atomic<int> CPLD_status_request{0};
+
+  mutable std::mutex status_reg_lock_;  // guards the two below
+  Dev::MeasChStaReg last_status_reg{};
+  bool status_read_ = false;
+
+  mutable std::mutex ext_event_mutex;  // one event at a time; guards event_counts_
+  std::array<std::int64_t, ACQ_EVT_TYPES> event_counts_{};
+
+  mutable std::mutex figures_lock_;  // guards the three below
+  acquisition::BlockFigures figures_;
+  sample_block_status block_status_{};
+  FullCycle full_cycle_;
+};
+
+}  // namespace AcquisitionSystem

@@ -1,0 +1,31 @@
+// Both channels, as acquisition sees them.
+#pragma once
+
+#include "common/acquisition/ranging/acq_ch_following.h"
+#include "common/acquisition/ranging/signal_statistics.h"
+
+namespace AcquisitionSystem {
+
+class ChannelPair : public acquisition::SampleChannels {
+ public:
+  /// Of the process's own channels (made here if need be) and registered with acquisition. Null
+  /// without front ends.
+  static ChannelPair* Instance();
+
+  /// Registers both channels (AcqChan's registry); they outlive the pair.
+  ChannelPair(AcqChFollowing& first, AcqChFollowing& second);
+
+  AcqChan& Channel(int channel) override {
+    return *channels_.at(static_cast<std::size_t>(channel));
+  }
+  void set_SineCorrelators(SineCorrelator* fast, SineCorrelator* slow) override;
+  void reset_sine_correlators() override;
+  int process_sample_buff(const int* block, int pairs) override;
+  int notify_samples_received() override;
+
+ private:
+  std::array<AcqChFollowing*, ACQ_CHAN_COUNT> channels_;
+  SignalCalculator::SignalStatistics statistics_;
+};
+
+}  // namespace AcquisitionSystem

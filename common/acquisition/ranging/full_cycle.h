@@ -1,0 +1,78 @@
+// The figures of sample blocks put together to a whole cycle of the signal: at low frequency one
+// cycle spans several blocks. A set is one block's figures; `sets` is the number of them in a
+// cycle.
+//
+// Threads: none of its own; the channel guards it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <limits>
+
+namespace AcquisitionSystem {
+
+/// Conditions of a block, a byte each: fault, over range, CPLD busy (sample_word.h).
+union sample_block_status {
+  static constexpr std::uint8_t kDetected = 4;   ///< occurred in the block
+  static constexpr std::uint8_t kCleared = 2;    ///< went away again within it
+  static constexpr std::uint8_t kPersisted = 1;  ///< holds at the last sample
+
+  std::uint32_t w;
+  struct {
+    std::uint8_t overrange, fault, cpld_busy, unused;
+  };
+};
+static_assert(sizeof(sample_block_status) == 4);
+
+/// What a figure is before anything was measured.
+inline constexpr long kNoMinimum = std::numeric_limits<std::int32_t>::max();
+inline constexpr long kNoMaximum = std::numeric_limits<std::int32_t>::min();
+/// The largest amplitude while it is not known.
+inline constexpr long kNoAmplitude = 0xFFFFFF;
+
+/// Sample counts.
+struct ACCUMULATED_STATS {
+  long min_sample = kNoMinimum;
+  long max_sample = kNoMaximum;
+  long avg_sample = kNoMaximum;
+  long max_amplitude = kNoMaximum;
+  sample_block_status status{};
+};
+
+class FullCycle {
+ public:
+  static constexpr int kSets = 32;  ///< that the ring holds
+
+  void Reset();
+  /// Takes a block's set; one that is not `valid` starts the count again.
+  void Update(const ACCUMULATED_STATS& set, bool valid, int sets);
+  /// One set more than a cycle has been seen.
+  bool Available(int sets) const { return counter_ >= static_cast<std::int64_t>(sets) + 1; }
+
+  long Average(int sets) const;
+  long Minimum(int sets) const;
+  long Maximum(int sets) const;
+  /// The largest distance from the average; kNoAmplitude while there is none.
+  long MaxAmplitude(int sets) const;
+  /// Bit 1: at the upper end of the converter, bit 0: at the lower.
+  int Clipping(int sets) const;
+  /// Peak to peak, as a fraction of the converter's range.
+  double PercentOfRange(int sets) const;
+  /// A whole cycle without a figure at the ends of 32 bits.
+  bool InRange(int sets) const;
+
+  std::int64_t Count() const { return counter_; }
+
+ private:
+  struct Extremes {
+    long min, max;
+  };
+  Extremes GetExtremes(int sets) const;
+
+  // The sets of a cycle stand at the front; a place is the count under the mask sets - 1.
+  std::array<ACCUMULATED_STATS, kSets> full_cycle{};
+  ACCUMULATED_STATS aggregate_stats{};  // since the last reset; for cycles of several sets
+  std::int64_t counter_ = 0;            // of the valid sets in a row
+};
+
+}  // namespace AcquisitionSystem

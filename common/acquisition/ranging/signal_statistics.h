@@ -1,0 +1,36 @@
+// What the status bits of a block's samples say: overrange, faults, a CPLD that is busy.
+//
+// Threads: the producer.
+#pragma once
+
+#include "common/acquisition/dobj.h"
+#include "common/acquisition/ranging/acq_chan.h"
+#include "common/acquisition/ranging/block_scan.h"
+
+namespace SignalCalculator {
+
+/// The most pairs of a block.
+inline constexpr int kMostPairs = 4096;
+
+class SignalStatistics : public DObj {
+ public:
+  /// Of the process's own channels; null while these do not exist.
+  static SignalStatistics* Instance();
+
+  /// The channels outlive the object.
+  SignalStatistics(AcquisitionSystem::AcqChan& first, AcquisitionSystem::AcqChan& second);
+
+  /// Takes a block of `nr_sample_pairs` pairs (1 to kMostPairs) that the correlators have seen. 0;
+  /// -1 for a sequence or sync error, or a count that is not supported.
+  int process_sample_buff(const int* block, int nr_sample_pairs);
+
+  /// Writes the first 512 pairs of a block as text to "/var/volatile/datablock.txt". 0 or -1.
+  int CaptureToFile(const int* block) const;
+
+ private:
+  void Judge(AcquisitionSystem::AcqChan& channel, const ChannelScan& scan, int pairs);
+
+  std::array<AcquisitionSystem::AcqChan*, ACQ_CHAN_COUNT> channels_;
+};
+
+}  // namespace SignalCalculator
