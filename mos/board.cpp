@@ -45,7 +45,7 @@ void MeasMgr::IdentifyChannels() {
   }
 }
 
-void MeasMgr::ReadCalibration() {
+bool MeasMgr::ReadCalibration() {
   Dev::EepromGroup& group = Dev::GetEepromGroup(_i2cMgr);
   if (_skip_ee2xml != 0) {
     group.xml_post_result(Dev::kXmlPostPass, 0);
@@ -53,17 +53,23 @@ void MeasMgr::ReadCalibration() {
     group.WriteEepromToXml(nullptr);
   }
   int error = 0;
-  if (group.ReadEeDataFromXml(error) != -1 && error != -1) return;
+  if (group.ReadEeDataFromXml(error) != -1 && error != -1) return true;
   logger_mgr::print(measurementL, kError, 0, "XML PROCESSING ERROR\n");
   ghmp->SetStickyError(Msg::NAK_MCODE_EEPROMXML);
   ghmp->SetErrorCode(Msg::NAK_MCODE_EEPROMXML);
+  return false;
 }
 
-void MeasMgr::ConfigureChannels() {
+void MeasMgr::PrepareChannels(bool calibrated) {
   for (int channel : kChannels) IniMeasChI2cSpiBridge(channel);
   IdentifyChannels();
-  SetMeasChCfgReg(0, Dev::cfg03_filter, false);
-  SetMeasChCfgReg(1, Dev::cfg04_filter, false);
+  CreateChannels();
+  constexpr const Dev::MeasChCfgReg* kConfigs[] = {&Dev::cfg03_filter, &Dev::cfg04_filter};
+  for (int channel : kChannels) {
+    const Dev::MeasChCfgReg& config = *kConfigs[channel];
+    SetMeasChCfgReg(channel, config, false);
+    if (calibrated) CorrectForFilter(channel, config.GetFilter());
+  }
 }
 
 }  // namespace Mos

@@ -1,4 +1,5 @@
 // The FPGA and the sampling clock at start-up.
+#include "common/acquisition/correct.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/dev/sclk/spclk_dev.h"
 #include "common/msg/hmp_data.h"
@@ -53,6 +54,7 @@ void MeasMgr::InitSpclk() {
   if (_spclk->Update(0) < 0) ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_SPCLKINIT);
   ghmp->SetFrequency(kStartFrequency);
   ghmp->samplespercyc = samples;
+  acquisition::Correct::GetCorrect().Corr_set_frequency();
 }
 
 void MeasMgr::StartClocks() {

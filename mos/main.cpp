@@ -120,6 +120,7 @@ int main(int argc, char* argv[]) {
   monitor::Init();
   Mos::logmonitor.AddTimer(2, SECSE, Logger::LogCallBack, nullptr);
   build_info.reset();
+  Mos::MeasMgr::StartResults();
 
   manager.SetRevision(fpga->GetRevision());
   const bool ready = manager.Init(manager.GetRevision()) == 0;

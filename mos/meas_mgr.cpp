@@ -3,6 +3,7 @@
 #include <ctime>
 #include <utility>
 
+#include "common/acquisition/correct.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
@@ -37,13 +38,14 @@ int MeasMgr::Init(int revision) {
   if (Init() < 0) return -1;
   ReadConfiguration();
   if (StartBoard(revision) < 0) return -1;
-  ReadCalibration();
+  const bool calibrated = ReadCalibration();
   ResetFpga();
-  ConfigureChannels();
+  PrepareChannels(calibrated);
   StartClocks();
   if (StartDeferredWork() < 0) return -1;
   ghmp->SetFFT900(run_fft900);
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
+  PrepareAcquisition();
   InvertFirstChannel();
   logger_mgr::print(measurementL, Logger::kNotice, 0, "mos fe tcp port%d\n",
                     static_cast<std::uint16_t>(GetDefFeTcpPort()));
@@ -67,6 +69,7 @@ void MeasMgr::ReadConfiguration() {
   };
   data.SetLinks(std::move(links));
   _daemonconfig = SetConfigParameters(_varekconfig, data);
+  acquisition::Correct::GetCorrect().SetCalibration(_daemonconfig.meascalibration);
   ConfigureFpga();
   logger_mgr::GetLogger()->SetNetworkDrives({
       .busy = [] { return ghmp->MountBusy(); },

@@ -7,8 +7,10 @@
 #include <array>
 #include <cstdint>
 #include <libconfig.h++>
+#include <memory>
 #include <string>
 
+#include "common/acquisition/acquisition.h"
 #include "common/dev/i2c/i2c_mgr.h"
 #include "common/dev/sclk/spclk_dev.h"
 #include "common/msg/hmp_error_rep.h"
@@ -54,6 +56,9 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   /// argument has no effect.
   int SelectFilter(float frequency, bool exec_sequence1);
 
+  /// Connects the electrical results with the corrections; before Init(int).
+  static void StartResults();
+
   // Handlers, named after their opcodes. Each takes the request in place in its bus frame, at least
   // as long as the record, and a reply whose header is the request's and whose rest is 0. They give
   // 0 when the reply is complete.
@@ -72,8 +77,16 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   // The board (board.cpp).
   int StartBoard(int revision);
   void IdentifyChannels();
-  void ReadCalibration();
-  void ConfigureChannels();
+  /// False when the channels run with default ranges.
+  bool ReadCalibration();
+  /// `calibrated`: filters are corrected from the calibration.
+  void PrepareChannels(bool calibrated);
+
+  // The way of the samples (signal_path.cpp).
+  void CreateChannels();
+  /// Takes the filter's row of the calibration into the channel's corrections.
+  void CorrectForFilter(int channel, int filter);
+  void PrepareAcquisition();
 
   // The FPGA and the sampling clock (clocks.cpp).
   static void ConfigureFpga();
@@ -88,6 +101,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   DaemonConfig _daemonconfig;
 
   int _skip_ee2xml = 0;
+  std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
   Dev::SpclkDev* _spclk = nullptr;  ///< the sampling clock; null before Init and without a chip
 };
 

@@ -48,6 +48,7 @@ int MeasMgr::SelectFilter(float frequency, bool exec_sequence1) {
     const MeasChCfgReg config = base->SelectFilter(frequency, _rev);
     filters[channel] = config.GetFilter();
     results[channel] = SetMeasChCfgReg(channel, config, exec_sequence1);
+    CorrectForFilter(channel, filters[channel]);
   }
   Logger::Capture(Logger::MEASFILTERS, filters[0], filters[1]);
   for (int channel : {0, 1}) ghmp->SetFilter(channel, static_cast<short>(filters[channel]));

@@ -1,0 +1,85 @@
+// The way of the samples at start-up: channels, corrections, results, acquisition.
+#include "common/acquisition/correct.h"
+#include "common/acquisition/range_table.h"
+#include "common/acquisition/ranging/channel_pair.h"
+#include "common/dev/fpga/fpga_dev.h"
+#include "common/dev/i2c/i2c_eeprom.h"
+#include "common/electrical/elec.h"
+#include "common/log/logger_mgr.h"
+#include "mos/meas_mgr.h"
+#include "mos/process_flags.h"
+
+namespace Mos {
+
+using acquisition::Correct;
+using acquisition::phasortoo_t;
+using acquisition::SineCorrelator;
+using Logger::kError;
+using Logger::logger_mgr;
+using Logger::measurementL;
+
+namespace {
+
+double Magnitude(const SineCorrelator& filter, Dev::FastReading what, int channel) {
+  phasortoo_t phasors[2] = {};
+  switch (what) {
+    case Dev::FastReading::kPhasor:
+      filter.GetPhasors(phasors);
+      break;
+    case Dev::FastReading::kAverage:
+      filter.GetAvgPhasors(phasors);
+      break;
+    case Dev::FastReading::kSampleAverage:
+      filter.GetAvgs(phasors);
+      break;
+    case Dev::FastReading::kMaxVoltage:
+      return filter.GetMaxVoltage();
+  }
+  return phasors[channel].mag;
+}
+
+std::optional<double> ReadFastFilter(Dev::FastReading what, int channel) {
+  const SineCorrelator* filter = AcquisitionSystem::AcqChan::get_sineCorr_Fast();
+  if (filter == nullptr || channel < 0 || channel > 1) return std::nullopt;
+  return Magnitude(*filter, what, channel);
+}
+
+}  // namespace
+
+void MeasMgr::StartResults() {
+  acquisition::ElecLinks links;
+  links.corr_phasors = [](const phasortoo_t* in, phasortoo_t* out) {
+    return Correct::GetCorrect().Corr_phasors(in, out);
+  };
+  acquisition::elec::SetLinks(links);
+  acquisition::elec::GetElec().Init();
+}
+
+void MeasMgr::CreateChannels() {
+  acquisition::SetRangeTables(&Dev::GetEepromGroup(_i2cMgr));
+  AcquisitionSystem::SetFrontEnds(Channel(0), Channel(1));
+  AcquisitionSystem::ChannelPair::Instance();
+  if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice())
+    fpga->SetLinks({.fast_filter = ReadFastFilter});
+}
+
+void MeasMgr::CorrectForFilter(int channel, int filter) {
+  const Dev::range_table* table = Dev::GetEepromGroup(_i2cMgr).GetCalTableEnt(channel);
+  const bool has_row = table != nullptr && filter >= 0 && filter < table->num_ents;
+  Correct::GetCorrect().Corr_set_filter(channel, has_row ? &table->ent[filter] : nullptr);
+}
+
+void MeasMgr::PrepareAcquisition() {
+  _acquisition = std::make_unique<acquisition::Acquisition>(g_fpgafd);
+  if (_acquisition->StopAcquisition() != 0) {
+    logger_mgr::print(measurementL, kError, 0, "<panic func=SrcMgr.Init acq_stop=failed/\n>");
+  }
+  if (_acquisition->InitAcquisition() != 0) {
+    logger_mgr::print(measurementL, kError, 0, "<panic func=MeasMgr.Init acq_init=failed/>\n");
+  }
+  if (acqnormal != 0) return;
+  _acquisition->SetMeasurementParameters({});
+  _acquisition->StartAcquisition();
+}
+
+}  // namespace Mos
