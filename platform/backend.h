@@ -35,7 +35,11 @@ class Backend {
 
   virtual int Open(const char* path, int flags, mode_t mode = 0) = 0;
   virtual int Close(int fd) = 0;
+  /// A read of the FPGA's driver takes a record from `data`, too (fpga_driver.h).
   virtual ssize_t Read(int fd, void* data, size_t size) = 0;
+  /// As pread. Of the devices only attributes under "/sys" can do it: from offset 0 they show what
+  /// they hold now, however often. ESPIPE for the others.
+  virtual ssize_t Pread(int fd, void* data, size_t size, off_t offset) = 0;
   virtual ssize_t Write(int fd, const void* data, size_t size) = 0;
   /// `argument` is the request's own: a value, or the address of a record whose shape the request
   /// fixes. Requests that a back end cannot carry fail with ENOTTY.

@@ -61,6 +61,9 @@ int BoardBackend::Open(const char* path, int flags, mode_t mode) {
 }
 int BoardBackend::Close(int fd) { return ::close(fd); }
 ssize_t BoardBackend::Read(int fd, void* data, size_t size) { return ::read(fd, data, size); }
+ssize_t BoardBackend::Pread(int fd, void* data, size_t size, off_t offset) {
+  return ::pread(fd, data, size, offset);
+}
 ssize_t BoardBackend::Write(int fd, const void* data, size_t size) {
   return ::write(fd, data, size);
 }

@@ -13,6 +13,7 @@ class BoardBackend final : public Backend {
   int Open(const char* path, int flags, mode_t mode) override;
   int Close(int fd) override;
   ssize_t Read(int fd, void* data, size_t size) override;
+  ssize_t Pread(int fd, void* data, size_t size, off_t offset) override;
   ssize_t Write(int fd, const void* data, size_t size) override;
   int Ioctl(int fd, unsigned long request, void* argument) override;
   void* Mmap(void* address, size_t length, int protection, int flags, int fd,

@@ -45,6 +45,13 @@ class Clock {
   virtual bool WaitUntil(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
                          Nanoseconds monotonic_deadline) = 0;
 
+  /// WaitUntil for something that comes by the passing of time alone: where sleeping moves the
+  /// clock, this does, too.
+  virtual bool DozeUntil(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                         Nanoseconds monotonic_deadline) {
+    return WaitUntil(condition, lock, monotonic_deadline);
+  }
+
   /// The first tick comes one `period` from now. Null, with errno set, when no timer can be had.
   virtual std::unique_ptr<Ticker> StartTicks(Nanoseconds period, std::function<void()> tick) = 0;
 };

@@ -159,6 +159,21 @@ bool FakeClock::WaitUntil(std::condition_variable& condition, std::unique_lock<s
   return now_ < monotonic_deadline;
 }
 
+bool FakeClock::DozeUntil(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                          Nanoseconds monotonic_deadline) {
+  bool moves = false;
+  {
+    const std::lock_guard own_lock(mutex_);
+    moves = auto_advance_;
+  }
+  if (!moves) return WaitUntil(condition, lock, monotonic_deadline);
+  // Ticks that fall due may want what the caller's lock guards.
+  lock.unlock();
+  AdvanceTo(monotonic_deadline);
+  lock.lock();
+  return false;
+}
+
 std::unique_ptr<Ticker> FakeClock::StartTicks(Nanoseconds period, std::function<void()> tick) {
   if (period <= Nanoseconds::zero()) {
     errno = EINVAL;

@@ -31,7 +31,8 @@ class FakeClock final : public Clock {
   /// thread. Time stands at a tick's own time while it runs. A target in the past does nothing.
   void AdvanceTo(Nanoseconds monotonic);
   void Advance(Nanoseconds duration) { AdvanceTo(Monotonic() + duration); }
-  /// With true a sleep moves time by itself and returns; timed waits still wait for Advance.
+  /// With true a sleep or doze moves time by itself and returns; timed waits still wait for
+  /// Advance.
   void SetAutoAdvance(bool on);
 
   /// What every ticker tells as its overrun from now on.
@@ -49,6 +50,8 @@ class FakeClock final : public Clock {
   void SetRealtime(const timespec& time);
   void SleepUntil(Nanoseconds monotonic_deadline) override;
   bool WaitUntil(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                 Nanoseconds monotonic_deadline) override;
+  bool DozeUntil(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
                  Nanoseconds monotonic_deadline) override;
   std::unique_ptr<Ticker> StartTicks(Nanoseconds period, std::function<void()> tick) override;
 

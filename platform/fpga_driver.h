@@ -2,6 +2,11 @@
 //
 // The driver's own interface: every request carries one 20-byte record. The address word is 32 bits
 // wide, as on the instrument's processor.
+//
+// A read(2) takes one such record (FPGA_REG, offset 18, `val` = 4 KiB pages in a sample block),
+// waits for the end of a block, and gives it back with `val` = the running counter of pages that
+// were written since sampling began. It ends with the counter as it is when sampling stops. A
+// write(2) of one with the offset Q5FPGA_CMD_SAMPLEBLOCK_NUM announces `val` = bytes in a block.
 #pragma once
 
 #include <cstdint>

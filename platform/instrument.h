@@ -22,8 +22,11 @@ class DeviceFile {
   virtual ~DeviceFile() = default;
 
   /// A read that would have to wait longer than a fraction of a second returns -EAGAIN; the caller
-  /// repeats it. So a server can tell a device that waits from one that has died.
+  /// repeats it. So a server can tell a device that waits from one that has died. For the devices
+  /// of ReadRecordBytes (ioctl_table.h) `data` holds the caller's record on entry.
   virtual ssize_t Read(void* data, size_t size);
+  /// Never waits. -ESPIPE for devices that are no files of text.
+  virtual ssize_t Pread(void* data, size_t size, off_t offset);
   virtual ssize_t Write(const void* data, size_t size);
   /// `argument` has the shape and size that ioctl_table.h gives for the request; for a request by
   /// value it points to an int64. Requests that are not in that table never arrive; those of other

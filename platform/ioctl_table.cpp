@@ -46,6 +46,10 @@ const IoctlShape* FindIoctl(unsigned long request) {
   return found == std::end(kShapes) ? nullptr : found;
 }
 
+std::size_t ReadRecordBytes(std::string_view path) {
+  return path == Dev::kFpgaDevicePath ? sizeof(Dev::FpgaCmd) : 0;
+}
+
 IoctlMarshal::IoctlMarshal(const IoctlShape& shape, void* argument)
     : shape_(shape), argument_(argument) {
   switch (shape_.argument) {

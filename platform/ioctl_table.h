@@ -1,4 +1,4 @@
-// The ioctl requests that can reach a device model, and how each one's argument travels.
+// The requests that can reach a device model, and how each one's argument travels.
 //
 // A real driver follows the caller's pointer; a model in another process cannot, so every request
 // that may cross is named here with the shape of its argument. Both ends use this table, and
@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 namespace platform {
 
@@ -42,6 +43,10 @@ inline constexpr std::size_t kMaxIoctlBytes = sizeof(SmbusTransfer);
 
 /// Null for a request that cannot cross.
 const IoctlShape* FindIoctl(unsigned long request);
+
+/// Bytes of the record that a read(2) of this device takes in and gives back; 0 for a device whose
+/// reads only give.
+std::size_t ReadRecordBytes(std::string_view path);
 
 /// The argument of one ioctl call as bytes, and back. Requires the caller's argument to be valid,
 /// as the kernel does.

@@ -21,6 +21,9 @@ class LocalBackend::LocalDevice final : public Device {
       if (result != -EAGAIN || !waits_) return result;
     }
   }
+  ssize_t Pread(void* data, size_t size, off_t offset) override {
+    return file_->Pread(data, size, offset);
+  }
   ssize_t Write(const void* data, size_t size) override { return file_->Write(data, size); }
   int Ioctl(unsigned long request, std::span<std::byte> argument) override {
     return file_->Ioctl(request, argument.data());

@@ -126,6 +126,12 @@ ssize_t RootedBackend::Read(int fd, void* data, size_t size) {
   return device == nullptr ? ::read(fd, data, size) : SetErrno(device->Read(data, size));
 }
 
+ssize_t RootedBackend::Pread(int fd, void* data, size_t size, off_t offset) {
+  const auto device = Find(fd);
+  if (device == nullptr) return ::pread(fd, data, size, offset);
+  return SetErrno(offset < 0 ? -EINVAL : device->Pread(data, size, offset));
+}
+
 ssize_t RootedBackend::Write(int fd, const void* data, size_t size) {
   const auto device = Find(fd);
   return device == nullptr ? ::write(fd, data, size) : SetErrno(device->Write(data, size));

@@ -39,6 +39,7 @@ class RootedBackend : public Backend {
   int Open(const char* path, int flags, mode_t mode) final;
   int Close(int fd) final;
   ssize_t Read(int fd, void* data, size_t size) final;
+  ssize_t Pread(int fd, void* data, size_t size, off_t offset) final;
   ssize_t Write(int fd, const void* data, size_t size) final;
   int Ioctl(int fd, unsigned long request, void* argument) final;
   void* Mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset) final;
@@ -54,6 +55,7 @@ class RootedBackend : public Backend {
     /// The number that stands for the device; a real descriptor, owned by the device.
     virtual int Number() const = 0;
     virtual ssize_t Read(void* data, size_t size) = 0;
+    virtual ssize_t Pread(void* data, size_t size, off_t offset) = 0;
     virtual ssize_t Write(const void* data, size_t size) = 0;
     /// `argument` as IoctlMarshal has it.
     virtual int Ioctl(unsigned long request, std::span<std::byte> argument) = 0;

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/ioctl_table.h"
 #include "platform/log_hook.h"
 
 namespace platform {
@@ -38,6 +39,15 @@ std::int64_t Result(const wire::Packet& reply) {
   return reply.header.error > 0 ? -reply.header.error : -EIO;
 }
 
+/// The bytes that a reply brings; as Result.
+ssize_t Take(const wire::Packet& reply, std::span<std::byte> bytes) {
+  const std::int64_t result = Result(reply);
+  if (result < 0) return static_cast<ssize_t>(result);
+  if (reply.data.size() > bytes.size()) return -EPROTO;
+  std::ranges::copy(reply.data, bytes.begin());
+  return static_cast<ssize_t>(reply.data.size());
+}
+
 const char* Meaning(int error) {
   switch (error) {
     case ENOENT:
@@ -63,7 +73,10 @@ const char* Meaning(int error) {
 class VirtualBackend::RemoteDevice final : public Device {
  public:
   RemoteDevice(const Server& server, std::string path, int flags)
-      : server_(server), path_(std::move(path)), flags_(flags) {}
+      : server_(server),
+        path_(std::move(path)),
+        flags_(flags),
+        read_record_bytes_(ReadRecordBytes(path_)) {}
 
   /// 0 or an errno.
   int Open() {
@@ -73,6 +86,7 @@ class VirtualBackend::RemoteDevice final : public Device {
 
   int Number() const override { return main_.Get(); }
   ssize_t Read(void* data, size_t size) override;
+  ssize_t Pread(void* data, size_t size, off_t offset) override;
   ssize_t Write(const void* data, size_t size) override;
   int Ioctl(unsigned long request, std::span<std::byte> argument) override;
   int Map(size_t length, off_t offset, UniqueFd& memory) override;
@@ -85,7 +99,7 @@ class VirtualBackend::RemoteDevice final : public Device {
   int EnsureOpen();
   void Disconnect();
   // The same for the reading connection: read_mutex_ is held.
-  int ReadRequest(size_t size, wire::Packet& reply);
+  int ReadRequest(size_t size, std::span<const std::byte> record, wire::Packet& reply);
   int EnsureAttached();
   void DisconnectReader();
 
@@ -96,6 +110,7 @@ class VirtualBackend::RemoteDevice final : public Device {
   const Server& server_;
   const std::string path_;
   const int flags_;
+  const std::size_t read_record_bytes_;
   std::atomic<bool> closed_{false};
   std::atomic<bool> complained_{false};  ///< one line an outage
   std::atomic<std::uint32_t> sequence_{0};
@@ -247,12 +262,13 @@ void VirtualBackend::RemoteDevice::DisconnectReader() {
   reader_.Reset();
 }
 
-int VirtualBackend::RemoteDevice::ReadRequest(size_t size, wire::Packet& reply) {
+int VirtualBackend::RemoteDevice::ReadRequest(size_t size, std::span<const std::byte> record,
+                                              wire::Packet& reply) {
   for (bool retried = false;; retried = true) {
     if (const int error = EnsureAttached()) return error;
     const auto wanted = static_cast<std::int64_t>(std::min(size, wire::kMaxData));
     const wire::Header header{.op = wire::Op::kRead, .sequence = ++sequence_, .value = wanted};
-    const Outcome outcome = Exchange(reader_.Get(), server_.silence, header, {}, reply);
+    const Outcome outcome = Exchange(reader_.Get(), server_.silence, header, record, reply);
     if (outcome.error == 0) return 0;
     DisconnectReader();
     if (closed_) return EBADF;
@@ -264,16 +280,25 @@ int VirtualBackend::RemoteDevice::ReadRequest(size_t size, wire::Packet& reply) 
 ssize_t VirtualBackend::RemoteDevice::Read(void* data, size_t size) {
   const std::lock_guard lock(read_mutex_);
   const bool waits = (flags_ & O_NONBLOCK) == 0;
+  const std::span bytes(static_cast<std::byte*>(data), size);
   for (;;) {
     wire::Packet reply;
-    if (const int error = ReadRequest(size, reply)) return -error;
-    const std::int64_t result = Result(reply);
-    if (result == -EAGAIN && waits) continue;
-    if (result < 0) return static_cast<ssize_t>(result);
-    if (reply.data.size() > size) return -EPROTO;
-    std::ranges::copy(reply.data, static_cast<std::byte*>(data));
-    return static_cast<ssize_t>(reply.data.size());
+    const auto record = bytes.first(std::min(size, read_record_bytes_));
+    if (const int error = ReadRequest(size, record, reply)) return -error;
+    if (Result(reply) == -EAGAIN && waits) continue;
+    return Take(reply, bytes);
   }
+}
+
+ssize_t VirtualBackend::RemoteDevice::Pread(void* data, size_t size, off_t offset) {
+  const std::lock_guard lock(request_mutex_);
+  wire::Packet reply;
+  const std::int64_t where = offset;
+  const auto wanted = static_cast<std::int64_t>(std::min(size, wire::kMaxData));
+  if (const int error = Request(wire::Op::kPread, wanted, wire::AsData(where), reply)) {
+    return -error;
+  }
+  return Take(reply, {static_cast<std::byte*>(data), size});
 }
 
 void VirtualBackend::RemoteDevice::Shutdown() {

@@ -8,7 +8,9 @@
 //   op            request: value, data               reply: value, data
 //   kOpen         flags, path                        token of the open file
 //   kAttach       token                              0: this connection may kRead that file
-//   kRead         bytes wanted                       count, the bytes
+//   kRead         bytes wanted, the record that the  count, the bytes
+//                 read takes (ioctl_table.h)
+//   kPread        bytes wanted, offset (int64)       count, the bytes
 //   kWrite        0, the bytes                       count
 //   kIoctl        request, argument (ioctl_table.h)  the driver's result, argument
 //   kMap          length, offset (int64)             0 and the descriptor of the memory
@@ -53,6 +55,7 @@ enum class Op : std::uint16_t {
   kRealtime,
   kHostAddress,
   kSystemLog,
+  kPread,
 };
 
 struct Header {

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <optional>
@@ -24,6 +25,13 @@ class AttributeFile final : public platform::DeviceFile {
     const std::size_t count = rest_->copy(static_cast<char*>(data), size);
     rest_->erase(0, count);
     return static_cast<ssize_t>(count);
+  }
+
+  ssize_t Pread(void* data, size_t size, off_t offset) override {
+    if (access_ == O_WRONLY) return -EBADF;
+    const std::string text = attribute_.show() + "\n";
+    const auto start = std::min(static_cast<std::size_t>(offset), text.size());
+    return static_cast<ssize_t>(text.copy(static_cast<char*>(data), size, start));
   }
 
   ssize_t Write(const void* data, size_t size) override {

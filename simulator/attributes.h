@@ -24,7 +24,7 @@ struct TextAttribute {
 };
 
 /// Opens it as sysfs does: EACCES for the direction that the attribute does not have. A reader gets
-/// the text as it was at the first read, then the end of the file.
+/// the text as it was at the first read, then the end of the file; a Pread the text as it is.
 std::unique_ptr<platform::DeviceFile> OpenAttribute(const TextAttribute& attribute, int flags,
                                                     int& error);
 

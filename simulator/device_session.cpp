@@ -18,6 +18,17 @@ std::vector<std::byte> Bytes(std::span<const std::byte> data) { return {data.beg
 /// A text from the wire that the models may use as one: no NUL hides its end.
 bool IsText(std::string_view text) { return text.find('\0') == text.npos; }
 
+std::size_t BytesWanted(const wire::Packet& request) {
+  const auto most = static_cast<std::int64_t>(wire::kMaxData);
+  return static_cast<std::size_t>(std::clamp<std::int64_t>(request.header.value, 0, most));
+}
+
+/// Leaves of a read's buffer what the read has filled.
+void KeepCount(DeviceSession::Reply& reply) {
+  const auto most = static_cast<std::int64_t>(reply.data.size());
+  reply.data.resize(static_cast<std::size_t>(std::clamp<std::int64_t>(reply.value, 0, most)));
+}
+
 }  // namespace
 
 std::int64_t OpenFiles::Add(std::shared_ptr<platform::DeviceFile> file) {
@@ -45,6 +56,7 @@ const DeviceSession::Operation DeviceSession::kOperations[] = {
     {wire::Op::kOpen, false, &DeviceSession::Open},
     {wire::Op::kAttach, false, &DeviceSession::Attach},
     {wire::Op::kRead, true, &DeviceSession::Read},
+    {wire::Op::kPread, true, &DeviceSession::Pread},
     {wire::Op::kWrite, true, &DeviceSession::Write},
     {wire::Op::kIoctl, true, &DeviceSession::Ioctl},
     {wire::Op::kMap, true, &DeviceSession::Map},
@@ -82,12 +94,24 @@ DeviceSession::Reply DeviceSession::Attach(const wire::Packet& request) {
 }
 
 DeviceSession::Reply DeviceSession::Read(const wire::Packet& request) {
-  const auto most = static_cast<std::int64_t>(wire::kMaxData);
-  const auto wanted = std::clamp<std::int64_t>(request.header.value, 0, most);
   Reply reply;
-  reply.data.resize(static_cast<std::size_t>(wanted));
+  reply.data.resize(BytesWanted(request));
+  std::copy_n(request.data.begin(), std::min(request.data.size(), reply.data.size()),
+              reply.data.begin());
   reply.value = file_->Read(reply.data.data(), reply.data.size());
-  reply.data.resize(static_cast<std::size_t>(std::clamp<std::int64_t>(reply.value, 0, wanted)));
+  KeepCount(reply);
+  return reply;
+}
+
+DeviceSession::Reply DeviceSession::Pread(const wire::Packet& request) {
+  std::int64_t offset = 0;
+  if (request.data.size() != sizeof offset) return {-EINVAL};
+  std::memcpy(&offset, request.data.data(), sizeof offset);
+  if (offset < 0) return {-EINVAL};
+  Reply reply;
+  reply.data.resize(BytesWanted(request));
+  reply.value = file_->Pread(reply.data.data(), reply.data.size(), offset);
+  KeepCount(reply);
   return reply;
 }
 

@@ -53,6 +53,7 @@ class DeviceSession {
   Reply Open(const platform::wire::Packet& request);
   Reply Attach(const platform::wire::Packet& request);
   Reply Read(const platform::wire::Packet& request);
+  Reply Pread(const platform::wire::Packet& request);
   Reply Write(const platform::wire::Packet& request);
   Reply Ioctl(const platform::wire::Packet& request);
   Reply Map(const platform::wire::Packet& request);

@@ -35,7 +35,7 @@ class TestInstrument final : public Instrument {
   }
 
   std::unique_ptr<DeviceFile> Open(std::string_view path, int, int& error) override {
-    if (path == kPath) return std::make_unique<File>(*this);
+    if (path == kPath || path == Dev::kFpgaDevicePath) return std::make_unique<File>(*this, path);
     error = ENOENT;
     return nullptr;
   }
@@ -69,6 +69,7 @@ class TestInstrument final : public Instrument {
   std::mutex mutex;
   std::condition_variable changed;
   std::deque<std::string> provided;
+  std::string taken;  ///< with the last read of the FPGA's device
   std::string written;
   std::string log;
   std::atomic<std::int64_t> slave{0};
@@ -80,7 +81,8 @@ class TestInstrument final : public Instrument {
  private:
   class File final : public DeviceFile {
    public:
-    explicit File(TestInstrument& instrument) : instrument_(instrument) {
+    File(TestInstrument& instrument, std::string_view path)
+        : instrument_(instrument), record_bytes_(ReadRecordBytes(path)) {
       ++instrument_.open_files;
     }
     ~File() override { --instrument_.open_files; }
@@ -94,8 +96,14 @@ class TestInstrument final : public Instrument {
       if (!ready) return -EAGAIN;
       const std::string text = instrument_.provided.front();
       instrument_.provided.pop_front();
+      if (record_bytes_ != 0) instrument_.taken.assign(static_cast<const char*>(data), size);
       const std::size_t count = std::min(size, text.size());
       std::memcpy(data, text.data(), count);
+      return static_cast<ssize_t>(count);
+    }
+    ssize_t Pread(void* data, size_t size, off_t offset) override {
+      const auto count = std::min<std::size_t>(size, 4);
+      std::memset(data, 'a' + static_cast<int>(offset), count);
       return static_cast<ssize_t>(count);
     }
     ssize_t Write(const void* data, size_t size) override {
@@ -130,6 +138,7 @@ class TestInstrument final : public Instrument {
 
    private:
     TestInstrument& instrument_;
+    const std::size_t record_bytes_;
   };
 
   UniqueFd memory_;

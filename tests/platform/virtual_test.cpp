@@ -78,11 +78,23 @@ TEST_F(VirtualBackendTest, EveryOperationCrosses) {
   std::vector<char> text(100000);
   EXPECT_EQ(backend_.Read(fd, text.data(), text.size()), 3);
   EXPECT_EQ(std::string(text.data(), 3), "abc");
+  EXPECT_EQ(backend_.Pread(fd, text.data(), text.size(), 2), 4);
+  EXPECT_EQ(std::string(text.data(), 4), "cccc");
+  EXPECT_EQ(backend_.Pread(fd, text.data(), 1, -1), -1);
+  EXPECT_EQ(errno, EINVAL);
   auto* memory = static_cast<char*>(backend_.Mmap(nullptr, TestInstrument::kMemoryBytes,
                                                   PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
   ASSERT_NE(memory, MAP_FAILED);
   memory[0] = 'm';
   backend_.Munmap(memory, TestInstrument::kMemoryBytes);
+
+  const int fpga = backend_.Open(Dev::kFpgaDevicePath, O_RDWR, 0);
+  instrument_.Provide("answer");
+  char record[] = "takes and is answered";
+  EXPECT_EQ(backend_.Read(fpga, record, sizeof(Dev::FpgaCmd)), 6);
+  EXPECT_EQ(instrument_.taken, "takes and is answere");
+  EXPECT_STREQ(record, "answerand is answered");
+  backend_.Close(fpga);
 
   EXPECT_EQ(backend_.Open("/dev/other", O_RDWR, 0), -1);
   EXPECT_EQ(errno, ENOENT);

@@ -144,7 +144,14 @@ TEST_F(InstrumentTest, AttributesGoTheirOwnWayOnly) {
 
   EXPECT_EQ(Control("set fpga.overflow_underflow 1F"), "ok");
   EXPECT_EQ(ReadFile("/sys/fpgaattr/overflow_underflow"), "1f\n");
+  const int counter = backend_->Open("/sys/fpgaattr/overflow_underflow", O_RDONLY, 0);
+  char text[8] = "";
+  EXPECT_EQ(backend_->Pread(counter, text, sizeof text, 0), 3);
   EXPECT_EQ(backend_->System("echo 0 >/sys/fpgaattr/overflow_underflow"), 0);
+  EXPECT_EQ(backend_->Pread(counter, text, sizeof text, 0), 2);
+  EXPECT_EQ(std::string(text, 2), "0\n");
+  EXPECT_EQ(backend_->Pread(counter, text, sizeof text, 2), 0);
+  EXPECT_EQ(backend_->Close(counter), 0);
   EXPECT_EQ(ReadFile("/sys/fpgaattr/overflow_underflow"), "0\n");
   EXPECT_EQ(WEXITSTATUS(backend_->System("echo zz > /sys/fpgaattr/overflow_underflow")), 1);
   EXPECT_EQ(WEXITSTATUS(backend_->System("echo 0 > /sys/fpgaattr/rxfpga")), 1);
