@@ -97,7 +97,9 @@ void Producer::RunProducer() {
 bool Producer::AwaitRun(Run& run) {
   std::unique_lock lock(g_producer_start);
   g_producer_block.wait(lock, [&] { return ended_ || run_number_ != run.number; });
-  run = Run{.number = run_number_, .layout = layout_};
+  run = Run();
+  run.number = run_number_;
+  run.layout = layout_;
   run.backlog = static_cast<std::uint32_t>(ghmp->GetConsumerBacklog());
   return !ended_;
 }

@@ -53,7 +53,9 @@ std::optional<SnapshotCommand> ParseSnapshotCommand(std::string_view line) {
   const auto samples = ParseNumber(TakeWord(line), 1L, std::numeric_limits<long>::max());
   const std::string_view file = TakeWord(line);
   if (!samples || !IsFileName(file)) return std::nullopt;
-  SnapshotCommand command{.samples = *samples, .file = std::string(file)};
+  SnapshotCommand command;
+  command.samples = *samples;
+  command.file = file;
   // what cannot be read as a number ends the line, as it does for scanf
   const auto rate = ParseNumber(TakeWord(line), std::numeric_limits<int>::min(), kMost);
   if (!rate) return command;

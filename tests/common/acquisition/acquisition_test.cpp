@@ -1,0 +1,282 @@
+// Blocks on their way from the driver's ring to the filters and the consumer.
+#include "common/acquisition/acquisition.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+
+#include <libconfig.h++>
+#include <numeric>
+#include <random>
+#include <thread>
+
+#include "common/acquisition/sample_channel.h"
+#include "common/msg/hmp_data.h"
+#include "common/msg/major_codes.h"
+#include "tests/common/acquisition/scripted_driver.h"
+
+namespace acquisition {
+namespace {
+
+using Msg::ghmp;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+struct QuietChannel final : SampleChannel {
+  void StoreBlockFigures(const BlockFigures& its) override {
+    const std::lock_guard lock(mutex);
+    figures = its;
+  }
+  BlockFigures GetBlockFigures() const override {
+    const std::lock_guard lock(mutex);
+    return figures;
+  }
+  const Dev::mode_range_table_ent* get_range_info_in_use() const override { return &entry; }
+  int get_range_index() const override { return 1; }
+  int get_last_cpld_range() const override { return 0; }
+  std::uint16_t get_status_flag() const override { return 0; }
+  const char* status_text() const override { return ""; }
+
+  mutable std::mutex mutex;
+  BlockFigures figures;
+  Dev::mode_range_table_ent entry{};
+};
+
+/// Notes which blocks reach the statistics, which are the blocks that the correlators got.
+class RecordingChannels final : public SampleChannels {
+ public:
+  SampleChannel& Channel(int channel) override { return pair[static_cast<std::size_t>(channel)]; }
+  void set_SineCorrelators(SineCorrelator* fast, SineCorrelator* slow) override {
+    has_filters = fast != nullptr && slow != nullptr;
+  }
+  void reset_sine_correlators() override {
+    ++resets;
+    SetResetRequest(0);
+  }
+  int process_sample_buff(const int* block, int pairs) override {
+    if (!has_filters) ++without_filters;
+    const int number = block[0] >> 8;
+    for (int i = 0; i < 2 * pairs; ++i) torn += block[i] >> 8 != number;
+    const std::lock_guard lock(mutex);
+    blocks.push_back(number);
+    return 0;
+  }
+  int notify_samples_received() override {
+    ++events;
+    if (!has_filters) ++without_filters;
+    return 0;
+  }
+  std::vector<int> TakeBlocks() {
+    const std::lock_guard lock(mutex);
+    return std::exchange(blocks, {});
+  }
+
+  std::array<QuietChannel, 2> pair;
+  std::atomic<bool> has_filters{false};
+  std::atomic<int> without_filters{0};
+  std::atomic<int> torn{0};
+  std::atomic<int> resets{0};
+  std::atomic<int> events{0};
+  std::mutex mutex;
+  std::vector<int> blocks;
+};
+
+class AcquisitionTest : public testing::Test {
+ protected:
+  AcquisitionTest() {
+    Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
+    ghmp->interruptspersec = 50;
+    ghmp->minsamplingrate = 25000;
+    ghmp->maxsamplingrate = 50000;
+    ghmp->consumerbacklog = 4;
+    ghmp->testype = Msg::TEST_HVVFPF;
+    ghmp->SetFrequency(60.0F);
+    ghmp->meas_status = 1;
+    SetSampleChannels(&channels);
+    SetResetRequest(0);
+    for (const char* directory : {"/var/volatile", "/tmp"}) {
+      std::filesystem::create_directories(machine.backend.Path(directory));
+    }
+    fd = platform::Machine().Open(Dev::kFpgaDevicePath, O_RDWR);
+    acquisition = std::make_unique<Acquisition>(fd);
+  }
+  ~AcquisitionTest() override {
+    acquisition.reset();
+    platform::Machine().Close(fd);
+    SetSampleChannels(nullptr);
+  }
+  void Start() {
+    ASSERT_EQ(acquisition->SetMeasurementParameters({}), 0);
+    ASSERT_EQ(acquisition->StartAcquisition(), 0);
+  }
+
+  libconfig::Config config;
+  platform::MachineInPlace<ScriptedDriver> machine;
+  ScriptedDriver& driver = machine.instrument;
+  RecordingChannels channels;
+  int fd = -1;
+  std::unique_ptr<Acquisition> acquisition;
+};
+
+TEST_F(AcquisitionTest, EveryBlockGoesThroughOnceAcrossTheEndsOfRingAndPool) {
+  ASSERT_EQ(acquisition->InitAcquisition(), 0);
+  Start();
+  EXPECT_EQ(driver.block_bytes, 8192U);
+  constexpr int kBlocks = 4 * 512 + 300;  // more than the pool holds, and eight rings
+  for (int done = 0; done < kBlocks; done += 2) {
+    driver.Produce(2);
+    driver.AwaitIdle();
+  }
+  std::vector<int> all(kBlocks);
+  std::iota(all.begin(), all.end(), 1);
+  EXPECT_THAT(channels.TakeBlocks(), ElementsAreArray(all));
+  EXPECT_EQ(acquisition->Counts().GetSampleBlockCount(), kBlocks);
+  EXPECT_EQ(acquisition->StopAcquisition(), 0);
+  EXPECT_EQ(acquisition->Counts().GetSampleBlockCount(), 0);
+  EXPECT_EQ(acquisition->Counts().GetConsumerBlockCount(), 0);
+  EXPECT_GE(channels.events, 1);
+  EXPECT_EQ(channels.torn, 0);
+}
+
+// What a jump of the counter does, in each state that decides about it.
+TEST_F(AcquisitionTest, ShedsWorkOnlyWhereItMay) {
+  ASSERT_EQ(acquisition->InitAcquisition(), 0);
+  const struct {
+    const char* what;
+    int jump;  ///< blocks reported at once, after one block
+    bool consumer_flag;
+    short meas_status;
+    std::vector<int> processed;
+    int resets;
+  } kCases[] = {
+      {"the limit itself is not behind; a status of 0 processes all", 2, false, 0, {2, 3}, 0},
+      {"one page more is: all is dumped", 3, false, 0, {}, 1},
+      {"with the flag up only the newest counts", 3, true, 0, {4}, 0},
+      {"with the flag up nothing counts as behind", 100, true, 0, {101}, 0},
+      {"more than the ring holds is lost in any case", 257, true, 0, {}, 1},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.what);
+    ghmp->ChangeConsumerFlag(row.consumer_flag, Msg::eConsChanger_MOS);
+    ghmp->meas_status = row.meas_status;
+    channels.resets = 0;
+    Start();
+    driver.Produce(1);
+    driver.AwaitIdle();
+    EXPECT_THAT(channels.TakeBlocks(), ElementsAre(1));
+    driver.ProduceAtOnce(row.jump);
+    driver.AwaitIdle();
+    EXPECT_THAT(channels.TakeBlocks(), ElementsAreArray(row.processed));
+    EXPECT_EQ(channels.resets, row.resets);
+    // it goes on with the next one
+    driver.Produce(1);
+    driver.AwaitIdle();
+    EXPECT_THAT(channels.TakeBlocks(), ElementsAre(row.jump + 2));
+    EXPECT_EQ(acquisition->StopAcquisition(), 0);
+  }
+}
+
+TEST_F(AcquisitionTest, ACounterThatIsOddStandsStillOrGoesBackDoesNotStopTheStream) {
+  ASSERT_EQ(acquisition->InitAcquisition(), 0);
+  Start();
+  driver.Produce(3);
+  driver.AwaitIdle();
+  channels.TakeBlocks();
+  driver.Report(6);  // as before
+  driver.Report(7);  // half a block
+  driver.AwaitIdle();
+  EXPECT_THAT(channels.TakeBlocks(), IsEmpty());
+  driver.Report(2);
+  driver.AwaitIdle();
+  EXPECT_THAT(channels.TakeBlocks(), IsEmpty());
+  EXPECT_EQ(channels.resets, 1);
+  driver.Produce(2);
+  driver.AwaitIdle();
+  EXPECT_THAT(channels.TakeBlocks(), ElementsAre(2, 3));
+}
+
+TEST_F(AcquisitionTest, AResetRequestIsServedAtTheNewestBlockAndKeepsBlocksFromTheFilters) {
+  ASSERT_EQ(acquisition->InitAcquisition(), 0);
+  Start();
+  SetResetRequest(1);
+  driver.Produce(1);
+  driver.AwaitIdle();
+  EXPECT_EQ(channels.resets, 0) << "one further block";
+  EXPECT_EQ(GetResetRequest(), 2);
+  driver.Produce(2);
+  driver.AwaitIdle();
+  EXPECT_EQ(channels.resets, 1);
+  EXPECT_THAT(channels.TakeBlocks(), ElementsAre(3));
+}
+
+TEST_F(AcquisitionTest, AnOverrunIsToldOnceAndCleared) {
+  ASSERT_EQ(acquisition->InitAcquisition(), 0);
+  Start();
+  {
+    const std::lock_guard lock(driver.mutex);
+    driver.overflows = 3;
+  }
+  driver.Produce(2);
+  driver.AwaitIdle();
+  EXPECT_FALSE(ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MOS_ACQ_OVERFLOW));
+  EXPECT_EQ(driver.overflows, 0);
+  EXPECT_THAT(channels.TakeBlocks(), ElementsAre(1, 2));
+}
+
+TEST_F(AcquisitionTest, ADriverThatFailsIsAskedAgain) {
+  ASSERT_EQ(acquisition->InitAcquisition(), 0);
+  driver.read_fails = true;
+  Start();
+  ASSERT_TRUE(machine.clock.AwaitBlocked(1)) << "it does not spin";
+  {
+    const std::lock_guard lock(driver.mutex);
+    driver.read_fails = false;
+  }
+  machine.clock.Advance(std::chrono::seconds(1));
+  driver.Produce(1);
+  driver.AwaitIdle();
+  EXPECT_THAT(channels.TakeBlocks(), ElementsAre(1));
+}
+
+TEST_F(AcquisitionTest, WithoutARingNothingStarts) {
+  platform::MachineInPlace<> bare;
+  Acquisition none(-1);
+  EXPECT_EQ(none.InitAcquisition(), -1);
+  EXPECT_EQ(none.StartAcquisition(), -1);
+  EXPECT_EQ(none.StopAcquisition(), 1);
+}
+
+// The blocks of a run follow one another without a gap, whenever it is stopped, and no thread sees
+// a filter that is gone.
+TEST_F(AcquisitionTest, StopsAndStartsAtAnyMoment) {
+  ASSERT_EQ(acquisition->InitAcquisition(), 0);
+  ghmp->consumerbacklog = 1 << 20;
+  ghmp->meas_status = 0;
+  std::atomic<bool> ends{false};
+  std::thread pace([&] {
+    while (!ends) {
+      driver.Produce(1);
+      std::this_thread::sleep_for(std::chrono::microseconds(50));
+    }
+  });
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  std::uniform_int_distribution<int> pause(0, 3000);
+  for (int run = 0; run < 100; ++run) {
+    Start();
+    std::this_thread::sleep_for(std::chrono::microseconds(pause(random)));
+    ASSERT_EQ(acquisition->StopAcquisition(), 0);
+    const std::vector<int> blocks = channels.TakeBlocks();
+    std::vector<int> expected(blocks.size());
+    std::iota(expected.begin(), expected.end(), 1);
+    EXPECT_THAT(blocks, ElementsAreArray(expected));
+  }
+  ends = true;
+  pace.join();
+  EXPECT_EQ(channels.without_filters, 0);
+  EXPECT_EQ(channels.torn, 0);
+}
+
+}  // namespace
+}  // namespace acquisition
