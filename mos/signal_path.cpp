@@ -70,7 +70,9 @@ void MeasMgr::CorrectForFilter(int channel, int filter) {
 }
 
 void MeasMgr::PrepareAcquisition() {
-  _acquisition = std::make_unique<acquisition::Acquisition>(g_fpgafd);
+  const Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  const int device = fpga == nullptr ? -1 : fpga->GetDeviceFd();
+  _acquisition = std::make_unique<acquisition::Acquisition>(device);
   if (_acquisition->StopAcquisition() != 0) {
     logger_mgr::print(measurementL, kError, 0, "<panic func=SrcMgr.Init acq_stop=failed/\n>");
   }

@@ -1,0 +1,132 @@
+// q5phasors: brings the daemon's signal path up on a running virtual instrument and prints both
+// channels' phasors and the electrical results, at the start-up frequency and ranges of one's choice.
+//
+//   Q5_ROOT=DIR q5phasors --range1 3 --range2 5 [--rows N] [--json]
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+#include <numbers>
+
+#include "common/acquisition/correct.h"
+#include "common/acquisition/ranging/channel_pair.h"
+#include "common/acquisition/sine_correlator.h"
+#include "common/dev/fpga/fpga_dev.h"
+#include "common/electrical/elec.h"
+#include "common/log/eventlog.h"
+#include "common/msg/hmp_data.h"
+#include "common/msg/hmp_error_rep.h"
+#include "mos/meas_mgr.h"
+#include "platform/backend.h"
+
+namespace {
+
+using acquisition::electricalresults_t;
+using AcquisitionSystem::AcqChan;
+
+constexpr auto kSettling = std::chrono::milliseconds(500);
+constexpr auto kRow = std::chrono::seconds(1);
+
+struct Options {
+  std::array<int, 2> ranges{1, 1};
+  int rows = 5;
+  bool json = false;
+};
+
+Options ParseOptions(int argc, char** argv) {
+  Options options;
+  CLI::App app("Phasors of the virtual instrument under $Q5_ROOT");
+  app.add_option("--range1", options.ranges[0], "range index of channel 1, from 1");
+  app.add_option("--range2", options.ranges[1], "range index of channel 2, from 1");
+  app.add_option("--rows", options.rows, "rows to print, one a second; 0: without end");
+  app.add_flag("--json", options.json, "one JSON object a row");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    std::exit(app.exit(error));
+  }
+  return options;
+}
+
+/// The daemon's objects in main's order, without its message loop.
+bool StartSignalPath() {
+  Logger::eventlog::GetEventLog("moseventlog")->Init(Msg::MEAS_MODULE);
+  Msg::HmpErrorRep::InitMajorErrors();
+  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  if (fpga == nullptr) return false;
+  Dev::I2cMgr& i2c = Dev::I2cMgr::CreateI2cMgr("Phasors.I2cMgr", 0);
+  Mos::MeasMgr& manager = Mos::MeasMgr::CreateMeasMgr(i2c, "Phasors.MeasMgr", 0);
+  monitor::Init();
+  Mos::MeasMgr::StartResults();
+  manager.SetRevision(fpga->GetRevision());
+  return manager.Init(manager.GetRevision()) == 0;
+}
+
+bool SetRange(AcqChan& channel, int index) {
+  const auto* entry = channel.get_range_table_ent(channel.get_mode(), index);
+  std::uint8_t status = 0;
+  const auto code = static_cast<std::uint8_t>(entry->RangeCode);
+  if (channel.FrontEnd().set_range_register(code, status) < 0) return false;
+  channel.set_range_index(index);
+  channel.set_range_info_in_use(entry);
+  platform::Machine().Clock().SleepFor(kSettling);
+  channel.get_CPLD_status_upon_request(1);
+  for (auto* filter : {AcqChan::get_sineCorr_Fast(), AcqChan::get_sineCorr_Slow()}) {
+    filter->SetScaleFactors(channel.get_hwch(), channel.get_mode(), index);
+  }
+  acquisition::Correct::GetCorrect().Corr_set_range(channel.get_hwch(), channel);
+  return channel.get_last_cpld_range() == code;
+}
+
+void PrintRow(const electricalresults_t& result, bool json) {
+  if (json) {
+    const nlohmann::json row = {{"frequency", Msg::ghmp->GetFrequency()},
+                                {"volts", result.mag[0]},
+                                {"amps", result.mag[1]},
+                                {"delta_phase", result.delta_ph},
+                                {"power_factor", result.powerfactor},
+                                {"tan_delta", result.tandelta},
+                                {"series_pf", result.serscap},
+                                {"parallel_pf", result.parlcap},
+                                {"series_ohm", result.sersres},
+                                {"watts", result.acwatts}};
+    fmt::print("{}\n", row.dump());
+  } else {
+    fmt::print("{:>13.7g} {:>13.7g} {:>11.6f} {:>10.6f} {:>12.4f} {:>12.5g} {:>11.5g}\n",
+               result.mag[0], result.mag[1], result.delta_ph * 180 / std::numbers::pi_v<float>,
+               result.powerfactor, result.parlcap, result.sersres, result.acwatts);
+  }
+  std::fflush(stdout);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const Options options = ParseOptions(argc, argv);
+  if (!StartSignalPath()) {
+    fmt::print(stderr, "no signal path on {}\n", platform::Machine().Path("/"));
+    return 1;
+  }
+  for (auto ch : {ACQ_CH1, ACQ_CH2}) {
+    if (SetRange(*AcqChan::get_AcqCh_instance(ch), options.ranges[ch])) continue;
+    fmt::print(stderr, "channel {} did not take range {}\n", ch + 1, options.ranges[ch]);
+    return 1;
+  }
+  Msg::ghmp->SetStartTest(true);
+  Msg::ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
+  AcqChan::set_reset_sine_correlators_request(2);
+  if (!options.json) {
+    fmt::print("{:>13} {:>13} {:>11} {:>10} {:>12} {:>12} {:>11}\n", "V", "A", "degrees", "PF",
+               "pF parallel", "ohm series", "W");
+  }
+  for (int row = 0; options.rows == 0 || row < options.rows; ++row) {
+    platform::Machine().Clock().SleepFor(kRow);
+    electricalresults_t result{};
+    acquisition::elec::GetElec().GetResults(1, &result);
+    PrintRow(result, options.json);
+  }
+  // threads of the bus and of the timers have no end of their own
+  std::fflush(stdout);
+  std::_Exit(0);
+}
