@@ -64,14 +64,13 @@ void Producer::Start() {
 
 void Producer::Begin(const BlockLayout& layout, Filters& filters) {
   {
-    const std::lock_guard lock(pass_mutex_);
-    filters_ = &filters;
-    g_running = true;
-  }
-  {
     const std::lock_guard lock(g_producer_start);
     layout_ = layout;
-    present_run_ = ++run_number_;
+    // both at once: a pass of the run before must not take this run's blocks
+    const std::lock_guard pass_lock(pass_mutex_);
+    filters_ = &filters;
+    ++run_number_;
+    g_running = true;
   }
   g_producer_block.notify_all();
 }
@@ -87,7 +86,7 @@ void Producer::Halt() {
 void Producer::RunProducer() {
   Run run;
   while (AwaitRun(run)) {
-    while (g_running && present_run_ == run.number) Pass(run);
+    while (g_running && run_number_ == run.number) Pass(run);
     logger_mgr::print(acquisitionL, kInfo, 0, "%s.%d: Acquisition stopped, exiting the loop\n",
                       __func__, __LINE__);
   }
@@ -110,7 +109,7 @@ void Producer::Pass(Run& run) {
   CheckStatus(run);
   CaptureWaveform(run);
   const std::lock_guard lock(pass_mutex_);
-  if (!g_running || present_run_ != run.number) return;
+  if (!g_running || run_number_ != run.number) return;
   if (*counter == run.previous || *counter % run.layout.Pages() != 0) return;
   HandleNewBlocks(run, *counter);
   WakeConsumer();

@@ -101,14 +101,14 @@ class Producer {
   std::mutex g_producer_start;  ///< guards the fields below
   std::condition_variable g_producer_block;
   BlockLayout layout_;
-  unsigned run_number_ = 0;
   bool ended_ = false;
 
-  /// Held while blocks are handled, so that Halt can wait for the end of that. Guards filters_.
+  /// Held while blocks are handled, so that Halt can wait for the end of that. Guards filters_; the
+  /// two behind it change under it.
   std::mutex pass_mutex_;
   Filters* filters_ = nullptr;
   std::atomic<bool> g_running{false};
-  std::atomic<unsigned> present_run_{0};
+  std::atomic<unsigned> run_number_{0};
   std::thread thread_;
 };
 

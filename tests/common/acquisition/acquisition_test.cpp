@@ -92,6 +92,7 @@ class AcquisitionTest : public testing::Test {
     ghmp->testype = Msg::TEST_HVVFPF;
     ghmp->SetFrequency(60.0F);
     ghmp->meas_status = 1;
+    ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
     SetSampleChannels(&channels);
     SetResetRequest(0);
     for (const char* directory : {"/var/volatile", "/tmp"}) {
@@ -173,6 +174,7 @@ TEST_F(AcquisitionTest, ShedsWorkOnlyWhereItMay) {
     driver.AwaitIdle();
     EXPECT_THAT(channels.TakeBlocks(), ElementsAre(row.jump + 2));
     EXPECT_EQ(acquisition->StopAcquisition(), 0);
+    driver.AwaitUnread();
   }
 }
 

@@ -64,6 +64,13 @@ class ScriptedDriver final : public platform::BareInstrument {
     changed.wait(lock, [this] { return counters.empty() && waiting; });
   }
 
+  /// Until the producer has left the read of a stream that has stopped, so that it cannot take the
+  /// first report of the next one.
+  void AwaitUnread() {
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [this] { return !waiting; });
+  }
+
   std::mutex mutex;
   std::condition_variable changed;
   std::deque<std::uint32_t> counters;
@@ -95,6 +102,7 @@ class ScriptedDriver final : public platform::BareInstrument {
       driver_.changed.wait_for(lock, std::chrono::milliseconds(20),
                                [this] { return !driver_.counters.empty() || !driver_.sampling; });
       driver_.waiting = false;
+      driver_.changed.notify_all();
       Dev::FpgaCmd command{};
       std::memcpy(&command, data, sizeof command);
       if (driver_.counters.empty() && driver_.sampling) return -EAGAIN;
