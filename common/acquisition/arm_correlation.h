@@ -1,0 +1,40 @@
+// The correlator that multiplies on this processor.
+#pragma once
+
+#include <memory>
+
+#include "common/acquisition/block_products.h"
+#include "common/acquisition/correlator_kernel.h"
+#include "common/acquisition/sine_correlator.h"
+
+namespace acquisition {
+
+class ARMCorrelation : public SineCorrelator {
+ public:
+  /// `products` is the same object for both filters and bounds the size of a block; the other
+  /// arguments are those of SineCorrelator.
+  ARMCorrelation(int filtertype, int resetCount, double refFrequency, long divider,
+                 long samplesPerCycle, int swapChannels, std::shared_ptr<BlockProducts> products);
+
+  /// Also gives the channels the block's figures. A block that `products` is too small for is told
+  /// in the log and not summed.
+  void update(const int* words, int pairs) override;
+  /// Sums the products that update left for the same block: it multiplies nothing.
+  void updateF(const int* words, int pairs) override;
+
+  bool DSPInterfaceReady() const override { return false; }
+  int GetBlockNoMask() const override { return 0; }
+  void newDataReady(int, int) override {}
+
+ private:
+  bool Fits(int pairs) const;
+  int UpdateRun(const int* words, int first, int pairs, std::array<SampleSums, 2>& block);
+  int UpdateRunF(int first, int pairs);
+  void StoreFigures(const int* words, int pairs, const std::array<SampleSums, 2>& block);
+
+  const std::shared_ptr<BlockProducts> products_;
+  const CorrelatorKernel& kernel_;
+  int passes_ = 0;
+};
+
+}  // namespace acquisition

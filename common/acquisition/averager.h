@@ -1,0 +1,49 @@
+// Follows the averages of both channels, block by block, in very-low-frequency tests.
+//
+// Threads: update by the producer; the others from any.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <mutex>
+
+#include "common/xml/cal_tables.h"
+
+namespace acquisition {
+
+class Averager {
+ public:
+  /// Modes are those of Msg::Input_Mode, ranges count from 1.
+  Averager(long samplesPerCycle, int swapChannels, int modeCh1, int modeCh2, int rangeCh1,
+           int rangeCh2);
+  Averager(const Averager&) = delete;
+  Averager& operator=(const Averager&) = delete;
+
+  /// 0; -1 when a mode has no entries, and then that channel's stays as it was.
+  int SetChannelModes(int mode1, int mode2, int range1, int range2);
+  /// Takes the channels' latest block averages; nothing without channels.
+  void update();
+  /// The averages stored last, V or A.
+  void GetPhasors(double* averages) const;
+  void Reinit(long samplesPerCycle) { _samples_per_cycle = samplesPerCycle; }
+
+ private:
+  int GetScaleFactors();
+  void RunMeasurementScaling();
+  void StoreResult();
+
+  std::atomic<long> _samples_per_cycle;
+  const int _swapchannels;
+  mutable std::mutex averagelock_;  ///< guards what follows, but _avg
+  const Dev::mode_range_table_ent* _ch1_measurementmode = nullptr;
+  const Dev::mode_range_table_ent* _ch2_measurementmode = nullptr;
+  int _modech1;
+  int _modech2;
+  int _rangech1;
+  int _rangech2;
+  int _filterindex = 0;  ///< buffer to write
+  double _avgfilter[2][2]{};
+  std::array<double, 2> _avg{};  ///< of the producer
+};
+
+}  // namespace acquisition

@@ -1,0 +1,33 @@
+// The estimators that acquisition runs, made for each start of it.
+#pragma once
+
+#include <memory>
+
+#include "common/acquisition/arm_correlation.h"
+#include "common/acquisition/averager.h"
+
+namespace acquisition {
+
+/// The shape of acquisition that the estimators follow.
+struct FilterSettings {
+  int pairs = 0;                   ///< in a block
+  double reference_frequency = 0;  ///< Hz
+  long sample_clock_divider = 0;
+  long samples_per_cycle = 0;
+  int filterreset = 0;   ///< pairs between the fast filter's resets
+  int swapchannels = 0;  ///< 1: the voltage is on channel 2
+};
+
+struct Filters {
+  std::unique_ptr<SineCorrelator> fast;
+  std::unique_ptr<SineCorrelator> slow;
+  std::unique_ptr<Averager> average;
+};
+
+/// Makes all three and tells the channels. Neither this nor DeleteFilters while the producer works
+/// on a block.
+Filters CreateFilters(const FilterSettings& settings);
+/// Takes them away from the channels and deletes them.
+void DeleteFilters(Filters& filters);
+
+}  // namespace acquisition

@@ -1,0 +1,188 @@
+// The estimator of phasors. The sample clock is a whole multiple of the test frequency, so every
+// cycle has the same number of samples; samples times a sine and a cosine of that frequency, summed
+// over whole cycles, give magnitude and phase of both channels.
+//
+// Two run over the same samples: the slow filter (type 0) sums from its last reset, for the final
+// reading; the fast one (type 1) resets itself every cycle, for the channels' control. The
+// reference restarts with each reset of the slow filter, so a phase counts from the first sample
+// after it; both channels and both filters share it.
+//
+// Here stands what is independent of who multiplies: scaling, results, averages, resets. A subclass
+// sums (arm_correlation.h).
+//
+// Threads: update, updateF, updateDC, CalculateMaxVoltage and DoSpecialVLFReset by the producer;
+// the others from any. `updatelock` is held from one cycle end, reset or block end to the next, so
+// a reset falls between two pairs; no caller may hold it.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <mutex>
+
+#include "common/acquisition/sample_channel.h"
+#include "common/calibration/phasor.h"
+#include "common/xml/cal_tables.h"
+
+namespace acquisition {
+
+class SineCorrelator {
+ public:
+  static constexpr int kSlow = 0;
+  static constexpr int kFast = 1;
+  static constexpr int kMovingAverage = 90;  ///< blocks
+
+  /// `filtertype` kSlow or kFast. `resetCount`: pairs to a reset of its own, 0 for never, below 0
+  /// for 8192. `refFrequency` (Hz) and `divider` are told in the log only. `swapChannels` 1: the
+  /// voltage is on channel 2.
+  SineCorrelator(int filtertype, int resetCount, double refFrequency, long divider,
+                 long samplesPerCycle, int swapChannels);
+  virtual ~SineCorrelator() = default;
+  SineCorrelator(const SineCorrelator&) = delete;
+  SineCorrelator& operator=(const SineCorrelator&) = delete;
+
+  // --- The sample path ---
+
+  /// A block of `pairs` pairs for the slow filter; for the fast one, right after it.
+  virtual void update(const int* words, int pairs) = 0;
+  virtual void updateF(const int* words, int pairs) = 0;
+  /// Of a filter that is fed by other means than the two above.
+  virtual bool DSPInterfaceReady() const = 0;
+  virtual int GetBlockNoMask() const = 0;
+  virtual void newDataReady(int pairs, int position) = 0;
+  /// The DC averages, once a block in a DC test.
+  void updateDC();
+  /// Peak of the voltage channel's latest block, V.
+  void CalculateMaxVoltage();
+  /// Resets once the configured part of a very slow cycle has passed.
+  void DoSpecialVLFReset();
+
+  // --- Resets ---
+
+  /// Starts a new sum. Phasors stay while a test runs. The argument has no effect.
+  virtual void reset(int);
+  /// New samples per cycle and, on the fast filter, pairs to a reset; also takes the test
+  /// frequency.
+  virtual void Reinit(long samplesPerCycle, long resetCount);
+  void PhasorsReset();
+  void set_autoreset(int pairs);
+
+  // --- Results: arrays of two, V or A ---
+
+  virtual void GetPhasors(phasortoo_t* phasors) const;
+  void GetAvgPhasors(phasortoo_t* phasors) const;
+  void GetAvgs(phasortoo_t* averages) const;
+  void GetOffsetPhasors(phasortoo_t* offsets) const;
+  void ClearOffsetPhasors();
+  /// Keeps the residual DC: since the last reset (slow filter) or of the latest block (fast).
+  void StoreOffsetPhasors();
+  void calc_std_dev(double* deviations) const;
+  double GetMaxVoltage() const { return _maxvoltage; }
+  /// Whole cycles since the last reset.
+  long GetCycleCount() const;
+  bool IsInMiddleOfCycle() const { return in_middle_of_cycle != 0; }
+  /// Time since the last reset: seconds, in a very-low-frequency test 1024ths of a cycle; at most
+  /// 32767.
+  short GetSettleTime() const;
+  /// Seconds since the last reset.
+  double MonitorSampleCount() const;
+
+  // --- Settings ---
+
+  void set_frequencies(double refFrequency, long divider, long samplesPerCycle);
+  /// A new test frequency, while the samples per cycle stay.
+  void SetSignalFrequency(float hertz) { _signal_freq = hertz; }
+  /// The first range of both channels' modes. 0; -1 with an error word when a mode is none.
+  int SetMeasurementModes();
+  /// The range entry that channel 0 or 1 uses from now on. 0, or -1 for a mode or channel that
+  /// there is not.
+  int SetScaleFactors(int channel, int mode, int range);
+  /// Tells of a `scale` (V or A a count) that stands in no table; changes nothing else.
+  void SetScaleFactorsNonRange(int channel, int mode, float scale);
+
+  // --- Marks that all filters share ---
+
+  static void SetVLFFlag() { _VLFflag = true; }
+  static void ResetVLFFlag();
+  static bool GetVLFFlag() { return _VLFflag; }
+  static bool GetRestartAcquisition() { return _restartacquisition; }
+  /// A slow cycle has ended since the test's parameters changed.
+  static void SetCycleComplete(bool complete) { _cyclecomplete = complete; }
+  static bool CycleComplete() { return _cyclecomplete; }
+
+ protected:
+  using RangeEntry = std::atomic<const Dev::mode_range_table_ent*>;
+
+  // Called with `updatelock` held.
+  void reset_accumulators();
+  void calc_phasors();
+  short CalculateSampleCount() const;
+  /// Pairs until the cycle or the time to the next reset ends, at most `limit`.
+  int PairsToNextEnd(int limit) const;
+  /// Counts pairs that have been summed; true at the end of a cycle.
+  bool CountPairs(int pairs);
+  bool ResetDue() const;
+
+  // Called without it.
+  void CaptureNewCycleEvent();
+  void RunMeasurementScaling();
+
+  std::array<double, 2> _cacc{};           ///< cosine sums, in sample counts
+  std::array<double, 2> _sacc{};           ///< sine sums
+  std::array<double, 2> _cycle_avgacc{};   ///< sample sums since the last reset
+  double _phase_rate = 0;                  ///< rad a sample
+  long _sample_count = 0;                  ///< pairs since the last reset
+  long _cycle_count = 0;                   ///< whole cycles since then
+  long scnewvalue[2]{};                    ///< both counts at the latest cycle's end
+  std::atomic<int> in_middle_of_cycle{0};  ///< 1 while a cycle is open
+  short _settletime = 0;
+  mutable std::mutex updatelock;  ///< guards the fields above, and the counters below
+
+ private:
+  bool CheckValidModes() const;
+  const Dev::mode_range_table_ent* Measurementmode(int channel) const;
+  int VoltageChannel() const { return _swapchannels == 1 ? 1 : 0; }
+  bool IsItTimeToLog() const;
+  void ApplyScaleFactors();
+  void CheckPlausible();
+  void StoreResult();
+  void StoreDcAverage(int channel, double average, bool smooth);
+  void RunMeasurementScalingDC(std::array<double, 2>& averages) const;
+  void RecordRanging(int channel, float fullscale, unsigned code, float scale) const;
+  const char* TypeText() const { return _filtertype == kFast ? "fast" : "slow"; }
+
+  const int _filtertype;
+  const int _swapchannels;
+  double _ref_freq = 0;     ///< Hz
+  double _sample_freq = 0;  ///< Hz
+  std::atomic<double> _signal_freq{0};
+  long _samples_per_cycle = 0;
+  long _nsamples_to_reset = 0;  ///< 0: never
+
+  std::array<double, 2> _mvavgacc{};       ///< sum of the moving average
+  double _mvavgbuff[2][kMovingAverage]{};  ///< ring of block averages
+  long _mvavgcount = 0;                    ///< blocks since the last reset
+
+  // Of the producer: the last cycle's result.
+  std::array<double, 2> _mag{};
+  std::array<double, 2> _phase{};
+  int printresult = 0;
+
+  // The entries' owner keeps them for good, so a pointer serves as well as a copy.
+  RangeEntry _ch1_measurementmode;
+  RangeEntry _ch2_measurementmode;
+
+  mutable std::mutex phasorlock;  ///< guards what follows
+  phasorarr_t _filter[2]{};
+  int _filterindex = 0;  ///< buffer to write
+  int _phasorindex = 0;  ///< buffer to read
+  std::array<double, 2> _avgfilter{};
+  std::array<phasortoo_t, 2> offset_phasors{};
+
+  std::atomic<double> _maxvoltage{0};
+
+  static inline std::atomic<bool> _VLFflag{false};
+  static inline std::atomic<bool> _cyclecomplete{false};
+  static inline std::atomic<bool> _restartacquisition{false};
+};
+
+}  // namespace acquisition

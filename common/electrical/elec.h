@@ -1,0 +1,88 @@
+// The electrical results that a host asks for, made of each new pair of phasors.
+//
+// Channel 1 (index 0) is the voltage, channel 2 (index 1) the current. One set of formulas serves
+// all kinds of test; the test frequency is that of `ghmp`. Infinities pass as such.
+//
+// Threads: StorePhasors on the sample path, by one thread; the others from any. The arithmetic
+// holds no lock: it fills the buffer that is not published, and publishing waits for readers.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+
+#include "common/calibration/phasor.h"
+#include "common/calibration/q5cal.h"
+
+namespace acquisition {
+
+/// One complete result.
+struct electricalresults_t {
+  float delta_ph;     ///< phase of channel 1 minus channel 2, rad, 0 to 2 pi
+  float sin_dph;      ///< sine of delta_ph; 0 without a current
+  float powerfactor;  ///< cosine of delta_ph
+  float zre;          ///< ohm; 1 without a current
+  float zim;          ///< ohm; 1 without a current
+  float tandelta;
+  float serscap;  ///< pF
+  float parlcap;  ///< pF
+  float sersind;  ///< H
+  float parlind;  ///< H
+  float sersres;  ///< ohm
+  float vectorcrsproduct;
+  float vectordotproduct;
+  float acwatts;    ///< W
+  double phase[2];  ///< calibrated, rad
+  double mag[2];    ///< calibrated, V and A
+  float ch1acrms;   ///< always 0
+  float ch2acrms;   ///< always 0
+};
+
+/// What results need of the rooms above.
+struct ElecLinks {
+  /// Applies the channels' corrections to two phasors; both arguments may be the same array. Null:
+  /// phasors stay as they are.
+  int (*corr_phasors)(const phasortoo_t* in, phasortoo_t* out) = nullptr;
+  /// The calibration of the whole instrument, not owned. Null: none is applied.
+  calibration::Q5Cal* stray = nullptr;
+};
+
+class elec {
+ public:
+  /// Made on first use.
+  static elec& GetElec();
+  /// Before acquisition starts.
+  static void SetLinks(const ElecLinks& links);
+  /// Objects made so far.
+  static int GetCounter() { return counter; }
+
+  elec() { ++counter; }
+  elec(const elec&) = delete;
+  elec& operator=(const elec&) = delete;
+
+  void Init() {}
+  /// Takes a cycle's phasors of the fast (`*filtertype` 1) or the slow filter (0) and makes the
+  /// results. Any other type is ignored.
+  void StorePhasors(const int* filtertype, const phasorarr_t* phasors);
+  /// Copies the slow result (`which` 1 or 4) or the fast one (any other). All 0 until the filter's
+  /// first cycle.
+  void GetResults(int which, electricalresults_t* results) const;
+
+ private:
+  void DoCalcSlow();
+  void DoCalcFast();
+
+  static inline std::atomic<int> counter{0};
+
+  phasortoo_t fast[2]{};  ///< latest input
+  phasortoo_t slow[2]{};
+  electricalresults_t fastelectrical[2]{};
+  electricalresults_t slowelectrical[2]{};
+  int fastresultindex = 0;  ///< buffer to read; guarded by fastelecsem
+  int slowresultindex = 0;  ///< guarded by slowelecsem
+  int fastupdateindex = 1;  ///< buffer to write; of the sample path
+  int slowupdateindex = 1;
+  mutable std::mutex fastelecsem;
+  mutable std::mutex slowelecsem;
+};
+
+}  // namespace acquisition
