@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 
 #include "common/acquisition/block_products.h"
 #include "common/acquisition/correlator_kernel.h"
@@ -29,7 +30,9 @@ class ARMCorrelation : public SineCorrelator {
  private:
   bool Fits(int pairs) const;
   int UpdateRun(const int* words, int first, int pairs, std::array<SampleSums, 2>& block);
+  void EndRun(std::unique_lock<std::mutex>& lock, int pairs);
   int UpdateRunF(int first, int pairs);
+  void EndRunF(std::unique_lock<std::mutex>& lock, int pairs);
   void StoreFigures(const int* words, int pairs, const std::array<SampleSums, 2>& block);
 
   const std::shared_ptr<BlockProducts> products_;

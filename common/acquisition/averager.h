@@ -29,7 +29,6 @@ class Averager {
 
  private:
   int GetScaleFactors();
-  void RunMeasurementScaling();
   void StoreResult();
 
   std::atomic<long> _samples_per_cycle;
@@ -37,10 +36,10 @@ class Averager {
   mutable std::mutex averagelock_;  ///< guards what follows, but _avg
   const Dev::mode_range_table_ent* _ch1_measurementmode = nullptr;
   const Dev::mode_range_table_ent* _ch2_measurementmode = nullptr;
-  int _modech1;
-  int _modech2;
-  int _rangech1;
-  int _rangech2;
+  int _modech1 = 0;
+  int _modech2 = 0;
+  int _rangech1 = 0;
+  int _rangech2 = 0;
   int _filterindex = 0;  ///< buffer to write
   double _avgfilter[2][2]{};
   std::array<double, 2> _avg{};  ///< of the producer

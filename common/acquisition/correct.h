@@ -78,10 +78,17 @@ class Correct {
     f_corr gain;
     f_corr phase;
   };
+  /// For the log, of a source that does not count.
+  struct NoCalibTexts {
+    const char* gain;
+    const char* phase;
+  };
   using Entry = std::atomic<const Dev::mode_range_table_ent*>;
 
   int Corr_check_freq_precalc();
   void Corr_frequency_changed(float hertz);
+  void Compute(bool calibrated, const Dev::mode_range_table_ent& entry, const NoCalibTexts& texts,
+               std::atomic<float>& gain, std::atomic<float>& phase) const;
   void ComputeRange(int ch);
   void ComputeFilter(int ch);
   void ComputeMainRef(int ch);

@@ -28,6 +28,9 @@ struct PairRun {
   double* cosines[2];
 };
 
+/// A channel's two, of both channels.
+inline constexpr int kProductArrays = 4;
+
 struct CorrelatorKernel {
   const char* name;
   bool (*supported)();  ///< by this processor
@@ -35,11 +38,12 @@ struct CorrelatorKernel {
   /// each an array by channel. A sample is its word divided by 256, truncated towards zero.
   void (*correlate)(const PairRun& run, double* sine_sums, double* cosine_sums,
                     SampleSums* samples);
-  double (*sum)(const double* values, int count);
+  /// The sums of kProductArrays arrays of `count` numbers each.
+  void (*sum)(const double* const* arrays, int count, double* sums);
   /// By channel the sum of the squared distances of the words, shifted right by 8, from `average`.
   void (*squares)(const int* words, int pairs, const long* average, double* sums);
   /// All bits that are set in any of the words.
-  unsigned (*bits)(const int* words, int count);
+  unsigned (*bits)(const int* words, int pairs);
 };
 
 /// All that were built, the plain one first, the widest last.

@@ -97,7 +97,7 @@ class SineCorrelator {
   /// there is not.
   int SetScaleFactors(int channel, int mode, int range);
   /// Tells of a `scale` (V or A a count) that stands in no table; changes nothing else.
-  void SetScaleFactorsNonRange(int channel, int mode, float scale);
+  int SetScaleFactorsNonRange(int channel, int mode, float scale);
 
   // --- Marks that all filters share ---
 
@@ -139,16 +139,20 @@ class SineCorrelator {
 
  private:
   bool CheckValidModes() const;
-  const Dev::mode_range_table_ent* Measurementmode(int channel) const;
   int VoltageChannel() const { return _swapchannels == 1 ? 1 : 0; }
-  bool IsItTimeToLog() const;
-  void ApplyScaleFactors();
-  void CheckPlausible();
-  void StoreResult();
-  void StoreDcAverage(int channel, double average, bool smooth);
-  void RunMeasurementScalingDC(std::array<double, 2>& averages) const;
-  void RecordRanging(int channel, float fullscale, unsigned code, float scale) const;
   const char* TypeText() const { return _filtertype == kFast ? "fast" : "slow"; }
+  /// V or A a count.
+  double Scale(int channel) const;
+  void RecordRanging(int channel, float fullscale, unsigned code, float scale) const;
+  void LogPhasors() const;
+  bool IsItTimeToLog(long cycle) const;
+  void ApplyScaleFactors();
+  void StoreResult();
+  void CheckPlausible() const;
+  double MovingAverage(int channel, double average);
+  void RunMeasurementScalingDC(std::array<double, 2>& averages) const;
+  double BlockAverage(int channel) const;
+  double Seconds() const;
 
   const int _filtertype;
   const int _swapchannels;
@@ -165,6 +169,7 @@ class SineCorrelator {
   // Of the producer: the last cycle's result.
   std::array<double, 2> _mag{};
   std::array<double, 2> _phase{};
+  long result_samples_ = 0;
   int printresult = 0;
 
   // The entries' owner keeps them for good, so a pointer serves as well as a copy.

@@ -1,0 +1,73 @@
+#include "common/acquisition/averager.h"
+
+#include <algorithm>
+
+#include "common/acquisition/range_table.h"
+#include "common/acquisition/sample_channel.h"
+#include "common/log/logger_mgr.h"
+
+using Logger::averagerL;
+using Logger::logger_mgr;
+
+namespace acquisition {
+
+Averager::Averager(long samplesPerCycle, int swapChannels, int modeCh1, int modeCh2, int rangeCh1,
+                   int rangeCh2)
+    : _samples_per_cycle(samplesPerCycle), _swapchannels(swapChannels) {
+  SetChannelModes(modeCh1, modeCh2, rangeCh1, rangeCh2);
+}
+
+int Averager::SetChannelModes(int mode1, int mode2, int range1, int range2) {
+  const std::lock_guard lock(averagelock_);
+  _modech1 = mode1;
+  _modech2 = mode2;
+  _rangech1 = range1;
+  _rangech2 = range2;
+  return GetScaleFactors();
+}
+
+// Called with averagelock_ held.
+int Averager::GetScaleFactors() {
+  const bool swapped = _swapchannels == 1;
+  const auto* first =
+      get_range_table_ent(0, swapped ? _modech2 : _modech1, swapped ? _rangech2 : _rangech1);
+  const auto* second =
+      get_range_table_ent(1, swapped ? _modech1 : _modech2, swapped ? _rangech1 : _rangech2);
+  if (first == nullptr) {
+    logger_mgr::print(averagerL, Logger::kError, 0,
+                      "Get range entry FAILED modech1 %d rangech1 %d \n", _modech1, _rangech1);
+  } else {
+    _ch1_measurementmode = first;
+  }
+  if (second == nullptr) {
+    logger_mgr::print(averagerL, Logger::kError, 0,
+                      "Get range entry FAILED modech2 %d rangech2 %d \n", _modech2, _rangech2);
+  } else {
+    _ch2_measurementmode = second;
+  }
+  return first == nullptr || second == nullptr ? -1 : 0;
+}
+
+void Averager::update() {
+  SampleChannels* channels = GetSampleChannels();
+  if (channels == nullptr) return;
+  for (int ch = 0; ch < 2; ++ch) {
+    const SampleChannel& channel = channels->Channel(ch);
+    _avg[ch] = static_cast<double>(channel.GetBlockFigures().avg_sample) *
+               static_cast<double>(channel.get_range_info_in_use()->ScalingFactor);
+  }
+  StoreResult();
+}
+
+void Averager::StoreResult() {
+  const std::lock_guard lock(averagelock_);
+  std::ranges::copy(_avg, _avgfilter[_filterindex]);
+  _filterindex = 1 - _filterindex;
+}
+
+void Averager::GetPhasors(double* averages) const {
+  const std::lock_guard lock(averagelock_);
+  std::ranges::copy(_avgfilter[1 - _filterindex], averages);
+}
+
+}  // namespace acquisition

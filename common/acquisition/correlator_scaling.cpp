@@ -1,0 +1,235 @@
+// SineCorrelator's way from sample counts to volts and amps: range entries, DC averages, peaks.
+#include <algorithm>
+#include <cmath>
+
+#include "common/acquisition/range_table.h"
+#include "common/acquisition/sine_correlator.h"
+#include "common/log/capture.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "common/msg/major_codes.h"
+
+using Dev::mode_range_table_ent;
+using Logger::logger_mgr;
+using Logger::sinecorrelatorL;
+using Msg::ghmp;
+
+namespace acquisition {
+namespace {
+
+/// More than this times what was asked for is not plausible.
+constexpr double kUnexpected = 1.15;
+constexpr int kPrintEvery = 10;  ///< results
+constexpr float kCountsFullScale = 8388607;
+
+}  // namespace
+
+// --- Range entries ---
+
+double SineCorrelator::Scale(int channel) const {
+  return (channel == 0 ? _ch1_measurementmode : _ch2_measurementmode).load()->ScalingFactor;
+}
+
+int SineCorrelator::SetMeasurementModes() {
+  if (!CheckValidModes()) {
+    if (ghmp->IsMeasModule()) ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_CHMODES);
+    if (ghmp->IsSourceModule()) ghmp->SetErrorCode(Msg::NAK_MCODE_SOS_CHMODES);
+    return -1;
+  }
+  const bool swapped = _swapchannels == 1;
+  const int first = swapped ? ghmp->measCh2_mode : ghmp->measCh1_mode;
+  const int second = swapped ? ghmp->measCh1_mode : ghmp->measCh2_mode;
+  _ch1_measurementmode = get_range_table_ent(0, first, 1);
+  _ch2_measurementmode = get_range_table_ent(1, second, 1);
+  return 0;
+}
+
+int SineCorrelator::SetScaleFactors(int channel, int mode, int range) {
+  if (channel != 0 && channel != 1) return -1;
+  const mode_range_table_ent* entry = get_range_table_ent(channel, mode, range);
+  if (entry == nullptr) return -1;
+  (channel == 0 ? _ch1_measurementmode : _ch2_measurementmode) = entry;
+  logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0,
+                    "%s.%d: %s ch%d mode %d range %d code %u scale %e\n", __func__, __LINE__,
+                    TypeText(), channel + 1, mode, range, entry->RangeCode,
+                    static_cast<double>(entry->ScalingFactor));
+  RecordRanging(channel, entry->FullScale, entry->RangeCode, entry->ScalingFactor);
+  return 0;
+}
+
+int SineCorrelator::SetScaleFactorsNonRange(int channel, int mode, float scale) {
+  if (channel != 0 && channel != 1) return -1;
+  logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0, "%s.%d: %s ch%d mode %d scale %e\n",
+                    __func__, __LINE__, TypeText(), channel + 1, mode, static_cast<double>(scale));
+  RecordRanging(channel, scale * kCountsFullScale, 0, scale);
+  return 0;
+}
+
+void SineCorrelator::RecordRanging(int channel, float fullscale, unsigned code, float scale) const {
+  static constexpr Logger::eventtypes_t kEvents[2][2] = {
+      {Logger::MEASUREMENT_RANGING_SLOW, Logger::MEASUREMENT_RANGING_FAST},
+      {Logger::SOURCE_RANGING_SLOW, Logger::SOURCE_RANGING_FAST}};
+  ghmp->SetRangingInfo(channel, fullscale);
+  const Logger::evseqdataF_t words{
+      3, {static_cast<float>(channel + 1), static_cast<float>(code), scale}};
+  Logger::CaptureData(kEvents[ghmp->IsSourceModule() ? 1 : 0][_filtertype == kFast ? 1 : 0],
+                      &words);
+}
+
+// --- A cycle's phasors ---
+
+void SineCorrelator::ApplyScaleFactors() {
+  const bool high_voltage = ghmp->IsInternalHVVoltageTest();
+  if (!high_voltage && !ghmp->IsInternalLVTest() && !ghmp->CurrentTest()) return;
+  for (int ch = 0; ch < 2; ++ch) _mag[ch] *= Scale(ch);
+  if (!high_voltage) return;
+  const double lead = ghmp->GetHVMeasScaleFactor();
+  _mag[VoltageChannel()] *= lead;
+  if (_swapchannels == 1 || !ghmp->IsTTRTest()) return;
+  const double second_lead = ghmp->GetHV2MeasScaleFactor();
+  _mag[1] *= second_lead;
+  logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "hv2 scalefactor %f mag[1] %lg\n",
+                    second_lead, _mag[1]);
+}
+
+void SineCorrelator::RunMeasurementScaling() {
+  ApplyScaleFactors();
+  if (!ghmp->GetConsumerFlag()) StoreResult();
+  if (++printresult % kPrintEvery == 0) {
+    logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0,
+                      "%s _mag[0] %lg ch1 scale %lg _mag[1] %lg ch2 scale %lg \n", TypeText(),
+                      _mag[0], Scale(0), _mag[1], Scale(1));
+  }
+  CheckPlausible();
+}
+
+void SineCorrelator::CheckPlausible() const {
+  const int ch = VoltageChannel();
+  const double volts = ghmp->volttarget;
+  const double amps = ghmp->ampmax;
+  const bool voltage = ghmp->VoltageTest() && volts > 0;
+  const double expected = voltage ? volts : amps;
+  if (!(expected > 0) || !(_mag[ch] > expected * kUnexpected) || !ghmp->testStart) return;
+  if (voltage) {
+    SampleChannels* channels = GetSampleChannels();
+    logger_mgr::print(sinecorrelatorL, Logger::kWarning, 0,
+                      "Voltage unexpected %e AcqCh%d status %s BUSY\n", _mag[ch], ch + 1,
+                      channels == nullptr ? "" : channels->Channel(ch).status_text());
+  } else {
+    logger_mgr::print(sinecorrelatorL, Logger::kWarning, 0, "Amperage unexpected %e \n", _mag[ch]);
+  }
+}
+
+// --- DC ---
+
+double SineCorrelator::MovingAverage(int channel, double average) {
+  double& oldest = _mvavgbuff[channel][_mvavgcount % kMovingAverage];
+  if (_mvavgcount >= kMovingAverage) _mvavgacc[channel] -= oldest;
+  oldest = average;
+  _mvavgacc[channel] += average;
+  return _mvavgacc[channel] / static_cast<double>(std::min<long>(_mvavgcount + 1, kMovingAverage));
+}
+
+void SineCorrelator::updateDC() {
+  SampleChannels* channels = GetSampleChannels();
+  if (channels == nullptr) return;
+  std::array<double, 2> averages{};
+  bool smooth = ghmp->discharging == 0;
+  for (int ch = 0; ch < 2; ++ch) {
+    const SampleChannel& channel = channels->Channel(ch);
+    averages[ch] = static_cast<double>(channel.GetBlockFigures().avg_sample);
+    smooth = smooth && channel.get_status_flag() == 0;
+  }
+  if (smooth) {
+    const std::lock_guard lock(updatelock);
+    for (int ch = 0; ch < 2; ++ch) averages[ch] = MovingAverage(ch, averages[ch]);
+    ++_mvavgcount;
+  }
+  RunMeasurementScalingDC(averages);
+  {
+    const std::lock_guard lock(phasorlock);
+    _avgfilter = averages;
+  }
+  const std::lock_guard lock(updatelock);
+  _settletime = CalculateSampleCount();
+}
+
+void SineCorrelator::RunMeasurementScalingDC(std::array<double, 2>& averages) const {
+  for (int ch = 0; ch < 2; ++ch) averages[ch] *= Scale(ch);
+  if (!ghmp->testStart) return;
+  const double volts = averages[VoltageChannel()];
+  const double amps = averages[1 - VoltageChannel()];
+  if (ghmp->VoltageTest() && ghmp->volttarget > 0) {
+    if (volts > ghmp->volttarget * kUnexpected) {
+      logger_mgr::print(sinecorrelatorL, Logger::kWarning, 0, "Voltage unexpected %e \n", volts);
+    }
+  } else if (ghmp->ampmax > 0 && amps > ghmp->ampmax * kUnexpected) {
+    logger_mgr::print(sinecorrelatorL, Logger::kWarning, 0, "Amperage unexpected %e \n", amps);
+  }
+}
+
+// --- What others ask for ---
+
+void SineCorrelator::CalculateMaxVoltage() {
+  SampleChannels* channels = GetSampleChannels();
+  if (channels == nullptr) return;
+  const int ch = VoltageChannel();
+  double peak =
+      static_cast<double>(channels->Channel(ch).GetBlockFigures().max_amplitude) * Scale(ch);
+  if (ghmp->IsInternalHVVoltageTest()) peak *= static_cast<double>(ghmp->GetHVScaleFactor());
+  _maxvoltage = peak;
+}
+
+void SineCorrelator::GetAvgPhasors(phasortoo_t* phasors) const {
+  const std::lock_guard lock(phasorlock);
+  for (int ch = 0; ch < 2; ++ch) {
+    phasors[ch].mag = _avgfilter[ch];
+    phasors[ch].phase = 0;
+  }
+}
+
+double SineCorrelator::BlockAverage(int channel) const {
+  SampleChannels* channels = GetSampleChannels();
+  if (channels == nullptr) return 0;
+  return static_cast<double>(channels->Channel(channel).GetBlockFigures().avg_sample) *
+         Scale(channel);
+}
+
+void SineCorrelator::GetAvgs(phasortoo_t* averages) const {
+  for (int ch = 0; ch < 2; ++ch) averages[ch].mag = BlockAverage(ch);
+}
+
+void SineCorrelator::calc_std_dev(double* deviations) const {
+  SampleChannels* channels = GetSampleChannels();
+  for (int ch = 0; ch < 2; ++ch) {
+    const double variance =
+        channels == nullptr ? 0 : channels->Channel(ch).GetBlockFigures().variance;
+    deviations[ch] = std::sqrt(variance) * Scale(ch);
+  }
+}
+
+void SineCorrelator::StoreOffsetPhasors() {
+  std::array<double, 2> offsets{BlockAverage(0), BlockAverage(1)};
+  if (_filtertype == kSlow) {
+    const std::lock_guard lock(updatelock);
+    const auto samples = static_cast<double>(std::max(_sample_count, 1L));
+    for (int ch = 0; ch < 2; ++ch) offsets[ch] = _cycle_avgacc[ch] / samples * Scale(ch);
+  }
+  logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0,
+                    "%s.%d %s residual dc offset ch1 %f ch2 %f \n", __func__, __LINE__, TypeText(),
+                    offsets[0], offsets[1]);
+  const std::lock_guard lock(phasorlock);
+  for (int ch = 0; ch < 2; ++ch) offset_phasors[ch].mag = offsets[ch];
+}
+
+void SineCorrelator::GetOffsetPhasors(phasortoo_t* offsets) const {
+  const std::lock_guard lock(phasorlock);
+  for (int ch = 0; ch < 2; ++ch) offsets[ch].mag = offset_phasors[ch].mag;
+}
+
+void SineCorrelator::ClearOffsetPhasors() {
+  const std::lock_guard lock(phasorlock);
+  for (auto& offset : offset_phasors) offset.mag = 0;
+}
+
+}  // namespace acquisition

@@ -1,0 +1,119 @@
+#include "common/acquisition/sample_status.h"
+
+#include <array>
+
+#include "common/acquisition/correlator_kernel.h"
+#include "common/acquisition/sample_word.h"
+#include "common/log/logger_mgr.h"
+
+using Logger::acquisitionL;
+using Logger::logger_mgr;
+
+namespace acquisition {
+namespace {
+
+/// A condition of one channel. The history holds two samples, the present one in the upper nibble:
+/// its status bits exclusive-or those of the condition, so 0 is the condition itself.
+class Condition {
+ public:
+  Condition(const char* name, unsigned bits)
+      : name_(name), bits_(bits), began_(bits >> 4), ended_(bits), history_(bits | bits >> 4) {}
+
+  void Take(int word, int channel, int index) {
+    history_ = (Status(word) ^ bits_) | history_ >> 4;
+    if (history_ == began_) {
+      ++count_;
+    } else if (history_ == 0) {
+      ++count_;
+      Continue(channel, index);
+    } else if (history_ == ended_) {
+      End(channel, index);
+    }
+  }
+  int count() const { return count_; }
+  int consecutive() const { return consecutive_; }
+  const char* name() const { return name_; }
+
+ private:
+  // The second sample of a run counts for the first, too.
+  void Continue(int channel, int index) {
+    ++consecutive_;
+    if (in_run_) return;
+    in_run_ = true;
+    ++consecutive_;
+    second_ = index;
+    logger_mgr::print(acquisitionL, Logger::kInfo, 0,
+                      "AcqCh%d %s.%d %s second consecutive sample index=%d\n", channel + 1,
+                      __func__, __LINE__, name_, index);
+  }
+
+  void End(int channel, int index) {
+    if (in_run_) {
+      logger_mgr::print(acquisitionL, Logger::kInfo, 0,
+                        "AcqCh%d %s.%d end of %s index=%d  consecutive=%d\n", channel + 1, __func__,
+                        __LINE__, name_, index, index - second_ + 1);
+    } else {
+      logger_mgr::print(acquisitionL, Logger::kInfo, 0,
+                        "AcqCh%d %s.%d %s isolated glitch index=%d\n", channel + 1, __func__,
+                        __LINE__, name_, index);
+    }
+    in_run_ = false;
+  }
+
+  const char* name_;
+  unsigned bits_;
+  unsigned began_;
+  unsigned ended_;
+  unsigned history_;
+  bool in_run_ = false;
+  int second_ = 0;
+  int count_ = 0;
+  int consecutive_ = 0;
+};
+
+struct ChannelStatus {
+  Condition fault{"A2D_STATUS_FAULT", A2D_STATUS_FAULT};
+  Condition over_range{"A2D_STATUS_OVER_RANGE", A2D_STATUS_OVER_RANGE};
+};
+
+void LogCount(const Condition& condition, int channel) {
+  if (condition.count() == 0) return;
+  logger_mgr::print(acquisitionL, Logger::kInfo, 0, "AcqCh%d %s.%d %s count=%d\n", channel + 1,
+                    __func__, __LINE__, condition.name(), condition.count());
+}
+
+int Report(const ChannelStatus& status, int channel) {
+  int result = 0;
+  if (status.over_range.consecutive() > 0) {
+    result |= kStatusOverRange;
+    logger_mgr::print(acquisitionL, Logger::kWarning, 0,
+                      "AcqCh%d %s.%d NAK_MCODE_CPLD_OVERINPUT non-glitch count = %d\n", channel + 1,
+                      __func__, __LINE__, status.over_range.consecutive());
+  }
+  if (status.fault.consecutive() > 0) {
+    result |= kStatusFault;
+    logger_mgr::print(acquisitionL, Logger::kWarning, 0,
+                      "AcqCh%d %s.%d NAK_MCODE_FAULT_IN_SAMPLES consecutive count = %d\n",
+                      channel + 1, __func__, __LINE__, status.fault.consecutive());
+  }
+  LogCount(status.over_range, channel);
+  LogCount(status.fault, channel);
+  return result;
+}
+
+}  // namespace
+
+int CheckFaultAndOverRangeStatusBits(const int* words, int pairs) {
+  if ((BestCorrelatorKernel().bits(words, pairs) & kConditionMask) == 0) return 0;
+  std::array<ChannelStatus, 2> channels;
+  for (int i = 0; i < pairs; ++i) {
+    for (int ch = 0; ch < 2; ++ch) {
+      const int word = words[2 * i + ch];
+      channels[ch].fault.Take(word, ch, i);
+      channels[ch].over_range.Take(word, ch, i);
+    }
+  }
+  return Report(channels[0], 0) | Report(channels[1], 1);
+}
+
+}  // namespace acquisition

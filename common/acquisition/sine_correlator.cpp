@@ -1,0 +1,268 @@
+#include "common/acquisition/sine_correlator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <numbers>
+
+#include "common/dev/fpga/fpga_dev.h"
+#include "common/electrical/elec.h"
+#include "common/log/capture.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+
+using Dev::mode_range_table_ent;
+using Logger::logger_mgr;
+using Logger::sinecorrelatorL;
+using Msg::ghmp;
+
+namespace acquisition {
+namespace {
+
+constexpr int kDefaultReset = 8192;               ///< pairs
+constexpr double kReferenceFrequency = 12500000;  ///< Hz
+constexpr long kReferenceDivider = 32;
+constexpr int kVlfUnits = 1024;  ///< of settle time in a cycle
+
+/// What a channel has before it was given an entry.
+constexpr mode_range_table_ent kNoEntry{};
+
+}  // namespace
+
+SineCorrelator::SineCorrelator(int filtertype, int resetCount, double refFrequency, long divider,
+                               long samplesPerCycle, int swapChannels)
+    : _filtertype(filtertype),
+      _swapchannels(swapChannels),
+      _ch1_measurementmode(&kNoEntry),
+      _ch2_measurementmode(&kNoEntry) {
+  set_frequencies(refFrequency, divider, samplesPerCycle);
+  set_autoreset(resetCount < 0 ? kDefaultReset : resetCount);
+  SineCorrelator::reset(0);
+  SetMeasurementModes();
+  logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0,
+                    "Filter created. 1SAMPLE FREQUENCIES _sample_freq: %f sample_per_cycle: %ld  "
+                    "divider: %ld\n",
+                    _sample_freq, _samples_per_cycle, divider);
+}
+
+// --- Settings ---
+
+void SineCorrelator::set_frequencies(double refFrequency, long divider, long samplesPerCycle) {
+  const double signal_freq = ghmp->GetFrequency();
+  const std::lock_guard lock(updatelock);
+  _ref_freq = refFrequency;
+  _signal_freq = signal_freq;
+  _samples_per_cycle = samplesPerCycle;
+  _sample_freq = signal_freq * static_cast<double>(samplesPerCycle);
+  // without a frequency the reference stands still
+  _phase_rate = _sample_freq == 0 ? 0 : signal_freq * 2 * std::numbers::pi / _sample_freq;
+  logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0,
+                    "%s.%d: signal_freq = %f spc = %ld divider = %ld sample_freq = %lf phase_rate "
+                    "= %lf \n",
+                    __func__, __LINE__, signal_freq, samplesPerCycle, divider, _sample_freq,
+                    _phase_rate);
+}
+
+void SineCorrelator::set_autoreset(int pairs) {
+  const std::lock_guard lock(updatelock);
+  _nsamples_to_reset = pairs;
+}
+
+bool SineCorrelator::CheckValidModes() const {
+  const auto valid = [](int mode) { return mode > Msg::Off && mode < Msg::INPUT_MODE_COUNT; };
+  return valid(ghmp->measCh1_mode) && valid(ghmp->measCh2_mode);
+}
+
+void SineCorrelator::ResetVLFFlag() {
+  _VLFflag = false;
+  _restartacquisition = true;
+}
+
+// --- Resets ---
+
+void SineCorrelator::reset(int) {
+  std::unique_lock lock(updatelock);
+  const long samples = _sample_count;
+  const short settled = _settletime;
+  reset_accumulators();
+  const short settles = _settletime;
+  lock.unlock();
+  if (!ghmp->testStart) PhasorsReset();
+  if (_filtertype != kSlow) return;
+  if (auto* fpga = Dev::FpgaDev::GetDevice()) fpga->WriteReg(Dev::Q5FPGA_SCRATCH, 1, __LINE__);
+  Logger::Capture(Logger::SINE_CORRELATOR_RESET, samples, settled, settles);
+}
+
+void SineCorrelator::reset_accumulators() {
+  _sample_count = 0;
+  _cycle_count = 0;
+  _mvavgcount = 0;
+  _cacc = {};
+  _sacc = {};
+  _cycle_avgacc = {};
+  _mvavgacc = {};
+  _settletime = 0;
+}
+
+void SineCorrelator::PhasorsReset() {
+  const std::lock_guard lock(phasorlock);
+  std::ranges::fill(_filter, phasorarr_t{});
+  _avgfilter = {};
+}
+
+void SineCorrelator::Reinit(long samplesPerCycle, long resetCount) {
+  if (_filtertype == kFast) set_autoreset(static_cast<int>(resetCount));
+  {
+    const std::lock_guard lock(phasorlock);
+    _filterindex = 0;
+    _phasorindex = 0;
+    std::ranges::fill(_filter, phasorarr_t{});
+  }
+  set_frequencies(kReferenceFrequency, kReferenceDivider, samplesPerCycle);
+  Logger::Capture(Logger::REINIT, samplesPerCycle, _signal_freq.load());
+  reset(1);
+}
+
+void SineCorrelator::DoSpecialVLFReset() {
+  const double fraction = ghmp->vlfresetcyclefraction;
+  std::unique_lock lock(updatelock);
+  const long samples = _sample_count;
+  const auto due = static_cast<long>(static_cast<double>(_samples_per_cycle) * fraction);
+  lock.unlock();
+  if (samples < due) return;
+  Logger::Capture(Logger::SPECIAL_VLF_RESET, samples);
+  reset(1);
+  ghmp->vlfreset = true;
+}
+
+// --- Counting ---
+
+int SineCorrelator::PairsToNextEnd(int limit) const {
+  long pairs = limit;
+  const long cycle_left = _samples_per_cycle - (_sample_count - _cycle_count * _samples_per_cycle);
+  if (cycle_left > 0) pairs = std::min(pairs, cycle_left);
+  if (_nsamples_to_reset > 0) {
+    pairs = std::min(pairs, _nsamples_to_reset - _sample_count % _nsamples_to_reset);
+  }
+  return static_cast<int>(pairs);
+}
+
+bool SineCorrelator::CountPairs(int pairs) {
+  _sample_count += pairs;
+  if (_sample_count - _cycle_count * _samples_per_cycle != _samples_per_cycle) return false;
+  _cycle_count += 1;
+  return true;
+}
+
+bool SineCorrelator::ResetDue() const {
+  if (_nsamples_to_reset <= 0) return false;
+  return _filtertype == kFast ? _sample_count % _nsamples_to_reset == 0
+                              : _sample_count == _nsamples_to_reset;
+}
+
+// --- Phasors ---
+
+void SineCorrelator::calc_phasors() {
+  result_samples_ = _sample_count;
+  const auto samples = static_cast<double>(_sample_count);
+  for (int ch = 0; ch < 2; ++ch) {
+    const double s = _sacc[ch];
+    const double c = _cacc[ch];
+    _phase[ch] = s != 0 && c != 0 ? std::atan2(s, c) : 0;
+    if (_phase[ch] < 0) _phase[ch] += 2 * std::numbers::pi;
+    _mag[ch] = _sample_count == 0 ? 0 : std::sqrt(c * c + s * s) / samples * std::numbers::sqrt2;
+  }
+  if (ghmp->testStart && logger_mgr::LogSamples(sinecorrelatorL, Logger::kDebug)) LogPhasors();
+}
+
+void SineCorrelator::LogPhasors() const {
+  const auto self = static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(this));
+  constexpr double kNoNoiseRatio = 0;  // needs sums that are not made here
+  for (int ch = 0; ch < 2; ++ch) {
+    logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "phasor %e this 0x%x mag %e\n",
+                      _phase[ch], self, _mag[ch]);
+    logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0,
+                      "%12ld: %s cacc[%d]=%e sacc[%d]=%e snr = %lf\n", _sample_count, TypeText(),
+                      ch, _cacc[ch], ch, _sacc[ch], kNoNoiseRatio);
+  }
+}
+
+void SineCorrelator::StoreResult() {
+  phasorarr_t result{};
+  result.sample_count = result_samples_;
+  for (int ch = 0; ch < 2; ++ch) {
+    result.phase[ch] = _phase[ch];
+    result.mag[ch] = _mag[ch];
+  }
+  {
+    const std::lock_guard lock(phasorlock);
+    _filter[_filterindex] = result;
+    _phasorindex = _filterindex;
+    _filterindex = 1 - _filterindex;
+  }
+  elec::GetElec().StorePhasors(&_filtertype, &result);
+}
+
+void SineCorrelator::GetPhasors(phasortoo_t* phasors) const {
+  const std::lock_guard lock(phasorlock);
+  for (int ch = 0; ch < 2; ++ch) {
+    phasors[ch].phase = _filter[_phasorindex].phase[ch];
+    phasors[ch].mag = _filter[_phasorindex].mag[ch];
+  }
+}
+
+// --- Age ---
+
+short SineCorrelator::CalculateSampleCount() const {
+  const double age =
+      GetVLFFlag() ? (_samples_per_cycle == 0
+                          ? 0
+                          : static_cast<double>(_sample_count * kVlfUnits / _samples_per_cycle))
+                   : Seconds();
+  return static_cast<short>(std::clamp<double>(age, 0, std::numeric_limits<short>::max()));
+}
+
+double SineCorrelator::Seconds() const {
+  const double rate = static_cast<double>(_samples_per_cycle) * _signal_freq;
+  return rate > 0 ? static_cast<double>(_sample_count) / rate : 0;
+}
+
+double SineCorrelator::MonitorSampleCount() const {
+  const std::lock_guard lock(updatelock);
+  return Seconds();
+}
+
+long SineCorrelator::GetCycleCount() const {
+  const std::lock_guard lock(updatelock);
+  return _cycle_count;
+}
+
+short SineCorrelator::GetSettleTime() const {
+  const std::lock_guard lock(updatelock);
+  return _settletime;
+}
+
+bool SineCorrelator::IsItTimeToLog(long cycle) const {
+  // up to this frequency (Hz) one cycle in so many
+  static constexpr struct {
+    double hertz;
+    long cycles;
+  } kSteps[] = {{3, 1}, {20, 4}, {100, 32}, {300, 64}, {1000, 128}};
+  if (GetVLFFlag()) return true;
+  const double hertz = _signal_freq;
+  for (const auto& step : kSteps) {
+    if (hertz <= step.hertz) return cycle % step.cycles == 0;
+  }
+  logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0,
+                    "%s:Could not determine range %f cycle %ld \n", __func__, hertz, cycle);
+  return false;
+}
+
+void SineCorrelator::CaptureNewCycleEvent() {
+  if (IsItTimeToLog(scnewvalue[0])) {
+    Logger::CaptureData(Logger::SINE_CORRELATOR_NEW_VALUE, scnewvalue);
+  }
+}
+
+}  // namespace acquisition
