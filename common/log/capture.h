@@ -19,4 +19,12 @@ void Capture(eventtypes_t event, Words... words) {
   CaptureData(event, sizeof...(words) == 0 ? nullptr : &data);
 }
 
+/// As Capture, for events whose data are floating point numbers.
+template <class... Values>
+void CaptureFloats(eventtypes_t event, Values... values) {
+  static_assert(sizeof...(values) >= 1 && sizeof...(values) <= kEventWords);
+  const evseqdataF_t data{sizeof...(values), {static_cast<float>(values)...}};
+  CaptureData(event, &data);
+}
+
 }  // namespace Logger

@@ -13,6 +13,7 @@
 namespace signalh {
 
 using Logger::Capture;
+using Logger::CaptureFloats;
 using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
@@ -28,12 +29,6 @@ constexpr std::uint64_t kMostSamples = 0x40000000;  // that the clocks can be di
 constexpr std::uint64_t kMostVlfSamples = 0x2000000;
 constexpr double kNoNyquist = 1e6;
 constexpr float kExactVlf = 0.0001F;
-
-template <class... Values>
-void CaptureFloats(Logger::eventtypes_t event, Values... values) {
-  const Logger::evseqdataF_t data{sizeof...(values), {static_cast<float>(values)...}};
-  Logger::CaptureData(event, &data);
-}
 
 /// A line frequency modulation whose first update is behind it keeps its rate.
 bool KeepsItsRate() { return ghmp->testype == Msg::TEST_LINE_FREQ_MODULATION && ghmp->firstUpdate; }

@@ -7,6 +7,8 @@
 #pragma once
 
 #include <array>
+#include <atomic>
+#include <functional>
 
 #include "common/dev/i2c/i2c_mgr.h"
 #include "common/dev/i2c/meas_channel.h"
@@ -38,6 +40,20 @@ class SignalCommon {
 
   static bool NotBusyMeasFPGAStatus(unsigned char status);
 
+  /// Lets the FPGA invert the channels that are wired the other way round on boards of revision 3:
+  /// those that measure AC voltage, and the current channel.
+  void DoInversionMagic();
+  /// The current channel alone; which way round it is depends on the module.
+  void DoCurrentChannelInversion();
+
+  /// Asks the main module for the filter relay of the low-voltage source: `set` 1 or 0. Before
+  /// other threads run; without it nothing is sent.
+  void SetFilterRelayLink(std::function<void(int set)> send) { _send_relay6 = std::move(send); }
+  /// Sets or resets that relay as the present test wants it, or notes that nothing is to be done.
+  void CheckLVSFilterRelay();
+  /// True while it is set by this daemon.
+  bool GetRelay6() const { return relay6; }
+
   void StartI2cScanner();
   void StopI2cScanner();
 
@@ -49,12 +65,15 @@ class SignalCommon {
   Dev::I2cMgr& _i2cMgr;
   const int i2cmodule;  ///< whose devices the channels are
   int _rev = 0;         ///< board revision
+  std::atomic<bool> relay6{false};
 
  private:
   bool IsChannel(int channel, const char* func, int line) const;
   int WriteConfig(int channel, const Dev::MeasChCfgReg& config, unsigned char& status);
   bool WaitWhileBusy(int channel);
   static void RestartConverters();
+  void SendRelay6(int set) const;
 
   std::array<Dev::MeasChannel, 2> _channels;
+  std::function<void(int set)> _send_relay6;
 };

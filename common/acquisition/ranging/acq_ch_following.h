@@ -35,8 +35,6 @@ class AcqChFollowing : public AcqChan {
   void set_accepting_extrap_values(int accepting) { accepting_extrap_values = accepting; }
 
  protected:
-  void InitFollowing();
-
   std::array<rng_extrapolation_ent, kExtrapEntries> extrap{};
   std::atomic<int> extrap_index{0};
   std::atomic<int> init_extrap_entry{0};

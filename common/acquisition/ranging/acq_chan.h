@@ -15,6 +15,7 @@
 
 #include "common/acquisition/dobj.h"
 #include "common/acquisition/ranging/channel_enums.h"
+#include "common/acquisition/ranging/control_type.h"
 #include "common/acquisition/ranging/full_cycle.h"
 #include "common/acquisition/sample_channel.h"
 #include "common/calibration/phasor.h"
@@ -207,18 +208,24 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   const float currentfudgefactor;
 
  protected:
+  void ClearCpldStatusRequest() { CPLD_status_request = 0; }
+
   std::atomic<RNG_CONTROL_TYPE> control_type{RNG_CONTROL_AUTO};
 
  private:
   void ResetForTest();
   int TakeFirstRange();
+  void WriteRange();
   void StartFiguresOfTest();
 
+  template <class Matches>
+  int FindRange(int mode, Matches matches) const;
+  /// With figures_lock_ held.
+  int SetsPerCycle() const;
   template <class Read>
   auto FromCycle(Read read) const {
-    const int sets = get_sample_sets_per_cycle();
     const std::lock_guard lock(figures_lock_);
-    return read(full_cycle_, sets);
+    return read(full_cycle_, SetsPerCycle());
   }
 
   static std::atomic<SineCorrelator*> sineCorr_Fast;

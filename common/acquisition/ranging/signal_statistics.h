@@ -14,9 +14,6 @@ inline constexpr int kMostPairs = 4096;
 
 class SignalStatistics : public DObj {
  public:
-  /// Of the process's own channels; null while these do not exist.
-  static SignalStatistics* Instance();
-
   /// The channels outlive the object.
   SignalStatistics(AcquisitionSystem::AcqChan& first, AcquisitionSystem::AcqChan& second);
 

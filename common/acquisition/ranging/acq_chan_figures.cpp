@@ -1,0 +1,169 @@
+// A channel's figures: of the latest block, of a whole cycle, and of the correlators.
+#include "common/acquisition/correct.h"
+#include "common/acquisition/ranging/acq_chan.h"
+#include "common/acquisition/sine_correlator.h"
+#include "common/log/logger_mgr.h"
+
+namespace AcquisitionSystem {
+
+using acquisition::BlockFigures;
+using acquisition::Correct;
+using acquisition::phasortoo_t;
+using Logger::chanfsmL;
+using Logger::kDebug;
+using Logger::kError;
+using Logger::logger_mgr;
+using Msg::ghmp;
+
+namespace {
+
+constexpr int kDcSets = 10;
+constexpr int kSetsWhileUnknown = 32;
+
+ACCUMULATED_STATS SetOf(const BlockFigures& figures, sample_block_status status) {
+  ACCUMULATED_STATS set{};
+  set.status = status;
+  if (figures.sample_count == 0) return set;
+  set.min_sample = figures.min_sample;
+  set.max_sample = figures.max_sample;
+  set.avg_sample = figures.avg_sample;
+  set.max_amplitude = figures.max_amplitude;
+  return set;
+}
+
+}  // namespace
+
+// --- The latest block ---
+
+void AcqChan::StoreBlockFigures(const BlockFigures& figures) {
+  const std::lock_guard lock(figures_lock_);
+  figures_ = figures;
+}
+
+BlockFigures AcqChan::GetBlockFigures() const {
+  const std::lock_guard lock(figures_lock_);
+  return figures_;
+}
+
+void AcqChan::set_sample_status(std::uint32_t status) {
+  const std::lock_guard lock(figures_lock_);
+  block_status_.w = status;
+}
+
+sample_block_status AcqChan::get_sample_status() const {
+  const std::lock_guard lock(figures_lock_);
+  return block_status_;
+}
+
+// --- A whole cycle ---
+
+int AcqChan::SetsPerCycle() const {
+  if (ghmp->IsDCTest()) return kDcSets;
+  const int cycle = ghmp->samplespercyc;
+  const int set = figures_.sample_count;
+  if (cycle == 0 || set == 0) return kSetsWhileUnknown;
+  return set < cycle ? cycle / set : 1;
+}
+
+int AcqChan::get_sample_sets_per_cycle() const {
+  const std::lock_guard lock(figures_lock_);
+  return SetsPerCycle();
+}
+
+void AcqChan::full_cycle_reset_statistics() {
+  const std::lock_guard lock(figures_lock_);
+  full_cycle_.Reset();
+}
+
+void AcqChan::full_cycle_update_statistics(int valid) {
+  const std::lock_guard lock(figures_lock_);
+  full_cycle_.Update(SetOf(figures_, block_status_), valid != 0, SetsPerCycle());
+}
+
+bool AcqChan::full_cycle_statistics_available() const {
+  return FromCycle([](const FullCycle& cycle, int sets) { return cycle.Available(sets); });
+}
+
+long AcqChan::full_cycle_get_avg_sample() const {
+  return FromCycle([](const FullCycle& cycle, int sets) { return cycle.Average(sets); });
+}
+
+long AcqChan::full_cycle_get_min_sample() const {
+  return FromCycle([](const FullCycle& cycle, int sets) { return cycle.Minimum(sets); });
+}
+
+long AcqChan::full_cycle_get_max_sample() const {
+  return FromCycle([](const FullCycle& cycle, int sets) { return cycle.Maximum(sets); });
+}
+
+long AcqChan::full_cycle_get_max_amplitude() const {
+  return FromCycle([](const FullCycle& cycle, int sets) { return cycle.MaxAmplitude(sets); });
+}
+
+int AcqChan::full_cycle_is_clipping() const {
+  return FromCycle([](const FullCycle& cycle, int sets) { return cycle.Clipping(sets); });
+}
+
+bool AcqChan::full_cycle_statistics_in_range() const {
+  return FromCycle([](const FullCycle& cycle, int sets) { return cycle.InRange(sets); });
+}
+
+double AcqChan::full_cycle_ampl_percent_of_range() const {
+  return FromCycle([](const FullCycle& cycle, int sets) { return cycle.PercentOfRange(sets); });
+}
+
+// --- Phasors ---
+
+bool AcqChan::phasors_stable(SineCorrelator* correlator) {
+  if (correlator == nullptr) {
+    logger_mgr::print(chanfsmL, kError, 0, "%s.%d: SineCorrelator missing\n", __func__, __LINE__);
+    return false;
+  }
+  if (!ghmp->IsVLFTest()) return true;
+  const bool complete = SineCorrelator::CycleComplete();
+  logger_mgr::print(chanfsmL, kDebug, 0, "%s.%d: CycleComplete() returned %s\n", __func__, __LINE__,
+                    complete ? "true" : "false");
+  return complete;
+}
+
+int AcqChan::get_standard_dev(double* out) {
+  SineCorrelator* fast = sineCorr_Fast;
+  if (fast == nullptr) {
+    logger_mgr::print(
+        chanfsmL, kError, 0,
+        "%s.%d: ERROR! get_standard_dev called before fast SineCorrelator initialized.\n", __func__,
+        __LINE__);
+    return -1;
+  }
+  fast->calc_std_dev(out);
+  return 0;
+}
+
+int AcqChan::get_corrected_phasors(phasortoo_t* out) {
+  SineCorrelator* fast = sineCorr_Fast;
+  if (fast == nullptr) return -1;
+  fast->GetPhasors(out);
+  return Correct::GetCorrect().Corr_phasors(out, out) == 0 ? 0 : -1;
+}
+
+int AcqChan::get_correct_avgs(phasortoo_t* out) {
+  SineCorrelator* fast = sineCorr_Fast;
+  if (fast == nullptr) return -1;
+  fast->GetAvgs(out);
+  return Correct::GetCorrect().Corr_phasors(out, out) == 0 ? 0 : -1;
+}
+
+int AcqChan::clear_dc_offsets() {
+  SineCorrelator* fast = sineCorr_Fast;
+  if (fast == nullptr) {
+    logger_mgr::print(
+        chanfsmL, kError, 0,
+        "%s.%d: ERROR! store dc offsets called before fast SineCorrelator initialized.\n", __func__,
+        __LINE__);
+    return -1;
+  }
+  fast->ClearOffsetPhasors();
+  return 0;
+}
+
+}  // namespace AcquisitionSystem

@@ -1,0 +1,103 @@
+// What a channel reports, and what reaches it: status word, CPLD, events.
+#include "common/acquisition/ranging/acq_chan.h"
+#include "common/log/logger_mgr.h"
+
+namespace AcquisitionSystem {
+
+using Logger::chanfsmL;
+using Logger::kDebug;
+using Logger::kError;
+using Logger::logger_mgr;
+
+namespace {
+
+constexpr unsigned short kAllBits = 0xFFFF;
+constexpr unsigned kRangeCodeMask = 0xFF;
+constexpr int kColumn = 44;  // of the second channel's status in the log
+
+}  // namespace
+
+// The producer takes a bit away while the channel's logic replaces others, so this is one step.
+void AcqChan::set_status_flag(unsigned short mask, unsigned short bits) {
+  if (mask == kAllBits && bits == kAllBits) return;
+  std::uint16_t before = status_flag;
+  std::uint16_t after = 0;
+  do {
+    after = static_cast<std::uint16_t>((before & mask) | bits);
+  } while (!status_flag.compare_exchange_weak(before, after));
+  if (after == before) return;
+  logger_mgr::print(chanfsmL, kDebug, 0, "%s %s.%d set %s status flag to %*s0x%04X %s\n", name(),
+                    __func__, __LINE__, get_chan_type(), hwch == ACQ_CH1 ? 0 : kColumn, "",
+                    static_cast<unsigned>(after), status_flag_text(after));
+}
+
+// --- Front end ---
+
+Dev::MeasChStaReg AcqChan::get_last_status_reg() const {
+  const std::lock_guard lock(status_reg_lock_);
+  return last_status_reg;
+}
+
+int AcqChan::get_last_cpld_range() const {
+  const std::lock_guard lock(status_reg_lock_);
+  if (!status_read_) return -1;
+  const int echo = last_status_reg.RangeEcho(cpldid_reg_struct.cpldId);
+  // a board that echoes no range is taken to have the one in use
+  return echo >= 0 ? echo : static_cast<int>(get_range_info_in_use()->RangeCode & kRangeCodeMask);
+}
+
+void AcqChan::get_CPLD_status_upon_request(int force) {
+  if (CPLD_status_request.exchange(0) == 0 && force == 0) return;
+  Dev::MeasChStaReg status{};
+  if (front_end_.GetMeasChStaReg(status) < 0) {
+    logger_mgr::print(chanfsmL, kError, 0, "%s %s.%d: CPLD status could not be read\n", name(),
+                      __func__, __LINE__);
+    return;
+  }
+  const unsigned byte = status.Status();
+  {
+    const std::lock_guard lock(status_reg_lock_);
+    last_status_reg = status;
+    status_read_ = true;
+  }
+  logger_mgr::print(chanfsmL, byte == 0 ? kDebug : kError, 0, "%s %s.%d: CPLD status:0x%02X\n",
+                    name(), __func__, __LINE__, byte);
+}
+
+// --- Events ---
+
+int AcqChan::external_event_notify(EXTERNAL_EVENT event) {
+  if (!IsEvent(event)) {
+    logger_mgr::print(chanfsmL, kError, 0, "%s %s.%d: Unexpected event:%d\n", name(), __func__,
+                      __LINE__, event);
+    return 0;
+  }
+  const std::lock_guard lock(ext_event_mutex);
+  ++event_counts_.at(static_cast<std::size_t>(event));
+  if (event == ACQ_EVT_SAMPLES_RECEIVED) {
+    get_CPLD_status_upon_request(0);
+    sample_discard_countdown();
+  }
+  return 0;
+}
+
+std::int64_t AcqChan::GetEventCount(EXTERNAL_EVENT event) const {
+  if (!IsEvent(event)) return 0;
+  const std::lock_guard lock(ext_event_mutex);
+  return event_counts_.at(static_cast<std::size_t>(event));
+}
+
+void AcqChan::set_sample_discard_count(int count) {
+  const int before = sample_discard_count.exchange(count);
+  logger_mgr::print(chanfsmL, kDebug, 0, "%s %s.%d: sample_discard_count from %d to %d\n", name(),
+                    __func__, __LINE__, before, count);
+}
+
+int AcqChan::sample_discard_countdown() {
+  int before = sample_discard_count;
+  while (before > 0 && !sample_discard_count.compare_exchange_weak(before, before - 1)) {
+  }
+  return before;
+}
+
+}  // namespace AcquisitionSystem

@@ -1,0 +1,99 @@
+#include "common/acquisition/ranging/full_cycle.h"
+
+#include <algorithm>
+#include <span>
+
+namespace AcquisitionSystem {
+
+namespace {
+
+constexpr long kClipping = 0x7FFFFE;
+constexpr double kConverterRange = 16777214.0;
+
+std::span<const ACCUMULATED_STATS> CycleOf(
+    const std::array<ACCUMULATED_STATS, FullCycle::kSets>& sets, int count) {
+  return std::span(sets).first(static_cast<std::size_t>(std::clamp(count, 0, FullCycle::kSets)));
+}
+
+bool NothingMeasured(const ACCUMULATED_STATS& set) { return set.max_sample < set.min_sample; }
+
+}  // namespace
+
+void FullCycle::Reset() {
+  aggregate_stats = {};
+  full_cycle.fill(aggregate_stats);
+  counter_ = 0;
+}
+
+void FullCycle::Update(const ACCUMULATED_STATS& set, bool valid, int sets) {
+  const std::int64_t mask = std::clamp(sets, 1, kSets) - 1;
+  full_cycle.at(static_cast<std::size_t>(counter_ & mask)) = set;
+  counter_ = valid ? counter_ + 1 : 0;
+  if (mask == 0) {
+    if (NothingMeasured(set)) counter_ = 0;
+    return;
+  }
+  ACCUMULATED_STATS& all = aggregate_stats;
+  if (counter_ < 2) {
+    all = set;
+  } else {
+    all.min_sample = std::min(all.min_sample, set.min_sample);
+    all.max_sample = std::max(all.max_sample, set.max_sample);
+    all.avg_sample = static_cast<long>(
+        (std::int64_t{all.avg_sample} * (counter_ - 1) + set.avg_sample) / counter_);
+    all.max_amplitude = std::max(all.max_amplitude, set.max_amplitude);
+  }
+  if (NothingMeasured(all)) counter_ = 0;
+}
+
+FullCycle::Extremes FullCycle::GetExtremes(int sets) const {
+  if (sets >= 2) return {aggregate_stats.min_sample, aggregate_stats.max_sample};
+  Extremes extremes{kNoMinimum, kNoMaximum};
+  if (!Available(sets)) return extremes;
+  for (const ACCUMULATED_STATS& set : CycleOf(full_cycle, sets)) {
+    extremes.min = std::min(extremes.min, set.min_sample);
+    extremes.max = std::max(extremes.max, set.max_sample);
+  }
+  return extremes;
+}
+
+long FullCycle::Average(int sets) const {
+  if (sets >= 2) return aggregate_stats.avg_sample;
+  const auto cycle = CycleOf(full_cycle, sets);
+  if (!Available(sets) || cycle.empty()) return 0;
+  long sum = 0;
+  for (const ACCUMULATED_STATS& set : cycle) sum += set.avg_sample;
+  return sum / static_cast<long>(cycle.size());
+}
+
+long FullCycle::Minimum(int sets) const { return GetExtremes(sets).min; }
+long FullCycle::Maximum(int sets) const { return GetExtremes(sets).max; }
+
+long FullCycle::MaxAmplitude(int sets) const {
+  if (!Available(sets)) return kNoAmplitude;
+  const long mean = Average(sets);
+  long amplitude = kNoMaximum;
+  for (const ACCUMULATED_STATS& set : CycleOf(full_cycle, sets)) {
+    amplitude = std::max({amplitude, set.max_sample - mean, mean - set.min_sample});
+  }
+  return amplitude;
+}
+
+int FullCycle::Clipping(int sets) const {
+  const Extremes extremes = GetExtremes(sets);
+  return (extremes.max > kClipping ? 2 : 0) | (extremes.min < -kClipping ? 1 : 0);
+}
+
+double FullCycle::PercentOfRange(int sets) const {
+  const Extremes extremes = GetExtremes(sets);
+  if (extremes.max < extremes.min) return 0;
+  return static_cast<double>(extremes.max - extremes.min) / kConverterRange;
+}
+
+bool FullCycle::InRange(int sets) const {
+  return Available(sets) && std::ranges::none_of(CycleOf(full_cycle, sets), [](const auto& set) {
+           return set.min_sample == kNoMaximum || set.max_sample == kNoMinimum;
+         });
+}
+
+}  // namespace AcquisitionSystem

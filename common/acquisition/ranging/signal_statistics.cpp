@@ -1,0 +1,116 @@
+#include "common/acquisition/ranging/signal_statistics.h"
+
+#include <cstdio>
+#include <memory>
+
+#include "common/acquisition/sample_word.h"
+#include "common/log/logger_mgr.h"
+#include "platform/backend.h"
+
+namespace SignalCalculator {
+
+using AcquisitionSystem::AcqChan;
+using Logger::acquisitionL;
+using Logger::kDebug;
+using Logger::kError;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Msg::ghmp;
+
+namespace {
+
+constexpr char kCaptureFile[] = "/var/volatile/datablock.txt";
+constexpr int kOverRangePercent = 5;
+constexpr int kBadSamples = 2;  // the request for a reset that they cause
+constexpr auto kNotOverRange =
+    static_cast<unsigned short>(~unsigned{AcquisitionSystem::Amplitude_exceeds_input_range});
+
+/// One line of a capture.
+struct rec_t {
+  int ch1, ch2;             ///< samples
+  unsigned int ch1o, ch2o;  ///< the words as they came
+  short s1, s2;             ///< their status bits
+};
+
+/// A sample of 24 bits with its sign.
+int CheckSign(unsigned sample) {
+  constexpr unsigned kSign = 0x800000;
+  return static_cast<int>(sample ^ kSign) - static_cast<int>(kSign);
+}
+
+rec_t SetChannelData(const int* pair) {
+  constexpr unsigned kLowByte = 0xFF;
+  const auto first = static_cast<unsigned>(pair[0]);
+  const auto second = static_cast<unsigned>(pair[1]);
+  return {.ch1 = CheckSign(first >> acquisition::kSampleShift),
+          .ch2 = CheckSign(second >> acquisition::kSampleShift),
+          .ch1o = first,
+          .ch2o = second,
+          .s1 = static_cast<short>(first & kLowByte),
+          .s2 = static_cast<short>(second & kLowByte)};
+}
+
+}  // namespace
+
+SignalStatistics::SignalStatistics(AcqChan& first, AcqChan& second)
+    : DObj("SignalStats"), channels_{&first, &second} {}
+
+int SignalStatistics::process_sample_buff(const int* block, int nr_sample_pairs) {
+  if (nr_sample_pairs < 1 || nr_sample_pairs > kMostPairs) {
+    logger_mgr::print(acquisitionL, kError, 0,
+                      "CALC:%d Request for unsupported number of sample pairs %d\n", __LINE__,
+                      nr_sample_pairs);
+    return -1;
+  }
+  const std::span words(block, 2 * static_cast<std::size_t>(nr_sample_pairs));
+  BlockScan scan;
+  if (!IsCleanBlock(words)) scan = ScanBlock(words, ghmp->IsDCTest());
+  for (std::size_t ch = 0; ch < channels_.size(); ++ch) {
+    Judge(*channels_.at(ch), scan.results.at(ch), nr_sample_pairs);
+  }
+  return scan.bad_sequence ? -1 : 0;
+}
+
+// The CPLD is read where the block's event is handled: the producer does not wait for a bus.
+void SignalStatistics::Judge(AcqChan& channel, const ChannelScan& scan, int pairs) {
+  if (scan.over_range != 0) {
+    logger_mgr::print(acquisitionL, kError, 0, "%s %s.%d: %4d overrange samples out of %d\n",
+                      channel.name(), __func__, __LINE__, scan.over_range, pairs);
+  }
+  const bool too_large = scan.over_range > pairs * kOverRangePercent / 100;
+  if (too_large && channel.get_sample_discard_count() == 0) {
+    channel.full_cycle_reset_statistics();
+    channel.set_CPLD_status_request();
+  }
+  if (scan.over_range == 0 || ghmp->discharging != 0) channel.set_status_flag(kNotOverRange, 0);
+  channel.set_sample_status(scan.status.w);
+  channel.full_cycle_update_statistics(scan.status.cpld_busy == 0 ? 1 : 0);
+  if (scan.read_cpld || scan.status.fault != 0) channel.set_CPLD_status_request();
+  if (scan.reset_wanted) AcqChan::set_reset_sine_correlators_request(kBadSamples);
+}
+
+int SignalStatistics::CaptureToFile(const int* block) const {
+  if (block == nullptr) {
+    logger_mgr::print(acquisitionL, kError, 0, "%s::%s.%d parameter blockptr must not be NULL\n",
+                      name(), __func__, __LINE__);
+    return -1;
+  }
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
+      std::fopen(platform::Machine().Path(kCaptureFile).c_str(), "we"), std::fclose);
+  if (file == nullptr) {
+    logger_mgr::print(acquisitionL, kError, 0, "%s::%s.%d Cannot creat file %s\n", name(), __func__,
+                      __LINE__, kCaptureFile);
+    return -1;
+  }
+  std::fputs("   CH1DEC       CH2DEC       CH1HEX     CH2HEX\n", file.get());
+  for (std::size_t i = 0; i < acquisition::kPagePairs; ++i) {
+    const rec_t record = SetChannelData(block + 2 * i);
+    std::fprintf(file.get(), "%12d %12d 0x%08x 0x%08x \n", record.ch1, record.ch2, record.ch1o,
+                 record.ch2o);
+  }
+  logger_mgr::print(acquisitionL, kInfo, 0, "%s::%s.%d Captured sample block to %s\n", name(),
+                    __func__, __LINE__, kCaptureFile);
+  return 0;
+}
+
+}  // namespace SignalCalculator

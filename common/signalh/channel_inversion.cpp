@@ -1,0 +1,44 @@
+// The FPGA inverts channels whose inputs the board has the other way round.
+#include "common/dev/fpga/fpga_dev.h"
+#include "common/log/capture.h"
+#include "common/msg/hmp_data.h"
+#include "common/signalh/signal_common.h"
+#include "common/xml/eeprom_dev.h"
+
+using Dev::FpgaDev;
+using Msg::ghmp;
+
+namespace {
+
+constexpr int kLeastBackplane = 6;
+constexpr int kLeastBoard = 3;  // whose current channel is the other way round
+
+void Invert(FpgaDev& fpga, int channel) {
+  fpga.InvertChannel(channel);
+  fpga.SetPolarity(channel, 1);
+}
+
+}  // namespace
+
+void SignalCommon::DoInversionMagic() {
+  FpgaDev* fpga = FpgaDev::GetDevice();
+  if (fpga == nullptr) return;
+  const std::array<int, 2> modes{ghmp->measCh1_mode, ghmp->measCh2_mode};
+  for (int channel : {0, 1}) {
+    if (modes.at(static_cast<std::size_t>(channel)) == Msg::AC_Volt) Invert(*fpga, channel);
+  }
+  if (modes[0] == Msg::ACDC_Current || modes[1] == Msg::ACDC_Current) DoCurrentChannelInversion();
+}
+
+void SignalCommon::DoCurrentChannelInversion() {
+  FpgaDev* fpga = FpgaDev::GetDevice();
+  if (fpga == nullptr) return;
+  const int backplane = Dev::BackplanePROM::GetBackplanePROM().GetRevision();
+  Logger::Capture(Logger::BACKPLANE_VERSION, backplane);
+  if (backplane < kLeastBackplane) Logger::Capture(Logger::WRONGBACKPLANE);
+  if (_rev < kLeastBoard) return;
+  const int channel = ghmp->swapchannels == 1 ? 0 : 1;
+  if (_module == Msg::MEAS_MODULE) return Invert(*fpga, channel);
+  fpga->UndoInvertChannel(channel);
+  fpga->SetPolarity(channel, -1);
+}

@@ -1,0 +1,42 @@
+// The filter relay of the low-voltage source. It hangs on the main module, which acknowledges what
+// it was asked for; the ramp waits until the shared state says that the relay is as it should be.
+#include "common/log/capture.h"
+#include "common/msg/hmp_data.h"
+#include "common/signalh/signal_common.h"
+
+using Logger::Capture;
+using Msg::ghmp;
+
+namespace {
+
+constexpr float kMostHertz = 400;
+constexpr float kMostVoltHertz = 10000;
+
+bool IsFilterWanted() {
+  const float frequency = ghmp->GetFrequency();
+  return ghmp->testype == Msg::TEST_FREQUENCY_SWEEP_DFR && ghmp->GetLVSFilter() == 1 &&
+         frequency <= kMostHertz && static_cast<float>(ghmp->voltmax) * frequency < kMostVoltHertz;
+}
+
+}  // namespace
+
+void SignalCommon::SendRelay6(int set) const {
+  if (_send_relay6) _send_relay6(set);
+}
+
+void SignalCommon::CheckLVSFilterRelay() {
+  Logger::CaptureFloats(Logger::LVSFILTERFREQ, ghmp->GetFrequency());
+  const bool wanted = IsFilterWanted();
+  if (wanted == GetRelay6()) {
+    ghmp->SetLVSFilterRelay(true);
+    if (wanted) Capture(Logger::LVSFILTERRELAY, 1);
+    return;
+  }
+  relay6 = wanted;
+  SendRelay6(wanted ? 1 : 0);
+  if (wanted) {
+    Capture(Logger::LVSFILTERMSG);
+  } else {
+    Capture(Logger::LVSFILTERRELAYRESET, 0);
+  }
+}
