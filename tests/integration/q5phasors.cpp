@@ -1,9 +1,10 @@
 // q5phasors: brings the daemon's signal path up on a running virtual instrument and prints both
-// channels' phasors and the electrical results, at the start-up frequency and ranges of one's choice.
+// channels' phasors and the electrical results, at the start-up frequency and ranges of one's
+// choice.
 //
 //   Q5_ROOT=DIR q5phasors --range1 3 --range2 5 [--rows N] [--json]
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <cstdlib>
@@ -15,6 +16,7 @@
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/electrical/elec.h"
 #include "common/log/eventlog.h"
+#include "common/monitor/monitor.h"
 #include "common/msg/hmp_data.h"
 #include "common/msg/hmp_error_rep.h"
 #include "mos/meas_mgr.h"
