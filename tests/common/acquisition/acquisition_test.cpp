@@ -241,11 +241,11 @@ TEST_F(AcquisitionTest, ADriverThatFailsIsAskedAgain) {
 }
 
 TEST_F(AcquisitionTest, WithoutARingNothingStarts) {
-  platform::MachineInPlace<> bare;
-  Acquisition none(-1);
-  EXPECT_EQ(none.InitAcquisition(), -1);
-  EXPECT_EQ(none.StartAcquisition(), -1);
-  EXPECT_EQ(none.StopAcquisition(), 1);
+  driver.map_fails = true;
+  EXPECT_EQ(acquisition->InitAcquisition(), -1);
+  EXPECT_EQ(acquisition->SetMeasurementParameters({}), 0);
+  EXPECT_EQ(acquisition->StartAcquisition(), -1);
+  EXPECT_EQ(acquisition->StopAcquisition(), 0);
 }
 
 // The blocks of a run follow one another without a gap, whenever it is stopped, and no thread sees

@@ -78,6 +78,7 @@ class ScriptedDriver final : public platform::BareInstrument {
   bool sampling = false;
   bool waiting = false;
   bool read_fails = false;
+  bool map_fails = false;
   std::uint32_t block_bytes = 0;  ///< as announced
   int overflows = 0;
   std::string commands;
@@ -133,6 +134,7 @@ class ScriptedDriver final : public platform::BareInstrument {
       return 0;
     }
     int Map(size_t length, off_t) override {
+      if (driver_.map_fails) return -ENOMEM;
       return length == Dev::kSampleRingBytes ? driver_.ring.Descriptor() : -EINVAL;
     }
 
