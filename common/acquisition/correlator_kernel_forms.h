@@ -21,7 +21,6 @@ constexpr int kChunkPairs = 128;
 /// Above this angle the library's vector functions take their arguments one by one.
 constexpr double kVectorAngleLimit = 8388608.0;  // 2^23 rad
 
-// Like the words' largest and smallest samples, the other way round: any sample is beyond them.
 template <class F>
 struct Kernel {
   using D = typename F::D;
@@ -132,13 +131,18 @@ void Correlate(const PairRun& run, double* sine_sums, double* cosine_sums, Sampl
 template <class F>
 void SumProducts(const double* const* arrays, int count, double* sums) {
   using D = typename F::D;
-  D partial[kProductArrays] = {F::Set(0), F::Set(0), F::Set(0), F::Set(0)};
+  D first = F::Set(0);
+  D second = first;
+  D third = first;
+  D fourth = first;
   const int whole = count - count % F::kWidth;
   for (int i = 0; i < whole; i += F::kWidth) {
-    for (int n = 0; n < kProductArrays; ++n) {
-      partial[n] = F::Add(partial[n], F::Load(arrays[n] + i));
-    }
+    first = F::Add(first, F::Load(arrays[0] + i));
+    second = F::Add(second, F::Load(arrays[1] + i));
+    third = F::Add(third, F::Load(arrays[2] + i));
+    fourth = F::Add(fourth, F::Load(arrays[3] + i));
   }
+  const D partial[kProductArrays] = {first, second, third, fourth};
   for (int n = 0; n < kProductArrays; ++n) {
     double total = Kernel<F>::Total(partial[n]);
     for (int i = whole; i < count; ++i) total += arrays[n][i];
@@ -149,20 +153,22 @@ void SumProducts(const double* const* arrays, int count, double* sums) {
 template <class F, class Rest>
 void Squares(const int* words, int pairs, const long* average, double* sums) {
   using D = typename F::D;
-  const D middle[2] = {F::Set(static_cast<double>(average[0])),
-                       F::Set(static_cast<double>(average[1]))};
-  D partial[2] = {F::Set(0), F::Set(0)};
+  const D middle_first = F::Set(static_cast<double>(average[0]));
+  const D middle_second = F::Set(static_cast<double>(average[1]));
+  D sum_first = F::Set(0);
+  D sum_second = sum_first;
   const int whole = pairs - pairs % F::kWidth;
   for (int i = 0; i < whole; i += F::kWidth) {
     const auto samples = F::Shift(F::LoadWords(words + 2 * i));
-    const D first = F::Sub(F::First(samples), middle[0]);
-    const D second = F::Sub(F::Second(samples), middle[1]);
-    partial[0] = F::Add(partial[0], F::Mul(first, first));
-    partial[1] = F::Add(partial[1], F::Mul(second, second));
+    const D first = F::Sub(F::First(samples), middle_first);
+    const D second = F::Sub(F::Second(samples), middle_second);
+    sum_first = F::Add(sum_first, F::Mul(first, first));
+    sum_second = F::Add(sum_second, F::Mul(second, second));
   }
   double rest[2] = {0, 0};
   if (whole < pairs) Squares<Rest, Rest>(words + 2 * whole, pairs - whole, average, rest);
-  for (int ch = 0; ch < 2; ++ch) sums[ch] = Kernel<F>::Total(partial[ch]) + rest[ch];
+  sums[0] = Kernel<F>::Total(sum_first) + rest[0];
+  sums[1] = Kernel<F>::Total(sum_second) + rest[1];
 }
 
 template <class F>

@@ -91,25 +91,25 @@ BENCHMARK(BM_Block)->Arg(512)->Arg(16);
 struct Sums {
   double s[2]{};
   double c[2]{};
-  double mag[2]{};
-  double phase[2]{};
 
   void Add(int ch, double by_sine, double by_cosine) {
     s[ch] -= by_sine;
     c[ch] += by_cosine;
   }
-  void EndCycle(long pairs) {
+  void EndCycle(int filtertype, long pairs) const {
+    acquisition::phasorarr_t phasors{{}, {}, pairs};
     for (int ch = 0; ch < 2; ++ch) {
-      phase[ch] = std::atan2(s[ch], c[ch]);
-      mag[ch] = std::sqrt(s[ch] * s[ch] + c[ch] * c[ch]) / static_cast<double>(pairs);
+      phasors.phase[ch] = std::atan2(s[ch], c[ch]);
+      phasors.mag[ch] = std::sqrt(s[ch] * s[ch] + c[ch] * c[ch]) / static_cast<double>(pairs);
     }
-    benchmark::DoNotOptimize(this);
+    acquisition::elec::GetElec().StorePhasors(&filtertype, &phasors);
   }
 };
 
-// Status check, copy, sums of both filters and phasors at the end of a cycle; no scaling, results
-// or locks.
+// Status check, copy, sums of both filters; phasors and electrical results at the end of a cycle.
+// No scaling, locks, logs or figures of the block.
 void BM_StraightforwardLoop(benchmark::State& state) {
+  Setting setting;
   const long samples_per_cycle = state.range(0);
   const std::vector<int> ring = Block(samples_per_cycle);
   std::vector<int> pool(ring.size());
@@ -132,8 +132,8 @@ void BM_StraightforwardLoop(benchmark::State& state) {
         fast.Add(ch, v * s, v * c);
       }
       if (++count % samples_per_cycle == 0) {
-        slow.EndCycle(count);
-        fast.EndCycle(samples_per_cycle);
+        slow.EndCycle(acquisition::SineCorrelator::kSlow, count);
+        fast.EndCycle(acquisition::SineCorrelator::kFast, samples_per_cycle);
         fast = {};
       }
     }
