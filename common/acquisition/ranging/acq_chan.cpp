@@ -48,7 +48,6 @@ AcqChan::AcqChan(ACQ_CHAN_NUM ch, const char* name, Dev::MeasChannel& front_end,
       range_info_in_use(temp_range_info(Msg::Off)),
       meas(&Correct::identity_factors) {
   center_dc_offset_reg_bdcst();
-  set_status_flag(kStatusKeepMask, Data_Not_Valid);
 }
 
 AcqChan::~AcqChan() {

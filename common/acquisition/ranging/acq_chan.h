@@ -240,7 +240,7 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   std::atomic<int> range_index{1};
   std::atomic<const mode_range_table_ent*> range_info_in_use;
   std::atomic<const mode_range_table_ent*> meas;
-  std::atomic<std::uint16_t> status_flag{0};
+  std::atomic<std::uint16_t> status_flag{Data_Not_Valid};
   std::atomic<int> sample_discard_count{0};
   std::atomic<int> just_recovered{0};
   std::atomic<int> CPLD_status_request{0};

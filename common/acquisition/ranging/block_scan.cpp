@@ -54,7 +54,8 @@ class Scanner {
 
  private:
   unsigned Word(int channel, int i) const {
-    return static_cast<unsigned>(block_[static_cast<std::size_t>(2 * i + channel)]);
+    return static_cast<unsigned>(
+        block_[2 * static_cast<std::size_t>(i) + static_cast<std::size_t>(channel)]);
   }
   bool IsClean(int channel, int i) const { return (Word(channel, i) & kConditionMask) == 0; }
   bool IsLast(int i) const { return i == pairs_ - 1; }
@@ -201,7 +202,7 @@ class Scanner {
 // and the loop over it is one the compiler turns into vector code.
 bool IsCleanBlock(std::span<const int> block) {
   constexpr unsigned kFirstMask = kConditionMask | kSyncError | kSequenceMask;
-  constexpr std::size_t kRun = 2 * (kSequenceMask + 1);
+  constexpr std::size_t kRun = 2 * (std::size_t{kSequenceMask} + 1);
   const std::size_t pairs = block.size() / 2;
   std::array<unsigned, kRun> expected{};
   std::array<unsigned, kRun> mask{};

@@ -28,7 +28,7 @@ namespace AcquisitionSystem {
 // clang-format on
 
 enum STATUS_FLAG : unsigned short {
-#define Q5_STATUS_FLAG(name, value) name = value,
+#define Q5_STATUS_FLAG(name, value) name = (value),
   Q5_STATUS_FLAGS(Q5_STATUS_FLAG)
 #undef Q5_STATUS_FLAG
 };

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "common/dev/fpga/fpga_dev.h"
 #include "common/dev/i2c/front_end_chips.h"
 #include "tests/common/dev/i2c/board_machine.h"
 
@@ -164,6 +165,69 @@ TEST_F(FrontEndTest, TheChannelsOwnOperationsLeaveTheMultiplexerOff) {
   clock.Advance(std::chrono::seconds(1));
   EXPECT_EQ(channel.Meas1093ReadMeasStatus(), 0);
   EXPECT_NE(mux(), "ok no channel on");  // a plain request leaves its path selected
+}
+
+// Bit n of the converters' control register: channel n is inverted.
+TEST_F(FrontEndTest, InversionFollowsTheModes) {
+  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  ASSERT_NE(fpga, nullptr);
+  SignalCommon source(Msg::SOURCE_MODULE, i2c);
+  const struct {
+    const char* what;
+    SignalCommon& on;
+    int revision;
+    Msg::Input_Mode modes[2];
+    int swapped;
+    int inverted[2], polarity[2];
+  } cases[] = {
+      {"voltage, current", common, 3, {Msg::AC_Volt, Msg::ACDC_Current}, 0, {1, 1}, {1, 1}},
+      {"two voltages", common, 3, {Msg::AC_Volt, Msg::AC_Volt}, 0, {1, 1}, {1, 1}},
+      {"DC voltage stays", common, 3, {Msg::DC_Volt, Msg::ACDC_Current}, 0, {0, 1}, {-1, 1}},
+      {"swapped", common, 3, {Msg::ACDC_Current, Msg::DC_Volt}, 1, {1, 0}, {1, -1}},
+      {"old board", common, 2, {Msg::DC_Volt, Msg::ACDC_Current}, 0, {0, 0}, {-1, -1}},
+      {"source", source, 3, {Msg::AC_Volt, Msg::ACDC_Current}, 0, {1, 0}, {1, -1}},
+  };
+  for (const auto& c : cases) {
+    fpga->CorrectCurrentChannel();
+    for (int channel : {0, 1}) fpga->SetPolarity(channel, -1);
+    Msg::ghmp->measCh1_mode = c.modes[0];
+    Msg::ghmp->measCh2_mode = c.modes[1];
+    Msg::ghmp->swapchannels = c.swapped;
+    c.on.SetRevision(c.revision);
+    c.on.DoInversionMagic();
+    for (int channel : {0, 1}) {
+      EXPECT_EQ(fpga->IsChannelInverted(channel), c.inverted[channel]) << c.what << channel;
+      EXPECT_EQ(fpga->GetPolarity(channel), c.polarity[channel]) << c.what << channel;
+    }
+  }
+}
+
+TEST_F(FrontEndTest, FilterRelayIsAskedForOnce) {
+  std::vector<int> sent;
+  common.SetFilterRelayLink([&](int set) { sent.push_back(set); });
+  Msg::ghmp->lvsfilter = 1;
+  const auto check = [&](int test, float frequency, short volts) {
+    Msg::ghmp->testype = static_cast<short>(test);
+    Msg::ghmp->voltmax = volts;
+    Msg::ghmp->SetFrequency(frequency);
+    Msg::ghmp->SetLVSFilterRelay(false);
+    sent.clear();
+    common.CheckLVSFilterRelay();
+    return sent;
+  };
+  constexpr int kSweep = Msg::TEST_FREQUENCY_SWEEP_DFR;
+  const std::vector<int> none;
+  EXPECT_EQ(check(Msg::TEST_HVTTR, 60, 10), none);
+  EXPECT_TRUE(Msg::ghmp->GetLVSFilterRelay());  // nothing to wait for
+  EXPECT_EQ(check(kSweep, 400.5F, 10), none);
+  EXPECT_EQ(check(kSweep, 100, 100), none);
+  EXPECT_EQ(check(kSweep, 400, 24), std::vector{1});
+  EXPECT_FALSE(Msg::ghmp->GetLVSFilterRelay());  // until it is acknowledged
+  EXPECT_EQ(check(kSweep, 60, 24), none);
+  EXPECT_TRUE(Msg::ghmp->GetLVSFilterRelay());
+  EXPECT_EQ(check(kSweep, 500, 24), std::vector{0});
+  EXPECT_FALSE(common.GetRelay6());
+  EXPECT_EQ(check(kSweep, 500, 24), none);
 }
 
 }  // namespace
