@@ -88,13 +88,14 @@ std::unique_ptr<platform::DeviceFile> OpenAttribute(const TextAttribute& attribu
   return std::make_unique<AttributeFile>(attribute, flags);
 }
 
-DriverAttributes::DriverAttributes(const Config& config, Units& units) {
+DriverAttributes::DriverAttributes(const Config& config, DriverCounters& counters, Units& units) {
   const std::string version = DriverVersion(config.driver_version);
   all_ = {
-      {"/sys/fpgaattr/atod_status", Shows(atod_status_), Stores(atod_status_)},
-      {"/sys/fpgaattr/overflow_underflow", Shows(overflow_underflow_), Stores(overflow_underflow_)},
-      {"/sys/fpgaattr/rxfpga", Shows(rxfpga_), {}},
-      {"/sys/fpgaattr/brIndex", Shows(br_index_), {}},
+      {"/sys/fpgaattr/atod_status", Shows(counters.atod_status), Stores(counters.atod_status)},
+      {"/sys/fpgaattr/overflow_underflow", Shows(counters.overflow_underflow),
+       Stores(counters.overflow_underflow)},
+      {"/sys/fpgaattr/rxfpga", Shows(counters.rxfpga), {}},
+      {"/sys/fpgaattr/brIndex", Shows(counters.br_index), {}},
       {Dev::kProcessPidPath,
        {},
        [this](std::string_view text) {
@@ -104,11 +105,11 @@ DriverAttributes::DriverAttributes(const Config& config, Units& units) {
        }},
       {Dev::kDriverVersionPath, [version] { return version; }, {}},
   };
-  units.AddValue("fpga.atod_status", Shows(atod_status_), Stores(atod_status_));
-  units.AddValue("fpga.overflow_underflow", Shows(overflow_underflow_),
-                 Stores(overflow_underflow_));
-  units.AddValue("fpga.rxfpga", Shows(rxfpga_), Stores(rxfpga_));
-  units.AddValue("fpga.brIndex", Shows(br_index_), Stores(br_index_));
+  units.AddValue("fpga.atod_status", Shows(counters.atod_status), Stores(counters.atod_status));
+  units.AddValue("fpga.overflow_underflow", Shows(counters.overflow_underflow),
+                 Stores(counters.overflow_underflow));
+  units.AddValue("fpga.rxfpga", Shows(counters.rxfpga), Stores(counters.rxfpga));
+  units.AddValue("fpga.brIndex", Shows(counters.br_index), Stores(counters.br_index));
   units.AddValue("fpga.pid", [this] { return Pid(); });
   units.AddValue("fpga.driver_version", [version] { return version; });
 }

@@ -1,8 +1,6 @@
 // The text files that the FPGA's driver shows under "/sys".
 #pragma once
 
-#include <atomic>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -11,6 +9,7 @@
 
 #include "platform/instrument.h"
 #include "simulator/config.h"
+#include "simulator/driver_counters.h"
 #include "simulator/units.h"
 
 namespace simulator {
@@ -31,16 +30,13 @@ std::unique_ptr<platform::DeviceFile> OpenAttribute(const TextAttribute& attribu
 /// The values behind the attributes of the FPGA's driver. Threads: any.
 class DriverAttributes {
  public:
-  DriverAttributes(const Config& config, Units& units);
+  /// `counters` outlives it.
+  DriverAttributes(const Config& config, DriverCounters& counters, Units& units);
   const std::vector<TextAttribute>& All() const { return all_; }
 
  private:
   std::string Pid() const;
 
-  std::atomic<std::uint32_t> atod_status_{0};
-  std::atomic<std::uint32_t> overflow_underflow_{0};  ///< counts what the ring lost
-  std::atomic<std::uint32_t> rxfpga_{0};
-  std::atomic<std::uint32_t> br_index_{0};
   mutable std::mutex pid_mutex_;  ///< guards pid_
   std::string pid_;
   std::vector<TextAttribute> all_;

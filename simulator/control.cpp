@@ -51,9 +51,11 @@ std::string Set(const Units& units, Arguments arguments) {
   const Units::Value* value = units.FindValue(arguments[0]);
   if (value == nullptr) return Error("no value " + std::string(arguments[0]));
   if (!value->set) return Error(std::string(arguments[0]) + " is read only");
-  if (!value->set(arguments[1])) {
-    return Error(std::string(arguments[0]) + " cannot be " + std::string(arguments[1]));
+  std::string text;
+  for (const std::string_view word : arguments.subspan(1)) {
+    text.append(text.empty() ? "" : " ").append(word);
   }
+  if (!value->set(text)) return Error(std::string(arguments[0]) + " cannot be " + text);
   return Ok("");
 }
 
@@ -136,6 +138,8 @@ std::string UseMemory(const Units& units, Arguments arguments) {
   return action->run(*memory, *numbers);
 }
 
+constexpr std::size_t kMostWords = 16;  ///< of a value
+
 struct Command {
   std::string_view name;
   std::size_t least;  ///< arguments
@@ -146,7 +150,7 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {"get", 1, 1, "get NAME", Get},
-    {"set", 2, 2, "set NAME VALUE", Set},
+    {"set", 2, kMostWords, "set NAME VALUE", Set},
     {"list", 0, 0, "list", List},
     {"fault", 1, 3, "fault NAME [FAULT [NUMBER]]", SetFault},
     {"memory", 2, 4, "memory NAME ACTION [NUMBERS]", UseMemory},

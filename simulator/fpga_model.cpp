@@ -28,9 +28,6 @@ struct AllokBits {
 constexpr AllokBits kMainAllok = {kClkSel, 1U << 4, kDdsFreqLow, 1U << 1};
 constexpr AllokBits kOtherAllok = {kMiscCtrl, 1U << 1, kMiscCtrl, 1U << 14};
 
-/// The wave in the high-speed memory.
-constexpr double kFastSamples = 0x40000;
-
 // SwitchWaveformMode
 constexpr std::int32_t kModeOffset = 2;
 constexpr std::uint32_t kModeFast = 8;
@@ -64,13 +61,31 @@ class FpgaModel::File final : public platform::DeviceFile {
     std::memcpy(argument, &command, sizeof command);
     return result;
   }
+  ssize_t Read(void* data, size_t size) override {
+    Dev::FpgaCmd command;
+    if (size < sizeof command) return -EINVAL;
+    std::memcpy(&command, data, sizeof command);
+    const std::lock_guard lock(reading_mutex_);
+    const ssize_t result = fpga_.AwaitBlock(command, reader_);
+    std::memcpy(data, &command, sizeof command);
+    return result;
+  }
+  ssize_t Write(const void* data, size_t size) override {
+    Dev::FpgaCmd command;
+    if (size < sizeof command) return -EINVAL;
+    std::memcpy(&command, data, sizeof command);
+    return fpga_.AnnounceBlock(command);
+  }
   int Map(size_t length, off_t offset) override { return fpga_.Map(length, offset); }
 
  private:
   FpgaModel& fpga_;
+  std::mutex reading_mutex_;  ///< guards reader_
+  SampleReader reader_;
 };
 
-FpgaModel::FpgaModel(const Config& config, platform::Clock& clock, Si5338* clock_chip, Units& units)
+FpgaModel::FpgaModel(const Config& config, platform::Clock& clock, Si5338* clock_chip,
+                     SampleSource& source, DriverCounters& counters, Units& units)
     : config_(config),
       clock_(clock),
       clock_chip_(clock_chip),
@@ -82,7 +97,8 @@ FpgaModel::FpgaModel(const Config& config, platform::Clock& clock, Si5338* clock
       generator_(registers_),
       memory_(config.driver_version, units),
       line_sync_(registers_, config.line_frequency),
-      allok_(config.module, units) {
+      allok_(config.module, units),
+      sampler_(source, counters, config.speed, config.seed, units) {
   registers_.Drive(kDeviceId, Identity(false));
   registers_.Drive(kVersion, static_cast<std::uint16_t>(config_.fpga_version));
   if (config_.module == Module::kMeas) registers_.Drive(kMiscCtrl, kMeasStrap, kMeasStrap);
@@ -90,6 +106,7 @@ FpgaModel::FpgaModel(const Config& config, platform::Clock& clock, Si5338* clock
   AddRegisterValues(units);
   AddLineValues(units);
   AddSignalValues(units);
+  AddSampleValues(units);
   if (config_.module == Module::kMain) AddOledValues(units);
 }
 
@@ -200,7 +217,8 @@ std::unique_ptr<platform::DeviceFile> FpgaModel::Open(int& error) {
 
 int FpgaModel::Map(std::size_t length, off_t offset) {
   if (faults_.Now() == Fault::kOff) return -EIO;
-  return memory_.Map(length, offset);
+  if (length != Dev::kSampleRingBytes || offset != 0) return memory_.Map(length, offset);
+  return sampler_.Descriptor() < 0 ? -ENOMEM : sampler_.Descriptor();
 }
 
 int FpgaModel::Request(unsigned long request, Dev::FpgaCmd& command) {
@@ -216,6 +234,10 @@ int FpgaModel::Request(unsigned long request, Dev::FpgaCmd& command) {
       return oled ? WriteOled(command, fault) : WriteRegister(command, fault);
     case Dev::Q5FPGA_CMD_START_SRC_BUFFER_DMA:
       return SwitchWaveformMode(command, fault);
+    case Dev::Q5FPGA_CMD_START_SAMPLE_CONTINUOUS:
+      return StartSampling(command);
+    case Dev::Q5FPGA_CMD_STOP_ACQUISITION:
+      return StopSampling(command);
     default:
       return -ENOTTY;
   }
@@ -257,7 +279,10 @@ int FpgaModel::WriteOled(const Dev::FpgaCmd& command, Fault fault) {
 int FpgaModel::SwitchWaveformMode(const Dev::FpgaCmd& command, Fault fault) {
   if (command.devtype != Dev::FPGA_REG || command.offset != kModeOffset) return -EINVAL;
   if (command.val != 0 && command.val != kModeFast) return -EINVAL;
-  if (fault != Fault::kStuck) memory_.SetFast(command.val == kModeFast);
+  if (fault == Fault::kStuck) return 0;
+  Refresh();
+  memory_.SetFast(command.val == kModeFast);
+  FollowClocks();
   return 0;
 }
 
@@ -265,6 +290,7 @@ int FpgaModel::SwitchWaveformMode(const Dev::FpgaCmd& command, Fault fault) {
 
 void FpgaModel::Refresh() {
   const platform::Nanoseconds now = clock_.Monotonic();
+  sampler_.Advance(now);
   generator_.Advance(now);
   line_sync_.Advance(now);
   FollowClocks();
@@ -280,6 +306,7 @@ void FpgaModel::FollowClocks() {
   const auto estimate = static_cast<std::uint32_t>(std::llround(Hertz(clocks.converter)));
   registers_.Drive(kFreqEstLow, static_cast<std::uint16_t>(estimate));
   registers_.Drive(kFreqEstHigh, static_cast<std::uint16_t>(estimate >> 16));
+  FollowSamples(clocks);
 }
 
 void FpgaModel::FollowAllok() {
@@ -308,6 +335,11 @@ void FpgaModel::ActOnEdges(std::uint16_t offset, unsigned before, unsigned after
   if (offset == kClkSel && (falling & kOledRun) != 0) oled_.Reset();
 }
 
+void FpgaModel::Update() {
+  const std::lock_guard lock(mutex_);
+  Refresh();
+}
+
 FpgaSignals FpgaModel::Signals() {
   const std::lock_guard lock(mutex_);
   Refresh();
@@ -328,7 +360,8 @@ FpgaSignals FpgaModel::SignalsLocked() const {
     signals.inverted[channel] = (converter >> channel & 1U) != 0;
   }
   const double cycle = *registers_.Read(kCycleLength) + 1.0;
-  signals.waveform_hertz = generator_.CycleHertz() * (signals.fast ? cycle / kFastSamples : 1);
+  signals.waveform_hertz =
+      generator_.CycleHertz() * (signals.fast ? cycle / WaveformMemory::kFastSamples : 1);
   return signals;
 }
 

@@ -3,11 +3,10 @@
 //
 // Nothing here has a thread: every access first brings the behaviours up to the present. A clock
 // that changes without an access (the clock chip's output) counts as changed at the next one.
-//
-// Sampling is not modelled yet; the driver's requests for it fail with ENOTTY.
 #pragma once
 
 #include <array>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -20,6 +19,7 @@
 #include "simulator/fpga/clock_tree.h"
 #include "simulator/fpga/line_sync.h"
 #include "simulator/fpga/oled.h"
+#include "simulator/fpga/sampler.h"
 #include "simulator/fpga/waveform_generator.h"
 #include "simulator/fpga/waveform_memory.h"
 #include "simulator/register_file.h"
@@ -43,11 +43,14 @@ struct FpgaSignals {
 class FpgaModel {
  public:
   /// `clock_chip` is null on a module without one; it and the other references outlive the model.
-  FpgaModel(const Config& config, platform::Clock& clock, Si5338* clock_chip, Units& units);
+  FpgaModel(const Config& config, platform::Clock& clock, Si5338* clock_chip,
+            fpga::SampleSource& source, DriverCounters& counters, Units& units);
 
   /// Null with `error` set when the chip is off.
   std::unique_ptr<platform::DeviceFile> Open(int& error);
   FpgaSignals Signals();
+  /// Brings everything up to the present: before something changes that samples depend on.
+  void Update();
 
  private:
   class File;
@@ -56,6 +59,7 @@ class FpgaModel {
   void AddLineValues(Units& units);
   void AddSignalValues(Units& units);
   void AddOledValues(Units& units);
+  void AddSampleValues(Units& units);
 
   /// 0 or a negative errno, as the driver answers.
   int Request(unsigned long request, Dev::FpgaCmd& command);
@@ -65,11 +69,17 @@ class FpgaModel {
   int WriteOled(const Dev::FpgaCmd& command, Fault fault);
   int SwitchWaveformMode(const Dev::FpgaCmd& command, Fault fault);
   int Map(std::size_t length, off_t offset);
+  int StartSampling(const Dev::FpgaCmd& command);
+  int StopSampling(const Dev::FpgaCmd& command);
+  /// write(2) and read(2) of a record: its size, or a negative errno.
+  ssize_t AnnounceBlock(const Dev::FpgaCmd& command);
+  ssize_t AwaitBlock(Dev::FpgaCmd& command, fpga::SampleReader& reader);
 
   // All of these are called with mutex_ held.
   void Refresh();
   void FollowClocks();
   void FollowAllok();
+  void FollowSamples(const fpga::Clocks& clocks);
   /// Changes a register from the bus or, with `mask`, from the hardware's side.
   void Change(std::uint16_t offset, std::uint16_t value, std::uint16_t mask);
   void ActOnEdges(std::uint16_t offset, unsigned before, unsigned after);
@@ -90,6 +100,8 @@ class FpgaModel {
   fpga::LineSync line_sync_;
   fpga::AllokLine allok_;
   fpga::Oled oled_;
+  fpga::Sampler sampler_;
+  std::condition_variable sampling_changed_;  ///< sampling has begun or ended
 };
 
 }  // namespace simulator

@@ -25,6 +25,7 @@ namespace {
 
 constexpr int kCannotRun = 1;
 constexpr int kBadUsage = 2;  // command line or configuration
+constexpr platform::Nanoseconds kPumpPeriod = std::chrono::milliseconds(5);
 
 struct Options {
   std::string root;
@@ -99,6 +100,9 @@ int Serve(const Options& options) {
   if (auto problem = control.Start(root.Path()); !problem.empty()) {
     return Fail(kCannotRun, problem);
   }
+
+  const auto pump = clock.StartTicks(kPumpPeriod, [&instrument] { instrument.Update(); });
+  if (pump == nullptr) return Fail(kCannotRun, "no timer");
 
   std::printf("q5sim seed %llu\n", static_cast<unsigned long long>(config.seed));
   std::printf("q5sim ready %s\n", root.Path().c_str());

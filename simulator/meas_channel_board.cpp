@@ -21,6 +21,7 @@ FrontEnd MeasChannelBoard::Settings() const {
   front_end.test_mode = cpld.test_mode;
   front_end.safe = cpld.safe;
   front_end.busy = cpld.busy;
+  front_end.busy_until = cpld.busy_until;
   front_end.powered = (cpld.config >> kPowerShift & 1U) != 0;
   for (std::size_t i = 0; i < kOffsetDacs; ++i) front_end.dac[i] = dacs_[i];
   return front_end;

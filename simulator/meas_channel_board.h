@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "simulator/calibration/channel_hardware.h"
@@ -23,7 +24,10 @@ struct FrontEnd {
   int test_mode = 0;                             ///< DC test mode of a 1093 board; 0 is none
   bool safe = false;                             ///< the overload latch has taken the input off
   bool busy = false;                             ///< a change is under way
+  platform::Nanoseconds busy_until{0};           ///< max() for a change that never ends
   bool powered = false;                          ///< the analogue supply is on
+
+  friend bool operator==(const FrontEnd&, const FrontEnd&) = default;
 };
 
 /// Threads: any.
@@ -48,12 +52,21 @@ class MeasChannelBoard {
   MeasCpld& Cpld() { return cpld_; }
 
   std::uint16_t Dac(std::size_t channel) const { return dacs_.at(channel); }
-  void SetDac(std::size_t channel, std::uint16_t value) { dacs_.at(channel) = value; }
+  void SetDac(std::size_t channel, std::uint16_t value) {
+    if (before_) before_();
+    dacs_.at(channel) = value;
+  }
+  /// As MeasCpld::Observe, for the DACs, too.
+  void Observe(const std::function<void()>& before) {
+    before_ = before;
+    cpld_.Observe(before);
+  }
 
  private:
   const Kind kind_;
   const ChannelHardware hardware_;
   MeasCpld cpld_;
+  std::function<void()> before_;
   std::array<std::atomic<std::uint16_t>, kOffsetDacs> dacs_{};
 };
 

@@ -60,6 +60,7 @@ MeasCpld::MeasCpld(const std::string& name, CpldId id, std::uint16_t revision,
       },
       [this](std::string_view text) {
         const auto value = ParseHexOrDecimal(text, 0xFF);
+        TellBefore();
         const std::lock_guard lock(mutex_);
         if (value) faults_ = static_cast<std::uint8_t>(*value);
         return value.has_value();
@@ -72,6 +73,7 @@ MeasCpld::MeasCpld(const std::string& name, CpldId id, std::uint16_t revision,
       },
       [this](std::string_view text) {
         const auto value = ParseNumber(text, 1);
+        TellBefore();
         if (value) SetOverload(*value != 0);
         return value.has_value();
       });
@@ -99,6 +101,7 @@ void MeasCpld::AddFlag(const std::string& name, const char* value, bool& flag, U
       },
       [this, &flag](std::string_view text) {
         const auto given = ParseNumber(text, 1);
+        TellBefore();
         const std::lock_guard lock(mutex_);
         if (given) flag = *given != 0;
         return given.has_value();
@@ -137,6 +140,8 @@ MeasCpld::Settings MeasCpld::Read() const {
   settings.test_mode = test_mode_;
   settings.safe = latched_;
   settings.busy = Busy();
+  const bool for_ever = (faults_ & kBusy) == kBusy;
+  settings.busy_until = for_ever ? platform::Nanoseconds::max() : busy_until_;
   return settings;
 }
 
@@ -183,6 +188,7 @@ void MeasCpld::Show(std::span<std::uint8_t> in) const {
 
 void MeasCpld::Exchange(std::uint8_t select, std::span<const std::uint8_t> out,
                         std::span<std::uint8_t> in, bool wrong) {
+  TellBefore();
   const std::lock_guard lock(mutex_);
   if (in.empty()) return;
   if (select == kIdentity) return Identify(in, wrong);

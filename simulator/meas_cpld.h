@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <span>
 #include <string>
@@ -36,8 +37,12 @@ class MeasCpld {
     std::uint8_t test_mode = 0;
     bool safe = false;  ///< the latch holds the input on a safe setting
     bool busy = false;
+    platform::Nanoseconds busy_until{0};  ///< max() for a busy that never ends
   };
   Settings Read() const;
+  /// `before` runs before each transfer and before each change from the hardware's side by hand, so
+  /// that what was until then can be brought to its end. Set once, before use.
+  void Observe(std::function<void()> before) { before_ = std::move(before); }
 
   /// From the hardware's side: an overload trips the latch, which stays until an accepted write
   /// finds the overload gone.
@@ -50,6 +55,9 @@ class MeasCpld {
  private:
   std::uint8_t Status() const;
   bool Busy() const;
+  void TellBefore() const {
+    if (before_) before_();
+  }
   void Accept();
   void Identify(std::span<std::uint8_t> in, bool wrong) const;
   void Configure(std::span<const std::uint8_t> out);
@@ -60,6 +68,7 @@ class MeasCpld {
   const CpldId id_;
   const std::uint16_t revision_;
   platform::Clock& clock_;
+  std::function<void()> before_;
   mutable std::mutex mutex_;  ///< guards the fields below
   std::array<std::uint8_t, 3> config_{};
   std::uint8_t range_code_ = 0;

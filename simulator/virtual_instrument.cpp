@@ -40,10 +40,19 @@ VirtualInstrument::VirtualInstrument(const Config& config, std::string root, pla
       root_(std::move(root)),
       clock_(clock),
       i2c_(config_, clock_, units_),
-      fpga_(config_, clock_, i2c_.ClockChip(), units_),
-      attributes_(config_, units_),
+      source_(units_),
+      device_(units_),
+      signals_(source_, device_, {i2c_.Channel(0), i2c_.Channel(1)}, config_.seed, units_),
+      fpga_(config_, clock_, i2c_.ClockChip(), signals_, counters_, units_),
+      attributes_(config_, counters_, units_),
       mounts_(config_.seed, shell_, units_) {
   problem_ = i2c_.Problem();
+  const auto before = [this] { fpga_.Update(); };
+  source_.Observe(before);
+  device_.Observe(before);
+  for (std::size_t channel = 0; channel < kMeasChannels; ++channel) {
+    if (MeasChannelBoard* board = i2c_.Channel(channel)) board->Observe(before);
+  }
   for (std::size_t bus = 0; bus < I2cBoard::kBuses; ++bus) {
     Place("/dev/i2c-" + std::to_string(bus + 1), [this, bus](int, int&) { return i2c_.Open(bus); });
   }

@@ -17,6 +17,7 @@
 #include "simulator/i2c_board.h"
 #include "simulator/mounts.h"
 #include "simulator/shell.h"
+#include "simulator/signal/signal_model.h"
 #include "simulator/units.h"
 
 namespace simulator {
@@ -46,6 +47,12 @@ class VirtualInstrument final : public platform::Instrument {
   simulator::Units& Units() { return units_; }
   /// What the FPGA does to the signals now.
   FpgaSignals Signals() { return fpga_.Signals(); }
+  /// Brings the sample stream up to the present; whoever serves the instrument in real time does so
+  /// every few milliseconds, so that the ring fills whether or not anybody reads.
+  void Update() { fpga_.Update(); }
+  /// What feeds the device under test, for a program that stands for the source module.
+  SignalSource& Source() { return source_; }
+  DeviceUnderTest& Device() { return device_; }
   /// Null on a module without channel boards; 0 or 1.
   MeasChannelBoard* Channel(std::size_t channel) { return i2c_.Channel(channel); }
 
@@ -65,6 +72,10 @@ class VirtualInstrument final : public platform::Instrument {
   platform::Clock& clock_;
   simulator::Units units_;
   I2cBoard i2c_;
+  SignalSource source_;
+  DeviceUnderTest device_;
+  SignalModel signals_;
+  DriverCounters counters_;
   FpgaModel fpga_;
   DriverAttributes attributes_;
   Shell shell_;

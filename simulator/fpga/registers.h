@@ -37,6 +37,12 @@ enum Offset : std::uint16_t {
   kPulseStatus = 98,
 };
 
+/// Bits of kA2dCtrl.
+enum ConverterBit : std::uint16_t {
+  kInvertChannel1 = 1U << 0,
+  kInvertChannel2 = 1U << 1,
+};
+
 /// Bits of kWformCtrl.
 enum WaveformBit : std::uint16_t {
   kPrimaryOn = 1U << 1,

@@ -20,6 +20,8 @@ namespace simulator::fpga {
 class WaveformMemory {
  public:
   static constexpr std::size_t kBufferSamples = 4096;
+  /// Of the wave in the high-speed memory.
+  static constexpr std::size_t kFastSamples = 0x40000;
 
   /// The driver decides how long the memory of the high-speed mode is.
   WaveformMemory(double driver_version, Units& units);

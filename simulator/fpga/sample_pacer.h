@@ -1,0 +1,43 @@
+// How many pairs of samples there have been, by the converters' clock.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "platform/clock.h"
+#include "simulator/fraction.h"
+
+namespace simulator::fpga {
+
+/// Times must not go back. Threads: one at a time.
+class SamplePacer {
+ public:
+  /// `speed` multiplies the pace.
+  explicit SamplePacer(double speed) : speed_(speed) {}
+
+  /// Counts from 0, from now on.
+  void Restart(platform::Nanoseconds now);
+  /// Pairs a second from now on, nothing without a clock; the pair under way goes on.
+  void SetRate(platform::Nanoseconds now, const std::optional<Fraction>& hertz);
+  /// Forgets the time since the last change: no clock came through.
+  void Hold(platform::Nanoseconds now) { since_ = now; }
+
+  /// Pairs that are complete. Time comes in whole nanoseconds, so one counts a millionth early.
+  std::uint64_t Due(platform::Nanoseconds now) const;
+  /// When so many are complete; nothing without a clock, or when that is more than a century off.
+  std::optional<platform::Nanoseconds> TimeOf(std::uint64_t pairs) const;
+
+ private:
+  /// Has 64 bits of mantissa on the machines that run q5sim: hours of pairs and their fractions.
+  using Real = long double;
+
+  Real Passed(platform::Nanoseconds now) const;
+
+  const double speed_;
+  std::optional<Fraction> hertz_;
+  Real a_nanosecond_ = 0;  ///< pairs
+  Real pairs_ = 0;         ///< at since_
+  platform::Nanoseconds since_{0};
+};
+
+}  // namespace simulator::fpga
