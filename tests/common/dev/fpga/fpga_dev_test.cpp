@@ -260,6 +260,7 @@ class OledBoard final : public platform::Backend {
   int Open(const char* p, int f, mode_t m) override { return rest_.Open(p, f, m); }
   int Close(int fd) override { return rest_.Close(fd); }
   ssize_t Read(int fd, void* d, size_t s) override { return rest_.Read(fd, d, s); }
+  ssize_t Pread(int fd, void* d, size_t s, off_t o) override { return rest_.Pread(fd, d, s, o); }
   ssize_t Write(int fd, const void* d, size_t s) override { return rest_.Write(fd, d, s); }
   void* Mmap(void* a, size_t l, int p, int f, int fd, off_t o) override {
     return rest_.Mmap(a, l, p, f, fd, o);
