@@ -35,7 +35,7 @@ TEST_F(StartUp, AWholeBoardHasNothingToTell) {
   EXPECT_EQ(Control("get i2c.SIGNAL_HOST.SI5338.clk0"), "ok 15728640 Hz");
   EXPECT_EQ(Register("Q5FPGA_CLK_SEL"), "ok 0x0930");
   EXPECT_EQ(Register("REG_WAVEFORM_CYC_LEN"), "ok 0x0FFF");
-  EXPECT_EQ(Register("Q5FPGA_A2D_CTRL"), "ok 0x1040");
+  EXPECT_EQ(Register("Q5FPGA_A2D_CTRL"), "ok 0xB180");
   EXPECT_EQ(Control("get i2c.MEAS_CH1.SC18IS602B.config"), "ok 0x81E240");
 }
 

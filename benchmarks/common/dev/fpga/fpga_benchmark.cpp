@@ -26,6 +26,9 @@ class StubbedBoard final : public platform::Backend {
   }
   int Close(int fd) override { return board_.Close(fd); }
   ssize_t Read(int fd, void* data, size_t size) override { return board_.Read(fd, data, size); }
+  ssize_t Pread(int fd, void* data, size_t size, off_t offset) override {
+    return board_.Pread(fd, data, size, offset);
+  }
   ssize_t Write(int fd, const void* data, size_t size) override {
     return board_.Write(fd, data, size);
   }
