@@ -69,6 +69,8 @@ bool SetRange(AcqChan& channel, int index) {
   const auto* entry = channel.get_range_table_ent(channel.get_mode(), index);
   std::uint8_t status = 0;
   const auto code = static_cast<std::uint8_t>(entry->RangeCode);
+  // the CPLD takes nothing while it is busy with the write before
+  platform::Machine().Clock().SleepFor(kSettling);
   if (channel.FrontEnd().set_range_register(code, status) < 0) return false;
   channel.set_range_index(index);
   channel.set_range_info_in_use(entry);

@@ -78,7 +78,7 @@ class StartUpRevision3 : public StartUp {
 TEST_F(StartUpRevision3, InvertsTheFirstChannel) {
   ASSERT_EQ(Init(), 0);
   EXPECT_EQ(Errors(), std::vector<int>{});
-  EXPECT_EQ(Register("Q5FPGA_A2D_CTRL"), "ok 0x1041");
+  EXPECT_EQ(Register("Q5FPGA_A2D_CTRL"), "ok 0xB181");
 }
 
 class StartUpRevision2 : public StartUp {
