@@ -1,6 +1,7 @@
 #include "common/acquisition/arm_correlation.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "common/acquisition/sample_word.h"
@@ -50,7 +51,12 @@ int ARMCorrelation::UpdateRun(const int* words, int first, int pairs,
                               std::array<SampleSums, 2>& block) {
   std::unique_lock lock(updatelock);
   in_middle_of_cycle = 1;
-  PairRun run{words + 2 * first, PairsToNextEnd(pairs - first), _phase_rate, _sample_count, {}, {}};
+  PairRun run{words + 2 * static_cast<std::ptrdiff_t>(first),
+              PairsToNextEnd(pairs - first),
+              _phase_rate,
+              _sample_count,
+              {},
+              {}};
   std::array<long, 2> before{};
   for (int ch = 0; ch < 2; ++ch) {
     run.sines[ch] = products_->saccptr[ch].data() + first;

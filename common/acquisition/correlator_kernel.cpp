@@ -71,6 +71,10 @@ const CorrelatorKernel& Widest() {
 
 }  // namespace
 
+#if Q5_VECTOR_KERNELS
+bool HasAvx2() { return __builtin_cpu_supports("avx2") != 0; }
+#endif
+
 std::span<const CorrelatorKernel> CorrelatorKernels() { return kKernels; }
 
 const CorrelatorKernel& BestCorrelatorKernel() {

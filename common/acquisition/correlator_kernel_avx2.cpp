@@ -52,7 +52,6 @@ struct Avx2 {
 
 }  // namespace
 
-constexpr CorrelatorKernel kAvx2Kernel =
-    MakeKernel<Avx2>("avx2", [] { return __builtin_cpu_supports("avx2") != 0; });
+constexpr CorrelatorKernel kAvx2Kernel = MakeKernel<Avx2>("avx2", HasAvx2);
 
 }  // namespace acquisition

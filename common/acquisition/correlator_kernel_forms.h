@@ -9,24 +9,25 @@
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 
 #include "common/acquisition/correlator_kernel.h"
 
 namespace acquisition {
 namespace {
 
-/// Pairs whose references are made at a time.
-constexpr int kChunkPairs = 128;
-
-/// Above this angle the library's vector functions take their arguments one by one.
-constexpr double kVectorAngleLimit = 8388608.0;  // 2^23 rad
-
-// Like the words' largest and smallest samples, the other way round: any sample is beyond them.
 template <class F>
 struct Kernel {
   using D = typename F::D;
   using I = typename F::I;
   static constexpr int kWidth = F::kWidth;
+  /// Pairs whose references are made at a time; a multiple of every width.
+  static constexpr int kChunkPairs = 128;
+  /// Above this angle the library's vector functions take their arguments one by one.
+  static constexpr double kVectorAngleLimit = 8388608.0;  // 2^23 rad
+
+  /// The words of a pair.
+  static const int* Pair(const int* words, std::ptrdiff_t place) { return words + 2 * place; }
 
   static double Total(D values) {
     double parts[kWidth];
@@ -100,7 +101,7 @@ struct Kernel {
     ChannelSums first(samples[0]);
     ChannelSums second(samples[1]);
     for (int i = 0; i < pairs; i += kWidth) {
-      const I words = F::Truncate(F::LoadWords(run.words + 2 * (at + i)));
+      const I words = F::Truncate(F::LoadWords(Pair(run.words, at + i)));
       const D sine = F::Load(s + i);
       const D cosine = F::Load(c + i);
       const int to = at + i;
@@ -114,11 +115,12 @@ struct Kernel {
 
 template <class F, class Rest>
 void Correlate(const PairRun& run, double* sine_sums, double* cosine_sums, SampleSums* samples) {
-  alignas(64) double s[kChunkPairs];
-  alignas(64) double c[kChunkPairs];
-  for (int at = 0; at < run.pairs; at += kChunkPairs) {
+  constexpr int kChunk = Kernel<F>::kChunkPairs;
+  alignas(64) double s[kChunk];
+  alignas(64) double c[kChunk];
+  for (int at = 0; at < run.pairs; at += kChunk) {
     const int left = run.pairs - at;
-    const int pairs = left < kChunkPairs ? left : kChunkPairs;
+    const int pairs = left < kChunk ? left : kChunk;
     const int whole = pairs - pairs % F::kWidth;
     Kernel<F>::Reference(run.phase_rate, static_cast<double>(run.first + at), pairs, s, c);
     if (whole > 0) Kernel<F>::Products(run, at, whole, s, c, sine_sums, cosine_sums, samples);
@@ -132,13 +134,18 @@ void Correlate(const PairRun& run, double* sine_sums, double* cosine_sums, Sampl
 template <class F>
 void SumProducts(const double* const* arrays, int count, double* sums) {
   using D = typename F::D;
-  D partial[kProductArrays] = {F::Set(0), F::Set(0), F::Set(0), F::Set(0)};
+  D first = F::Set(0);
+  D second = first;
+  D third = first;
+  D fourth = first;
   const int whole = count - count % F::kWidth;
   for (int i = 0; i < whole; i += F::kWidth) {
-    for (int n = 0; n < kProductArrays; ++n) {
-      partial[n] = F::Add(partial[n], F::Load(arrays[n] + i));
-    }
+    first = F::Add(first, F::Load(arrays[0] + i));
+    second = F::Add(second, F::Load(arrays[1] + i));
+    third = F::Add(third, F::Load(arrays[2] + i));
+    fourth = F::Add(fourth, F::Load(arrays[3] + i));
   }
+  const D partial[kProductArrays] = {first, second, third, fourth};
   for (int n = 0; n < kProductArrays; ++n) {
     double total = Kernel<F>::Total(partial[n]);
     for (int i = whole; i < count; ++i) total += arrays[n][i];
@@ -149,27 +156,31 @@ void SumProducts(const double* const* arrays, int count, double* sums) {
 template <class F, class Rest>
 void Squares(const int* words, int pairs, const long* average, double* sums) {
   using D = typename F::D;
-  const D middle[2] = {F::Set(static_cast<double>(average[0])),
-                       F::Set(static_cast<double>(average[1]))};
-  D partial[2] = {F::Set(0), F::Set(0)};
+  const D middle_first = F::Set(static_cast<double>(average[0]));
+  const D middle_second = F::Set(static_cast<double>(average[1]));
+  D sum_first = F::Set(0);
+  D sum_second = sum_first;
   const int whole = pairs - pairs % F::kWidth;
   for (int i = 0; i < whole; i += F::kWidth) {
-    const auto samples = F::Shift(F::LoadWords(words + 2 * i));
-    const D first = F::Sub(F::First(samples), middle[0]);
-    const D second = F::Sub(F::Second(samples), middle[1]);
-    partial[0] = F::Add(partial[0], F::Mul(first, first));
-    partial[1] = F::Add(partial[1], F::Mul(second, second));
+    const auto samples = F::Shift(F::LoadWords(Kernel<F>::Pair(words, i)));
+    const D first = F::Sub(F::First(samples), middle_first);
+    const D second = F::Sub(F::Second(samples), middle_second);
+    sum_first = F::Add(sum_first, F::Mul(first, first));
+    sum_second = F::Add(sum_second, F::Mul(second, second));
   }
   double rest[2] = {0, 0};
-  if (whole < pairs) Squares<Rest, Rest>(words + 2 * whole, pairs - whole, average, rest);
-  for (int ch = 0; ch < 2; ++ch) sums[ch] = Kernel<F>::Total(partial[ch]) + rest[ch];
+  if (whole < pairs)
+    Squares<Rest, Rest>(Kernel<F>::Pair(words, whole), pairs - whole, average, rest);
+  sums[0] = Kernel<F>::Total(sum_first) + rest[0];
+  sums[1] = Kernel<F>::Total(sum_second) + rest[1];
 }
 
 template <class F>
 unsigned WordBits(const int* words, int pairs) {
   typename F::I all = F::Nothing();
   const int whole = pairs - pairs % F::kWidth;
-  for (int i = 0; i < whole; i += F::kWidth) all = F::Or(all, F::LoadWords(words + 2 * i));
+  for (int i = 0; i < whole; i += F::kWidth)
+    all = F::Or(all, F::LoadWords(Kernel<F>::Pair(words, i)));
   unsigned bits = F::Bits(all);
   for (int i = 2 * whole; i < 2 * pairs; ++i) bits |= static_cast<unsigned>(words[i]);
   return bits;

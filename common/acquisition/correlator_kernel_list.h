@@ -13,6 +13,7 @@
 namespace acquisition {
 
 #if Q5_VECTOR_KERNELS
+bool HasAvx2();
 extern const CorrelatorKernel kAvx2Kernel;
 #endif
 

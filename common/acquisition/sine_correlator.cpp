@@ -215,12 +215,10 @@ void SineCorrelator::GetPhasors(phasortoo_t* phasors) const {
 // --- Age ---
 
 short SineCorrelator::CalculateSampleCount() const {
-  const double age =
-      GetVLFFlag() ? (_samples_per_cycle == 0
-                          ? 0
-                          : static_cast<double>(_sample_count * kVlfUnits / _samples_per_cycle))
-                   : Seconds();
-  return static_cast<short>(std::clamp<double>(age, 0, std::numeric_limits<short>::max()));
+  constexpr short kMost = std::numeric_limits<short>::max();
+  if (!GetVLFFlag()) return static_cast<short>(std::min<double>(Seconds(), kMost));
+  if (_samples_per_cycle <= 0) return 0;
+  return static_cast<short>(std::min<long>(_sample_count * kVlfUnits / _samples_per_cycle, kMost));
 }
 
 double SineCorrelator::Seconds() const {
