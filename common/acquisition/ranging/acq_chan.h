@@ -253,7 +253,7 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   std::array<std::int64_t, ACQ_EVT_TYPES> event_counts_{};
 
   mutable std::mutex figures_lock_;  // guards the three below
-  acquisition::BlockFigures figures_;
+  acquisition::BlockFigures this_sample_set;
   sample_block_status block_status_{};
   FullCycle full_cycle_;
 };

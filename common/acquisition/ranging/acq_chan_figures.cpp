@@ -37,12 +37,12 @@ ACCUMULATED_STATS SetOf(const BlockFigures& figures, sample_block_status status)
 
 void AcqChan::StoreBlockFigures(const BlockFigures& figures) {
   const std::lock_guard lock(figures_lock_);
-  figures_ = figures;
+  this_sample_set = figures;
 }
 
 BlockFigures AcqChan::GetBlockFigures() const {
   const std::lock_guard lock(figures_lock_);
-  return figures_;
+  return this_sample_set;
 }
 
 void AcqChan::set_sample_status(std::uint32_t status) {
@@ -60,7 +60,7 @@ sample_block_status AcqChan::get_sample_status() const {
 int AcqChan::SetsPerCycle() const {
   if (ghmp->IsDCTest()) return kDcSets;
   const int cycle = ghmp->samplespercyc;
-  const int set = figures_.sample_count;
+  const int set = this_sample_set.sample_count;
   if (cycle == 0 || set == 0) return kSetsWhileUnknown;
   return set < cycle ? cycle / set : 1;
 }
@@ -77,7 +77,7 @@ void AcqChan::full_cycle_reset_statistics() {
 
 void AcqChan::full_cycle_update_statistics(int valid) {
   const std::lock_guard lock(figures_lock_);
-  full_cycle_.Update(SetOf(figures_, block_status_), valid != 0, SetsPerCycle());
+  full_cycle_.Update(SetOf(this_sample_set, block_status_), valid != 0, SetsPerCycle());
 }
 
 bool AcqChan::full_cycle_statistics_available() const {

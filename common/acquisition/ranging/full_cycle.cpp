@@ -22,28 +22,29 @@ bool NothingMeasured(const ACCUMULATED_STATS& set) { return set.max_sample < set
 void FullCycle::Reset() {
   aggregate_stats = {};
   full_cycle.fill(aggregate_stats);
-  counter_ = 0;
+  full_cycle_sample_set_counter = 0;
 }
 
 void FullCycle::Update(const ACCUMULATED_STATS& set, bool valid, int sets) {
   const std::int64_t mask = std::clamp(sets, 1, kSets) - 1;
-  full_cycle.at(static_cast<std::size_t>(counter_ & mask)) = set;
-  counter_ = valid ? counter_ + 1 : 0;
+  full_cycle.at(static_cast<std::size_t>(full_cycle_sample_set_counter & mask)) = set;
+  full_cycle_sample_set_counter = valid ? full_cycle_sample_set_counter + 1 : 0;
   if (mask == 0) {
-    if (NothingMeasured(set)) counter_ = 0;
+    if (NothingMeasured(set)) full_cycle_sample_set_counter = 0;
     return;
   }
   ACCUMULATED_STATS& all = aggregate_stats;
-  if (counter_ < 2) {
+  if (full_cycle_sample_set_counter < 2) {
     all = set;
   } else {
     all.min_sample = std::min(all.min_sample, set.min_sample);
     all.max_sample = std::max(all.max_sample, set.max_sample);
     all.avg_sample = static_cast<long>(
-        (std::int64_t{all.avg_sample} * (counter_ - 1) + set.avg_sample) / counter_);
+        (std::int64_t{all.avg_sample} * (full_cycle_sample_set_counter - 1) + set.avg_sample) /
+        full_cycle_sample_set_counter);
     all.max_amplitude = std::max(all.max_amplitude, set.max_amplitude);
   }
-  if (NothingMeasured(all)) counter_ = 0;
+  if (NothingMeasured(all)) full_cycle_sample_set_counter = 0;
 }
 
 FullCycle::Extremes FullCycle::GetExtremes(int sets) const {

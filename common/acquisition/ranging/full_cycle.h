@@ -47,7 +47,9 @@ class FullCycle {
   /// Takes a block's set; one that is not `valid` starts the count again.
   void Update(const ACCUMULATED_STATS& set, bool valid, int sets);
   /// One set more than a cycle has been seen.
-  bool Available(int sets) const { return counter_ >= static_cast<std::int64_t>(sets) + 1; }
+  bool Available(int sets) const {
+    return full_cycle_sample_set_counter >= static_cast<std::int64_t>(sets) + 1;
+  }
 
   long Average(int sets) const;
   long Minimum(int sets) const;
@@ -61,7 +63,7 @@ class FullCycle {
   /// A whole cycle without a figure at the ends of 32 bits.
   bool InRange(int sets) const;
 
-  std::int64_t Count() const { return counter_; }
+  std::int64_t Count() const { return full_cycle_sample_set_counter; }
 
  private:
   struct Extremes {
@@ -72,7 +74,7 @@ class FullCycle {
   // The sets of a cycle stand at the front; a place is the count under the mask sets - 1.
   std::array<ACCUMULATED_STATS, kSets> full_cycle{};
   ACCUMULATED_STATS aggregate_stats{};  // since the last reset; for cycles of several sets
-  std::int64_t counter_ = 0;            // of the valid sets in a row
+  std::int64_t full_cycle_sample_set_counter = 0;  // of the valid sets in a row
 };
 
 }  // namespace AcquisitionSystem
