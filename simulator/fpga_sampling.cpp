@@ -60,9 +60,9 @@ ssize_t FpgaModel::AwaitBlock(Dev::FpgaCmd& command, SampleReader& reader) {
   };
   if (sampler_.Take(reader, pages, clock_.Monotonic())) return counter();
   const platform::Nanoseconds now = clock_.Monotonic();
-  const auto boundary = sampler_.NextBoundary(pages, now);
-  clock_.DozeUntil(sampling_changed_, lock,
-                   std::min(boundary.value_or(now + kLongestWait), now + kLongestWait));
+  auto until = sampler_.NextBoundary(reader, pages, now).value_or(now + kLongestWait);
+  if (until <= now || until > now + kLongestWait) until = now + kLongestWait;
+  clock_.DozeUntil(sampling_changed_, lock, until);
   Refresh();
   if (sampler_.Take(reader, pages, clock_.Monotonic())) return counter();
   return sampler_.IsRunning() ? -EAGAIN : counter();
