@@ -74,7 +74,7 @@ void FpgaModel::FollowSamples(const Clocks& clocks) {
   const unsigned control = *registers_.Read(kA2dCtrl);
   SampleConditions conditions;
   if (clocks.waveform) {
-    const std::uint64_t cycle =
+    const Wide cycle =
         memory_.IsFast() ? WaveformMemory::kFastSamples : *registers_.Read(kCycleLength) + 1U;
     conditions.test_frequency =
         *clocks.waveform / Fraction(ClockTree::kClocksPerWaveformSample * cycle);
