@@ -60,9 +60,9 @@ ssize_t FpgaModel::AwaitBlock(Dev::FpgaCmd& command, SampleReader& reader) {
   };
   if (sampler_.Take(reader, pages, clock_.Monotonic())) return counter();
   const platform::Nanoseconds now = clock_.Monotonic();
-  const auto boundary = sampler_.NextBoundary(pages, now);
-  clock_.DozeUntil(sampling_changed_, lock,
-                   std::min(boundary.value_or(now + kLongestWait), now + kLongestWait));
+  auto until = sampler_.NextBoundary(reader, pages, now).value_or(now + kLongestWait);
+  if (until <= now || until > now + kLongestWait) until = now + kLongestWait;
+  clock_.DozeUntil(sampling_changed_, lock, until);
   Refresh();
   if (sampler_.Take(reader, pages, clock_.Monotonic())) return counter();
   return sampler_.IsRunning() ? -EAGAIN : counter();
@@ -74,7 +74,7 @@ void FpgaModel::FollowSamples(const Clocks& clocks) {
   const unsigned control = *registers_.Read(kA2dCtrl);
   SampleConditions conditions;
   if (clocks.waveform) {
-    const std::uint64_t cycle =
+    const Wide cycle =
         memory_.IsFast() ? WaveformMemory::kFastSamples : *registers_.Read(kCycleLength) + 1U;
     conditions.test_frequency =
         *clocks.waveform / Fraction(ClockTree::kClocksPerWaveformSample * cycle);

@@ -33,6 +33,7 @@ int Sampler::Start(platform::Nanoseconds now) {
   ring_.Restart();
   pacer_.Restart(now);
   source_.Begin();
+  if (rate_) source_.Prepare(conditions_, now);
   return 0;
 }
 
@@ -161,16 +162,18 @@ bool Sampler::Take(SampleReader& reader, std::uint64_t block_pages, platform::Na
   if (!running_) return false;
   if (reader.run != runs_) reader = {runs_, 0};
   const std::uint64_t pages = Counter(block_pages, now);
-  if (pages == reader.pages) return false;
+  // A report that lags is no counter that goes back.
+  if (pages == reader.pages || (pages < reader.pages && faults_.Lag().count() > 0)) return false;
   reader.pages = pages;
   taken_ = std::max(taken_, pages);
   return true;
 }
 
-std::optional<platform::Nanoseconds> Sampler::NextBoundary(std::uint64_t block_pages,
+std::optional<platform::Nanoseconds> Sampler::NextBoundary(const SampleReader& reader,
+                                                           std::uint64_t block_pages,
                                                            platform::Nanoseconds now) const {
   if (!running_ || faults_.StandsStill()) return std::nullopt;
-  const std::uint64_t ahead = Counter(block_pages, now) + block_pages;
+  const std::uint64_t ahead = std::max(Counter(block_pages, now), reader.pages) + block_pages;
   // The counter may have jumped; the pacer never does.
   const std::uint64_t made_pages = made_ / kPagePairs;
   auto time = pacer_.TimeOf((ahead - ring_.Pages() + made_pages) * kPagePairs);

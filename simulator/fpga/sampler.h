@@ -57,8 +57,9 @@ class Sampler {
   std::uint64_t Counter(std::uint64_t block_pages, platform::Nanoseconds now) const;
   /// True, and the counter noted as taken, when this reader has not seen it yet.
   bool Take(SampleReader& reader, std::uint64_t block_pages, platform::Nanoseconds now);
-  /// When the counter reaches its next value; nothing when that cannot be told.
-  std::optional<platform::Nanoseconds> NextBoundary(std::uint64_t block_pages,
+  /// When there is something new for this reader; nothing when that cannot be told.
+  std::optional<platform::Nanoseconds> NextBoundary(const SampleReader& reader,
+                                                    std::uint64_t block_pages,
                                                     platform::Nanoseconds now) const;
   std::uint64_t BlockPages() const { return block_pages_; }
   std::uint64_t Pages() const { return ring_.Pages(); }

@@ -77,8 +77,8 @@ TEST_F(InstrumentTest, RegistersHoldWhatTheBusMayWrite) {
     EXPECT_EQ(Write(offset, 1), -EINVAL) << offset;
   }
   EXPECT_EQ(Read(0, Dev::FPGA_OLED_REG), -EINVAL);
-  Dev::FpgaCmd start{Dev::FPGA_REG, 0, 0, 0, 0};
-  EXPECT_EQ(backend_->Ioctl(fd_, Dev::Q5FPGA_CMD_START_SAMPLE_CONTINUOUS, &start), -1);
+  Dev::FpgaCmd text{Dev::FPGA_OLED_REG, 0, 0, 0, 0};
+  EXPECT_EQ(backend_->Ioctl(fd_, Dev::Q5FPGA_CMD_SET_IP, &text), -1);
   EXPECT_EQ(errno, ENOTTY);
   EXPECT_EQ(backend_->Ioctl(fd_, I2C_SLAVE, reinterpret_cast<void*>(0x70)), -1);
   EXPECT_EQ(errno, ENOTTY);

@@ -4,12 +4,15 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/unique_fd.h"
@@ -118,6 +121,48 @@ TEST_F(Q5simTest, ADaemonsDeviceSurvivesItsDeath) {
   program = Start();  // over the sockets that the killed one left
   EXPECT_EQ(backend.Ioctl(fd, Dev::Q5FPGA_CMD_RD, &command), 0);
   EXPECT_EQ(backend.Close(fd), 0);
+}
+
+TEST_F(Q5simTest, SamplesStreamOverTheSocket) {
+  auto program = Start();
+  platform::VirtualBackend backend(root_.Path());
+  const int fd = backend.Open(Dev::kFpgaDevicePath, O_RDWR, 0);
+  const int pages = backend.Open("/sys/fpgaattr/rxfpga", O_RDONLY, 0);
+  ASSERT_GE(pages, 0);
+  auto* ring = static_cast<std::uint32_t*>(
+      backend.Mmap(nullptr, Dev::kSampleRingBytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
+  ASSERT_NE(ring, MAP_FAILED);
+  Dev::FpgaCmd start{Dev::FPGA_REG, 0, 0, 0, 0};  // at the oscillator's 25 MHz / 2 / 64
+  ASSERT_EQ(backend.Ioctl(fd, Dev::Q5FPGA_CMD_START_SAMPLE_CONTINUOUS, &start), 0);
+  const auto read = [&] {
+    Dev::FpgaCmd command{Dev::FPGA_REG, 18, 2, 0, 0};
+    EXPECT_EQ(backend.Read(fd, &command, sizeof command), 20);
+    return command.val;
+  };
+  const std::uint32_t first = read();
+  EXPECT_GT(first, 0U);
+  EXPECT_EQ(first % 2, 0U);
+  EXPECT_GT(read(), first);
+  for (std::uint32_t pair = 0; pair < 1024; ++pair) EXPECT_EQ(ring[2 * pair] & 0x3F, pair % 32);
+
+  ASSERT_EQ(Ctl({"fault", "samples", "stuck"}).status, 0);
+  std::thread reader([&] {
+    // What was complete before the stream stood still comes first; then a read waits for the stop.
+    for (std::uint32_t last = 0, next = read(); next != last; next = read()) last = next;
+  });
+  Dev::FpgaCmd stop{Dev::FPGA_REG, 14, 0, 0, 0};
+  EXPECT_EQ(backend.Ioctl(fd, Dev::Q5FPGA_CMD_STOP_ACQUISITION, &stop), 0);
+  reader.join();
+
+  ASSERT_EQ(Ctl({"fault", "samples", "ok"}).status, 0);
+  ASSERT_EQ(backend.Ioctl(fd, Dev::Q5FPGA_CMD_START_SAMPLE_CONTINUOUS, &start), 0);
+  const auto page_count = [&] {
+    char text[16] = "";
+    EXPECT_GT(backend.Pread(pages, text, sizeof text - 1, 0), 0);
+    return std::strtoul(text, nullptr, 16);
+  };
+  for (const auto before = page_count(); page_count() == before;) std::this_thread::yield();
+  backend.Munmap(ring, Dev::kSampleRingBytes);
 }
 
 TEST_F(Q5simTest, CtlSpeaksToIt) {
