@@ -14,7 +14,7 @@ SampleRing::~SampleRing() {
 int SampleRing::Map(int fd) {
   if (base_ != nullptr) platform::Machine().Munmap(base_, Dev::kSampleRingBytes);
   void* mapped = platform::Machine().Mmap(nullptr, Dev::kSampleRingBytes, PROT_READ | PROT_WRITE,
-                                          MAP_SHARED, fd, 0);
+                                          MAP_SHARED | MAP_POPULATE, fd, 0);
   base_ = mapped == MAP_FAILED ? nullptr : mapped;
   return base_ == nullptr ? -1 : 0;
 }
