@@ -51,6 +51,7 @@ void Calculate(const phasortoo_t* phasors, double hertz, electricalresults_t& r)
   }
   r.delta_ph = static_cast<float>(fix_dphase(phasors[0].phase - phasors[1].phase));
   const double delta = r.delta_ph;
+  const double exact_sine = std::sin(delta);  // beside the cosine, both come from one call
   r.powerfactor = static_cast<float>(std::cos(delta));
   const double cosine = r.powerfactor;
   if (m1 == 0) {
@@ -58,7 +59,7 @@ void Calculate(const phasortoo_t* phasors, double hertz, electricalresults_t& r)
     r.zre = 1;
     r.zim = 1;
   } else {
-    r.sin_dph = static_cast<float>(std::sin(delta));
+    r.sin_dph = static_cast<float>(exact_sine);
     r.zre = static_cast<float>(m0 / m1 * cosine);
     r.zim = static_cast<float>(m0 / m1 * static_cast<double>(r.sin_dph));
   }

@@ -10,24 +10,16 @@
 #include <cstdlib>
 #include <numbers>
 
-#include "common/acquisition/correct.h"
-#include "common/acquisition/ranging/channel_pair.h"
-#include "common/acquisition/sine_correlator.h"
-#include "common/dev/fpga/fpga_dev.h"
 #include "common/electrical/elec.h"
-#include "common/log/eventlog.h"
-#include "common/monitor/monitor.h"
 #include "common/msg/hmp_data.h"
-#include "common/msg/hmp_error_rep.h"
-#include "mos/meas_mgr.h"
 #include "platform/backend.h"
+#include "tests/integration/signal_path.h"
 
 namespace {
 
 using acquisition::electricalresults_t;
 using AcquisitionSystem::AcqChan;
 
-constexpr auto kSettling = std::chrono::milliseconds(500);
 constexpr auto kRow = std::chrono::seconds(1);
 
 struct Options {
@@ -49,38 +41,6 @@ Options ParseOptions(int argc, char** argv) {
     std::exit(app.exit(error));
   }
   return options;
-}
-
-/// The daemon's objects in main's order, without its message loop.
-bool StartSignalPath() {
-  Logger::eventlog::GetEventLog("moseventlog")->Init(Msg::MEAS_MODULE);
-  Msg::HmpErrorRep::InitMajorErrors();
-  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
-  if (fpga == nullptr) return false;
-  Dev::I2cMgr& i2c = Dev::I2cMgr::CreateI2cMgr("Phasors.I2cMgr", 0);
-  Mos::MeasMgr& manager = Mos::MeasMgr::CreateMeasMgr(i2c, "Phasors.MeasMgr", 0);
-  monitor::Init();
-  Mos::MeasMgr::StartResults();
-  manager.SetRevision(fpga->GetRevision());
-  return manager.Init(manager.GetRevision()) == 0;
-}
-
-bool SetRange(AcqChan& channel, int index) {
-  const auto* entry = channel.get_range_table_ent(channel.get_mode(), index);
-  std::uint8_t status = 0;
-  const auto code = static_cast<std::uint8_t>(entry->RangeCode);
-  // the CPLD takes nothing while it is busy with the write before
-  platform::Machine().Clock().SleepFor(kSettling);
-  if (channel.FrontEnd().set_range_register(code, status) < 0) return false;
-  channel.set_range_index(index);
-  channel.set_range_info_in_use(entry);
-  platform::Machine().Clock().SleepFor(kSettling);
-  channel.get_CPLD_status_upon_request(1);
-  for (auto* filter : {AcqChan::get_sineCorr_Fast(), AcqChan::get_sineCorr_Slow()}) {
-    filter->SetScaleFactors(channel.get_hwch(), channel.get_mode(), index);
-  }
-  acquisition::Correct::GetCorrect().Corr_set_range(channel.get_hwch(), channel);
-  return channel.get_last_cpld_range() == code;
 }
 
 void PrintRow(const electricalresults_t& result, bool json) {
@@ -108,18 +68,16 @@ void PrintRow(const electricalresults_t& result, bool json) {
 
 int main(int argc, char** argv) {
   const Options options = ParseOptions(argc, argv);
-  if (!StartSignalPath()) {
+  if (!test::StartSignalPath()) {
     fmt::print(stderr, "no signal path on {}\n", platform::Machine().Path("/"));
     return 1;
   }
   for (auto ch : {ACQ_CH1, ACQ_CH2}) {
-    if (SetRange(*AcqChan::get_AcqCh_instance(ch), options.ranges[ch])) continue;
+    if (test::SetRange(*AcqChan::get_AcqCh_instance(ch), options.ranges[ch])) continue;
     fmt::print(stderr, "channel {} did not take range {}\n", ch + 1, options.ranges[ch]);
     return 1;
   }
-  Msg::ghmp->SetStartTest(true);
-  Msg::ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
-  AcqChan::set_reset_sine_correlators_request(2);
+  test::BeginResults();
   if (!options.json) {
     fmt::print("{:>13} {:>13} {:>11} {:>10} {:>12} {:>12} {:>11}\n", "V", "A", "degrees", "PF",
                "pF parallel", "ohm series", "W");
