@@ -1,6 +1,7 @@
 // Snapshots of raw samples, and the command line that asks for them.
 #include "common/acquisition/snapshot.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -131,6 +132,25 @@ TEST_F(SnapshotTest, BinaryGoesOutWithItsHeadingAndIsSent) {
   std::memcpy(&first, shot.data() + kCaptureHeading, sizeof first);
   EXPECT_EQ(first, 2 * 1024 + 1);
   EXPECT_THAT(machine.instrument.commands, testing::HasSubstr("nc 127.0.0.1 9 <"));
+}
+
+TEST_F(SnapshotTest, ACaptureOnAFullDiskIsTold) {
+  const std::vector<int> block(2 * 1024, 1);
+  const platform::UniqueFd full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+  EXPECT_EQ(WaveformCapture(full.Get(), block.data(), nullptr, 1), -1);
+}
+
+// The record of a test's waveform starts over after so many captures.
+TEST_F(SnapshotTest, TheRollingRecordStaysBounded) {
+  const std::vector<int> block(2 * 1024, 1);
+  const std::string path = Path("/waveform.bin");
+  const platform::UniqueFd file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  WrapCount wrap;
+  for (int i = 0; i < WrapCount::kCaptures + 10; ++i) {
+    ASSERT_EQ(WaveformCapture(file.Get(), block.data(), &wrap, 512), 0);
+  }
+  // every 512th pair of the first 16 bytes is one pair
+  EXPECT_LE(std::filesystem::file_size(path), WrapCount::kCaptures * (kCaptureHeading + 8));
 }
 
 TEST_F(SnapshotTest, AnOutputThatCannotBeWrittenEndsTheSnapshot) {
