@@ -16,9 +16,9 @@ void BlockCounts::WakeConsumer() {
 
 bool BlockCounts::Await() {
   std::unique_lock lock(g_pmutex);
-  if (consumed_blocks_ == sample_blocks_ && !signalled_ && !ended_) {
+  if (g_consumedBlockCount == g_sampleBlockCount && !signalled_ && !ended_) {
     logger_mgr::print(acquisitionL, kDebug, 0, "Consumer blocked.. last processed block = %d\n",
-                      consumed_blocks_.load());
+                      g_consumedBlockCount.load());
     g_pcond.wait(lock, [this] { return signalled_ || ended_; });
     logger_mgr::print(acquisitionL, kDebug, 0, "Consumer unblocked \n");
   }
@@ -29,7 +29,7 @@ bool BlockCounts::Await() {
 
 void BlockCounts::Consumed() {
   const std::lock_guard lock(g_pmutex);
-  consumed_blocks_ = GetSampleBlockCount();
+  g_consumedBlockCount = GetSampleBlockCount();
   working_ = false;
   rests_.notify_all();
 }
@@ -47,8 +47,8 @@ void BlockCounts::Drain() {
 
 void BlockCounts::Clear() {
   const std::lock_guard lock(g_pmutex);
-  sample_blocks_ = 0;
-  consumed_blocks_ = 0;
+  g_sampleBlockCount = 0;
+  g_consumedBlockCount = 0;
 }
 
 void BlockCounts::End() {

@@ -13,9 +13,9 @@ namespace acquisition {
 /// Threads: any.
 class BlockCounts {
  public:
-  void IncrSampleBlockCount() { sample_blocks_.fetch_add(1, std::memory_order_release); }
-  int GetSampleBlockCount() const { return sample_blocks_.load(std::memory_order_acquire); }
-  int GetConsumerBlockCount() const { return consumed_blocks_; }
+  void IncrSampleBlockCount() { g_sampleBlockCount.fetch_add(1, std::memory_order_release); }
+  int GetSampleBlockCount() const { return g_sampleBlockCount.load(std::memory_order_acquire); }
+  int GetConsumerBlockCount() const { return g_consumedBlockCount; }
 
   void WakeConsumer();
 
@@ -37,10 +37,10 @@ class BlockCounts {
   void End();
 
  private:
-  bool IsDrained() const { return !working_ && consumed_blocks_ == sample_blocks_; }
+  bool IsDrained() const { return !working_ && g_consumedBlockCount == g_sampleBlockCount; }
 
-  std::atomic<int> sample_blocks_{0};
-  std::atomic<int> consumed_blocks_{0};
+  std::atomic<int> g_sampleBlockCount{0};
+  std::atomic<int> g_consumedBlockCount{0};
   std::mutex g_pmutex;  ///< guards the fields below
   std::condition_variable g_pcond;
   std::condition_variable rests_;

@@ -31,7 +31,7 @@ class SamplePool {
 
   std::size_t BlocksPerChunk() const { return kChunkBytes / block_bytes_; }
   /// The chunk of the next block.
-  std::size_t GetPoolIndex() const { return index_; }
+  std::size_t GetPoolIndex() const { return g_mempoolindex; }
   /// The latest block; null before the first one.
   const int* GetPoolPtr() const { return latest_; }
 
@@ -43,10 +43,10 @@ class SamplePool {
   static constexpr std::uint64_t kPages = kChunks * kChunkBytes / 4096;
 
  private:
-  std::array<std::unique_ptr<char[]>, kChunks> chunks_;
+  std::array<std::unique_ptr<char[]>, kChunks> g_mempool;
   std::size_t block_bytes_ = 8192;
   std::size_t in_chunk_ = 0;  ///< blocks of the present chunk that are filled
-  std::atomic<std::size_t> index_{0};
+  std::atomic<std::size_t> g_mempoolindex{0};
   std::atomic<const int*> latest_{nullptr};
   std::atomic<std::uint64_t> pages_{0};
 };
