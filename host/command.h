@@ -23,5 +23,6 @@ extern const Command kVersions;
 extern const Command kProgress;
 extern const Command kSend;
 extern const Command kErrors;
+extern const Command kMeasure;
 
 }  // namespace host

@@ -21,13 +21,25 @@ class Session {
   Session(Transport& transport, bool json, std::ostream& out, std::ostream& err)
       : transport_(transport), json_(json), out_(out), err_(err) {}
 
-  /// Sends the request and reads the reply. Tells what went wrong; a NAK is left to the caller.
+  /// Sends the request and reads the reply. Of what went wrong, a NAK apart, the reason stands in
+  /// `error` and nothing is told.
+  ExitStatus TryAsk(const Bytes& request, Reply& reply, std::string& error);
+  /// As TryAsk. Tells what went wrong; a NAK is left to the caller.
   ExitStatus Ask(const Bytes& request, Reply& reply);
   /// As Ask, with a NAK told too: for commands that need the reply's data.
   ExitStatus AskForData(const Bytes& request, Reply& reply);
 
   /// One of the two, by the form of output that was asked for.
   void Print(const std::string& text, const nlohmann::ordered_json& json);
+
+  /// The form of output that was asked for, and where it goes.
+  bool json() const { return json_; }
+  std::ostream& out() { return out_; }
+  std::ostream& err() { return err_; }
+
+  /// Whether `err` is a terminal, on which a line can be drawn over.
+  void SetTerminal(bool terminal) { terminal_ = terminal; }
+  bool terminal() const { return terminal_; }
 
   /// From now on a NAK is kept in this file, see last_nak.h.
   void KeepNaks(std::string file) { nak_file_ = std::move(file); }
@@ -39,6 +51,7 @@ class Session {
  private:
   Transport& transport_;
   bool json_;
+  bool terminal_ = false;
   std::ostream& out_;
   std::ostream& err_;
   std::string nak_file_;
