@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "common/msg/input_mode.h"
+#include "host/request.h"
 #include "host/road.h"
 #include "host/test_run.h"
 #include "tests/integration/process.h"
