@@ -73,12 +73,12 @@ void Line(cairo_t* paper, double x1, double y1, double x2, double y2) {
   cairo_stroke(paper);
 }
 
-enum class Align : std::uint8_t { kRight, kCentre };
+enum class Align : std::uint8_t { kToLeftOf, kCentred };
 
 void Text(cairo_t* paper, const std::string& text, double x, double y, Align align) {
   cairo_text_extents_t size;
   cairo_text_extents(paper, text.c_str(), &size);
-  cairo_move_to(paper, x - size.x_advance * (align == Align::kCentre ? 0.5 : 1), y);
+  cairo_move_to(paper, x - size.x_advance * (align == Align::kCentred ? 0.5 : 1), y);
   cairo_show_text(paper, text.c_str());
 }
 
@@ -89,13 +89,13 @@ void DrawGrid(cairo_t* paper, const Axis& x, const Axis& y) {
     cairo_set_source_rgb(paper, 0.85, 0.85, 0.85);
     Line(paper, x.At(tick), y.begin, x.At(tick), y.end);
     cairo_set_source_rgb(paper, 0, 0, 0);
-    Text(paper, TickText(tick), x.At(tick), y.begin + 1.3 * kFontSize, Align::kCentre);
+    Text(paper, TickText(tick), x.At(tick), y.begin + 1.3 * kFontSize, Align::kCentred);
   }
   for (const double tick : Ticks(y.low, y.high, y.logarithmic)) {
     cairo_set_source_rgb(paper, 0.85, 0.85, 0.85);
     Line(paper, x.begin, y.At(tick), x.end, y.At(tick));
     cairo_set_source_rgb(paper, 0, 0, 0);
-    Text(paper, TickText(tick), x.begin - 6, y.At(tick) + kFontSize / 3, Align::kRight);
+    Text(paper, TickText(tick), x.begin - 6, y.At(tick) + kFontSize / 3, Align::kToLeftOf);
   }
   cairo_rectangle(paper, x.begin, y.end, x.end - x.begin, y.begin - y.end);
   cairo_stroke(paper);
@@ -131,8 +131,8 @@ void DrawPanels(cairo_t* paper, const Plot& plot) {
   for (const PlotPanel& panel : plot.panels) {
     const Axis y = AxisOf(panel.values, false, top + kPanelHeight - kBottom, top + kTop);
     DrawGrid(paper, x, y);
-    Text(paper, panel.label, (x.begin + x.end) / 2, y.end - 8, Align::kCentre);
-    Text(paper, plot.x_label, (x.begin + x.end) / 2, y.begin + 2.6 * kFontSize, Align::kCentre);
+    Text(paper, panel.label, (x.begin + x.end) / 2, y.end - 8, Align::kCentred);
+    Text(paper, plot.x_label, (x.begin + x.end) / 2, y.begin + 2.6 * kFontSize, Align::kCentred);
     DrawCurve(paper, x, y, plot.x, panel.values);
     top += kPanelHeight;
   }
