@@ -11,7 +11,8 @@
 namespace host {
 namespace {
 
-constexpr const Command* kCommands[] = {&kVersions, &kProgress, &kSend, &kErrors, &kMeasure};
+constexpr const Command* kCommands[] = {&kVersions, &kProgress, &kSend, &kErrors,
+                                        &kMeasure,  &kSweep,    &kWatch};
 
 constexpr int kDefaultTimeoutMs = 5000;  // an update that waits for the mains takes over 3 s
 constexpr int kLongestTimeoutMs = 24 * 3600 * 1000;
@@ -46,6 +47,8 @@ constexpr char kFooter[] =
     "  q5host --root /tmp/q5 send 00 00 46 00 00 00         (progress, as a record)\n"
     "  q5host --root /tmp/q5 errors                         (the last NAK, by name)\n"
     "  q5host --root /tmp/q5 measure --voltage 10000 --frequency 60\n"
+    "  q5host --root /tmp/q5 sweep --voltage 100 --lv --from 15 --to 400 --plot pf.svg\n"
+    "  q5host --root /tmp/q5 watch\n"
     "  q5host --root /tmp/q5 send --raw 00004600000000FF    (with a wrong checksum)";
 
 struct Options {
@@ -111,7 +114,8 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
     return ExitStatus::kUsage;
   }
   Session session(*transport, options.json, out, err);
-  session.SetTerminal(&err == &std::cerr && ::isatty(STDERR_FILENO) == 1);
+  session.SetTerminals(&out == &std::cout && ::isatty(STDOUT_FILENO) == 1,
+                       &err == &std::cerr && ::isatty(STDERR_FILENO) == 1);
   if (!options.root.empty()) session.KeepNaks(NakFile(options.root));
   return chosen(session);
 }

@@ -24,5 +24,7 @@ extern const Command kProgress;
 extern const Command kSend;
 extern const Command kErrors;
 extern const Command kMeasure;
+extern const Command kSweep;
+extern const Command kWatch;
 
 }  // namespace host

@@ -13,7 +13,7 @@ constexpr char kEraseLine[] = "\r\033[K";
 }  // namespace
 
 Progress::Progress(Session& session)
-    : err_(session.err()), bar_(session.terminal()), dots_(!bar_ && !session.json()) {}
+    : err_(session.err()), bar_(session.err_terminal()), dots_(!bar_ && !session.json()) {}
 
 Progress::~Progress() { Clear(); }
 

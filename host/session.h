@@ -37,9 +37,13 @@ class Session {
   std::ostream& out() { return out_; }
   std::ostream& err() { return err_; }
 
-  /// Whether `err` is a terminal, on which a line can be drawn over.
-  void SetTerminal(bool terminal) { terminal_ = terminal; }
-  bool terminal() const { return terminal_; }
+  /// Which of the two are terminals, on which lines can be drawn over.
+  void SetTerminals(bool out, bool err) {
+    out_terminal_ = out;
+    err_terminal_ = err;
+  }
+  bool out_terminal() const { return out_terminal_; }
+  bool err_terminal() const { return err_terminal_; }
 
   /// From now on a NAK is kept in this file, see last_nak.h.
   void KeepNaks(std::string file) { nak_file_ = std::move(file); }
@@ -51,7 +55,8 @@ class Session {
  private:
   Transport& transport_;
   bool json_;
-  bool terminal_ = false;
+  bool out_terminal_ = false;
+  bool err_terminal_ = false;
   std::ostream& out_;
   std::ostream& err_;
   std::string nak_file_;

@@ -12,7 +12,8 @@ namespace host {
 namespace {
 
 constexpr int kMost = std::numeric_limits<std::int16_t>::max();
-constexpr int kMostLimit = 6553;  // volts, that fit in tenths
+constexpr int kMostLimit = 6553;     // volts, that fit in tenths
+constexpr double kShortest = 0.001;  // seconds
 constexpr double kLongest = 86400;
 
 std::string KindNames() {
@@ -29,7 +30,8 @@ void DeclareLeads(CLI::App& app, const char* name, const char* what,
   app.add_option(name, leads, what)
       ->delimiter(',')
       ->check(CLI::IsMember(
-          std::vector<std::string>(std::begin(Msg::kLeadNames), std::end(Msg::kLeadNames))))
+                  std::vector<std::string>(std::begin(Msg::kLeadNames), std::end(Msg::kLeadNames)))
+                  .description(""))
       ->type_name("LEAD,...")
       ->group("Path");
 }
@@ -81,7 +83,7 @@ void DeclareSource(CLI::App& app, TestOptions& options) {
 
 void DeclareTime(CLI::App& app, const char* name, const char* what, double& seconds) {
   app.add_option(name, seconds, what)
-      ->check(CLI::Range(0.0, kLongest))
+      ->check(CLI::Range(kShortest, kLongest).description(""))
       ->type_name("S")
       ->capture_default_str()
       ->group("Timing");

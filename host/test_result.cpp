@@ -8,8 +8,6 @@
 #include <numbers>
 #include <string_view>
 
-#include "common/msg/status_flags.h"
-
 namespace host {
 namespace {
 

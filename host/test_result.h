@@ -6,8 +6,15 @@
 #include <vector>
 
 #include "common/msg/hmp_results.h"
+#include "common/msg/status_flags.h"
 
 namespace host {
+
+enum StatusFlag : int {
+#define Q5_STATUS_FLAG(name, value) name = (value),
+  Q5_STATUS_FLAGS(Q5_STATUS_FLAG)
+#undef Q5_STATUS_FLAG
+};
 
 struct TestResult {
   Msg::HmpTestRsltRep record{};
