@@ -6,6 +6,7 @@ pkg_check_modules(ZMQ REQUIRED IMPORTED_TARGET libzmq)
 pkg_check_modules(LIBCONFIG REQUIRED IMPORTED_TARGET libconfig++)
 pkg_check_modules(LIBXML2 REQUIRED IMPORTED_TARGET libxml-2.0)
 pkg_check_modules(ZLIB REQUIRED IMPORTED_TARGET zlib)
+pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 
 add_library(q5_options INTERFACE)
 target_include_directories(q5_options INTERFACE ${CMAKE_SOURCE_DIR})

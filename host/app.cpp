@@ -1,5 +1,9 @@
 #include "host/app.h"
 
+#include <unistd.h>
+
+#include <iostream>
+
 #include "host/command.h"
 #include "host/last_nak.h"
 #include "host/road.h"
@@ -7,9 +11,10 @@
 namespace host {
 namespace {
 
-constexpr const Command* kCommands[] = {&kVersions, &kProgress, &kSend, &kErrors};
+constexpr const Command* kCommands[] = {&kVersions, &kProgress, &kSend, &kErrors,
+                                        &kMeasure,  &kSweep,    &kWatch};
 
-constexpr int kDefaultTimeoutMs = 3000;
+constexpr int kDefaultTimeoutMs = 5000;  // an update that waits for the mains takes over 3 s
 constexpr int kLongestTimeoutMs = 24 * 3600 * 1000;
 
 constexpr char kDescription[] =
@@ -32,6 +37,8 @@ constexpr char kFooter[] =
     "  2  the command line is wrong\n"
     "  3  cannot connect, or no answer in time\n"
     "  4  malformed reply: length, checksum, opcode or acknowledgement is wrong\n"
+    "  5  the test ran, but its data did not become valid in time\n"
+    "  130  Ctrl-C; the test was stopped\n"
     "\n"
     "Examples:\n"
     "  q5host --root /tmp/q5 versions\n"
@@ -39,6 +46,9 @@ constexpr char kFooter[] =
     "  q5host --connect tcp://192.168.42.52 --timeout 500 progress\n"
     "  q5host --root /tmp/q5 send 00 00 46 00 00 00         (progress, as a record)\n"
     "  q5host --root /tmp/q5 errors                         (the last NAK, by name)\n"
+    "  q5host --root /tmp/q5 measure --voltage 10000 --frequency 60\n"
+    "  q5host --root /tmp/q5 sweep --voltage 100 --lv --from 15 --to 400 --plot pf.svg\n"
+    "  q5host --root /tmp/q5 watch\n"
     "  q5host --root /tmp/q5 send --raw 00004600000000FF    (with a wrong checksum)";
 
 struct Options {
@@ -87,7 +97,7 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
   Action chosen;
   for (const Command* command : kCommands) {
     CLI::App* sub = app.add_subcommand(command->name, command->summary);
-    sub->footer("");
+    sub->footer("");  // a command's own, if it has one; not the program's
     sub->callback([&chosen, action = command->declare(*sub)] { chosen = action; });
   }
   try {
@@ -104,6 +114,8 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
     return ExitStatus::kUsage;
   }
   Session session(*transport, options.json, out, err);
+  session.SetTerminals(&out == &std::cout && ::isatty(STDOUT_FILENO) == 1,
+                       &err == &std::cerr && ::isatty(STDERR_FILENO) == 1);
   if (!options.root.empty()) session.KeepNaks(NakFile(options.root));
   return chosen(session);
 }

@@ -23,5 +23,8 @@ extern const Command kVersions;
 extern const Command kProgress;
 extern const Command kSend;
 extern const Command kErrors;
+extern const Command kMeasure;
+extern const Command kSweep;
+extern const Command kWatch;
 
 }  // namespace host

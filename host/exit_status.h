@@ -5,10 +5,12 @@ namespace host {
 
 enum class ExitStatus : int {
   kOk = 0,
-  kNak = 1,        ///< the daemon refused the request
-  kUsage = 2,      ///< the command line, or a file that it names, is wrong
-  kNoAnswer = 3,   ///< cannot connect, or no answer in time
-  kMalformed = 4,  ///< what came is no good reply to what was asked
+  kNak = 1,            ///< the daemon refused the request
+  kUsage = 2,          ///< the command line, or a file that it names, is wrong
+  kNoAnswer = 3,       ///< cannot connect, or no answer in time
+  kMalformed = 4,      ///< what came is no good reply to what was asked
+  kUnsettled = 5,      ///< the test ran, but its data did not become valid in time
+  kInterrupted = 130,  ///< Ctrl-C; the test was stopped
 };
 
 }  // namespace host

@@ -21,17 +21,24 @@ void TellFailure(bool json, const std::string& reason, std::ostream& out, std::o
   }
 }
 
-ExitStatus Session::Ask(const Bytes& request, Reply& reply) {
+ExitStatus Session::TryAsk(const Bytes& request, Reply& reply, std::string& error) {
   Exchange exchange = transport_.Ask(request);
-  if (exchange.status != ExitStatus::kOk) return Fail(exchange.status, exchange.error);
-  std::string error = ReadReply(request, std::move(exchange.reply), reply);
+  error = exchange.error;
+  if (exchange.status != ExitStatus::kOk) return exchange.status;
+  error = ReadReply(request, std::move(exchange.reply), reply);
   if (!error.empty()) {
-    return Fail(ExitStatus::kMalformed,
-                fmt::format("malformed reply: {}\n{}", error, HexText(reply.bytes, 0)));
+    error = fmt::format("malformed reply: {}\n{}", error, HexText(reply.bytes, 0));
+    return ExitStatus::kMalformed;
   }
   if (reply.answer != Answer::kNak) return ExitStatus::kOk;
   if (!nak_file_.empty()) KeepNak(nak_file_, {request, reply.bytes});
   return ExitStatus::kNak;
+}
+
+ExitStatus Session::Ask(const Bytes& request, Reply& reply) {
+  std::string error;
+  ExitStatus status = TryAsk(request, reply, error);
+  return error.empty() ? status : Fail(status, error);
 }
 
 ExitStatus Session::AskForData(const Bytes& request, Reply& reply) {

@@ -21,13 +21,29 @@ class Session {
   Session(Transport& transport, bool json, std::ostream& out, std::ostream& err)
       : transport_(transport), json_(json), out_(out), err_(err) {}
 
-  /// Sends the request and reads the reply. Tells what went wrong; a NAK is left to the caller.
+  /// Sends the request and reads the reply. Of what went wrong, a NAK apart, the reason stands in
+  /// `error` and nothing is told.
+  ExitStatus TryAsk(const Bytes& request, Reply& reply, std::string& error);
+  /// As TryAsk. Tells what went wrong; a NAK is left to the caller.
   ExitStatus Ask(const Bytes& request, Reply& reply);
   /// As Ask, with a NAK told too: for commands that need the reply's data.
   ExitStatus AskForData(const Bytes& request, Reply& reply);
 
   /// One of the two, by the form of output that was asked for.
   void Print(const std::string& text, const nlohmann::ordered_json& json);
+
+  /// The form of output that was asked for, and where it goes.
+  bool json() const { return json_; }
+  std::ostream& out() { return out_; }
+  std::ostream& err() { return err_; }
+
+  /// Which of the two are terminals, on which lines can be drawn over.
+  void SetTerminals(bool out, bool err) {
+    out_terminal_ = out;
+    err_terminal_ = err;
+  }
+  bool out_terminal() const { return out_terminal_; }
+  bool err_terminal() const { return err_terminal_; }
 
   /// From now on a NAK is kept in this file, see last_nak.h.
   void KeepNaks(std::string file) { nak_file_ = std::move(file); }
@@ -39,6 +55,8 @@ class Session {
  private:
   Transport& transport_;
   bool json_;
+  bool out_terminal_ = false;
+  bool err_terminal_ = false;
   std::ostream& out_;
   std::ostream& err_;
   std::string nak_file_;

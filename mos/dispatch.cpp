@@ -43,7 +43,13 @@ struct Adapter<Handler> {
 };
 
 constexpr Entry kHandlers[] = {
-    Adapter<&MeasMgr::HandleMsg1F>::For(0x1F), Adapter<&MeasMgr::HandleMsg21>::For(0x21),
+    Adapter<&MeasMgr::HandleMsg3>::For(0x03),  Adapter<&MeasMgr::HandleMsg4>::For(0x04),
+    Adapter<&MeasMgr::HandleMsg5>::For(0x05),  Adapter<&MeasMgr::HandleMsg6>::For(0x06),
+    Adapter<&MeasMgr::HandleMsg7>::For(0x07),  Adapter<&MeasMgr::HandleMsg16>::For(0x16),
+    Adapter<&MeasMgr::HandleMsg17>::For(0x17), Adapter<&MeasMgr::HandleMsg1F>::For(0x1F),
+    Adapter<&MeasMgr::HandleMsg21>::For(0x21), Adapter<&MeasMgr::HandleMsg26>::For(0x26),
+    Adapter<&MeasMgr::HandleMsg27>::For(0x27), Adapter<&MeasMgr::HandleMsg28>::For(0x28),
+    Adapter<&MeasMgr::HandleMsg33>::For(0x33), Adapter<&MeasMgr::HandleMsg34>::For(0x34),
     Adapter<&MeasMgr::HandleMsg35>::For(0x35), Adapter<&MeasMgr::HandleMsg36>::For(0x36),
     Adapter<&MeasMgr::HandleMsg37>::For(0x37), Adapter<&MeasMgr::HandleMsg38>::For(0x38),
     Adapter<&MeasMgr::HandleMsg46>::For(0x46),

@@ -23,6 +23,7 @@
 #include "mos/options.h"
 #include "mos/process_flags.h"
 #include "mos/process_objects.h"
+#include "mos/recovery.h"
 #include "mos/signals.h"
 #include "platform/backend.h"
 #include "platform/log_hook.h"
@@ -39,6 +40,7 @@ constexpr char kLogPath[] = "/var/volatile/moslog";
 constexpr char kLockPath[] = "/tmp/moslock";
 constexpr char kLogConfigPath[] = "/varek/config/q5logging.cfg";
 constexpr int kLogLimit = 20971520;  // bytes
+constexpr int kAllokPeriod = 100;    // ms
 constexpr char kBuildInfoPath[] = "/tmp/buildinfo";
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
@@ -118,6 +120,8 @@ int main(int argc, char* argv[]) {
   Mos::MeasMgr::SetInstance(&manager);
   manager.SetEeXmlOpt(options.skip_ee2xml);
   monitor::Init();
+  monitor allokm("allokm");
+  if (options.monitor) allokm.AddOKTimer(kAllokPeriod, MSECSE, Mos::AllokCB, &manager);
   Mos::logmonitor.AddTimer(2, SECSE, Logger::LogCallBack, nullptr);
   build_info.reset();
   Mos::MeasMgr::StartResults();

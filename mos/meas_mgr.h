@@ -1,13 +1,16 @@
 // MeasMgr: the object at the centre of the daemon. It owns the bus end point that host requests
 // come in on, and every request passes through Handle.
 //
-// Threads: everything here runs on the main thread.
+// Threads: everything here runs on the main thread, but for recovery and its monitors, which run on
+// the timers', and PendingFrequency. They share the sampling clock under a lock, and flags.
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <libconfig.h++>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "common/acquisition/acquisition.h"
@@ -59,11 +62,37 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   /// Connects the electrical results with the corrections; before Init(int).
   static void StartResults();
 
+  /// A test has been started and not stopped: its samples are being used.
+  static inline std::atomic<bool> startflag{false};
+
+  /// The source module is about to run at `frequency` (Hz), with the ranges that go with it: sets
+  /// the filters, tells the channels and takes the consumer flag, which the next update releases.
+  /// 0, or what SelectFilter gave.
+  int PendingFrequency(float frequency, int curange, int voltscal);
+
+  // What the timers call (recovery.cpp); 0 each.
+  int AllokRecovery();
+  int MessageMonitor();
+  int RecoverMos();
+  int TestMonitor();
+
   // Handlers, named after their opcodes. Each takes the request in place in its bus frame, at least
   // as long as the record, and a reply whose header is the request's and whose rest is 0. They give
   // 0 when the reply is complete.
+  int HandleMsg3(const Msg::HmpIniTestParamReq* request, Msg::HmpIniTestParamRep* reply);
+  int HandleMsg4(const Msg::HmpUpdTestParamReq* request, Msg::HmpUpdTestParamRep* reply);
+  int HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRep* reply);
+  int HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep* reply);
+  int HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep* reply);
+  int HandleMsg16(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExtRep* reply);
+  int HandleMsg17(const Msg::HmpTestRlyReq* request, Msg::HmpTestRlyRep* reply);
   int HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep* reply);
   int HandleMsg21(const Msg::HmpFWUpdateInitReq* request, Msg::HmpFWUpdateInitRep* reply);
+  int HandleMsg26(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExtExtRep* reply);
+  int HandleMsg27(const Msg::HmpPauseTestReq* request, Msg::HmpPauseTestRep* reply);
+  int HandleMsg28(const Msg::HmpLeadConfigReq* request, Msg::HmpLeadConfigRep* reply);
+  int HandleMsg33(const Msg::HmpIniTestParamReqI* request, Msg::HmpIniTestParamRepI* reply);
+  int HandleMsg34(const Msg::HmpUpdTestParamReqI* request, Msg::HmpUpdTestParamRepI* reply);
   int HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTimeOfDayRep* reply);
   int HandleMsg36(const Msg::HmpStartRowReq* request, Msg::HmpStartRowRep* reply);
   int HandleMsg37(const Msg::HmpEndRowReq* request, Msg::HmpEndRowRep* reply);
@@ -95,6 +124,33 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   void InitSpclk();
   void InvertFirstChannel() const;
 
+  // Set-up of a test (test_setup.cpp).
+  struct SetUpKind;
+  template <class Request>
+  int SetTestUp(const SetUpKind& kind, const Request& request, void* reply);
+  void SetUpChannels();
+  /// No result has been asked for, and the polarity is the normal one.
+  void ResetVariables();
+  /// See acquisition::Producer::g_waveformCaptureRunning.
+  void SetWaveformCapture(int mode);
+
+  // Its updates (test_update.cpp). What needs the clock is called with _clock_mutex held.
+  struct Update;
+  int TuneForVoltage(Update& update, bool manual_ramp);
+  int TuneForCurrent(Update& update);
+  void SetSampling(Update& update);
+  void NoteChanges(Update& update, unsigned changed);
+  int SetClock(const Update& update);
+  void FitCorrelators(int samples);
+  void EndUpdate(const Update& update);
+
+  // Its run and results (test_run.cpp, test_result.cpp).
+  int RestartAcquisition();
+
+  // Relays and leads (relays.cpp).
+  void UseDividers(const Dev::mode_range_table_ent* first, const Dev::mode_range_table_ent* second);
+  const Dev::mode_range_table_ent* DividerEntry(int divider) const;
+
   static MeasMgr* _instance;
 
   libconfig::Config _varekconfig;
@@ -102,7 +158,19 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
 
   int _skip_ee2xml = 0;
   std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
+  std::mutex _clock_mutex;                                 ///< guards _spclk and its use
   Dev::SpclkDev* _spclk = nullptr;  ///< the sampling clock; null before Init and without a chip
+
+  /// The kind of result that the host asked for before the last time, and last; -1 for none.
+  std::array<short, 2> _filterselect{-1, -1};
+  int _snapshotcounter = 0;  ///< tests that have ended
+  // The dividers in front of the channels: a scale and corrections.
+  const Dev::mode_range_table_ent* measV = nullptr;
+  const Dev::mode_range_table_ent* meas1 = nullptr;
+  const Dev::mode_range_table_ent* meas2 = nullptr;
 };
+
+/// MeasMgr::PendingFrequency of the process's instance; -1 without one.
+int NotifyMosPendingFrequency(float frequency, int curange, int voltscal);
 
 }  // namespace Mos

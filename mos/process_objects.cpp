@@ -4,7 +4,9 @@ namespace Mos {
 
 pthreadobj pt;
 pthreadobj nakpt;
+monitor msgmonitorm("msgmonitorm");
 monitor logmonitor("logmonitorm");
+monitor testmonitor("testmonitor");
 
 int QueueOnPt(const char* name, int (*work)(void*), void* data) {
   if (pt.SetCallbackFunction(name, work, data) != 0) return -1;

@@ -6,17 +6,17 @@
 #include <string>
 #include <string_view>
 
-#include "common/log/eventlog.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 #include "common/msg/safety_nak.h"
 #include "mos/meas_mgr.h"
+#include "mos/process_objects.h"
+#include "mos/requests.h"
 #include "platform/backend.h"
 
 namespace Mos {
 namespace {
 
-using Logger::eventlog;
 using Logger::logger_mgr;
 using Logger::measurementL;
 
@@ -50,12 +50,9 @@ std::string ReadFirmwareVersion() {
   return version;
 }
 
-// The trace of a test begins with the host's message.
 template <class Request>
 void NoteRequest(const Request& request) {
-  const short opcode = request.opcode;
-  eventlog::GetEventLog("moseventlog")
-      ->CaptureEvent(Logger::kInfo, Logger::HMP_MESSAGE_RECEIVED, &opcode);
+  CaptureRequest(request);
   request.Show(Logger::kInfo);
 }
 
@@ -124,7 +121,8 @@ int MeasMgr::HandleMsg38(const Msg::HmpMiscConfigReq* request, Msg::HmpMiscConfi
 
 int MeasMgr::HandleMsg46(const Msg::HmpAckProgressReq* request, Msg::HmpAckProgressRep* reply) {
   NoteRequest(*request);
-  // status[0] is the status of the channels, which is 0 as long as there are none.
+  msgmonitorm.ResetTimer();
+  reply->status[0] = ChannelsStatus();
   reply->SetAck();
   return 0;
 }

@@ -233,7 +233,9 @@ void Ethb::Run() {
     while (auto record = host->NextRecord()) {
       const Fault fault = faults_.Now();
       if (fault == Fault::kSlow && !Pause(faults_.Delay())) return;
-      if (fault != Fault::kOff) host->PassToBus(std::move(*record));
+      if (fault == Fault::kOff) continue;
+      if (setup_.listener) setup_.listener(*record);
+      host->PassToBus(std::move(*record));
     }
     alive = alive && host->ReadBus() && host->WriteHost() && !host->Finished();
     if (!alive) host.reset();

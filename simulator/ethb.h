@@ -15,6 +15,7 @@
 
 #include "platform/clock.h"
 #include "platform/unique_fd.h"
+#include "simulator/host_record.h"
 #include "simulator/units.h"
 
 namespace simulator {
@@ -25,6 +26,7 @@ class Ethb {
     platform::UniqueFd host_listener;  ///< a listening TCP socket, non-blocking
     std::string bus_endpoint;          ///< "tcp://ADDRESS:3088"
     std::uint64_t seed = 0;
+    HostRecordListener listener{};  ///< hears each record that is passed on; may be empty
   };
 
   /// Serves until it is destroyed. `clock` and `units` must outlive it.

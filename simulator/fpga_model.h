@@ -49,6 +49,7 @@ class FpgaModel {
   /// Null with `error` set when the chip is off.
   std::unique_ptr<platform::DeviceFile> Open(int& error);
   FpgaSignals Signals();
+  bool AllokUp() const { return allok_.IsUp(); }
   /// Brings everything up to the present: before something changes that samples depend on.
   void Update();
 

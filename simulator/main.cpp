@@ -19,6 +19,8 @@
 #include "simulator/eeprom_command.h"
 #include "simulator/ethb.h"
 #include "simulator/root_dir.h"
+#include "simulator/sos.h"
+#include "simulator/tos.h"
 #include "simulator/virtual_instrument.h"
 
 namespace {
@@ -87,10 +89,17 @@ int Serve(const Options& options) {
   platform::RealClock clock;
   simulator::VirtualInstrument instrument(config, root.Path(), clock);
   if (!instrument.Problem().empty()) return Fail(kCannotRun, instrument.Problem());
+  simulator::Sos sos({[&instrument] { return instrument.AllokUp(); }, config.speed, config.seed},
+                     clock, instrument.Source(), instrument.Units());
+  simulator::Tos tos(instrument.Path(), config.seed, instrument.Units());
+  const auto hear = [&sos, &tos](simulator::HostRecord record) {
+    tos.Hear(record);
+    sos.Hear(record);
+  };
   simulator::Ethb ethb({std::move(host_listener),
                         "tcp://" + config.Address(simulator::Module::kMeas) + ":" +
                             std::to_string(simulator::kBusPort),
-                        config.seed},
+                        config.seed, hear},
                        clock, instrument.Units());
   simulator::DeviceServer devices(instrument);
   if (auto problem = devices.Start(root.Path()); !problem.empty()) {
@@ -101,7 +110,10 @@ int Serve(const Options& options) {
     return Fail(kCannotRun, problem);
   }
 
-  const auto pump = clock.StartTicks(kPumpPeriod, [&instrument] { instrument.Update(); });
+  const auto pump = clock.StartTicks(kPumpPeriod, [&instrument, &sos] {
+    instrument.Update();
+    sos.Update();
+  });
   if (pump == nullptr) return Fail(kCannotRun, "no timer");
 
   std::printf("q5sim seed %llu\n", static_cast<unsigned long long>(config.seed));

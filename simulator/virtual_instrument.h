@@ -18,6 +18,7 @@
 #include "simulator/mounts.h"
 #include "simulator/shell.h"
 #include "simulator/signal/signal_model.h"
+#include "simulator/signal/voltage_path.h"
 #include "simulator/units.h"
 
 namespace simulator {
@@ -53,6 +54,9 @@ class VirtualInstrument final : public platform::Instrument {
   /// What feeds the device under test, for a program that stands for the source module.
   SignalSource& Source() { return source_; }
   DeviceUnderTest& Device() { return device_; }
+  VoltagePath& Path() { return path_; }
+  /// Whether no module pulls the ALLOK line down.
+  bool AllokUp() const { return fpga_.AllokUp(); }
   /// Null on a module without channel boards; 0 or 1.
   MeasChannelBoard* Channel(std::size_t channel) { return i2c_.Channel(channel); }
 
@@ -74,6 +78,7 @@ class VirtualInstrument final : public platform::Instrument {
   I2cBoard i2c_;
   SignalSource source_;
   DeviceUnderTest device_;
+  VoltagePath path_;
   SignalModel signals_;
   DriverCounters counters_;
   FpgaModel fpga_;

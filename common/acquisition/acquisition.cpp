@@ -25,8 +25,6 @@ using platform::Machine;
 
 namespace {
 
-constexpr long kReferenceFrequency = 12500000;  // Hz
-constexpr long kClockDivider = 32;
 constexpr std::uint32_t kConvertersOn = 0xB180;
 /// Files that belong to acquisition but are only made here, for tools that look for them.
 constexpr const char* kScratchFiles[] = {"/var/volatile/cap1_p1.txt", "./Accreset.cmd",

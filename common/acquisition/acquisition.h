@@ -21,11 +21,14 @@
 
 namespace acquisition {
 
+inline constexpr long kReferenceFrequency = 12500000;  ///< Hz
+inline constexpr long kClockDivider = 32;
+
 /// A value below 1 takes its default.
 struct MeasurementParameters {
   int pairs = 0;            ///< in a block; 1024, also for a number that does not fit the ring
-  long refFrequency = 0;    ///< Hz; 12500000
-  long clockDivider = 0;    ///< 32
+  long refFrequency = 0;    ///< Hz; kReferenceFrequency
+  long clockDivider = 0;    ///< kClockDivider
   int samplesPerCycle = 0;  ///< what the test frequency asks for
   int filterReset = 0;      ///< pairs between the fast filter's resets; a cycle
   int swapChannels = 0;     ///< 1: the voltage is on channel 2

@@ -231,6 +231,11 @@ double SineCorrelator::MonitorSampleCount() const {
   return Seconds();
 }
 
+long SineCorrelator::GetSamplesPerCycle() const {
+  const std::lock_guard lock(updatelock);
+  return _samples_per_cycle;
+}
+
 long SineCorrelator::GetCycleCount() const {
   const std::lock_guard lock(updatelock);
   return _cycle_count;

@@ -77,6 +77,7 @@ class SineCorrelator {
   void StoreOffsetPhasors();
   void calc_std_dev(double* deviations) const;
   double GetMaxVoltage() const { return _maxvoltage; }
+  long GetSamplesPerCycle() const;
   /// Whole cycles since the last reset.
   long GetCycleCount() const;
   bool IsInMiddleOfCycle() const { return in_middle_of_cycle != 0; }
@@ -96,6 +97,10 @@ class SineCorrelator {
   /// The range entry that channel 0 or 1 uses from now on. 0, or -1 for a mode or channel that
   /// there is not.
   int SetScaleFactors(int channel, int mode, int range);
+  /// The entry in use; channel 0 or 1.
+  const Dev::mode_range_table_ent* GetRange(int channel) const {
+    return channel == 0 ? _ch1_measurementmode : _ch2_measurementmode;
+  }
   /// Tells of a `scale` (V or A a count) that stands in no table; changes nothing else.
   int SetScaleFactorsNonRange(int channel, int mode, float scale);
 
@@ -105,6 +110,7 @@ class SineCorrelator {
   static void ResetVLFFlag();
   static bool GetVLFFlag() { return _VLFflag; }
   static bool GetRestartAcquisition() { return _restartacquisition; }
+  static void SetRestartAcquisition(bool restart) { _restartacquisition = restart; }
   /// A slow cycle has ended since the test's parameters changed.
   static void SetCycleComplete(bool complete) { _cyclecomplete = complete; }
   static bool CycleComplete() { return _cyclecomplete; }

@@ -2,6 +2,12 @@
 
 #include <algorithm>
 
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_error_rep.h"
+
+using Logger::logger_mgr;
+using Logger::msgL;
+
 namespace Msg {
 
 SafetyNak safetyFault;
@@ -42,6 +48,19 @@ SafetyNak::Snapshot SafetyNak::Copy() const {
 void SafetyNak::Clear() {
   const std::lock_guard lock(lock_);
   record_.len = record_.etlen = 0;
+}
+
+void FormSafetyNak(int module, int& nak, HmpErrorRep* reply) {
+  const SafetyNak::Snapshot fault = safetyFault.Copy();
+  if (nak == 0) reply->InitResponse();
+  logger_mgr::print(msgL, Logger::kError, 0, "%s.%d SAFETY: %d %x %x\n", __func__, __LINE__,
+                    fault.len, static_cast<unsigned>(fault.errcode[0]) & 0xFFFFu,
+                    static_cast<unsigned>(fault.errcode[1]) & 0xFFFFu);
+  for (int i = 0; i < fault.len; ++i) {
+    reply->SetHMPErrorCode(module, fault.errcode[static_cast<std::size_t>(i)], i == 0 ? nak : 1);
+  }
+  reply->Show(Logger::kError);
+  nak = 1;
 }
 
 }  // namespace Msg

@@ -56,4 +56,11 @@ class SafetyNak {
 /// The daemon's record.
 extern SafetyNak safetyFault;
 
+struct HmpErrorRep;
+
+/// Joins the record to a reply, as PrepareNak does the list of error words: makes `reply` a NAK of
+/// `module` (MODCODES) with the record's words behind those that are in it already. `nak` tells
+/// whether an earlier step has made it one; it comes back as 1. The record stays.
+void FormSafetyNak(int module, int& nak, HmpErrorRep* reply);
+
 }  // namespace Msg

@@ -28,7 +28,7 @@ FrontEnd WithoutBusy(FrontEnd settings) {
   return settings;
 }
 
-/// What a channel's input gets for each volt or ampere of the source.
+/// What stands at the device, or flows through it, for each volt or ampere of the source.
 std::complex<double> Transfer(SourceSettings::Kind kind, Quantity seen,
                               std::complex<double> impedance) {
   const bool voltage_source = kind == SourceSettings::Kind::kVoltage;
@@ -46,8 +46,14 @@ struct SignalModel::Stretch {
 };
 
 SignalModel::SignalModel(const SignalSource& source, const DeviceUnderTest& device,
-                         const Boards& boards, std::uint64_t seed, Units& units)
-    : source_(source), device_(device), boards_(boards), noise_block_(seed), noise_(kDefaultNoise) {
+                         const VoltagePath& path, const Boards& boards, std::uint64_t seed,
+                         Units& units)
+    : source_(source),
+      device_(device),
+      path_(path),
+      boards_(boards),
+      noise_block_(seed),
+      noise_(kDefaultNoise) {
   units.AddValue(
       "samples.noise", [this] { return std::to_string(noise_); },
       [this](std::string_view text) {
@@ -88,7 +94,8 @@ bool SignalModel::TakeSettings(const SampleConditions& conditions) {
   for (std::size_t i = 0; i < boards_.size(); ++i) changed = TakeBoard(i) || changed;
   const std::uint64_t source = source_.Version();
   const std::uint64_t device = device_.Version();
-  changed = changed || source != source_version_ || device != device_version_;
+  changed = changed || source != source_version_ || device != device_version_ ||
+            path_.Version() != path_version_;
   // A line that drifts matters only where it is picked up.
   SampleConditions wanted = conditions;
   if (settings_.line_noise == 0 && source == source_version_) {
@@ -111,8 +118,10 @@ void SignalModel::Rebuild() {
   for (std::size_t i = 0; i < before.size(); ++i) before[i] = Value(channels_[i], i);
   source_version_ = source_.Version();
   device_version_ = device_.Version();
+  path_version_ = path_.Version();
   settings_ = source_.Get();
   circuit_ = device_.Get();
+  taps_ = path_.Get();
   for (std::size_t i = 0; i < boards_.size(); ++i) {
     if (boards_[i] == nullptr) continue;
     channels_[i].settings = WithoutBusy(boards_[i]->Settings());
@@ -160,10 +169,18 @@ void SignalModel::BuildComponents() {
         MakeComponent(line_phase, line_step, conditions_.line_hertz, settings_.line_noise, 0));
   }
   const std::complex<double> direct = circuit_.Impedance(0);
-  for (Channel& channel : channels_) {
-    const auto transfer = Transfer(settings_.kind, channel.front_end.Sees(), direct);
-    channel.dc_gain = (transfer * channel.front_end.At(0)).real();
+  for (std::size_t i = 0; i < channels_.size(); ++i) {
+    channels_[i].dc_gain = (Input(i, direct, 0) * channels_[i].front_end.At(0)).real();
   }
+}
+
+std::complex<double> SignalModel::Input(std::size_t index, std::complex<double> impedance,
+                                        double hertz) const {
+  const Channel& channel = channels_[index];
+  const auto transfer = Transfer(settings_.kind, channel.front_end.Sees(), impedance);
+  // the dividers lead to the AC voltage input only
+  if (channel.settings.mode != InputMode::kAcVolt) return transfer;
+  return transfer * path_.Response(taps_[index], hertz);
 }
 
 SignalModel::Component SignalModel::MakeComponent(Phase phase, Phase step, double hertz,
@@ -175,9 +192,7 @@ SignalModel::Component SignalModel::MakeComponent(Phase phase, Phase step, doubl
   const std::complex<double> impedance = circuit_.Impedance(hertz);
   const std::complex<double> peak = std::numbers::sqrt2 * relative * Unit(PhaseOfDegrees(degrees));
   for (std::size_t i = 0; i < channels_.size(); ++i) {
-    const FrontEndResponse& front_end = channels_[i].front_end;
-    component.seen[i] =
-        peak * Transfer(settings_.kind, front_end.Sees(), impedance) * front_end.At(hertz);
+    component.seen[i] = peak * Input(i, impedance, hertz) * channels_[i].front_end.At(hertz);
   }
   return component;
 }

@@ -24,6 +24,7 @@
 #include "simulator/signal/noise.h"
 #include "simulator/signal/phase.h"
 #include "simulator/signal/signal_source.h"
+#include "simulator/signal/voltage_path.h"
 
 namespace simulator {
 
@@ -33,8 +34,8 @@ class SignalModel final : public fpga::SampleSource {
   using Boards = std::array<MeasChannelBoard*, kMeasChannels>;
 
   /// A board may be null: that channel has noise only. All references outlive the model.
-  SignalModel(const SignalSource& source, const DeviceUnderTest& device, const Boards& boards,
-              std::uint64_t seed, Units& units);
+  SignalModel(const SignalSource& source, const DeviceUnderTest& device, const VoltagePath& path,
+              const Boards& boards, std::uint64_t seed, Units& units);
 
   void Begin() override;
   void Prepare(const fpga::SampleConditions& conditions, platform::Nanoseconds at) override;
@@ -75,6 +76,8 @@ class SignalModel final : public fpga::SampleSource {
   Component MakeComponent(Phase phase, Phase step, double hertz, double relative,
                           double degrees) const;
   void AimLevels();
+  /// What the channel's input gets for each volt or ampere of the source.
+  std::complex<double> Input(std::size_t index, std::complex<double> impedance, double hertz) const;
   /// Without noise, at position_.
   double Value(const Channel& channel, std::size_t index) const;
   double Left(const Channel& channel) const;
@@ -87,6 +90,7 @@ class SignalModel final : public fpga::SampleSource {
 
   const SignalSource& source_;
   const DeviceUnderTest& device_;
+  const VoltagePath& path_;
   const Boards boards_;
   const NoiseBlock noise_block_;
   std::atomic<double> noise_;
@@ -94,8 +98,10 @@ class SignalModel final : public fpga::SampleSource {
   fpga::SampleConditions conditions_;
   std::uint64_t source_version_ = 0;
   std::uint64_t device_version_ = 0;
+  std::uint64_t path_version_ = 0;
   SourceSettings settings_;
   Circuit circuit_;
+  VoltagePath::Taps taps_{};
   std::vector<Component> components_;  ///< the fundamental, its harmonics, the mains
   std::array<Channel, kMeasChannels> channels_{};
   Level amplitude_;  ///< RMS at the source

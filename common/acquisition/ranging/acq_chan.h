@@ -1,7 +1,7 @@
 // A channel: one measuring input, and all that the channel logic knows of it.
 //
-// What the channel tells acquisition stands in SampleChannel. The channel's states, and the
-// selection of ranges, work on the fields here.
+// What the channel tells acquisition stands in SampleChannel. A test's range is taken by
+// FixedRange.
 //
 // Threads: the producer stores figures and status, the consumer delivers block events, request
 // handlers set tests up. Fields are read and written on their own; the figures of a block and those
@@ -16,6 +16,7 @@
 #include "common/acquisition/dobj.h"
 #include "common/acquisition/ranging/channel_enums.h"
 #include "common/acquisition/ranging/control_type.h"
+#include "common/acquisition/ranging/fixed_range.h"
 #include "common/acquisition/ranging/full_cycle.h"
 #include "common/acquisition/sample_channel.h"
 #include "common/calibration/phasor.h"
@@ -218,6 +219,8 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   void WriteRange();
   void StartFiguresOfTest();
 
+  /// With ext_event_mutex held.
+  void HandleEvent(EXTERNAL_EVENT event);
   template <class Matches>
   int FindRange(int mode, Matches matches) const;
   /// With figures_lock_ held.
@@ -249,8 +252,9 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   Dev::MeasChStaReg last_status_reg{};
   bool status_read_ = false;
 
-  mutable std::mutex ext_event_mutex;  // one event at a time; guards event_counts_
+  mutable std::mutex ext_event_mutex;  // one event at a time; guards the two below
   std::array<std::int64_t, ACQ_EVT_TYPES> event_counts_{};
+  FixedRange fixed_range_{*this};
 
   mutable std::mutex figures_lock_;  // guards the three below
   acquisition::BlockFigures this_sample_set;

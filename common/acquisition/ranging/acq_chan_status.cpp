@@ -74,11 +74,25 @@ int AcqChan::external_event_notify(EXTERNAL_EVENT event) {
   }
   const std::lock_guard lock(ext_event_mutex);
   ++event_counts_.at(static_cast<std::size_t>(event));
-  if (event == ACQ_EVT_SAMPLES_RECEIVED) {
-    get_CPLD_status_upon_request(0);
-    sample_discard_countdown();
-  }
+  HandleEvent(event);
   return 0;
+}
+
+void AcqChan::HandleEvent(EXTERNAL_EVENT event) {
+  switch (event) {
+    case ACQ_EVT_SAMPLES_RECEIVED:
+      get_CPLD_status_upon_request(0);
+      sample_discard_countdown();
+      if (!Msg::ghmp->GetConsumerFlag()) fixed_range_.Step();
+      return;
+    case ACQ_EVT_ALL_TEST_PARAMS:
+    case ACQ_EVT_UPDATE_TEST_PARAMS:
+      return fixed_range_.Start();
+    case ACQ_EVT_STOP_TEST:
+      return fixed_range_.Stop();
+    default:
+      return;
+  }
 }
 
 std::int64_t AcqChan::GetEventCount(EXTERNAL_EVENT event) const {

@@ -1,0 +1,203 @@
+#include "common/acquisition/ranging/fixed_range.h"
+
+#include <algorithm>
+#include <iterator>
+#include <numbers>
+
+#include "common/acquisition/correct.h"
+#include "common/acquisition/range_table.h"
+#include "common/acquisition/ranging/acq_chan.h"
+#include "common/acquisition/sine_correlator.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/major_codes.h"
+#include "platform/backend.h"
+
+namespace AcquisitionSystem {
+
+using Logger::chanfsmL;
+using Logger::kError;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Msg::ghmp;
+
+namespace {
+
+constexpr double kHeadroom = 1.1;
+constexpr int kAttempts = 100;  ///< blocks in which the CPLD may be busy
+constexpr double kDefaultDelay = 0.1;
+constexpr int kResetNow = 2;  ///< a reset request that the producer serves at its next block
+
+bool IsCurrent(int mode) { return mode == Msg::ACDC_Current; }
+
+}  // namespace
+
+double get_filter_delay_time() {
+  const int first = ghmp->GetFilter(0);
+  const int second = ghmp->GetFilter(1);
+  constexpr int kFilters = std::size(analogfilterdelays);
+  const auto delay = [](int filter) {
+    return filter > 0 && filter < kFilters ? analogfilterdelays[filter] : -1.0;
+  };
+  if (delay(first) > 0 && delay(second) > 0) return std::max(delay(first), delay(second));
+  logger_mgr::print(chanfsmL, kInfo, 0,
+                    "%s.%d: Filters Ch1:%d ch2:%d must be > 0 and < %d.  Using %f\n", __func__,
+                    __LINE__, first, second, kFilters, kDefaultDelay);
+  return kDefaultDelay;
+}
+
+// --- Which range ---
+
+int FixedRange::HostRange() const {
+  const bool current_test = ghmp->CurrentTest();
+  if (IsCurrent(channel_.get_mode())) return current_test ? ghmp->ampscal : ghmp->curange;
+  return current_test ? ghmp->voltrange : ghmp->voltscal;
+}
+
+double FixedRange::TargetPeak() const {
+  const bool current = IsCurrent(channel_.get_mode());
+  if (current != ghmp->CurrentTest()) return 0;
+  double level = current ? ghmp->ampmax : ghmp->volttarget;
+  if (ghmp->IsInternalHVVoltageTest()) {
+    const bool second = channel_.get_hwch() == ACQ_CH2;
+    const double lead = second ? ghmp->GetHV2MeasScaleFactor() : ghmp->GetHVMeasScaleFactor();
+    if (lead > 0) level /= lead;
+  }
+  return ghmp->IsDCTest() ? level : level * std::numbers::sqrt2;
+}
+
+int FixedRange::Choose() const {
+  const int mode = channel_.get_mode();
+  const int entries = acquisition::range_table_size(channel_.get_hwch(), mode);
+  const int host = HostRange();
+  if (host > 0 && host <= entries) return host;
+  const double peak = TargetPeak() * kHeadroom;
+  int fitting = 0;
+  int least_sensitive = 1;
+  const auto full_scale = [&](int index) {
+    return static_cast<double>(channel_.get_range_table_ent(mode, index)->FullScale);
+  };
+  for (int index = 1; index <= entries; ++index) {
+    const double full = full_scale(index);
+    if (full > full_scale(least_sensitive)) least_sensitive = index;
+    if (full > peak && (fitting == 0 || full < full_scale(fitting))) fitting = index;
+  }
+  return peak > 0 && fitting > 0 ? fitting : least_sensitive;
+}
+
+FixedRange::Setting FixedRange::Wanted() const {
+  return {.mode = channel_.get_mode(),
+          .index = Choose(),
+          .filters = {ghmp->GetFilter(0), ghmp->GetFilter(1)},
+          .frequency = ghmp->GetFrequency()};
+}
+
+// --- Taking it ---
+
+void FixedRange::Start() {
+  channel_.set_control_type();
+  setting_ = Wanted();
+  attempts_ = 0;
+  phase_ = Phase::kWrite;
+  channel_.set_status_flag(kStatusKeepMask, Ranging);
+  logger_mgr::print(chanfsmL, kInfo, 0, "%s %s.%d: mode:%d range_index:%d\n", channel_.name(),
+                    __func__, __LINE__, setting_.mode, setting_.index);
+  Step();
+}
+
+// A set-up gives the correlators the first range, and a restart of acquisition the channel as well.
+bool FixedRange::InForce() const {
+  const auto* entry = channel_.get_range_table_ent(setting_.mode, setting_.index);
+  const auto* filter = AcqChan::get_sineCorr_Slow();
+  return channel_.get_range_info_in_use() == entry &&
+         (filter == nullptr || filter->GetRange(channel_.get_hwch()) == entry);
+}
+
+void FixedRange::Step() {
+  if (ghmp->testStart && (Wanted() != setting_ || (phase_ == Phase::kIdle && !InForce()))) {
+    return Start();
+  }
+  switch (phase_) {
+    case Phase::kIdle:
+    case Phase::kGivenUp:
+      return;
+    case Phase::kWrite:
+      return Write();
+    case Phase::kConfirm:
+      return Confirm();
+    case Phase::kSettle:
+      return Settle();
+    case Phase::kRestart:
+      return Restart();
+    case Phase::kFirstCycle:
+      return AwaitFirstCycle();
+  }
+}
+
+void FixedRange::Stop() {
+  phase_ = Phase::kIdle;
+  setting_ = {};
+  channel_.init_test_parameters();
+  channel_.set_status_flag(kStatusKeepMask, Data_Not_Valid);
+}
+
+void FixedRange::Write() {
+  if (++attempts_ > kAttempts) return GiveUp("the range was not taken");
+  const auto* entry = channel_.get_range_table_ent(setting_.mode, setting_.index);
+  std::uint8_t status = 0;
+  const auto code = static_cast<std::uint8_t>(entry->RangeCode);
+  if (channel_.FrontEnd().set_range_register(code, status) < 0) return;
+  if (!Dev::NotBusyMeasFPGAStatus(status)) return;
+  channel_.set_range_index(setting_.index);
+  channel_.set_range_info_in_use(entry);
+  attempts_ = 0;
+  phase_ = Phase::kConfirm;
+}
+
+void FixedRange::Confirm() {
+  if (++attempts_ > kAttempts) return GiveUp("the range was not confirmed");
+  channel_.get_CPLD_status_upon_request(1);
+  if (!Dev::NotBusyMeasFPGAStatus(channel_.get_last_status_reg().Status())) return;
+  const auto code = static_cast<int>(channel_.get_range_info_in_use()->RangeCode & 0xFF);
+  if (channel_.get_last_cpld_range() != code) return;
+  TakeScale();
+  const std::chrono::duration<double> delay(get_filter_delay_time());
+  settled_at_ = platform::Machine().Clock().Monotonic() +
+                std::chrono::duration_cast<platform::Nanoseconds>(delay);
+  phase_ = Phase::kSettle;
+}
+
+void FixedRange::TakeScale() {
+  for (auto* filter : {AcqChan::get_sineCorr_Fast(), AcqChan::get_sineCorr_Slow()}) {
+    if (filter == nullptr) continue;
+    filter->SetScaleFactors(channel_.get_hwch(), setting_.mode, setting_.index);
+  }
+  acquisition::Correct::GetCorrect().Corr_set_range(channel_.get_hwch(), channel_);
+}
+
+void FixedRange::Settle() {
+  if (platform::Machine().Clock().Monotonic() < settled_at_) return;
+  AcqChan::set_reset_sine_correlators_request(kResetNow);
+  phase_ = Phase::kRestart;
+}
+
+void FixedRange::Restart() {
+  if (AcqChan::get_reset_sine_correlators_request() == 0) phase_ = Phase::kFirstCycle;
+}
+
+// A very slow cycle is not waited for: the host polls its averages meanwhile.
+void FixedRange::AwaitFirstCycle() {
+  const SineCorrelator* slow = AcqChan::get_sineCorr_Slow();
+  if (slow == nullptr || (slow->GetCycleCount() == 0 && !ghmp->IsVLFTest())) return;
+  phase_ = Phase::kIdle;
+  channel_.set_status_flag(kStatusKeepMask, Valid_Data);
+}
+
+void FixedRange::GiveUp(const char* what) {
+  logger_mgr::print(chanfsmL, kError, 0, "%s %s.%d: range_index:%d %s\n", channel_.name(), __func__,
+                    __LINE__, setting_.index, what);
+  ghmp->SetErrorCode(Msg::NAK_MCODE_RANGE_SET, 1, channel_.get_hwch());
+  channel_.set_status_flag(kStatusKeepMask, Data_Not_Valid);
+  phase_ = Phase::kGivenUp;
+}
+
+}  // namespace AcquisitionSystem

@@ -1,0 +1,129 @@
+#include <algorithm>
+#include <memory>
+
+#include "host/command.h"
+#include "host/plot.h"
+#include "host/sweep_list.h"
+#include "host/test_report.h"
+
+namespace host {
+namespace {
+
+struct SweepOptions : TestOptions {
+  std::vector<double> frequencies;
+  double from = 15;
+  double to = 400;
+  int points = 15;
+  bool linear = false;
+  std::string plot;
+};
+
+constexpr double kLowest = 0.0001;
+constexpr double kHighest = 1000;
+constexpr int kMostPoints = 10000;
+constexpr std::string_view kPlotted[] = {"power_factor_percent", "parallel_capacitance_pf",
+                                         "ratio"};
+
+bool Sweep(TestRun& run, TestPlan plan, const TestTiming& timing,
+           const std::vector<double>& frequencies, std::vector<TestResult>& points) {
+  plan.frequency = static_cast<float>(frequencies.front());
+  if (!run.BeginRow() || !run.SetUp(plan)) return false;
+  for (const double frequency : frequencies) {
+    plan.frequency = static_cast<float>(frequency);
+    if (!run.Update(plan)) return false;
+    if (points.empty() && !run.Start()) return false;
+    std::vector<TestResult> results;
+    if (!run.Settle(timing.For(plan.frequency)) || !run.Read(timing.For(plan.frequency), results)) {
+      return false;
+    }
+    points.push_back(results.back());
+  }
+  return true;
+}
+
+Plot PlotOf(const SweepOptions& options, const std::vector<TestResult>& points) {
+  Plot plot{"frequency, Hz", !options.linear, {}, {}};
+  for (const TestResult& point : points) {
+    plot.x.push_back(point.record.frequen);
+    std::size_t panel = 0;
+    for (const Quantity& quantity : Quantities(point)) {
+      if (std::ranges::find(kPlotted, quantity.key) == std::end(kPlotted)) continue;
+      if (panel == plot.panels.size()) {
+        const char* comma = *quantity.unit == '\0' ? "" : ", ";
+        plot.panels.push_back({std::string(quantity.label) + comma + quantity.unit, {}});
+      }
+      plot.panels[panel++].values.push_back(quantity.value);
+    }
+  }
+  return plot;
+}
+
+std::string Contradiction(const SweepOptions& options) {
+  if (options.dc) return "a DC test has no frequencies to sweep";
+  const std::string error = options.plot.empty() ? "" : CheckPlotFile(options.plot);
+  return error;
+}
+
+ExitStatus Run(Session& session, const SweepOptions& options) {
+  std::string error = Contradiction(options);
+  const auto plan = PlanOf(options, error);
+  if (!plan) return session.Fail(ExitStatus::kUsage, error);
+  const std::vector<double> frequencies =
+      options.frequencies.empty()
+          ? SweepList(options.from, options.to, options.points, !options.linear)
+          : options.frequencies;
+
+  ConsoleRun run(session);
+  std::vector<TestResult> points;
+  Sweep(run.test(), *plan, TimingOf(options), frequencies, points);
+  run.test().Stop();
+  run.End();
+  if (!options.plot.empty() && !points.empty()) error = Draw(PlotOf(options, points), options.plot);
+  const ExitStatus status = TellResults(session, options, points, run.test().failure());
+  if (error.empty()) return status;
+  // the points are out; in JSON a second document would spoil them
+  session.err() << "q5host: " << error << '\n';
+  return status == ExitStatus::kOk ? ExitStatus::kUsage : status;
+}
+
+Action Declare(CLI::App& app) {
+  auto options = std::make_shared<SweepOptions>();
+  auto hertz = CLI::Range(kLowest, kHighest).description("");
+  auto* list = app.add_option("--frequencies", options->frequencies, "The frequencies themselves")
+                   ->delimiter(',')
+                   ->check(hertz)
+                   ->type_name("HZ,...");
+  struct {
+    const char* name;
+    const char* what;
+    double& value;
+  } const ends[] = {{"--from", "First frequency", options->from},
+                    {"--to", "Last frequency", options->to}};
+  for (const auto& end : ends) {
+    app.add_option(end.name, end.value, end.what)
+        ->check(hertz)
+        ->type_name("HZ")
+        ->capture_default_str()
+        ->excludes(list);
+  }
+  app.add_option("--points", options->points, "Frequencies from first to last")
+      ->check(CLI::Range(2, kMostPoints).description(""))
+      ->type_name("N")
+      ->capture_default_str()
+      ->excludes(list);
+  app.add_flag("--linear", options->linear, "At equal distances, not at equal ratios");
+  app.add_option("--plot", options->plot, "Draw the curves into a file, .svg or .png")
+      ->type_name("FILE");
+  DeclareTest(app, *options);
+  app.footer(
+      "Examples:\n"
+      "  q5host --root /tmp/q5 sweep --type dfr --lv --voltage 100 --plot /tmp/sweep.svg\n"
+      "  q5host --root /tmp/q5 sweep --lv --voltage 100 --frequencies 20,50,60,100 --csv");
+  return [options](Session& session) { return Run(session, *options); };
+}
+
+}  // namespace
+
+const Command kSweep{"sweep", "run a test at several frequencies, with a plot", Declare};
+
+}  // namespace host

@@ -1,0 +1,26 @@
+// Ctrl-C as something to look at, so that a test is stopped properly before the program ends.
+#pragma once
+
+#include <csignal>
+
+namespace host {
+
+/// While it lives SIGINT, SIGTERM and SIGHUP do not end the program, nor disturb a request under
+/// way: they wait until Asked looks. It belongs to the thread that made it.
+class Interruption {
+ public:
+  Interruption();
+  ~Interruption();
+  Interruption(const Interruption&) = delete;
+  Interruption& operator=(const Interruption&) = delete;
+
+  /// True from the first such signal on.
+  bool Asked();
+
+ private:
+  sigset_t signals_;
+  sigset_t before_;
+  bool asked_ = false;
+};
+
+}  // namespace host

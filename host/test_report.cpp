@@ -1,0 +1,54 @@
+#include "host/test_report.h"
+
+#include "host/test_kinds.h"
+
+namespace host {
+namespace {
+
+std::string Text(const std::vector<TestResult>& results) {
+  if (results.size() == 1) return ResultText(results[0]);
+  std::string text = TableHead(results[0]);
+  for (const TestResult& result : results) text += TableRow(result);
+  return text;
+}
+
+std::string Csv(const std::vector<TestResult>& results) {
+  std::string text = CsvHead(results[0]);
+  for (const TestResult& result : results) text += CsvRow(result);
+  return text;
+}
+
+nlohmann::ordered_json Json(const TestOptions& options, const std::vector<TestResult>& results,
+                            const TestFailure& failure) {
+  nlohmann::ordered_json json = {{"test", FindTestKind(options.type)->name}};
+  json["measurements"] = nlohmann::ordered_json::array();
+  for (const TestResult& result : results) json["measurements"].push_back(ResultJson(result));
+  if (failure.status != ExitStatus::kOk) json.update(failure.Json());
+  return json;
+}
+
+}  // namespace
+
+ConsoleRun::ConsoleRun(Session& session)
+    : progress_(session),
+      test_(
+          session, [this] { return interruption_.Asked(); },
+          [this](int status, double done) { progress_.Show(status, done); }) {}
+
+void ConsoleRun::End() {
+  test_.EndRow();
+  progress_.Clear();
+}
+
+ExitStatus TellResults(Session& session, const TestOptions& options,
+                       const std::vector<TestResult>& results, const TestFailure& failure) {
+  if (session.json()) {
+    session.Print("", Json(options, results, failure));
+    return failure.status;
+  }
+  if (!results.empty()) session.Print(options.csv ? Csv(results) : Text(results), {});
+  if (failure.status == ExitStatus::kOk) return failure.status;
+  return session.Fail(failure.status, failure.step + ": " + failure.reason);
+}
+
+}  // namespace host

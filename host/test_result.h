@@ -1,0 +1,54 @@
+// The result of a poll in the units that a person reads.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "common/msg/hmp_results.h"
+#include "common/msg/status_flags.h"
+
+namespace host {
+
+enum StatusFlag : int {
+#define Q5_STATUS_FLAG(name, value) name = (value),
+  Q5_STATUS_FLAGS(Q5_STATUS_FLAG)
+#undef Q5_STATUS_FLAG
+};
+
+struct TestResult {
+  Msg::HmpTestRsltRep record{};
+  bool dc = false;  ///< of a DC test: what needs a phase means nothing
+};
+
+/// The unit is part of `key`, a name for programs: "current_ma".
+struct Quantity {
+  const char* key;
+  const char* label;
+  const char* unit;
+  double value;
+};
+
+/// What the result says, as far as it follows from what the channels see: volts and amperes, two
+/// voltages (a ratio), DC. No value where it would divide by 0: not finite.
+std::vector<Quantity> Quantities(const TestResult& result);
+
+/// Channel status flags, as 0 to 0xFFFF.
+int StatusOf(const TestResult& result);
+/// The names of the bits with commas between them; "valid data" for none.
+std::string StatusText(int status);
+nlohmann::ordered_json StatusNames(int status);
+
+/// A line for each quantity, and one for the status.
+std::string ResultText(const TestResult& result);
+/// The quantities by their keys, "status" and "status_names".
+nlohmann::ordered_json ResultJson(const TestResult& result);
+
+/// Results under each other, in a table for a person or as CSV with the keys as its head. `result`
+/// is any one of them: all of a table see the same.
+std::string TableHead(const TestResult& result);
+std::string TableRow(const TestResult& result);
+std::string CsvHead(const TestResult& result);
+std::string CsvRow(const TestResult& result);
+
+}  // namespace host

@@ -1,0 +1,192 @@
+#include "host/test_run.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "host/report.h"
+#include "host/request.h"
+#include "platform/backend.h"
+
+namespace host {
+namespace {
+
+using std::chrono::seconds;
+
+constexpr double kCyclesToRead = 3;
+constexpr double kLongestCycle = 1e5;  // seconds; keeps a frequency near 0 within a Duration
+// The daemon takes a host that is silent for 8 s for dead.
+constexpr Duration kLongestSilence = seconds(1);
+
+}  // namespace
+
+TestTiming TestTiming::For(float frequency) const {
+  const double cycle = frequency > 0 ? std::min(1 / double{frequency}, kLongestCycle) : 0;
+  const auto cycles =
+      std::chrono::duration_cast<Duration>(std::chrono::duration<double>(kCyclesToRead * cycle));
+  TestTiming timing = *this;
+  timing.settle = std::max(settle, cycles);
+  timing.patience = std::max(patience, 2 * timing.settle);
+  timing.interval = std::max(interval, cycles);
+  return timing;
+}
+
+nlohmann::ordered_json TestFailure::Json() const {
+  nlohmann::ordered_json json = {{"step", step}};
+  if (status == ExitStatus::kNak) {
+    json.update(ReplyJson(nak));
+  } else {
+    json["error"] = reason;
+  }
+  return json;
+}
+
+TestRun::TestRun(Session& session, Interrupted interrupted, Watcher watcher)
+    : session_(session),
+      interrupted_(std::move(interrupted)),
+      watcher_(std::move(watcher)),
+      clock_(platform::Machine().Clock()) {}
+
+TestRun::~TestRun() {
+  Stop();
+  EndRow();
+}
+
+// The first failure is the one that is told: what follows it is often its consequence.
+bool TestRun::Fail(ExitStatus status, const char* step, std::string reason) {
+  if (failure_.status == ExitStatus::kOk) failure_ = {status, step, std::move(reason), {}};
+  return false;
+}
+
+bool TestRun::Step(const char* step, const Bytes& request, Reply& reply) {
+  if (failure_.status != ExitStatus::kOk) return false;
+  std::string reason;
+  const ExitStatus status = session_.TryAsk(request, reply, reason);
+  if (status == ExitStatus::kOk) return true;
+  const bool nak = status == ExitStatus::kNak;
+  Fail(status, step, nak ? NakText(reply) : std::move(reason));
+  if (nak) failure_.nak = reply;
+  return false;
+}
+
+bool TestRun::Step(const char* step, const Bytes& request) {
+  Reply reply;
+  return Step(step, request, reply);
+}
+
+// Sent whatever has failed before, and that failure stays.
+bool TestRun::Finish(const char* step, const Bytes& request) {
+  if (silent_) return false;
+  TestFailure before = std::exchange(failure_, {});
+  const bool good = Step(step, request);
+  silent_ = failure_.status == ExitStatus::kNoAnswer;
+  if (before.status != ExitStatus::kOk) failure_ = std::move(before);
+  return good;
+}
+
+bool TestRun::BeginRow() {
+  Msg::HmpStartRowReq record{};
+  record.nteststart = 1;
+  record.nphases = 1;
+  in_row_ = failure_.status == ExitStatus::kOk;
+  return Step("start of row", RequestOf(Msg::HMP_START_ROW, record));
+}
+
+bool TestRun::SetUp(const TestPlan& plan) {
+  if (!Going("set-up")) return false;
+  in_test_ = true;
+  dc_ = plan.dc;
+  return Step("set-up", SetUpRequest(plan)) &&
+         Step(plan.relays ? "relays" : "leads", PathRequest(plan));
+}
+
+bool TestRun::Update(const TestPlan& plan) {
+  return Going("update") && Step("update", UpdateRequest(plan));
+}
+
+bool TestRun::Start() { return Going("start") && Step("start", PlainRequest(Msg::HMP_START_TEST)); }
+
+bool TestRun::Progress(int& status) {
+  Reply reply;
+  if (!Step("progress", PlainRequest(Msg::HMP_ACK_PROGRESS), reply)) return false;
+  const auto& record = *reinterpret_cast<const Msg::HmpAckProgressRep*>(reply.bytes.data());
+  status = record.status[0] & 0xFFFF;
+  return true;
+}
+
+bool TestRun::Going(const char* step) {
+  if (failure_.status != ExitStatus::kOk) return false;
+  return !interrupted_ || !interrupted_() ||
+         Fail(ExitStatus::kInterrupted, step, "interrupted; the test was stopped");
+}
+
+bool TestRun::Settle(const TestTiming& timing) {
+  const Duration begin = clock_.Monotonic();
+  Duration clear_since = begin;
+  for (int status = 0; Going("settling") && Progress(status);) {
+    const Duration now = clock_.Monotonic();
+    if (status != 0) clear_since = now;
+    const Duration clear = now - clear_since;
+    if (watcher_) {
+      watcher_(status, std::min(1.0, std::chrono::duration<double>(clear) / timing.settle));
+    }
+    if (clear >= timing.settle) return true;
+    if (now - begin >= timing.patience) {
+      return Fail(ExitStatus::kUnsettled, "settling",
+                  "the data did not become valid in time: " + StatusText(status));
+    }
+    clock_.SleepFor(std::min(timing.interval, kLongestSilence));
+  }
+  return false;
+}
+
+bool TestRun::Wait(Duration duration) {
+  const Duration end = clock_.Monotonic() + duration;
+  int status = 0;
+  for (Duration now; (now = clock_.Monotonic()) < end;) {
+    clock_.SleepFor(std::min(end - now, kLongestSilence));
+    if (!Going("result")) return false;
+    if (duration > kLongestSilence && !Progress(status)) return false;
+  }
+  return true;
+}
+
+bool TestRun::Poll(Msg::msg6_rsltype filter, TestResult& result) {
+  Reply reply;
+  if (!Step("result", ResultRequest(filter), reply)) return false;
+  result.record = *reinterpret_cast<const Msg::HmpTestRsltRep*>(reply.bytes.data());
+  result.dc = dc_;
+  return true;
+}
+
+// A change of the filter from one poll to the next makes the slow one begin anew, so that nothing
+// from before the test had settled is in what it sums. Those polls themselves show what was before.
+bool TestRun::Read(const TestTiming& timing, std::vector<TestResult>& results) {
+  TestResult result;
+  if (!Poll(Msg::MSG6_RSLTYPE_FIR_FAST, result) || !Poll(Msg::MSG6_RSLTYPE_FIR_SLOW, result)) {
+    return false;
+  }
+  for (int i = 0; i < timing.polls; ++i) {
+    if (!Wait(timing.interval) || !Poll(Msg::MSG6_RSLTYPE_FIR_SLOW, result)) return false;
+    results.push_back(result);
+  }
+  return true;
+}
+
+bool TestRun::Stop() {
+  return std::exchange(in_test_, false) && Finish("stop", PlainRequest(Msg::HMP_STOP_TEST));
+}
+
+bool TestRun::EndRow() {
+  return std::exchange(in_row_, false) && Finish("end of row", PlainRequest(Msg::HMP_END_ROW));
+}
+
+std::optional<TestResult> TestRun::Measure(const TestPlan& plan, const TestTiming& timing) {
+  std::vector<TestResult> results;
+  const bool good = SetUp(plan) && Update(plan) && Start() && Settle(timing.For(plan.frequency)) &&
+                    Read(timing.For(plan.frequency), results);
+  Stop();
+  if (!good || results.empty()) return std::nullopt;
+  return results.back();
+}
+
+}  // namespace host

@@ -1,0 +1,107 @@
+// A test from set-up to stop, step by step, as a host runs it.
+//
+// A step that fails ends the test: later steps do nothing and give false, but Stop and EndRow are
+// sent all the same, at the latest by the destructor. Threads: belongs to one thread.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/session.h"
+#include "host/test_plan.h"
+#include "host/test_result.h"
+
+namespace platform {
+class Clock;
+}
+
+namespace host {
+
+using Duration = std::chrono::nanoseconds;
+
+struct TestTiming {
+  /// How long the status has to stay clear before the first result.
+  Duration settle = std::chrono::seconds(2);
+  /// Longest wait for that.
+  Duration patience = std::chrono::seconds(60);
+  /// From one poll to the next.
+  Duration interval = std::chrono::milliseconds(200);
+  /// Results that are read; the last is the best, as the filter sums since its start.
+  int polls = 5;
+
+  /// The same with no time shorter than a few cycles of this frequency (Hz, above 0).
+  TestTiming For(float frequency) const;
+};
+
+/// Why a test ended early.
+struct TestFailure {
+  ExitStatus status = ExitStatus::kOk;
+  std::string step;    ///< what was under way: "set-up"
+  std::string reason;  ///< in words; of a NAK all its errors
+  Reply nak;           ///< of a NAK
+
+  /// `step` and "error", or the NAK's own fields.
+  nlohmann::ordered_json Json() const;
+};
+
+class TestRun {
+ public:
+  /// Told at each poll of the progress: the status word, and what share of the wait is done.
+  using Watcher = std::function<void(int status, double done)>;
+  /// True when the test is to end.
+  using Interrupted = std::function<bool()>;
+
+  /// Waits on the clock of platform::Machine().
+  explicit TestRun(Session& session, Interrupted interrupted = {}, Watcher watcher = {});
+  ~TestRun();
+  TestRun(const TestRun&) = delete;
+  TestRun& operator=(const TestRun&) = delete;
+
+  /// 0x36: tests follow, one after the other.
+  bool BeginRow();
+  /// 0x03 or 0x33, then 0x28 or 0x17.
+  bool SetUp(const TestPlan& plan);
+  /// 0x04 or 0x34; again while the test runs for other values of the same plan.
+  bool Update(const TestPlan& plan);
+  /// 0x05.
+  bool Start();
+  /// 0x46 until the status has been clear for `timing.settle`.
+  bool Settle(const TestTiming& timing);
+  /// 0x06 `timing.polls` times on a filter that begins anew.
+  bool Read(const TestTiming& timing, std::vector<TestResult>& results);
+  /// One 0x06.
+  bool Poll(Msg::msg6_rsltype filter, TestResult& result);
+  /// 0x07.
+  bool Stop();
+  /// 0x37: with it the daemon drops the errors of the row.
+  bool EndRow();
+
+  /// A whole test within a row: its last result, or nothing.
+  std::optional<TestResult> Measure(const TestPlan& plan, const TestTiming& timing);
+
+  const TestFailure& failure() const { return failure_; }
+
+ private:
+  bool Fail(ExitStatus status, const char* step, std::string reason);
+  bool Step(const char* step, const Bytes& request, Reply& reply);
+  bool Step(const char* step, const Bytes& request);
+  bool Finish(const char* step, const Bytes& request);
+  bool Progress(int& status);
+  bool Going(const char* step);
+  bool Wait(Duration duration);
+
+  Session& session_;
+  Interrupted interrupted_;
+  Watcher watcher_;
+  platform::Clock& clock_;
+  TestFailure failure_;
+  bool dc_ = false;
+  bool in_row_ = false;
+  bool in_test_ = false;
+  bool silent_ = false;  // the daemon does not answer even a stop
+};
+
+}  // namespace host

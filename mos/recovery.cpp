@@ -1,0 +1,120 @@
+#include "mos/recovery.h"
+
+#include "common/acquisition/ranging/acq_ch_following.h"
+#include "common/dev/fpga/fpga_dev.h"
+#include "common/log/capture.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "common/msg/major_codes.h"
+#include "mos/meas_mgr.h"
+#include "mos/process_objects.h"
+#include "mos/requests.h"
+
+namespace Mos {
+
+using AcquisitionSystem::AcqChFollowing;
+using Dev::FpgaDev;
+using Logger::kError;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Logger::measurementL;
+using Msg::ghmp;
+
+namespace {
+
+constexpr float kTargetShare = 0.05F;
+
+void Quiesce(const char* func) {
+  const int result = AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_QUIESCE);
+  if (result == 0) return;
+  logger_mgr::print(measurementL, kError, 0, "%s:Notify channels ACQ_EVT_QUIESCE failed - ret:%d\n",
+                    func, result);
+}
+
+}  // namespace
+
+int AllokCB(void* manager) { return static_cast<MeasMgr*>(manager)->AllokRecovery(); }
+int MessageMonitorCB(void* manager) { return static_cast<MeasMgr*>(manager)->MessageMonitor(); }
+int TestMonitorCB(void* manager) { return static_cast<MeasMgr*>(manager)->TestMonitor(); }
+
+void QuiesceSM() {
+  logger_mgr::print(measurementL, kError, 0, "%s:safety switch \n", __func__);
+  Quiesce(__func__);
+}
+
+int MeasMgr::AllokRecovery() {
+  static FpgaDev* const fpgadev_allok = FpgaDev::GetDevice();
+  static std::atomic<int> allokcount{0};
+  static std::atomic<bool> allokprogress{false};
+  if (allokprogress.exchange(true)) {
+    logger_mgr::print(measurementL, kInfo, 0, "Allok recovery in progress\n");
+    return 0;
+  }
+  if (fpgadev_allok != nullptr && fpgadev_allok->GetALLOKOut() == 0) {
+    ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_ALLOK);
+    fpgadev_allok->ClearALLOK();
+    logger_mgr::print(measurementL, kError, 0, "Mos Allok recovery done %d \n", ++allokcount);
+  }
+  allokprogress = false;
+  return 0;
+}
+
+int MeasMgr::MessageMonitor() {
+  logger_mgr::print(measurementL, kError, 0,
+                    "No msgmonitorm Message received.... Do mos recovery\n");
+  RecoverMos();
+  msgmonitorm.StopTimer();
+  return 0;
+}
+
+int MeasMgr::RecoverMos() {
+  Logger::Capture(Logger::RECOVER_EVENT);
+  Quiesce(__func__);
+  ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
+  ghmp->discharging = 1;
+  if (FpgaDev* fpga = FpgaDev::GetDevice()) {
+    fpga->MonitorDischargeFlag();
+    if (fpga->WaitForRampDownToZero(1, ghmp->swapchannels, 1)) {
+      fpga->ClearDischargeFlag();
+      ghmp->discharging = 0;
+    } else {
+      logger_mgr::print(measurementL, kError, 0, "%s.%d ERROR rampdown not successful \n", __func__,
+                        __LINE__);
+    }
+  }
+  if (!ghmp->IsLineSyncTracker()) InitSpclk();
+  if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
+    logger_mgr::print(measurementL, kError, 0, "%s.%d: ACQ_EVT_STOP_TEST failed\n", __func__,
+                      __LINE__);
+  }
+  startflag = false;
+  ghmp->ResetVariables();
+  return 0;
+}
+
+int MeasMgr::TestMonitor() {
+  logger_mgr::print(measurementL, kInfo, 0, "TestMonitor started \n");
+  const bool swapped = ghmp->swapchannels == 1;
+  const Correlators filters = GetCorrelators();
+  if (!filters.BothThere()) return 0;
+  acquisition::phasortoo_t phasors[2] = {};
+  if (ghmp->VoltageTest()) {
+    filters.g_fastFilter->GetPhasors(phasors);
+    const Logger::evseqdataF_t values{
+        4,
+        {static_cast<float>(phasors[swapped ? 1 : 0].mag),
+         static_cast<float>(phasors[swapped ? 0 : 1].mag), ghmp->volttarget * kTargetShare,
+         static_cast<float>(filters.g_slowFilter->MonitorSampleCount())}};
+    Logger::eventlog::GetEventLog("moseventlog")
+        ->CaptureEvent(kError, Logger::TESTFAILCHECK1, &values);
+  }
+  if (!ghmp->IsInternalHVVoltageTest() && !ghmp->IsExternalVoltageTest()) return 0;
+  if (!ghmp->VoltageTest()) filters.g_fastFilter->GetPhasors(phasors);
+  if (phasors[swapped ? 1 : 0].mag >= _daemonconfig.maxhvvoltagemeasurement) {
+    ghmp->SetErrorCode(Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
+    if (FpgaDev* fpga = FpgaDev::GetDevice()) fpga->SetALLOK();
+  }
+  return 0;
+}
+
+}  // namespace Mos

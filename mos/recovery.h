@@ -1,0 +1,15 @@
+// What the daemon does by itself: it raises a dropped ALLOK line, and brings the measurement to
+// rest when the host goes silent or the safety switch opens.
+#pragma once
+
+namespace Mos {
+
+// Callbacks of the timers; `manager` is the MeasMgr.
+int AllokCB(void* manager);
+int MessageMonitorCB(void* manager);
+int TestMonitorCB(void* manager);
+
+/// Tells both channels to come to rest. Any thread.
+void QuiesceSM();
+
+}  // namespace Mos

@@ -1,0 +1,38 @@
+// What the handlers of a test have in common.
+#pragma once
+
+#include "common/acquisition/averager.h"
+#include "common/acquisition/sine_correlator.h"
+#include "common/msg/hmp_msg_head.h"
+
+namespace Mos {
+
+/// The trace of a test in the event log begins with the host's message.
+void CaptureRequest(const Msg::HmpMsgHead& request);
+
+/// Makes `reply` (room for an HmpErrorRep) a NAK of the one word `code`; -1, the result of a
+/// handler that refuses.
+int Refuse(void* reply, short code);
+/// As Refuse, with the daemon's list of error words; `text` is for the log.
+int RefuseWithList(void* reply, const char* text);
+
+/// The correlators of both channels; null while acquisition is stopped.
+struct Correlators {
+  acquisition::SineCorrelator* g_fastFilter;
+  acquisition::SineCorrelator* g_slowFilter;
+
+  bool BothThere() const { return g_fastFilter != nullptr && g_slowFilter != nullptr; }
+};
+Correlators GetCorrelators();
+/// reset(0) on those that are there.
+void ResetCorrelators();
+
+/// Status word of channel 0 or 1; 0 without a channel.
+short ChannelStatus(int channel);
+/// Those of both, or-ed.
+short ChannelsStatus();
+
+/// One line of the system's log.
+[[gnu::format(printf, 1, 2)]] void TellSystem(const char* format, ...);
+
+}  // namespace Mos

@@ -1,0 +1,94 @@
+// The source module as far as the host's records say: what feeds the device under test in a test.
+//
+//   record        effect
+//   0x03, 0x33    a test is set up: kind of source and highest voltage or current; a source that is
+//                 on goes to zero
+//   0x04, 0x34    target, polarity, frequency. While the test runs a new target is gone to at once;
+//                 for another polarity or frequency the source goes to zero first
+//   0x05          the source goes on, to its target
+//   0x27, 0x07    the source goes to zero and off; 0x07 ends the test
+//
+// Targets are volts RMS of a voltage source, amperes RMS of a current source, or their direct
+// values. The wave follows the measurement module's plan. A record out of this order, one with a
+// value that the measurement daemon refuses, and a test of an external source change nothing: then
+// source.* is what was set by hand. The ALLOK line, when it falls, switches off without a ramp and
+// ends the test.
+//
+// Values: sos.state ("idle", "set up", "ready", "running", "paused"), sos.target (of the last
+// update), sos.ramp (seconds from zero to the target and back, 0.25). Fault: off (the source goes
+// off, and no record is heard).
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <optional>
+
+#include "common/msg/hmp_test_setup.h"
+#include "platform/clock.h"
+#include "simulator/host_record.h"
+#include "simulator/signal/signal_source.h"
+#include "simulator/units.h"
+
+namespace simulator {
+
+/// Threads: any.
+class Sos {
+ public:
+  struct Setup {
+    std::function<bool()> allok;  ///< whether the line is up; any thread
+    double speed = 1;             ///< seconds of signal in a second
+    std::uint64_t seed = 0;
+  };
+
+  /// The references outlive the module.
+  Sos(Setup setup, platform::Clock& clock, SignalSource& source, Units& units);
+
+  /// A record that the main module passes to the measurement daemon, too.
+  void Hear(HostRecord record);
+  /// What time brings: the end of a ramp, the ALLOK line. Called every few milliseconds.
+  void Update();
+
+ private:
+  enum class State : std::uint8_t { kIdle, kSetUp, kReady, kRunning, kPaused };
+
+  /// How the source is to be driven.
+  struct Drive {
+    SourceSettings::Kind kind = SourceSettings::Kind::kVoltage;
+    bool direct = false;
+    bool negative = false;
+    float hertz = 0;  ///< a new one goes through zero; the wave itself is the plan's
+    double level = 0;
+
+    bool SameWave(const Drive& other) const;
+    friend bool operator==(const Drive&, const Drive&) = default;
+  };
+
+  // All of these are called with mutex_ held.
+  void HearRecord(HostRecord record);
+  void SetUp(int source_word, int limit, bool voltage);
+  void TakeUpdate(int polarity, float hertz, int target, bool voltage);
+  void Start();
+  void End(State state);
+  /// Brings the source towards what is wanted, as far as it can go now.
+  void Follow();
+  void SwitchOn(const Drive& drive);
+  void SwitchOff(double seconds);
+
+  const Setup setup_;
+  platform::Clock& clock_;
+  SignalSource& source_;
+  FaultSwitch faults_;
+
+  std::mutex mutex_;  ///< guards the fields below
+  double ramp_seconds_;
+  State state_ = State::kIdle;
+  bool voltage_ = true;  ///< which of the two kinds of update the test takes
+  int limit_ = 0;        ///< volts or amperes
+  Drive drive_;          ///< of the last update
+  std::optional<Drive> wanted_;
+  std::optional<Drive> driven_;
+  platform::Nanoseconds quiet_at_{0};  ///< when the last ramp to zero is over
+};
+
+}  // namespace simulator

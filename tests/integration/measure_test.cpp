@@ -1,0 +1,362 @@
+// Whole tests through the real programs, against what the virtual device under test really is.
+//
+// Q5_SEED chooses the draws, Q5_DEVICES how many devices and Q5_REQUESTS how many requests are
+// drawn.
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <cmath>
+#include <complex>
+#include <cstdlib>
+#include <numbers>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "common/msg/input_mode.h"
+#include "host/request.h"
+#include "host/road.h"
+#include "host/test_run.h"
+#include "tests/integration/process.h"
+#include "tests/integration/request_draw.h"
+
+namespace {
+
+using host::ExitStatus;
+using host::TestPlan;
+using host::TestResult;
+using Real = long double;
+using Complex = std::complex<Real>;
+
+constexpr Real kMagnitude = 5e-4L;    // relative
+constexpr Real kPowerFactor = 5e-5L;  // absolute
+constexpr int kTimeoutMs = 15000;
+/// Full scales of the shipped boards' AC current ranges from 75 A down, a decade each.
+constexpr Real kLargestCurrent = 75;
+/// The last of them of which the offset leaves room; the DACs stay at their centre.
+constexpr int kLastCurrentRange = 7;
+constexpr Real kHeadroom = 0.6L;
+
+std::uint64_t Number(const char* name, std::uint64_t otherwise) {
+  const char* text = std::getenv(name);
+  return text == nullptr ? otherwise : std::strtoull(text, nullptr, 10);
+}
+
+std::uint64_t Seed() {
+  const std::uint64_t seed = Number("Q5_SEED", std::random_device()());
+  fmt::print("Q5_SEED={}\n", seed);
+  return seed;
+}
+
+/// A device of which the answers are known.
+struct Device {
+  enum Kind { kLossyCapacitor, kResistor, kCoil } kind = kLossyCapacitor;
+  Real r = 0;  ///< parallel for a capacitor, else in series
+  Real c = 0;
+  Real l = 0;
+
+  std::string Text() const {
+    switch (kind) {
+      case kLossyCapacitor:
+        return fmt::format("parallel R={:.9g} C={:.9g}", r, c);
+      case kResistor:
+        return fmt::format("series R={:.9g}", r);
+      case kCoil:
+        return fmt::format("series R={:.9g} L={:.9g}", r, l);
+    }
+    return "";
+  }
+  Complex Impedance(Real hertz) const {
+    const Real omega = 2 * std::numbers::pi_v<Real> * hertz;
+    if (kind == kLossyCapacitor) return Real{1} / Complex(1 / r, omega * c);
+    return {r, omega * l};
+  }
+};
+
+/// The record's fields as the values that a test compares.
+struct Seen {
+  explicit Seen(const TestResult& result)
+      : volts(Real{1000} * result.record.acfcvolt),
+        amperes(result.record.acamps),
+        power_factor(Real{result.record.pwrfctr} / 100),
+        farads(Real{result.record.parlcap} * 1e-12L),
+        ohms(result.record.sersres),
+        henries(result.record.sersind) {}
+  Real volts, amperes, power_factor, farads, ohms, henries;
+};
+
+void ExpectClose(Real seen, Real truth, const char* what) {
+  EXPECT_LT(std::abs(seen / truth - 1), kMagnitude)
+      << what << ": " << static_cast<double>(seen) << " instead of " << static_cast<double>(truth);
+}
+
+void ExpectDevice(const TestResult& result, const Device& device, const TestPlan& plan) {
+  const Seen seen(result);
+  const Complex impedance = device.Impedance(plan.frequency);
+  const Real omega = 2 * std::numbers::pi_v<Real> * plan.frequency;
+  ExpectClose(seen.volts, plan.target, "volts");
+  ExpectClose(seen.amperes, plan.target / std::abs(impedance), "amperes");
+  const Real power_factor = impedance.real() / std::abs(impedance);
+  EXPECT_NEAR(static_cast<double>(seen.power_factor), static_cast<double>(power_factor),
+              static_cast<double>(kPowerFactor));
+  if (device.kind == Device::kLossyCapacitor) ExpectClose(seen.farads, device.c, "farads");
+  if (device.kind == Device::kResistor) ExpectClose(seen.ohms, device.r, "ohms");
+  if (device.kind == Device::kCoil) ExpectClose(seen.henries, device.l, "henries");
+  EXPECT_EQ(omega * seen.henries > 0, impedance.imag() > 0 || device.kind == Device::kResistor);
+}
+
+class Draw {
+ public:
+  explicit Draw(std::uint64_t seed) : random_(seed) {}
+  /// Evenly over the decades.
+  Real Decades(Real least, Real most) {
+    std::uniform_real_distribution<double> exponent(static_cast<double>(std::log10(least)),
+                                                    static_cast<double>(std::log10(most)));
+    return std::pow(Real{10}, Real{exponent(random_)});
+  }
+  int Whole(int least, int most) {
+    return std::uniform_int_distribution<int>(least, most)(random_);
+  }
+
+ private:
+  std::mt19937_64 random_;
+};
+
+Device DrawDevice(Draw& draw) {
+  Device device;
+  device.kind = static_cast<Device::Kind>(draw.Whole(0, 2));
+  if (device.kind == Device::kLossyCapacitor) {
+    device.c = draw.Decades(1e-11L, 1e-5L);
+    const Real tan_delta = draw.Decades(5e-4L, 1);
+    device.r = 1 / (2 * std::numbers::pi_v<Real> * 60 * device.c * tan_delta);
+  } else {
+    device.r = draw.Decades(0.1L, 1e7L);
+    if (device.kind == Device::kCoil) device.l = device.r * draw.Decades(1e-3L, 1e-2L);
+  }
+  return device;
+}
+
+/// A voltage at which the current has a range that fits, below 240 V from the low-voltage source.
+bool DrawPlan(Draw& draw, const Device& device, TestPlan& plan) {
+  plan = {};
+  plan.frequency = static_cast<float>(draw.Decades(15, 400));
+  plan.target = static_cast<std::int16_t>(draw.Decades(1, 12000));
+  plan.highest = plan.target;
+  const bool high = plan.target > 240;
+  plan.source =
+      host::SourceWord(high ? Msg::internalHVVoltageSourceE : Msg::internalLVVoltageSourceE, 2,
+                       Msg::AC_Volt, Msg::ACDC_Current);
+  if (high) plan.divider = draw.Whole(0, 1) == 0 ? host::Divider::kHv1 : host::Divider::kHv2;
+  plan.relays = draw.Whole(0, 1) == 0;
+  const Real peak = std::numbers::sqrt2_v<Real> * plan.target /
+                    std::abs(device.Impedance(plan.frequency)) / kHeadroom;
+  plan.current_range = static_cast<int>(std::floor(std::log10(kLargestCurrent / peak))) + 1;
+  if (plan.current_range > kLastCurrentRange) plan.current_range = kLastCurrentRange;
+  const Real full_scale = kLargestCurrent * std::pow(Real{10}, 1 - plan.current_range);
+  return plan.current_range >= 1 && peak > full_scale / 1000;
+}
+
+class Measure : public testing::Test {
+ protected:
+  Measure() { bench_.StartDaemon(); }
+
+  void Set(const std::string& name, const std::string& value) {
+    const auto result = bench_.Control({"set", name, value});
+    ASSERT_EQ(result.status, 0) << name << " " << value << ": " << result.output;
+  }
+  std::unique_ptr<host::Transport> Road(const char* via, int timeout_ms = kTimeoutMs) {
+    std::string error;
+    const auto road = host::RoadInto(bench_.root.Path(), via, error);
+    EXPECT_TRUE(road) << error;
+    return host::MakeTransport(*road, timeout_ms);
+  }
+  /// A test up to its start. The caller keeps the road.
+  bool StartTest(host::TestRun& run, const TestPlan& plan) {
+    return run.BeginRow() && run.SetUp(plan) && run.Update(plan) && run.Start();
+  }
+  std::optional<TestResult> Run(host::Transport& road, const TestPlan& plan) {
+    std::ostringstream out;
+    host::Session session(road, false, out, out);
+    host::TestRun run(session);
+    host::TestTiming timing;
+    // a direct result is the average of 90 blocks, which takes 3 s
+    timing.settle = std::chrono::seconds(plan.dc ? 5 : 1);
+    run.BeginRow();
+    const auto result = run.Measure(plan, timing);
+    run.EndRow();
+    EXPECT_EQ(run.failure().status, ExitStatus::kOk)
+        << run.failure().step << ": " << run.failure().reason;
+    return result;
+  }
+  /// The bushing at line frequency, through the whole chain.
+  void ExpectRightMeasurement() {
+    const Device bushing{Device::kLossyCapacitor, 2.16529e9L, 350e-12L, 0};
+    Set("dut.circuit", bushing.Text());
+    const TestPlan plan = BushingPlan();
+    const auto road = Road("host");
+    const auto result = Run(*road, plan);
+    ASSERT_TRUE(result);
+    ExpectDevice(*result, bushing, plan);
+  }
+  static TestPlan BushingPlan() {
+    TestPlan plan;
+    plan.target = plan.highest = 10000;
+    plan.source =
+        host::SourceWord(Msg::internalHVVoltageSourceE, 2, Msg::AC_Volt, Msg::ACDC_Current);
+    plan.divider = host::Divider::kHv1;
+    plan.current_range = 5;
+    return plan;
+  }
+
+  test::Bench bench_;
+};
+
+TEST_F(Measure, DevicesOverDecades) {
+  Draw draw(Seed());
+  const auto road = Road("host");
+  for (std::uint64_t left = Number("Q5_DEVICES", 6); left > 0;) {
+    const Device device = DrawDevice(draw);
+    TestPlan plan;
+    if (!DrawPlan(draw, device, plan)) continue;
+    --left;
+    SCOPED_TRACE(fmt::format("{} at {} V, {} Hz, current range {}", device.Text(), plan.target,
+                             plan.frequency, plan.current_range));
+    Set("dut.circuit", device.Text());
+    const auto result = Run(*road, plan);
+    ASSERT_TRUE(result);
+    ExpectDevice(*result, device, plan);
+  }
+}
+
+// The offsets of the front ends are taken away as on a bench: by hand, at the DACs.
+TEST_F(Measure, DirectCurrent) {
+  Set("dut.circuit", "series R=1.6");
+  TestPlan plan;
+  plan.type = Msg::TEST_DCIR;
+  plan.dc = true;
+  plan.target = plan.highest = 2;
+  plan.source =
+      host::SourceWord(Msg::internalDCLVVoltageSourceE, 3, Msg::DC_Volt, Msg::ACDC_Current);
+  plan.voltage_range = 1;
+  plan.current_range = 2;
+  // offset x DAC counts a count, of the shipped boards' 2.5 V and 7.5 A ranges
+  const auto dac = [](double offset, double per_count) {
+    return std::to_string(0x8000 + std::lround(offset * per_count));
+  };
+  Set("i2c.MEAS_CH1.DAC8571.dac0", dac(-802.24, 0.9959));
+  Set("i2c.MEAS_CH2.DAC8571.dac0", dac(1.0304e5, 0.01006));
+  const auto road = Road("host");
+  const auto result = Run(*road, plan);
+  ASSERT_TRUE(result);
+  const Seen seen(*result);
+  ExpectClose(seen.volts, 2, "volts");
+  ExpectClose(seen.amperes, 2 / 1.6L, "amperes");
+  ExpectClose(seen.ohms, 1.6L, "ohms");
+}
+
+TEST_F(Measure, AHostThatFallsSilent) {
+  const auto road = Road("host");
+  std::ostringstream out;
+  host::Session session(*road, false, out, out);
+  {
+    host::TestRun run(session);
+    ASSERT_TRUE(StartTest(run, BushingPlan()));
+    std::this_thread::sleep_for(std::chrono::seconds(9));
+  }
+  const auto again = Road("host");
+  ExpectRightMeasurement();
+}
+
+TEST_F(Measure, TwoHostsAtOnce) {
+  std::atomic<bool> done = false;
+  std::atomic<int> answers = 0;
+  std::thread other([&] {
+    const auto road = Road("bus");
+    for (int i = 0; !done; ++i) {
+      const host::Bytes request = i % 2 == 0 ? host::PlainRequest(Msg::HMP_ACK_PROGRESS)
+                                             : host::ResultRequest(Msg::MSG6_RSLTYPE_FIR_SLOW);
+      host::Reply reply;
+      const auto exchange = road->Ask(request);
+      EXPECT_EQ(exchange.error, "");
+      EXPECT_EQ(host::ReadReply(request, exchange.reply, reply), "");
+      ++answers;
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+  });
+  ExpectRightMeasurement();
+  done = true;
+  other.join();
+  EXPECT_GT(answers, 50);
+}
+
+TEST_F(Measure, TheDaemonDiesInATest) {
+  {
+    const auto road = Road("host", 500);
+    std::ostringstream out;
+    host::Session session(*road, false, out, out);
+    host::TestRun run(session);
+    ASSERT_TRUE(StartTest(run, BushingPlan()));
+    bench_.daemon->Signal(SIGKILL);
+    ASSERT_TRUE(bench_.daemon->Wait());
+  }
+  bench_.StartDaemon();
+  ExpectRightMeasurement();
+}
+
+TEST_F(Measure, RequestsOutOfOrder) {
+  const auto road = Road("host");
+  const TestPlan plan = BushingPlan();
+  const host::Bytes set_up = host::SetUpRequest(plan), leads = host::PathRequest(plan),
+                    update = host::UpdateRequest(plan),
+                    start = host::PlainRequest(Msg::HMP_START_TEST),
+                    stop = host::PlainRequest(Msg::HMP_STOP_TEST),
+                    pause = host::PlainRequest(Msg::HMP_PAUSE_TEST),
+                    poll = host::ResultRequest(Msg::MSG6_RSLTYPE_FIR_SLOW);
+  const std::vector<host::Bytes> orders[] = {
+      {poll, stop, pause, start, stop},            // nothing was set up
+      {update, start, poll, stop},                 // set-up skipped
+      {set_up, start, leads, update, poll, stop},  // started too early
+      {set_up, set_up, leads, leads, update, update, start, start, poll, poll, stop, stop},
+      {set_up, leads, update, start, set_up, poll}  // left without a stop
+  };
+  for (const auto& order : orders) {
+    for (const host::Bytes& request : order) {
+      host::Reply reply;
+      const auto exchange = road->Ask(request);
+      ASSERT_EQ(exchange.error, "");
+      EXPECT_EQ(host::ReadReply(request, exchange.reply, reply), "");
+    }
+  }
+  road->Ask(host::PlainRequest(Msg::HMP_END_ROW));
+  const auto result = Run(*road, plan);
+  ASSERT_TRUE(result);
+  ExpectClose(Seen(*result).volts, 10000, "volts");
+}
+
+TEST_F(Measure, AnyRequestsInAnyOrder) {
+  test::RequestDraw draw(Seed());
+  const auto count = Number("Q5_REQUESTS", 1500);
+  long resident = 0;
+  {
+    const auto road = Road("host");
+    for (std::uint64_t i = 0; i < count; ++i) {
+      const host::Bytes request = draw.Next();
+      host::Reply reply;
+      const auto exchange = road->Ask(request);
+      ASSERT_EQ(exchange.error, "") << "request " << i << ": " << host::HexText(request);
+      ASSERT_EQ(host::ReadReply(request, exchange.reply, reply), "")
+          << "request " << i << ": " << host::HexText(request);
+      if (i == count / 5) resident = bench_.daemon->ResidentKib();
+    }
+    for (const auto opcode : {Msg::HMP_STOP_TEST, Msg::HMP_END_ROW}) {
+      road->Ask(host::PlainRequest(opcode));
+    }
+  }
+  EXPECT_TRUE(bench_.daemon->Running());
+  EXPECT_LT(bench_.daemon->ResidentKib() - resident, 16 * 1024) << "of " << resident << " KiB";
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));  // ethb misses the host
+  ExpectRightMeasurement();
+}
+
+}  // namespace

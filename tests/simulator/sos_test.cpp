@@ -1,0 +1,289 @@
+// The source module and the main module's relays, driven by host records, seen at the source's
+// values and in the samples.
+#include "simulator/sos.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "common/msg/checksum.h"
+#include "common/msg/hmp_opcodes.h"
+#include "common/msg/hmp_service.h"
+#include "simulator/tos.h"
+#include "tests/simulator/sample_fixture.h"
+
+namespace simulator {
+namespace {
+
+using Msg::HmpOpcode;
+
+/// The bytes of a record whose fields are set, complete with length and checksum.
+template <class Record>
+std::vector<std::byte> Bytes(HmpOpcode opcode, Record record) {
+  record.opcode = opcode;
+  record.len = sizeof record - Msg::kFrameOverhead;
+  std::vector<std::byte> bytes(sizeof record);
+  std::memcpy(bytes.data(), &record, sizeof record);
+  const std::uint16_t sum = Msg::ByteSum(bytes.data(), bytes.size() - 2);
+  std::memcpy(bytes.data() + bytes.size() - 2, &sum, sizeof sum);
+  return bytes;
+}
+
+std::vector<std::byte> SetUpVoltage(int source_word, int most) {
+  Msg::HmpIniTestParamReq record{};
+  record.testype = Msg::TEST_HVVFPF;
+  record.voltsrc = static_cast<std::int16_t>(source_word);
+  record.voltmax = static_cast<std::int16_t>(most);
+  return Bytes(Msg::HMP_INI_TEST_PARAM, record);
+}
+
+std::vector<std::byte> SetUpCurrent(int source_word, int most) {
+  Msg::HmpIniTestParamReqI record{};
+  record.currentsrc = static_cast<std::int16_t>(source_word);
+  record.ampmax = static_cast<std::int16_t>(most);
+  return Bytes(Msg::HMP_INI_TEST_PARAM_I, record);
+}
+
+std::vector<std::byte> Update(int target, float hertz = 60, int polarity = 0) {
+  Msg::HmpUpdTestParamReq record{};
+  record.volttarget = static_cast<std::int16_t>(target);
+  record.frequency = hertz;
+  record.polarity = static_cast<std::int16_t>(polarity);
+  return Bytes(Msg::HMP_UPD_TEST_PARAM, record);
+}
+
+std::vector<std::byte> UpdateCurrent(int amp, int polarity = 0) {
+  Msg::HmpUpdTestParamReqI record{};
+  record.amp = static_cast<std::int16_t>(amp);
+  record.frequency = 60;
+  record.polarity = static_cast<std::int16_t>(polarity);
+  return Bytes(Msg::HMP_UPD_TEST_PARAM_I, record);
+}
+
+std::vector<std::byte> Plain(HmpOpcode opcode) { return Bytes(opcode, Msg::HmpStartTestReq{}); }
+
+constexpr int kHv = 0x210 | Msg::internalHVVoltageSourceE;
+constexpr int kLv = 0x210 | Msg::internalLVVoltageSourceE;
+
+class SosTest : public SampleTest {
+ protected:
+  void StartModules() {
+    Start60Hz();
+    sos_.emplace(Sos::Setup{[this] { return allok_.load(); }}, clock_, instrument_->Source(),
+                 instrument_->Units());
+    tos_.emplace(instrument_->Path(), 1, instrument_->Units());
+  }
+  void Hear(const std::vector<std::byte>& record) {
+    tos_->Hear(record);
+    sos_->Hear(record);
+  }
+  /// A voltage test that runs and has reached its target.
+  void Run(int source_word, int target, float hertz = 60) {
+    Hear(SetUpVoltage(source_word, target));
+    Hear(Update(target, hertz));
+    Hear(Plain(Msg::HMP_START_TEST));
+    Pass(400);
+  }
+  void Pass(int milliseconds) {
+    for (int i = 0; i < milliseconds; i += 5) {
+      clock_.Advance(std::chrono::milliseconds(5));
+      instrument_->Update();
+      sos_->Update();
+    }
+  }
+  std::string State() { return Control("get sos.state"); }
+  SourceSettings Source() { return instrument_->Source().Get(); }
+
+  std::atomic<bool> allok_{true};
+  std::optional<Sos> sos_;
+  std::optional<Tos> tos_;
+};
+
+TEST_F(SosTest, DrivesWhatTheSourceWordSays) {
+  StartModules();
+  struct Row {
+    std::vector<std::byte> set_up, update;
+    SourceSettings::Kind kind;
+    double amplitude, dc, degrees;
+  };
+  using enum SourceSettings::Kind;
+  const Row rows[] = {
+      {SetUpVoltage(kHv, 12000), Update(10000), kVoltage, 10000, 0, 0},
+      {SetUpVoltage(kLv, 240), Update(100, 50, 1), kVoltage, 100, 0, 180},
+      {SetUpVoltage(0x330 | 5, 24), Update(24, 60, 1), kVoltage, 0, -24, 0},
+      {SetUpCurrent(0x130 | 3, 20), UpdateCurrent(0), kCurrent, 0, 20, 0},
+      {SetUpCurrent(0x110 | 6, 20), UpdateCurrent(5), kCurrent, 5, 0, 0},
+  };
+  for (const Row& row : rows) {
+    Hear(row.set_up);
+    Hear(row.update);
+    EXPECT_FALSE(Source().on);
+    Hear(Plain(Msg::HMP_START_TEST));
+    Pass(400);
+    const SourceSettings source = Source();
+    EXPECT_TRUE(source.on);
+    EXPECT_EQ(source.kind, row.kind);
+    EXPECT_EQ(source.amplitude, row.amplitude);
+    EXPECT_EQ(source.dc, row.dc);
+    EXPECT_EQ(source.degrees, row.degrees);
+    EXPECT_FALSE(source.hertz.has_value());
+    Hear(Plain(Msg::HMP_STOP_TEST));
+    EXPECT_FALSE(Source().on);
+    EXPECT_EQ(State(), "ok idle");
+  }
+}
+
+TEST_F(SosTest, RampsAndGoesThroughZeroForAnotherWave) {
+  StartModules();
+  Run(kLv, 100);
+  Hear(SetUpVoltage(kLv, 200));  // a set-up in the middle of a test ends it
+  EXPECT_FALSE(Source().on);
+  Hear(Update(50));
+  Hear(Plain(Msg::HMP_START_TEST));
+  EXPECT_FALSE(Source().on);  // still on the way down
+  Pass(270);
+  EXPECT_TRUE(Source().on);
+  EXPECT_EQ(Source().ramp, 50 / 0.25);
+
+  Hear(Update(200));
+  EXPECT_EQ(Source().amplitude, 200);  // the same wave: straight to the new target
+  EXPECT_TRUE(Source().on);
+  for (const auto& update : {Update(200, 60, 1), Update(200, 50, 1)}) {
+    Hear(update);
+    EXPECT_FALSE(Source().on);
+    Pass(200);
+    EXPECT_FALSE(Source().on);
+    Pass(100);
+    EXPECT_TRUE(Source().on);
+  }
+  EXPECT_EQ(Source().degrees, 180);
+  Hear(Plain(Msg::HMP_PAUSE_TEST));
+  EXPECT_FALSE(Source().on);
+  EXPECT_EQ(State(), "ok paused");
+  Hear(Plain(Msg::HMP_START_TEST));
+  Pass(400);
+  EXPECT_FALSE(Source().on);  // only a stop or a set-up follows a pause
+}
+
+TEST_F(SosTest, NothingChangesWithoutARightRecordInItsPlace) {
+  StartModules();
+  SourceSettings by_hand = Source();
+  by_hand.amplitude = 7;
+  instrument_->Source().Set(by_hand);
+  auto damaged = SetUpVoltage(kLv, 100);
+  damaged[18] ^= std::byte{1};
+  auto shortened = SetUpVoltage(kLv, 100);
+  shortened.pop_back();
+  auto long_record = SetUpVoltage(kLv, 100);
+  long_record[5] = std::byte{0x7F};
+  const std::vector<std::vector<std::byte>> strange = {{},
+                                                       {std::byte{3}},
+                                                       damaged,
+                                                       shortened,
+                                                       long_record,
+                                                       Plain(Msg::HMP_INI_TEST_PARAM),
+                                                       Update(50),
+                                                       Plain(Msg::HMP_START_TEST),
+                                                       Plain(Msg::HMP_PAUSE_TEST),
+                                                       SetUpVoltage(1, 100),
+                                                       SetUpCurrent(4, 100),
+                                                       SetUpVoltage(3, 100),
+                                                       SetUpCurrent(kLv, 100),
+                                                       SetUpVoltage(kLv, -1)};
+  for (const auto& record : strange) {
+    Hear(record);
+    Hear(Plain(Msg::HMP_START_TEST));
+    Pass(5);
+    EXPECT_EQ(State(), "ok idle");
+    EXPECT_EQ(Source(), by_hand);
+  }
+
+  Hear(SetUpVoltage(kLv, 100));
+  Hear(Plain(Msg::HMP_START_TEST));
+  EXPECT_EQ(State(), "ok set up");
+  constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+  constexpr float kInfinity = std::numeric_limits<float>::infinity();
+  const std::vector<std::vector<std::byte>> refused = {
+      Update(101),      Update(-1),          Update(50, 60, 2), Update(50, 60, -1),
+      Update(50, 0),    Update(50, 1000.1F), Update(50, kNan),  Update(50, kInfinity),
+      UpdateCurrent(50)};
+  for (const auto& record : refused) {
+    Hear(record);
+    EXPECT_EQ(State(), "ok set up");
+  }
+  Hear(Update(100, 1000));
+  EXPECT_EQ(State(), "ok ready");
+}
+
+TEST_F(SosTest, AllokAndAFaultSwitchOff) {
+  StartModules();
+  allok_ = false;
+  Run(kLv, 100);
+  EXPECT_FALSE(Source().on);
+  allok_ = true;
+  Run(kLv, 100);
+  EXPECT_TRUE(Source().on);
+  allok_ = false;
+  Pass(5);
+  EXPECT_FALSE(Source().on);
+  EXPECT_EQ(Source().ramp, 0);
+  allok_ = true;
+  Pass(400);
+  EXPECT_FALSE(Source().on);  // a new test is needed
+
+  Run(kLv, 100);
+  ASSERT_EQ(Control("fault sos off"), "ok");
+  Pass(5);
+  EXPECT_FALSE(Source().on);
+  Run(kLv, 100);
+  EXPECT_FALSE(Source().on);
+  ASSERT_EQ(Control("fault sos ok"), "ok");
+  Run(kLv, 100);
+  EXPECT_TRUE(Source().on);
+}
+
+// 10 kV at the bushing: far beyond the input without the divider, and as its calibration tells
+// behind it.
+TEST_F(SosTest, HighVoltageComesThroughTheDivider) {
+  StartModules();
+  Prepare(0, InputMode::kAcVolt, 2, 0x24);
+  ASSERT_EQ(Control("set samples.noise 0"), "ok");
+  Msg::HmpLeadConfigReq leads{};
+  leads.energize = 1 << 10;
+  Msg::HmpTestRlyReq relays{};
+  relays.m1vp = 0x0800;
+  relays.m1vn = 0x2000;
+  struct Row {
+    std::vector<std::byte> record;
+    const char* path;
+    long double ratio, gain, gain_slope, lag, lag_slope;
+  };
+  // the file of the main module's reference board
+  const Row rows[] = {
+      {Bytes(Msg::HMP_LEAD_CONFIG, leads), "ok HV1", 50.006L, 1.00021L, 1.2e-7L, 1.1e-5L, 3e-8L},
+      {Bytes(Msg::HMP_TEST_RLY, relays), "ok HV2", 49.9935L, 0.99974L, -8e-8L, -7e-6L, 2.5e-8L}};
+  const ChannelHardware& hardware = Board(0).Hardware();
+  for (const Row& row : rows) {
+    Hear(row.record);
+    EXPECT_EQ(Control("get path.meas1"), row.path);
+    Run(kHv, 10000);
+    StartSampling();
+    AdvancePairs(512 * 40);
+    const auto input =
+        std::polar(10000 * std::sqrt(2.0L) / row.ratio / (row.gain + 60 * row.gain_slope),
+                   -(row.lag + 60 * row.lag_slope));
+    const auto response =
+        std::complex<long double>(hardware.Response(InputMode::kAcVolt, 0x24, 2, 60));
+    const auto seen = Project(0, 512 * 8, 32);
+    EXPECT_LT(std::abs(seen / response / input - 1.0L), 2e-6L) << row.path;
+    StopSampling();
+    Hear(Plain(Msg::HMP_STOP_TEST));
+  }
+  Hear(Bytes(Msg::HMP_LEAD_CONFIG, Msg::HmpLeadConfigReq{}));
+  EXPECT_EQ(Control("get path.meas1"), "ok direct");
+}
+
+}  // namespace
+}  // namespace simulator
