@@ -163,7 +163,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
 
   /// The kind of result that the host asked for before the last time, and last; -1 for none.
   std::array<short, 2> _filterselect{-1, -1};
-  int _snapshotcounter = 0;  ///< tests that have ended
+  int snapshotcounter = 0;  ///< tests that have ended
   // The dividers in front of the channels: a scale and corrections.
   const Dev::mode_range_table_ent* measV = nullptr;
   const Dev::mode_range_table_ent* meas1 = nullptr;

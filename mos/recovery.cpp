@@ -33,9 +33,9 @@ void Quiesce(const char* func) {
 
 }  // namespace
 
-int AllokCB(void* manager) { return static_cast<MeasMgr*>(manager)->AllokRecovery(); }
-int MessageMonitorCB(void* manager) { return static_cast<MeasMgr*>(manager)->MessageMonitor(); }
-int TestMonitorCB(void* manager) { return static_cast<MeasMgr*>(manager)->TestMonitor(); }
+int AllokCB(void* mgr) { return static_cast<MeasMgr*>(mgr)->AllokRecovery(); }
+int MessageMonitorCB(void* mgr) { return static_cast<MeasMgr*>(mgr)->MessageMonitor(); }
+int TestMonitorCB(void* mgr) { return static_cast<MeasMgr*>(mgr)->TestMonitor(); }
 
 void QuiesceSM() {
   logger_mgr::print(measurementL, kError, 0, "%s:safety switch \n", __func__);

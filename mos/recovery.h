@@ -4,10 +4,10 @@
 
 namespace Mos {
 
-// Callbacks of the timers; `manager` is the MeasMgr.
-int AllokCB(void* manager);
-int MessageMonitorCB(void* manager);
-int TestMonitorCB(void* manager);
+// Callbacks of the timers; `mgr` is the MeasMgr.
+int AllokCB(void* mgr);
+int MessageMonitorCB(void* mgr);
+int TestMonitorCB(void* mgr);
 
 /// Tells both channels to come to rest. Any thread.
 void QuiesceSM();

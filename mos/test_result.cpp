@@ -76,10 +76,10 @@ short StatusWithDischarge(const Poll& poll) {
   return static_cast<short>(ChannelsStatus() | poll.discharge);
 }
 
-void TakeVlfValues(Poll& poll, const acquisition::Averager* averager) {
+void TakeVlfValues(Poll& poll, const acquisition::Averager* g_avgfastFilter) {
   std::array<double, 2> avgfast{};
   poll.duration = poll.filters.g_slowFilter->GetSettleTime();
-  if (averager != nullptr) averager->GetPhasors(avgfast.data());
+  if (g_avgfastFilter != nullptr) g_avgfastFilter->GetPhasors(avgfast.data());
   poll.volt = static_cast<float>(avgfast[0]);
   poll.amp = static_cast<float>(avgfast[1]);
   poll.ffvolt = poll.volt * poll.unit1.factor;
@@ -130,9 +130,9 @@ void TakeDemagValues(Poll& poll) {
   logger_mgr::print(measurementL, kInfo, 0, "Fast filter selected \n");
 }
 
-void TakeValues(Poll& poll, const acquisition::Averager* averager) {
+void TakeValues(Poll& poll, const acquisition::Averager* g_avgfastFilter) {
   if (!poll.filters.BothThere()) return;
-  if (IsOpenSlowCycle()) return TakeVlfValues(poll, averager);
+  if (IsOpenSlowCycle()) return TakeVlfValues(poll, g_avgfastFilter);
   if (ghmp->IsDCTest()) return TakeDcValues(poll);
   if (ghmp->testype != Msg::TEST_DEMAG) return TakeAcValues(poll);
   TakeDemagValues(poll);

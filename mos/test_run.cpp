@@ -181,7 +181,7 @@ int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep*
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   logger_mgr::print(measurementL, kInfo, 0, "End Test max_sample ch1 %d ch2 %d\n",
                     ghmp->GetMaxSampleRepetitions(0), ghmp->GetMaxSampleRepetitions(1));
-  ++_snapshotcounter;
+  ++snapshotcounter;
   return 0;
 }
 

@@ -450,10 +450,9 @@ int MeasMgr::PendingFrequency(float frequency, int curange, int voltscal) {
                     __func__, __LINE__, double{frequency}, selected);
   if (selected != 0) return selected;
   AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_SOURCE_RAMPED_TO_ZERO);
-  logger_mgr::print(
-      measurementL, kInfo, 0,
-      "%s.%d: pubsub notify_both_channels(AcquisitionSystem::ACQ_EVT_SOURCE_RAMPED_TO_ZERO)\n",
-      __func__, __LINE__);
+  logger_mgr::print(measurementL, kInfo, 0,
+                    "%s.%d: pubsub notify_both_channels(ACQ_EVT_SOURCE_RAMPED_TO_ZERO)\n", __func__,
+                    __LINE__);
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   return 0;
 }

@@ -1,5 +1,6 @@
-// Round trip of the progress request through the daemon, beside a bare ZeroMQ router that echoes
-// the same frames in a process of its own; start-up time; resident memory.
+// Round trip of the progress request through the daemon, and of the result poll in a running test,
+// beside a bare ZeroMQ router that echoes the same frames in a process of its own; start-up time;
+// resident memory.
 //   spine_benchmark [requests for the memory figure, default 100000]
 //
 // Daemon and echo are asked in turns of a few hundred requests, so that both see the same machine.
@@ -17,14 +18,26 @@
 #include <thread>
 #include <vector>
 
+#include "tests/common/msg/wire.h"
 #include "tests/integration/process.h"
 
 namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-// The progress request, and how its checksum comes about: 0x46.
-constexpr unsigned char kProgress[8] = {0, 0, 0x46, 0, 0, 0, 0x46, 0};
+const test::Bytes kProgress = test::WireRecord(0x46);
+const test::Bytes kResult = test::WireRecord(0x06, {1, 0, 0, 0});
+
+// A test on the daemon's own terms: 100 V, 60 Hz, voltage on channel 1 and current on channel 2.
+std::vector<test::Bytes> RunningTest() {
+  test::Bytes set_up, update;
+  for (int word : {7, 0x1200, 0, 0, 0, 0, 100}) test::PutWord(set_up, word);
+  set_up.resize(32);
+  for (int word : {0, 0, 0, 0, 0, 0, 100, 0, 0}) test::PutWord(update, word);
+  update.insert(update.end(), {0, 0, 0x70, 0x42});  // 60.0
+  return {test::WireRecord(0x03, set_up), test::WireRecord(0x17, test::Bytes(36)),
+          test::WireRecord(0x04, update), test::WireRecord(0x05)};
+}
 
 [[noreturn]] void RunEcho(const std::vector<std::string>& uris) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -59,11 +72,11 @@ class Client {
   Client& operator=(const Client&) = delete;
 
   // Microseconds of one round trip.
-  double Ask() {
+  double Ask(const test::Bytes& record = kProgress) {
     const auto start = SteadyClock::now();
     zmq_send(socket_, "", 0, ZMQ_SNDMORE);
     zmq_send(socket_, "1", 1, ZMQ_SNDMORE);
-    zmq_send(socket_, kProgress, sizeof kProgress, 0);
+    zmq_send(socket_, record.data(), record.size(), 0);
     char buffer[256];
     for (int frame = 0; frame < 3; ++frame) {
       if (zmq_recv(socket_, buffer, sizeof buffer, 0) < 0) {
@@ -82,14 +95,15 @@ double Quantile(std::vector<double>& sorted, double share) {
   return sorted[static_cast<size_t>(share * static_cast<double>(sorted.size() - 1))];
 }
 
-void Compare(const char* name, Client& daemon, Client& echo, int turns, int per_turn, int gap_ms) {
+void Compare(const char* name, Client& daemon, Client& echo, int turns, int per_turn, int gap_ms,
+             const test::Bytes& record = kProgress) {
   std::vector<double> of_daemon, of_echo;
-  for (int i = 0; i < 200; ++i) daemon.Ask(), echo.Ask();
+  for (int i = 0; i < 200; ++i) daemon.Ask(record), echo.Ask(record);
   for (int turn = 0; turn < turns; ++turn) {
     for (auto [client, times] : {std::pair{&daemon, &of_daemon}, {&echo, &of_echo}}) {
       for (int i = 0; i < per_turn; ++i) {
         if (gap_ms > 0) std::this_thread::sleep_for(std::chrono::milliseconds(gap_ms));
-        times->push_back(client->Ask());
+        times->push_back(client->Ask(record));
       }
     }
   }
@@ -138,6 +152,11 @@ int main(int argc, char* argv[]) {
     Compare("tcp back to back", daemon_tcp, to_echo_tcp, 40, 500, 0);
     Compare("ipc 5 ms gaps", daemon_ipc, to_echo_ipc, 20, 50, 5);
     Compare("tcp 5 ms gaps", daemon_tcp, to_echo_tcp, 20, 50, 5);
+
+    for (const test::Bytes& request : RunningTest()) daemon_ipc.Ask(request);
+    Compare("0x46 in a test", daemon_ipc, to_echo_ipc, 40, 200, 0);
+    Compare("0x06 in a test", daemon_ipc, to_echo_ipc, 40, 200, 0, kResult);
+    daemon_ipc.Ask(test::WireRecord(0x07));
 
     const long idle = bench.daemon->ResidentKib();
     for (long i = 0; i < requests; ++i) daemon_ipc.Ask();

@@ -1,27 +1,13 @@
 // MeasMgr::Init on the virtual instrument: what a whole board gives, and what a broken one costs.
 #include <gtest/gtest.h>
 
-#include "mos/meas_mgr.h"
-#include "simulator/root_dir.h"
-#include "tests/common/dev/i2c/board_machine.h"
+#include "tests/mos/daemon_bench.h"
 
 namespace {
 
-class StartUp : public BoardMachine, public testing::Test {
+class StartUp : public DaemonBench, public testing::Test {
  protected:
-  explicit StartUp(const simulator::Config& its_config = {}) : BoardMachine(its_config) {
-    EXPECT_EQ(root_dir.Claim(root.Path()), "");
-    EXPECT_EQ(root_dir.WriteFiles(config), "");
-  }
-  int Init() {
-    const auto revision = static_cast<int>(config.board_revision);
-    manager.SetRevision(revision);
-    return manager.Init(revision);
-  }
-  std::string Register(const std::string& name) { return Control("get fpga." + name); }
-
-  simulator::RootDir root_dir;
-  Mos::MeasMgr manager{i2c, "Test.MeasMgr", 0};
+  explicit StartUp(const simulator::Config& its_config = {}) : DaemonBench(its_config) {}
 };
 
 TEST_F(StartUp, AWholeBoardHasNothingToTell) {

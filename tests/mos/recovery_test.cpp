@@ -1,0 +1,91 @@
+// What the daemon does by itself: a silent host, a dropped ALLOK line, a voltage above its limit.
+#include <gtest/gtest.h>
+
+#include "common/dev/fpga/fpga_dev.h"
+#include "common/monitor/monitor.h"
+#include "mos/process_objects.h"
+#include "mos/recovery.h"
+#include "tests/mos/daemon_bench.h"
+#include "tests/platform/bare_machine.h"
+
+namespace {
+
+using Msg::ghmp;
+using std::chrono::seconds;
+
+// The timers run on a clock that only the test moves.
+class SilentHost : public testing::Test {
+ protected:
+  SilentHost() {
+    Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
+    EXPECT_EQ(monitor::Init(), 0);
+    Ask(0x03, 32);
+    Mos::MeasMgr::startflag = true;
+  }
+  ~SilentHost() override {
+    Mos::msgmonitorm.StopTimer();
+    monitor::End();
+  }
+  void Ask(int opcode, int payload = 0) {
+    int result = 0;
+    AskManager(manager, test::WireRecord(opcode, test::Bytes(static_cast<std::size_t>(payload))),
+               result);
+  }
+
+  platform::MachineInPlace<> machine;
+  libconfig::Config config;
+  Dev::I2cMgr i2c{nullptr, 0};
+  Mos::MeasMgr manager{i2c, nullptr, 0};
+};
+
+TEST_F(SilentHost, IsGivenEightSecondsFromItsLastMessage) {
+  for (const auto& [opcode, payload] :
+       {std::pair{0x46, 0}, {0x04, 22}, {0x34, 22}, {0x06, 4}, {0x17, 36}, {0x27, 0}, {0x03, 32}}) {
+    machine.clock.Advance(seconds(7));
+    Ask(opcode, payload);
+    EXPECT_TRUE(Mos::MeasMgr::startflag) << opcode;
+  }
+  machine.clock.Advance(seconds(7));
+  Ask(0x16, 4);  // does not count
+  machine.clock.Advance(std::chrono::milliseconds(1100));
+  EXPECT_FALSE(Mos::MeasMgr::startflag);
+  EXPECT_FALSE(ghmp->testStart);
+  EXPECT_TRUE(ghmp->GetConsumerFlag());
+  EXPECT_FALSE(Mos::msgmonitorm.IsTimerAlive());
+  Ask(0x03, 32);
+  EXPECT_TRUE(ghmp->testStart);
+  EXPECT_TRUE(Mos::msgmonitorm.IsTimerAlive());
+}
+
+TEST_F(SilentHost, IsNotWatchedAfterAStop) {
+  Ask(0x07);
+  ghmp->SetStartTest(true);
+  machine.clock.Advance(seconds(60));
+  EXPECT_TRUE(ghmp->testStart);
+}
+
+class AllokLine : public DaemonBench, public testing::Test {};
+
+TEST_F(AllokLine, IsRaisedAgainOncePerDrop) {
+  ASSERT_EQ(Init(), 0);
+  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  ASSERT_EQ(fpga->ClearALLOK(), 0);
+  Mos::AllokCB(&manager);
+  EXPECT_EQ(Errors(), std::vector<int>{});
+  ASSERT_EQ(fpga->SetALLOK(), 0);
+  ASSERT_EQ(fpga->GetALLOKOut(), 0);
+  Mos::AllokCB(&manager);
+  Mos::AllokCB(&manager);
+  EXPECT_NE(fpga->GetALLOKOut(), 0);
+  EXPECT_EQ(Errors(), (std::vector<int>{2, 1104}));
+}
+
+TEST_F(AllokLine, AStopRaisesItToo) {
+  ASSERT_EQ(Init(), 0);
+  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  ASSERT_EQ(fpga->SetALLOK(), 0);
+  EXPECT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
+  EXPECT_NE(fpga->GetALLOKOut(), 0);
+}
+
+}  // namespace

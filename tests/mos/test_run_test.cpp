@@ -1,0 +1,192 @@
+// A test from set-up to stop on the virtual board, with the device under test's true values.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <thread>
+
+#include "common/acquisition/range_table.h"
+#include "common/acquisition/ranging/acq_chan.h"
+#include "common/dev/fpga/fpga_dev.h"
+#include "common/msg/safety_nak.h"
+#include "tests/mos/daemon_bench.h"
+
+namespace {
+
+using namespace AcquisitionSystem;  // NOLINT(google-build-using-namespace)
+using Msg::ghmp;
+
+constexpr short kVoltageWord = 0x1200;
+constexpr int kKilovoltsAndAmperes = Msg::RSLT_CH1_KILOVOLTS | Msg::RSLT_CH2_AMPERES;
+
+class TestRun : public DaemonBench, public testing::Test {
+ protected:
+  void SetUp() override {
+    Mos::MeasMgr::StartResults();
+    ASSERT_EQ(Init(), 0);
+  }
+  void SetUpTest(short volts, int current_range, float hertz) {
+    Msg::HmpIniTestParamReq set_up{};
+    set_up.testype = Msg::TEST_HVVFPF;
+    set_up.voltsrc = kVoltageWord;
+    set_up.voltmax = volts;
+    ASSERT_EQ(Send(0x03, set_up), 6);
+    ASSERT_EQ(Send(0x17, Msg::HmpTestRlyReq{}), 6);
+    Msg::HmpUpdTestParamReq update{};
+    update.volttarget = volts;
+    update.curange = static_cast<short>(current_range);
+    update.frequency = hertz;
+    ASSERT_EQ(Send(0x04, update), 6);
+    ASSERT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);
+  }
+  /// Polls until the data is valid.
+  bool AwaitValid() {
+    for (int i = 0; i < 20000; ++i) {
+      Send(0x46, Msg::HmpAckProgressReq{});
+      if (test::WordAt(reply, 7) == 0) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return false;
+  }
+  Msg::HmpTestRsltRep Poll(short type = Msg::MSG6_RSLTYPE_FIR_SLOW) {
+    Msg::HmpTestRsltReq request{};
+    request.rsltype = type;
+    EXPECT_EQ(Send(0x06, request), 6);
+    Msg::HmpTestRsltRep record{};
+    EXPECT_EQ(reply.size(), sizeof record);
+    std::memcpy(&record, reply.data(), sizeof record);
+    return record;
+  }
+  /// The most sensitive range for a current (A, RMS).
+  static int RangeFor(double amperes) {
+    int best = 1;
+    for (int i = 1; i <= acquisition::range_table_size(1, Msg::ACDC_Current); ++i) {
+      const auto* entry = acquisition::get_range_table_ent(1, Msg::ACDC_Current, i);
+      if (entry->FullScale > amperes * std::numbers::sqrt2 * 1.1) best = i;
+    }
+    return best;
+  }
+};
+
+TEST_F(TestRun, MeasuresTheBushing) {
+  constexpr double kFarads = 1e-9;
+  constexpr double kTanDelta = 0.004;
+  ASSERT_EQ(Control("set source.amplitude 100"), "ok");
+  ASSERT_EQ(Control("set source.on 1"), "ok");
+  for (const float hertz : {60.0F, 50.0F, 60.0F}) {
+    SCOPED_TRACE(hertz);
+    ASSERT_EQ(Control("set source.frequency " + std::to_string(hertz)), "ok");
+    const double amperes = 100 * 2 * std::numbers::pi * double{hertz} * kFarads;
+    SetUpTest(100, RangeFor(amperes), hertz);
+    ASSERT_TRUE(AwaitValid());
+    const auto before = clock.Monotonic();
+    while (clock.Monotonic() - before < std::chrono::seconds(2)) std::this_thread::yield();
+    const auto record = Poll();
+    // a parallel R and C whose tan delta falls with the frequency
+    const double tan_delta = kTanDelta * 60 / double{hertz};
+    const double power_factor = tan_delta / std::hypot(1, tan_delta);
+    EXPECT_EQ(record.ranging, 0);
+    EXPECT_EQ(record.rsltype, kKilovoltsAndAmperes);
+    EXPECT_NEAR(record.acfcvolt, 0.1, 0.1 * 5e-4);
+    EXPECT_NEAR(record.acamps, amperes * std::hypot(1, tan_delta), amperes * 5e-4);
+    EXPECT_NEAR(record.pwrfctr / 100, power_factor, 5e-5);
+    EXPECT_NEAR(record.parlcap, kFarads * 1e12, kFarads * 1e12 * 5e-4);
+    EXPECT_GT(record.samplingduration, 0);
+    ASSERT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
+    EXPECT_FALSE(ghmp->testStart);
+    EXPECT_TRUE(ghmp->GetConsumerFlag());
+    ASSERT_EQ(Send(0x37, Msg::HmpEndRowReq{}), 6);
+  }
+  EXPECT_EQ(Errors(), std::vector<int>{});
+}
+
+TEST_F(TestRun, WithoutATestResultsAreZeroAndAStopIsAnswered) {
+  const auto record = Poll();
+  EXPECT_EQ(record.acfcvolt, 0);
+  EXPECT_EQ(record.acamps, 0);
+  EXPECT_EQ(record.rsltype, kKilovoltsAndAmperes);
+  EXPECT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
+  EXPECT_FALSE(Mos::MeasMgr::startflag);
+}
+
+TEST_F(TestRun, AnotherKindOfResultRestartsTheSlowFilterOnce) {
+  SetUpTest(100, 1, 60);
+  ASSERT_TRUE(AwaitValid());
+  const auto cycles = [] { return AcqChan::get_sineCorr_Slow()->GetCycleCount(); };
+  const auto await = [&](long count) {
+    while (cycles() < count) std::this_thread::yield();
+  };
+  // far more cycles than can pass while a handler runs
+  constexpr long kMany = 600;
+  const struct {
+    short type;
+    bool restarts;
+  } polls[] = {{1, false}, {0, true}, {0, false}, {4, true}, {1, false}};
+  for (const auto& poll : polls) {
+    await(kMany);
+    Poll(poll.type);
+    EXPECT_EQ(cycles() < kMany / 2, poll.restarts) << poll.type;
+    if (!poll.restarts) AcqChan::get_sineCorr_Slow()->reset(0);
+  }
+  EXPECT_TRUE(ghmp->resonatortuningtest);
+}
+
+TEST_F(TestRun, FaultsAreToldAtEachPollUntilAPauseHasHandedThemOver) {
+  SetUpTest(100, 1, 60);
+  ghmp->SetErrorCode(746);
+  Msg::safetyFault.Add(514, 0x48, 1, 9);
+  const auto words = [this] {
+    Send(0x06, Msg::HmpTestRsltReq{});
+    std::vector<int> list;
+    for (int i = 0; i < test::WordAt(reply, 7); ++i) {
+      list.push_back(test::WordAt(reply, static_cast<std::size_t>(9 + 2 * i)));
+    }
+    return list;
+  };
+  const std::vector<int> expected{2, 746, 12802, 0x48, 1, 9};
+  EXPECT_EQ(words(), expected);
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(words(), expected);
+  ASSERT_EQ(Send(0x07, Msg::HmpStopTestReq{}), -746);
+  EXPECT_EQ(result, 0);
+  ASSERT_EQ(Send(0x27, Msg::HmpPauseTestReq{}), 6);
+  EXPECT_EQ(words(), expected);
+  EXPECT_EQ(Send(0x06, Msg::HmpTestRsltReq{}), 6);
+  EXPECT_EQ(Errors(), std::vector<int>{});
+}
+
+TEST_F(TestRun, DiagnosticResultsChangeNothing) {
+  SetUpTest(100, 1, 60);
+  for (const auto& [opcode, size] : {std::pair{0x16, 167u}, {0x26, 179u}}) {
+    EXPECT_EQ(Send(opcode, Msg::HmpTestRsltReq{}), 6);
+    ASSERT_EQ(reply.size(), size);
+    for (std::size_t i = 7; i + 2 < size; ++i) EXPECT_EQ(reply[i], 0) << i;
+  }
+  EXPECT_TRUE(Mos::MeasMgr::startflag);
+  EXPECT_EQ(ghmp->testype, Msg::TEST_HVVFPF);
+}
+
+TEST_F(TestRun, ADcTestWithoutACurrentHasNoResistance) {
+  Msg::HmpIniTestParamReqI set_up{};
+  set_up.testype = Msg::TEST_CONTACT_RESISTANCE;
+  set_up.currentsrc = 0x1333;
+  ASSERT_EQ(Send(0x33, set_up), 6);
+  const auto record = Poll();
+  EXPECT_FALSE(std::isfinite(record.sersres) && record.acamps == 0.0F);
+}
+
+TEST_F(TestRun, RequestsOutOfOrderLeaveADaemonThatMeasures) {
+  for (const int opcode : {0x05, 0x07, 0x27, 0x07, 0x05}) Send(opcode, Msg::HmpStopTestReq{});
+  Send(0x04, Msg::HmpUpdTestParamReq{});
+  Send(0x17, Msg::HmpTestRlyReq{});
+  Send(0x06, Msg::HmpTestRsltReq{});
+  ASSERT_EQ(Send(0x37, Msg::HmpEndRowReq{}), 6);
+  ASSERT_EQ(Control("set source.amplitude 100"), "ok");
+  ASSERT_EQ(Control("set source.on 1"), "ok");
+  SetUpTest(100, RangeFor(4e-5), 60);
+  ASSERT_TRUE(AwaitValid());
+  const auto record = Poll();
+  EXPECT_NEAR(record.parlcap, 1000, 0.5);
+}
+
+}  // namespace
