@@ -14,6 +14,8 @@ constexpr double kDefaultRampSeconds = 0.25;
 constexpr double kMostRampSeconds = 60;
 /// For the pair at which a change takes effect: samples are made a few milliseconds apart.
 constexpr platform::Nanoseconds kRampMargin = std::chrono::milliseconds(10);
+/// A host that says nothing for so long is taken for dead.
+constexpr platform::Nanoseconds kLongestSilence = std::chrono::seconds(8);
 constexpr int kKindMask = 0xF;  // of a source word
 constexpr float kLeastHertz = 0.0001F;
 constexpr float kMostHertz = 1000;
@@ -86,6 +88,7 @@ Sos::Sos(Setup setup, platform::Clock& clock, SignalSource& source, Units& units
 void Sos::Hear(HostRecord record) {
   if (faults_.Chosen() == Fault::kOff) return;
   const std::lock_guard lock(mutex_);
+  if (OpcodeOf(record)) heard_at_ = clock_.Monotonic();
   HearRecord(record);
   Follow();
 }
@@ -175,6 +178,7 @@ void Sos::Update() {
     End(State::kIdle);
     if (driven_) SwitchOff(0);
   }
+  if (clock_.Monotonic() - heard_at_ > kLongestSilence) End(State::kIdle);
   Follow();
 }
 

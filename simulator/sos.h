@@ -12,7 +12,7 @@
 // values. The wave follows the measurement module's plan. A record out of this order, one with a
 // value that the measurement daemon refuses, and a test of an external source change nothing: then
 // source.* is what was set by hand. The ALLOK line, when it falls, switches off without a ramp and
-// ends the test.
+// ends the test. So do, with a ramp, 8 s without a record, as the measurement daemon has it.
 //
 // Values: sos.state ("idle", "set up", "ready", "running", "paused"), sos.target (of the last
 // update), sos.ramp (seconds from zero to the target and back, 0.25). Fault: off (the source goes
@@ -88,6 +88,7 @@ class Sos {
   Drive drive_;          ///< of the last update
   std::optional<Drive> wanted_;
   std::optional<Drive> driven_;
+  platform::Nanoseconds heard_at_{0};  ///< the last whole record
   platform::Nanoseconds quiet_at_{0};  ///< when the last ramp to zero is over
 };
 

@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "common/msg/input_mode.h"
+#include "host/request.h"
 #include "host/road.h"
 #include "host/test_run.h"
 #include "tests/integration/process.h"
@@ -93,7 +94,6 @@ void ExpectClose(Real seen, Real truth, const char* what) {
 void ExpectDevice(const TestResult& result, const Device& device, const TestPlan& plan) {
   const Seen seen(result);
   const Complex impedance = device.Impedance(plan.frequency);
-  const Real omega = 2 * std::numbers::pi_v<Real> * plan.frequency;
   ExpectClose(seen.volts, plan.target, "volts");
   ExpectClose(seen.amperes, plan.target / std::abs(impedance), "amperes");
   const Real power_factor = impedance.real() / std::abs(impedance);
@@ -102,7 +102,8 @@ void ExpectDevice(const TestResult& result, const Device& device, const TestPlan
   if (device.kind == Device::kLossyCapacitor) ExpectClose(seen.farads, device.c, "farads");
   if (device.kind == Device::kResistor) ExpectClose(seen.ohms, device.r, "ohms");
   if (device.kind == Device::kCoil) ExpectClose(seen.henries, device.l, "henries");
-  EXPECT_EQ(omega * seen.henries > 0, impedance.imag() > 0 || device.kind == Device::kResistor);
+  // of a resistor's reactance nothing is left but noise
+  if (device.kind != Device::kResistor) EXPECT_EQ(seen.henries > 0, impedance.imag() > 0);
 }
 
 class Draw {
@@ -188,6 +189,8 @@ class Measure : public testing::Test {
         << run.failure().step << ": " << run.failure().reason;
     return result;
   }
+  /// The main module takes one host at a time, and needs a moment to see that one has gone.
+  static void MissHost() { std::this_thread::sleep_for(std::chrono::milliseconds(300)); }
   /// The bushing at line frequency, through the whole chain.
   void ExpectRightMeasurement() {
     const Device bushing{Device::kLossyCapacitor, 2.16529e9L, 350e-12L, 0};
@@ -230,13 +233,14 @@ TEST_F(Measure, DevicesOverDecades) {
 
 // The offsets of the front ends are taken away as on a bench: by hand, at the DACs.
 TEST_F(Measure, DirectCurrent) {
-  Set("dut.circuit", "series R=1.6");
+  constexpr int kAmperes = 5;
+  constexpr Real kOhms = 0.3L;
+  Set("dut.circuit", "series R=0.3");
   TestPlan plan;
-  plan.type = Msg::TEST_DCIR;
-  plan.dc = true;
-  plan.target = plan.highest = 2;
-  plan.source =
-      host::SourceWord(Msg::internalDCLVVoltageSourceE, 3, Msg::DC_Volt, Msg::ACDC_Current);
+  plan.type = Msg::TEST_CONTACT_RESISTANCE;
+  plan.current = plan.dc = true;
+  plan.target = plan.highest = kAmperes;
+  plan.source = host::SourceWord(Msg::internalDCCurrentSourceE, 1, Msg::DC_Volt, Msg::ACDC_Current);
   plan.voltage_range = 1;
   plan.current_range = 2;
   // offset x DAC counts a count, of the shipped boards' 2.5 V and 7.5 A ranges
@@ -249,21 +253,23 @@ TEST_F(Measure, DirectCurrent) {
   const auto result = Run(*road, plan);
   ASSERT_TRUE(result);
   const Seen seen(*result);
-  ExpectClose(seen.volts, 2, "volts");
-  ExpectClose(seen.amperes, 2 / 1.6L, "amperes");
-  ExpectClose(seen.ohms, 1.6L, "ohms");
+  ExpectClose(seen.volts, kAmperes * kOhms, "volts");
+  ExpectClose(seen.amperes, kAmperes, "amperes");
+  ExpectClose(seen.ohms, kOhms, "ohms");
 }
 
 TEST_F(Measure, AHostThatFallsSilent) {
-  const auto road = Road("host");
-  std::ostringstream out;
-  host::Session session(*road, false, out, out);
   {
+    const auto road = Road("host");
+    std::ostringstream out;
+    host::Session session(*road, false, out, out);
     host::TestRun run(session);
     ASSERT_TRUE(StartTest(run, BushingPlan()));
     std::this_thread::sleep_for(std::chrono::seconds(9));
+    // the daemon has ended the test by itself
+    EXPECT_NE(bench_.daemon->Output().find("Do mos recovery"), std::string::npos);
   }
-  const auto again = Road("host");
+  MissHost();
   ExpectRightMeasurement();
 }
 
@@ -354,7 +360,7 @@ TEST_F(Measure, AnyRequestsInAnyOrder) {
   }
   EXPECT_TRUE(bench_.daemon->Running());
   EXPECT_LT(bench_.daemon->ResidentKib() - resident, 16 * 1024) << "of " << resident << " KiB";
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));  // ethb misses the host
+  MissHost();
   ExpectRightMeasurement();
 }
 

@@ -217,6 +217,20 @@ TEST_F(SosTest, NothingChangesWithoutARightRecordInItsPlace) {
   EXPECT_EQ(State(), "ok ready");
 }
 
+TEST_F(SosTest, ASilentHostEndsTheTest) {
+  StartModules();
+  Run(kLv, 100);
+  Pass(7000);
+  EXPECT_TRUE(Source().on);
+  Hear(Plain(Msg::HMP_ACK_PROGRESS));
+  Pass(7900);
+  EXPECT_TRUE(Source().on);
+  Pass(200);
+  EXPECT_FALSE(Source().on);
+  EXPECT_GT(Source().ramp, 0);
+  EXPECT_EQ(State(), "ok idle");
+}
+
 TEST_F(SosTest, AllokAndAFaultSwitchOff) {
   StartModules();
   allok_ = false;
