@@ -56,6 +56,7 @@ struct Options {
   std::string connect;
   std::string via = "bus";
   bool json = false;
+  bool trace = false;
   int timeout_ms = kDefaultTimeoutMs;
 };
 
@@ -74,6 +75,7 @@ void Declare(CLI::App& app, Options& options) {
       ->excludes(connect)
       ->capture_default_str();
   app.add_flag("--json", options.json, "Print JSON; errors too, as {\"error\": ...}");
+  app.add_flag("--trace", options.trace, "Show every record in hexadecimal, on standard error");
   app.add_option("--timeout", options.timeout_ms, "Longest wait for the answer, in milliseconds")
       ->check(CLI::Range(1, kLongestTimeoutMs))
       ->type_name("MS")
@@ -116,6 +118,7 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
   Session session(*transport, options.json, out, err);
   session.SetTerminals(&out == &std::cout && ::isatty(STDOUT_FILENO) == 1,
                        &err == &std::cerr && ::isatty(STDERR_FILENO) == 1);
+  if (options.trace) session.Trace();
   if (!options.root.empty()) session.KeepNaks(NakFile(options.root));
   return chosen(session);
 }

@@ -22,7 +22,8 @@ constexpr double kFontSize = 12;
 constexpr double kDot = 2.5;
 
 constexpr int kWantedTicks = 6;
-constexpr double kMargin = 0.05;  // of the values' span, above and below the curve
+constexpr double kMargin = 0.05;    // of the values' span, above and below the curve
+constexpr double kFlattest = 1e-3;  // of a value: less of a span would show noise only
 
 struct SurfaceEnd {
   void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
@@ -62,8 +63,8 @@ Axis AxisOf(const std::vector<double>& values, bool logarithmic, double begin, d
     if (axis.low == axis.high) axis = {axis.low / 2, axis.high * 2, true, begin, end};
     return axis;
   }
-  double room = (axis.high - axis.low) * kMargin;
-  if (room == 0) room = axis.high == 0 ? 1 : std::abs(axis.high) * kMargin;
+  const double least = std::max(std::abs(axis.low), std::abs(axis.high)) * kFlattest;
+  const double room = std::max((axis.high - axis.low) * kMargin, least > 0 ? least : 1);
   return {axis.low - room, axis.high + room, false, begin, end};
 }
 

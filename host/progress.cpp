@@ -13,7 +13,9 @@ constexpr char kEraseLine[] = "\r\033[K";
 }  // namespace
 
 Progress::Progress(Session& session)
-    : err_(session.err()), bar_(session.err_terminal()), dots_(!bar_ && !session.json()) {}
+    : err_(session.err()),
+      bar_(session.err_terminal() && !session.tracing()),
+      dots_(!bar_ && !session.json() && !session.tracing()) {}
 
 Progress::~Progress() { Clear(); }
 

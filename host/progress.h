@@ -9,7 +9,8 @@ namespace host {
 
 class Progress {
  public:
-  /// On the session's error stream; silent with JSON that is not watched on a terminal.
+  /// On the session's error stream; silent with JSON that is not watched on a terminal,
+  /// and where records are traced.
   explicit Progress(Session& session);
   ~Progress();
   Progress(const Progress&) = delete;

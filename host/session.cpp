@@ -21,8 +21,14 @@ void TellFailure(bool json, const std::string& reason, std::ostream& out, std::o
   }
 }
 
+void Session::Show(char direction, const Bytes& record) {
+  if (trace_ && !record.empty()) err_ << direction << ' ' << HexText(record, 2) << '\n';
+}
+
 ExitStatus Session::TryAsk(const Bytes& request, Reply& reply, std::string& error) {
+  Show('>', request);
   Exchange exchange = transport_.Ask(request);
+  Show('<', exchange.reply);
   error = exchange.error;
   if (exchange.status != ExitStatus::kOk) return exchange.status;
   error = ReadReply(request, std::move(exchange.reply), reply);

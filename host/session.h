@@ -45,6 +45,10 @@ class Session {
   bool out_terminal() const { return out_terminal_; }
   bool err_terminal() const { return err_terminal_; }
 
+  /// From now on every record is written to `err` in hexadecimal.
+  void Trace() { trace_ = true; }
+  bool tracing() const { return trace_; }
+
   /// From now on a NAK is kept in this file, see last_nak.h.
   void KeepNaks(std::string file) { nak_file_ = std::move(file); }
   const std::string& NakFile() const { return nak_file_; }
@@ -53,8 +57,11 @@ class Session {
   ExitStatus Fail(ExitStatus status, const std::string& reason);
 
  private:
+  void Show(char direction, const Bytes& record);
+
   Transport& transport_;
   bool json_;
+  bool trace_ = false;
   bool out_terminal_ = false;
   bool err_terminal_ = false;
   std::ostream& out_;
