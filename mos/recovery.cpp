@@ -103,7 +103,8 @@ int MeasMgr::TestMonitor() {
     const Logger::evseqdataF_t values{
         4,
         {static_cast<float>(phasors[swapped ? 1 : 0].mag),
-         static_cast<float>(phasors[swapped ? 0 : 1].mag), ghmp->volttarget * kTargetShare,
+         static_cast<float>(phasors[swapped ? 0 : 1].mag),
+         static_cast<float>(ghmp->volttarget) * kTargetShare,
          static_cast<float>(filters.g_slowFilter->MonitorSampleCount())}};
     Logger::eventlog::GetEventLog("moseventlog")
         ->CaptureEvent(kError, Logger::TESTFAILCHECK1, &values);

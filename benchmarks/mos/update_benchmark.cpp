@@ -36,10 +36,10 @@ void Measure(const char* name, const std::function<bool(int)>& work) {
     const auto start = std::chrono::steady_clock::now();
     if (!work(i)) std::printf("%s: refused\n", name);
     const auto spent = std::chrono::steady_clock::now() - start;
-    times.push_back(std::chrono::duration<double, std::milli>(spent).count());
+    times.push_back(std::chrono::duration<double, std::micro>(spent).count());
   }
   std::ranges::sort(times);
-  std::printf("%-34s median %8.3f ms   p99 %8.3f ms\n", name, times[times.size() / 2],
+  std::printf("%-34s median %9.1f us   p99 %9.1f us\n", name, times[times.size() / 2],
               times[times.size() * 99 / 100]);
 }
 
