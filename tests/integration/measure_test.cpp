@@ -103,7 +103,9 @@ void ExpectDevice(const TestResult& result, const Device& device, const TestPlan
   if (device.kind == Device::kResistor) ExpectClose(seen.ohms, device.r, "ohms");
   if (device.kind == Device::kCoil) ExpectClose(seen.henries, device.l, "henries");
   // of a resistor's reactance nothing is left but noise
-  if (device.kind != Device::kResistor) EXPECT_EQ(seen.henries > 0, impedance.imag() > 0);
+  if (device.kind != Device::kResistor) {
+    EXPECT_EQ(seen.henries > 0, impedance.imag() > 0);
+  }
 }
 
 class Draw {
