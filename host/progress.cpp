@@ -15,7 +15,7 @@ constexpr char kEraseLine[] = "\r\033[K";
 Progress::Progress(Session& session)
     : err_(session.err()),
       bar_(session.err_terminal() && !session.tracing()),
-      dots_(!bar_ && !session.json() && !session.tracing()) {}
+      dots_(!session.err_terminal() && !session.json() && !session.tracing()) {}
 
 Progress::~Progress() { Clear(); }
 
