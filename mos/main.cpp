@@ -134,6 +134,7 @@ int main(int argc, char* argv[]) {
   }
   // no callback and no scan may run into what goes now
   Mos::logmonitor.StopTimer();
+  manager.EndAcquisition();
   i2c.End();
   monitor::End();
   if (ready) return 0;

@@ -59,6 +59,9 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   /// argument has no effect.
   int SelectFilter(float frequency, bool exec_sequence1);
 
+  /// Ends the sample threads; before what they use goes.
+  void EndAcquisition() { _acquisition.reset(); }
+
   /// Connects the electrical results with the corrections; before Init(int).
   static void StartResults();
 
