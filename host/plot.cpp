@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 
 namespace host {
@@ -52,7 +53,8 @@ struct Axis {
 
 // The finite values' range, with room around it; never empty.
 Axis AxisOf(const std::vector<double>& values, bool logarithmic, double begin, double end) {
-  Axis axis{INFINITY, -INFINITY, logarithmic, begin, end};
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  Axis axis{kInfinity, -kInfinity, logarithmic, begin, end};
   for (const double value : values) {
     if (!std::isfinite(value)) continue;
     axis.low = std::min(axis.low, value);

@@ -82,6 +82,8 @@ class Daemon {
     std::string err;
   };
   Outcome Run(std::vector<std::string> words) {
+    // the peer's thread sees from now on what the test has changed
+    { const std::lock_guard lock(guard_); }
     std::ostringstream out, err;
     words.insert(words.begin(), {"--connect", peer_.uri(), "--timeout", "200"});
     const ExitStatus status = host::RunHost(words, out, err);

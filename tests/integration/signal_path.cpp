@@ -34,6 +34,9 @@ bool StartSignalPath() {
 }
 
 bool SetRange(AcqChan& channel, int index) {
+  // as a host asks for it, so that the channel keeps to it in a test
+  (channel.get_mode() == Msg::ACDC_Current ? Msg::ghmp->curange : Msg::ghmp->voltscal) =
+      static_cast<short>(index);
   const auto* entry = channel.get_range_table_ent(channel.get_mode(), index);
   const auto code = static_cast<std::uint8_t>(entry->RangeCode);
   // the CPLD takes nothing while it is busy with the write before
