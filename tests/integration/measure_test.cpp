@@ -299,7 +299,7 @@ TEST_F(Measure, TwoHostsAtOnce) {
 
 TEST_F(Measure, TheDaemonDiesInATest) {
   {
-    const auto road = Road("host", 500);
+    const auto road = Road("host", 2000);
     std::ostringstream out;
     host::Session session(*road, false, out, out);
     host::TestRun run(session);
