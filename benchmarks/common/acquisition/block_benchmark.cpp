@@ -1,7 +1,7 @@
-// One block of 1024 pairs through the sample path, at 512 samples a cycle (60 Hz) and at 32 (1000 Hz,
-// the most cycles that a block can have). Beside it a
-// loop that calls sine and cosine for every pair and sums for both filters, a plain copy of the
-// block, and a real Fourier transform of both channels.
+// One block of 1024 pairs through the sample path, at 512 samples a cycle (60 Hz) and at 32 (1000
+// Hz, the most cycles that a block can have). Beside it a loop that calls sine and cosine for every
+// pair and sums for both filters, a plain copy of the block, and a real Fourier transform of both
+// channels.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
