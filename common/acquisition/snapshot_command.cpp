@@ -38,6 +38,8 @@ bool IsFileName(std::string_view name) {
 
 /// Four numbers, none above 255.
 bool IsAddress(std::string_view address) {
+  // a number may have a sign, an address may not
+  if (address.find_first_not_of("0123456789.") != address.npos) return false;
   for (int part = 0; part < 4; ++part) {
     const std::size_t dot = part < 3 ? address.find('.') : address.size();
     if (dot == address.npos || !ParseNumber(address.substr(0, dot), 0, 255)) return false;

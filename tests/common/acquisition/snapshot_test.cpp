@@ -32,6 +32,7 @@ TEST(SnapshotCommandTest, TakesWhatIsACommandAndNothingElse) {
       {"  5\tout 4 1 127.0.0.1 2000\n", 5, "out", 4, 1, 2000},
       {"5 out 4 1 127.0.0.256 2000", 5, "out", 4, 1, 0},
       {"5 out 4 1 127.0.0 2000", 5, "out", 4, 1, 0},
+      {"5 out 4 1 127.-0.0.1 2000", 5, "out", 4, 1, 0},
       {"5 out 4 1 127.0.0.1 0", 5, "out", 4, 1, 0},
       {"5 out -3 x", 5, "out", 1, 0, 0},
       {"0 out", 0, "", 0, 0, 0},
