@@ -13,7 +13,6 @@ namespace {
 
 constexpr double kMilli = 1e3;    // amperes to milliamperes
 constexpr double kPerKilo = 1e3;  // kilovolts to volts
-constexpr double kPercent = 100;
 constexpr double kDegrees = 180 / std::numbers::pi;
 constexpr int kLabelWidth = 20;
 constexpr int kColumnWidth = 12;

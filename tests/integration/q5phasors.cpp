@@ -18,7 +18,6 @@
 namespace {
 
 using acquisition::electricalresults_t;
-using AcquisitionSystem::AcqChan;
 
 constexpr auto kRow = std::chrono::seconds(1);
 
@@ -72,12 +71,10 @@ int main(int argc, char** argv) {
     fmt::print(stderr, "no signal path on {}\n", platform::Machine().Path("/"));
     return 1;
   }
-  for (auto ch : {ACQ_CH1, ACQ_CH2}) {
-    if (test::SetRange(*AcqChan::get_AcqCh_instance(ch), options.ranges[ch])) continue;
-    fmt::print(stderr, "channel {} did not take range {}\n", ch + 1, options.ranges[ch]);
+  if (!test::BeginResults(options.ranges[0], options.ranges[1])) {
+    fmt::print(stderr, "no valid data on ranges {} and {}\n", options.ranges[0], options.ranges[1]);
     return 1;
   }
-  test::BeginResults();
   if (!options.json) {
     fmt::print("{:>13} {:>13} {:>11} {:>10} {:>12} {:>12} {:>11}\n", "V", "A", "degrees", "PF",
                "pF parallel", "ohm series", "W");

@@ -1,7 +1,6 @@
 #include "tests/integration/signal_path.h"
 
-#include "common/acquisition/correct.h"
-#include "common/acquisition/sine_correlator.h"
+#include "common/acquisition/ranging/acq_chan.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/eventlog.h"
 #include "common/monitor/monitor.h"
@@ -16,7 +15,8 @@ using AcquisitionSystem::AcqChan;
 
 namespace {
 
-constexpr auto kSettling = std::chrono::milliseconds(500);
+constexpr auto kPatience = std::chrono::seconds(10);
+constexpr auto kLook = std::chrono::milliseconds(20);
 
 }  // namespace
 
@@ -33,31 +33,22 @@ bool StartSignalPath() {
   return manager.Init(manager.GetRevision()) == 0;
 }
 
-bool SetRange(AcqChan& channel, int index) {
-  // as a host asks for it, so that the channel keeps to it in a test
-  (channel.get_mode() == Msg::ACDC_Current ? Msg::ghmp->curange : Msg::ghmp->voltscal) =
-      static_cast<short>(index);
-  const auto* entry = channel.get_range_table_ent(channel.get_mode(), index);
-  const auto code = static_cast<std::uint8_t>(entry->RangeCode);
-  // the CPLD takes nothing while it is busy with the write before
-  platform::Machine().Clock().SleepFor(kSettling);
-  std::uint8_t status = 0;
-  if (channel.FrontEnd().set_range_register(code, status) < 0) return false;
-  channel.set_range_index(index);
-  channel.set_range_info_in_use(entry);
-  platform::Machine().Clock().SleepFor(kSettling);
-  channel.get_CPLD_status_upon_request(1);
-  for (auto* filter : {AcqChan::get_sineCorr_Fast(), AcqChan::get_sineCorr_Slow()}) {
-    filter->SetScaleFactors(channel.get_hwch(), channel.get_mode(), index);
-  }
-  acquisition::Correct::GetCorrect().Corr_set_range(channel.get_hwch(), channel);
-  return channel.get_last_cpld_range() == code;
-}
-
-void BeginResults() {
+bool BeginResults(int voltage_range, int current_range) {
+  Msg::ghmp->voltscal = static_cast<short>(voltage_range);
+  Msg::ghmp->curange = static_cast<short>(current_range);
   Msg::ghmp->SetStartTest(true);
   Msg::ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
-  AcqChan::set_reset_sine_correlators_request(2);
+  platform::Clock& clock = platform::Machine().Clock();
+  const auto patience = clock.Monotonic() + kPatience;
+  const auto valid = [](ACQ_CHAN_NUM channel, int range) {
+    const AcqChan& its = *AcqChan::get_AcqCh_instance(channel);
+    return its.get_status_flag() == AcquisitionSystem::Valid_Data && its.get_range_index() == range;
+  };
+  while (!valid(ACQ_CH1, voltage_range) || !valid(ACQ_CH2, current_range)) {
+    if (clock.Monotonic() > patience) return false;
+    clock.SleepFor(kLook);
+  }
+  return true;
 }
 
 }  // namespace test
