@@ -1,4 +1,6 @@
 // Handlers that start, pause and stop a test, and the diagnostic results.
+#include <array>
+
 #include "common/acquisition/correct.h"
 #include "common/acquisition/ranging/acq_ch_following.h"
 #include "common/dev/fpga/fpga_dev.h"
@@ -34,20 +36,36 @@ bool IsVeryLowFrequency() {
   return ghmp->GetFrequency() < static_cast<float>(ghmp->GetVLFThreshold());
 }
 
-struct BothPhasors {
-  phasortoo_t slow[2] = {};
-  phasortoo_t fast[2] = {};
+/// The lines of the diagnostic results, by opcode.
+struct Texts16 {
+  static constexpr char kSlow[] = "16 slow Phasors ch1 Phase %lf Mag %lf ch2 Phase %lf  Mag %lf \n";
+  static constexpr char kFast[] = "16 fast Phasors ch1 Phase %lf Mag %lf ch2 Phase %lf Mag %lf \n";
+  static constexpr char kHeading[] = "16 Slow filter(ch2phase - ch1phase)  ch1mag/ch2mag \n";
+  static constexpr char kRatio[] = "             %lf                  %lf        \n";
+};
+struct Texts26 {
+  static constexpr char kSlow[] = "26 slow Phasors ch1 Phase %lf Mag %lf ch2 Phase %lf Mag %lf \n";
+  static constexpr char kFast[] = "26 fast Phasors ch1 Phase %lf Mag %lf ch2 Phase %lf Mag %lf\n";
+  static constexpr char kHeading[] = "26 Slow filter(ch2phase - ch1phase) ch1mag/ch2mag\n";
+  static constexpr char kRatio[] = "             %lf                   %lf \n";
 };
 
-BothPhasors ReadPhasors() {
-  BothPhasors phasors;
-  const Correlators filters = GetCorrelators();
-  auto& correct = acquisition::Correct::GetCorrect();
-  if (filters.g_fastFilter != nullptr) filters.g_fastFilter->GetPhasors(phasors.fast);
-  correct.Corr_phasors(phasors.fast, phasors.fast);
-  if (filters.g_slowFilter != nullptr) filters.g_slowFilter->GetPhasors(phasors.slow);
-  correct.Corr_phasors(phasors.slow, phasors.slow);
+std::array<phasortoo_t, 2> CorrectedPhasors(const SineCorrelator* filter) {
+  std::array<phasortoo_t, 2> phasors{};
+  if (filter != nullptr) filter->GetPhasors(phasors.data());
+  acquisition::Correct::GetCorrect().Corr_phasors(phasors.data(), phasors.data());
   return phasors;
+}
+
+template <class Texts>
+void TellPhasors() {
+  const Correlators filters = GetCorrelators();
+  const auto fast = CorrectedPhasors(filters.g_fastFilter);
+  const auto slow = CorrectedPhasors(filters.g_slowFilter);
+  TellSystem(Texts::kSlow, slow[0].phase, slow[0].mag, slow[1].phase, slow[1].mag);
+  TellSystem(Texts::kFast, fast[0].phase, fast[0].mag, fast[1].phase, fast[1].mag);
+  TellSystem(Texts::kHeading);
+  TellSystem(Texts::kRatio, slow[1].phase - slow[0].phase, slow[0].mag / slow[1].mag);
 }
 
 // The answer to a stop, whatever went wrong in the test: faults stand behind the list.
@@ -100,14 +118,7 @@ int MeasMgr::HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRe
 
 int MeasMgr::HandleMsg16(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExtRep* reply) {
   CaptureRequest(*request);
-  const auto [slow, fast] = ReadPhasors();
-  TellSystem("16 slow Phasors ch1 Phase %lf Mag %lf ch2 Phase %lf  Mag %lf \n", slow[0].phase,
-             slow[0].mag, slow[1].phase, slow[1].mag);
-  TellSystem("16 fast Phasors ch1 Phase %lf Mag %lf ch2 Phase %lf Mag %lf \n", fast[0].phase,
-             fast[0].mag, fast[1].phase, fast[1].mag);
-  TellSystem("16 Slow filter(ch2phase - ch1phase)  ch1mag/ch2mag \n");
-  TellSystem("             %lf                  %lf        \n", slow[1].phase - slow[0].phase,
-             slow[0].mag / slow[1].mag);
+  TellPhasors<Texts16>();
   reply->InitPayload();
   reply->SetAck();
   return 0;
@@ -115,14 +126,7 @@ int MeasMgr::HandleMsg16(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExt
 
 int MeasMgr::HandleMsg26(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExtExtRep* reply) {
   CaptureRequest(*request);
-  const auto [slow, fast] = ReadPhasors();
-  TellSystem("26 slow Phasors ch1 Phase %lf Mag %lf ch2 Phase %lf Mag %lf \n", slow[0].phase,
-             slow[0].mag, slow[1].phase, slow[1].mag);
-  TellSystem("26 fast Phasors ch1 Phase %lf Mag %lf ch2 Phase %lf Mag %lf\n", fast[0].phase,
-             fast[0].mag, fast[1].phase, fast[1].mag);
-  TellSystem("26 Slow filter(ch2phase - ch1phase) ch1mag/ch2mag\n");
-  TellSystem("             %lf                   %lf \n", slow[1].phase - slow[0].phase,
-             slow[0].mag / slow[1].mag);
+  TellPhasors<Texts26>();
   reply->InitPayload();
   reply->SetAck();
   return 0;

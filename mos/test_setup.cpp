@@ -78,6 +78,17 @@ void StartWatchdog(MeasMgr* manager) {
   }
 }
 
+// A direct voltage lies at 0 Hz, whatever frequency its updates name. A test before this one may
+// have left the corrections elsewhere.
+void FollowVoltageSource() {
+  auto& correct = acquisition::Correct::GetCorrect();
+  if (ghmp->IsDCTest()) {
+    correct.Corr_set_frequency(0);
+  } else {
+    correct.Corr_set_frequency();
+  }
+}
+
 // Gives both correlators the modes of the test; 0, or the result of the refusal.
 int SetModes(const char* fast_codes, const char* slow_codes, void* reply) {
   const Correlators filters = GetCorrelators();
@@ -164,6 +175,7 @@ int MeasMgr::HandleMsg3(const Msg::HmpIniTestParamReq* request, Msg::HmpIniTestP
                                       "Slowfilter Msg3 error codes \n"};
   ghmp->SetManualRampTest(false);
   if (SetTestUp(kVoltage, *request, reply) < 0) return -1;
+  FollowVoltageSource();
   Logger::Capture(EventOfVoltageTest());
   ResetVariables();
   reply->SetAck();
