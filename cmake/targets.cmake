@@ -16,6 +16,7 @@ target_link_libraries(q5_options INTERFACE Threads::Threads)
 if(Q5_SANITIZE)
   target_compile_options(q5_options INTERFACE
     -fsanitize=${Q5_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1)
+  target_compile_definitions(q5_options INTERFACE Q5_SANITIZED)
   target_link_options(q5_options INTERFACE -fsanitize=${Q5_SANITIZE})
 endif()
 if(Q5_FUZZ)

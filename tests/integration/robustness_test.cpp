@@ -69,7 +69,7 @@ class Peer {
 
 // A sanitizer keeps freed memory for a while, so only a plain build's figure says anything.
 void ExpectNoGrowth(long before, long now, long allowed_kib) {
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef Q5_SANITIZED
   EXPECT_LT(now, before + allowed_kib);
 #else
   static_cast<void>(before + now + allowed_kib);

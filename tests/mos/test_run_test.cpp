@@ -85,13 +85,14 @@ TEST_F(TestRun, MeasuresTheBushing) {
     // a parallel R and C whose tan delta falls with the frequency
     const double tan_delta = kTanDelta * 60 / double{hertz};
     const double power_factor = tan_delta / std::hypot(1, tan_delta);
-    EXPECT_EQ(record.ranging, 0);
-    EXPECT_EQ(record.rsltype, kKilovoltsAndAmperes);
+    // + copies: a member of a packed record may not be referred to
+    EXPECT_EQ(+record.ranging, 0);
+    EXPECT_EQ(+record.rsltype, kKilovoltsAndAmperes);
     EXPECT_NEAR(record.acfcvolt, 0.1, 0.1 * 5e-4);
     EXPECT_NEAR(record.acamps, amperes * std::hypot(1, tan_delta), amperes * 5e-4);
     EXPECT_NEAR(record.pwrfctr / 100, power_factor, 5e-5);
     EXPECT_NEAR(record.parlcap, kFarads * 1e12, kFarads * 1e12 * 5e-4);
-    EXPECT_GT(record.samplingduration, 0);
+    EXPECT_GT(+record.samplingduration, 0);
     ASSERT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
     EXPECT_FALSE(ghmp->testStart);
     EXPECT_TRUE(ghmp->GetConsumerFlag());
@@ -102,9 +103,9 @@ TEST_F(TestRun, MeasuresTheBushing) {
 
 TEST_F(TestRun, WithoutATestResultsAreZeroAndAStopIsAnswered) {
   const auto record = Poll();
-  EXPECT_EQ(record.acfcvolt, 0);
-  EXPECT_EQ(record.acamps, 0);
-  EXPECT_EQ(record.rsltype, kKilovoltsAndAmperes);
+  EXPECT_EQ(+record.acfcvolt, 0);
+  EXPECT_EQ(+record.acamps, 0);
+  EXPECT_EQ(+record.rsltype, kKilovoltsAndAmperes);
   EXPECT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
   EXPECT_FALSE(Mos::MeasMgr::startflag);
 }

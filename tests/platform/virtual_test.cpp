@@ -24,7 +24,7 @@ using std::chrono::milliseconds;
 std::mutex log_mutex;
 std::vector<std::string> log_lines;
 
-void Collect(int, const char* format, std::va_list args) {
+[[gnu::format(printf, 2, 0)]] void Collect(int, const char* format, std::va_list args) {
   char line[512];
   std::vsnprintf(line, sizeof line, format, args);
   const std::lock_guard lock(log_mutex);
