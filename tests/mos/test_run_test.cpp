@@ -9,6 +9,8 @@
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/msg/safety_nak.h"
+#include "common/signalh/sample_rate.h"
+#include "mos/process_flags.h"
 #include "tests/mos/daemon_bench.h"
 
 namespace {
@@ -36,7 +38,7 @@ class TestRun : public DaemonBench, public testing::Test {
     update.volttarget = volts;
     update.curange = static_cast<short>(current_range);
     update.frequency = hertz;
-    ASSERT_EQ(Send(0x04, update), 6);
+    ASSERT_EQ(Send(0x04, update), hertz < 3 ? 23 : 6);  // 23: in progress
     ASSERT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);
   }
   /// Polls until the data is valid.
@@ -173,6 +175,39 @@ TEST_F(TestRun, ADcTestWithoutACurrentHasNoResistance) {
   ASSERT_EQ(Send(0x33, set_up), 6);
   const auto record = Poll();
   EXPECT_FALSE(std::isfinite(record.sersres) && record.acamps == 0.0F);
+}
+
+class AcquisitionOfATest : public TestRun {
+ protected:
+  AcquisitionOfATest() { Mos::acqnormal = 1; }
+  ~AcquisitionOfATest() override { Mos::acqnormal = 0; }
+  void SetUp() override {
+    TestRun::SetUp();
+    ASSERT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);  // the first correlators
+  }
+};
+
+TEST_F(AcquisitionOfATest, FollowsTheTestsClockAndRange) {
+  ASSERT_EQ(Control("set source.amplitude 100"), "ok");
+  ASSERT_EQ(Control("set source.on 1"), "ok");
+  SetUpTest(100, RangeFor(4e-5), 60);
+  ASSERT_TRUE(AwaitValid());
+  ASSERT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);
+  EXPECT_NE(AcqChan::get_AcqCh_instance(ACQ_CH1)->get_status_flag(), Valid_Data);
+  ASSERT_TRUE(AwaitValid());
+  EXPECT_NEAR(Poll().parlcap, 1000, 0.5);
+
+  ASSERT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
+  SetUpTest(100, 1, 0.1F);
+  EXPECT_EQ(AcqChan::get_sineCorr_Slow()->GetSamplesPerCycle(),
+            signalh::CalculateSamplesPerCyc(0.1F, ghmp->GetVLFBlockReadyInterrupts()));
+}
+
+TEST_F(AcquisitionOfATest, BeginsAnewBesideARecovery) {
+  const std::jthread timer([this](const std::stop_token& end) {
+    while (!end.stop_requested()) manager.RecoverMos();
+  });
+  for (int i = 0; i < 10; ++i) ASSERT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);
 }
 
 TEST_F(TestRun, RequestsOutOfOrderLeaveADaemonThatMeasures) {
