@@ -5,6 +5,7 @@
 #include <numbers>
 #include <thread>
 
+#include "common/acquisition/arm_correlation.h"
 #include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/dev/fpga/fpga_dev.h"
@@ -175,6 +176,34 @@ TEST_F(TestRun, ADcTestWithoutACurrentHasNoResistance) {
   ASSERT_EQ(Send(0x33, set_up), 6);
   const auto record = Poll();
   EXPECT_FALSE(std::isfinite(record.sersres) && record.acamps == 0.0F);
+}
+
+TEST_F(TestRun, AScaleTakenAwayWhileTheFilterSettlesIsTakenAgain) {
+  manager.EndAcquisition();  // the test is the consumer
+  const auto products = std::make_shared<acquisition::BlockProducts>(1024);
+  acquisition::ARMCorrelation fast(1, 512, 12.5e6, 32, 512, 0, products);
+  acquisition::ARMCorrelation slow(0, 0, 12.5e6, 32, 512, 0, products);
+  AcqChan::set_SineCorrelators(&fast, &slow);
+  ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
+  ghmp->SetStartTest(true);
+  ghmp->curange = static_cast<short>(RangeFor(4e-5));
+  const auto* entry = acquisition::get_range_table_ent(1, Msg::ACDC_Current, ghmp->curange);
+  AcqChan& channel = *AcqChan::get_AcqCh_instance(ACQ_CH2);
+  const std::vector<int> block(2048, 0x100);
+  const auto step = [&] {
+    clock.Advance(std::chrono::seconds(1));
+    slow.update(block.data(), 1024);
+    channel.external_event_notify(ACQ_EVT_SAMPLES_RECEIVED);
+    AcqChan::set_reset_sine_correlators_request(0);
+  };
+  for (int i = 0; i < 10 && slow.GetRange(1) != entry; ++i) step();
+  EXPECT_EQ(slow.GetRange(1), entry);
+  slow.SetMeasurementModes();  // as a set-up does
+  EXPECT_NE(slow.GetRange(1), entry);
+  for (int i = 0; i < 10 && channel.get_status_flag() != Valid_Data; ++i) step();
+  EXPECT_EQ(channel.get_status_flag(), Valid_Data);
+  EXPECT_EQ(slow.GetRange(1), entry);
+  AcqChan::set_SineCorrelators(nullptr, nullptr);
 }
 
 class AcquisitionOfATest : public TestRun {
