@@ -206,6 +206,21 @@ TEST_F(TestRun, AScaleTakenAwayWhileTheFilterSettlesIsTakenAgain) {
   AcqChan::set_SineCorrelators(nullptr, nullptr);
 }
 
+TEST_F(TestRun, NoBlockSetsAChannelToWorkAgainAfterItsStop) {
+  SetUpTest(100, 1, 60);
+  AcqChan& channel = *AcqChan::get_AcqCh_instance(ACQ_CH1);
+  {
+    const std::jthread blocks([&](const std::stop_token& end) {
+      while (!end.stop_requested()) {
+        channel.external_event_notify(ACQ_EVT_SAMPLES_RECEIVED);
+        std::this_thread::sleep_for(std::chrono::microseconds(10));
+      }
+    });
+    ASSERT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
+  }
+  EXPECT_EQ(channel.get_status_flag(), Data_Not_Valid);
+}
+
 class AcquisitionOfATest : public TestRun {
  protected:
   AcquisitionOfATest() { Mos::acqnormal = 1; }
