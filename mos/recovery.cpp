@@ -120,6 +120,7 @@ void MeasMgr::EndRecovery() {
 }
 
 int MeasMgr::TestMonitor() {
+  const std::lock_guard lock(_request_mutex);  // a start may make the correlators anew
   logger_mgr::print(measurementL, kInfo, 0, "TestMonitor started \n");
   const bool swapped = ghmp->swapchannels == 1;
   const Correlators filters = GetCorrelators();
