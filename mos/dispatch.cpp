@@ -71,6 +71,7 @@ void HandleMsgBad(Msg::HmpErrorRep& reply) {
 }  // namespace
 
 int MeasMgr::Handle(Common::ZmbMessage* msg) {
+  const std::lock_guard lock(_request_mutex);
   int frame_bytes = 0;
   void* frame = msg->GetPayload(frame_bytes);
   const size_t size = frame == nullptr ? 0 : static_cast<size_t>(frame_bytes);

@@ -2,7 +2,8 @@
 // come in on, and every request passes through Handle.
 //
 // Threads: everything here runs on the main thread, but for recovery and its monitors, which run on
-// the timers', and PendingFrequency. They share the sampling clock under a lock, and flags.
+// the timers', and PendingFrequency. They share the sampling clock under a lock, and flags; a step
+// of the recovery never runs beside a request.
 #pragma once
 
 #include <array>
@@ -60,7 +61,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   int SelectFilter(float frequency, bool exec_sequence1);
 
   /// Ends the sample threads; before what they use goes.
-  void EndAcquisition() { _acquisition.reset(); }
+  void EndAcquisition();
 
   /// Connects the electrical results with the corrections; before Init(int).
   static void StartResults();
@@ -76,6 +77,8 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   // What the timers call (recovery.cpp); 0 each.
   int AllokRecovery();
   int MessageMonitor();
+  /// Ends the test of a host that is silent, and the watch on it. A host that sets a test up or
+  /// stops one while the ramp-down is waited for keeps what it asked for.
   int RecoverMos();
   int TestMonitor();
 
@@ -147,6 +150,11 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   void FitCorrelators(int samples);
   void EndUpdate(const Update& update);
 
+  // Its end without the host (recovery.cpp).
+  void Recover(std::unique_lock<std::mutex>& lock);
+  void BeginRecovery();
+  void EndRecovery();
+
   // Its run and results (test_run.cpp, test_result.cpp).
   int RestartAcquisition();
 
@@ -161,7 +169,9 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
 
   int _skip_ee2xml = 0;
   std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
-  std::mutex _clock_mutex;                                 ///< guards _spclk and its use
+  std::mutex _request_mutex;        ///< held by a request, and by each step of the recovery
+  unsigned _begun = 0;              ///< set-ups and stops that the host has sent; guarded by it
+  std::mutex _clock_mutex;          ///< guards _spclk and its use
   Dev::SpclkDev* _spclk = nullptr;  ///< the sampling clock; null before Init and without a chip
 
   /// The kind of result that the host asked for before the last time, and last; -1 for none.

@@ -1,6 +1,7 @@
 #include "mos/recovery.h"
 
 #include "common/acquisition/ranging/acq_ch_following.h"
+#include "common/acquisition/sine_correlator.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
@@ -12,6 +13,7 @@
 
 namespace Mos {
 
+using acquisition::SineCorrelator;
 using AcquisitionSystem::AcqChFollowing;
 using Dev::FpgaDev;
 using Logger::kError;
@@ -29,6 +31,18 @@ void Quiesce(const char* func) {
   if (result == 0) return;
   logger_mgr::print(measurementL, kError, 0, "%s:Notify channels ACQ_EVT_QUIESCE failed - ret:%d\n",
                     func, result);
+}
+
+void AwaitRampDown() {
+  FpgaDev* fpga = FpgaDev::GetDevice();
+  if (fpga == nullptr) return;
+  if (fpga->WaitForRampDownToZero(1, ghmp->swapchannels, 1)) {
+    fpga->ClearDischargeFlag();
+    ghmp->discharging = 0;
+  } else {
+    logger_mgr::print(measurementL, kError, 0, "%s.%d ERROR rampdown not successful \n",
+                      "RecoverMos", __LINE__);
+  }
 }
 
 }  // namespace
@@ -60,39 +74,53 @@ int MeasMgr::AllokRecovery() {
 }
 
 int MeasMgr::MessageMonitor() {
+  std::unique_lock lock(_request_mutex);
+  // what was being served when the time was up has broken the silence
+  if (!msgmonitorm.IsTimerAlive() || !msgmonitorm.TimeElapsed()) return 0;
   logger_mgr::print(measurementL, kError, 0,
                     "No msgmonitorm Message received.... Do mos recovery\n");
-  RecoverMos();
-  msgmonitorm.StopTimer();
+  Recover(lock);
   return 0;
 }
 
 int MeasMgr::RecoverMos() {
+  std::unique_lock lock(_request_mutex);
+  Recover(lock);
+  return 0;
+}
+
+// The wait for the ramp-down holds up no request: it may take as long as a discharge.
+void MeasMgr::Recover(std::unique_lock<std::mutex>& lock) {
+  const unsigned begun = _begun;
+  BeginRecovery();
+  lock.unlock();
+  AwaitRampDown();
+  lock.lock();
+  if (_begun == begun) EndRecovery();
+}
+
+void MeasMgr::BeginRecovery() {
   Logger::Capture(Logger::RECOVER_EVENT);
-  Quiesce(__func__);
+  Quiesce("RecoverMos");
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   ghmp->discharging = 1;
-  if (FpgaDev* fpga = FpgaDev::GetDevice()) {
-    fpga->MonitorDischargeFlag();
-    if (fpga->WaitForRampDownToZero(1, ghmp->swapchannels, 1)) {
-      fpga->ClearDischargeFlag();
-      ghmp->discharging = 0;
-    } else {
-      logger_mgr::print(measurementL, kError, 0, "%s.%d ERROR rampdown not successful \n", __func__,
-                        __LINE__);
-    }
-  }
+  if (FpgaDev* fpga = FpgaDev::GetDevice()) fpga->MonitorDischargeFlag();
+}
+
+void MeasMgr::EndRecovery() {
   if (!ghmp->IsLineSyncTracker()) InitSpclk();
   if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
     logger_mgr::print(measurementL, kError, 0, "%s.%d: ACQ_EVT_STOP_TEST failed\n", __func__,
                       __LINE__);
   }
   startflag = false;
+  if (SineCorrelator::GetVLFFlag()) SineCorrelator::ResetVLFFlag();
   ghmp->ResetVariables();
-  return 0;
+  msgmonitorm.StopTimer();
 }
 
 int MeasMgr::TestMonitor() {
+  const std::lock_guard lock(_request_mutex);  // a start may make the correlators anew
   logger_mgr::print(measurementL, kInfo, 0, "TestMonitor started \n");
   const bool swapped = ghmp->swapchannels == 1;
   const Correlators filters = GetCorrelators();

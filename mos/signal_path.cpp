@@ -39,9 +39,11 @@ double Magnitude(const SineCorrelator& filter, Dev::FastReading what, int channe
 }
 
 std::optional<double> ReadFastFilter(Dev::FastReading what, int channel) {
-  const SineCorrelator* filter = AcquisitionSystem::AcqChan::get_sineCorr_Fast();
-  if (filter == nullptr || channel < 0 || channel > 1) return std::nullopt;
-  return Magnitude(*filter, what, channel);
+  std::optional<double> reading;
+  if (channel < 0 || channel > 1) return reading;
+  AcquisitionSystem::AcqChan::WithFastCorrelator(
+      [&](const SineCorrelator& filter) { reading = Magnitude(filter, what, channel); });
+  return reading;
 }
 
 }  // namespace
@@ -67,6 +69,11 @@ void MeasMgr::CorrectForFilter(int channel, int filter) {
   const Dev::range_table* table = Dev::GetEepromGroup(_i2cMgr).GetCalTableEnt(channel);
   const bool has_row = table != nullptr && filter >= 0 && filter < table->num_ents;
   Correct::GetCorrect().Corr_set_filter(channel, has_row ? &table->ent[filter] : nullptr);
+}
+
+void MeasMgr::EndAcquisition() {
+  const std::lock_guard lock(_request_mutex);
+  _acquisition.reset();
 }
 
 void MeasMgr::PrepareAcquisition() {

@@ -86,17 +86,23 @@ void TellViolations() {
 
 }  // namespace
 
-// The correlators made anew would take the kind of test and the ranges of the set-up with them.
+// The correlators made anew would take the kind of test and the ranges of the set-up with them. The
+// clock stays as the test's update has set it, so their cycle is the same. The channels are back at
+// their first range, so they take the test's again.
 int MeasMgr::RestartAcquisition() {
   if (!_acquisition || _acquisition->StopAcquisition() != 0) return -1;
   const short type = ghmp->testype;
   const short current_range = ghmp->curange;
   const short voltage_range = ghmp->voltrange;
-  _acquisition->SetMeasurementParameters({});
+  const int samples = ghmp->samplespercyc;
+  _acquisition->SetMeasurementParameters({.samplesPerCycle = samples, .filterReset = samples});
   ghmp->testype = type;
   ghmp->curange = current_range;
   ghmp->voltrange = voltage_range;
   _acquisition->StartAcquisition();
+  if (ghmp->testStart) {
+    AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_ALL_TEST_PARAMS);
+  }
   return 0;
 }
 
@@ -155,6 +161,7 @@ int MeasMgr::HandleMsg27(const Msg::HmpPauseTestReq* request, Msg::HmpPauseTestR
 }
 
 int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep* reply) {
+  ++_begun;
   SetWaveformCapture(kCaptureOnce);
   Logger::Capture(Logger::END_WAVEFORM_CAPTURE);
   msgmonitorm.StopTimer();
@@ -162,6 +169,9 @@ int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep*
   ghmp->SetTestParams(*request);
   TellViolations();
   ghmp->getresult = 0;
+  // the channels would take the clock at rest for an update, and a block after their stop for a
+  // test
+  ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   if (!ghmp->IsLineSyncTracker()) InitSpclk();
   if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
     logger_mgr::print(measurementL, kError, 0, "%s.%d: ACQ_EVT_STOP_TEST failed\n", __func__,
@@ -182,7 +192,6 @@ int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep*
   ghmp->firstUpdate = false;
   ghmp->SetStartTest(false);
   ghmp->vlfreset = false;
-  ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   logger_mgr::print(measurementL, kInfo, 0, "End Test max_sample ch1 %d ch2 %d\n",
                     ghmp->GetMaxSampleRepetitions(0), ghmp->GetMaxSampleRepetitions(1));
   ++snapshotcounter;

@@ -26,7 +26,7 @@ namespace {
 
 constexpr milliseconds kBridgeSetUp(200);
 constexpr milliseconds kBusyPoll(200);
-constexpr int kBusyPolls = 10;
+constexpr int kBusyPolls = 11;
 constexpr int kConfigAttempts = 5;
 constexpr unsigned kRestartConverters = 0x0800;
 
@@ -118,11 +118,11 @@ int SignalCommon::WriteConfig(int channel, const MeasChCfgReg& config, unsigned 
 
 bool SignalCommon::WaitWhileBusy(int channel) {
   unsigned char status = Dev::kMeasChBusy;
-  for (int poll = 0; poll < kBusyPolls && !NotBusyMeasFPGAStatus(status); ++poll) {
+  for (int poll = 0; poll < kBusyPolls; ++poll) {
+    if (poll > 0) platform::Machine().Clock().SleepFor(kBusyPoll);
     ReadChStatus(channel, &status);
-    platform::Machine().Clock().SleepFor(kBusyPoll);
+    if (NotBusyMeasFPGAStatus(status)) return true;
   }
-  if (NotBusyMeasFPGAStatus(status)) return true;
   logger_mgr::print(signalhL, kError, 0, "MEAS FPGA CONFIG STATUS FAIL %x \n",
                     static_cast<unsigned>(status));
   ghmp->SetErrorCode(Msg::NAK_MCODE_CPLD_CONFIG, 1, channel);

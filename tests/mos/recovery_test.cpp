@@ -1,6 +1,7 @@
 // What the daemon does by itself: a silent host, a dropped ALLOK line, a voltage above its limit.
 #include <gtest/gtest.h>
 
+#include "common/acquisition/sine_correlator.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/monitor/monitor.h"
 #include "mos/process_objects.h"
@@ -62,6 +63,38 @@ TEST_F(SilentHost, IsNotWatchedAfterAStop) {
   ghmp->SetStartTest(true);
   machine.clock.Advance(seconds(60));
   EXPECT_TRUE(ghmp->testStart);
+}
+
+class Recovery : public DaemonBench, public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(Init(), 0); }
+  void SetUpTest() {
+    Msg::HmpIniTestParamReq request{};
+    request.testype = Msg::TEST_HVVFPF;
+    request.voltsrc = 0x1200;
+    EXPECT_EQ(Send(0x03, request), 6);
+  }
+};
+
+TEST_F(Recovery, LeavesAloneWhatTheHostBeginsMeanwhile) {
+  SetUpTest();
+  int looks = 0;
+  Dev::FpgaDev::GetDevice()->SetLinks({.fast_filter = [&](Dev::FastReading, int) {
+    if (++looks == 1) SetUpTest();
+    return std::optional(looks < 3 ? 1000.0 : 0.0);
+  }});
+  manager.RecoverMos();
+  EXPECT_EQ(looks, 3);
+  EXPECT_TRUE(ghmp->testStart);
+  EXPECT_EQ(ghmp->testype, Msg::TEST_HVVFPF);
+  EXPECT_TRUE(Mos::msgmonitorm.IsTimerAlive());
+  EXPECT_EQ(ghmp->discharging, 0);
+
+  acquisition::SineCorrelator::SetVLFFlag();
+  manager.RecoverMos();
+  EXPECT_FALSE(ghmp->testStart);
+  EXPECT_FALSE(Mos::msgmonitorm.IsTimerAlive());
+  EXPECT_FALSE(acquisition::SineCorrelator::GetVLFFlag());
 }
 
 class AllokLine : public DaemonBench, public testing::Test {};

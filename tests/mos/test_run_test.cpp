@@ -5,10 +5,13 @@
 #include <numbers>
 #include <thread>
 
+#include "common/acquisition/arm_correlation.h"
 #include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/msg/safety_nak.h"
+#include "common/signalh/sample_rate.h"
+#include "mos/process_flags.h"
 #include "tests/mos/daemon_bench.h"
 
 namespace {
@@ -36,7 +39,7 @@ class TestRun : public DaemonBench, public testing::Test {
     update.volttarget = volts;
     update.curange = static_cast<short>(current_range);
     update.frequency = hertz;
-    ASSERT_EQ(Send(0x04, update), 6);
+    ASSERT_EQ(Send(0x04, update), hertz < 3 ? 23 : 6);  // 23: in progress
     ASSERT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);
   }
   /// Polls until the data is valid.
@@ -174,6 +177,82 @@ TEST_F(TestRun, ADcTestWithoutACurrentHasNoResistance) {
   ASSERT_EQ(Send(0x33, set_up), 6);
   const auto record = Poll();
   EXPECT_FALSE(std::isfinite(record.sersres) && record.acamps == 0.0F);
+}
+
+TEST_F(TestRun, AScaleTakenAwayWhileTheFilterSettlesIsTakenAgain) {
+  manager.EndAcquisition();  // the test is the consumer
+  const auto products = std::make_shared<acquisition::BlockProducts>(1024);
+  acquisition::ARMCorrelation fast(1, 512, 12.5e6, 32, 512, 0, products);
+  acquisition::ARMCorrelation slow(0, 0, 12.5e6, 32, 512, 0, products);
+  AcqChan::set_SineCorrelators(&fast, &slow);
+  ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
+  ghmp->SetStartTest(true);
+  ghmp->curange = static_cast<short>(RangeFor(4e-5));
+  const auto* entry = acquisition::get_range_table_ent(1, Msg::ACDC_Current, ghmp->curange);
+  AcqChan& channel = *AcqChan::get_AcqCh_instance(ACQ_CH2);
+  const std::vector<int> block(2048, 0x100);
+  const auto step = [&] {
+    clock.Advance(std::chrono::seconds(1));
+    slow.update(block.data(), 1024);
+    channel.external_event_notify(ACQ_EVT_SAMPLES_RECEIVED);
+    AcqChan::set_reset_sine_correlators_request(0);
+  };
+  for (int i = 0; i < 10 && slow.GetRange(1) != entry; ++i) step();
+  EXPECT_EQ(slow.GetRange(1), entry);
+  slow.SetMeasurementModes();  // as a set-up does
+  EXPECT_NE(slow.GetRange(1), entry);
+  for (int i = 0; i < 10 && channel.get_status_flag() != Valid_Data; ++i) step();
+  EXPECT_EQ(channel.get_status_flag(), Valid_Data);
+  EXPECT_EQ(slow.GetRange(1), entry);
+  AcqChan::set_SineCorrelators(nullptr, nullptr);
+}
+
+TEST_F(TestRun, NoBlockSetsAChannelToWorkAgainAfterItsStop) {
+  SetUpTest(100, 1, 60);
+  AcqChan& channel = *AcqChan::get_AcqCh_instance(ACQ_CH1);
+  {
+    const std::jthread blocks([&](const std::stop_token& end) {
+      while (!end.stop_requested()) {
+        channel.external_event_notify(ACQ_EVT_SAMPLES_RECEIVED);
+        std::this_thread::sleep_for(std::chrono::microseconds(10));
+      }
+    });
+    ASSERT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
+  }
+  EXPECT_EQ(channel.get_status_flag(), Data_Not_Valid);
+}
+
+class AcquisitionOfATest : public TestRun {
+ protected:
+  AcquisitionOfATest() { Mos::acqnormal = 1; }
+  ~AcquisitionOfATest() override { Mos::acqnormal = 0; }
+  void SetUp() override {
+    TestRun::SetUp();
+    ASSERT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);  // the first correlators
+  }
+};
+
+TEST_F(AcquisitionOfATest, FollowsTheTestsClockAndRange) {
+  ASSERT_EQ(Control("set source.amplitude 100"), "ok");
+  ASSERT_EQ(Control("set source.on 1"), "ok");
+  SetUpTest(100, RangeFor(4e-5), 60);
+  ASSERT_TRUE(AwaitValid());
+  ASSERT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);
+  EXPECT_NE(AcqChan::get_AcqCh_instance(ACQ_CH1)->get_status_flag(), Valid_Data);
+  ASSERT_TRUE(AwaitValid());
+  EXPECT_NEAR(Poll().parlcap, 1000, 0.5);
+
+  ASSERT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
+  SetUpTest(100, 1, 0.1F);
+  EXPECT_EQ(AcqChan::get_sineCorr_Slow()->GetSamplesPerCycle(),
+            signalh::CalculateSamplesPerCyc(0.1F, ghmp->GetVLFBlockReadyInterrupts()));
+}
+
+TEST_F(AcquisitionOfATest, BeginsAnewBesideARecovery) {
+  const std::jthread timer([this](const std::stop_token& end) {
+    while (!end.stop_requested()) manager.RecoverMos();
+  });
+  for (int i = 0; i < 10; ++i) ASSERT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);
 }
 
 TEST_F(TestRun, RequestsOutOfOrderLeaveADaemonThatMeasures) {

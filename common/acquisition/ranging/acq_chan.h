@@ -59,8 +59,16 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
 
   /// With correlators, both channels are set up for a test. Null pointers take them away.
   static void set_SineCorrelators(SineCorrelator* fast, SineCorrelator* slow);
+  // For the sample threads, and the thread that starts and stops acquisition.
   static SineCorrelator* get_sineCorr_Fast() { return sineCorr_Fast; }
   static SineCorrelator* get_sineCorr_Slow() { return sineCorr_Slow; }
+  /// For any other thread: calls `use` with the fast one, which is not taken away meanwhile; not
+  /// without one.
+  template <class Use>
+  static void WithFastCorrelator(Use use) {
+    const std::lock_guard lock(correlators_lock_);
+    if (SineCorrelator* fast = sineCorr_Fast) use(*fast);
+  }
   /// Resets both, and both channels' figures of a cycle, and takes the request away.
   static void reset_sine_correlators();
   static void set_reset_sine_correlators_request(int request) {
@@ -231,6 +239,7 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
     return read(full_cycle_, SetsPerCycle());
   }
 
+  static std::mutex correlators_lock_;  // held to change the two below, and while one is in use
   static std::atomic<SineCorrelator*> sineCorr_Fast;
   static std::atomic<SineCorrelator*> sineCorr_Slow;
   static std::array<std::atomic<AcqChan*>, ACQ_CHAN_COUNT> instance_array;

@@ -112,10 +112,13 @@ bool FixedRange::InForce() const {
          (filter == nullptr || filter->GetRange(channel_.get_hwch()) == entry);
 }
 
+bool FixedRange::IsTaken() const {
+  return phase_ == Phase::kIdle || phase_ == Phase::kSettle || phase_ == Phase::kRestart ||
+         phase_ == Phase::kFirstCycle;
+}
+
 void FixedRange::Step() {
-  if (ghmp->testStart && (Wanted() != setting_ || (phase_ == Phase::kIdle && !InForce()))) {
-    return Start();
-  }
+  if (ghmp->testStart && (Wanted() != setting_ || (IsTaken() && !InForce()))) return Start();
   switch (phase_) {
     case Phase::kIdle:
     case Phase::kGivenUp:

@@ -54,6 +54,8 @@ class FixedRange {
   };
 
   Setting Wanted() const;
+  /// The front end has confirmed the range, and the correlators have been told.
+  bool IsTaken() const;
   bool InForce() const;
   int HostRange() const;
   /// Peak at the channel's input, V or A; 0 when it is not known.

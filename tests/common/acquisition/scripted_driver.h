@@ -58,6 +58,11 @@ class ScriptedDriver final : public platform::BareInstrument {
     counters.push_back(counter = value);
     changed.notify_all();
   }
+  /// Reports that the producer has not read yet.
+  std::size_t Unread() {
+    const std::lock_guard lock(mutex);
+    return counters.size();
+  }
   /// Until the producer waits for a counter again.
   void AwaitIdle() {
     std::unique_lock lock(mutex);
