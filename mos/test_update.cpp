@@ -253,6 +253,8 @@ void MeasMgr::SetSampling(Update& update) {
                       double{update.frequency});
     SineCorrelator::SetVLFFlag();
   } else {
+    // a test may go from very slow to normal, and its durations with it
+    if (SineCorrelator::GetVLFFlag()) SineCorrelator::ResetVLFFlag();
     _spclk->SetWfSamplesPerCyc(update.frequency);
     ghmp->wfgensamplespercyc = _spclk->GetWfSamplesPerCyc();
   }

@@ -113,6 +113,16 @@ TEST_F(TestRun, WithoutATestResultsAreZeroAndAStopIsAnswered) {
   EXPECT_FALSE(Mos::MeasMgr::startflag);
 }
 
+TEST_F(TestRun, AnUpdateToANormalFrequencyEndsTheSlowCycle) {
+  SetUpTest(100, 1, 0.5F);
+  EXPECT_TRUE(acquisition::SineCorrelator::GetVLFFlag());
+  Msg::HmpUpdTestParamReq update{};
+  update.volttarget = 100;
+  update.frequency = 60;
+  ASSERT_EQ(Send(0x04, update), 6);
+  EXPECT_FALSE(acquisition::SineCorrelator::GetVLFFlag());
+}
+
 TEST_F(TestRun, AnotherKindOfResultRestartsTheSlowFilterOnce) {
   SetUpTest(100, 1, 60);
   ASSERT_TRUE(AwaitValid());
