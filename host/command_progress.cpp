@@ -1,6 +1,7 @@
 #include "host/command.h"
 #include "host/report.h"
 #include "host/request.h"
+#include "host/test_result.h"
 
 namespace host {
 namespace {
@@ -12,7 +13,7 @@ ExitStatus Progress(Session& session) {
   nlohmann::ordered_json json = ReplyJson(reply);
   // only the first word carries flags
   int flags = json.at("status").at(0).get<int>() & 0xFFFF;
-  session.Print(fmt::format("channel status  0x{:04X}\n", flags), json);
+  session.Print(fmt::format("channel status  0x{:04X}, {}\n", flags, StatusText(flags)), json);
   return status;
 }
 

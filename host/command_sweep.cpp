@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "host/command.h"
+#include "host/number_check.h"
 #include "host/plot.h"
 #include "host/sweep_list.h"
 #include "host/test_report.h"
@@ -44,6 +45,7 @@ bool Sweep(TestRun& run, TestPlan plan, const TestTiming& timing,
 Plot PlotOf(const SweepOptions& options, const std::vector<TestResult>& points) {
   Plot plot{"frequency, Hz", !options.linear, {}, {}};
   for (const TestResult& point : points) {
+    if (!(point.record.frequen > 0)) continue;  // it has no place on the axis
     plot.x.push_back(point.record.frequen);
     std::size_t panel = 0;
     for (const Quantity& quantity : Quantities(point)) {
@@ -60,8 +62,7 @@ Plot PlotOf(const SweepOptions& options, const std::vector<TestResult>& points) 
 
 std::string Contradiction(const SweepOptions& options) {
   if (options.dc) return "a DC test has no frequencies to sweep";
-  const std::string error = options.plot.empty() ? "" : CheckPlotFile(options.plot);
-  return error;
+  return options.plot.empty() ? "" : CheckPlotFile(options.plot);
 }
 
 ExitStatus Run(Session& session, const SweepOptions& options) {
@@ -88,7 +89,7 @@ ExitStatus Run(Session& session, const SweepOptions& options) {
 
 Action Declare(CLI::App& app) {
   auto options = std::make_shared<SweepOptions>();
-  auto hertz = CLI::Range(kLowest, kHighest).description("");
+  auto hertz = NumberFrom(kLowest, kHighest);
   auto* list = app.add_option("--frequencies", options->frequencies, "The frequencies themselves")
                    ->delimiter(',')
                    ->check(hertz)

@@ -3,9 +3,13 @@
 #include <cairo-svg.h>
 #include <cairo.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
+#include <filesystem>
 #include <limits>
 #include <memory>
 
@@ -169,11 +173,18 @@ std::vector<double> Ticks(double low, double high, bool logarithmic) {
 }
 
 std::string CheckPlotFile(const std::string& file) {
-  if (IsPng(file) || file.ends_with(".svg")) return "";
-  return fmt::format("'{}' ends neither in .svg nor in .png", file);
+  if (!IsPng(file) && !file.ends_with(".svg")) {
+    return fmt::format("'{}' ends neither in .svg nor in .png", file);
+  }
+  if (::access(file.c_str(), W_OK) == 0) return "";
+  const std::string directory = std::filesystem::path(file).parent_path();
+  if (errno == ENOENT && ::access(directory.empty() ? "." : directory.c_str(), W_OK) == 0)
+    return "";
+  return fmt::format("cannot write {}: {}", file, std::strerror(errno));
 }
 
 std::string Draw(const Plot& plot, const std::string& file) {
+  if (plot.panels.empty()) return "there is no curve to draw";
   const double height = kPanelHeight * static_cast<double>(plot.panels.size());
   const Surface surface(IsPng(file) ? cairo_image_surface_create(CAIRO_FORMAT_RGB24,
                                                                  static_cast<int>(kWidth),

@@ -1,4 +1,4 @@
-// The result of a poll in the units that a person reads.
+// The result of a poll in engineering units.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -39,15 +39,13 @@ int StatusOf(const TestResult& result);
 std::string StatusText(int status);
 nlohmann::ordered_json StatusNames(int status);
 
-/// A line for each quantity, and one for the status.
-std::string ResultText(const TestResult& result);
+/// A number with the digits that the wire's floats have.
+std::string NumberText(double value);
+
 /// The quantities by their keys, "status" and "status_names".
 nlohmann::ordered_json ResultJson(const TestResult& result);
 
-/// Results under each other, in a table for a person or as CSV with the keys as its head. `result`
-/// is any one of them: all of a table see the same.
-std::string TableHead(const TestResult& result);
-std::string TableRow(const TestResult& result);
+/// CSV with the keys as its head; the head of any one result fits all of a run.
 std::string CsvHead(const TestResult& result);
 std::string CsvRow(const TestResult& result);
 
