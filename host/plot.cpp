@@ -27,6 +27,7 @@ constexpr double kFontSize = 12;
 constexpr double kDot = 2.5;
 
 constexpr int kWantedTicks = 6;
+constexpr std::size_t kFewestTicks = 3;
 constexpr double kMargin = 0.05;    // of the values' span, above and below the curve
 constexpr double kFlattest = 1e-3;  // of a value: less of a span would show noise only
 
@@ -158,7 +159,8 @@ std::vector<double> Ticks(double low, double high, bool logarithmic) {
         if (tick >= low && tick <= high) ticks.push_back(tick);
       }
     }
-    return ticks;
+    if (ticks.size() >= kFewestTicks) return ticks;
+    ticks.clear();  // less than a decade
   }
   const double rough = (high - low) / kWantedTicks;
   const double power = std::pow(10, std::floor(std::log10(rough)));
@@ -176,10 +178,10 @@ std::string CheckPlotFile(const std::string& file) {
   if (!IsPng(file) && !file.ends_with(".svg")) {
     return fmt::format("'{}' ends neither in .svg nor in .png", file);
   }
-  if (::access(file.c_str(), W_OK) == 0) return "";
-  const std::string directory = std::filesystem::path(file).parent_path();
-  if (errno == ENOENT && ::access(directory.empty() ? "." : directory.c_str(), W_OK) == 0)
-    return "";
+  std::filesystem::path place = file;
+  if (::access(place.c_str(), F_OK) != 0)
+    place = place.has_parent_path() ? place.parent_path() : ".";
+  if (::access(place.c_str(), W_OK) == 0) return "";
   return fmt::format("cannot write {}: {}", file, std::strerror(errno));
 }
 

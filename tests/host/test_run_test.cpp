@@ -433,6 +433,7 @@ TEST(SweepList, GoesFromEndToEnd) {
 
 TEST(Plot, TicksAreRoundAndFew) {
   EXPECT_THAT(host::Ticks(15, 400, true), ElementsAre(20, 50, 100, 200));
+  EXPECT_THAT(host::Ticks(21, 49, true), ElementsAre(25, 30, 35, 40, 45));
   EXPECT_THAT(host::Ticks(0.13, 1.02, false),
               testing::Pointwise(testing::DoubleNear(1e-12), {0.2, 0.4, 0.6, 0.8, 1.0}));
   EXPECT_LE(host::Ticks(1e20, std::nextafter(1e20, 2e20), false).size(), 10U);
