@@ -27,6 +27,9 @@ ExitStatus NameWords(Session& session, const std::vector<int>& words) {
 }
 
 ExitStatus ShowLastNak(Session& session) {
+  if (session.NakFile().empty()) {
+    return session.Fail(ExitStatus::kUsage, "the last NAK is kept in --root DIR; give it");
+  }
   const auto refusal = LastNak(session.NakFile());
   Reply reply;
   if (!refusal || !ReadReply(refusal->request, refusal->reply, reply).empty()) {

@@ -10,10 +10,9 @@ ExitStatus Progress(Session& session) {
   Reply reply;
   ExitStatus status = session.AskForData(PlainRequest(Msg::HMP_ACK_PROGRESS), reply);
   if (status != ExitStatus::kOk) return status;
-  nlohmann::ordered_json json = ReplyJson(reply);
-  // only the first word carries flags
-  int flags = json.at("status").at(0).get<int>() & 0xFFFF;
-  session.Print(fmt::format("channel status  0x{:04X}, {}\n", flags, StatusText(flags)), json);
+  const int flags = ProgressOf(reply);
+  session.Print(fmt::format("channel status  0x{:04X}, {}\n", flags, StatusText(flags)),
+                ReplyJson(reply));
   return status;
 }
 

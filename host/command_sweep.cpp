@@ -70,6 +70,7 @@ Plot PlotOf(const SweepOptions& options, const std::vector<TestResult>& results)
     const Quantity& quantity = points[0][i];
     if (std::ranges::find(kPlotted, quantity.key) == std::end(kPlotted)) continue;
     std::vector<double> values;
+    values.reserve(points.size());
     for (const auto& point : points) values.push_back(i < point.size() ? point[i].value : NAN);
     plot.panels.push_back(PanelOf(quantity, std::move(values)));
   }

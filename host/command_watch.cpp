@@ -39,16 +39,13 @@ ExitStatus LookOnce(Session& session, const WatchOptions& options, Look& look) {
   Reply reply;
   ExitStatus status = session.Ask(PlainRequest(Msg::HMP_ACK_PROGRESS), reply);
   if (status == ExitStatus::kOk) {
-    look.status =
-        reinterpret_cast<const Msg::HmpAckProgressRep*>(reply.bytes.data())->status[0] & 0xFFFF;
+    look.status = ProgressOf(reply);
     if ((look.status & Data_Not_Valid) != 0) return status;
     const auto filter = options.fast ? Msg::MSG6_RSLTYPE_FIR_FAST : Msg::MSG6_RSLTYPE_FIR_SLOW;
     status = session.Ask(ResultRequest(filter), reply);
   }
   if (status == ExitStatus::kOk) {
-    look.result.emplace();
-    look.result->record = *reinterpret_cast<const Msg::HmpTestRsltRep*>(reply.bytes.data());
-    look.result->dc = options.dc;
+    look.result = ResultOf(reply, options.dc);
   } else if (status == ExitStatus::kNak) {
     look.nak = std::move(reply);
     status = ExitStatus::kOk;

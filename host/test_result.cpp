@@ -87,6 +87,14 @@ List Quantities(const TestResult& result) {
   return list;
 }
 
+TestResult ResultOf(const Reply& reply, bool dc) {
+  return {*reinterpret_cast<const Msg::HmpTestRsltRep*>(reply.bytes.data()), dc};
+}
+
+int ProgressOf(const Reply& reply) {
+  return reinterpret_cast<const Msg::HmpAckProgressRep*>(reply.bytes.data())->status[0] & 0xFFFF;
+}
+
 int StatusOf(const TestResult& result) { return result.record.ranging & 0xFFFF; }
 
 std::string StatusText(int status) {

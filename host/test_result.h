@@ -7,6 +7,7 @@
 
 #include "common/msg/hmp_results.h"
 #include "common/msg/status_flags.h"
+#include "host/reply.h"
 
 namespace host {
 
@@ -33,8 +34,12 @@ struct Quantity {
 /// voltages (a ratio), DC. No value where it would divide by 0: not finite.
 std::vector<Quantity> Quantities(const TestResult& result);
 
-/// Channel status flags, as 0 to 0xFFFF.
+/// What a good reply to 0x06 says, of a test with AC or DC.
+TestResult ResultOf(const Reply& reply, bool dc);
+
+/// Channel status flags, as 0 to 0xFFFF: of a result, and of a good reply to 0x46.
 int StatusOf(const TestResult& result);
+int ProgressOf(const Reply& reply);
 /// The names of the bits with commas between them; "valid data" for none.
 std::string StatusText(int status);
 nlohmann::ordered_json StatusNames(int status);

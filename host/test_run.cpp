@@ -115,8 +115,7 @@ bool TestRun::Start() { return Going("start") && Step("start", PlainRequest(Msg:
 bool TestRun::Progress(int& status) {
   Reply reply;
   if (!Step("progress", PlainRequest(Msg::HMP_ACK_PROGRESS), reply)) return false;
-  const auto& record = *reinterpret_cast<const Msg::HmpAckProgressRep*>(reply.bytes.data());
-  status = record.status[0] & 0xFFFF;
+  status = ProgressOf(reply);
   return true;
 }
 
@@ -160,8 +159,7 @@ bool TestRun::Wait(Duration duration) {
 bool TestRun::Poll(Msg::msg6_rsltype filter, TestResult& result) {
   Reply reply;
   if (!Step("result", ResultRequest(filter), reply)) return false;
-  result.record = *reinterpret_cast<const Msg::HmpTestRsltRep*>(reply.bytes.data());
-  result.dc = dc_;
+  result = ResultOf(reply, dc_);
   return true;
 }
 

@@ -241,6 +241,7 @@ TEST(Usage, WhatIsWrongIsTold) {
       {{"--connect", "tcp://127.0.0.1", "send", "xyz"}, "'xy' at character 1"},
       {{"--connect", "tcp://127.0.0.1", "send", "00"}, "1 bytes"},
       {{"--connect", "tcp://127.0.0.1", "send", "--raw", " "}, "nothing to send"},
+      {{"--connect", "tcp://127.0.0.1", "errors"}, "--root DIR"},
       {{"--root", "/nonexistent", "--via", "host", "progress"}, "/nonexistent/etc/hosts"},
   };
   for (const auto& c : cases) {
