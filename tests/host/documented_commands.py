@@ -25,14 +25,16 @@ def texts(sources, programs):
         yield file.name, file.read_text()
     for command in [], ["measure"], ["sweep"], ["watch"]:
         words = [programs / "q5host", *command, "--help"]
-        yield " ".join(["q5host", *command]), subprocess.run(words, capture_output=True, text=True, check=True).stdout
+        run = subprocess.run(words, capture_output=True, text=True, check=True)
+        yield " ".join(["q5host", *command]), run.stdout
 
 
 def commands(text):
     """Whole ones: the others are words of a sentence. A code span may be broken by a line's end."""
     text = re.sub(r"`q5[^`]*`", lambda span: span[0].replace("\n", " "), text)
     for command in COMMAND.findall(text):
-        if "[" not in command and re.search(rf"q5host .*\b({COMMANDS})\b|q5plan \d|q5devices --", command):
+        whole = re.search(rf"q5host .*\b({COMMANDS})\b|q5plan \d|q5devices --", command)
+        if whole and "[" not in command:
             yield command
 
 
@@ -41,7 +43,8 @@ def refused(programs, command, directory):
     program, *words = shlex.split(command)
     if program == "q5host":
         words += ["--timeout", "1"]
-    run = subprocess.run([programs / program, *words], cwd=directory, capture_output=True, text=True, timeout=20)
+    words.insert(0, programs / program)
+    run = subprocess.run(words, cwd=directory, capture_output=True, text=True, timeout=20)
     return run.stderr if re.search(r"see --help|with --help", run.stderr) else ""
 
 
