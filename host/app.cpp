@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 
 #include "host/command.h"
@@ -34,10 +35,11 @@ constexpr char kFooter[] =
     "Exit status:\n"
     "  0  the daemon did what was asked\n"
     "  1  NAK: it refused; the errors are printed\n"
-    "  2  the command line is wrong\n"
+    "  2  the command line, or a file that it names, is wrong\n"
     "  3  cannot connect, or no answer in time\n"
     "  4  malformed reply: length, checksum, opcode or acknowledgement is wrong\n"
     "  5  the test ran, but its data did not become valid in time\n"
+    "  6  the output could not be written\n"
     "  130  Ctrl-C; the test was stopped\n"
     "\n"
     "Examples:\n"
@@ -105,7 +107,17 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::ParseError& error) {  // --help comes this way, too
-    return app.exit(error, out, err) == 0 ? ExitStatus::kOk : ExitStatus::kUsage;
+    if (error.get_exit_code() == 0) {
+      app.exit(error, out, err);
+      return ExitStatus::kOk;
+    }
+    // a word that is no command is told before the command that is missing
+    const std::vector<std::string> rest = app.remaining();
+    const std::string what =
+        rest.empty() ? error.what() : fmt::format("'{}' is not known here", rest.front());
+    TellFailure(std::ranges::find(arguments, "--json") != arguments.end(), what + "; see --help",
+                out, err);
+    return ExitStatus::kUsage;
   }
 
   std::string error;
@@ -120,7 +132,10 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
                        &err == &std::cerr && ::isatty(STDERR_FILENO) == 1);
   if (options.trace) session.Trace();
   if (!options.root.empty()) session.KeepNaks(NakFile(options.root));
-  return chosen(session);
+  const ExitStatus status = chosen(session);
+  if (out.flush() || status != ExitStatus::kOk) return status;
+  err << "q5host: the output could not be written\n";
+  return ExitStatus::kNotWritten;
 }
 
 }  // namespace host

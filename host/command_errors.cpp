@@ -15,8 +15,8 @@ ExitStatus NameWords(Session& session, const std::vector<int>& words) {
   for (const int word : words) {
     const auto value = static_cast<std::int16_t>(word);
     const int code = Msg::ErrorCodeOf(value);
-    text += fmt::format("0x{:04X}  {}, {} data words\n", word & 0xFFFF, CodeText(code),
-                        Msg::DataWordsOf(value));
+    text += fmt::format("0x{:04X}  {}, {} data word{}\n", word & 0xFFFF, CodeText(code),
+                        Msg::DataWordsOf(value), Msg::DataWordsOf(value) == 1 ? "" : "s");
     json.push_back({{"word", word},
                     {"code", code},
                     {"name", CodeName(code)},
@@ -27,6 +27,9 @@ ExitStatus NameWords(Session& session, const std::vector<int>& words) {
 }
 
 ExitStatus ShowLastNak(Session& session) {
+  if (session.NakFile().empty()) {
+    return session.Fail(ExitStatus::kUsage, "the last NAK is kept in --root DIR; give it");
+  }
   const auto refusal = LastNak(session.NakFile());
   Reply reply;
   if (!refusal || !ReadReply(refusal->request, refusal->reply, reply).empty()) {

@@ -1,10 +1,14 @@
 #include <memory>
 
 #include "host/command.h"
+#include "host/number_check.h"
 #include "host/test_report.h"
 
 namespace host {
 namespace {
+
+// Hz, far beyond what the daemon takes: it is the one to refuse a frequency that is too high.
+constexpr double kHighest = 1e6;
 
 struct MeasureOptions : TestOptions {
   int repeat = 1;
@@ -30,6 +34,7 @@ ExitStatus Measure(Session& session, const MeasureOptions& options) {
 Action Declare(CLI::App& app) {
   auto options = std::make_shared<MeasureOptions>();
   app.add_option("--frequency", options->frequency, "Test frequency")
+      ->check(NumberFrom(0, kHighest))
       ->type_name("HZ")
       ->capture_default_str();
   DeclareTest(app, *options);

@@ -1,6 +1,7 @@
 #include "host/command.h"
 #include "host/report.h"
 #include "host/request.h"
+#include "host/test_result.h"
 
 namespace host {
 namespace {
@@ -9,10 +10,9 @@ ExitStatus Progress(Session& session) {
   Reply reply;
   ExitStatus status = session.AskForData(PlainRequest(Msg::HMP_ACK_PROGRESS), reply);
   if (status != ExitStatus::kOk) return status;
-  nlohmann::ordered_json json = ReplyJson(reply);
-  // only the first word carries flags
-  int flags = json.at("status").at(0).get<int>() & 0xFFFF;
-  session.Print(fmt::format("channel status  0x{:04X}\n", flags), json);
+  const int flags = ProgressOf(reply);
+  session.Print(fmt::format("channel status  0x{:04X}, {}\n", flags, StatusText(flags)),
+                ReplyJson(reply));
   return status;
 }
 

@@ -1,8 +1,11 @@
 #include <algorithm>
+#include <cmath>
 #include <memory>
 
 #include "host/command.h"
+#include "host/number_check.h"
 #include "host/plot.h"
+#include "host/result_text.h"
 #include "host/sweep_list.h"
 #include "host/test_report.h"
 
@@ -41,27 +44,42 @@ bool Sweep(TestRun& run, TestPlan plan, const TestTiming& timing,
   return true;
 }
 
-Plot PlotOf(const SweepOptions& options, const std::vector<TestResult>& points) {
+// In the unit that suits the largest value.
+PlotPanel PanelOf(const Quantity& quantity, std::vector<double> values) {
+  Quantity largest = quantity;
+  for (const double value : values) {
+    if (std::abs(value) > std::abs(largest.value)) largest.value = value;
+  }
+  const ShownUnit unit = UnitFor(largest);
+  for (double& value : values) value *= unit.factor;
+  return {fmt::format("{}{}{}", quantity.label, unit.name.empty() ? "" : ", ", unit.name),
+          std::move(values)};
+}
+
+// A point for each result that has a place on the axis.
+Plot PlotOf(const SweepOptions& options, const std::vector<TestResult>& results) {
   Plot plot{"frequency, Hz", !options.linear, {}, {}};
-  for (const TestResult& point : points) {
-    plot.x.push_back(point.record.frequen);
-    std::size_t panel = 0;
-    for (const Quantity& quantity : Quantities(point)) {
-      if (std::ranges::find(kPlotted, quantity.key) == std::end(kPlotted)) continue;
-      if (panel == plot.panels.size()) {
-        const char* comma = *quantity.unit == '\0' ? "" : ", ";
-        plot.panels.push_back({std::string(quantity.label) + comma + quantity.unit, {}});
-      }
-      plot.panels[panel++].values.push_back(quantity.value);
-    }
+  std::vector<std::vector<Quantity>> points;
+  for (const TestResult& result : results) {
+    if (!(result.record.frequen > 0)) continue;
+    plot.x.push_back(result.record.frequen);
+    points.push_back(Quantities(result));
+  }
+  if (points.empty()) return plot;
+  for (std::size_t i = 0; i < points[0].size(); ++i) {
+    const Quantity& quantity = points[0][i];
+    if (std::ranges::find(kPlotted, quantity.key) == std::end(kPlotted)) continue;
+    std::vector<double> values;
+    values.reserve(points.size());
+    for (const auto& point : points) values.push_back(i < point.size() ? point[i].value : NAN);
+    plot.panels.push_back(PanelOf(quantity, std::move(values)));
   }
   return plot;
 }
 
 std::string Contradiction(const SweepOptions& options) {
   if (options.dc) return "a DC test has no frequencies to sweep";
-  const std::string error = options.plot.empty() ? "" : CheckPlotFile(options.plot);
-  return error;
+  return options.plot.empty() ? "" : CheckPlotFile(options.plot);
 }
 
 ExitStatus Run(Session& session, const SweepOptions& options) {
@@ -88,7 +106,7 @@ ExitStatus Run(Session& session, const SweepOptions& options) {
 
 Action Declare(CLI::App& app) {
   auto options = std::make_shared<SweepOptions>();
-  auto hertz = CLI::Range(kLowest, kHighest).description("");
+  auto hertz = NumberFrom(kLowest, kHighest);
   auto* list = app.add_option("--frequencies", options->frequencies, "The frequencies themselves")
                    ->delimiter(',')
                    ->check(hertz)

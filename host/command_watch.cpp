@@ -1,13 +1,15 @@
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <memory>
 
 #include "host/command.h"
 #include "host/interruption.h"
+#include "host/number_check.h"
 #include "host/report.h"
 #include "host/request.h"
+#include "host/result_text.h"
 #include "host/test_plan.h"
-#include "host/test_result.h"
 #include "platform/backend.h"
 
 namespace host {
@@ -22,6 +24,7 @@ struct WatchOptions {
 
 constexpr double kShortest = 0.001;
 constexpr double kLongest = 3600;
+constexpr platform::Nanoseconds kNap = std::chrono::milliseconds(100);  // between looks for Ctrl-C
 
 // What one look at the daemon gave.
 struct Look {
@@ -36,16 +39,13 @@ ExitStatus LookOnce(Session& session, const WatchOptions& options, Look& look) {
   Reply reply;
   ExitStatus status = session.Ask(PlainRequest(Msg::HMP_ACK_PROGRESS), reply);
   if (status == ExitStatus::kOk) {
-    look.status =
-        reinterpret_cast<const Msg::HmpAckProgressRep*>(reply.bytes.data())->status[0] & 0xFFFF;
+    look.status = ProgressOf(reply);
     if ((look.status & Data_Not_Valid) != 0) return status;
     const auto filter = options.fast ? Msg::MSG6_RSLTYPE_FIR_FAST : Msg::MSG6_RSLTYPE_FIR_SLOW;
     status = session.Ask(ResultRequest(filter), reply);
   }
   if (status == ExitStatus::kOk) {
-    look.result.emplace();
-    look.result->record = *reinterpret_cast<const Msg::HmpTestRsltRep*>(reply.bytes.data());
-    look.result->dc = options.dc;
+    look.result = ResultOf(reply, options.dc);
   } else if (status == ExitStatus::kNak) {
     look.nak = std::move(reply);
     status = ExitStatus::kOk;
@@ -64,14 +64,18 @@ class Screen {
     } else if (session_.out_terminal()) {
       Redraw(look.result ? ResultText(*look.result) : Line(look));
     } else {
-      const std::string head = look.result ? TableHead(*look.result) : head_;
-      session_.out() << (head == head_ ? "" : head)
-                     << (look.result ? TableRow(*look.result) : Line(look)) << std::flush;
-      head_ = head;
+      session_.out() << (look.result ? Row(*look.result) : Line(look)) << std::flush;
     }
   }
 
  private:
+  // With the head of a table before it where one begins. The units stay those of its first row.
+  std::string Row(const TestResult& result) {
+    if (table_ && table_->Takes(result)) return table_->Row(result);
+    table_.emplace(std::span(&result, 1));
+    return table_->Head() + table_->Row(result);
+  }
+
   static std::string Line(const Look& look) {
     return look.nak ? NakText(*look.nak)
                     : fmt::format("no data: 0x{:04X}, {}\n", look.status, StatusText(look.status));
@@ -90,9 +94,21 @@ class Screen {
   }
 
   Session& session_;
-  std::string head_;
+  std::optional<ResultTable> table_;
   std::ptrdiff_t lines_ = 0;
 };
+
+// Up to `duration`; false as soon as Ctrl-C is seen.
+bool Sleep(platform::Nanoseconds duration, Interruption& interruption) {
+  platform::Clock& clock = platform::Machine().Clock();
+  const auto end = clock.Monotonic() + duration;
+  while (!interruption.Asked()) {
+    const auto left = end - clock.Monotonic();
+    if (left <= platform::Nanoseconds::zero()) return true;
+    clock.SleepFor(std::min(left, kNap));
+  }
+  return false;
+}
 
 ExitStatus Watch(Session& session, const WatchOptions& options) {
   Interruption interruption;
@@ -100,12 +116,12 @@ ExitStatus Watch(Session& session, const WatchOptions& options) {
   const auto interval = std::chrono::duration_cast<platform::Nanoseconds>(
       std::chrono::duration<double>(options.interval));
   for (int row = 0; options.rows == 0 || row < options.rows; ++row) {
-    if (row > 0) platform::Machine().Clock().SleepFor(interval);
-    if (interruption.Asked()) break;
+    if (!Sleep(row > 0 ? interval : platform::Nanoseconds::zero(), interruption)) break;
     Look look;
     const ExitStatus status = LookOnce(session, options, look);
     if (status != ExitStatus::kOk) return status;
     screen.Show(look);
+    if (!session.out()) break;  // a full disk
   }
   return ExitStatus::kOk;
 }
@@ -113,11 +129,11 @@ ExitStatus Watch(Session& session, const WatchOptions& options) {
 Action Declare(CLI::App& app) {
   auto options = std::make_shared<WatchOptions>();
   app.add_option("--rows", options->rows, "End after so many looks; 0: at Ctrl-C")
-      ->check(CLI::NonNegativeNumber.description(""))
+      ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""))
       ->type_name("N")
       ->capture_default_str();
   app.add_option("--interval", options->interval, "From one look to the next")
-      ->check(CLI::Range(kShortest, kLongest).description(""))
+      ->check(NumberFrom(kShortest, kLongest))
       ->type_name("S")
       ->capture_default_str();
   app.add_flag("--fast", options->fast,

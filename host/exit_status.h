@@ -10,6 +10,7 @@ enum class ExitStatus : int {
   kNoAnswer = 3,       ///< cannot connect, or no answer in time
   kMalformed = 4,      ///< what came is no good reply to what was asked
   kUnsettled = 5,      ///< the test ran, but its data did not become valid in time
+  kNotWritten = 6,     ///< standard output took not all of it: a full disk
   kInterrupted = 130,  ///< Ctrl-C; the test was stopped
 };
 

@@ -1,13 +1,12 @@
 #include "host/interruption.h"
 
 #include <ctime>
-#include <initializer_list>
 
 namespace host {
 
-Interruption::Interruption() {
+Interruption::Interruption(std::initializer_list<int> signals) {
   ::sigemptyset(&signals_);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) ::sigaddset(&signals_, signal);
+  for (const int signal : signals) ::sigaddset(&signals_, signal);
   ::pthread_sigmask(SIG_BLOCK, &signals_, &before_);
 }
 

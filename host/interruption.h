@@ -2,14 +2,15 @@
 #pragma once
 
 #include <csignal>
+#include <initializer_list>
 
 namespace host {
 
-/// While it lives SIGINT, SIGTERM and SIGHUP do not end the program, nor disturb a request under
-/// way: they wait until Asked looks. It belongs to the thread that made it.
+/// While it lives these signals do not end the program, nor disturb a request under way: they wait
+/// until Asked looks. It belongs to the thread that made it.
 class Interruption {
  public:
-  Interruption();
+  explicit Interruption(std::initializer_list<int> signals = {SIGINT, SIGTERM, SIGHUP});
   ~Interruption();
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;

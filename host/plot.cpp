@@ -3,9 +3,13 @@
 #include <cairo-svg.h>
 #include <cairo.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
+#include <filesystem>
 #include <limits>
 #include <memory>
 
@@ -23,6 +27,7 @@ constexpr double kFontSize = 12;
 constexpr double kDot = 2.5;
 
 constexpr int kWantedTicks = 6;
+constexpr std::size_t kFewestTicks = 3;
 constexpr double kMargin = 0.05;    // of the values' span, above and below the curve
 constexpr double kFlattest = 1e-3;  // of a value: less of a span would show noise only
 
@@ -154,7 +159,8 @@ std::vector<double> Ticks(double low, double high, bool logarithmic) {
         if (tick >= low && tick <= high) ticks.push_back(tick);
       }
     }
-    return ticks;
+    if (ticks.size() >= kFewestTicks) return ticks;
+    ticks.clear();  // less than a decade
   }
   const double rough = (high - low) / kWantedTicks;
   const double power = std::pow(10, std::floor(std::log10(rough)));
@@ -169,11 +175,18 @@ std::vector<double> Ticks(double low, double high, bool logarithmic) {
 }
 
 std::string CheckPlotFile(const std::string& file) {
-  if (IsPng(file) || file.ends_with(".svg")) return "";
-  return fmt::format("'{}' ends neither in .svg nor in .png", file);
+  if (!IsPng(file) && !file.ends_with(".svg")) {
+    return fmt::format("'{}' ends neither in .svg nor in .png", file);
+  }
+  std::filesystem::path place = file;
+  if (::access(place.c_str(), F_OK) != 0)
+    place = place.has_parent_path() ? place.parent_path() : ".";
+  if (::access(place.c_str(), W_OK) == 0) return "";
+  return fmt::format("cannot write {}: {}", file, std::strerror(errno));
 }
 
 std::string Draw(const Plot& plot, const std::string& file) {
+  if (plot.panels.empty()) return "there is no curve to draw";
   const double height = kPanelHeight * static_cast<double>(plot.panels.size());
   const Surface surface(IsPng(file) ? cairo_image_surface_create(CAIRO_FORMAT_RGB24,
                                                                  static_cast<int>(kWidth),

@@ -22,7 +22,8 @@ struct Plot {
 /// Round values for an axis, within `low` to `high`.
 std::vector<double> Ticks(double low, double high, bool logarithmic);
 
-/// What is wrong with a name for a plot, or nothing: it ends in ".svg" or ".png".
+/// What is wrong with a name for a plot, or nothing: it ends in ".svg" or ".png", and the file can
+/// be written.
 std::string CheckPlotFile(const std::string& file);
 
 /// Why the file could not be written, or nothing.

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "common/msg/input_mode.h"
+#include "host/number_check.h"
 #include "host/test_kinds.h"
 
 namespace host {
@@ -83,7 +84,7 @@ void DeclareSource(CLI::App& app, TestOptions& options) {
 
 void DeclareTime(CLI::App& app, const char* name, const char* what, double& seconds) {
   app.add_option(name, seconds, what)
-      ->check(CLI::Range(kShortest, kLongest).description(""))
+      ->check(NumberFrom(kShortest, kLongest))
       ->type_name("S")
       ->capture_default_str()
       ->group("Timing");
@@ -138,7 +139,8 @@ void DeclareTest(CLI::App& app, TestOptions& options) {
       ->check(CLI::Range(1, kMost))
       ->capture_default_str()
       ->group("Timing");
-  app.add_flag("--csv", options.csv, "Print comma-separated values");
+  app.add_flag("--csv", options.csv, "Print comma-separated values")
+      ->excludes(app.get_parent()->get_option("--json"));
 }
 
 std::optional<TestPlan> PlanOf(const TestOptions& options, std::string& error) {

@@ -9,28 +9,29 @@
 
 namespace host {
 
+/// As on the command line; what is left open follows from the rest in PlanOf.
 struct TestOptions {
-  std::string type = "pf";
-  std::optional<int> voltage;
-  std::optional<int> current;
-  std::optional<int> highest;
-  int limit = 0;
-  double frequency = 60;
-  int voltage_range = 0;
+  std::string type = "pf";     ///< see FindTestKind
+  std::optional<int> voltage;  ///< target, V; this or `current`
+  std::optional<int> current;  ///< target, A
+  std::optional<int> highest;  ///< in the target's unit
+  int limit = 0;               ///< of the other quantity, A or V
+  double frequency = 60;       ///< Hz
+  int voltage_range = 0;       ///< index, 0: automatic
   int current_range = 0;
   bool dc = false;
   bool reversed = false;
-  bool hv = false;
+  bool hv = false;  ///< the sources; at most one of them
   bool lv = false;
   bool external = false;
-  std::string divider;
+  std::string divider;  ///< "none", "hv1", "hv2"
   bool relays = false;
-  std::optional<int> source;
-  std::vector<std::string> energize;
+  std::optional<int> source;          ///< source word, instead of the one that follows
+  std::vector<std::string> energize;  ///< leads by Msg::kLeadNames
   std::vector<std::string> measure = {"MIR"};
   std::vector<std::string> guard;
   std::vector<std::string> floating;
-  double settle = 2;
+  double settle = 2;  ///< these three in seconds, see TestTiming
   double patience = 60;
   double interval = 0.2;
   int polls = 5;

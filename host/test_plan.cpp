@@ -23,14 +23,7 @@ struct DividerRelays {
 constexpr DividerRelays kRelays[] = {{0, 0}, {1 << 12, 1 << 14}, {1 << 11, 1 << 13}};
 constexpr std::int16_t kDividerLeads[] = {0, kLeadHv1, kLeadHv2};
 
-// What set-ups of a voltage and of a current test have in common.
-template <class Record>
-Record SetUpRecord(const TestPlan& plan) {
-  Record record{};
-  record.testype = plan.type;
-  return record;
-}
-
+// What updates of a voltage and of a current test have in common.
 template <class Record>
 Record UpdateRecord(const TestPlan& plan) {
   Record record{};
@@ -85,14 +78,16 @@ int ChannelMode(std::int16_t source, int channel) {
 
 Bytes SetUpRequest(const TestPlan& plan) {
   if (plan.current) {
-    auto record = SetUpRecord<Msg::HmpIniTestParamReqI>(plan);
+    Msg::HmpIniTestParamReqI record{};
+    record.testype = plan.type;
     record.currentsrc = plan.source;
     record.ampmax = plan.highest;
     record.ilimit = static_cast<std::uint16_t>(plan.highest);
     record.vlimit = static_cast<std::uint16_t>(plan.limit * kVoltageLimitScale);
     return RequestOf(Msg::HMP_INI_TEST_PARAM_I, record);
   }
-  auto record = SetUpRecord<Msg::HmpIniTestParamReq>(plan);
+  Msg::HmpIniTestParamReq record{};
+  record.testype = plan.type;
   record.voltsrc = plan.source;
   record.voltmax = plan.highest;
   record.vlimit = plan.highest;

@@ -1,5 +1,6 @@
 #include "host/test_report.h"
 
+#include "host/result_text.h"
 #include "host/test_kinds.h"
 
 namespace host {
@@ -7,8 +8,9 @@ namespace {
 
 std::string Text(const std::vector<TestResult>& results) {
   if (results.size() == 1) return ResultText(results[0]);
-  std::string text = TableHead(results[0]);
-  for (const TestResult& result : results) text += TableRow(result);
+  const ResultTable table(results);
+  std::string text = table.Head();
+  for (const TestResult& result : results) text += table.Row(result);
   return text;
 }
 
@@ -30,7 +32,8 @@ nlohmann::ordered_json Json(const TestOptions& options, const std::vector<TestRe
 }  // namespace
 
 ConsoleRun::ConsoleRun(Session& session)
-    : progress_(session),
+    : interruption_({SIGINT, SIGTERM, SIGHUP, SIGPIPE}),
+      progress_(session),
       test_(
           session, [this] { return interruption_.Asked(); },
           [this](int status, double done) { progress_.Show(status, done); }) {}

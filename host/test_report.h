@@ -7,7 +7,7 @@
 
 namespace host {
 
-/// A run that Ctrl-C stops and that shows how far it is.
+/// A run that Ctrl-C stops, or a reader of its output that goes, and that shows how far it is.
 class ConsoleRun {
  public:
   explicit ConsoleRun(Session& session);

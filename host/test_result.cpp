@@ -3,20 +3,15 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <string_view>
 
 namespace host {
 namespace {
 
-constexpr double kMilli = 1e3;    // amperes to milliamperes
-constexpr double kPerKilo = 1e3;  // kilovolts to volts
+constexpr double kMilliamperes = 1e3;  // in an ampere
+constexpr double kVolts = 1e3;         // in a kilovolt
 constexpr double kDegrees = 180 / std::numbers::pi;
-constexpr int kLabelWidth = 20;
-constexpr int kColumnWidth = 12;
-constexpr int kDigits = 7;  // what a float on the wire holds
 
 struct StatusBit {
   int mask;
@@ -44,7 +39,7 @@ double LossTangent(const Msg::HmpTestRsltRep& record) {
 }
 
 void AddImpedance(const Msg::HmpTestRsltRep& record, List& list) {
-  const double volts = record.acfcvolt * kPerKilo;
+  const double volts = record.acfcvolt * kVolts;
   const double phase = std::atan2(record.sinthet, record.pwrfctr) * kDegrees;
   list.insert(list.end(), {{"power_w", "power", "W", record.acwatts},
                            {"power_factor_percent", "power factor", "%", record.pwrfctr},
@@ -64,27 +59,24 @@ void AddRatio(const Msg::HmpTestRsltRep& record, List& list) {
                            {"phase_degrees", "phase", "deg", phase}});
 }
 
-// What a table of one line a result has room for.
-bool InTable(const Quantity& quantity) {
-  constexpr std::string_view kNotShown[] = {"impedance_ohm",         "series_capacitance_pf",
-                                            "parallel_inductance_h", "series_inductance_h",
-                                            "phase_degrees",         "power_w"};
-  return std::ranges::find(kNotShown, std::string_view(quantity.key)) == std::end(kNotShown);
-}
-
-std::string Number(double value) { return fmt::format("{:.{}g}", value, kDigits); }
-
 }  // namespace
+
+std::string NumberText(double value) {
+  constexpr int kDigits = 7;  // what a float on the wire holds
+  return fmt::format("{:.{}g}", value, kDigits);
+}
 
 List Quantities(const TestResult& result) {
   const Msg::HmpTestRsltRep& record = result.record;
   const bool volts1 = (record.rsltype & Msg::RSLT_CH1_KILOVOLTS) != 0;
   const bool volts2 = (record.rsltype & Msg::RSLT_CH2_KILOVOLTS) != 0;
-  List list = {{"frequency_hz", "frequency", "Hz", record.frequen}};
-  list.push_back(volts1 ? Quantity{"voltage_kv", "voltage", "kV", record.acfcvolt}
-                        : Quantity{"current1_ma", "current 1", "mA", record.acfcvolt * kMilli});
+  List list;
+  if (!result.dc) list.push_back({"frequency_hz", "frequency", "Hz", record.frequen});
+  list.push_back(volts1
+                     ? Quantity{"voltage_kv", "voltage", "kV", record.acfcvolt}
+                     : Quantity{"current1_ma", "current 1", "mA", record.acfcvolt * kMilliamperes});
   list.push_back(volts2 ? Quantity{"voltage2_kv", "voltage 2", "kV", record.acamps}
-                        : Quantity{"current_ma", "current", "mA", record.acamps * kMilli});
+                        : Quantity{"current_ma", "current", "mA", record.acamps * kMilliamperes});
   if (volts1 != volts2 && result.dc) {
     list.push_back({"resistance_ohm", "resistance", "ohm", record.sersres});
   } else if (volts1 && !volts2) {
@@ -95,6 +87,14 @@ List Quantities(const TestResult& result) {
   return list;
 }
 
+TestResult ResultOf(const Reply& reply, bool dc) {
+  return {*reinterpret_cast<const Msg::HmpTestRsltRep*>(reply.bytes.data()), dc};
+}
+
+int ProgressOf(const Reply& reply) {
+  return reinterpret_cast<const Msg::HmpAckProgressRep*>(reply.bytes.data())->status[0] & 0xFFFF;
+}
+
 int StatusOf(const TestResult& result) { return result.record.ranging & 0xFFFF; }
 
 std::string StatusText(int status) {
@@ -103,41 +103,12 @@ std::string StatusText(int status) {
 
 nlohmann::ordered_json StatusNames(int status) { return NamesOf(status); }
 
-std::string ResultText(const TestResult& result) {
-  std::string text;
-  for (const Quantity& quantity : Quantities(result)) {
-    text += fmt::format("{:<{}}{} {}\n", quantity.label, kLabelWidth, Number(quantity.value),
-                        quantity.unit);
-  }
-  return text + fmt::format("{:<{}}0x{:04X}, {}\n", "status", kLabelWidth, StatusOf(result),
-                            StatusText(StatusOf(result)));
-}
-
 nlohmann::ordered_json ResultJson(const TestResult& result) {
   nlohmann::ordered_json json;
   for (const Quantity& quantity : Quantities(result)) json[quantity.key] = quantity.value;
   json["status"] = StatusOf(result);
   json["status_names"] = StatusNames(StatusOf(result));
   return json;
-}
-
-std::string TableHead(const TestResult& result) {
-  std::string labels, units;
-  for (const Quantity& quantity : Quantities(result)) {
-    if (!InTable(quantity)) continue;
-    labels += fmt::format("{:>{}}  ", quantity.label, kColumnWidth);
-    units += fmt::format("{:>{}}  ", quantity.unit, kColumnWidth);
-  }
-  return labels + "status\n" + units + "\n";
-}
-
-std::string TableRow(const TestResult& result) {
-  std::string text;
-  for (const Quantity& quantity : Quantities(result)) {
-    if (!InTable(quantity)) continue;
-    text += fmt::format("{:>{}}  ", Number(quantity.value), kColumnWidth);
-  }
-  return text + StatusText(StatusOf(result)) + "\n";
 }
 
 std::string CsvHead(const TestResult& result) {
@@ -148,7 +119,7 @@ std::string CsvHead(const TestResult& result) {
 
 std::string CsvRow(const TestResult& result) {
   std::string text;
-  for (const Quantity& quantity : Quantities(result)) text += Number(quantity.value) + ",";
+  for (const Quantity& quantity : Quantities(result)) text += NumberText(quantity.value) + ",";
   return text + fmt::format("0x{:04X}\n", StatusOf(result));
 }
 

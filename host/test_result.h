@@ -1,4 +1,4 @@
-// The result of a poll in the units that a person reads.
+// The result of a poll in engineering units.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -7,6 +7,7 @@
 
 #include "common/msg/hmp_results.h"
 #include "common/msg/status_flags.h"
+#include "host/reply.h"
 
 namespace host {
 
@@ -33,21 +34,23 @@ struct Quantity {
 /// voltages (a ratio), DC. No value where it would divide by 0: not finite.
 std::vector<Quantity> Quantities(const TestResult& result);
 
-/// Channel status flags, as 0 to 0xFFFF.
+/// What a good reply to 0x06 says, of a test with AC or DC.
+TestResult ResultOf(const Reply& reply, bool dc);
+
+/// Channel status flags, as 0 to 0xFFFF: of a result, and of a good reply to 0x46.
 int StatusOf(const TestResult& result);
+int ProgressOf(const Reply& reply);
 /// The names of the bits with commas between them; "valid data" for none.
 std::string StatusText(int status);
 nlohmann::ordered_json StatusNames(int status);
 
-/// A line for each quantity, and one for the status.
-std::string ResultText(const TestResult& result);
+/// A number with the digits that the wire's floats have.
+std::string NumberText(double value);
+
 /// The quantities by their keys, "status" and "status_names".
 nlohmann::ordered_json ResultJson(const TestResult& result);
 
-/// Results under each other, in a table for a person or as CSV with the keys as its head. `result`
-/// is any one of them: all of a table see the same.
-std::string TableHead(const TestResult& result);
-std::string TableRow(const TestResult& result);
+/// CSV with the keys as its head; the head of any one result fits all of a run.
 std::string CsvHead(const TestResult& result);
 std::string CsvRow(const TestResult& result);
 

@@ -63,7 +63,11 @@ bool TestRun::Step(const char* step, const Bytes& request, Reply& reply) {
   const ExitStatus status = session_.TryAsk(request, reply, reason);
   if (status == ExitStatus::kOk) return true;
   const bool nak = status == ExitStatus::kNak;
-  Fail(status, step, nak ? NakText(reply) : std::move(reason));
+  if (nak) {
+    reason = NakText(reply);
+    reason.pop_back();  // the end of its last line
+  }
+  Fail(status, step, std::move(reason));
   if (nak) failure_.nak = reply;
   return false;
 }
@@ -73,13 +77,16 @@ bool TestRun::Step(const char* step, const Bytes& request) {
   return Step(step, request, reply);
 }
 
-// Sent whatever has failed before, and that failure stays.
+// Sent whatever has failed before, and that failure stays; but who interrupts a test has to know
+// that it could not be stopped.
 bool TestRun::Finish(const char* step, const Bytes& request) {
   if (silent_) return false;
   TestFailure before = std::exchange(failure_, {});
   const bool good = Step(step, request);
   silent_ = failure_.status == ExitStatus::kNoAnswer;
-  if (before.status != ExitStatus::kOk) failure_ = std::move(before);
+  const bool tell_this =
+      before.status == ExitStatus::kOk || (before.status == ExitStatus::kInterrupted && !good);
+  if (!tell_this) failure_ = std::move(before);
   return good;
 }
 
@@ -108,8 +115,7 @@ bool TestRun::Start() { return Going("start") && Step("start", PlainRequest(Msg:
 bool TestRun::Progress(int& status) {
   Reply reply;
   if (!Step("progress", PlainRequest(Msg::HMP_ACK_PROGRESS), reply)) return false;
-  const auto& record = *reinterpret_cast<const Msg::HmpAckProgressRep*>(reply.bytes.data());
-  status = record.status[0] & 0xFFFF;
+  status = ProgressOf(reply);
   return true;
 }
 
@@ -153,8 +159,7 @@ bool TestRun::Wait(Duration duration) {
 bool TestRun::Poll(Msg::msg6_rsltype filter, TestResult& result) {
   Reply reply;
   if (!Step("result", ResultRequest(filter), reply)) return false;
-  result.record = *reinterpret_cast<const Msg::HmpTestRsltRep*>(reply.bytes.data());
-  result.dc = dc_;
+  result = ResultOf(reply, dc_);
   return true;
 }
 

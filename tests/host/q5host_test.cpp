@@ -97,7 +97,7 @@ TEST_P(BothRoads, ExitStatusTellsHowItWent) {
     ExitStatus status;
     const char* told;
   } const cases[] = {
-      {"good", {Progress(0x8421)}, ExitStatus::kOk, "channel status  0x8421\n"},
+      {"good", {Progress(0x8421)}, ExitStatus::kOk, "channel status  0x8421, Ranging, "},
       {"NAK", {Nak(0x46, 1104)}, ExitStatus::kNak, "(1104, 0x450)"},
       {"wrong checksum", {wrong_sum}, ExitStatus::kMalformed, "malformed reply: the checksum"},
       {"negative len", {negative}, ExitStatus::kMalformed, "malformed reply: len is -"},
@@ -146,7 +146,7 @@ TEST(Bus, ReplyWithAnotherDescriptorIsDropped) {
   });
   Outcome run = Host({"--connect", peer.uri(), "progress"});
   EXPECT_EQ(run.status, ExitStatus::kOk);
-  EXPECT_EQ(run.out, "channel status  0x0002\n");
+  EXPECT_EQ(run.out, "channel status  0x0002, Ramping\n");
 }
 
 TEST(Stream, TellsATruncatedReplyFromNone) {
@@ -230,7 +230,7 @@ TEST(Usage, WhatIsWrongIsTold) {
   } const cases[] = {
       {{}, "subcommand"},
       {{"--root", "/tmp"}, "subcommand"},
-      {{"dance"}, "subcommand"},
+      {{"dance"}, "'dance' is not known"},
       {{"progress"}, "--root or --connect"},
       {{"--root", "/tmp", "--connect", "tcp://127.0.0.1", "progress"}, "excludes"},
       {{"--via", "host", "--connect", "tcp://127.0.0.1", "progress"}, "excludes"},
@@ -241,6 +241,7 @@ TEST(Usage, WhatIsWrongIsTold) {
       {{"--connect", "tcp://127.0.0.1", "send", "xyz"}, "'xy' at character 1"},
       {{"--connect", "tcp://127.0.0.1", "send", "00"}, "1 bytes"},
       {{"--connect", "tcp://127.0.0.1", "send", "--raw", " "}, "nothing to send"},
+      {{"--connect", "tcp://127.0.0.1", "errors"}, "--root DIR"},
       {{"--root", "/nonexistent", "--via", "host", "progress"}, "/nonexistent/etc/hosts"},
   };
   for (const auto& c : cases) {
@@ -249,9 +250,21 @@ TEST(Usage, WhatIsWrongIsTold) {
     EXPECT_THAT(run.err, HasSubstr(c.told));
     EXPECT_EQ(run.out, "");
   }
-  Outcome run = Host({"--json", "--connect", "no\xFFwhere", "progress"});
+  Outcome run = Host({"--json", "dance"});
+  EXPECT_EQ(run.status, ExitStatus::kUsage);
+  EXPECT_THAT(nlohmann::json::parse(run.out).at("error").get<std::string>(), HasSubstr("dance"));
+  run = Host({"--json", "--connect", "no\xFFwhere", "progress"});
   EXPECT_EQ(run.status, ExitStatus::kUsage);
   EXPECT_THAT(nlohmann::json::parse(run.out).at("error").get<std::string>(), HasSubstr("where"));
+}
+
+TEST(Usage, OutputThatCannotBeWrittenIsTold) {
+  RouterPeer peer(kAnyPort, Daemon);
+  std::ofstream full("/dev/full");
+  std::ostringstream err;
+  EXPECT_EQ(host::RunHost({"--connect", peer.uri(), "versions"}, full, err),
+            ExitStatus::kNotWritten);
+  EXPECT_EQ(err.str(), "q5host: the output could not be written\n");
 }
 
 TEST(Usage, HelpNamesCommandsAndExitStatus) {

@@ -17,6 +17,7 @@
 
 #include "host/app.h"
 #include "host/plot.h"
+#include "host/result_text.h"
 #include "host/sweep_list.h"
 #include "host/test_kinds.h"
 #include "platform/local.h"
@@ -138,6 +139,13 @@ class Daemon {
   test::RouterPeer peer_;
 };
 
+// What a daemon does at a poll of the progress: a signal to this thread.
+std::function<void(const Bytes&)> Send(int signal) {
+  return [signal, self = ::pthread_self()](const Bytes& request) {
+    if (request[2] == 0x46) ::pthread_kill(self, signal);
+  };
+}
+
 // Waits cost no time.
 class TestRunTest : public testing::Test {
  protected:
@@ -224,7 +232,7 @@ TEST_F(TestRunTest, FieldsStandAtTheirPlaces) {
   const auto run = daemon_.Run({"measure", "--type", "winding", "--dc", "--current", "5", "--limit",
                                 "40", "--range-voltage", "3", "--range-current", "1", "--relays"});
   EXPECT_EQ(run.status, ExitStatus::kOk) << run.err;
-  EXPECT_THAT(run.out, HasSubstr("resistance          8000 ohm"));
+  EXPECT_THAT(run.out, HasSubstr("resistance          8 kohm"));
   EXPECT_THAT(run.out, testing::Not(HasSubstr("power")));
   const Bytes set_up_i = daemon_.Asked(0x33).at(0);
   EXPECT_THAT((std::vector{WordAt(set_up_i, 6), WordAt(set_up_i, 8), WordAt(set_up_i, 18),
@@ -293,13 +301,20 @@ TEST_F(TestRunTest, SilenceLateDataAndCtrlCEndATest) {
   EXPECT_EQ(late.Opcodes(), (std::vector<int>{0x36, 0x03, 0x28, 0x04, 0x05, 0x46, 0x07, 0x37}));
   EXPECT_GE(late.Asked(0x46).size(), 25U);  // the daemon must not take the host for dead
 
-  Daemon stopped;
-  stopped.on_request = [self = ::pthread_self()](const Bytes& request) {
-    if (request[2] == 0x46) ::pthread_kill(self, SIGINT);
-  };
-  run = stopped.Run({"measure", "--voltage", "10", "--repeat", "3"});
-  EXPECT_EQ(run.status, ExitStatus::kInterrupted);
-  EXPECT_EQ(stopped.Opcodes(), (std::vector<int>{0x36, 0x03, 0x28, 0x04, 0x05, 0x46, 0x07, 0x37}));
+  for (const int signal : {SIGINT, SIGPIPE}) {  // who reads the output may go, too
+    Daemon stopped;
+    stopped.on_request = Send(signal);
+    run = stopped.Run({"measure", "--voltage", "10", "--repeat", "3"});
+    EXPECT_EQ(run.status, ExitStatus::kInterrupted);
+    EXPECT_EQ(stopped.Opcodes(),
+              (std::vector<int>{0x36, 0x03, 0x28, 0x04, 0x05, 0x46, 0x07, 0x37}));
+  }
+  Daemon deaf;  // the test may still run
+  deaf.on_request = Send(SIGINT);
+  deaf.silent = 0x07;
+  run = deaf.Run({"measure", "--voltage", "10"});
+  EXPECT_EQ(run.status, ExitStatus::kNoAnswer);
+  EXPECT_THAT(run.err, HasSubstr("stop: no answer"));
 }
 
 TEST_F(TestRunTest, RepeatsWithinARowAndKeepsASlowTestAlive) {
@@ -332,7 +347,8 @@ TEST_F(TestRunTest, SweepUpdatesARunningTestAndPlots) {
     EXPECT_THAT(drawn.str(), HasSubstr(name[5] == 's' ? "<svg" : "PNG"));
   }
   daemon_.refuse = {{0x06, 1104}};
-  const auto run = daemon_.Run({"sweep", "--lv", "--voltage", "10", "--plot", "/none/x.svg"});
+  const auto run =
+      daemon_.Run({"sweep", "--lv", "--voltage", "10", "--plot", root_.Path() + "/none.svg"});
   EXPECT_EQ(run.status, ExitStatus::kNak);
   EXPECT_EQ(daemon_.Asked(0x37).size(), 1U);
 }
@@ -347,6 +363,13 @@ TEST_F(TestRunTest, WatchAsksForResultsOnlyWhereThereAreSome) {
   EXPECT_THAT(run.out, HasSubstr("parallel C"));
   daemon_.refuse = {{0x06, 1104}};
   EXPECT_THAT(daemon_.Run({"watch", "--rows", "1"}).out, HasSubstr("NAK_MCODE_MOS_ALLOK"));
+}
+
+TEST_F(TestRunTest, WatchEndsSoonAfterCtrlC) {
+  daemon_.on_request = Send(SIGINT);
+  const auto begin = clock_.Monotonic();
+  EXPECT_EQ(daemon_.Run({"watch", "--interval", "3600"}).status, ExitStatus::kOk);
+  EXPECT_LT(clock_.Monotonic() - begin, std::chrono::seconds(1));
 }
 
 TEST_F(TestRunTest, ContradictionsAreUsageErrorsAndAskNothing) {
@@ -364,11 +387,42 @@ TEST_F(TestRunTest, ContradictionsAreUsageErrorsAndAskNothing) {
       {"sweep", "--voltage", "1", "--points", "1"},
       {"sweep", "--voltage", "1", "--dc"},
       {"sweep", "--voltage", "1", "--plot", "x.gif"},
+      {"sweep", "--voltage", "1", "--plot", "/none/x.svg"},
+      {"sweep", "--voltage", "1", "--from", "nan"},
+      {"measure", "--voltage", "1", "--frequency", "nan"},
+      {"measure", "--voltage", "1", "--frequency", "-1"},
+      {"measure", "--voltage", "1", "--settle", "nan"},
+      {"measure", "--voltage", "1", "--patience", "inf"},
+      {"measure", "--voltage", "1", "--csv", "--json"},
+      {"watch", "--interval", "nan"},
+      {"watch", "--rows", "-1"},
   };
   for (const auto& words : cases) {
     EXPECT_EQ(daemon_.Run(words).status, ExitStatus::kUsage) << testing::PrintToString(words);
   }
   EXPECT_TRUE(daemon_.Opcodes().empty());
+}
+
+TEST(UnitFor, HasOneToThreeDigitsBeforeThePoint) {
+  struct {
+    const char* unit;
+    double value;
+    const char* shown;
+    double number;
+  } const cases[] = {
+      {"pF", 350, "pF", 350},         {"pF", 1234, "nF", 1.234}, {"pF", 2.5e7, "uF", 25},
+      {"mA", 3.77, "mA", 3.77},       {"mA", -0.4, "uA", -400},  {"mA", 5000, "A", 5},
+      {"kV", 0.01, "V", 10},          {"kV", 10, "kV", 10},      {"ohm", 2.6e6, "Mohm", 2.6},
+      {"ohm", 1e15, "Gohm", 1e6},     {"W", 4e-8, "nW", 40},     {"pF", 1e-4, "pF", 1e-4},
+      {"%", 0.001, "%", 0.001},       {"Hz", 4000, "Hz", 4000},  {"H", 0, "H", 0},
+      {"H", INFINITY, "H", INFINITY},
+  };
+  for (const auto& c : cases) {
+    const host::Quantity quantity{"", "", c.unit, c.value};
+    const host::ShownUnit unit = host::UnitFor(quantity);
+    EXPECT_EQ(unit.name, c.shown) << c.value << c.unit;
+    EXPECT_DOUBLE_EQ(c.value * unit.factor, c.number) << c.value << c.unit;
+  }
 }
 
 TEST(SweepList, GoesFromEndToEnd) {
@@ -379,6 +433,7 @@ TEST(SweepList, GoesFromEndToEnd) {
 
 TEST(Plot, TicksAreRoundAndFew) {
   EXPECT_THAT(host::Ticks(15, 400, true), ElementsAre(20, 50, 100, 200));
+  EXPECT_THAT(host::Ticks(21, 49, true), ElementsAre(25, 30, 35, 40, 45));
   EXPECT_THAT(host::Ticks(0.13, 1.02, false),
               testing::Pointwise(testing::DoubleNear(1e-12), {0.2, 0.4, 0.6, 0.8, 1.0}));
   EXPECT_LE(host::Ticks(1e20, std::nextafter(1e20, 2e20), false).size(), 10U);
