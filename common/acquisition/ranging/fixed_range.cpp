@@ -192,7 +192,8 @@ void FixedRange::AwaitFirstCycle() {
   const SineCorrelator* slow = AcqChan::get_sineCorr_Slow();
   if (slow == nullptr || (slow->GetCycleCount() == 0 && !ghmp->IsVLFTest())) return;
   phase_ = Phase::kIdle;
-  channel_.set_status_flag(kStatusKeepMask, Valid_Data);
+  // whether the signal fits the range is for the samples to say
+  channel_.set_status_flag(kStatusKeepMask | Amplitude_exceeds_input_range, Valid_Data);
 }
 
 void FixedRange::GiveUp(const char* what) {

@@ -22,6 +22,7 @@ namespace {
 constexpr char kCaptureFile[] = "/var/volatile/datablock.txt";
 constexpr int kOverRangePercent = 5;
 constexpr int kBadSamples = 2;  // the request for a reset that they cause
+constexpr unsigned short kAllOfStatus = 0xFFFF;
 constexpr auto kNotOverRange =
     static_cast<unsigned short>(~unsigned{AcquisitionSystem::Amplitude_exceeds_input_range});
 
@@ -71,6 +72,19 @@ int SignalStatistics::process_sample_buff(const int* block, int nr_sample_pairs)
   return scan.bad_sequence ? -1 : 0;
 }
 
+// A host has to see that a range is too small for the signal, and sums that took clipped samples
+// are of no use once it fits again.
+void SignalStatistics::TellOverRange(AcqChan& channel, bool too_large, bool none) {
+  const bool told =
+      (channel.get_status_flag() & AcquisitionSystem::Amplitude_exceeds_input_range) != 0;
+  if (none || ghmp->discharging != 0) {
+    if (told) AcqChan::set_reset_sine_correlators_request(kBadSamples);
+    channel.set_status_flag(kNotOverRange, 0);
+  } else if (too_large) {
+    channel.set_status_flag(kAllOfStatus, AcquisitionSystem::Amplitude_exceeds_input_range);
+  }
+}
+
 // The CPLD is read where the block's event is handled: the producer does not wait for a bus.
 void SignalStatistics::Judge(AcqChan& channel, const ChannelScan& scan, int pairs) {
   if (scan.over_range != 0) {
@@ -82,7 +96,7 @@ void SignalStatistics::Judge(AcqChan& channel, const ChannelScan& scan, int pair
     channel.full_cycle_reset_statistics();
     channel.set_CPLD_status_request();
   }
-  if (scan.over_range == 0 || ghmp->discharging != 0) channel.set_status_flag(kNotOverRange, 0);
+  TellOverRange(channel, too_large, scan.over_range == 0);
   channel.set_sample_status(scan.status.w);
   channel.full_cycle_update_statistics(scan.status.cpld_busy == 0 ? 1 : 0);
   if (scan.read_cpld || scan.status.fault != 0) channel.set_CPLD_status_request();

@@ -26,6 +26,7 @@ class SignalStatistics : public DObj {
 
  private:
   void Judge(AcquisitionSystem::AcqChan& channel, const ChannelScan& scan, int pairs);
+  static void TellOverRange(AcquisitionSystem::AcqChan& channel, bool too_large, bool none);
 
   std::array<AcquisitionSystem::AcqChan*, ACQ_CHAN_COUNT> channels_;
 };

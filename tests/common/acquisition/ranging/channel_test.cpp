@@ -127,20 +127,29 @@ TEST_F(Channels, OverrangeCountsAboveFivePercent) {
   const struct {
     int samples, discards;
     bool acts;
-  } cases[] = {{51, 0, false}, {52, 0, true}, {52, 1, false}, {340, 0, true}};
+    int told;
+  } cases[] = {{51, 0, false, 0},
+               {52, 0, true, Amplitude_exceeds_input_range},
+               {52, 1, false, Amplitude_exceeds_input_range},
+               {340, 0, true, Amplitude_exceeds_input_range}};
   for (const auto& c : cases) {
     Give(CleanBlock(kPairs));
     Give(CleanBlock(kPairs));
     ASSERT_TRUE(second.full_cycle_statistics_available());
     second.set_sample_discard_count(c.discards);
-    second.set_status_flag(0, Amplitude_exceeds_input_range);
+    second.set_status_flag(0, Valid_Data);
+    AcqChan::set_reset_sine_correlators_request(0);
     EXPECT_EQ(Give(WithOverRange(1, c.samples)), 0);
     EXPECT_EQ(second.full_cycle_statistics_available(), !c.acts) << c.samples;
     EXPECT_EQ(second.get_CPLD_status_request(), c.acts ? 1 : 0);
     EXPECT_TRUE(first.full_cycle_statistics_available());
-    EXPECT_EQ(second.get_status_flag(), Amplitude_exceeds_input_range);
+    EXPECT_EQ(second.get_status_flag(), c.told);
+    Give(WithOverRange(1, 1));  // a few samples change nothing
+    EXPECT_EQ(second.get_status_flag(), c.told);
+    EXPECT_EQ(AcqChan::get_reset_sine_correlators_request(), 0);
     Give(CleanBlock(kPairs));
     EXPECT_EQ(second.get_status_flag(), 0);
+    EXPECT_EQ(AcqChan::get_reset_sine_correlators_request() != 0, c.told != 0);
     EXPECT_EQ(second.get_sample_status().w, 0U);
     EXPECT_EQ(pair.notify_samples_received(), 0);  // the request goes, and one discard
     EXPECT_EQ(second.get_CPLD_status_request(), 0);
