@@ -22,8 +22,9 @@ class ConsoleRun {
   TestRun test_;
 };
 
-/// Prints the results in the form that was asked for, and why the run ended early if it did: one
-/// document in JSON. Returns the run's exit status.
+/// Prints the results in the form that was asked for, a warning when the source gave less than half
+/// of what it should, and why the run ended early if it did: one document in JSON. Returns the run's
+/// exit status.
 ExitStatus TellResults(Session& session, const TestOptions& options,
                        const std::vector<TestResult>& results, const TestFailure& failure);
 

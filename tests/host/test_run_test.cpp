@@ -189,6 +189,24 @@ TEST_F(TestRunTest, AsksInOrderAndTellsInUnits) {
   EXPECT_EQ(daemon_.Asked(0x06).size(), 7U);
 }
 
+TEST_F(TestRunTest, ASourceThatDidNotComeUpIsTold) {
+  const struct {
+    std::vector<std::string> words;
+    bool warns;
+  } rows[] = {{{"measure", "--voltage", "19999"}, false},
+              {{"measure", "--voltage", "20001"}, true},
+              {{"measure", "--voltage", "20001", "--json"}, true},
+              {{"measure", "--external", "--voltage", "20001"}, false},
+              {{"measure", "--current", "1"}, true}};
+  for (const auto& row : rows) {
+    const auto run = daemon_.Run(row.words);
+    EXPECT_EQ(run.status, ExitStatus::kOk) << run.err;
+    const bool told =
+        (run.out + run.err).find("did not give what was asked for") != std::string::npos;
+    EXPECT_EQ(told, row.warns) << row.words.at(2) << "\n" << run.out << run.err;
+  }
+}
+
 TEST_F(TestRunTest, FieldsStandAtTheirPlaces) {
   daemon_.Run({"measure",
                "--type",
