@@ -39,7 +39,6 @@ void MeasMgr::ResetFpga() {
 }
 
 void MeasMgr::InitSpclk() {
-  const std::lock_guard lock(_clock_mutex);
   _spclk = SpclkDev::GetDevice(Msg::MEAS_MODULE);
   if (_spclk == nullptr) {
     ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_SPCLKNOTFOUND);

@@ -140,7 +140,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   /// See acquisition::Producer::g_waveformCaptureRunning.
   void SetWaveformCapture(int mode);
 
-  // Its updates (test_update.cpp). What needs the clock is called with _clock_mutex held.
+  // Its updates (test_update.cpp).
   struct Update;
   int TuneForVoltage(Update& update, bool manual_ramp);
   int TuneForCurrent(Update& update);
@@ -171,7 +171,6 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
   std::mutex _request_mutex;        ///< held by a request, and by each step of the recovery
   unsigned _begun = 0;              ///< set-ups and stops that the host has sent; guarded by it
-  std::mutex _clock_mutex;          ///< guards _spclk and its use
   Dev::SpclkDev* _spclk = nullptr;  ///< the sampling clock; null before Init and without a chip
 
   /// The kind of result that the host asked for before the last time, and last; -1 for none.

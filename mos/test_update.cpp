@@ -327,7 +327,6 @@ int MeasMgr::TuneForVoltage(Update& update, bool manual_ramp) {
     if (SelectFilter(update.frequency, false) < 0)
       return RefuseWithList(update.reply, "Mos Filter select error\n");
   }
-  const std::lock_guard lock(_clock_mutex);
   if (_spclk == nullptr) return Refuse(update.reply, Msg::NAK_MCODE_MOS_SPCLKNOTFOUND);
   SetSampling(update);
   NoteChanges(update, VoltageChanges());
@@ -343,7 +342,6 @@ int MeasMgr::TuneForCurrent(Update& update) {
   logger_mgr::print(measurementL, kInfo, 0, "%s.%d: fltr: SelectFilter(%f) ret:%d\n", __func__,
                     __LINE__, double{update.frequency}, selected);
   if (selected < 0) return RefuseWithList(update.reply, "Mos Filter select error\n");
-  const std::lock_guard lock(_clock_mutex);
   if (_spclk == nullptr) return Refuse(update.reply, Msg::NAK_MCODE_MOS_SPCLKNOTFOUND);
   SetSampling(update);
   NoteChanges(update, CurrentChanges());
