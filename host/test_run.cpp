@@ -128,14 +128,21 @@ bool TestRun::Going(const char* step) {
 bool TestRun::Settle(const TestTiming& timing) {
   const Duration begin = clock_.Monotonic();
   Duration clear_since = begin;
+  Duration fitting_since = begin;
   for (int status = 0; Going("settling") && Progress(status);) {
     const Duration now = clock_.Monotonic();
     if (status != 0) clear_since = now;
+    if (status != Amplitude_exceeds_input_range) fitting_since = now;
     const Duration clear = now - clear_since;
     if (watcher_) {
       watcher_(status, std::min(1.0, std::chrono::duration<double>(clear) / timing.settle));
     }
     if (clear >= timing.settle) return true;
+    // with no ranging under way there is nothing to wait for
+    if (now - fitting_since >= timing.settle) {
+      return Fail(ExitStatus::kUnsettled, "settling",
+                  "the signal exceeds the range; a less sensitive one has a lower number");
+    }
     if (now - begin >= timing.patience) {
       return Fail(ExitStatus::kUnsettled, "settling",
                   "the data did not become valid in time: " + StatusText(status));

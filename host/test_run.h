@@ -68,7 +68,8 @@ class TestRun {
   bool Update(const TestPlan& plan);
   /// 0x05.
   bool Start();
-  /// 0x46 until the status has been clear for `timing.settle`.
+  /// 0x46 until the status has been clear for `timing.settle`; fails when it has said for as long
+  /// that the signal exceeds its range, and nothing else.
   bool Settle(const TestTiming& timing);
   /// 0x06 `timing.polls` times on a filter that begins anew.
   bool Read(const TestTiming& timing, std::vector<TestResult>& results);

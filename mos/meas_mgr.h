@@ -2,8 +2,8 @@
 // come in on, and every request passes through Handle.
 //
 // Threads: everything here runs on the main thread, but for recovery and its monitors, which run on
-// the timers', and PendingFrequency. They share the sampling clock under a lock, and flags; a step
-// of the recovery never runs beside a request.
+// the timers', and PendingFrequency. They share flags; a step of the recovery never runs beside a
+// request.
 #pragma once
 
 #include <array>

@@ -319,6 +319,13 @@ TEST_F(TestRunTest, SilenceLateDataAndCtrlCEndATest) {
   EXPECT_EQ(late.Opcodes(), (std::vector<int>{0x36, 0x03, 0x28, 0x04, 0x05, 0x46, 0x07, 0x37}));
   EXPECT_GE(late.Asked(0x46).size(), 25U);  // the daemon must not take the host for dead
 
+  Daemon clipped;
+  clipped.progress = std::vector(1000, 0x0040);
+  run = clipped.Run({"measure", "--voltage", "10"});
+  EXPECT_EQ(run.status, ExitStatus::kUnsettled);
+  EXPECT_THAT(run.err, HasSubstr("exceeds the range"));
+  EXPECT_LT(clipped.Asked(0x46).size(), 30U);
+
   for (const int signal : {SIGINT, SIGPIPE}) {  // who reads the output may go, too
     Daemon stopped;
     stopped.on_request = Send(signal);
