@@ -90,15 +90,15 @@ long ResidentKib() {
   return resident * ::sysconf(_SC_PAGESIZE) / 1024;
 }
 
-/// Delays of the events after the end of the newest block that they cover, less the least of them:
-/// the stream's own start is not known to the microsecond.
-std::vector<double> Latencies(const Watch& watch, double pace) {
+/// Delays of the events from number `first` on after the end of the newest block that they cover,
+/// less the least of them: the stream's own start is not known to the microsecond.
+std::vector<double> Latencies(const Watch& watch, double pace, std::size_t first) {
   std::vector<double> late;
   const std::size_t count = std::min(watch.events.load(), watch.events_at.size());
-  for (std::size_t i = 0; i < count; ++i) {
+  for (std::size_t i = first; i < count; ++i) {
     const auto& event = watch.events_at[i];
     const double due = static_cast<double>(event.blocks) * kPairs / (kPairsPerSecond * pace);
-    const double at = std::chrono::duration<double>(event.at - watch.events_at[0].at).count();
+    const double at = std::chrono::duration<double>(event.at - watch.events_at[first].at).count();
     late.push_back(at - due);
   }
   if (late.empty()) return {0};
@@ -120,12 +120,13 @@ int Measure(double pace, double seconds) {
   const long blocks_before = watch.blocks;
   const long resets_before = watch.resets;
   const long resident = ResidentKib();
+  const std::size_t first_event = watch.events;
   const auto start = SteadyClock::now();
   std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
   const double passed = std::chrono::duration<double>(SteadyClock::now() - start).count();
   const double blocks = static_cast<double>(watch.blocks - blocks_before);
   const double share = (ProcessorSeconds() - before) / passed;
-  const auto late = Latencies(watch, pace);
+  const auto late = Latencies(watch, pace, first_event);
   const auto at = [&](double part) {
     return late[static_cast<std::size_t>(part * static_cast<double>(late.size() - 1))] * 1e6;
   };
