@@ -23,8 +23,8 @@ class ConsoleRun {
 };
 
 /// Prints the results in the form that was asked for, a warning when the source gave less than half
-/// of what it should, and why the run ended early if it did: one document in JSON. Returns the run's
-/// exit status.
+/// of what it should, and why the run ended early if it did: one document in JSON. Returns the exit
+/// status of the run.
 ExitStatus TellResults(Session& session, const TestOptions& options,
                        const std::vector<TestResult>& results, const TestFailure& failure);
 
