@@ -254,8 +254,8 @@ TEST_F(AcquisitionTest, StopsAndStartsAtAnyMoment) {
   ASSERT_EQ(acquisition->InitAcquisition(), 0);
   ghmp->consumerbacklog = 1 << 20;
   ghmp->meas_status = 0;
-  constexpr std::size_t kMostUnread =
-      100;  // the ring holds 256 blocks, and the machine may be busy
+  // the ring holds 256 blocks, and the machine may be busy
+  constexpr std::size_t kMostUnread = 100;
   std::atomic<bool> ends{false};
   std::thread pace([&] {
     while (!ends) {
