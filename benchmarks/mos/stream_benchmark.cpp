@@ -126,6 +126,7 @@ int Measure(double pace, double seconds) {
   const double passed = std::chrono::duration<double>(SteadyClock::now() - start).count();
   const double blocks = static_cast<double>(watch.blocks - blocks_before);
   const double share = (ProcessorSeconds() - before) / passed;
+  const long resident_after = ResidentKib();
   const auto late = Latencies(watch, pace, first_event);
   const auto at = [&](double part) {
     return late[static_cast<std::size_t>(part * static_cast<double>(late.size() - 1))] * 1e6;
@@ -133,7 +134,7 @@ int Measure(double pace, double seconds) {
   std::printf("%10.0f %10.0f %8ld %9.2f %9.2f %8.0f %8.0f %8ld -> %ld\n", kPairsPerSecond * pace,
               blocks * kPairs / passed, watch.resets - resets_before, share * 100,
               share * 100 * 50000 / (kPairsPerSecond * pace), at(0.5), at(0.99), resident,
-              ResidentKib());
+              resident_after);
   std::fflush(stdout);
   return 0;
 }
