@@ -27,13 +27,13 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr double kRamp = 0.25;    // s; the simulator's own default
-constexpr int kFilter = 2;        // of every voltage test at these frequencies
 constexpr float kTarget = 10000;  // V
 constexpr auto kGap = std::chrono::milliseconds(2);
 constexpr auto kPatience = std::chrono::seconds(30);
 
 struct Times {
   double set_up, update, start, first;  // ms, each from the step before
+  int filter;                           // of the valid result, channel 1
   double Total() const { return set_up + update + start + first; }
 };
 
@@ -41,10 +41,9 @@ bool IsValid(const host::TestResult& result) {
   return result.record.ranging == 0 && std::abs(1000 * result.record.acfcvolt / kTarget - 1) < 1e-3;
 }
 
-bool FirstValid(host::TestRun& run) {
+bool FirstValid(host::TestRun& run, host::TestResult& result) {
   const auto patience = SteadyClock::now() + kPatience;
   while (SteadyClock::now() < patience) {
-    host::TestResult result;
     if (!run.Poll(Msg::MSG6_RSLTYPE_FIR_SLOW, result)) return false;
     if (IsValid(result)) return true;
     std::this_thread::sleep_for(kGap);
@@ -65,8 +64,10 @@ bool Measure(host::Session& session, const host::TestPlan& plan, Times& times) {
   times.update = lap();
   if (!run.Start()) return false;
   times.start = lap();
-  if (!FirstValid(run)) return false;
+  host::TestResult result;
+  if (!FirstValid(run, result)) return false;
   times.first = lap();
+  times.filter = result.record.filtersel & 0xF;
   return run.Stop() && run.EndRow();
 }
 
@@ -103,7 +104,7 @@ int main(int argc, char* argv[]) {
     std::nth_element(all.begin(), middle, all.end(),
                      [](const Times& a, const Times& b) { return a.Total() < b.Total(); });
     const double physics =
-        1000 * (kRamp + AcquisitionSystem::analogfilterdelays[kFilter] + 1 / double{hertz});
+        1000 * (kRamp + AcquisitionSystem::analogfilterdelays[middle->filter] + 1 / double{hertz});
     std::printf("%6g %10.1f %10.1f %10.1f %12.1f %10.1f %12.1f %10.1f\n", double{hertz},
                 middle->set_up, middle->update, middle->start, middle->first, middle->Total(),
                 physics, middle->Total() - physics);

@@ -186,7 +186,8 @@ TEST_F(TestRun, ADcTestWithoutACurrentHasNoResistance) {
   set_up.currentsrc = 0x1333;
   ASSERT_EQ(Send(0x33, set_up), 6);
   const auto record = Poll();
-  EXPECT_FALSE(std::isfinite(record.sersres) && record.acamps == 0.0F);
+  EXPECT_EQ(+record.acamps, 0.0F);
+  EXPECT_FALSE(std::isfinite(record.sersres));
 }
 
 TEST_F(TestRun, AScaleTakenAwayWhileTheFilterSettlesIsTakenAgain) {
