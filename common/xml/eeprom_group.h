@@ -52,6 +52,8 @@ class EepromGroup {
 
   /// Null for a channel outside 0 and 1 or a mode (Input_Mode) outside 0 to 4.
   range_table* GetRangeTable(int channel, int mode);
+  /// False while the ranges of a channel (0 or 1) are the default ones.
+  bool IsCalibrated(int channel) const;
   /// Filter n is row n of the channel's table, from 0. Null for a channel that there is not.
   range_table* GetCalTableEnt(int channel);
   /// Of the dividers HV1 (0) and HV2 (1); null for any other.
@@ -97,6 +99,7 @@ class EepromGroup {
     std::vector<mode_range_table_ent> ranges;
     std::array<range_table, Msg::INPUT_MODE_COUNT> range_tbl{};  ///< by Input_Mode; Off is unused
     range_table calfilter_tbl{};
+    bool calibrated = false;  ///< from a file, not the default ranges
   };
 
   /// How one chip ended: its file is there; there is nothing to write; it is bad; the pass ends.

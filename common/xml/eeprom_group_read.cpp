@@ -12,6 +12,7 @@
 #include "common/xml/eeprom_dev.h"
 #include "common/xml/eeprom_group.h"
 #include "common/xml/factors_file.h"
+#include "common/xml/file_checks.h"
 #include "common/xml/final_xml.h"
 #include "common/xml/instrument_file.h"
 #include "common/xml/intcal_rows.h"
@@ -68,6 +69,10 @@ range_table* EepromGroup::GetRangeTable(int channel, int mode) {
   return &channels_[static_cast<std::size_t>(channel)].range_tbl[static_cast<std::size_t>(mode)];
 }
 
+bool EepromGroup::IsCalibrated(int channel) const {
+  return (channel == 0 || channel == 1) && channels_[static_cast<std::size_t>(channel)].calibrated;
+}
+
 range_table* EepromGroup::GetCalTableEnt(int channel) {
   if (channel < 0 || channel > 1) return nullptr;
   return &channels_[static_cast<std::size_t>(channel)].calfilter_tbl;
@@ -107,6 +112,7 @@ int EepromGroup::ReadChannel(ChannelTables& tables) {
   RangeRows rows;
   if (ReadRangeRows(document, kChannelLayout, _file_f.c_str(), rows) != RangeStep::Done) return -1;
   tables = {};
+  tables.calibrated = true;
   tables.ranges = std::move(rows.rows);
   std::size_t first = 0;
   for (std::size_t tag = 0; tag < kChannelTags; ++tag) {
@@ -165,6 +171,7 @@ int EepromGroup::ReadMRScalCalFromXml(const char* name, int& err) {
     logger_mgr::print(ee_grpL, Logger::kError, 0, "%s", kMainrefLayout.unmatched_count);
     step = RangeStep::Unmatched;
   }
+  if (step == RangeStep::Done && !ChecksHold(document, path.c_str())) step = RangeStep::Check;
   err = static_cast<int>(step);
   if (step != RangeStep::Done) return -1;
   mainref_rows_ = std::move(rows.rows);

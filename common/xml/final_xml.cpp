@@ -14,9 +14,10 @@ namespace Dev {
 namespace {
 
 bool ParseFloat(const std::string& text, float& value) {
+  const std::string number(Trimmed(text));
   char* end = nullptr;
-  value = std::strtof(text.c_str(), &end);
-  return end != text.c_str() && *end == '\0' && std::isfinite(value);
+  value = std::strtof(number.c_str(), &end);
+  return end != number.c_str() && *end == '\0' && std::isfinite(value);
 }
 
 void LogText(const char* text) { logger_mgr::print(ee_grpL, Logger::kError, 0, "%s", text); }

@@ -95,6 +95,19 @@ bool AreInOrder(const std::vector<ScaleRow>& scales, const char* name) {
   return false;
 }
 
+// A range or a divider whose factor is none would turn any reading into nonsense; filters have
+// none.
+bool AreFactors(const std::vector<ScaleRow>& scales, const char* name) {
+  const auto good = [](const ScaleRow& row) {
+    return row.tag == kFilterTag || row.scale.scale[0] > 0;
+  };
+  const auto bad = std::ranges::find_if_not(scales, good);
+  if (bad == scales.end()) return true;
+  logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: code %x has the factor %g\n", name,
+                    static_cast<unsigned>(bad->scale.range_code), double{bad->scale.scale[0]});
+  return false;
+}
+
 mode_range_table_ent Join(const board_scale& scale, const board_cal& cal, bool has_full_scale) {
   mode_range_table_ent row{};
   row.RangeCode = static_cast<unsigned>(scale.range_code);
@@ -138,7 +151,9 @@ RangeStep ReadRangeRows(const XmlDocument& document, const RangeLayout& layout, 
   const auto scaling = FindBlock(document, layout.scaling);
   if (!scaling) return RangeStep::ScalingBlock;
   std::vector<ScaleRow> scales;
-  if (!processBrdScalingBlock(*scaling, layout, scales)) return RangeStep::Scaling;
+  if (!processBrdScalingBlock(*scaling, layout, scales) || !AreFactors(scales, name)) {
+    return RangeStep::Scaling;
+  }
   const auto cal = FindBlock(document, layout.cal);
   if (!cal) return RangeStep::CalBlock;
   std::vector<board_cal> cals;

@@ -27,6 +27,7 @@ struct RangeLayout {
 
 inline constexpr std::size_t kChannelTags = 5;  ///< the four modes, then the filters
 inline constexpr std::size_t kMaxRangeTags = kChannelTags;
+inline constexpr std::size_t kFilterTag = kChannelTags - 1;
 
 /// Where reading ended early.
 enum class RangeStep : int {
@@ -37,6 +38,7 @@ enum class RangeStep : int {
   CalBlock = 7,
   Cal = 8,
   Unmatched = 10,
+  Check = 13,  ///< of a file that another module has sent
 };
 
 struct RangeRows {

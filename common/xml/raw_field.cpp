@@ -101,11 +101,20 @@ std::optional<std::string> DecodeField(ChipBytes bytes, int address, int size,
   return text;
 }
 
+std::string_view Trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  const auto first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
 std::optional<std::uint32_t> NumberOf(std::string_view text, std::string_view format) {
   const auto known = FormatOf(format);
   if (!known || *known == FieldFormat::Ascii || *known == FieldFormat::Float32) return std::nullopt;
   std::uint32_t value = 0;
   const int base = *known == FieldFormat::Integer ? 10 : 16;
+  text = Trimmed(text);
+  if (base == 16 && (text.starts_with("0x") || text.starts_with("0X"))) text.remove_prefix(2);
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
   return value;

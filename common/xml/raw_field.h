@@ -34,7 +34,11 @@ std::optional<std::uint32_t> NumberAt(ChipBytes bytes, int address, int size);
 std::optional<std::string> DecodeField(ChipBytes bytes, int address, int size,
                                        std::string_view format);
 
-/// The number that a text of an integer format stands for.
+/// Without the blanks around it.
+std::string_view Trimmed(std::string_view text);
+
+/// The number that a text of an integer format stands for, with or without blanks around it and, of
+/// a hexadecimal one, 0x before it.
 std::optional<std::uint32_t> NumberOf(std::string_view text, std::string_view format);
 
 }  // namespace Dev

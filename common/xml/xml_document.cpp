@@ -82,7 +82,8 @@ std::optional<int> XmlNode::Number(const char* name, int last) const {
   const std::string text = AttributeOr(name);
   char* end = nullptr;
   errno = 0;
-  const long value = std::strtol(text.c_str(), &end, 0);
+  const bool hex = text.starts_with("0x") || text.starts_with("0X");
+  const long value = std::strtol(text.c_str(), &end, hex ? 16 : 10);
   if (text.empty() || *end != '\0' || errno != 0 || value < 0 || value > last) return std::nullopt;
   return static_cast<int>(value);
 }

@@ -28,8 +28,7 @@ class XmlNode {
   std::optional<std::string> Attribute(const char* name) const;
   /// The attribute, or "" if there is none.
   std::string AttributeOr(const char* name) const { return Attribute(name).value_or(""); }
-  /// The attribute as a number in C's notation (decimal, 0x..., 0...), if it is one from 0 to
-  /// `last`.
+  /// The attribute as a number, decimal or with 0x hexadecimal, if it is one from 0 to `last`.
   std::optional<int> Number(const char* name, int last) const;
   /// The elements called `name` right below this one.
   std::vector<XmlNode> Children(const char* name) const;

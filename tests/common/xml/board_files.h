@@ -33,9 +33,21 @@ inline std::string Hex(unsigned value) {
   return text;
 }
 
+inline unsigned StartOf(const std::vector<Block>& blocks, const Block& block) {
+  const std::string name = "name=\"" + block.addr.substr(block.addr[0] == '#');
+  for (const Field& field : blocks[0].fields) {
+    if (block.addr != "0" && field.attributes.find(name) == 0)
+      return static_cast<unsigned>(std::stoul(field.text, nullptr, 16));
+  }
+  return 0;
+}
+
+inline Bytes ImageOf(const std::vector<Block>& blocks);
+
 /// The XML text of blocks; `filled`: with the values, as a final file has them.
 inline std::string XmlOf(const std::vector<Block>& blocks, bool filled) {
   std::string xml = "<?xml version=\"1.0\"?>\n<File><Eeprom>\n";
+  const Bytes image = filled ? ImageOf(blocks) : Bytes{};
   for (const Block& block : blocks) {
     xml += "<block name=\"" + block.name + "\" addr=\"" + block.addr + "\">\n";
     for (const Field& field : block.fields) {
@@ -43,6 +55,10 @@ inline std::string XmlOf(const std::vector<Block>& blocks, bool filled) {
       if (!field.floats.empty()) xml += " count=\"" + std::to_string(field.floats.size()) + "\"";
       xml += ">";
       if (filled || field.kept) xml += field.text;
+      if (filled && field.attributes.find("CHECK") != std::string::npos) {
+        const auto at = StartOf(blocks, block) + field.chip_addr.value_or(field.addr);
+        xml += Hex(image[at] | static_cast<unsigned>(image[at + 1]) << 8).substr(2);
+      }
       for (const float value : field.floats) {
         char text[48];
         std::snprintf(text, sizeof text, "<e>%.14e</e>", double{value});
@@ -172,12 +188,7 @@ inline std::vector<Block> RowBoard(const std::vector<Row>& rows, unsigned cal_re
 inline Bytes ImageOf(const std::vector<Block>& blocks) {
   Bytes image(4096, 0);
   for (const Block& block : blocks) {
-    unsigned start = 0;
-    for (const Field& field : blocks[0].fields) {
-      const auto named = field.attributes.find("name=\"" + block.addr.substr(block.addr[0] == '#'));
-      if (block.addr != "0" && named == 0)
-        start = static_cast<unsigned>(std::stoul(field.text, nullptr, 16));
-    }
+    const unsigned start = StartOf(blocks, block);
     for (const Field& field : block.fields) {
       const auto is = [&](const char* text) {
         return field.attributes.find(text) != std::string::npos;

@@ -181,6 +181,9 @@ TEST_F(FinalXmlTest, MainReferenceFailuresAreTold) {
   const auto path = "/home/root/11m_mainref_f.xml";
   auto twice = MainrefRows();
   twice[1].tag = twice[0].tag;
+  auto negative = MainrefRows();
+  negative[1].scale[0] = -2.5F;
+  const auto rows = MainrefRows();
   const struct {
     const char* what;
     std::string text;
@@ -193,7 +196,15 @@ TEST_F(FinalXmlTest, MainReferenceFailuresAreTold) {
       {"codes", Replace(mainref, ">2</field>", ">5</field>"), {10}},
       {"one divider", XmlOf(RowBoard({MainrefRows()[0]}), true), {10}},
       {"the same divider twice", XmlOf(RowBoard(twice), true), {10}},
-      {"date", Replace(mainref, "19/05/2015", "the nineteenth of May"), {11}},
+      {"the dividers exchanged", XmlOf(RowBoard({rows[1], rows[0]}), true), {10}},
+      {"a negative factor", XmlOf(RowBoard(negative), true), {4}},
+      {"no finite factor", Replace(mainref, "<e>1.25000000000000e+00</e>", "<e>inf</e>"), {4}},
+      {"another factor", Replace(mainref, "<e>1.25000000000000e+00</e>", "<e>1.26</e>"), {13}},
+      {"no checksum",
+       Replace(mainref, "name=\"scaling_checksum\" format=\"CHECK\"",
+               "name=\"scaling_checksum\" format=\"HEX\""),
+       {13}},
+      {"date", Replace(mainref, "19/05/2015", "the nineteenth of May"), {13, 11}},
   };
   for (const auto& c : cases) {
     Write(path, c.text);
@@ -208,7 +219,9 @@ TEST_F(FinalXmlTest, MainReferenceFailuresAreTold) {
     EXPECT_EQ(steps, c.steps) << c.what;
     EXPECT_TRUE(errors.IsStickyError());
   }
-  Write(path, mainref);
+  // blanks, and 0x before a code, are as good
+  Write(path, Replace(Replace(mainref, ">2</field>", "> 0x2\n</field>"),
+                      "<e>1.25000000000000e+00</e>", "<e> 1.25000000000000e+00 </e>"));
   errors.ClearErrorCodes();
   Dev::EepromGroup group(module, chips, errors);
   EXPECT_EQ(group.ReadEeDataFromXml(err), 0);
