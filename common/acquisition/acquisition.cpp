@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "common/acquisition/instrument_file.h"
+#include "common/dev/fpga/fpga_dev.h"
 #include "common/dev/fpga/fpga_registers.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
@@ -25,7 +26,6 @@ using platform::Machine;
 
 namespace {
 
-constexpr std::uint32_t kConvertersOn = 0xB180;
 /// Files that belong to acquisition but are only made here, for tools that look for them.
 constexpr const char* kScratchFiles[] = {"/var/volatile/cap1_p1.txt", "./Accreset.cmd",
                                          "./reset_filter.cmd"};
@@ -162,8 +162,7 @@ int Acquisition::StartAcquisition() {
   if (FpgaRequest(g_fpgafd, Dev::Q5FPGA_CMD_START_SAMPLE_CONTINUOUS, 0, value) < 0) {
     logger_mgr::print(acquisitionL, kError, 0, "ioctl continuous sample collect fail\n");
   }
-  value = kConvertersOn;
-  FpgaRequest(g_fpgafd, Dev::Q5FPGA_CMD_WR, Dev::Q5FPGA_A2D_CTRL, value);
+  if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->RunConverters();
   snapshot_.Abandon();
   pool_.Begin(layout_.Bytes());
   consumer_.Begin(static_cast<int>(pool_.BlocksPerChunk()));

@@ -133,10 +133,9 @@ bool SignalCommon::WaitWhileBusy(int channel) {
 void SignalCommon::RestartConverters() {
   Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
   unsigned value = 0;
-  if (fpga == nullptr || fpga->ReadReg(Dev::Q5FPGA_A2D_CTRL, value) < 0) return;
-  fpga->WriteReg(Dev::Q5FPGA_A2D_CTRL, value | kRestartConverters, __LINE__);
-  if (fpga->ReadReg(Dev::Q5FPGA_A2D_CTRL, value) < 0) return;
-  fpga->WriteReg(Dev::Q5FPGA_A2D_CTRL, value & ~kRestartConverters, __LINE__);
+  if (fpga == nullptr) return;
+  fpga->ChangeReg(Dev::Q5FPGA_A2D_CTRL, 0, kRestartConverters, __LINE__);
+  fpga->ChangeReg(Dev::Q5FPGA_A2D_CTRL, kRestartConverters, 0, __LINE__);
   if (fpga->ReadReg(Dev::Q5FPGA_A2D_CTRL, value) < 0) return;
   Capture(Logger::A2DCTRL, value);
 }

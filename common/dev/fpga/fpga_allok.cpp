@@ -4,9 +4,14 @@
 
 namespace Dev {
 
+// A module does not change: once told, no disturbed reading moves its line to other bits.
 bool FpgaDevBase::FindAllok(Bit& out, Bit& in) {
-  const int module = GetHostModuleID();
-  if (module < 0) return false;
+  int module = module_;
+  if (module < 0) {
+    module = GetHostModuleID();
+    if (module < 0) return false;
+    if (module != PFC_MOD) module_ = module;
+  }
   const bool main = module == MAIN_MOD;
   out = main ? Bit{Q5FPGA_CLK_SEL, kMainAllokOut} : Bit{Q5FPGA_MISC_CTRL, kAllokOut};
   in = main ? Bit{REG_DDS_FREQ_LSHW, kMainAllokIn} : Bit{Q5FPGA_MISC_CTRL, kAllokIn};

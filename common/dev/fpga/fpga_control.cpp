@@ -19,6 +19,7 @@ namespace {
 
 constexpr unsigned kA2dReset = 0x1040;
 constexpr unsigned kA2dResetPulse = 0x1440;
+constexpr unsigned kA2dRun = 0xB180;
 constexpr unsigned kHalfBits = 16;
 
 }  // namespace
@@ -36,6 +37,10 @@ int FpgaDevBase::FpgaReset() {
     logger_mgr::print(fpgaL, kInfo, 0, " wfctrl = 0x%x \n", wfctrl);
   }
   return WriteReg(Q5FPGA_WFORM_CTRL, 0, __LINE__) < 0 ? -1 : result;
+}
+
+int FpgaDevBase::RunConverters() {
+  return ChangeReg(Q5FPGA_A2D_CTRL, kRegisterMask & ~kInvertBoth, kA2dRun, __LINE__);
 }
 
 int FpgaDevBase::FPGADisableWaveform() {
@@ -73,11 +78,7 @@ int FpgaDevBase::ConfigureClocks(unsigned cycle_length, unsigned clock_select) {
     unsigned value;
   } writes[] = {{REG_WAVEFORM_CYC_LEN, cycle_length}, {Q5FPGA_CLK_SEL, clock_select}};
   for (const auto& write : writes) {
-    FpgaCmd command{};
-    command.devtype = FPGA_REG;
-    command.offset = write.offset;
-    command.val = write.value;
-    if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_WR, &command) >= 0) continue;
+    if (WriteReg(write.offset, write.value, __LINE__) == 0) continue;
     logger_mgr::print(fpgaL, kError, 0, "%s: ioctl write error - reg:0x%02X  value:0x%04X, %s",
                       __func__, static_cast<unsigned>(write.offset), write.value,
                       std::strerror(errno));

@@ -63,7 +63,14 @@ int FpgaDevBase::ReadReg(int offset, unsigned int& value) {
   return -1;
 }
 
-int FpgaDevBase::WriteReg(int offset, unsigned int value, int line) {
+std::optional<unsigned>* FpgaDevBase::Meant(int offset) {
+  const auto* place = std::ranges::find(kOwnRegisters, offset);
+  return place == kOwnRegisters.end() ? nullptr : &meant_[place - kOwnRegisters.begin()];
+}
+
+// A value that does not get through is still what is meant: the next restore writes it.
+int FpgaDevBase::Put(int offset, unsigned value, int line) {
+  if (std::optional<unsigned>* meant = Meant(offset)) *meant = value & kRegisterMask;
   FpgaCmd command{};
   command.devtype = FPGA_REG;
   command.offset = offset;
@@ -79,13 +86,34 @@ int FpgaDevBase::WriteReg(int offset, unsigned int value, int line) {
   return -1;
 }
 
+int FpgaDevBase::WriteReg(int offset, unsigned int value, int line) {
+  const std::lock_guard lock(registers_mutex_);
+  return Put(offset, value, line);
+}
+
 int FpgaDevBase::ChangeReg(int offset, unsigned clear, unsigned set, int line, unsigned& written) {
+  const std::lock_guard lock(registers_mutex_);
+  // the main module's ALLOK line, which the hardware drops too, is a bit of the clock selection
+  const std::optional<unsigned>* meant = offset == Q5FPGA_CLK_SEL ? nullptr : Meant(offset);
   unsigned value = 0;
-  if (ReadReg(offset, value) < 0) return -1;
+  if (meant != nullptr && *meant) {
+    value = **meant;
+  } else if (ReadReg(offset, value) < 0) {
+    return -1;
+  }
   value = (value & ~clear) | set;
-  if (WriteReg(offset, value, line) < 0) return -1;
+  if (Put(offset, value, line) < 0) return -1;
   written = value;
   return 0;
+}
+
+int FpgaDevBase::RestoreRegisters() {
+  const std::lock_guard lock(registers_mutex_);
+  int result = 0;
+  for (const int offset : kOwnRegisters) {
+    if (const auto meant = *Meant(offset); meant) result |= Put(offset, *meant, __LINE__);
+  }
+  return result;
 }
 
 int FpgaDevBase::ChangeReg(int offset, unsigned clear, unsigned set, int line) {

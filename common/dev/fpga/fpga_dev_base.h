@@ -6,11 +6,14 @@
 //
 // Results: 0 or a value on success, -1 when the driver refused a request, unless told otherwise;
 // the failure is in the log, and nothing is tried again. Registers have 16 bits.
-// Threads: any; each register access is one request to the driver, a read-modify-write is not
-// protected. Conversions and hard limits read `ghmp`, which must be there.
+// Threads: any. Each register access is one request to the driver; ChangeReg lets no other write
+// come in between. Conversions and hard limits read `ghmp`, which must be there.
 #pragma once
 
+#include <array>
 #include <atomic>
+#include <mutex>
+#include <optional>
 
 #include "common/dev/fpga/fpga_registers.h"
 #include "platform/fpga_driver.h"
@@ -36,11 +39,16 @@ class FpgaDevBase {
   /// `value` is left alone when the register cannot be read.
   int ReadReg(int offset, unsigned int& value);
   int WriteReg(int offset, unsigned int value, int line);
-  /// Clears, then sets bits and leaves all others as they were read. Nothing is written when the
+  /// Clears, then sets bits. A register whose every bit is the daemon's (converters, waveform) is
+  /// written whole, as it was meant to be so far: what a disturbed driver reads never gets written
+  /// back. Of the others all other bits stay as they are read, and nothing is written when the
   /// register cannot be read.
   int ChangeReg(int offset, unsigned clear, unsigned set, int line);
   /// As the other, and gives the value that was written.
   int ChangeReg(int offset, unsigned clear, unsigned set, int line, unsigned& written);
+  /// Writes converters, clock selection and waveform again, as they were written last. -1 when one
+  /// could not be written.
+  int RestoreRegisters();
   /// Name in the log of a register whose writes are traced, "?" for the others.
   static const char* GetRegNameText(int offset);
   int GetDeviceFd() const { return _fd; }
@@ -69,6 +77,8 @@ class FpgaDevBase {
 
   /// Resets the converters' side and switches the waveform off.
   int FpgaReset();
+  /// Lets the converters sample; the inversion of the channels stays.
+  int RunConverters();
   int FPGADisableWaveform();
   int FPGADisablePrimary();
   int EnableDACForLinearAmplifier();
@@ -117,6 +127,12 @@ class FpgaDevBase {
     int offset;
     unsigned mask;
   };
+  static constexpr std::array kOwnRegisters{Q5FPGA_A2D_CTRL, Q5FPGA_CLK_SEL, Q5FPGA_WFORM_CTRL};
+
+  /// What a register of the daemon's own is meant to hold; null for any other register.
+  std::optional<unsigned>* Meant(int offset);
+  int Put(int offset, unsigned value, int line);
+
   /// False when the module cannot be told.
   bool FindAllok(Bit& out, Bit& in);
   int ChangeAllok(bool ok);
@@ -125,6 +141,10 @@ class FpgaDevBase {
   int OledRequest(unsigned long request, FpgaCmd& command, const char* func);
   int RestartOled();
   int StoreHardLimit(int counts);
+
+  std::mutex registers_mutex_;  ///< held by every write; guards meant_
+  std::array<std::optional<unsigned>, kOwnRegisters.size()> meant_;  ///< empty until written
+  std::atomic<int> module_{-1};  ///< as it was first told; -1 before
 };
 
 }  // namespace Dev

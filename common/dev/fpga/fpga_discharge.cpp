@@ -29,6 +29,9 @@ namespace {
 constexpr std::chrono::milliseconds kLook{1};
 constexpr std::chrono::milliseconds kVlfLook{10};  // on top of it
 constexpr int kMaxLooks = 2000;
+// A cycle that was open when the output fell is still a mix, so the proof is the one after it.
+constexpr int kCyclesToProof = 3;
+constexpr std::chrono::seconds kLongestWait{30};
 constexpr float kLowVoltageMin = 2.0F;
 
 template <int type>
@@ -49,6 +52,16 @@ bool Always(const HMPData&) { return true; }
 
 constexpr int VoltageChannel(int swap) { return swap == 1 ? 1 : 0; }
 
+// How long the proof is waited for beyond its looks: a direct current falls as slowly as the
+// winding lets it, and at a low frequency one phasor takes seconds.
+std::chrono::nanoseconds LongestWait() {
+  if (ghmp->IsDCTest()) return kLongestWait;
+  const double hertz = double{ghmp->frequency};
+  const std::chrono::duration<double> cycles(hertz > 0 ? kCyclesToProof / hertz : 0);
+  return cycles < kLongestWait ? std::chrono::duration_cast<std::chrono::nanoseconds>(cycles)
+                               : kLongestWait;
+}
+
 }  // namespace
 
 struct FpgaRampControl::Proof {
@@ -56,9 +69,8 @@ struct FpgaRampControl::Proof {
 
   bool (*applies)(const HMPData&);
   FastReading reading;
-  Minimum minimum;          ///< null: kLowVoltageMin
-  bool of_current = false;  ///< of the current channel; for those that wait only
-  bool either_sign = false;
+  Minimum minimum;           ///< null: kLowVoltageMin
+  bool of_current = false;   ///< of the current channel; for those that wait only
   bool peak_counts = false;  ///< the output is gone too when its peak is below the minimum
   bool needs_idle_cpld = false;
   Logger::eventtypes_t done = Logger::RAMP_DOWN_DONE;
@@ -82,8 +94,7 @@ const FpgaRampControl::Proof& FpgaRampControl::WatchProof() {
        .needs_idle_cpld = true},
       {.applies = IsType<Msg::TEST_DEMAG>,
        .reading = FastReading::kSampleAverage,
-       .minimum = &FpgaRampControl::_dccurrentmin,
-       .either_sign = true},
+       .minimum = &FpgaRampControl::_dccurrentmin},
       {.applies = Is<&HMPData::IsInternalHVVoltageTest>,
        .reading = FastReading::kPhasor,
        .minimum = &FpgaRampControl::_hvacvoltagemin,
@@ -112,8 +123,7 @@ const FpgaRampControl::Proof& FpgaRampControl::WaitProof() {
       {.applies = IsType<Msg::TEST_DEMAG>,
        .reading = FastReading::kSampleAverage,
        .minimum = &FpgaRampControl::_dccurrentmin,
-       .of_current = true,
-       .either_sign = true},
+       .of_current = true},
       {.applies = Is<&HMPData::IsInternalDCLVTest>,
        .reading = FastReading::kAverage,
        .minimum = nullptr},
@@ -136,7 +146,7 @@ std::optional<double> FpgaRampControl::Reading(FastReading what, int channel) co
 FpgaRampControl::Look FpgaRampControl::LookAt(const Proof& proof, int channel) const {
   const std::optional<double> reading = Reading(proof.reading, channel);
   if (!reading) return {};
-  const double value = proof.either_sign ? std::fabs(*reading) : *reading;
+  const double value = std::fabs(*reading);  // an average has a sign
   const float minimum = proof.minimum != nullptr ? (this->*proof.minimum).load() : kLowVoltageMin;
   bool gone = value < double{minimum};
   if (proof.peak_counts && !gone) {
@@ -196,32 +206,34 @@ void FpgaRampControl::ClearDischargeFlag() {
   SetRampUpInProgress(false);
 }
 
-// True when the output is gone, or when there is no fast filter that could tell.
-bool FpgaRampControl::AwaitProof(int swap) {
+// The words of a failure are the caller's to raise: while the proof was waited for, another test
+// may have begun.
+FpgaRampControl::RampDownResult FpgaRampControl::AwaitProof(int swap, const Wanted& wanted) {
   platform::Clock& clock = platform::Machine().Clock();
+  const auto begin = clock.Monotonic();
   for (int count = 1;; ++count) {
+    if (!wanted()) return {RampDown::kAbandoned};
     const Proof& proof = WaitProof();
     const int voltage = VoltageChannel(swap);
     const int channel = proof.of_current ? 1 - voltage : voltage;
     const Look look = LookAt(proof, channel);
-    if (!look.possible) return true;
+    if (!look.possible) return {RampDown::kGone};
     if (look.gone) {
       if (IsWindingResistance(*ghmp) && proof.of_current && ghmp->IsSourceModule()) {
         WRDischargeRamp(0);
       }
       _rampup = false;
-      return true;
+      return {RampDown::kGone};
     }
     if (proof.peak_counts) clock.SleepFor(kVlfLook);
     clock.SleepFor(kLook);
-    if (count <= kMaxLooks || ghmp->IsDCTest()) continue;
+    if (count <= kMaxLooks || clock.Monotonic() - begin < LongestWait()) continue;
 
     logger_mgr::print(fpgaL, kError, 0,
                       "RAMP DOWN FAIL VOLTAGE STILL PRESENT!!!!\t\t\t\t\t\tmax sample %f fast "
                       "phasor mag %f count %d \n",
                       Reading(FastReading::kMaxVoltage, channel).value_or(0), look.value, count);
-    ghmp->SetVoltageAvailableError(Msg::ToDataWord(look.value), ghmp->frequency);
-    return false;
+    return {RampDown::kStillPresent, look.value};
   }
 }
 
@@ -230,17 +242,36 @@ int FpgaRampControl::StopWaveform(int stop) {
   return ChangeReg(Q5FPGA_WFORM_CTRL, off, 0, __LINE__);
 }
 
-bool FpgaRampControl::WaitForRampDownToZero(int check, int swap, int stop) {
-  if (check != 0) {
-    if (!ghmp->wrdischargeflag && CheckFPGARampStatus() < 0) {
-      logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN NOT COMPLETE \n");
+FpgaRampControl::RampDownResult FpgaRampControl::AwaitRampDown(int swap, const Wanted& wanted) {
+  if (!ghmp->wrdischargeflag && CheckFPGARampStatus() < 0) {
+    logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN NOT COMPLETE \n");
+    return {RampDown::kNotComplete};
+  }
+  const RampDownResult result = AwaitProof(swap, wanted);
+  if (result.outcome == RampDown::kGone && !_rampup) Capture(Logger::RAMP_DOWN_DONE);
+  return result;
+}
+
+bool FpgaRampControl::EndRampDown(const RampDownResult& result, int stop) {
+  switch (result.outcome) {
+    case RampDown::kNotComplete:
       ghmp->SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDN);
       return false;
-    }
-    if (!AwaitProof(swap)) return false;
-    if (!_rampup) Capture(Logger::RAMP_DOWN_DONE);
+    case RampDown::kStillPresent:
+      ghmp->SetVoltageAvailableError(Msg::ToDataWord(result.magnitude), ghmp->frequency);
+      return false;
+    case RampDown::kAbandoned:
+      return false;
+    case RampDown::kGone:
+      break;
   }
   return StopWaveform(stop) == 0 || stop == 0;
+}
+
+bool FpgaRampControl::WaitForRampDownToZero(int check, int swap, int stop) {
+  const auto always = [] { return true; };
+  return EndRampDown(check != 0 ? AwaitRampDown(swap, always) : RampDownResult{RampDown::kGone},
+                     stop);
 }
 
 }  // namespace Dev

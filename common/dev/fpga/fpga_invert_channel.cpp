@@ -14,8 +14,6 @@ using Msg::ghmp;
 
 namespace {
 
-constexpr unsigned kBothChannels = 3;
-
 constexpr bool IsChannel(int channel) { return channel == 0 || channel == 1; }
 constexpr unsigned BitOf(int channel) { return 1u << channel; }
 
@@ -26,8 +24,10 @@ int FpgaInvertChannel::ChangeInversion(int channel, bool inverted) {
   unsigned value = 0;
   if (ReadReg(Q5FPGA_A2D_CTRL, value) < 0) return -1;
   const unsigned bit = BitOf(channel);
-  if (((value & bit) != 0) != inverted) {
-    if (WriteReg(Q5FPGA_A2D_CTRL, value ^ bit, __LINE__) < 0) return -1;
+  const bool changes = ((value & bit) != 0) != inverted;
+  // written whatever was read: a reading can be wrong
+  if (ChangeReg(Q5FPGA_A2D_CTRL, bit, inverted ? bit : 0, __LINE__) < 0) return -1;
+  if (changes) {
     if (ReadReg(Q5FPGA_A2D_CTRL, value) < 0) return -1;
     if (inverted) {
       logger_mgr::print(fpgaL, kInfo, 0, "invert signal 0x%x \n", value);
@@ -51,14 +51,14 @@ int FpgaInvertChannel::IsChannelInverted(int channel) {
 
 int FpgaInvertChannel::CorrectCurrentChannel() {
   unsigned value = 0;
-  if (ChangeReg(Q5FPGA_A2D_CTRL, kBothChannels, 0, __LINE__, value) < 0) return -1;
+  if (ChangeReg(Q5FPGA_A2D_CTRL, kInvertBoth, 0, __LINE__, value) < 0) return -1;
   Capture(Logger::CLEAR_INVERT_CHANNEL, value);
   return 0;
 }
 
 int FpgaInvertChannel::FlipAllChannels() {
   unsigned value = 0;
-  if (ChangeReg(Q5FPGA_A2D_CTRL, 0, kBothChannels, __LINE__, value) < 0) return -1;
+  if (ChangeReg(Q5FPGA_A2D_CTRL, 0, kInvertBoth, __LINE__, value) < 0) return -1;
   logger_mgr::print(fpgaL, kInfo, 0, "Flip all 0x%x \n", value);
   Capture(Logger::FLIP_ALL_CHANNELS, value);
   return 0;

@@ -71,9 +71,10 @@ int FpgaLineSync::WriteLsyn(int offset, unsigned value, const char* func, int li
 }
 
 int FpgaLineSync::ChangeLsyn(int offset, unsigned clear, unsigned set, const char* func, int line) {
-  unsigned value = 0;
-  const int result = ReadLsyn(offset, value, func, line);
-  return result < 0 ? result : WriteLsyn(offset, (value & ~clear) | set, func, line);
+  if (ChangeReg(offset, clear, set, line) == 0) return LF_EST_COMPLETE;
+  logger_mgr::print(fpgaL, kError, 0, "%s.%d:LSYN Unable to write register 0x%04X.  errno:%s\n",
+                    func, line, static_cast<unsigned>(offset), std::strerror(errno));
+  return LF_EST_IO_ERROR;
 }
 
 int FpgaLineSync::CheckVersion(const char* func, int line) {
@@ -108,37 +109,30 @@ int FpgaLineSync::StopTracker() {
 
 // The waveform stands still while the tracker is set up, and starts again in step with the line.
 int FpgaLineSync::StartTracker(const lineSyncTrackerParams& params) {
-  unsigned status = 0;
-  unsigned wfctrl = 0;
-  const auto read = [&](int offset, unsigned& value, int line) {
-    return ReadLsyn(offset, value, "ConfigureLineSyncTracker", line);
-  };
+  constexpr char kCaller[] = "ConfigureLineSyncTracker";
   const auto write = [&](int offset, unsigned value, int line) {
-    return WriteLsyn(offset, value, "ConfigureLineSyncTracker", line);
+    return WriteLsyn(offset, value, kCaller, line);
+  };
+  const auto change = [&](int offset, unsigned clear, unsigned set, int line) {
+    return ChangeLsyn(offset, clear, set, kCaller, line);
   };
   if (write(Q5FPGA_LNSYNC_TRKR_OFF_THRESH_REG, params.offsetThreshold, __LINE__) < 0 ||
       write(Q5FPGA_LNSYNC_CORR_PULSE_LIM_REG, params.correctionPulseLimit, __LINE__) < 0 ||
-      read(Q5FPGA_LNSYNC_CTL_STAT_REG, status, __LINE__) < 0 ||
-      read(Q5FPGA_WFORM_CTRL, wfctrl, __LINE__) < 0) {
+      change(Q5FPGA_WFORM_CTRL, kWformEnable, 0, __LINE__) < 0) {
     return LF_EST_IO_ERROR;
   }
-  wfctrl &= ~kWformEnable;
-  if (write(Q5FPGA_WFORM_CTRL, wfctrl, __LINE__) < 0) return LF_EST_IO_ERROR;
-  wfctrl &= ~Q5FPGA_WFCTL_SYNC_ENABLE;
-  logger_mgr::print(fpgaL, kInfo, 0, "%s.%d:LSYN  Turning off Q5FPGA_WFCTL_SYNC_ENABLE\n",
-                    "ConfigureLineSyncTracker", __LINE__);
-  if (write(Q5FPGA_WFORM_CTRL, wfctrl, __LINE__) < 0) return LF_EST_IO_ERROR;
-  status &= ~kTrackerEnable;
-  if (write(Q5FPGA_LNSYNC_CTL_STAT_REG, status, __LINE__) < 0) return LF_EST_IO_ERROR;
-
-  wfctrl |= Q5FPGA_WFCTL_SYNC_ENABLE;
-  if (write(Q5FPGA_WFORM_CTRL, wfctrl, __LINE__) < 0 || FpgaLineSyncInit() < 0) {
+  logger_mgr::print(fpgaL, kInfo, 0, "%s.%d:LSYN  Turning off Q5FPGA_WFCTL_SYNC_ENABLE\n", kCaller,
+                    __LINE__);
+  if (change(Q5FPGA_WFORM_CTRL, Q5FPGA_WFCTL_SYNC_ENABLE, 0, __LINE__) < 0 ||
+      change(Q5FPGA_LNSYNC_CTL_STAT_REG, kTrackerEnable, 0, __LINE__) < 0 ||
+      change(Q5FPGA_WFORM_CTRL, 0, Q5FPGA_WFCTL_SYNC_ENABLE, __LINE__) < 0 ||
+      FpgaLineSyncInit() < 0) {
     return LF_EST_IO_ERROR;
   }
-  status &= ~(kEstimatorEnable | kTrackerUnused | kTrackerRateMask);
-  status |= RateField(params.correctionRate) | kTrackerEnable;
-  if (write(Q5FPGA_LNSYNC_CTL_STAT_REG, status, __LINE__) < 0) return LF_EST_IO_ERROR;
-  return write(Q5FPGA_WFORM_CTRL, wfctrl | kWformEnable, __LINE__);
+  constexpr unsigned kOld = kEstimatorEnable | kTrackerUnused | kTrackerRateMask;
+  const unsigned set = RateField(params.correctionRate) | kTrackerEnable;
+  if (change(Q5FPGA_LNSYNC_CTL_STAT_REG, kOld, set, __LINE__) < 0) return LF_EST_IO_ERROR;
+  return change(Q5FPGA_WFORM_CTRL, 0, kWformEnable, __LINE__);
 }
 
 int FpgaLineSync::SourceInLineSync() {
@@ -200,7 +194,7 @@ int FpgaLineSync::StartLineFreqEstimator(unsigned cycles) {
   unsigned misc = 0;
   if (ReadLsyn(Q5FPGA_MISC_CTRL, misc, __func__, __LINE__) < 0) return LF_EST_IO_ERROR;
   if ((misc & kMiscEstimatorHold) != 0 &&
-      WriteLsyn(Q5FPGA_MISC_CTRL, misc & ~kMiscEstimatorHold, __func__, __LINE__) < 0) {
+      ChangeLsyn(Q5FPGA_MISC_CTRL, kMiscEstimatorHold, 0, __func__, __LINE__) < 0) {
     return LF_EST_IO_ERROR;
   }
   unsigned status = 0;

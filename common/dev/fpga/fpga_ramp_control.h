@@ -96,8 +96,8 @@ class FpgaRampControl : public virtual FpgaDevBase {
   int IsRampDone();
   /// 1 while the amplitude is on its way down, and when that cannot be told; else 0.
   int SourceRampToZero();
-  /// Waits until the hardware has finished a ramp-down: 3.1 s of polls 100 us apart at most, but
-  /// without a bound in a DC test. -1 too when the registers cannot be read for 10 ms.
+  /// Waits until the hardware has finished a ramp-down: 3.1 s of polls 100 us apart at most, in a
+  /// DC test 30 s. -1 too when the registers cannot be read for 10 ms.
   int CheckFPGARampStatus();
 
   // --- Proof that the output is gone. `swap` is 1 when the voltage is on channel 2. ---
@@ -107,10 +107,27 @@ class FpgaRampControl : public virtual FpgaDevBase {
   /// One look while the discharge is watched; on the source module at the fast filter too only if
   /// `check`. The status flag.
   int GetDischargeStatus(int check, int swap);
-  /// Waits for both the ramp and the output: 2000 looks 1 ms apart at most, without a bound in a DC
-  /// test; without `check` neither is waited for. Then stops the waveform if `stop`. False when
-  /// the ramp did not come down (error word 71) or the output is still there (70), and when the
-  /// waveform cannot be stopped.
+  enum class RampDown {
+    kGone,          ///< or there is no fast filter that could tell
+    kNotComplete,   ///< the ramp did not come down
+    kStillPresent,  ///< the output is still there
+    kAbandoned,
+  };
+  struct RampDownResult {
+    RampDown outcome;
+    double magnitude = 0;  ///< V or A that were still there
+  };
+  /// Asked before each look: false when nobody needs the proof any more.
+  using Wanted = std::function<bool()>;
+
+  /// Waits for the ramp, then for the output: for 2000 looks 1 ms apart, three cycles, or in a DC
+  /// test 30 s, whichever is longest, but no longer than 30 s beyond the looks. Changes no state
+  /// but of the ramp; needs fresh phasors of the fast filter.
+  RampDownResult AwaitRampDown(int swap, const Wanted& wanted);
+  /// What follows from it: error word 71 or 70, or the waveform stopped if `stop`. False after a
+  /// failure or an abandoned wait, and when the waveform cannot be stopped.
+  bool EndRampDown(const RampDownResult& result, int stop);
+  /// Both at once; without `check` nothing is waited for.
   bool WaitForRampDownToZero(int check, int swap, int stop);
 
   void MonitorDischargeFlag();
@@ -174,7 +191,7 @@ class FpgaRampControl : public virtual FpgaDevBase {
   static const Proof& WaitProof();
   Look LookAt(const Proof& proof, int channel) const;
   std::optional<double> Reading(FastReading what, int channel) const;
-  bool AwaitProof(int swap);
+  RampDownResult AwaitProof(int swap, const Wanted& wanted);
   int StopWaveform(int stop);
 
   FpgaLinks links_;

@@ -22,6 +22,7 @@ namespace {
 constexpr std::chrono::microseconds kPoll{100};
 constexpr int kPollsPerMillisecond = 10;
 constexpr int kMaxPolls = 31000;
+constexpr int kMaxDcPolls = 300000;
 constexpr int kPollsPerLine = 10000;
 constexpr int kMaxLostPolls = 100;  // one after another
 
@@ -72,10 +73,10 @@ int FpgaRampControl::CheckFPGARampStatus() {
     Capture(Logger::FPGA_INVALID_RAMPSTATUS);
     return Poll::kDown;
   };
-  const bool bounded = !ghmp->IsDCTest();
+  const int most = ghmp->IsDCTest() ? kMaxDcPolls : kMaxPolls;
   int lost = 0;
   int count = 0;
-  while ((count < kMaxPolls || !bounded) && lost < kMaxLostPolls) {
+  while (count < most && lost < kMaxLostPolls) {
     const Poll result = poll();
     if (result == Poll::kDown) return 0;
     lost = result == Poll::kLost ? lost + 1 : 0;

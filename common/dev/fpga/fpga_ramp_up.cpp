@@ -149,11 +149,7 @@ int FpgaRampControl::ArmRamp() {
     return -1;
   }
   unsigned value = 0;
-  if (ReadReg(Q5FPGA_WFORM_CTRL, value) < 0) return -1;
-  if ((value & kWformEnable) == 0 &&
-      WriteReg(Q5FPGA_WFORM_CTRL, value | kWformEnable, __LINE__) < 0) {
-    return -1;
-  }
+  if (ChangeReg(Q5FPGA_WFORM_CTRL, 0, kWformEnable, __LINE__) < 0) return -1;
   if (ChangeReg(Q5FPGA_WFORM_RAMP_CTL, 0, kRampEnable, __LINE__, value) < 0) return -1;
   logger_mgr::print(fpgaL, kInfo, 0, "Phase2. FPGA Ramp register 0x%04X\n", value);
   Capture(Logger::FPGA_RAMP_PHASE2, value);

@@ -92,6 +92,9 @@ inline constexpr unsigned kMainAllokOut = 1u << 4;
 inline constexpr unsigned kMainAllokIn = 1u << 1;
 inline constexpr unsigned kOledRun = 1u << 14;  ///< low resets the display
 
+/// Bits of Q5FPGA_A2D_CTRL: a channel each.
+inline constexpr unsigned kInvertBoth = 3u;
+
 /// Bits of Q5FPGA_MISC_CTRL.
 inline constexpr unsigned kAllokOut = 1u << 1;
 inline constexpr unsigned kMiscEstimatorHold = 1u << 5;  ///< to be clear before an estimate

@@ -61,9 +61,9 @@ int RequestHighSpeed(const FpgaDev& fpga, unsigned value) {
 enum class Change { kDone, kReadFailed, kWriteFailed };
 
 Change ChangeControl(FpgaDev& fpga, unsigned clear, unsigned set) {
-  unsigned wfctrl = 0;
-  if (fpga.ReadReg(Q5FPGA_WFORM_CTRL, wfctrl) < 0) return Change::kReadFailed;
-  const bool written = fpga.WriteReg(Q5FPGA_WFORM_CTRL, (wfctrl & ~clear) | set, __LINE__) == 0;
+  unsigned before = 0;
+  if (fpga.ReadReg(Q5FPGA_WFORM_CTRL, before) < 0) return Change::kReadFailed;
+  const bool written = fpga.ChangeReg(Q5FPGA_WFORM_CTRL, clear, set, __LINE__) == 0;
   return written ? Change::kDone : Change::kWriteFailed;
 }
 
@@ -207,8 +207,10 @@ int SetControlBit(unsigned mask, bool on, const char* func) {
         __LINE__, result, std::strerror(errno));
     return result;
   }
-  const unsigned after = on ? before | mask : before & ~mask;
-  if (const int result = fpga->WriteReg(Q5FPGA_WFORM_CTRL, after, __LINE__); result < 0) {
+  unsigned after = 0;
+  if (const int result =
+          fpga->ChangeReg(Q5FPGA_WFORM_CTRL, on ? 0 : mask, on ? mask : 0, __LINE__, after);
+      result < 0) {
     logger_mgr::print(fpgaL, kError, 0,
                       "%s.%d: failed writing the Waveform Generator buffer ret:%d errno:%s\n", func,
                       __LINE__, result, std::strerror(errno));

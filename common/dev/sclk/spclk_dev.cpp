@@ -228,12 +228,9 @@ int SpclkDev::SetDefaultParamters() {
 int SpclkDev::ActivateWFPolarity() { return wf_set_polarity(_params.wf_polarity); }
 
 int SpclkDev::PulseStep(unsigned bit) {
-  unsigned before = 0;
-  if (_q5fpga->ReadReg(Q5FPGA_MISC_CTRL, before) < 0 ||
-      _q5fpga->WriteReg(Q5FPGA_MISC_CTRL, before | bit, __LINE__) < 0) {
-    return -1;
-  }
-  return _q5fpga->WriteReg(Q5FPGA_MISC_CTRL, before, __LINE__);
+  // two changes, not one value written back: ALLOK may drop in between
+  if (_q5fpga->ChangeReg(Q5FPGA_MISC_CTRL, 0, bit, __LINE__) < 0) return -1;
+  return _q5fpga->ChangeReg(Q5FPGA_MISC_CTRL, bit, 0, __LINE__);
 }
 
 int SpclkDev::IncrementFrequency(int output) {

@@ -75,7 +75,8 @@ TEST_F(FpgaTest, ReadModifyWriteTouchesItsBitsOnly) {
       const unsigned start = has_strap ? (before & 0x7FFF) | static_cast<unsigned>(c.misc) : before;
       std::map<int, unsigned> registers = {{0, c.module_id}, {c.offset, start}};
       driver.Reset(registers);
-      EXPECT_EQ(c.operation(fpga), 0);
+      FpgaDev started{Open()};  // that has written nothing yet
+      EXPECT_EQ(c.operation(started), 0);
       registers[c.offset] = (start & ~c.clear) | c.set;
       for (const auto& [offset, value] : registers) EXPECT_EQ(driver.registers[offset], value);
       for (const auto& write : driver.writes) EXPECT_EQ(write.first, c.offset);
@@ -88,11 +89,16 @@ TEST_F(FpgaTest, LevelsAndInversionAreRead) {
   EXPECT_EQ(fpga.GetALLOKOut(), 0x10);
   EXPECT_EQ(fpga.GetALLOK(), 2);
   driver.registers[0] = 0x984;
-  EXPECT_EQ(fpga.GetALLOKOut(), 0);
-  EXPECT_EQ(fpga.GetALLOK(), 0);
+  FpgaDev meas{Open()};
+  EXPECT_EQ(meas.GetALLOKOut(), 0);
+  EXPECT_EQ(meas.GetALLOK(), 0);
   driver.registers[22] = 0x4002;
-  EXPECT_EQ(fpga.GetALLOKOut(), 2);
-  EXPECT_EQ(fpga.GetALLOK(), 0x4000);
+  EXPECT_EQ(meas.GetALLOKOut(), 2);
+  EXPECT_EQ(meas.GetALLOK(), 0x4000);
+  driver.registers[0] = 0x2980;  // a disturbed reading does not move the line
+  EXPECT_EQ(meas.SetALLOK(), 0);
+  EXPECT_EQ(driver.registers[22], 0x4000U);
+  driver.writes.clear();
 
   driver.Reset({{14, 0x1042}});
   EXPECT_EQ(fpga.IsChannelInverted(0), 0);
@@ -205,6 +211,8 @@ TEST_F(FpgaTest, EveryFailedRequestIsAFailure) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     driver.Reset(registers);
+    ASSERT_EQ(c.operation(fpga), 0);  // what it reads but once is read now
+    driver.Reset(registers);
     ASSERT_EQ(c.operation(fpga), 0);
     const int requests = driver.requests;
     ASSERT_GT(requests, 0);
@@ -223,6 +231,8 @@ TEST_F(FpgaTest, EveryFailedRequestIsAFailure) {
 TEST_F(FpgaTest, ADownwardFailureStillGoesDown) {
   SetTest(Msg::TEST_CTKNEEPOINT, Msg::internalLVVoltageSourceE, 60.0F);
   const std::map<int, unsigned> up = {{20, 0x1012}, {36, 500}, {48, 0x000C}};
+  driver.Reset(up);
+  ASSERT_EQ(fpga.SetFPGAStopRamp(), 0);
   driver.Reset(up);
   ASSERT_EQ(fpga.SetFPGAStopRamp(), 0);
   const int requests = driver.requests;
