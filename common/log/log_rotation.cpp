@@ -119,6 +119,7 @@ bool logger_mgr::ClaimRotation(int force, std::int64_t& live, int& error) {
     }
   }
   _rotationEnable = 0;
+  swapping_ = true;
   return true;
 }
 
@@ -130,6 +131,25 @@ void logger_mgr::ReleaseClaim() {
 
 int logger_mgr::RotateLogFile(int flags, int force) {
   RetryBackup();
+  const int result = Rotate(flags, force);
+  BoundLiveLog();
+  return result;
+}
+
+// Memory is what the live log uses: where nothing takes it, its lines are lost rather than the
+// instrument.
+void logger_mgr::BoundLiveLog() {
+  std::lock_guard lock(log_mutex_);
+  struct stat status {};
+  if (!rotates_ || swapping_ || ::fstat(_logfd, &status) != 0) return;
+  if (status.st_size < _maxlogsize) return;
+  if (::ftruncate(_logfd, 0) != 0) return;
+  ::lseek(_logfd, 0, SEEK_SET);
+  PrintLocked(mainL, kError, "Logger: dropped %lld bytes of the log, which could not be rotated\n",
+              static_cast<long long>(status.st_size));
+}
+
+int logger_mgr::Rotate(int flags, int force) {
   std::int64_t live = 0;
   int error = 0;
   if (!ClaimRotation(force, live, error)) {
@@ -196,6 +216,7 @@ void logger_mgr::NameRotation(std::int64_t live) {
 int logger_mgr::SwapLog(int flags) {
   auto& machine = platform::Machine();
   std::lock_guard lock(log_mutex_);
+  swapping_ = false;
   ::fsync(_logfd);
   // From the descriptor: the lines count, even when somebody has removed the name.
   if (FileCopy(_logfd, _copytostaging) != 0) {
@@ -295,10 +316,11 @@ bool logger_mgr::StoreStaged(const RotationRecord& record,
   return stored;
 }
 
+// Early enough for a rotation of the live log before its lines would be dropped.
 bool logger_mgr::LogIsFull() const {
   std::lock_guard lock(log_mutex_);
   struct stat status {};
-  return ::fstat(_logfd, &status) == 0 && status.st_size >= _maxlogsize;
+  return ::fstat(_logfd, &status) == 0 && status.st_size >= _maxlogsize / 4 * 3;
 }
 
 void logger_mgr::WriteRotationNumberFile(const std::vector<std::string>& places) const {

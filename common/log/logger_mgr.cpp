@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "common/log/log_collection.h"
 #include "common/log/log_files.h"
@@ -325,6 +326,10 @@ int logger_mgr::CheckUpdate() {
   }
   print(dateL, kNotice, 0, "%s\n", text);
   LogDateMarker(kNotice);
+  // lines have the time of the day only
+  if (std::exchange(dated_hour_, local.tm_hour) != local.tm_hour) {
+    print(mainL, kNotice, 0, "date %s\n", text);
+  }
   if (_forceRotateSignal.exchange(false)) RotateLogFile(kReopenFlags, 1);
   if (const auto send = _sendForceRotate.load()) ServeCollectionRequests(*this, send);
   CheckConfig();

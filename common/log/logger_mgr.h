@@ -95,7 +95,8 @@ class logger_mgr {
 
   /// Starts a rotation when the log is over its limit or `force` is not 0; `flags` open the fresh
   /// log. While the backup of the one before is under way nothing happens. 0, or -1 when the log
-  /// could not be copied or opened: then nothing has been cut off, and it is tried again later.
+  /// could not be copied or opened: then nothing has been cut off, and it is tried again later. A
+  /// log that has reached its limit all the same is emptied, which is its first line then.
   int RotateLogFile(int flags, int force);
   /// Ends a rotation: the next number is due.
   void RotationComplete();
@@ -138,6 +139,8 @@ class logger_mgr {
   void SetModuleLogLevels();
 
   int SetDefaultRotationParameters(const char* logfile);
+  int Rotate(int flags, int force);
+  void BoundLiveLog();
   bool ClaimRotation(int force, std::int64_t& live, int& error);
   void ReleaseClaim();
   void NameRotation(std::int64_t live);
@@ -167,6 +170,7 @@ class logger_mgr {
   std::string _configfile;
   LogSettings _logconfig;
   std::int64_t _oldtime = 0;  // modification time of what was read last, in ns
+  int dated_hour_ = -1;       // whose date stands in the log
   NetworkDrives drives_;
 
   // Guarded by log_mutex_:
@@ -176,6 +180,7 @@ class logger_mgr {
   std::int64_t _rotateSize = kDefaultRotateSize;  // KiB
   int _rotationEnable = 0;                        // 1 while no rotation is under way
   int back_off_ = 0;                              // checks to let pass after a failure
+  bool swapping_ = false;                         // claimed by a thread that has not copied it yet
 
   // Belongs to the rotation that is under way, whichever thread works on it:
   std::string _logfile;
