@@ -21,7 +21,7 @@
 namespace Mos {
 namespace {
 
-constexpr int kLogFlags = O_RDWR | O_CREAT | O_TRUNC | O_APPEND;
+constexpr int kLogFlags = O_RDWR | O_CREAT | O_APPEND;
 constexpr mode_t kLogMode = 0755;
 constexpr mode_t kLockMode = 0640;
 
@@ -37,41 +37,71 @@ void RequireWritable(const char* what, const std::string& path, mode_t mode) {
   ::close(fd);
 }
 
-void OpenLog(const std::string& path) {
-  logfd = ::open(path.c_str(), kLogFlags, kLogMode);
-  if (logfd < 0) std::exit(1);
-  for (int i = 0; i < 3; ++i) {
-    if (::dup(logfd) < 0) std::exit(1);
+/// What the daemon tells its starter once it runs, or cannot.
+struct Report {
+  enum Step : int { kDone, kLog, kLockFile, kLock } failed = kDone;
+  int error = 0;
+};
+
+// Not emptied yet: it may be the log of a daemon that runs.
+int OpenLog(const std::string& path) {
+  const int fd = ::open(path.c_str(), kLogFlags, kLogMode);
+  for (int i = 0; fd >= 0 && i < 3; ++i) {
+    if (::dup(fd) < 0) return -1;
   }
+  return fd;
 }
 
-void TakeLock(const std::string& path) {
-  int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kLockMode);
-  if (fd < 0) {
-    StartupError("Unable to create lockfile %s, code=%d(%s) \n", path.c_str(), errno,
-                 std::strerror(errno));
-    std::exit(1);
-  }
-  if (::lockf(fd, F_TLOCK, 0) < 0) {
-    StartupError("%s.%d Unable to lock %s , code = %d (%s)\n", __func__, __LINE__, path.c_str(),
-                 errno, std::strerror(errno));
-    std::exit(1);
-  }
+// The descriptor stays open: the lock lasts as long as it does.
+Report TakeLock(const std::string& path) {
+  const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kLockMode);
+  if (fd < 0) return {Report::kLockFile, errno};
+  if (::lockf(fd, F_TLOCK, 0) < 0) return {Report::kLock, errno};
   char pid[24];
   int length = std::snprintf(pid, sizeof pid, "%d\n", static_cast<int>(::getpid()));
   if (::ftruncate(fd, 0) < 0 || ::write(fd, pid, static_cast<size_t>(length)) != length) {
     StartupError("cannot write the process id to %s: %s\n", path.c_str(), std::strerror(errno));
   }
-  // The descriptor stays open: the lock lasts as long as it does.
   auto& machine = platform::Machine();
   int debug = machine.Open(Dev::kProcessPidPath, O_WRONLY);
   if (debug < 0) {
     std::printf("Unable to open the debug fd ");
     std::fflush(stdout);
-    return;
+    return {};
   }
   machine.Write(debug, pid, static_cast<size_t>(length));
   machine.Close(debug);
+  return {};
+}
+
+// Waits until the daemon has its lock and its log, and ends with what it reports: the daemon itself
+// has nobody to tell by then.
+[[noreturn]] void EndStarter(int from_daemon, const std::string& log, const std::string& lock) {
+  Report report;
+  if (::read(from_daemon, &report, sizeof report) != sizeof report) report.failed = Report::kLog;
+  const char* reason = std::strerror(report.error);
+  switch (report.failed) {
+    case Report::kDone:
+      ::_exit(0);
+    case Report::kLog:
+      StartupError("cannot use the log file %s: %s\n", log.c_str(), reason);
+      break;
+    case Report::kLockFile:
+      StartupError("Unable to create lockfile %s, code=%d(%s) \n", lock.c_str(), report.error,
+                   reason);
+      break;
+    case Report::kLock:
+      StartupError("%s.%d Unable to lock %s , code = %d (%s)\n", __func__, __LINE__, lock.c_str(),
+                   report.error, reason);
+      break;
+  }
+  ::_exit(1);
+}
+
+// Closes every descriptor but `kept`.
+void CloseAllBut(int kept) {
+  if (kept > 0) ::close_range(0, static_cast<unsigned>(kept) - 1, 0);
+  ::close_range(static_cast<unsigned>(kept) + 1, ~0U, 0);
 }
 
 }  // namespace
@@ -89,9 +119,14 @@ void daemonize(const char* log_path, const char* lock_path) {
 
   // The child still prints to the terminal, or to a pipe whose reader may go when the parent ends.
   std::signal(SIGPIPE, SIG_IGN);
+  int to_starter[2];
+  if (::pipe2(to_starter, O_CLOEXEC) < 0) std::exit(1);
   pid_t child = ::fork();
   if (child < 0) std::exit(1);
-  if (child > 0) ::_exit(0);
+  if (child > 0) {
+    ::close(to_starter[1]);
+    EndStarter(to_starter[0], log, lock);
+  }
   if (::setsid() < 0 || ::chdir("/") < 0) std::exit(1);
 
   int highest = static_cast<int>(::sysconf(_SC_OPEN_MAX)) - 1;
@@ -100,10 +135,14 @@ void daemonize(const char* log_path, const char* lock_path) {
   logger_mgr::print(Logger::mainL, Logger::kNotice, 0, "Build Date: %s \n", blddate);
   PrintBuildInfo(stdout);
   std::fflush(stdout);
-  ::close_range(0, ~0U, 0);  // from the highest possible descriptor down to 0, in one call
+  CloseAllBut(to_starter[1]);
 
-  OpenLog(log);
-  TakeLock(lock);
+  logfd = OpenLog(log);
+  Report report = logfd < 0 ? Report{Report::kLog, errno} : TakeLock(lock);
+  if (report.failed == Report::kDone && ::ftruncate(logfd, 0) < 0) report = {Report::kLog, errno};
+  const bool told = ::write(to_starter[1], &report, sizeof report) == sizeof report;
+  if (!told || report.failed != Report::kDone) std::exit(1);
+  ::close(to_starter[1]);
 }
 
 }  // namespace Mos

@@ -128,17 +128,11 @@ int main(int argc, char* argv[]) {
 
   manager.SetRevision(fpga->GetRevision());
   const bool ready = manager.Init(manager.GetRevision()) == 0;
-  if (ready) {
-    Msg::ghmp->serverReady = true;
-    manager.Start();
-  }
+  if (ready) manager.Start();
   // no callback and no scan may run into what goes now
   Mos::logmonitor.StopTimer();
   manager.EndAcquisition();
   i2c.End();
   monitor::End();
-  if (ready) return 0;
-  Mos::StartupError("cannot bind the bus end points of %s, port %u: another mos runs here?\n",
-                    options.id.c_str(), options.port);
-  return 1;
+  return ready ? 0 : 1;
 }

@@ -7,6 +7,7 @@
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
+#include "mos/options.h"
 #include "mos/process_flags.h"
 #include "mos/process_objects.h"
 
@@ -35,14 +36,24 @@ int MeasMgr::Init() {
 }
 
 int MeasMgr::Init(int revision) {
-  if (Init() < 0) return -1;
+  if (Init() < 0) {
+    StartupError("cannot bind the bus end points of %s, port %d: another mos runs here?\n",
+                 GetZidStr().c_str(), int{static_cast<std::uint16_t>(GetDefFeTcpPort())});
+    return -1;
+  }
   ReadConfiguration();
-  if (StartBoard(revision) < 0) return -1;
+  if (StartBoard(revision) < 0) {
+    StartupError("cannot start the I2C manager\n");
+    return -1;
+  }
   const bool calibrated = ReadCalibration();
   ResetFpga();
   PrepareChannels(calibrated);
   StartClocks();
-  if (StartDeferredWork() < 0) return -1;
+  if (StartDeferredWork() < 0) {
+    StartupError("cannot start the threads for deferred work\n");
+    return -1;
+  }
   ghmp->SetFFT900(run_fft900);
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   PrepareAcquisition();

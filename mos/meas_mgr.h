@@ -15,6 +15,7 @@
 #include <string>
 
 #include "common/acquisition/acquisition.h"
+#include "common/dev/fpga/fpga_dev.h"
 #include "common/dev/i2c/i2c_mgr.h"
 #include "common/dev/sclk/spclk_dev.h"
 #include "common/msg/hmp_error_rep.h"
@@ -80,6 +81,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   /// Ends the test of a host that is silent, and the watch on it. A host that sets a test up or
   /// stops one while the ramp-down is waited for keeps what it asked for.
   int RecoverMos();
+  /// Drops ALLOK when the voltage of a running test reaches the configured limit.
   int TestMonitor();
 
   // Handlers, named after their opcodes. Each takes the request in place in its bus frame, at least
@@ -153,6 +155,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   // Its end without the host (recovery.cpp).
   void Recover(std::unique_lock<std::mutex>& lock);
   void BeginRecovery();
+  static void EndDischarge(Dev::FpgaDev& fpga, const Dev::FpgaRampControl::RampDownResult& result);
   void EndRecovery();
 
   // Its run and results (test_run.cpp, test_result.cpp).
@@ -170,7 +173,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   int _skip_ee2xml = 0;
   std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
   std::mutex _request_mutex;        ///< held by a request, and by each step of the recovery
-  unsigned _begun = 0;              ///< set-ups and stops that the host has sent; guarded by it
+  std::atomic<unsigned> _begun{0};  ///< set-ups and stops that the host has sent; changed under it
   Dev::SpclkDev* _spclk = nullptr;  ///< the sampling clock; null before Init and without a chip
 
   /// The kind of result that the host asked for before the last time, and last; -1 for none.

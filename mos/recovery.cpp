@@ -13,7 +13,9 @@
 
 namespace Mos {
 
+using acquisition::phasortoo_t;
 using acquisition::SineCorrelator;
+using AcquisitionSystem::AcqChan;
 using AcquisitionSystem::AcqChFollowing;
 using Dev::FpgaDev;
 using Logger::kError;
@@ -31,18 +33,6 @@ void Quiesce(const char* func) {
   if (result == 0) return;
   logger_mgr::print(measurementL, kError, 0, "%s:Notify channels ACQ_EVT_QUIESCE failed - ret:%d\n",
                     func, result);
-}
-
-void AwaitRampDown() {
-  FpgaDev* fpga = FpgaDev::GetDevice();
-  if (fpga == nullptr) return;
-  if (fpga->WaitForRampDownToZero(1, ghmp->swapchannels, 1)) {
-    fpga->ClearDischargeFlag();
-    ghmp->discharging = 0;
-  } else {
-    logger_mgr::print(measurementL, kError, 0, "%s.%d ERROR rampdown not successful \n",
-                      "RecoverMos", __LINE__);
-  }
 }
 
 }  // namespace
@@ -64,7 +54,8 @@ int MeasMgr::AllokRecovery() {
     logger_mgr::print(measurementL, kInfo, 0, "Allok recovery in progress\n");
     return 0;
   }
-  if (fpgadev_allok != nullptr && fpgadev_allok->GetALLOKOut() == 0) {
+  // before there is a place for the word, a drop waits for the next tick
+  if (fpgadev_allok != nullptr && ghmp && fpgadev_allok->GetALLOKOut() == 0) {
     ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_ALLOK);
     fpgadev_allok->ClearALLOK();
     logger_mgr::print(measurementL, kError, 0, "Mos Allok recovery done %d \n", ++allokcount);
@@ -89,25 +80,46 @@ int MeasMgr::RecoverMos() {
   return 0;
 }
 
-// The wait for the ramp-down holds up no request: it may take as long as a discharge.
+// The wait for the ramp-down holds up no request: it may take as long as a discharge. What the host
+// begins meanwhile is its own: its words, its waveform and its discharge are not touched any more.
 void MeasMgr::Recover(std::unique_lock<std::mutex>& lock) {
   const unsigned begun = _begun;
   BeginRecovery();
-  lock.unlock();
-  AwaitRampDown();
-  lock.lock();
-  if (_begun == begun) EndRecovery();
+  FpgaDev* fpga = FpgaDev::GetDevice();
+  Dev::FpgaRampControl::RampDownResult ramp_down{};
+  if (fpga != nullptr) {
+    const int swap = ghmp->swapchannels;
+    lock.unlock();
+    ramp_down = fpga->AwaitRampDown(swap, [this, begun] { return _begun == begun; });
+    lock.lock();
+  }
+  if (_begun != begun) return;
+  if (fpga != nullptr) EndDischarge(*fpga, ramp_down);
+  EndRecovery();
 }
 
 void MeasMgr::BeginRecovery() {
   Logger::Capture(Logger::RECOVER_EVENT);
+  msgmonitorm.StopTimer();  // its next period would begin a second recovery beside this one
   Quiesce("RecoverMos");
-  ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   ghmp->discharging = 1;
   if (FpgaDev* fpga = FpgaDev::GetDevice()) fpga->MonitorDischargeFlag();
 }
 
+void MeasMgr::EndDischarge(FpgaDev& fpga, const Dev::FpgaRampControl::RampDownResult& ramp_down) {
+  if (fpga.EndRampDown(ramp_down, 1)) {
+    fpga.ClearDischargeFlag();
+    ghmp->discharging = 0;
+  } else {
+    logger_mgr::print(measurementL, kError, 0, "%s.%d ERROR rampdown not successful \n",
+                      "RecoverMos", __LINE__);
+  }
+}
+
+// The samples are discarded only now: the proof needed fresh ones.
 void MeasMgr::EndRecovery() {
+  ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
+  testmonitor.StopTimer();
   if (!ghmp->IsLineSyncTracker()) InitSpclk();
   if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
     logger_mgr::print(measurementL, kError, 0, "%s.%d: ACQ_EVT_STOP_TEST failed\n", __func__,
@@ -116,33 +128,35 @@ void MeasMgr::EndRecovery() {
   startflag = false;
   if (SineCorrelator::GetVLFFlag()) SineCorrelator::ResetVLFFlag();
   ghmp->ResetVariables();
-  msgmonitorm.StopTimer();
 }
 
+// Waits for no handler: a voltage above the limit drops ALLOK whatever the host is being served.
 int MeasMgr::TestMonitor() {
-  const std::lock_guard lock(_request_mutex);  // a start may make the correlators anew
-  logger_mgr::print(measurementL, kInfo, 0, "TestMonitor started \n");
+  logger_mgr::print(measurementL, Logger::kDebug, 0, "TestMonitor started \n");
+  const bool limited = ghmp->IsInternalHVVoltageTest() || ghmp->IsExternalVoltageTest();
+  if (!startflag || !limited) return 0;
   const bool swapped = ghmp->swapchannels == 1;
-  const Correlators filters = GetCorrelators();
-  if (!filters.BothThere()) return 0;
-  acquisition::phasortoo_t phasors[2] = {};
+  phasortoo_t phasors[2] = {};
+  double seconds = 0;
+  AcqChan::WithFastCorrelator([&](const SineCorrelator& fast) {
+    fast.GetPhasors(phasors);
+    if (const SineCorrelator* slow = AcqChan::get_sineCorr_Slow()) {
+      seconds = slow->MonitorSampleCount();
+    }
+  });
+  const double volts = phasors[swapped ? 1 : 0].mag;
+  const bool too_high = volts >= _daemonconfig.maxhvvoltagemeasurement;
   if (ghmp->VoltageTest()) {
-    filters.g_fastFilter->GetPhasors(phasors);
     const Logger::evseqdataF_t values{
         4,
-        {static_cast<float>(phasors[swapped ? 1 : 0].mag),
-         static_cast<float>(phasors[swapped ? 0 : 1].mag),
-         static_cast<float>(ghmp->volttarget) * kTargetShare,
-         static_cast<float>(filters.g_slowFilter->MonitorSampleCount())}};
+        {static_cast<float>(volts), static_cast<float>(phasors[swapped ? 0 : 1].mag),
+         static_cast<float>(ghmp->volttarget) * kTargetShare, static_cast<float>(seconds)}};
     Logger::eventlog::GetEventLog("moseventlog")
-        ->CaptureEvent(kError, Logger::TESTFAILCHECK1, &values);
+        ->CaptureEvent(too_high ? kError : Logger::kDebug, Logger::TESTFAILCHECK1, &values);
   }
-  if (!ghmp->IsInternalHVVoltageTest() && !ghmp->IsExternalVoltageTest()) return 0;
-  if (!ghmp->VoltageTest()) filters.g_fastFilter->GetPhasors(phasors);
-  if (phasors[swapped ? 1 : 0].mag >= _daemonconfig.maxhvvoltagemeasurement) {
-    ghmp->SetErrorCode(Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
-    if (FpgaDev* fpga = FpgaDev::GetDevice()) fpga->SetALLOK();
-  }
+  if (!too_high) return 0;
+  ghmp->SetErrorCode(Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
+  if (FpgaDev* fpga = FpgaDev::GetDevice()) fpga->SetALLOK();
   return 0;
 }
 

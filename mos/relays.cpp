@@ -4,11 +4,13 @@
 #include <string>
 
 #include "common/acquisition/correct.h"
+#include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/acq_ch_following.h"
 #include "common/dev/i2c/i2c_eeprom.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
+#include "common/msg/major_codes.h"
 #include "mos/meas_mgr.h"
 #include "mos/process_objects.h"
 #include "mos/requests.h"
@@ -93,11 +95,15 @@ void GetCircuitDescription(const Msg::HmpLeadConfigReq& request) {
 }
 
 // What is wrong with the instrument stops a test before its path is set; what is wrong for good
-// stops every test at high voltage.
+// stops every test at high voltage, and a channel without ranges every test.
 bool MustRefuse() {
   if (ghmp->ReportError()) return true;
-  if (!ghmp->IsInternalHVVoltageTest() || !ghmp->IsStickyError()) return false;
-  ghmp->CopyStickyErrors();
+  if (ghmp->IsInternalHVVoltageTest() && ghmp->IsStickyError()) {
+    ghmp->CopyStickyErrors();
+    return true;
+  }
+  if (acquisition::IsCalibrated(0) && acquisition::IsCalibrated(1)) return false;
+  ghmp->SetErrorCode(Msg::NAK_MCODE_EEPROMXML);
   return true;
 }
 

@@ -44,10 +44,11 @@ int MeasMgr::SelectFilter(float frequency, bool exec_sequence1) {
   int results[2] = {};
   for (int channel : {0, 1}) {
     const MeasChCfgReg* base = channel == 0 ? bases.channel1 : bases.channel2;
-    if (base == nullptr) continue;
-    const MeasChCfgReg config = base->SelectFilter(frequency, _rev);
-    filters[channel] = config.GetFilter();
-    results[channel] = SetMeasChCfgReg(channel, config, exec_sequence1);
+    if (base != nullptr) {
+      const MeasChCfgReg config = base->SelectFilter(frequency, _rev);
+      filters[channel] = config.GetFilter();
+      results[channel] = SetMeasChCfgReg(channel, config, exec_sequence1);
+    }
     CorrectForFilter(channel, filters[channel]);
   }
   Logger::Capture(Logger::MEASFILTERS, filters[0], filters[1]);

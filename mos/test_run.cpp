@@ -13,6 +13,7 @@
 #include "mos/meas_mgr.h"
 #include "mos/process_flags.h"
 #include "mos/process_objects.h"
+#include "mos/recovery.h"
 #include "mos/requests.h"
 
 namespace Mos {
@@ -30,6 +31,7 @@ using Msg::ghmp;
 namespace {
 
 constexpr int kCaptureOnce = 1;
+constexpr int kVoltageWatch = 100;                  // ms
 constexpr float kDischargeFilterFrequency = 40.0F;  // Hz
 
 bool IsVeryLowFrequency() {
@@ -117,6 +119,9 @@ int MeasMgr::HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRe
   if (!GetCorrelators().BothThere()) return Refuse(reply, Msg::NAK_MCODE_MOS_NULLFILTER);
   ResetCorrelators();
   startflag = true;
+  if (ghmp->IsInternalHVVoltageTest() || ghmp->IsExternalVoltageTest()) {
+    testmonitor.AddTimer(kVoltageWatch, MSECSE, TestMonitorCB, this);
+  }
   reply->SetAck();
   reply->Show(kInfo);
   return 0;
@@ -165,6 +170,7 @@ int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep*
   SetWaveformCapture(kCaptureOnce);
   Logger::Capture(Logger::END_WAVEFORM_CAPTURE);
   msgmonitorm.StopTimer();
+  testmonitor.StopTimer();
   CaptureRequest(*request);
   ghmp->SetTestParams(*request);
   TellViolations();

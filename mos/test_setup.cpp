@@ -1,5 +1,6 @@
 // Handlers that set a test up, for voltage and for current.
 #include "common/acquisition/correct.h"
+#include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
@@ -121,6 +122,8 @@ void MeasMgr::SetWaveformCapture(int mode) {
 
 void MeasMgr::SetUpChannels() {
   logger_mgr::print(measurementL, kInfo, 0, "Using the gateway \n");
+  // what a disturbance has left in the hardware ends with the test that it disturbed
+  if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->RestoreRegisters();
   for (const Gateway& gateway : kGateways) {
     if (gateway.mode1 != ghmp->measCh1_mode || gateway.mode2 != ghmp->measCh2_mode) continue;
     logger_mgr::print(measurementL, kInfo, 0, "%s", gateway.text);
@@ -160,6 +163,8 @@ int MeasMgr::SetTestUp(const SetUpKind& kind, const Request& request, void* repl
   ghmp->SetStartTest(true);
   ghmp->SetTestParams(request);
   ghmp->discharging = 0;
+  // a recovery or a pause before this test no longer watches its discharge
+  if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->ClearDischargeFlag();
   Logger::Capture(Logger::MODE_CONFIG_INFO, ghmp->modeinfo.load());
   logger_mgr::print(measurementL, kInfo, 0, "Mode info from Ch2:%X Ch1:%X 90%% X %s %f \n",
                     static_cast<unsigned>(ghmp->measCh2_mode.load()),

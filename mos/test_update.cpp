@@ -19,6 +19,7 @@
 namespace Mos {
 
 using acquisition::SineCorrelator;
+using AcquisitionSystem::AcqChan;
 using AcquisitionSystem::AcqChFollowing;
 using Logger::kError;
 using Logger::kInfo;
@@ -65,6 +66,30 @@ bool IsPolarity(int polarity) {
   return false;
 }
 
+// Ranges that an update names; 0 leaves the choice to the channel.
+struct NamedRanges {
+  int voltage;
+  const char* voltage_name;
+  int current;
+  const char* current_name;
+};
+
+// Both channels must have the range that an update names for their kind of input.
+short ProblemOf(const NamedRanges& ranges) {
+  for (const ACQ_CHAN_NUM ch : {ACQ_CH1, ACQ_CH2}) {
+    const AcqChan* channel = AcqChan::get_AcqCh_instance(ch);
+    if (channel == nullptr) continue;
+    const int mode = channel->get_mode();
+    const bool current = mode == Msg::ACDC_Current;
+    const int range = current ? ranges.current : ranges.voltage;
+    if (range >= 0 && range <= acquisition::range_table_size(ch, mode)) continue;
+    logger_mgr::print(measurementL, kError, 0, "Invalid parameter value %s:%d\n",
+                      current ? ranges.current_name : ranges.voltage_name, range);
+    return current ? Msg::NAK_MCODE_RANGE_SET : Msg::NAK_MCODE_MOS_INVALIDVOLT;
+  }
+  return 0;
+}
+
 // What is wrong with a request, as an error word; 0 for nothing.
 short ProblemOf(const Msg::HmpUpdTestParamReq& request) {
   if (!IsPolarity(request.polarity)) return Msg::NAK_MCODE_MOS_INVALIDPOL;
@@ -74,10 +99,10 @@ short ProblemOf(const Msg::HmpUpdTestParamReq& request) {
                       volts, ghmp->voltmax.load());
     return Msg::NAK_MCODE_MOS_INVALIDVOLT;
   }
-  const int range = request.voltscal;
-  if (range > acquisition::range_table_size(0, Msg::AC_Volt)) {
-    logger_mgr::print(measurementL, kError, 0, "Invalid parameter value voltscal:%d\n", range);
-    return Msg::NAK_MCODE_MOS_INVALIDVOLT;
+  if (const short problem =
+          ProblemOf(NamedRanges{request.voltscal, "voltscal", request.curange, "curange"});
+      problem != 0) {
+    return problem;
   }
   if (ghmp->IsLineSyncTracker() || IsPossible(request.frequency)) return 0;
   return Msg::NAK_MCODE_MOS_SPCLKINVFREQ;
@@ -89,6 +114,11 @@ short ProblemOf(const Msg::HmpUpdTestParamReqI& request) {
   if (amps < 0) {
     logger_mgr::print(measurementL, kError, 0, "Invalid parameter value amp:%d\n", amps);
     return Msg::NAK_MCODE_PSOC_MAXAMPERAGE;
+  }
+  if (const short problem =
+          ProblemOf(NamedRanges{request.voltrange, "voltrange", request.ampscal, "ampscal"});
+      problem != 0) {
+    return problem;
   }
   if (ghmp->IsLineSyncTracker() || IsPossible(request.frequency)) return 0;
   return Msg::NAK_MCODE_MOS_SPCLKINVFREQ;

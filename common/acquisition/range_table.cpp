@@ -47,6 +47,11 @@ int range_table_size(int channel, int mode) {
   return table == nullptr ? 0 : table->num_ents;
 }
 
+bool IsCalibrated(int channel) {
+  const Dev::EepromGroup* tables = range_tables;
+  return tables != nullptr && tables->IsCalibrated(channel);
+}
+
 const mode_range_table_ent* get_range_table_ent(int channel, int mode, int range_index) {
   if (mode <= Msg::Off || mode >= Msg::INPUT_MODE_COUNT) {
     Logger::logger_mgr::print(Logger::rangeL, Logger::kError, 0, "%s.%d: Invalid mode:%d\n",

@@ -25,4 +25,7 @@ const Dev::mode_range_table_ent* temp_range_info(int mode);
 /// Entries of that table; 0 where there is none.
 int range_table_size(int channel, int mode);
 
+/// False while the entries of a channel (0 or 1) are default ones: what it reads is no measurement.
+bool IsCalibrated(int channel);
+
 }  // namespace acquisition

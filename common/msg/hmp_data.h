@@ -266,7 +266,6 @@ class HMPData : public Errorcodes, public ConfigData {
   std::atomic<bool> testStart{false};
   std::atomic<bool> tstrunSet{false};
   std::atomic<bool> firstUpdate{false};  ///< the first update of the test has been handled
-  std::atomic<bool> serverReady{false};  ///< start-up is over
   std::atomic<unsigned> resetConsumer{0};
   std::atomic<bool> sourcesenabled{false};
   std::atomic<bool> psocinit{false};

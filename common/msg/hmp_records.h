@@ -12,10 +12,3 @@
 #include "common/msg/hmp_results.h"
 #include "common/msg/hmp_service.h"
 #include "common/msg/hmp_test_setup.h"
-
-namespace Msg {
-
-/// Bytes of the largest reply there is, and so of a buffer in which any reply can be built.
-inline constexpr int kLargestReply = sizeof(HmpPostRep);
-
-}  // namespace Msg

@@ -78,23 +78,44 @@ class Recovery : public DaemonBench, public testing::Test {
 
 TEST_F(Recovery, LeavesAloneWhatTheHostBeginsMeanwhile) {
   SetUpTest();
+  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  ASSERT_EQ(fpga->WriteReg(Dev::Q5FPGA_WFORM_CTRL, Dev::kWformEnable, __LINE__), 0);
   int looks = 0;
-  Dev::FpgaDev::GetDevice()->SetLinks({.fast_filter = [&](Dev::FastReading, int) {
-    if (++looks == 1) SetUpTest();
-    return std::optional(looks < 3 ? 1000.0 : 0.0);
+  fpga->SetLinks({.fast_filter = [&](Dev::FastReading, int) {
+    EXPECT_FALSE(ghmp->GetConsumerFlag()) << "no fresh phasors for the proof";
+    if (++looks == 3) SetUpTest();
+    return std::optional(1000.0);
   }});
+  ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
   manager.RecoverMos();
   EXPECT_EQ(looks, 3);
   EXPECT_TRUE(ghmp->testStart);
   EXPECT_EQ(ghmp->testype, Msg::TEST_HVVFPF);
   EXPECT_TRUE(Mos::msgmonitorm.IsTimerAlive());
   EXPECT_EQ(ghmp->discharging, 0);
+  EXPECT_FALSE(fpga->PauseTest());
+  EXPECT_EQ(Errors(), std::vector<int>{});
+  unsigned control = 0;
+  ASSERT_EQ(fpga->ReadReg(Dev::Q5FPGA_WFORM_CTRL, control), 0);
+  EXPECT_EQ(control & Dev::kWformEnable, Dev::kWformEnable);
 
   acquisition::SineCorrelator::SetVLFFlag();
+  fpga->SetLinks({.fast_filter = [](Dev::FastReading, int) { return std::optional(0.0); }});
   manager.RecoverMos();
   EXPECT_FALSE(ghmp->testStart);
   EXPECT_FALSE(Mos::msgmonitorm.IsTimerAlive());
   EXPECT_FALSE(acquisition::SineCorrelator::GetVLFFlag());
+  EXPECT_EQ(ghmp->discharging, 0);
+  EXPECT_TRUE(ghmp->GetConsumerFlag());
+}
+
+TEST_F(Recovery, WatchesTheVoltageWhileATestRuns) {
+  SetUpTest();
+  EXPECT_FALSE(Mos::testmonitor.IsTimerAlive());
+  EXPECT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);
+  EXPECT_TRUE(Mos::testmonitor.IsTimerAlive());
+  EXPECT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
+  EXPECT_FALSE(Mos::testmonitor.IsTimerAlive());
 }
 
 class AllokLine : public DaemonBench, public testing::Test {};

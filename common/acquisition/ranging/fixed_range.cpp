@@ -101,6 +101,9 @@ void FixedRange::Start() {
   channel_.set_status_flag(kStatusKeepMask, Ranging);
   logger_mgr::print(chanfsmL, kInfo, 0, "%s %s.%d: mode:%d range_index:%d\n", channel_.name(),
                     __func__, __LINE__, setting_.mode, setting_.index);
+  if (!acquisition::IsCalibrated(channel_.get_hwch())) {
+    return GiveUp("the channel is not calibrated", Msg::NAK_MCODE_EEPROMXML);
+  }
   Step();
 }
 
@@ -144,7 +147,7 @@ void FixedRange::Stop() {
 }
 
 void FixedRange::Write() {
-  if (++attempts_ > kAttempts) return GiveUp("the range was not taken");
+  if (++attempts_ > kAttempts) return GiveUp("the range was not taken", Msg::NAK_MCODE_RANGE_SET);
   const auto* entry = channel_.get_range_table_ent(setting_.mode, setting_.index);
   std::uint8_t status = 0;
   const auto code = static_cast<std::uint8_t>(entry->RangeCode);
@@ -157,7 +160,8 @@ void FixedRange::Write() {
 }
 
 void FixedRange::Confirm() {
-  if (++attempts_ > kAttempts) return GiveUp("the range was not confirmed");
+  if (++attempts_ > kAttempts)
+    return GiveUp("the range was not confirmed", Msg::NAK_MCODE_RANGE_SET);
   channel_.get_CPLD_status_upon_request(1);
   if (!Dev::NotBusyMeasFPGAStatus(channel_.get_last_status_reg().Status())) return;
   const auto code = static_cast<int>(channel_.get_range_info_in_use()->RangeCode & 0xFF);
@@ -196,10 +200,10 @@ void FixedRange::AwaitFirstCycle() {
   channel_.set_status_flag(kStatusKeepMask | Amplitude_exceeds_input_range, Valid_Data);
 }
 
-void FixedRange::GiveUp(const char* what) {
+void FixedRange::GiveUp(const char* what, short code) {
   logger_mgr::print(chanfsmL, kError, 0, "%s %s.%d: range_index:%d %s\n", channel_.name(), __func__,
                     __LINE__, setting_.index, what);
-  ghmp->SetErrorCode(Msg::NAK_MCODE_RANGE_SET, 1, channel_.get_hwch());
+  ghmp->SetErrorCode(code, 1, channel_.get_hwch());
   channel_.set_status_flag(kStatusKeepMask, Data_Not_Valid);
   phase_ = Phase::kGivenUp;
 }

@@ -67,7 +67,7 @@ class FixedRange {
   void Settle();
   void Restart();
   void AwaitFirstCycle();
-  void GiveUp(const char* what);
+  void GiveUp(const char* what, short code);
 
   AcqChan& channel_;
   Phase phase_ = Phase::kIdle;
