@@ -81,6 +81,7 @@ int MeasMgr::Handle(Common::ZmbMessage* msg) {
   auto* head = reinterpret_cast<Msg::HmpMsgHead*>(buffer);
   if (size > 0) std::memcpy(buffer, frame, std::min(size, sizeof *head));
   head->Show(Logger::kInfo);
+  const int opcode = head->opcode;  // a reply has another
   Msg::ghmp->SetCurrentMsg(head->opcode);
 
   int result = kBadRecord;
@@ -106,6 +107,7 @@ int MeasMgr::Handle(Common::ZmbMessage* msg) {
     if (result == kBadRecord || result == kUnsupported || result == kClockRefused) {
       HandleMsgBad(*nak);
     }
+    measurement_log_.Refusal(opcode, *nak);
     nak->Show(Logger::kError);
   }
   msg->SetPayload(buffer, head->GetSize());

@@ -65,8 +65,23 @@ int MeasMgr::Init(int revision) {
   return 0;
 }
 
+namespace {
+
+// A person who reads results must be able to find out that they are not corrected.
+void TellConfiguration(bool configured, int meascalibration) {
+  if (!configured) {
+    StartupError("%s cannot be used: all keys have their defaults, results are not corrected\n",
+                 kConfigPath);
+  } else if (meascalibration <= 0) {
+    StartupError("meascalibration is %d: results are not corrected by the calibration\n",
+                 meascalibration);
+  }
+}
+
+}  // namespace
+
 void MeasMgr::ReadConfiguration() {
-  InitConfigFile(_varekconfig, kConfigPath);  // without it, everything takes its default
+  const bool configured = InitConfigFile(_varekconfig, kConfigPath) == 0;
   Msg::HMPData& data = Msg::HMPData::GetHMPData(_varekconfig, Msg::MEAS_MODULE);
   Msg::HmpLinks links;
   links.read_fpga_register = [](int offset, unsigned int& value) {
@@ -81,6 +96,7 @@ void MeasMgr::ReadConfiguration() {
   data.SetLinks(std::move(links));
   _daemonconfig = SetConfigParameters(_varekconfig, data);
   acquisition::Correct::GetCorrect().SetCalibration(_daemonconfig.meascalibration);
+  TellConfiguration(configured, _daemonconfig.meascalibration);
   ConfigureFpga();
   logger_mgr::GetLogger()->SetNetworkDrives({
       .busy = [] { return ghmp->MountBusy(); },

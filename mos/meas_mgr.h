@@ -24,6 +24,7 @@
 #include "libs/zmb/src/zmb_message.h"
 #include "libs/zmb/src/zmb_simple_servant.h"
 #include "mos/daemon_config.h"
+#include "mos/measurement_log.h"
 
 namespace Mos {
 
@@ -174,6 +175,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
   std::mutex _request_mutex;        ///< held by a request, and by each step of the recovery
   std::atomic<unsigned> _begun{0};  ///< set-ups and stops that the host has sent; changed under it
+  MeasurementLog measurement_log_;  ///< guarded by it
   Dev::SpclkDev* _spclk = nullptr;  ///< the sampling clock; null before Init and without a chip
 
   /// The kind of result that the host asked for before the last time, and last; -1 for none.

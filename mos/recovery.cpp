@@ -128,6 +128,7 @@ void MeasMgr::EndRecovery() {
   startflag = false;
   if (SineCorrelator::GetVLFFlag()) SineCorrelator::ResetVLFFlag();
   ghmp->ResetVariables();
+  measurement_log_.End("the host's silence");
 }
 
 // Waits for no handler: a voltage above the limit drops ALLOK whatever the host is being served.

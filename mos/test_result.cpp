@@ -292,6 +292,7 @@ int MeasMgr::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep*
   LogResult(poll);
   reply->Show(kInfo);
   StoreStatus(ranging, paused, poll.filters.g_slowFilter);
+  measurement_log_.Result(*reply);
   return 0;
 }
 

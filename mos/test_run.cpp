@@ -119,6 +119,7 @@ int MeasMgr::HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRe
   if (!GetCorrelators().BothThere()) return Refuse(reply, Msg::NAK_MCODE_MOS_NULLFILTER);
   ResetCorrelators();
   startflag = true;
+  measurement_log_.Start();
   if (ghmp->IsInternalHVVoltageTest() || ghmp->IsExternalVoltageTest()) {
     testmonitor.AddTimer(kVoltageWatch, MSECSE, TestMonitorCB, this);
   }
@@ -200,6 +201,7 @@ int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep*
   ghmp->vlfreset = false;
   logger_mgr::print(measurementL, kInfo, 0, "End Test max_sample ch1 %d ch2 %d\n",
                     ghmp->GetMaxSampleRepetitions(0), ghmp->GetMaxSampleRepetitions(1));
+  measurement_log_.End("a stop");
   ++snapshotcounter;
   return 0;
 }

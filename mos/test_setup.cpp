@@ -149,6 +149,7 @@ struct MeasMgr::SetUpKind {
 template <class Request>
 int MeasMgr::SetTestUp(const SetUpKind& kind, const Request& request, void* reply) {
   ++_begun;
+  measurement_log_.SetUp();
   if (kind.capture_told_first) Logger::Capture(Logger::START_WAVEFORM_CAPTURE);
   CaptureRequest(request);
   logger_mgr::print(measurementL, kInfo, 0, "Start test \n");

@@ -60,8 +60,10 @@ void AcqChan::get_CPLD_status_upon_request(int force) {
     last_status_reg = status;
     status_read_ = true;
   }
-  logger_mgr::print(chanfsmL, byte == 0 ? kDebug : kError, 0, "%s %s.%d: CPLD status:0x%02X\n",
-                    name(), __func__, __LINE__, byte);
+  // busy is what it is after each write
+  const int level = byte == 0 ? kDebug : byte == Dev::kMeasChBusy ? Logger::kInfo : kError;
+  logger_mgr::print(chanfsmL, level, 0, "%s %s.%d: CPLD status:0x%02X\n", name(), __func__,
+                    __LINE__, byte);
 }
 
 // --- Events ---

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <climits>
+#include <cstdint>
 #include <cstring>
 
 #include "libs/zmb/src/zmb_api.h"
@@ -25,17 +26,32 @@ void* DataOf(ZmbMsgFrame* frame, int& len) {
 
 }  // namespace
 
+// Of a message beyond the limits the rest is read as well, so that the next one begins at its first
+// frame, but nothing of it is kept.
 ZmbMessage* ZmbMessage::Recv(void* sock) {
   if (sock == nullptr) {
     zmb_log.Print(ZMB_ERROR, "<panic func=ZmbMessage.Recv sock=null/>\n");
     return nullptr;
   }
   auto msg = std::make_unique<ZmbMessage>();
+  std::int64_t bytes = 0;
+  std::int64_t frames = 0;
   int more = 1;
   while (more != 0) {
     auto frame = ZmbMsgFrame::Recv(sock, more);
     if (!frame) return nullptr;
-    msg->_frames.push_back(std::move(frame));
+    bytes += frame->Len();
+    ++frames;
+    if (frames > kMaxFrames || bytes > kMaxBytes) {
+      msg->_frames.clear();
+    } else {
+      msg->_frames.push_back(std::move(frame));
+    }
+  }
+  if (frames > kMaxFrames || bytes > kMaxBytes) {
+    zmb_log.Print(ZMB_WARN, "<warn func=ZmbMessage.Recv dropped frames=%lld bytes=%lld/>\n",
+                  static_cast<long long>(frames), static_cast<long long>(bytes));
+    return nullptr;
   }
   msg->Classify();
   return msg.release();

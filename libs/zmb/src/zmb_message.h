@@ -36,7 +36,12 @@ class ZmbMessage {
 
   // --- On the wire ---
 
-  /// Blocks for one whole message of a libzmq socket. Null after an error, which is logged.
+  /// What a message may have at most.
+  static constexpr int kMaxFrames = 64;
+  static constexpr int kMaxBytes = 32 * 1024 * 1024;
+
+  /// Blocks for one whole message of a libzmq socket. Null after an error and for a message beyond
+  /// the limits, which is dropped; both are logged.
   static ZmbMessage* Recv(void* sock);
   /// Sends every frame and destroys the message (not null), whether or not that worked. 0, or minus
   /// the number of frames that were not sent.

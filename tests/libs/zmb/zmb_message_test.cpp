@@ -55,6 +55,27 @@ std::string Types(const ZmbMessage& msg) {
   return types;
 }
 
+TEST_F(ZmbMessageTest, DropsWhatIsBeyondItsLimitsAndReadsTheNext) {
+  const std::string half(ZmbMessage::kMaxBytes / 2, 'x');
+  const struct {
+    Frames frames;
+    bool taken;
+  } cases[] = {{Frames(64, "a"), true},
+               {Frames(65, "a"), false},
+               {Frames(5000, ""), false},
+               {{half, half}, true},
+               {{half, half, "x"}, false}};
+  for (const auto& c : cases) {
+    const Message msg = Receive(c.frames);
+    EXPECT_EQ(msg != nullptr, c.taken) << c.frames.size();
+    EXPECT_EQ(LogLines::Text().find("dropped") != std::string::npos, !c.taken);
+    LogLines::Clear();
+    const Message next = Receive({"", "next"});
+    ASSERT_NE(next, nullptr);
+    EXPECT_EQ(Str(next->GetPayload()), "next");
+  }
+}
+
 TEST_F(ZmbMessageTest, TypesFramesByTheFirstEmptyOne) {
   const struct {
     Frames frames;
@@ -97,11 +118,11 @@ TEST_F(ZmbMessageTest, TypesFramesByTheFirstEmptyOne) {
 }
 
 TEST_F(ZmbMessageTest, TakesManyRoutingFramesAndALargePayload) {
-  Frames frames(100, "hop");
+  Frames frames(60, "hop");
   frames.insert(frames.end(), {"", "descr", std::string(10 << 20, 'x')});
   Message msg = Receive(frames);
   ASSERT_TRUE(msg);
-  EXPECT_EQ(msg->GetConnIdCount(), 100);
+  EXPECT_EQ(msg->GetConnIdCount(), 60);
   EXPECT_EQ(SendOn(std::move(msg)), frames);
 }
 

@@ -139,7 +139,7 @@ TEST_F(ServantTest, AnswersEveryShapeOfMessageWithItsRoute) {
   Echo echo;
   echo.SetZid("Test.Echo");
   const Running running(echo, Ipc("/tmp/Test.Echo.ipc"));
-  const Frames hops(100, "hop");
+  const Frames hops(60, "hop");
   Frames long_way = hops;
   long_way.insert(long_way.end(), {"", "d", "q"});
   const Frames cases[] = {

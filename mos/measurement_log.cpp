@@ -1,0 +1,80 @@
+#include "mos/measurement_log.h"
+
+#include <algorithm>
+#include <chrono>
+#include <span>
+#include <string>
+
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "common/msg/major_codes.h"
+#include "platform/backend.h"
+
+namespace Mos {
+
+using Logger::kNotice;
+using Logger::logger_mgr;
+using Logger::measurementL;
+using Msg::ghmp;
+
+namespace {
+
+platform::Nanoseconds Now() { return platform::Machine().Clock().Monotonic(); }
+
+int FirstCode(const Msg::HmpErrorRep& nak) {
+  const int count = std::clamp<int>(nak.count, 0, Msg::kErrorListWords);
+  return count > 1 ? Msg::ErrorCodeOf(nak.ecodes[1]) : 0;
+}
+
+}  // namespace
+
+void MeasurementLog::SetUp() {
+  *this = {};
+  state_ = State::kSetUp;
+}
+
+void MeasurementLog::Start() {
+  state_ = State::kStarted;
+  started_ = Now();
+  const bool current = ghmp->CurrentTest();
+  logger_mgr::print(measurementL, kNotice, 0, "test starts: %s, %d %s, %g Hz\n",
+                    Msg::TestTypeName(ghmp->testype),
+                    current ? ghmp->ampmax.load() : ghmp->volttarget.load(), current ? "A" : "V",
+                    ghmp->IsDCTest() ? 0.0 : double{ghmp->frequency});
+}
+
+void MeasurementLog::Result(const Msg::HmpTestRsltRep& record) {
+  has_result_ = true;
+  result_ = {record.ranging, record.acfcvolt, record.acamps};
+  refused_opcode_ = 0;
+}
+
+void MeasurementLog::Refusal(int opcode, const Msg::HmpErrorRep& nak) {
+  refused_opcode_ = opcode;
+  refused_code_ = FirstCode(nak);
+}
+
+void MeasurementLog::End(const char* how) {
+  if (state_ == State::kIdle) return;
+  std::string last = "no result";
+  char text[96];
+  if (refused_opcode_ != 0) {
+    const char* name = Msg::MajorCodeName(refused_code_);
+    std::snprintf(text, sizeof text, "0x%02X refused with %d %s",
+                  static_cast<unsigned>(refused_opcode_), refused_code_,
+                  name == nullptr ? "" : name);
+    last = text;
+  } else if (has_result_) {
+    std::snprintf(text, sizeof text, "last status 0x%04X, channel 1 %g, channel 2 %g",
+                  static_cast<unsigned>(result_.status) & 0xFFFFU, double{result_.channel1},
+                  double{result_.channel2});
+    last = text;
+  }
+  const std::chrono::duration<double> duration =
+      state_ == State::kStarted ? Now() - started_ : platform::Nanoseconds{0};
+  logger_mgr::print(measurementL, kNotice, 0, "test ends by %s after %.1f s: %s\n", how,
+                    duration.count(), last.c_str());
+  *this = {};
+}
+
+}  // namespace Mos

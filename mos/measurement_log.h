@@ -1,0 +1,36 @@
+// Two lines in the log for each test, so that a person sees at a glance what ran: one at its start
+// (kind, target, frequency), one at its end (duration, last result or refusal).
+//
+// Threads: that of the requests, and recovery while it holds their lock.
+#pragma once
+
+#include "common/msg/hmp_records.h"
+#include "platform/clock.h"
+
+namespace Mos {
+
+class MeasurementLog {
+ public:
+  void SetUp();
+  void Start();
+  void Result(const Msg::HmpTestRsltRep& record);
+  void Refusal(int opcode, const Msg::HmpErrorRep& nak);
+  /// `how` says what ended the test. Writes nothing when no test was set up.
+  void End(const char* how);
+
+ private:
+  enum class State { kIdle, kSetUp, kStarted };
+
+  State state_ = State::kIdle;
+  platform::Nanoseconds started_{0};  ///< monotonic
+  bool has_result_ = false;
+  struct {
+    int status;
+    float channel1;  ///< kV or A, as the host has it
+    float channel2;
+  } result_{};
+  int refused_opcode_ = 0;  ///< 0: the last answer was no refusal
+  int refused_code_ = 0;
+};
+
+}  // namespace Mos
