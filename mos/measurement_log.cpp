@@ -37,8 +37,9 @@ void MeasurementLog::Start() {
   state_ = State::kStarted;
   started_ = Now();
   const bool current = ghmp->CurrentTest();
+  const char* kind = Msg::HMPData::GetTestType(ghmp->testype);
   logger_mgr::print(measurementL, kNotice, 0, "test starts: %s, %d %s, %g Hz\n",
-                    Msg::TestTypeName(ghmp->testype),
+                    kind == nullptr ? "unknown kind" : kind,
                     current ? ghmp->ampmax.load() : ghmp->volttarget.load(), current ? "A" : "V",
                     ghmp->IsDCTest() ? 0.0 : double{ghmp->frequency});
 }

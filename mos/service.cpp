@@ -1,12 +1,7 @@
 // Handlers of the housekeeping requests.
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <memory>
-#include <string>
-#include <string_view>
 
 #include "common/log/logger_mgr.h"
+#include "common/msg/firmware_version.h"
 #include "common/msg/hmp_data.h"
 #include "common/msg/safety_nak.h"
 #include "mos/meas_mgr.h"
@@ -20,47 +15,10 @@ namespace {
 using Logger::logger_mgr;
 using Logger::measurementL;
 
-constexpr char kVersionFile[] = "/etc/varek-fw-version";
-constexpr std::string_view kVersionKey = "varek_fw_version=";
-constexpr int kVersionLineBytes = 128;
-
-// What stands behind the key in the version file; empty, with a line in the log, if nothing does.
-std::string ReadFirmwareVersion() {
-  const std::string path = platform::Machine().Path(kVersionFile);
-  std::FILE* file = std::fopen(path.c_str(), "r");
-  if (file == nullptr) {
-    logger_mgr::print(measurementL, Logger::kError, 0, "VERSION FILE RETURNED NULL \n");
-    return "";
-  }
-  std::string version;
-  bool found = false;
-  char line[kVersionLineBytes];
-  while (!found && std::fgets(line, sizeof line, file) != nullptr) {
-    std::string_view text(line);
-    if (!text.starts_with(kVersionKey)) continue;
-    text.remove_prefix(kVersionKey.size());
-    version = text.substr(0, text.find_first_of("\r\n"));
-    found = true;
-  }
-  if (!found) logger_mgr::print(measurementL, Logger::kError, 0, "VERSION FILE READ FAIL \n");
-  if (std::fclose(file) != 0) {
-    logger_mgr::print(measurementL, Logger::kError, 0, "%s: Unable to close %s - %s", __func__,
-                      path.c_str(), std::strerror(errno));
-  }
-  return version;
-}
-
 template <class Request>
 void NoteRequest(const Request& request) {
   CaptureRequest(request);
   request.Show(Logger::kInfo);
-}
-
-// A text field of a record: cut to the field less its terminator, the rest 0.
-template <size_t N>
-void SetText(char (&field)[N], std::string_view text) {
-  std::memset(field, 0, N);
-  text.copy(field, N - 1);
 }
 
 }  // namespace
@@ -68,12 +26,12 @@ void SetText(char (&field)[N], std::string_view text) {
 int MeasMgr::HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep* reply) {
   Msg::ghmp->ClearBootErrorCodes();  // a host that reads the versions has seen the boot's result
   NoteRequest(*request);
-  SetText(reply->meas_version, ReadFirmwareVersion());
-  SetText(reply->desc, "None");
-  SetText(reply->main_version, "N/A");
-  SetText(reply->src_version, "N/A");
-  SetText(reply->quality, "TBD");
-  SetText(reply->serialnum, "TBD");
+  Msg::SetText(reply->meas_version, Msg::FirmwareVersion());
+  Msg::SetText(reply->desc, "None");
+  Msg::SetText(reply->main_version, "N/A");
+  Msg::SetText(reply->src_version, "N/A");
+  Msg::SetText(reply->quality, "TBD");
+  Msg::SetText(reply->serialnum, "TBD");
   reply->SetAck();
   return 0;
 }

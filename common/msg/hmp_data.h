@@ -375,15 +375,8 @@ class HMPData : public Errorcodes, public ConfigData {
   mutable std::mutex linefrequencylock;  ///< guards measured_line_frequency
   std::mutex consumerlock;
   mutable std::mutex dcoffsetmutex;
-  mutable std::mutex lvsfilterlock;
   std::mutex recovermutex;
   std::condition_variable recovercond;  ///< waited for on the machine's monotonic clock
-  mutable std::mutex pausemsglock;
-  mutable std::mutex rampallowlock;
-  mutable std::mutex currentmsglock;
-  mutable std::mutex gteststartsem;
-  mutable std::mutex gcablesem;
-  mutable std::mutex gtestrunbitsem;
   mutable std::mutex recoveryblocklock;
   mutable std::mutex recoverysoslock;
 };

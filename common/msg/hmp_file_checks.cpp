@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 
 #include "common/log/logger_mgr.h"
+#include "common/msg/firmware_version.h"
 #include "common/msg/hmp_data.h"
 #include "platform/backend.h"
 
@@ -81,16 +82,6 @@ bool Exists(const char* path) {
 
 void WaitASecond() { platform::Machine().Clock().SleepFor(std::chrono::seconds(1)); }
 
-// The start of what stands behind the "=" of the version file's line; empty if there is none.
-std::string FirmwareVersion() {
-  std::ifstream file(platform::Machine().Path("/etc/varek-fw-version"));
-  for (std::string line; std::getline(file, line);) {
-    const std::size_t equals = line.find('=');
-    if (equals != std::string::npos) return line.substr(equals + 1, kVersionChars);
-  }
-  return "";
-}
-
 // The version becomes part of a shell command.
 bool IsPlain(std::string_view version) {
   return std::ranges::all_of(version, [](unsigned char c) {
@@ -152,7 +143,7 @@ int HMPData::CheckerFiles() {
   for (const Module* other : {&kMeas, &kSource}) {
     if (IsAlive(other->id) && !Exists(other->check_log)) Run(other->fetch_check_log);
   }
-  const std::string version = FirmwareVersion();
+  const std::string version = FirmwareVersion().substr(0, kVersionChars);
   if (!IsPlain(version)) {
     Logger::logger_mgr::print(Logger::systemcheckL, Logger::kError, 0,
                               "%s.%d: /etc/varek-fw-version holds no version: \"%s\"\n", __func__,

@@ -10,18 +10,6 @@ using Logger::msgL;
 namespace Msg {
 namespace {
 
-using Flag = std::atomic<bool>;
-
-void Write(std::mutex& guard, Flag& flag, bool value) {
-  const std::lock_guard lock(guard);
-  flag = value;
-}
-
-bool Read(std::mutex& guard, const Flag& flag) {
-  const std::lock_guard lock(guard);
-  return flag;
-}
-
 constexpr struct {
   unsigned changer;
   const char* name;
@@ -43,16 +31,16 @@ constexpr bool IsChannel(int channel) { return channel >= 0 && channel < HMPData
 
 }  // namespace
 
-void HMPData::SetCableStatus(bool locked) { Write(gcablesem, cablesLocked, locked); }
-bool HMPData::IsCablesLocked() const { return Read(gcablesem, cablesLocked); }
-void HMPData::SetFPFPGATestRunBit(bool set) { Write(gtestrunbitsem, tstrunSet, set); }
-bool HMPData::IsFPFPGATestRunSet() const { return Read(gtestrunbitsem, tstrunSet); }
-void HMPData::SetStartTest(bool started) { Write(gteststartsem, testStart, started); }
-bool HMPData::IsTestStarted() const { return Read(gteststartsem, testStart); }
-void HMPData::SetRampAllowed(bool allowed) { Write(rampallowlock, rampallowed, allowed); }
-bool HMPData::IsRampAllowed() const { return Read(rampallowlock, rampallowed); }
-void HMPData::SetLVSFilterRelay(bool set) { Write(lvsfilterlock, lvsfilterrelay, set); }
-bool HMPData::GetLVSFilterRelay() const { return Read(lvsfilterlock, lvsfilterrelay); }
+void HMPData::SetCableStatus(bool locked) { cablesLocked = locked; }
+bool HMPData::IsCablesLocked() const { return cablesLocked; }
+void HMPData::SetFPFPGATestRunBit(bool set) { tstrunSet = set; }
+bool HMPData::IsFPFPGATestRunSet() const { return tstrunSet; }
+void HMPData::SetStartTest(bool started) { testStart = started; }
+bool HMPData::IsTestStarted() const { return testStart; }
+void HMPData::SetRampAllowed(bool allowed) { rampallowed = allowed; }
+bool HMPData::IsRampAllowed() const { return rampallowed; }
+void HMPData::SetLVSFilterRelay(bool set) { lvsfilterrelay = set; }
+bool HMPData::GetLVSFilterRelay() const { return lvsfilterrelay; }
 
 void HMPData::ChangeConsumerFlag(bool set, unsigned changer) {
   const std::lock_guard lock(consumerlock);
@@ -117,7 +105,7 @@ bool HMPData::GetEarlyDCOffset(int channel) const {
   return earlyDCoffset[static_cast<std::size_t>(channel)];
 }
 
-bool HMPData::GetMeasEarlyDCOffset() const { return Read(dcoffsetmutex, measearlyDCoffset); }
+bool HMPData::GetMeasEarlyDCOffset() const { return measearlyDCoffset; }
 
 bool HMPData::GetTransitionToEarlyDCOffset() {
   const std::lock_guard lock(dcoffsetmutex);

@@ -151,10 +151,7 @@ const char* HMPData::GetTestType(int test) {
   return test >= 0 && test <= TEST_NONE ? kTestNames[test] : nullptr;
 }
 
-bool HMPData::IsHmpPauseMsg() const {
-  const std::lock_guard lock(pausemsglock);
-  return GetCurrentMsg() == kPauseOpcode;
-}
+bool HMPData::IsHmpPauseMsg() const { return GetCurrentMsg() == kPauseOpcode; }
 
 bool HMPData::HVTimerRampUp() const {
   const float hertz = !firstUpdate && IsHmpUpdateMsg() ? 0.0F : frequency.load();

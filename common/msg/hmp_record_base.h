@@ -1,12 +1,22 @@
 // What requests and replies have in common, so that a record adds its fields only.
 #pragma once
 
+#include <cstddef>
 #include <cstring>
+#include <string_view>
 
 #include "common/msg/hmp_msg_head.h"
 #include "common/msg/record_layout.h"
 
 namespace Msg {
+
+/// A text field of a record, cut so that a zero byte always ends it, and zero to the field's end: a
+/// reply does not carry what its buffer held before.
+template <std::size_t N>
+void SetText(char (&field)[N], std::string_view text) {
+  std::memset(field, 0, N);
+  text.copy(field, N - 1);
+}
 
 /// A record with a Show of its own fields.
 template <class Record, class Base = HmpMsgHead>

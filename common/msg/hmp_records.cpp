@@ -5,14 +5,6 @@
 namespace Msg {
 namespace {
 
-// Cut so that a zero byte always ends the text, and zero to the field's end: a reply must not carry
-// what the buffer held before.
-template <std::size_t N>
-void SetText(char (&field)[N], const char* text) {
-  std::memset(field, 0, N);
-  if (text != nullptr) std::memcpy(field, text, strnlen(text, N - 1));
-}
-
 // The start of any short NAK. A record that is a reply already keeps its opcode.
 void StartNak(HmpNakRep& nak, std::int16_t code, std::size_t details) {
   if (nak.opcode > 0) nak.opcode = static_cast<std::int16_t>(-nak.opcode);
@@ -23,9 +15,13 @@ void StartNak(HmpNakRep& nak, std::int16_t code, std::size_t details) {
 
 }  // namespace
 
-void HmpMiscConfigRep::SetCalibrationDate(const char* date) { SetText(calibdate, date); }
+void HmpMiscConfigRep::SetCalibrationDate(const char* date) {
+  SetText(calibdate, date == nullptr ? "" : date);
+}
 
-void HmpMiscConfigRep::SetCalibrationDueDate(const char* date) { SetText(calibduedate, date); }
+void HmpMiscConfigRep::SetCalibrationDueDate(const char* date) {
+  SetText(calibduedate, date == nullptr ? "" : date);
+}
 
 void HmpNakRep::SetErrCode(short error_code) {
   StartNak(*this, error_code, 0);

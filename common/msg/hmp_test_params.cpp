@@ -46,15 +46,9 @@ void HMPData::SetModeInfo() {
   measCh2_mode = ModeAt(modes, swapped ? 1 : 2);
 }
 
-void HMPData::SetCurrentMsg(short opcode) {
-  const std::lock_guard lock(currentmsglock);
-  currentmsg = opcode;
-}
+void HMPData::SetCurrentMsg(short opcode) { currentmsg = opcode; }
 
-short HMPData::GetCurrentMsg() const {
-  const std::lock_guard lock(currentmsglock);
-  return currentmsg;
-}
+short HMPData::GetCurrentMsg() const { return currentmsg; }
 
 void HMPData::SetTestParams(const HmpIniTestParamReq& request) {
   resonatortuningtest = false;

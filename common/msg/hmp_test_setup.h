@@ -6,34 +6,31 @@
 
 namespace Msg {
 
-// clang-format off
-#define Q5_TEST_TYPES(X)                                                                               \
-  X(TEST_LINE_FREQ_MODULATION, 0) X(TEST_LINE_SYNC_REVERSAL, 1)                                   \
-  X(TEST_FREQUENCY_SWEEP_DFR, 2) X(TEST_LEAKAGE_REACTANCE, 3) X(TEST_LINE_SYNC_RFU, 4)            \
-  X(TEST_LVTTR, 5) X(TEST_HVTTR, 6) X(TEST_HVVFPF, 7) X(TEST_CONTACT_RESISTANCE, 8)               \
-  X(TEST_WINDING_RESISTANCE, 9) X(TEST_OLTC, 10) X(TEST_CTRATIO_V, 11)                            \
-  X(TEST_CTKNEEPOINT, 12) X(TEST_DCIR, 13) X(TEST_EXCITING_CURRENT, 14)                           \
-  X(TEST_RESONATOR_TUNING, 15) X(TEST_DEMAG, 16) X(TEST_WR_FOR_DEMAG, 17)                         \
-  X(TEST_DFR_INTERFERENCE, 18) X(TEST_OLTC_DRM, 19) X(TEST_NONE, 20)
-// clang-format on
-
 /// Kinds of test.
 enum RNG_TEST_TYPE : std::int16_t {
-#define Q5_ENUMERATOR(name, value) name = (value),
-  Q5_TEST_TYPES(Q5_ENUMERATOR)
-#undef Q5_ENUMERATOR
+  TEST_LINE_FREQ_MODULATION = 0,
+  TEST_LINE_SYNC_REVERSAL = 1,
+  TEST_FREQUENCY_SWEEP_DFR = 2,
+  TEST_LEAKAGE_REACTANCE = 3,
+  TEST_LINE_SYNC_RFU = 4,
+  TEST_LVTTR = 5,
+  TEST_HVTTR = 6,
+  TEST_HVVFPF = 7,
+  TEST_CONTACT_RESISTANCE = 8,
+  TEST_WINDING_RESISTANCE = 9,
+  TEST_OLTC = 10,
+  TEST_CTRATIO_V = 11,
+  TEST_CTKNEEPOINT = 12,
+  TEST_DCIR = 13,
+  TEST_EXCITING_CURRENT = 14,
+  TEST_RESONATOR_TUNING = 15,
+  TEST_DEMAG = 16,
+  TEST_WR_FOR_DEMAG = 17,
+  TEST_DFR_INTERFERENCE = 18,
+  TEST_OLTC_DRM = 19,
+  TEST_NONE = 20,
   TEST_MAX = TEST_NONE,
 };
-
-/// The enumerator's name; "unknown test" for a number that is none.
-constexpr const char* TestTypeName(int type) {
-  constexpr const char* kNames[] = {
-#define Q5_NAME(name, value) #name,
-      Q5_TEST_TYPES(Q5_NAME)
-#undef Q5_NAME
-  };
-  return type >= 0 && type <= TEST_MAX ? kNames[type] : "unknown test";
-}
 
 /// Kinds of source: bits 0 to 3 of a source word. Above them stand the input modes of the source
 /// channel, of channel 1 and of channel 2, four bits each: 1 current, 2 AC voltage, 3 DC voltage.

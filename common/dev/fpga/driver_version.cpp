@@ -56,7 +56,7 @@ float GetQ5FPGADriverVersion() {
   }
   char text[32] = {};
   const ssize_t size = platform::Machine().Read(file.Get(), text, sizeof text - 1);
-  if (size < 0 || size >= static_cast<ssize_t>(sizeof text)) {
+  if (size < 0) {
     logger_mgr::print(fpgaL, kError, 0,
                       "%s.%d Error reading %s to determine Q5 FPGA Driver Version\n", __func__,
                       __LINE__, kDriverVersionPath);
