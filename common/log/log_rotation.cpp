@@ -139,14 +139,15 @@ int logger_mgr::RotateLogFile(int flags, int force) {
 // Memory is what the live log uses: where nothing takes it, its lines are lost rather than the
 // instrument.
 void logger_mgr::BoundLiveLog() {
-  std::lock_guard lock(log_mutex_);
   struct stat status {};
-  if (!rotates_ || swapping_ || ::fstat(_logfd, &status) != 0) return;
-  if (status.st_size < _maxlogsize) return;
-  if (::ftruncate(_logfd, 0) != 0) return;
-  ::lseek(_logfd, 0, SEEK_SET);
-  PrintLocked(mainL, kError, "Logger: dropped %lld bytes of the log, which could not be rotated\n",
-              static_cast<long long>(status.st_size));
+  {
+    std::lock_guard lock(log_mutex_);
+    if (!rotates_ || swapping_ || ::fstat(_logfd, &status) != 0) return;
+    if (status.st_size < _maxlogsize || ::ftruncate(_logfd, 0) != 0) return;
+    ::lseek(_logfd, 0, SEEK_SET);
+  }
+  Complain("Logger: dropped %lld bytes of the log, which could not be rotated\n",
+           static_cast<long long>(status.st_size));
 }
 
 int logger_mgr::Rotate(int flags, int force) {

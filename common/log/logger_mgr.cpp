@@ -42,6 +42,18 @@ constexpr char kMainLog[] = "/var/volatile/toslog";
 
 constinit thread_local int calls_left = 0;
 
+// A caller may tell of a failure in several lines, or look at errno after the first.
+class KeepErrno {
+ public:
+  KeepErrno() = default;
+  ~KeepErrno() { errno = error_; }
+  KeepErrno(const KeepErrno&) = delete;
+  KeepErrno& operator=(const KeepErrno&) = delete;
+
+ private:
+  const int error_ = errno;
+};
+
 bool ValidModule(int module) { return module > 0 && module < maxlogL; }
 
 // Not blocking: the name of a pipe must not hold up the log.
@@ -107,6 +119,7 @@ bool logger_mgr::CorruptAcquisitionAfterProcessing() {
 // different places of the hundred (61 and 100 have no common factor), so that those which end after
 // a few calls count as well: a hundred threads of one call each make one check.
 void logger_mgr::CountCall() {
+  const KeepErrno keep;
   constexpr int kCallsPerCheck = 100;
   constexpr unsigned kStride = 61;
   if (calls_left < 0) {  // the thread's first call
@@ -165,6 +178,7 @@ void logger_mgr::Complain(const char* format, ...) {
 
 // With log_mutex_ held.
 int logger_mgr::WriteLine(int module, int level, const char* format, std::va_list args) {
+  const KeepErrno keep;
   const size_t format_length = std::strlen(format);
   if (format_length > kFormatLimit) {
     std::fprintf(stderr, "LOG STRING IS APPROACHING ITS MAX LENGTH %d %s\n",

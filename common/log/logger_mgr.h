@@ -52,8 +52,8 @@ class logger_mgr {
   static logger_mgr* GetLogger();
 
   /// `format` supplies the line end. Returns the characters written, 0 when filtered out, -1 when
-  /// the line could not be written. The third argument is not used. Every 100th call, filtered or
-  /// not, looks whether the log has to be rotated.
+  /// the line could not be written; errno stays. The third argument is not used. Every 100th call,
+  /// filtered or not, looks whether the log has to be rotated.
   [[gnu::format(printf, 4, 5)]] static int print(int module, int level, int, const char* format,
                                                  ...);
   [[gnu::format(printf, 3, 0)]] static int vprint(int module, int level, const char* format,

@@ -161,6 +161,35 @@ TEST_F(RotationTest, WhatCannotBeStoredIsKept) {
   EXPECT_FALSE(Exists("/staging/moslog.01"));
 }
 
+TEST_F(RotationTest, ALogThatNothingTakesIsEmptiedAtItsLimit) {
+  struct Case {
+    const char* what;
+    bool staging;
+    bool queue;
+  };
+  for (const Case& c : {Case{"no staging directory", false, true}, Case{"no queue", true, false}}) {
+    SCOPED_TRACE(c.what);
+    if (!c.staging) fs::remove(At("/staging"));
+    std::uintmax_t below = 0, after = 0;
+    AsDaemon([&](logger_mgr& logger) {
+      if (!c.queue) {
+        logger.SetBackgroundQueue(nullptr);
+        Rotate(logger, "stays in staging");
+      }
+      fs::resize_file(At(kLog), kMaxLogSize - 1);
+      logger.RotateLogFile(kReopenFlags, 0);
+      below = fs::file_size(At(kLog));
+      fs::resize_file(At(kLog), kMaxLogSize);
+      logger.RotateLogFile(kReopenFlags, 0);
+      after = fs::file_size(At(kLog));
+    });
+    EXPECT_GE(below, std::uintmax_t{kMaxLogSize} - 1);
+    EXPECT_LT(after, 4096U);
+    EXPECT_THAT(Read(kLog), HasSubstr("Logger: dropped"));
+    fs::create_directory(At("/staging"));
+  }
+}
+
 TEST_F(RotationTest, ADiskThatFillsDuringTheBackupLeavesTheRingFileWhole) {
   std::signal(SIGXFSZ, SIG_IGN);
   fs::remove_all(At("/mnt"));
