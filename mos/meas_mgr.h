@@ -82,7 +82,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   /// Ends the test of a host that is silent, and the watch on it. A host that sets a test up or
   /// stops one while the ramp-down is waited for keeps what it asked for.
   int RecoverMos();
-  /// Drops ALLOK when the voltage of a running test reaches the configured limit.
+  /// Drops ALLOK, until the test is over, when its voltage reaches the configured limit.
   int TestMonitor();
 
   // Handlers, named after their opcodes. Each takes the request in place in its bus frame, at least
@@ -158,6 +158,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   void BeginRecovery();
   static void EndDischarge(Dev::FpgaDev& fpga, const Dev::FpgaRampControl::RampDownResult& result);
   void EndRecovery();
+  void EndVoltageWatch();
 
   // Its run and results (test_run.cpp, test_result.cpp).
   int RestartAcquisition();
@@ -175,6 +176,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
   std::mutex _request_mutex;        ///< held by a request, and by each step of the recovery
   std::atomic<unsigned> _begun{0};  ///< set-ups and stops that the host has sent; changed under it
+  std::atomic<bool> _over_voltage{false};  ///< the running test has reached its limit
   MeasurementLog measurement_log_;  ///< guarded by it
   Dev::SpclkDev* _spclk = nullptr;  ///< the sampling clock; null before Init and without a chip
 

@@ -54,8 +54,10 @@ int MeasMgr::AllokRecovery() {
     logger_mgr::print(measurementL, kInfo, 0, "Allok recovery in progress\n");
     return 0;
   }
-  // before there is a place for the word, a drop waits for the next tick
-  if (fpgadev_allok != nullptr && ghmp && fpgadev_allok->GetALLOKOut() == 0) {
+  // before there is a place for the word, a drop waits for the next tick; one for too high a voltage
+  // lasts until the test is over
+  const bool may_rise = ghmp && !(_over_voltage && startflag);
+  if (fpgadev_allok != nullptr && may_rise && fpgadev_allok->GetALLOKOut() == 0) {
     ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_ALLOK);
     fpgadev_allok->ClearALLOK();
     logger_mgr::print(measurementL, kError, 0, "Mos Allok recovery done %d \n", ++allokcount);
@@ -119,16 +121,21 @@ void MeasMgr::EndDischarge(FpgaDev& fpga, const Dev::FpgaRampControl::RampDownRe
 // The samples are discarded only now: the proof needed fresh ones.
 void MeasMgr::EndRecovery() {
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
-  testmonitor.StopTimer();
   if (!ghmp->IsLineSyncTracker()) InitSpclk();
   if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
     logger_mgr::print(measurementL, kError, 0, "%s.%d: ACQ_EVT_STOP_TEST failed\n", __func__,
                       __LINE__);
   }
   startflag = false;
+  EndVoltageWatch();
   if (SineCorrelator::GetVLFFlag()) SineCorrelator::ResetVLFFlag();
   ghmp->ResetVariables();
   measurement_log_.End("the host's silence");
+}
+
+void MeasMgr::EndVoltageWatch() {
+  testmonitor.StopTimer();
+  _over_voltage = false;
 }
 
 // Waits for no handler: a voltage above the limit drops ALLOK whatever the host is being served.
@@ -156,7 +163,7 @@ int MeasMgr::TestMonitor() {
         ->CaptureEvent(too_high ? kError : Logger::kDebug, Logger::TESTFAILCHECK1, &values);
   }
   if (!too_high) return 0;
-  ghmp->SetErrorCode(Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
+  if (!_over_voltage.exchange(true)) ghmp->SetErrorCode(Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
   if (FpgaDev* fpga = FpgaDev::GetDevice()) fpga->SetALLOK();
   return 0;
 }

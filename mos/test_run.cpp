@@ -118,6 +118,7 @@ int MeasMgr::HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRe
   msgmonitorm.ResetTimer();
   if (!GetCorrelators().BothThere()) return Refuse(reply, Msg::NAK_MCODE_MOS_NULLFILTER);
   ResetCorrelators();
+  _over_voltage = false;
   startflag = true;
   measurement_log_.Start();
   if (ghmp->IsInternalHVVoltageTest() || ghmp->IsExternalVoltageTest()) {
@@ -171,7 +172,6 @@ int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep*
   SetWaveformCapture(kCaptureOnce);
   Logger::Capture(Logger::END_WAVEFORM_CAPTURE);
   msgmonitorm.StopTimer();
-  testmonitor.StopTimer();
   CaptureRequest(*request);
   ghmp->SetTestParams(*request);
   TellViolations();
@@ -190,6 +190,7 @@ int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep*
   ghmp->curange = 0;
   request->Show(kInfo);
   startflag = false;
+  EndVoltageWatch();
   if (SineCorrelator::GetVLFFlag()) {
     SineCorrelator::ResetVLFFlag();
     logger_mgr::print(measurementL, kInfo, 0, "Reset the VLF flag \n");

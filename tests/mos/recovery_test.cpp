@@ -109,13 +109,26 @@ TEST_F(Recovery, LeavesAloneWhatTheHostBeginsMeanwhile) {
   EXPECT_TRUE(ghmp->GetConsumerFlag());
 }
 
-TEST_F(Recovery, WatchesTheVoltageWhileATestRuns) {
+TEST_F(Recovery, TooHighAVoltageDropsAllokUntilTheTestIsOver) {
+  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  ASSERT_EQ(fpga->ClearALLOK(), 0);
   SetUpTest();
   EXPECT_FALSE(Mos::testmonitor.IsTimerAlive());
   EXPECT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);
   EXPECT_TRUE(Mos::testmonitor.IsTimerAlive());
-  EXPECT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
+  Mos::TestMonitorCB(&manager);
+  EXPECT_NE(fpga->GetALLOKOut(), 0);
+
+  const_cast<Mos::DaemonConfig&>(manager.GetDaemonConfig()).maxhvvoltagemeasurement = 0;
+  for (int tick = 0; tick < 2; ++tick) {
+    Mos::TestMonitorCB(&manager);
+    Mos::AllokCB(&manager);
+    EXPECT_EQ(fpga->GetALLOKOut(), 0);
+  }
+  EXPECT_EQ(Errors(), (std::vector<int>{2, 1218}));
+  EXPECT_EQ(Send(0x07, Msg::HmpStopTestReq{}), -1218);
   EXPECT_FALSE(Mos::testmonitor.IsTimerAlive());
+  EXPECT_NE(fpga->GetALLOKOut(), 0);
 }
 
 class AllokLine : public DaemonBench, public testing::Test {};
