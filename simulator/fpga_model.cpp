@@ -43,7 +43,7 @@ std::string Hex(std::uint16_t value) {
 }
 
 std::string ShowClock(const std::optional<Fraction>& clock) {
-  return clock ? clock->Text("Hz") : "off";
+  return clock ? HertzText(*clock) : "off";
 }
 
 double Hertz(const std::optional<Fraction>& clock) { return clock ? clock->Value() : 0; }

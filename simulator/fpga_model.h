@@ -102,7 +102,7 @@ class FpgaModel {
   fpga::AllokLine allok_;
   fpga::Oled oled_;
   fpga::Sampler sampler_;
-  std::condition_variable sampling_changed_;  ///< sampling has begun or ended
+  std::condition_variable sampling_changed_;  ///< begun, ended, or at another rate
 };
 
 }  // namespace simulator

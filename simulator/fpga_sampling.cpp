@@ -59,12 +59,15 @@ ssize_t FpgaModel::AwaitBlock(Dev::FpgaCmd& command, SampleReader& reader) {
     return static_cast<ssize_t>(sizeof command);
   };
   if (sampler_.Take(reader, pages, clock_.Monotonic())) return counter();
-  const platform::Nanoseconds now = clock_.Monotonic();
-  auto until = sampler_.NextBoundary(reader, pages, now).value_or(now + kLongestWait);
-  if (until <= now || until > now + kLongestWait) until = now + kLongestWait;
-  clock_.DozeUntil(sampling_changed_, lock, until);
-  Refresh();
-  if (sampler_.Take(reader, pages, clock_.Monotonic())) return counter();
+  const platform::Nanoseconds latest = clock_.Monotonic() + kLongestWait;
+  do {  // from the start again when the sample clock has changed
+    const platform::Nanoseconds now = clock_.Monotonic();
+    auto until = sampler_.NextBoundary(reader, pages, now).value_or(latest);
+    if (until <= now || until > latest) until = latest;
+    clock_.DozeUntil(sampling_changed_, lock, until);
+    Refresh();
+    if (sampler_.Take(reader, pages, clock_.Monotonic())) return counter();
+  } while (sampler_.IsRunning() && clock_.Monotonic() < latest);
   return sampler_.IsRunning() ? -EAGAIN : counter();
 }
 
@@ -80,15 +83,17 @@ void FpgaModel::FollowSamples(const Clocks& clocks) {
         *clocks.waveform / Fraction(ClockTree::kClocksPerWaveformSample * cycle);
   }
   conditions.line_hertz = line_sync_.Line().Hertz(now);
+  const auto rate = sampler_.Rate();
   sampler_.Configure(now, clocks.converter, conditions,
                      {(control & kInvertChannel1) != 0, (control & kInvertChannel2) != 0});
+  if (sampler_.Rate() != rate) sampling_changed_.notify_all();
 }
 
 void FpgaModel::AddSampleValues(Units& units) {
   units.AddValue("samples.rate", [this] {
     const std::lock_guard lock(mutex_);
     Refresh();
-    return sampler_.Rate() ? sampler_.Rate()->Text("Hz") : "off";
+    return sampler_.Rate() ? HertzText(*sampler_.Rate()) : "off";
   });
   units.AddValue("samples.counter", [this] {
     const std::lock_guard lock(mutex_);

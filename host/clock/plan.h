@@ -6,9 +6,11 @@
 #include <string>
 
 #include "common/dev/sclk/clock_registers.h"
-#include "host/clock/fraction.h"
+#include "libs/fraction/fraction.h"
 
 namespace host {
+
+using fraction::Fraction;
 
 struct ClockPlan {
   Param_Values params;

@@ -13,8 +13,8 @@
 
 namespace {
 
+using fraction::Fraction;
 using host::ClockPlan;
-using host::Fraction;
 
 constexpr unsigned kLeastSetSamples = 256;  // of the waveform
 
@@ -26,7 +26,7 @@ struct Line {
 };
 
 Fraction Times(const m3x64_num& n, std::uint64_t factor) {
-  return host::Product(Fraction::Of(n), {factor, 1}).value_or(Fraction{});
+  return Product(Fraction::Of(n), {factor, 1}).value_or(Fraction{});
 }
 
 std::vector<Line> Clocks(const ClockPlan& plan) {
@@ -42,8 +42,8 @@ std::vector<Line> Clocks(const ClockPlan& plan) {
   add("samples per cycle", {params.adc_samples_per_cycle, 1}, "");
   add("clocks per sample", {params.adc_clocks_per_sample, 1}, "");
   add("waveform samples per cycle", {params.wf_samples_per_cycle, 1}, "");
-  add("MCLK", *host::Quotient(clk0, {plan.mclk_divider, 1}), "Hz");
-  add("WCLK", *host::Quotient(clk0, {plan.wclk_divider, 1}), "Hz");
+  add("MCLK", *Quotient(clk0, {plan.mclk_divider, 1}), "Hz");
+  add("WCLK", *Quotient(clk0, {plan.wclk_divider, 1}), "Hz");
   add("CLK0", clk0, "Hz");
   add("MCLK divider", {plan.mclk_divider, 1}, "");
   add("WCLK divider", {plan.wclk_divider, 1}, "");
@@ -59,11 +59,11 @@ std::vector<Line> Clocks(const ClockPlan& plan) {
 
 /// The relative error of what is achieved: its exact text and parts per billion.
 std::pair<std::string, double> Error(const Fraction& ratio) {
-  const bool low = ratio.numerator < ratio.denominator;
-  const Fraction size{
-      low ? ratio.denominator - ratio.numerator : ratio.numerator - ratio.denominator,
-      ratio.denominator};
-  if (size.numerator == 0) return {"0", 0};
+  const fraction::Wide& achieved = ratio.Numerator();
+  const fraction::Wide& planned = ratio.Denominator();
+  if (achieved == planned) return {"0", 0};
+  const bool low = achieved < planned;
+  const Fraction size(low ? planned - achieved : achieved - planned, planned);
   return {(low ? "-" : "") + size.Text(), (low ? -1e9 : 1e9) * size.Value()};
 }
 

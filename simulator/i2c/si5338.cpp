@@ -222,7 +222,7 @@ std::optional<Fraction> Si5338::Output(std::size_t index) const {
 std::string Si5338::ShowOutput(std::size_t index) const {
   if (IsOff()) return "off";
   const auto hertz = OutputLocked(index);
-  if (hertz) return hertz->Text("Hz");
+  if (hertz) return HertzText(*hertz);
   return DecodeOutput(registers_, index).on ? "unlocked" : "off";
 }
 

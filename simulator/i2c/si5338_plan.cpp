@@ -146,9 +146,9 @@ Pll DecodePll(const Image& registers, const Fraction& reference) {
   pll.vco = pfd * *divider;
   pll.fcal = CalibrationWord(pll.vco.Value());
   if (!Within(pfd, kLowestPfd, kHighestPfd)) {
-    pll.problem = "PFD at " + pfd.Text("Hz");
+    pll.problem = "PFD at " + HertzText(pfd);
   } else if (!Within(pll.vco, kLowestVco, kHighestVco)) {
-    pll.problem = "VCO at " + pll.vco.Text("Hz");
+    pll.problem = "VCO at " + HertzText(pll.vco);
   } else {
     pll.problem = LoopProblem(registers, pfd.Value() / kMegahertz, pll.vco.Value() / kMegahertz);
     if (pll.problem.empty()) pll.problem = FcalProblem(registers, pll.fcal);

@@ -1,6 +1,7 @@
 // The sample stream as the daemon's producer meets it: counter, ring, blocks, and their faults.
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -71,6 +72,24 @@ TEST_F(SampleTest, AReadEndsWhenSamplingDoes) {
   const int other = backend_->Open(Dev::kFpgaDevicePath, O_RDONLY, 0);
   EXPECT_EQ(ReadCounter(other), 2) << "each descriptor has its own place";
   backend_->Close(other);
+}
+
+TEST_F(SampleTest, AReadThatWaitsFollowsTheSampleClock) {
+  Start60Hz();
+  Request(Dev::Q5FPGA_CMD_WR, 6, 0x0800 | 0x0480 | 0x20);  // converter / 1024: 4 s a block
+  StartSampling();
+  clock_.SetAutoAdvance(false);
+  std::atomic<int> counter = -1;
+  std::thread reader([&] { counter = ReadCounter(); });
+  ASSERT_TRUE(clock_.AwaitBlocked(1));
+  Request(Dev::Q5FPGA_CMD_WR, 6, 0x0800 | 0x0100 | 0x20);  // as before the change
+  clock_.Advance(34ms);
+  for (int patience = 0; counter < 0 && patience < 10000; ++patience) {
+    std::this_thread::sleep_for(1ms);
+  }
+  EXPECT_EQ(counter, 2) << "the first block is there after 33.3 ms";
+  StopSampling();
+  reader.join();
 }
 
 TEST_F(SampleTest, SpeedAndClockSetThePace) {

@@ -6,15 +6,15 @@
 #include <numeric>
 
 #include "common/log/logger_mgr.h"
+#include "libs/fraction/wide.h"
 
+using fraction::Wide;
 using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
 using Logger::spclkL;
 
 namespace {
-
-__extension__ using Wide = unsigned __int128;
 
 constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();
 constexpr std::uint64_t kHzPerMhz = 1000000;
@@ -48,7 +48,7 @@ int ExactProduct(const m3x64_num& x, const m3x64_num& y, m3x64_num& out) {
   Wide numerator = 0;
   std::uint64_t denominator = 0;
   if (__builtin_mul_overflow(x.c / y_common, y.c / x_common, &denominator)) return -EOVERFLOW;
-  if (__builtin_mul_overflow(x_numerator / x_common, y_numerator / y_common, &numerator) ||
+  if (!fraction::Multiply(x_numerator / x_common, y_numerator / y_common, numerator) ||
       numerator / denominator > kMax) {
     return -ERANGE;
   }
