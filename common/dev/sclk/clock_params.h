@@ -99,7 +99,7 @@ struct Per_Output {
   int rxdiv_in = 6;
   int fidct = 1;
   int fiddis = 0;
-  unsigned fidppm = 0;  ///< size of a frequency step in millionths; 0: no steps
+  unsigned fidppm = 0;  ///< size of a frequency step in millionths; a plan sets its own
 };
 inline constexpr int kOutputs = 4;
 

@@ -160,7 +160,6 @@ int DivideVco(const m3x64_num& f_vco, int output, Intermediate_Str::Output& out)
 /// A step of the low-jitter output in millionths: its waveform update rate in MHz, rounded.
 int SetStepSize(Param_Values& params, const Intermediate_Str& is) {
   Per_Output& output = params.op.at(Index(params.low_jitter_op));
-  if (output.fidppm == 0) return 0;
   const Intermediate_Str::Output& dividers = is.outp.at(Index(params.low_jitter_op));
   const int exponent = (params.wclk_divider_select >> kWclkDividerShift) + 1;
   m3x64_num update;

@@ -23,8 +23,7 @@ struct Intermediate_Str {
 
 /// Works the dividers of the outputs in use out. The low-jitter output's divider is even and its
 /// VCO frequency the one nearest to the middle of its range. Sets the step size `fidppm` of that
-/// output to its waveform update rate in MHz, unless it is 0: an output that takes no steps keeps
-/// none.
+/// output to its waveform update rate in MHz, rounded: no steps below 0.5 MHz.
 int get_multisynth_values(Param_Values& params, Intermediate_Str& is);
 
 /// Shortens the fraction until both terms fit the chip's 30 bits.
