@@ -23,8 +23,12 @@ namespace {
 constexpr std::size_t kMostUnread = 1 << 20;
 /// Records on their way; more than this waits in the host's own socket.
 constexpr std::size_t kMostPending = 256;
-/// How long a host whose stream broke gets to see the replies that are still on their way.
+/// How long a host whose stream has ended or broken gets to see the replies that are still on their
+/// way.
 constexpr platform::Nanoseconds kFarewell = std::chrono::seconds(2);
+/// How long a record waits for a daemon; one that starts later must not act on it.
+constexpr platform::Nanoseconds kBusPatience = std::chrono::seconds(1);
+constexpr std::size_t kMostRefused = 16;
 /// How soon a fault that is set takes effect on a silent connection.
 constexpr long kFaultPollMs = 100;
 
@@ -74,13 +78,14 @@ class Ethb::HostLink {
   std::optional<RecordCutter::Record> NextRecord() {
     if (blocked_ || pending_.size() >= kMostPending) return std::nullopt;
     auto record = cutter_.Next();
-    if (cutter_.Broken() && !farewell_) farewell_ = clock_.Monotonic() + kFarewell;
+    if (cutter_.Broken()) TakeLeave();
     return record;
   }
 
   void PassToBus(RecordCutter::Record record) {
     if (!HasBus()) OpenBus();
     blocked_ = std::move(record);
+    give_up_at_ = clock_.Monotonic() + kBusPatience;
     RetryBus();
   }
 
@@ -88,7 +93,10 @@ class Ethb::HostLink {
     if (!blocked_) return;
     const std::string descriptor = std::to_string(next_descriptor_);
     // The first frame decides: once the bus has taken it, it takes the rest.
-    if (zmq_send(bus_.get(), "", 0, ZMQ_SNDMORE | ZMQ_DONTWAIT) < 0) return;
+    if (zmq_send(bus_.get(), "", 0, ZMQ_SNDMORE | ZMQ_DONTWAIT) < 0) {
+      if (clock_.Monotonic() >= give_up_at_) DropWaiting();
+      return;
+    }
     zmq_send(bus_.get(), descriptor.data(), descriptor.size(), ZMQ_SNDMORE);
     zmq_send(bus_.get(), blocked_->data(), blocked_->size(), 0);
     pending_.push_back(descriptor);
@@ -96,13 +104,15 @@ class Ethb::HostLink {
     blocked_.reset();
   }
 
-  /// False when the host has gone.
+  /// False when the host has gone. One that has only ended its stream still gets its replies.
   bool ReadHost() {
+    if (farewell_) return false;  // polled for errors alone
     std::array<std::byte, 4096> buffer;
     const ssize_t count = ::recv(socket_.Get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
     if (count < 0) return errno == EAGAIN || errno == EINTR;
+    if (count == 0) TakeLeave();
     cutter_.Feed({buffer.data(), static_cast<std::size_t>(count)});
-    return count > 0;
+    return true;
   }
 
   /// False when the host has gone or reads nothing.
@@ -124,7 +134,10 @@ class Ethb::HostLink {
     return unread_.size() <= kMostUnread;
   }
 
-  /// True when a broken stream has been answered, or has had its time.
+  /// No record comes any more; the next host need not wait for the replies.
+  bool IsLeaving() const { return farewell_.has_value(); }
+
+  /// True when an ended or broken stream has been answered, or has had its time.
   bool Finished() const {
     if (!farewell_) return false;
     const bool answered = pending_.empty() && unread_.empty() && !blocked_;
@@ -137,12 +150,22 @@ class Ethb::HostLink {
     assert(bus_ != nullptr);
     const int no_linger = 0;
     zmq_setsockopt(bus_.get(), ZMQ_LINGER, &no_linger, sizeof no_linger);
+    const int only_connected = 1;  // nothing queues for a daemon that is not there
+    zmq_setsockopt(bus_.get(), ZMQ_IMMEDIATE, &only_connected, sizeof only_connected);
     const int connected = zmq_connect(bus_.get(), bus_endpoint_.c_str());
     assert(connected == 0);  // only a malformed end point fails
   }
 
-  bool WantsInput() const {
-    return !blocked_ && !cutter_.Broken() && pending_.size() < kMostPending;
+  bool WantsInput() const { return !blocked_ && !farewell_ && pending_.size() < kMostPending; }
+
+  void DropWaiting() {
+    blocked_.reset();
+    while (cutter_.Next()) {
+    }
+  }
+
+  void TakeLeave() {
+    if (!farewell_) farewell_ = clock_.Monotonic() + kFarewell;
   }
 
   bool ReceiveFrames(std::vector<std::vector<std::byte>>& frames) {
@@ -173,6 +196,7 @@ class Ethb::HostLink {
   std::unique_ptr<void, int (*)(void*)> bus_{nullptr, zmq_close};
   RecordCutter cutter_;
   std::optional<RecordCutter::Record> blocked_;  ///< a record that the bus does not take yet
+  platform::Nanoseconds give_up_at_{0};          ///< that record, and what waits behind it
   std::deque<std::string> pending_;              ///< descriptors of records without a reply
   std::uint64_t next_descriptor_ = 1;
   std::vector<std::byte> unread_;  ///< replies that the host has not taken yet
@@ -204,41 +228,49 @@ void Ethb::Accept(std::unique_ptr<HostLink>& host) {
   platform::UniqueFd socket(
       ::accept4(setup_.host_listener.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
   if (!socket || faults_.Chosen() == Fault::kOff) return;
-  if (host != nullptr) {
+  if (host != nullptr && !host->IsLeaving()) {
     std::fprintf(stderr, "q5sim: ethb: a second host was turned away, one is connected\n");
+    if (refused_.size() < kMostRefused)
+      refused_.emplace_back(std::move(socket), clock_.Monotonic());
     return;
   }
   host = std::make_unique<HostLink>(std::move(socket), bus_context_.get(), setup_.bus_endpoint,
                                     clock_);
 }
 
+bool Ethb::Serve(HostLink& host, const zmq_pollitem_t& polled) {
+  if (faults_.Chosen() == Fault::kOff) return false;
+  if ((polled.revents & (ZMQ_POLLIN | ZMQ_POLLERR)) != 0 && !host.ReadHost()) return false;
+  host.RetryBus();
+  while (auto record = host.NextRecord()) {
+    const Fault fault = faults_.Now();
+    if (fault == Fault::kSlow && !Pause(faults_.Delay())) return false;
+    if (fault == Fault::kOff) continue;
+    if (setup_.listener) setup_.listener(*record);
+    host.PassToBus(std::move(*record));
+  }
+  return host.ReadBus() && host.WriteHost() && !host.Finished();
+}
+
 void Ethb::Run() {
   std::unique_ptr<HostLink> host;
   for (;;) {
-    std::array<zmq_pollitem_t, 4> items = {{{nullptr, stop_.Get(), ZMQ_POLLIN, 0},
-                                            {nullptr, setup_.host_listener.Get(), ZMQ_POLLIN, 0}}};
-    int count = 2;
+    std::vector<zmq_pollitem_t> items = {{nullptr, stop_.Get(), ZMQ_POLLIN, 0},
+                                         {nullptr, setup_.host_listener.Get(), ZMQ_POLLIN, 0}};
     if (host != nullptr) {
-      items[count++] = host->HostItem();
-      if (host->HasBus()) items[count++] = host->BusItem();
+      items.push_back(host->HostItem());
+      if (host->HasBus()) items.push_back(host->BusItem());
     }
-    zmq_poll(items.data(), count, kFaultPollMs);
+    for (const RefusedHost& refused : refused_) {
+      items.push_back({nullptr, refused.Descriptor(), ZMQ_POLLIN, 0});
+    }
+    zmq_poll(items.data(), static_cast<int>(items.size()), kFaultPollMs);
     if (items[0].revents != 0) return;
+    if (host != nullptr && !Serve(*host, items[2])) host.reset();
+    if (faults_.Chosen() == Fault::kOff) refused_.clear();
+    std::erase_if(refused_,
+                  [this](RefusedHost& refused) { return !refused.Serve(clock_.Monotonic()); });
     if (items[1].revents != 0) Accept(host);
-    if (host == nullptr) continue;
-
-    bool alive = faults_.Chosen() != Fault::kOff;
-    if (alive && (items[2].revents & (ZMQ_POLLIN | ZMQ_POLLERR)) != 0) alive = host->ReadHost();
-    host->RetryBus();
-    while (auto record = host->NextRecord()) {
-      const Fault fault = faults_.Now();
-      if (fault == Fault::kSlow && !Pause(faults_.Delay())) return;
-      if (fault == Fault::kOff) continue;
-      if (setup_.listener) setup_.listener(*record);
-      host->PassToBus(std::move(*record));
-    }
-    alive = alive && host->ReadBus() && host->WriteHost() && !host->Finished();
-    if (!alive) host.reset();
   }
 }
 

@@ -4,18 +4,22 @@
 // Each record goes out as the payload of a bus message [delimiter][descriptor][payload] from a
 // DEALER socket; the reply's payload goes back to the host. The daemon answers in order, so replies
 // do too; the descriptor, a running number, tells to which record a reply belongs. A record that
-// the daemon never answers (it was restarted, say) is given up when a later one is answered. One
-// host at a time.
+// the daemon never answers (it was restarted, say) is given up when a later one is answered, and
+// one that finds no daemon for a second is dropped. One host at a time; others get a NAK.
 #pragma once
+
+#include <zmq.h>
 
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "platform/clock.h"
 #include "platform/unique_fd.h"
 #include "simulator/host_record.h"
+#include "simulator/refused_host.h"
 #include "simulator/units.h"
 
 namespace simulator {
@@ -40,6 +44,8 @@ class Ethb {
 
   void Run();
   void Accept(std::unique_ptr<HostLink>& host);
+  /// One round for the connected host. False when its connection is over.
+  bool Serve(HostLink& host, const zmq_pollitem_t& polled);
   /// False when it is time to stop.
   bool Pause(platform::Nanoseconds duration);
 
@@ -48,6 +54,7 @@ class Ethb {
   FaultSwitch faults_;
   const platform::UniqueFd stop_;
   std::unique_ptr<void, int (*)(void*)> bus_context_;
+  std::vector<RefusedHost> refused_;  ///< of the ethb thread
   std::thread thread_;
 };
 

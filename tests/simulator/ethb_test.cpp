@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "common/msg/error_words.h"
+#include "common/msg/major_codes.h"
 #include "platform/real_clock.h"
 #include "simulator/listeners.h"
 
@@ -34,17 +36,24 @@ std::string Record(char name, std::int16_t length = 1) {
 /// The measurement daemon's end of the bus.
 class BusPeer {
  public:
-  BusPeer() : context_(zmq_ctx_new()), socket_(zmq_socket(context_, ZMQ_ROUTER)) {
+  BusPeer() : context_(zmq_ctx_new()) { Open("tcp://127.0.0.1:*"); }
+  ~BusPeer() {
+    Close();
+    zmq_ctx_term(context_);
+  }
+  void Open(const std::string& endpoint) {
+    socket_ = zmq_socket(context_, ZMQ_ROUTER);
     const int none = 0;
     zmq_setsockopt(socket_, ZMQ_LINGER, &none, sizeof none);
     const int patience = kPatienceMs;
     zmq_setsockopt(socket_, ZMQ_RCVTIMEO, &patience, sizeof patience);
-    if (zmq_bind(socket_, "tcp://127.0.0.1:*") != 0) std::abort();
+    // the port of a socket that was closed is free a moment later
+    for (int tries = 0; zmq_bind(socket_, endpoint.c_str()) != 0; ++tries) {
+      if (tries == kPatienceMs) std::abort();
+      ::poll(nullptr, 0, 1);
+    }
   }
-  ~BusPeer() {
-    zmq_close(socket_);
-    zmq_ctx_term(context_);
-  }
+  void Close() { zmq_close(socket_); }
 
   std::string Endpoint() const {
     char text[64];
@@ -67,6 +76,10 @@ class BusPeer {
     }
     return frames;
   }
+  bool Waits(int milliseconds) {
+    zmq_pollitem_t item{socket_, 0, ZMQ_POLLIN, 0};
+    return zmq_poll(&item, 1, milliseconds) > 0;
+  }
   void Reply(Frames frames, const std::string& payload) {
     frames.back() = payload;
     for (std::size_t i = 0; i < frames.size(); ++i) {
@@ -82,6 +95,7 @@ class BusPeer {
 
 class Host {
  public:
+  void EndStream() { ::shutdown(socket_.Get(), SHUT_WR); }
   explicit Host(int listener) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address{};
     socklen_t size = sizeof address;
@@ -128,9 +142,14 @@ class EthbTest : public testing::Test {
     for (const auto end = clock_.Monotonic() + std::chrono::seconds(20);
          clock_.Monotonic() < end;) {
       auto next = std::make_unique<Host>(listener_);
-      pollfd entry{next->Get(), POLLIN, 0};
-      if (::poll(&entry, 1, 20) == 0) return next;  // not turned away
-      clock_.SleepFor(std::chrono::milliseconds(5));
+      next->Send(Record('n'));
+      while (!bus_.Waits(10)) {
+        pollfd entry{next->Get(), POLLIN, 0};
+        if (::poll(&entry, 1, 10) != 0) break;  // turned away
+      }
+      if (!bus_.Waits(0)) continue;
+      bus_.Reply(bus_.Receive(), "next");
+      return next->Receive(4) == "next" ? std::move(next) : nullptr;
     }
     return nullptr;
   }
@@ -172,14 +191,54 @@ TEST_F(EthbTest, CarriesRecordsAndTheirReplies) {
   ExpectService(host);
 }
 
-TEST_F(EthbTest, ServesOneHostAtATime) {
+TEST_F(EthbTest, ServesOneHostAtATimeAndTellsASecondWhy) {
   Host host(listener_);
   ExpectService(host);
   {
     Host second(listener_);
+    Host silent(listener_);
+    ASSERT_TRUE(second.Send(Record('b') + Record('c')));
+    const std::string nak = second.Receive(139);
+    ASSERT_EQ(nak.size(), 139U);
+    EXPECT_EQ(nak.substr(0, 11),
+              std::string("\1\2\x9E\xFF\x83\0\x15\2\0\1\0", 11));  // -'b', 131 bytes
+    EXPECT_EQ(nak[11], Msg::NAK_MCODE_NOSPACE);
     EXPECT_TRUE(second.IsClosed());
+    EXPECT_TRUE(silent.IsClosed());
   }
   ExpectService(host);
+}
+
+TEST_F(EthbTest, AHostThatHasSentItsLastStillGetsTheReplies) {
+  Host host(listener_);
+  ASSERT_TRUE(host.Send(Record('a') + Record('b')));
+  host.EndStream();
+  const auto first = bus_.Receive();
+  const auto second = bus_.Receive();
+  bus_.Reply(first, "one");
+  bus_.Reply(second, "two");
+  EXPECT_EQ(host.Receive(6), "onetwo");
+  EXPECT_TRUE(host.IsClosed());
+
+  Host leaving(listener_);
+  ASSERT_TRUE(leaving.Send(Record('a')));
+  ASSERT_FALSE(bus_.Receive().empty());
+  leaving.EndStream();  // and nobody answers it: the next host need not wait for that
+  const auto next = NextHost();
+  ASSERT_NE(next, nullptr);
+  ExpectService(*next);
+}
+
+TEST_F(EthbTest, NothingWaitsForADaemonThatIsNotThere) {
+  Host host(listener_);
+  ExpectService(host);
+  const std::string endpoint = bus_.Endpoint();
+  bus_.Close();
+  ASSERT_TRUE(host.Send(Record('a') + Record('b')));
+  clock_.SleepFor(std::chrono::milliseconds(1500));
+  bus_.Open(endpoint);
+  ASSERT_TRUE(host.Send(Record('c')));
+  EXPECT_EQ(bus_.Receive().back(), Record('c'));
 }
 
 TEST_F(EthbTest, ForgetsTheRepliesOfAHostThatLeft) {
