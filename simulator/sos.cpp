@@ -1,5 +1,6 @@
 #include "simulator/sos.h"
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <utility>
@@ -17,7 +18,7 @@ constexpr platform::Nanoseconds kRampMargin = std::chrono::milliseconds(10);
 /// A host that says nothing for so long is taken for dead.
 constexpr platform::Nanoseconds kLongestSilence = std::chrono::seconds(8);
 constexpr int kKindMask = 0xF;  // of a source word
-constexpr float kLeastHertz = 0.0001F;
+constexpr float kLeastHertzTimes10000 = 1;
 constexpr float kMostHertz = 1000;
 constexpr double kReversed = 180;  // degrees
 constexpr const char* kStates[] = {"idle", "set up", "ready", "running", "paused"};
@@ -41,7 +42,21 @@ const SourceKind* FindKind(int source_word) {
   return nullptr;
 }
 
-bool IsTestFrequency(float hertz) { return hertz >= kLeastHertz && hertz <= kMostHertz; }
+// As the measurement daemon compares, in single precision.
+bool IsTestFrequency(float hertz) {
+  return hertz * 10000 >= kLeastHertzTimes10000 && hertz <= kMostHertz;
+}
+
+/// Tests whose frequency is not what their updates say.
+bool NamesNoFrequency(int test_type, bool voltage) {
+  return test_type == Msg::TEST_LINE_SYNC_REVERSAL || (!voltage && test_type == Msg::TEST_OLTC_DRM);
+}
+
+/// The records that the measurement daemon takes for a sign of the host's life.
+constexpr std::int16_t kSignsOfLife[] = {
+    Msg::HMP_INI_TEST_PARAM,   Msg::HMP_UPD_TEST_PARAM,   Msg::HMP_START_TEST,
+    Msg::HMP_TEST_RSLT,        Msg::HMP_TEST_RLY,         Msg::HMP_PAUSE_TEST,
+    Msg::HMP_INI_TEST_PARAM_I, Msg::HMP_UPD_TEST_PARAM_I, Msg::HMP_ACK_PROGRESS};
 
 platform::Nanoseconds Seconds(double seconds) {
   return std::chrono::ceil<platform::Nanoseconds>(std::chrono::duration<double>(seconds));
@@ -88,7 +103,8 @@ Sos::Sos(Setup setup, platform::Clock& clock, SignalSource& source, Units& units
 void Sos::Hear(HostRecord record) {
   if (faults_.Chosen() == Fault::kOff) return;
   const std::lock_guard lock(mutex_);
-  if (OpcodeOf(record)) heard_at_ = clock_.Monotonic();
+  const auto opcode = OpcodeOf(record);
+  if (opcode && std::ranges::count(kSignsOfLife, *opcode) != 0) heard_at_ = clock_.Monotonic();
   HearRecord(record);
   Follow();
 }
@@ -97,12 +113,12 @@ void Sos::HearRecord(HostRecord record) {
   switch (OpcodeOf(record).value_or(0)) {
     case Msg::HMP_INI_TEST_PARAM:
       if (const auto test = FieldsOf<Msg::HmpIniTestParamReq>(record)) {
-        SetUp(test->voltsrc, test->voltmax, true);
+        SetUp(test->voltsrc, test->voltmax, test->testype, true);
       }
       break;
     case Msg::HMP_INI_TEST_PARAM_I:
       if (const auto test = FieldsOf<Msg::HmpIniTestParamReqI>(record)) {
-        SetUp(test->currentsrc, test->ampmax, false);
+        SetUp(test->currentsrc, test->ampmax, test->testype, false);
       }
       break;
     case Msg::HMP_UPD_TEST_PARAM:
@@ -131,13 +147,14 @@ void Sos::HearRecord(HostRecord record) {
   }
 }
 
-void Sos::SetUp(int source_word, int limit, bool voltage) {
+void Sos::SetUp(int source_word, int limit, int test_type, bool voltage) {
   const SourceKind* kind = FindKind(source_word);
-  const bool own = kind != nullptr && kind->voltage == voltage && limit >= 0;
+  const bool own = kind != nullptr && kind->voltage == voltage;
   End(own ? State::kSetUp : State::kIdle);
   if (!own) return;
   voltage_ = voltage;
   limit_ = limit;
+  names_frequency_ = !NamesNoFrequency(test_type, voltage);
   drive_ = {};
   drive_.kind = voltage ? SourceSettings::Kind::kVoltage : SourceSettings::Kind::kCurrent;
   drive_.direct = kind->direct;
@@ -145,8 +162,9 @@ void Sos::SetUp(int source_word, int limit, bool voltage) {
 
 void Sos::TakeUpdate(int polarity, float hertz, int target, bool voltage) {
   if (state_ == State::kIdle || state_ == State::kPaused || voltage != voltage_) return;
-  if (polarity < 0 || polarity > 1 || target < 0 || target > limit_) return;
-  if (!IsTestFrequency(hertz)) return;
+  if (polarity < 0 || polarity > 1 || target < 0) return;
+  if (voltage && target > limit_) return;  // nobody holds a current to that of the set-up
+  if (names_frequency_ && !IsTestFrequency(hertz)) return;
   drive_.negative = polarity == 1;
   drive_.hertz = hertz;
   drive_.level = target;

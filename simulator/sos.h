@@ -12,7 +12,8 @@
 // values. The wave follows the measurement module's plan. A record out of this order, one with a
 // value that the measurement daemon refuses, and a test of an external source change nothing: then
 // source.* is what was set by hand. The ALLOK line, when it falls, switches off without a ramp and
-// ends the test. So do, with a ramp, 8 s without a record, as the measurement daemon has it.
+// ends the test. So do, with a ramp, 8 s without a record that the measurement daemon's watchdog
+// counts.
 //
 // Values: sos.state ("idle", "set up", "ready", "running", "paused"), sos.target (of the last
 // update), sos.ramp (seconds from zero to the target and back, 0.25). Fault: off (the source goes
@@ -66,7 +67,7 @@ class Sos {
 
   // All of these are called with mutex_ held.
   void HearRecord(HostRecord record);
-  void SetUp(int source_word, int limit, bool voltage);
+  void SetUp(int source_word, int limit, int test_type, bool voltage);
   void TakeUpdate(int polarity, float hertz, int target, bool voltage);
   void Start();
   void End(State state);
@@ -83,12 +84,13 @@ class Sos {
   std::mutex mutex_;  ///< guards the fields below
   double ramp_seconds_;
   State state_ = State::kIdle;
-  bool voltage_ = true;  ///< which of the two kinds of update the test takes
-  int limit_ = 0;        ///< volts or amperes
-  Drive drive_;          ///< of the last update
+  bool voltage_ = true;          ///< which of the two kinds of update the test takes
+  int limit_ = 0;                ///< volts or amperes
+  bool names_frequency_ = true;  ///< in its updates
+  Drive drive_;                  ///< of the last update
   std::optional<Drive> wanted_;
   std::optional<Drive> driven_;
-  platform::Nanoseconds heard_at_{0};  ///< the last whole record
+  platform::Nanoseconds heard_at_{0};  ///< the last sign of the host's life
   platform::Nanoseconds quiet_at_{0};  ///< when the last ramp to zero is over
 };
 

@@ -31,9 +31,10 @@ std::vector<std::byte> Bytes(HmpOpcode opcode, Record record) {
   return bytes;
 }
 
-std::vector<std::byte> SetUpVoltage(int source_word, int most) {
+std::vector<std::byte> SetUpVoltage(int source_word, int most,
+                                    Msg::RNG_TEST_TYPE type = Msg::TEST_HVVFPF) {
   Msg::HmpIniTestParamReq record{};
-  record.testype = Msg::TEST_HVVFPF;
+  record.testype = type;
   record.voltsrc = static_cast<std::int16_t>(source_word);
   record.voltmax = static_cast<std::int16_t>(most);
   return Bytes(Msg::HMP_INI_TEST_PARAM, record);
@@ -190,8 +191,7 @@ TEST_F(SosTest, NothingChangesWithoutARightRecordInItsPlace) {
                                                        SetUpVoltage(1, 100),
                                                        SetUpCurrent(4, 100),
                                                        SetUpVoltage(3, 100),
-                                                       SetUpCurrent(kLv, 100),
-                                                       SetUpVoltage(kLv, -1)};
+                                                       SetUpCurrent(kLv, 100)};
   for (const auto& record : strange) {
     Hear(record);
     Hear(Plain(Msg::HMP_START_TEST));
@@ -215,20 +215,41 @@ TEST_F(SosTest, NothingChangesWithoutARightRecordInItsPlace) {
   }
   Hear(Update(100, 1000));
   EXPECT_EQ(State(), "ok ready");
+  Hear(SetUpCurrent(0x130 | 3, 5));  // the daemon holds a current to nothing
+  Hear(UpdateCurrent(-1));
+  EXPECT_EQ(State(), "ok set up");
+  Hear(UpdateCurrent(20));
+  EXPECT_EQ(State(), "ok ready");
+  Hear(SetUpVoltage(kLv, 100, Msg::TEST_LINE_SYNC_REVERSAL));
+  Hear(Update(50, 0));  // at the frequency of the line, whatever the update says
+  EXPECT_EQ(State(), "ok ready");
 }
 
-TEST_F(SosTest, ASilentHostEndsTheTest) {
+// Each record twice, 7 s apart: what counts as a sign of life holds the test.
+TEST_F(SosTest, AHostThatShowsNoSignOfLifeEndsTheTest) {
   StartModules();
-  Run(kLv, 100);
-  Pass(7000);
-  EXPECT_TRUE(Source().on);
-  Hear(Plain(Msg::HMP_ACK_PROGRESS));
-  Pass(7900);
-  EXPECT_TRUE(Source().on);
-  Pass(200);
-  EXPECT_FALSE(Source().on);
-  EXPECT_GT(Source().ramp, 0);
-  EXPECT_EQ(State(), "ok idle");
+  const struct {
+    HmpOpcode opcode;
+    bool counts;
+  } records[] = {{Msg::HMP_ACK_PROGRESS, true}, {Msg::HMP_TEST_RSLT, true},
+                 {Msg::HMP_TEST_RLY, true},     {Msg::HMP_START_TEST, true},
+                 {Msg::HMP_CONF_VERS, false},   {Msg::HMP_TEST_RSLT_EXT, false},
+                 {Msg::HMP_LEAD_CONFIG, false}, {Msg::HMP_TEST_RSLT_EXT_EXT, false},
+                 {Msg::HMP_I2C_GATEWAY, false}};
+  for (const auto& record : records) {
+    SCOPED_TRACE(record.opcode);
+    Run(kLv, 100);
+    Hear(Plain(record.opcode));
+    Pass(7500);
+    EXPECT_TRUE(Source().on);
+    Hear(Plain(record.opcode));
+    Pass(700);
+    EXPECT_EQ(Source().on, record.counts);
+    EXPECT_EQ(State(), record.counts ? "ok running" : "ok idle");
+    EXPECT_GT(Source().ramp, 0);
+    Pass(8000);
+    EXPECT_FALSE(Source().on);
+  }
 }
 
 TEST_F(SosTest, AllokAndAFaultSwitchOff) {
