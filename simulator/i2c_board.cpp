@@ -15,6 +15,7 @@
 #include "simulator/i2c/small_chips.h"
 #include "simulator/i2c/spi_bridge.h"
 #include "simulator/i2c/temperature.h"
+#include "simulator/i2c/tmp112.h"
 #include "simulator/sample_files.h"
 
 namespace simulator {
@@ -241,11 +242,9 @@ std::unique_ptr<I2cChip> I2cBoard::MakeOther(const Row& row, std::string name,
   MeasChannelBoard* board = channels_[row.branch == Branch::kChannel2 ? 1 : 0].get();
   switch (row.kind) {
     case Kind::kTmp112:
-      return std::make_unique<TemperatureSensor>(std::move(name), around,
-                                                 TemperatureSensor::Part::kTmp112);
+      return std::make_unique<Tmp112>(std::move(name), around);
     case Kind::kDs75:
-      return std::make_unique<TemperatureSensor>(std::move(name), around,
-                                                 TemperatureSensor::Part::kDs75);
+      return std::make_unique<Ds75>(std::move(name), around);
     case Kind::kTps659112:
       return std::make_unique<Tps659112>(std::move(name), around);
     case Kind::kPca9536:

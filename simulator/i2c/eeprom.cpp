@@ -9,9 +9,14 @@ namespace simulator {
 namespace {
 
 constexpr std::uint8_t kErased = 0xFF;
-constexpr std::size_t kPage = 32;
 constexpr std::size_t kAddressBytes = 2;
 constexpr platform::Nanoseconds kWriteTime = std::chrono::milliseconds(5);
+
+/// Of the 24LC32, the 24LC256 and the 24LC512.
+constexpr std::size_t PageOf(std::size_t part_bytes) {
+  if (part_bytes == Ee24lc32::kPartBytes) return 32;
+  return part_bytes == Ee24lc32::kLargePartBytes ? 64 : 128;
+}
 
 std::vector<std::uint8_t> FillPart(std::vector<std::uint8_t> image) {
   assert(image.size() <= Ee24lc32::kMostBytes);
@@ -35,10 +40,11 @@ int Ee24lc32::Take(std::span<const std::uint8_t> data) {
   address_ = static_cast<std::size_t>(data[0] << 8 | data[1]) % bytes_.size();
   data = data.subspan(kAddressBytes);
   if (data.empty()) return 0;
-  const std::size_t page = address_ / kPage * kPage;
+  const std::size_t size = PageOf(bytes_.size());
+  const std::size_t page = address_ / size * size;
   for (const std::uint8_t byte : data) {
     bytes_[address_] = byte;
-    address_ = page + (address_ + 1) % kPage;
+    address_ = page + (address_ + 1) % size;
   }
   busy_until_ = Clock().Monotonic() + kWriteTime;
   return 0;

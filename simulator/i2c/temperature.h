@@ -1,7 +1,7 @@
-// The temperature sensors TMP112 and DS75: a reading in 1/256 of a degree, left-aligned, of which
-// the part resolves 9 to 12 bits.
+// A temperature sensor with a pointer and four registers: the temperature, left-aligned in a word,
+// the configuration, and two limits. The base of TMP112 and DS75.
 //
-// Value: NAME.temperature, the true temperature at the sensor in degrees Celsius.
+// Value: NAME.temperature, the true temperature at the sensor in degrees Celsius, -55 to 150.
 #pragma once
 
 #include "simulator/i2c/register_chip.h"
@@ -9,18 +9,36 @@
 namespace simulator {
 
 class TemperatureSensor : public RegisterChip {
- public:
-  enum class Part { kTmp112, kDs75 };
+ protected:
+  enum Register : std::uint8_t { kTemperature, kConfiguration, kLow, kHigh };
 
-  TemperatureSensor(std::string name, const Surroundings& around, Part part);
+  TemperatureSensor(std::string name, const Surroundings& around,
+                    std::span<const RegisterInfo> table);
 
- private:
+  /// Words are in 1 / CountsPerDegree() of a degree; the part resolves the upper Bits() of them.
+  virtual int CountsPerDegree() const { return 256; }
+  virtual int Bits() const = 0;
+  /// Called before and after the true temperature changes.
+  virtual void Follow() {}
+
   void Refresh(std::uint8_t pointer) override;
   std::string Describe() const override;
-  int Bits() const;
 
-  const Part part_;
   double temperature_ = 31.0;
+  double measured_ = temperature_;  ///< by the last conversion; follows at once unless stopped
+
+ private:
+  int Word() const;
+};
+
+/// Resolves 9 to 12 bits. Left out: what its alert pin does.
+class Ds75 final : public TemperatureSensor {
+ public:
+  Ds75(std::string name, const Surroundings& around);
+
+ private:
+  int Bits() const override;
+  void Follow() override { measured_ = temperature_; }
 };
 
 }  // namespace simulator

@@ -7,7 +7,8 @@
 #include <fstream>
 #include <thread>
 
-#include "simulator/i2c/temperature.h"
+#include "simulator/i2c/eeprom.h"
+#include "simulator/i2c/tmp112.h"
 #include "tests/simulator/i2c_fixture.h"
 
 namespace simulator {
@@ -73,8 +74,8 @@ TEST(I2cBus, TwoChipsOnTwoBranchesShareTheLines) {
   Units units;
   const Surroundings around{clock, units, 1};
   Pca9544a mux("mux", around, Pca9544a::Select::kOneHot);
-  TemperatureSensor first("first", around, TemperatureSensor::Part::kTmp112);
-  TemperatureSensor second("second", around, TemperatureSensor::Part::kTmp112);
+  Tmp112 first("first", around);
+  Tmp112 second("second", around);
   I2cBus bus;
   bus.SetMux(mux);
   ASSERT_TRUE(bus.Add({I2cBus::kRoot, 0x68, &mux}));
@@ -122,6 +123,70 @@ TEST_F(I2cTest, TemperaturesInTheResolutionOfThePart) {
   EXPECT_EQ(Ask(2, 0x4A, {0}, 2), (Bytes{0x19, 0x80}));  // 9 bits after power-up: halves
   ASSERT_EQ(Write(2, 0x4A, {1, 0x60}), 2);
   EXPECT_EQ(Ask(2, 0x4A, {0}, 2), (Bytes{0x19, 0x50}));  // 12 bits
+}
+
+// As the data sheet of the TMP112 has it.
+TEST_F(I2cTest, ConfigurationAndExtendedModeOfTheSensor) {
+  Start();
+  const auto set = [this](const char* celsius) {
+    ASSERT_EQ(Control(std::string("set i2c.CORE.TMP112.1.temperature ") + celsius), "ok");
+  };
+  EXPECT_EQ(Ask(1, 0x48, {1}, 2), (Bytes{0x60, 0xA0}));
+  EXPECT_EQ(Write(1, 0x48, {1, 0x1E, 0x4F}), 3);  // resolution, alert and the low bits stay
+  EXPECT_EQ(Read(1, 0x48, 2), (Bytes{0x7E, 0x40}));
+  EXPECT_EQ(Write(1, 0x48, {1, 0x00}), 2);
+  EXPECT_EQ(Read(1, 0x48, 2), (Bytes{0x60, 0x60}));  // the upper byte alone
+  EXPECT_EQ(Write(1, 0x48, {0, 0x55, 0x55}), 3);
+  EXPECT_EQ(Read(1, 0x48, 2), (Bytes{0x1F, 0x00})) << "the temperature cannot be written";
+  set("149");
+  EXPECT_EQ(Ask(1, 0x48, {0}, 2), (Bytes{0x7F, 0xF0})) << "the highest of 12 bits";
+  EXPECT_EQ(Write(1, 0x48, {1, 0x60, 0xB0}), 3);
+  const struct {
+    const char* celsius;
+    Bytes word;
+  } extended[] = {{"149", {0x4A, 0x81}},
+                  {"150", {0x4B, 0x01}},
+                  {"25", {0x0C, 0x81}},
+                  {"0.0625", {0x00, 0x09}},
+                  {"-55", {0xE4, 0x81}}};
+  for (const auto& c : extended) {
+    set(c.celsius);
+    EXPECT_EQ(Ask(1, 0x48, {0}, 2), c.word) << c.celsius;
+  }
+  EXPECT_EQ(Write(1, 0x48, {3, 0x28, 0x0F}), 3);
+  EXPECT_EQ(Read(1, 0x48, 2), (Bytes{0x28, 0x08}));
+
+  EXPECT_EQ(Write(1, 0x48, {1, 0x61, 0xA0}), 3);  // shutdown
+  EXPECT_EQ(Ask(1, 0x48, {3}, 2), (Bytes{0x28, 0x00}));
+  set("10");
+  EXPECT_EQ(Ask(1, 0x48, {0}, 2), (Bytes{0xC9, 0x00}));
+  EXPECT_EQ(Write(1, 0x48, {1, 0xE1, 0xA0}), 3);  // one conversion
+  EXPECT_EQ(Read(1, 0x48, 2), (Bytes{0x61, 0xA0}));
+  clock_.Advance(std::chrono::milliseconds(26));
+  EXPECT_EQ(Read(1, 0x48, 2), (Bytes{0xE1, 0xA0}));
+  set("20");
+  EXPECT_EQ(Ask(1, 0x48, {0}, 2), (Bytes{0x0A, 0x00}));
+}
+
+TEST_F(I2cTest, TheSensorAlertsAfterItsFaultQueue) {
+  Start();
+  const auto alert_bit = [this] { return Ask(1, 0x48, {1}, 2)[1] >> 5 & 1; };
+  ASSERT_EQ(Write(1, 0x48, {1, 0x70, 0xA0}), 3);  // four faults in a row, at 4 Hz
+  ASSERT_EQ(Control("set i2c.CORE.TMP112.1.temperature 80"), "ok");
+  clock_.Advance(std::chrono::milliseconds(700));
+  EXPECT_EQ(alert_bit(), 1);
+  ASSERT_EQ(Control("set i2c.CORE.TMP112.1.temperature 79"), "ok");  // breaks the row
+  ASSERT_EQ(Control("set i2c.CORE.TMP112.1.temperature 81"), "ok");
+  clock_.Advance(std::chrono::milliseconds(700));
+  EXPECT_EQ(alert_bit(), 1);
+  clock_.Advance(std::chrono::milliseconds(100));
+  EXPECT_EQ(alert_bit(), 0);
+  ASSERT_EQ(Write(1, 0x48, {1, 0x64}), 2);  // active high; one fault
+  EXPECT_EQ(alert_bit(), 1);
+  ASSERT_EQ(Control("set i2c.CORE.TMP112.1.temperature 75"), "ok");
+  EXPECT_EQ(alert_bit(), 1) << "not yet below the lower limit";
+  ASSERT_EQ(Control("set i2c.CORE.TMP112.1.temperature 74.9"), "ok");
+  EXPECT_EQ(alert_bit(), 0);
 }
 
 TEST_F(I2cTest, TheOlderChannelBoardHasItsSensorElsewhere) {
@@ -194,6 +259,21 @@ TEST_F(I2cTest, EepromReadsOnAndWrapsAndTakesPages) {
   EXPECT_EQ(Ask(1, 0x50, {0x0F, 0xFE}, 4), (Bytes{0, 1, 0x35, 0x51}));
   EXPECT_EQ(Ask(1, 0x50, {0x0F, 0xE0}, 4), (Bytes{2, 3, 4, 5}));
   EXPECT_EQ(Ask(1, 0x50, {0x1F, 0xFF}, 1), Bytes{1});  // the part has no more address lines
+}
+
+TEST(Eeprom, LargerPartsHaveLongerPages) {
+  const struct { std::size_t bytes, page; } parts[] = {{100, 32}, {4097, 64}, {32769, 128}};
+  for (const auto& part : parts) {
+    SCOPED_TRACE(part.page);
+    platform::FakeClock clock;
+    Units units;
+    Ee24lc32 chip("chip", {clock, units, 1}, Bytes(part.bytes, 0));
+    Bytes page{0, 0};
+    for (std::size_t i = 0; i <= part.page; ++i) page.push_back(static_cast<std::uint8_t>(i + 1));
+    ASSERT_EQ(chip.Write(page), static_cast<ssize_t>(page.size()));
+    EXPECT_EQ(chip.Bytes(0, 2), (Bytes{static_cast<std::uint8_t>(part.page + 1), 2}));
+    EXPECT_NE(chip.Bytes(part.page, 1), Bytes{page.back()});
+  }
 }
 
 TEST_F(I2cTest, AMemoryIsShownDamagedAndRestored) {
