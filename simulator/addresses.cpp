@@ -29,9 +29,9 @@ std::string Claim(const Addresses& addresses, Config& config, platform::UniqueFd
   return "";
 }
 
+/// Asked by a connection: taking the port for a moment could get in the way of a mos that starts.
 bool BusPortIsFree(const Addresses& addresses) {
-  platform::UniqueFd probe;
-  return ListenTcp(addresses[static_cast<std::size_t>(Module::kMeas)], kBusPort, probe) == 0;
+  return !AnswersTcp(addresses[static_cast<std::size_t>(Module::kMeas)], kBusPort);
 }
 
 /// The subnet whose addresses these are.

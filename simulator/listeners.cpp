@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 #include "platform/unix_address.h"
 
@@ -19,6 +20,14 @@ constexpr int kBacklog = 1024;
 int BindAndListen(int socket, const void* address, socklen_t size) {
   if (::bind(socket, static_cast<const sockaddr*>(address), size) != 0) return errno;
   return ::listen(socket, kBacklog) == 0 ? 0 : errno;
+}
+
+std::optional<sockaddr_in> TcpAddress(const std::string& address, std::uint16_t port) {
+  sockaddr_in where{};
+  where.sin_family = AF_INET;
+  where.sin_port = htons(port);
+  if (::inet_pton(AF_INET, address.c_str(), &where.sin_addr) != 1) return std::nullopt;
+  return where;
 }
 
 }  // namespace
@@ -39,17 +48,22 @@ UnixListener::~UnixListener() {
 }
 
 int ListenTcp(const std::string& address, std::uint16_t port, platform::UniqueFd& socket) {
-  sockaddr_in where{};
-  where.sin_family = AF_INET;
-  where.sin_port = htons(port);
-  if (::inet_pton(AF_INET, address.c_str(), &where.sin_addr) != 1) return EINVAL;
+  const auto where = TcpAddress(address, port);
+  if (!where) return EINVAL;
   platform::UniqueFd made(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!made) return errno;
   const int on = 1;  // a port that a killed q5sim used is free at once
   ::setsockopt(made.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  if (const int error = BindAndListen(made.Get(), &where, sizeof where)) return error;
+  if (const int error = BindAndListen(made.Get(), &*where, sizeof *where)) return error;
   socket = std::move(made);
   return 0;
+}
+
+bool AnswersTcp(const std::string& address, std::uint16_t port) {
+  const auto where = TcpAddress(address, port);
+  const platform::UniqueFd probe(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  return where && probe &&
+         ::connect(probe.Get(), reinterpret_cast<const sockaddr*>(&*where), sizeof *where) == 0;
 }
 
 }  // namespace simulator

@@ -28,5 +28,7 @@ class UnixListener {
 
 /// 0 or an errno.
 int ListenTcp(const std::string& address, std::uint16_t port, platform::UniqueFd& socket);
+/// True when somebody takes connections there; for an address of this machine.
+bool AnswersTcp(const std::string& address, std::uint16_t port);
 
 }  // namespace simulator
