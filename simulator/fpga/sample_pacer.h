@@ -12,8 +12,8 @@ namespace simulator::fpga {
 /// Times must not go back. Threads: one at a time.
 class SamplePacer {
  public:
-  /// `speed` multiplies the pace.
-  explicit SamplePacer(double speed) : speed_(speed) {}
+  /// `speed` multiplies the pace, in steps of a millionth.
+  explicit SamplePacer(double speed);
 
   /// Counts from 0, from now on.
   void Restart(platform::Nanoseconds now);
@@ -28,15 +28,14 @@ class SamplePacer {
   std::optional<platform::Nanoseconds> TimeOf(std::uint64_t pairs) const;
 
  private:
-  /// Has 64 bits of mantissa on the machines that run q5sim: hours of pairs and their fractions.
-  using Real = long double;
+  /// In 2^-64 of a pair.
+  Wide Passed(platform::Nanoseconds now) const;
 
-  Real Passed(platform::Nanoseconds now) const;
-
-  const double speed_;
+  const Fraction speed_;
   std::optional<Fraction> hertz_;
-  Real a_nanosecond_ = 0;  ///< pairs
-  Real pairs_ = 0;         ///< at since_
+  Wide step_ = 0;  ///< of a nanosecond, in 2^-(64 + step_shift_) of a pair; at least 64 bits of it
+  int step_shift_ = 0;
+  Wide pairs_ = 0;  ///< at since_, in 2^-64
   platform::Nanoseconds since_{0};
 };
 
