@@ -448,8 +448,9 @@ void monitor::CalcCBElapsed(const timespec& start, const timespec& end) {
   CaptureNamed(Logger::MONITOR_VIOLATION);
   logger_mgr::print(
       monitorL, Logger::kWarning, 0,
-      "monitor violation sec %ld nanos %ld start sec %ld nsec %ld end sec %ld nsec %ld\n",
-      elapsed.tv_sec, elapsed.tv_nsec, start.tv_sec, start.tv_nsec, end.tv_sec, end.tv_nsec);
+      "monitor violation sec %lld nanos %ld start sec %lld nsec %ld end sec %lld nsec %ld\n",
+      static_cast<long long>(elapsed.tv_sec), elapsed.tv_nsec, static_cast<long long>(start.tv_sec),
+      start.tv_nsec, static_cast<long long>(end.tv_sec), end.tv_nsec);
 }
 
 void monitor::CaptureNamed(int event) const {

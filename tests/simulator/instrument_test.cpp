@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <limits>
 #include <thread>
 
 #include "platform/local.h"
@@ -169,7 +170,7 @@ TEST_F(InstrumentTest, ShellRunsNothingHere) {
 }
 
 TEST_F(InstrumentTest, TimeOfDayRefusesNonsense) {
-  const timespec cases[] = {{-1, 0}, {0, -1}, {0, 1000000000}, {INT64_MAX, 0}};
+  const timespec cases[] = {{-1, 0}, {0, -1}, {0, 1000000000}, {std::numeric_limits<time_t>::max(), 0}};
   for (const timespec& time : cases) EXPECT_EQ(instrument_->SetRealtime(time), -EINVAL);
   ASSERT_EQ(instrument_->SetRealtime({.tv_sec = 100, .tv_nsec = 0}), 0);
   clock_.Advance(std::chrono::seconds(2));

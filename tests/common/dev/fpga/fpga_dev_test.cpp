@@ -296,9 +296,14 @@ class OledBoard final : public platform::Backend {
 TEST_F(FpgaTest, TheDisplayTakesALineOnTheMainModule) {
   OledBoard board(machine.backend, driver);
   const platform::ScopedBackend scope(board);
-  // the record has room for an address of 32 bits
+  // the record has room for an address of 32 bits, which the board's all are
+#ifdef MAP_32BIT
+  constexpr int kLow = MAP_32BIT;
+#else
+  constexpr int kLow = 0;
+#endif
   void* low =
-      ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_32BIT, -1, 0);
+      ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | kLow, -1, 0);
   ASSERT_NE(low, MAP_FAILED);
   char* text = static_cast<char*>(low);
   const auto put = [text](const char* what) { return std::strcpy(text, what); };
