@@ -56,8 +56,9 @@ fi
 
 say "building for 32-bit ARM"
 build armhf mos "${tests[@]}"
+# a death test starts its program again, which the emulator does not do
 for folder in "${folders[@]}"; do
-  ctest --test-dir "build/armhf/tests/$folder" -j "$(nproc)" --output-on-failure >"build/armhf.out" 2>&1 ||
+  ctest --test-dir "build/armhf/tests/$folder" -E DeathTest -j "$(nproc)" --output-on-failure >"build/armhf.out" 2>&1 ||
     { tail -n 60 build/armhf.out; die "the tests of $folder failed on 32-bit ARM"; }
   grep 'tests passed' build/armhf.out | sed "s|^|$folder: |"
 done
@@ -73,7 +74,7 @@ printf '%s\n' "$answer" | awk -F, '
   NR == 1 { for (i = 1; i <= NF; i++) column[$i] = i; next }
   {
     farads = $column["parallel_capacitance_pf"]; factor = $column["power_factor_percent"]
-    printf "the emulated daemon measures %s pF, %s %% of 350 pF, 0.35 %%\n", farads, factor
+    printf "the emulated daemon measures %s pF and %s %%; 350 pF and 0.35 %% are true\n", farads, factor
     off = farads / 350 - 1; wrong = factor - 0.35
     exit !(off * off < 1e-8 && wrong * wrong < 1e-4)
   }' || die "which is too far off"

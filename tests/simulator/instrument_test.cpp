@@ -170,7 +170,8 @@ TEST_F(InstrumentTest, ShellRunsNothingHere) {
 }
 
 TEST_F(InstrumentTest, TimeOfDayRefusesNonsense) {
-  const timespec cases[] = {{-1, 0}, {0, -1}, {0, 1000000000}, {std::numeric_limits<time_t>::max(), 0}};
+  const timespec cases[] = {
+      {-1, 0}, {0, -1}, {0, 1000000000}, {std::numeric_limits<time_t>::max(), 0}};
   for (const timespec& time : cases) EXPECT_EQ(instrument_->SetRealtime(time), -EINVAL);
   ASSERT_EQ(instrument_->SetRealtime({.tv_sec = 100, .tv_nsec = 0}), 0);
   clock_.Advance(std::chrono::seconds(2));

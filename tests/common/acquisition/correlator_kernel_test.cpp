@@ -108,8 +108,8 @@ TEST_P(CorrelatorKernelTest, SumsSquaresAndBits) {
     }
     GetParam().sum(arrays, pairs, sums);
     for (int n = 0; n < acquisition::kProductArrays; ++n) {
-      long expected = 0;
-      for (int i = 0; i < pairs; ++i) expected += words[2 * i] + static_cast<long>(n);
+      std::int64_t expected = 0;
+      for (int i = 0; i < pairs; ++i) expected += std::int64_t{words[2 * i]} + n;
       EXPECT_EQ(sums[n], static_cast<double>(expected));
     }
 
