@@ -66,6 +66,10 @@ std::string Fraction::Text() const {
 }
 
 Fraction operator*(Fraction x, Fraction y) {
+  const auto exact = Product(x, y);
+  if (exact && Bits(exact->numerator_) <= kMostBits && Bits(exact->denominator_) <= kMostBits) {
+    return *exact;
+  }
   Cancel(x.numerator_, y.denominator_);
   Cancel(y.numerator_, x.denominator_);
   MakeRoom(x.numerator_, x.denominator_, y.numerator_, y.denominator_);
