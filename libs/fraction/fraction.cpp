@@ -52,7 +52,7 @@ std::string Digits(Wide value) {
 }  // namespace
 
 Fraction::Fraction(Wide numerator, Wide denominator)
-    : numerator_(std::move(numerator)), denominator_(std::move(denominator)) {
+    : numerator_(numerator), denominator_(denominator) {
   assert(denominator_ != 0);
   Cancel(numerator_, denominator_);
 }
