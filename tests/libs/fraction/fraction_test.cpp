@@ -37,14 +37,14 @@ TEST(Fraction, ProductsAndQuotientsAreExactOrNotThere) {
     const boost::multiprecision::cpp_rational wanted(numerator, denominator);
     const Integer over = boost::multiprecision::numerator(wanted);
     const Integer under = boost::multiprecision::denominator(wanted);
-    const bool fits = over >> 128 == 0 && under >> 128 == 0;
+    const bool fits = (over >> 128) == 0 && (under >> 128) == 0;
     const auto quotient = Quotient(x, y);
     ASSERT_EQ(quotient.has_value(), fits);
     if (!fits) continue;
     ++exact;
     ASSERT_EQ(Exact(quotient->Numerator()), over);
     ASSERT_EQ(Exact(quotient->Denominator()), under);
-    if (over >> 127 == 0 && under >> 127 == 0) {
+    if ((over >> 127) == 0 && (under >> 127) == 0) {
       ASSERT_EQ(x / y, *quotient);
     }
     ASSERT_EQ(Product(x, {y.Denominator(), y.Numerator()}), quotient);
