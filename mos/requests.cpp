@@ -7,6 +7,7 @@
 
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/log/capture.h"
+#include "common/msg/hmp_data.h"
 #include "common/msg/hmp_error_rep.h"
 #include "common/msg/prepare_nak.h"
 #include "platform/backend.h"
@@ -38,9 +39,11 @@ Correlators GetCorrelators() {
 }
 
 void ResetCorrelators() {
+  AcqChan::set_reset_sine_correlators_request(acquisition::kResetNow);
+  if (Msg::ghmp->testStart) return;
   const Correlators filters = GetCorrelators();
-  if (filters.g_slowFilter != nullptr) filters.g_slowFilter->reset(0);
-  if (filters.g_fastFilter != nullptr) filters.g_fastFilter->reset(0);
+  if (filters.g_slowFilter != nullptr) filters.g_slowFilter->PhasorsReset();
+  if (filters.g_fastFilter != nullptr) filters.g_fastFilter->PhasorsReset();
 }
 
 short ChannelStatus(int channel) {

@@ -24,7 +24,8 @@ struct Correlators {
   bool BothThere() const { return g_fastFilter != nullptr && g_slowFilter != nullptr; }
 };
 Correlators GetCorrelators();
-/// reset(0) on those that are there.
+/// The producer resets both before the next block that they take. Without a test their phasors are
+/// gone at once.
 void ResetCorrelators();
 
 /// Status word of channel 0 or 1; 0 without a channel.

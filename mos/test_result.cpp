@@ -215,12 +215,12 @@ void LogResult(const Poll& poll) {
                     r.phase[0], r.phase[1], r.mag[0], r.mag[1]);
 }
 
-void StoreStatus(short ranging, bool discharge_watched, SineCorrelator* slow) {
+void StoreStatus(short ranging, bool discharge_watched) {
   const bool changed = ghmp->meas_status != ranging;
   ghmp->SetMeasurementStatus(ranging);
   if (!changed) return;
   Logger::Capture(Logger::MEASUREMENT_STATUS_CHANGE, ranging);
-  if (ghmp->IsVLFTest() && !discharge_watched && ranging != 0 && slow != nullptr) slow->reset(0);
+  if (ghmp->IsVLFTest() && !discharge_watched && ranging != 0) ResetCorrelators();
 }
 
 // While the discharge is watched a fault is told once; before that, at each poll.
@@ -270,6 +270,9 @@ int MeasMgr::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep*
             .unit1 = UnitOf(mode1, Msg::RSLT_CH1_KILOVOLTS, Msg::RSLT_CH1_AMPERES),
             .unit2 = UnitOf(mode2, Msg::RSLT_CH2_KILOVOLTS, Msg::RSLT_CH2_AMPERES),
             .discharge = static_cast<short>(fpga == nullptr ? 0 : fpga->GetDischargeStatus(1, 0))};
+  // before the values and behind them: a result that was spoilt, or became good, between is not
+  // valid
+  const short before = LastWordOnRanging(poll);
   acquisition::elec::GetElec().GetResults(request->rsltype, &poll.r);
   acquisition::elec::GetElec().GetResults(Msg::MSG6_RSLTYPE_FIR_FAST, &poll.fr);
   if (ghmp->IsManualRampTest() && ghmp->volttarget == 0) {
@@ -281,17 +284,17 @@ int MeasMgr::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep*
   TakeValues(poll, _acquisition ? _acquisition->AverageFilter() : nullptr);
   TakeDuration(poll);
   LogStatusChange(poll, _filterselect[1]);
-  const short ranging = LastWordOnRanging(poll);
+  const auto ranging = static_cast<short>(before | LastWordOnRanging(poll));
   reply->ranging = ranging;
   FillRecord(poll, *reply);
   reply->SetAck();
   if (_filterselect[0] != -1 && _filterselect[0] != _filterselect[1]) {
     logger_mgr::print(measurementL, kInfo, 0, "filter change-->reset\n");
-    if (poll.filters.g_slowFilter != nullptr) poll.filters.g_slowFilter->reset(0);
+    ResetCorrelators();
   }
   LogResult(poll);
   reply->Show(kInfo);
-  StoreStatus(ranging, paused, poll.filters.g_slowFilter);
+  StoreStatus(ranging, paused);
   measurement_log_.Result(*reply);
   return 0;
 }

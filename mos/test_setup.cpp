@@ -1,5 +1,6 @@
 // Handlers that set a test up, for voltage and for current.
 #include "common/acquisition/correct.h"
+#include "common/acquisition/ranging/acq_chan.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
@@ -161,6 +162,7 @@ int MeasMgr::SetTestUp(const SetUpKind& kind, const Request& request, void* repl
   ghmp->ResetMaxSampleRepetitions();
   // while no test is set up, this takes the phasors of the test before away
   if (acqnormal == 0) ResetCorrelators();
+  AcquisitionSystem::AcqChan::begin_test();
   ghmp->SetStartTest(true);
   ghmp->SetTestParams(request);
   ghmp->discharging = 0;

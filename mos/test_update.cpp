@@ -336,9 +336,13 @@ void MeasMgr::FitCorrelators(int samples) {
   const Correlators filters = GetCorrelators();
   if (filters.g_fastFilter->GetSamplesPerCycle() == samples) return;
   ghmp->samplespercyc = samples;
-  filters.g_fastFilter->Reinit(samples, samples);
-  if (_acquisition) _acquisition->AverageFilter()->Reinit(samples);
-  filters.g_slowFilter->Reinit(samples, samples);
+  const auto reinit = [&] {
+    filters.g_fastFilter->Reinit(samples, samples);
+    if (_acquisition) _acquisition->AverageFilter()->Reinit(samples);
+    filters.g_slowFilter->Reinit(samples, samples);
+  };
+  if (!_acquisition) return reinit();
+  _acquisition->BetweenBlocks(reinit);
 }
 
 // From here the samples count again.
@@ -346,8 +350,8 @@ void MeasMgr::EndUpdate(const Update& update) {
   ghmp->firstUpdate = true;
   TellFrequencyDone(update.frequency, true);
   msgmonitorm.ResetTimer();
-  ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
   ResetCorrelators();
+  ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
 }
 
 int MeasMgr::TuneForVoltage(Update& update, bool manual_ramp) {
@@ -362,7 +366,7 @@ int MeasMgr::TuneForVoltage(Update& update, bool manual_ramp) {
   NoteChanges(update, VoltageChanges());
   if ((update.changed & kTarget) != 0) {
     TellSystem("Msg4 req volttarget %u\n", static_cast<unsigned>(ghmp->volttarget.load()));
-    if (manual_ramp) GetCorrelators().g_slowFilter->reset(0);
+    if (manual_ramp) ResetCorrelators();
   }
   return SetClock(update);
 }

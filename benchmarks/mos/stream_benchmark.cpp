@@ -49,6 +49,9 @@ class Watch final : public acquisition::SampleChannels {
     ++resets;
     channels_.reset_sine_correlators();
   }
+  void expect_block(const int* block, int pairs) override { channels_.expect_block(block, pairs); }
+  void stream_stands_still() override { channels_.stream_stands_still(); }
+  void stream_began_again() override { channels_.stream_began_again(); }
   int process_sample_buff(const int* block, int pairs) override {
     ++blocks;
     return channels_.process_sample_buff(block, pairs);

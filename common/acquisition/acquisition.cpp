@@ -30,16 +30,6 @@ namespace {
 constexpr const char* kScratchFiles[] = {"/var/volatile/cap1_p1.txt", "./Accreset.cmd",
                                          "./reset_filter.cmd"};
 
-int FpgaRequest(int fd, unsigned long request, int offset, std::uint32_t& value) {
-  Dev::FpgaCmd command{};
-  command.devtype = Dev::FPGA_REG;
-  command.offset = offset;
-  command.val = value;
-  const int result = Machine().Ioctl(fd, request, &command);
-  value = command.val;
-  return result;
-}
-
 /// The device opened for the stop alone.
 class StopDevice {
  public:
@@ -60,13 +50,14 @@ class StopDevice {
 
 int StopDevice::Stop() const {
   std::uint32_t value = 0;
-  if (FpgaRequest(fd_, Dev::Q5FPGA_CMD_RD, Dev::Q5FPGA_A2D_CTRL, value) < 0) {
+  if (SampleStream::Request(fd_, Dev::Q5FPGA_CMD_RD, Dev::Q5FPGA_A2D_CTRL, value) < 0) {
     logger_mgr::print(acquisitionL, kError, 0, "ioctl2 RD error\n");
   } else if (value != 0) {
     logger_mgr::print(acquisitionL, kInfo, 0, "value = %x\n", value);
   }
   value = 0;
-  if (FpgaRequest(fd_, Dev::Q5FPGA_CMD_STOP_ACQUISITION, Dev::Q5FPGA_A2D_CTRL, value) >= 0) {
+  if (SampleStream::Request(fd_, Dev::Q5FPGA_CMD_STOP_ACQUISITION, Dev::Q5FPGA_A2D_CTRL, value) >=
+      0) {
     return 0;
   }
   const int error = errno;
@@ -82,7 +73,7 @@ Number OrDefault(Number value, Number fallback) {
 }  // namespace
 
 Acquisition::Acquisition(int fpga_fd)
-    : g_fpgafd(fpga_fd), producer_({fpga_fd, ring_, pool_, counts_, snapshot_}) {}
+    : stream_(fpga_fd, ring_), producer_({fpga_fd, ring_, stream_, pool_, counts_, snapshot_}) {}
 
 Acquisition::~Acquisition() {
   // a driver that does not stop must not keep the channels at filters that go now
@@ -105,7 +96,7 @@ int Acquisition::InitAcquisition() {
     std::fprintf(stderr, "%s open error \n", failed);
     return -1;
   }
-  if (ring_.Map(g_fpgafd) != 0) {
+  if (stream_.Map() != 0) {
     std::fprintf(stderr, "Could not memory map the device\n");
     return -1;
   }
@@ -123,15 +114,6 @@ int Acquisition::InitAcquisition() {
 
 // --- A run ---
 
-int Acquisition::AnnounceBlockSize() {
-  Dev::FpgaCmd command{};
-  command.offset = Dev::Q5FPGA_CMD_SAMPLEBLOCK_NUM;
-  command.val = static_cast<std::uint32_t>(layout_.Bytes());
-  if (Machine().Write(g_fpgafd, &command, sizeof command) >= 0) return 0;
-  logger_mgr::print(acquisitionL, kError, 0, "write error to FPGA device file\n");
-  return -1;
-}
-
 int Acquisition::SetMeasurementParameters(const MeasurementParameters& parameters) {
   layout_.pairs = BlockLayout::IsPossible(parameters.pairs) ? parameters.pairs : kDefaultPairs;
   int samples = parameters.samplesPerCycle;
@@ -144,7 +126,10 @@ int Acquisition::SetMeasurementParameters(const MeasurementParameters& parameter
   }
   ghmp->samplespercyc = samples;
   Logger::Capture(Logger::DEFAULTE_SAMPLES_PER_CYCLE, samples, ghmp->GetFrequency(), layout_.pairs);
-  const int result = AnnounceBlockSize();
+  const int result = stream_.Announce(layout_);
+  if (result < 0) {
+    logger_mgr::print(acquisitionL, kError, 0, "write error to FPGA device file\n");
+  }
   const long reference = OrDefault(parameters.refFrequency, kReferenceFrequency);
   filters_ =
       CreateFilters({.pairs = layout_.pairs,
@@ -158,11 +143,7 @@ int Acquisition::SetMeasurementParameters(const MeasurementParameters& parameter
 
 int Acquisition::StartAcquisition() {
   if (!g_initComplete || !filters_.slow) return -1;
-  std::uint32_t value = 0;
-  if (FpgaRequest(g_fpgafd, Dev::Q5FPGA_CMD_START_SAMPLE_CONTINUOUS, 0, value) < 0) {
-    logger_mgr::print(acquisitionL, kError, 0, "ioctl continuous sample collect fail\n");
-  }
-  if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->RunConverters();
+  stream_.Start();
   snapshot_.Abandon();
   pool_.Begin(layout_.Bytes());
   consumer_.Begin(static_cast<int>(pool_.BlocksPerChunk()));

@@ -17,6 +17,7 @@
 #include "common/acquisition/producer.h"
 #include "common/acquisition/sample_pool.h"
 #include "common/acquisition/sample_ring.h"
+#include "common/acquisition/sample_stream.h"
 #include "common/acquisition/snapshot.h"
 
 namespace acquisition {
@@ -59,18 +60,22 @@ class Acquisition {
   Averager* AverageFilter() { return filters_.average.get(); }
   const BlockCounts& Counts() const { return counts_; }
   bool IsRunning() const { return producer_.IsRunning(); }
+  /// Calls `work` while no block is handled; for what the filters must not see within one.
+  template <class Work>
+  void BetweenBlocks(Work work) {
+    producer_.BetweenBlocks(work);
+  }
   /// See Producer::g_waveformCaptureRunning.
   void SetWaveformCapture(int mode) { producer_.g_waveformCaptureRunning = mode; }
 
  private:
   const char* OpenFiles();
-  int AnnounceBlockSize();
   void EndRun();
 
-  const int g_fpgafd;
   std::mutex stop_mutex_;  ///< one stop at a time
   BlockLayout layout_;
   SampleRing ring_;
+  SampleStream stream_;
   SamplePool pool_;
   BlockCounts counts_;
   Filters filters_;

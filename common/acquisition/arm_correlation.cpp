@@ -23,7 +23,7 @@ constexpr SampleSums kNoSamples{0, -kSampleFullScale - 1, kSampleFullScale};
 }  // namespace
 
 ARMCorrelation::ARMCorrelation(int filtertype, int resetCount, double refFrequency, long divider,
-                               long samplesPerCycle, int swapChannels,
+                               std::int64_t samplesPerCycle, int swapChannels,
                                std::shared_ptr<BlockProducts> products)
     : SineCorrelator(filtertype, resetCount, refFrequency, divider, samplesPerCycle, swapChannels),
       products_(std::move(products)),
@@ -42,7 +42,10 @@ bool ARMCorrelation::Fits(int pairs) const {
 void ARMCorrelation::update(const int* words, int pairs) {
   if (pairs <= 0 || !Fits(pairs)) return;
   std::array<SampleSums, 2> block{kNoSamples, kNoSamples};
+  products_->runs.clear();
+  BeginBlock();
   for (int at = 0; at < pairs;) at += UpdateRun(words, at, pairs, block);
+  MakeResult();
   StoreFigures(words, pairs, block);
 }
 
@@ -50,25 +53,24 @@ void ARMCorrelation::update(const int* words, int pairs) {
 int ARMCorrelation::UpdateRun(const int* words, int first, int pairs,
                               std::array<SampleSums, 2>& block) {
   std::unique_lock lock(updatelock);
-  in_middle_of_cycle = 1;
+  in_middle_of_cycle = true;
   PairRun run{words + 2 * static_cast<std::ptrdiff_t>(first),
               PairsToNextEnd(pairs - first),
               _phase_rate,
-              _sample_count,
+              PlaceInCycle(),
               {},
               {}};
-  std::array<long, 2> before{};
+  std::array<std::int64_t, 2> before{};
   for (int ch = 0; ch < 2; ++ch) {
     run.sines[ch] = products_->saccptr[ch].data() + first;
     run.cosines[ch] = products_->caccptr[ch].data() + first;
     before[ch] = block[ch].sum;
   }
-  std::array<double, 2> sines{};
-  std::array<double, 2> cosines{};
-  kernel_.correlate(run, sines.data(), cosines.data(), block.data());
+  BlockProducts::Run& sums = products_->runs.emplace_back(first, run.pairs);
+  kernel_.correlate(run, sums.sines.data(), sums.cosines.data(), block.data());
   for (int ch = 0; ch < 2; ++ch) {
-    _sacc[ch] -= sines[ch];
-    _cacc[ch] += cosines[ch];
+    _sacc[ch] -= sums.sines[ch];
+    _cacc[ch] += sums.cosines[ch];
     _cycle_avgacc[ch] += static_cast<double>(block[ch].sum - before[ch]);
   }
   EndRun(lock, run.pairs);
@@ -79,9 +81,6 @@ void ARMCorrelation::EndRun(std::unique_lock<std::mutex>& lock, int pairs) {
   const bool cycle_complete = CountPairs(pairs);
   if (cycle_complete) {
     logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "Cycle complete \n");
-    calc_phasors();
-    scnewvalue[0] = _cycle_count;
-    scnewvalue[1] = _sample_count;
   }
   if (cycle_complete || GetVLFFlag()) _settletime = CalculateSampleCount();
   const bool reset_due = ResetDue();
@@ -89,19 +88,19 @@ void ARMCorrelation::EndRun(std::unique_lock<std::mutex>& lock, int pairs) {
   if (cycle_complete) {
     SetCycleComplete(true);
     CaptureNewCycleEvent();
-    RunMeasurementScaling();
-    in_middle_of_cycle = 0;
+    EndCycle();
+    in_middle_of_cycle = false;
   }
-  if (reset_due) reset(0);
+  if (reset_due) ResetWindow();
 }
 
 void ARMCorrelation::StoreFigures(const int* words, int pairs,
                                   const std::array<SampleSums, 2>& block) {
   SampleChannels* channels = GetSampleChannels();
   if (channels == nullptr) return;
-  std::array<long, 2> average{};
+  std::array<int, 2> average{};
   std::array<double, 2> squares{};
-  for (int ch = 0; ch < 2; ++ch) average[ch] = block[ch].sum / pairs;
+  for (int ch = 0; ch < 2; ++ch) average[ch] = static_cast<int>(block[ch].sum / pairs);
   kernel_.squares(words, pairs, average.data(), squares.data());
   const bool told = ++passes_ % kLogEvery == 0 && ghmp->testStart;
   for (int ch = 0; ch < 2; ++ch) {
@@ -115,7 +114,7 @@ void ARMCorrelation::StoreFigures(const int* words, int pairs,
     channels->Channel(ch).StoreBlockFigures(figures);
     if (!told) continue;
     logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0,
-                      "%s.%d: ch%d samples %d min %ld max %ld avg %ld amplitude %ld variance %f\n",
+                      "%s.%d: ch%d samples %d min %d max %d avg %d amplitude %d variance %f\n",
                       __func__, __LINE__, ch + 1, pairs, figures.min_sample, figures.max_sample,
                       figures.avg_sample, figures.max_amplitude, figures.variance);
   }
@@ -125,21 +124,35 @@ void ARMCorrelation::StoreFigures(const int* words, int pairs,
 
 void ARMCorrelation::updateF(const int*, int pairs) {
   if (pairs <= 0 || !Fits(pairs)) return;
+  next_run_ = 0;
+  BeginBlock();
   for (int at = 0; at < pairs;) at += UpdateRunF(at, pairs);
+  MakeResult();
 }
 
-int ARMCorrelation::UpdateRunF(int first, int pairs) {
-  std::unique_lock lock(updatelock);
-  in_middle_of_cycle = 1;
-  const int run = PairsToNextEnd(pairs - first);
+// The runs of both filters are mostly the same.
+BlockProducts::Run ARMCorrelation::SumOf(int first, int pairs) {
+  const auto& runs = products_->runs;
+  while (next_run_ < runs.size() && runs[next_run_].first < first) ++next_run_;
+  if (next_run_ < runs.size() && runs[next_run_].first == first && runs[next_run_].pairs == pairs) {
+    return runs[next_run_];
+  }
   const double* const arrays[kProductArrays] = {
       products_->saccptr[0].data() + first, products_->saccptr[1].data() + first,
       products_->caccptr[0].data() + first, products_->caccptr[1].data() + first};
   double sums[kProductArrays];
-  kernel_.sum(arrays, run, sums);
+  kernel_.sum(arrays, pairs, sums);
+  return {first, pairs, {sums[0], sums[1]}, {sums[2], sums[3]}};
+}
+
+int ARMCorrelation::UpdateRunF(int first, int pairs) {
+  std::unique_lock lock(updatelock);
+  in_middle_of_cycle = true;
+  const int run = PairsToNextEnd(pairs - first);
+  const BlockProducts::Run sums = SumOf(first, run);
   for (int ch = 0; ch < 2; ++ch) {
-    _sacc[ch] -= sums[ch];
-    _cacc[ch] += sums[2 + ch];
+    _sacc[ch] -= sums.sines[ch];
+    _cacc[ch] += sums.cosines[ch];
   }
   EndRunF(lock, run);
   return run;
@@ -149,15 +162,14 @@ void ARMCorrelation::EndRunF(std::unique_lock<std::mutex>& lock, int pairs) {
   const bool cycle_complete = CountPairs(pairs);
   if (cycle_complete) {
     logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "FAST Cycle complete \n");
-    calc_phasors();
   }
   const bool reset_due = ResetDue();
   lock.unlock();
   if (cycle_complete) {
-    RunMeasurementScaling();
-    in_middle_of_cycle = 0;
+    EndCycle();
+    in_middle_of_cycle = false;
   }
-  if (reset_due) reset(0);
+  if (reset_due) ResetWindow();
 }
 
 }  // namespace acquisition

@@ -15,12 +15,14 @@ class ARMCorrelation : public SineCorrelator {
   /// `products` is the same object for both filters and bounds the size of a block; the other
   /// arguments are those of SineCorrelator.
   ARMCorrelation(int filtertype, int resetCount, double refFrequency, long divider,
-                 long samplesPerCycle, int swapChannels, std::shared_ptr<BlockProducts> products);
+                 std::int64_t samplesPerCycle, int swapChannels,
+                 std::shared_ptr<BlockProducts> products);
 
   /// Also gives the channels the block's figures. A block that `products` is too small for is told
   /// in the log and not summed.
   void update(const int* words, int pairs) override;
-  /// Sums the products that update left for the same block: it multiplies nothing.
+  /// Sums the products that update left for the same block, or takes its sums where the runs are
+  /// the same: it multiplies nothing.
   void updateF(const int* words, int pairs) override;
 
   bool DSPInterfaceReady() const override { return false; }
@@ -32,12 +34,14 @@ class ARMCorrelation : public SineCorrelator {
   int UpdateRun(const int* words, int first, int pairs, std::array<SampleSums, 2>& block);
   void EndRun(std::unique_lock<std::mutex>& lock, int pairs);
   int UpdateRunF(int first, int pairs);
+  BlockProducts::Run SumOf(int first, int pairs);
   void EndRunF(std::unique_lock<std::mutex>& lock, int pairs);
   void StoreFigures(const int* words, int pairs, const std::array<SampleSums, 2>& block);
 
   const std::shared_ptr<BlockProducts> products_;
   const CorrelatorKernel& kernel_;
   int passes_ = 0;
+  std::size_t next_run_ = 0;  ///< of the slow filter's, for the fast one
 };
 
 }  // namespace acquisition

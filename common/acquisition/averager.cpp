@@ -11,8 +11,8 @@ using Logger::logger_mgr;
 
 namespace acquisition {
 
-Averager::Averager(long samplesPerCycle, int swapChannels, int modeCh1, int modeCh2, int rangeCh1,
-                   int rangeCh2)
+Averager::Averager(std::int64_t samplesPerCycle, int swapChannels, int modeCh1, int modeCh2,
+                   int rangeCh1, int rangeCh2)
     : _samples_per_cycle(samplesPerCycle), _swapchannels(swapChannels) {
   SetChannelModes(modeCh1, modeCh2, rangeCh1, rangeCh2);
 }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstdint>
 #include <mutex>
 
 #include "common/xml/cal_tables.h"
@@ -14,7 +15,7 @@ namespace acquisition {
 class Averager {
  public:
   /// Modes are those of Msg::Input_Mode, ranges count from 1.
-  Averager(long samplesPerCycle, int swapChannels, int modeCh1, int modeCh2, int rangeCh1,
+  Averager(std::int64_t samplesPerCycle, int swapChannels, int modeCh1, int modeCh2, int rangeCh1,
            int rangeCh2);
   Averager(const Averager&) = delete;
   Averager& operator=(const Averager&) = delete;
@@ -25,13 +26,13 @@ class Averager {
   void update();
   /// The averages stored last, V or A.
   void GetPhasors(double* averages) const;
-  void Reinit(long samplesPerCycle) { _samples_per_cycle = samplesPerCycle; }
+  void Reinit(std::int64_t samplesPerCycle) { _samples_per_cycle = samplesPerCycle; }
 
  private:
   int GetScaleFactors();
   void StoreResult();
 
-  std::atomic<long> _samples_per_cycle;
+  std::atomic<std::int64_t> _samples_per_cycle;
   const int _swapchannels;
   mutable std::mutex averagelock_;  ///< guards what follows, but _avg
   const Dev::mode_range_table_ent* _ch1_measurementmode = nullptr;

@@ -58,6 +58,7 @@ const CorrelatorKernel kKernels[] = {
 #if Q5_VECTOR_KERNELS
     MakeKernel<Sse2>("sse2", Always),
     kAvx2Kernel,
+    kAvx512Kernel,
 #endif
 };
 
@@ -73,6 +74,7 @@ const CorrelatorKernel& Widest() {
 
 #if Q5_VECTOR_KERNELS
 bool HasAvx2() { return __builtin_cpu_supports("avx2") != 0; }
+bool HasAvx512() { return __builtin_cpu_supports("avx512f") != 0; }
 #endif
 
 std::span<const CorrelatorKernel> CorrelatorKernels() { return kKernels; }

@@ -7,13 +7,14 @@
 // Threads: any.
 #pragma once
 
+#include <cstdint>
 #include <span>
 
 namespace acquisition {
 
 /// What the samples of one channel come to, in sample counts.
 struct SampleSums {
-  long sum;
+  std::int64_t sum;
   int max;
   int min;
 };
@@ -22,9 +23,9 @@ struct SampleSums {
 struct PairRun {
   const int* words;  ///< two a pair, channel 1 first
   int pairs;
-  double phase_rate;  ///< rad a pair
-  long first;         ///< place of the first pair after the reference's start
-  double* sines[2];   ///< by channel: sample times sine, by pair
+  double phase_rate;   ///< rad a pair
+  std::int64_t first;  ///< place of the first pair in its cycle
+  double* sines[2];    ///< by channel: sample times sine, by pair
   double* cosines[2];
 };
 
@@ -41,7 +42,7 @@ struct CorrelatorKernel {
   /// The sums of kProductArrays arrays of `count` numbers each.
   void (*sum)(const double* const* arrays, int count, double* sums);
   /// By channel the sum of the squared distances of the words, shifted right by 8, from `average`.
-  void (*squares)(const int* words, int pairs, const long* average, double* sums);
+  void (*squares)(const int* words, int pairs, const int* average, double* sums);
   /// All bits that are set in any of the words.
   unsigned (*bits)(const int* words, int pairs);
 };

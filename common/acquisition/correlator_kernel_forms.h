@@ -23,8 +23,6 @@ struct Kernel {
   static constexpr int kWidth = F::kWidth;
   /// Pairs whose references are made at a time; a multiple of every width.
   static constexpr int kChunkPairs = 128;
-  /// Above this angle the library's vector functions take their arguments one by one.
-  static constexpr double kVectorAngleLimit = 8388608.0;  // 2^23 rad
 
   /// The words of a pair.
   static const int* Pair(const int* words, std::ptrdiff_t place) { return words + 2 * place; }
@@ -39,14 +37,6 @@ struct Kernel {
 
   /// May write up to a width beyond `pairs`.
   static void Reference(double rate, double first, int pairs, double* sines, double* cosines) {
-    if (!(rate * (first + pairs) <= kVectorAngleLimit)) {
-      for (int i = 0; i < pairs; ++i) {
-        const double theta = rate * (first + i);
-        sines[i] = std::sin(theta);
-        cosines[i] = std::cos(theta);
-      }
-      return;
-    }
     const D step = F::Set(kWidth);
     D count = F::Add(F::Set(first), F::Ramp());
     for (int i = 0; i < pairs; i += kWidth) {
@@ -83,7 +73,7 @@ struct Kernel {
     void Give(double& sine_sum, double& cosine_sum, SampleSums& samples) const {
       sine_sum += Total(sine);
       cosine_sum += Total(cosine);
-      samples.sum += static_cast<long>(Total(sample));
+      samples.sum += static_cast<std::int64_t>(Total(sample));
       double most[kWidth];
       double least[kWidth];
       F::Store(most, max);
@@ -154,10 +144,10 @@ void SumProducts(const double* const* arrays, int count, double* sums) {
 }
 
 template <class F, class Rest>
-void Squares(const int* words, int pairs, const long* average, double* sums) {
+void Squares(const int* words, int pairs, const int* average, double* sums) {
   using D = typename F::D;
-  const D middle_first = F::Set(static_cast<double>(average[0]));
-  const D middle_second = F::Set(static_cast<double>(average[1]));
+  const D middle_first = F::Set(average[0]);
+  const D middle_second = F::Set(average[1]);
   D sum_first = F::Set(0);
   D sum_second = sum_first;
   const int whole = pairs - pairs % F::kWidth;

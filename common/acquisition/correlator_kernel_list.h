@@ -15,6 +15,8 @@ namespace acquisition {
 #if Q5_VECTOR_KERNELS
 bool HasAvx2();
 extern const CorrelatorKernel kAvx2Kernel;
+bool HasAvx512();
+extern const CorrelatorKernel kAvx512Kernel;
 #endif
 
 }  // namespace acquisition

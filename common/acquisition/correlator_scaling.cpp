@@ -1,6 +1,8 @@
 // SineCorrelator's way from sample counts to volts and amps: range entries, DC averages, peaks.
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <numbers>
 
 #include "common/acquisition/range_table.h"
 #include "common/acquisition/sine_correlator.h"
@@ -21,6 +23,7 @@ namespace {
 constexpr double kUnexpected = 1.15;
 constexpr int kPrintEvery = 10;  ///< results
 constexpr float kCountsFullScale = 8388607;
+constexpr double kNeverLarge = std::numeric_limits<double>::infinity();
 
 }  // namespace
 
@@ -78,24 +81,30 @@ void SineCorrelator::RecordRanging(int channel, float fullscale, unsigned code, 
 
 // --- A cycle's phasors ---
 
-void SineCorrelator::ApplyScaleFactors() {
-  const bool high_voltage = ghmp->IsInternalHVVoltageTest();
-  if (!high_voltage && !ghmp->IsInternalLVTest() && !ghmp->CurrentTest()) return;
-  for (int ch = 0; ch < 2; ++ch) _mag[ch] *= Scale(ch);
-  if (!high_voltage) return;
-  const double lead = ghmp->GetHVMeasScaleFactor();
-  _mag[VoltageChannel()] *= lead;
-  if (_swapchannels == 1 || !ghmp->IsTTRTest()) return;
-  const double second_lead = ghmp->GetHV2MeasScaleFactor();
-  _mag[1] *= second_lead;
-  logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "hv2 scalefactor %f mag[1] %lg\n",
-                    second_lead, _mag[1]);
+bool SineCorrelator::HasSecondLead(int channel) const {
+  return channel == 1 && _swapchannels != 1 && ghmp->IsInternalHVVoltageTest() && ghmp->IsTTRTest();
 }
 
+double SineCorrelator::TotalScale(int channel) const {
+  double scale = Scale(channel);
+  if (channel == VoltageChannel() && ghmp->IsInternalHVVoltageTest()) {
+    scale *= ghmp->GetHVMeasScaleFactor();
+  }
+  if (HasSecondLead(channel)) scale *= ghmp->GetHV2MeasScaleFactor();
+  return scale;
+}
+
+// Of an external source nothing but the scale is different: what counts is the input's range.
 void SineCorrelator::RunMeasurementScaling() {
-  ApplyScaleFactors();
+  for (int ch = 0; ch < 2; ++ch) _mag[ch] *= TotalScale(ch);
+  if (HasSecondLead(1)) {
+    logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "hv2 scalefactor %f mag[1] %lg\n",
+                      double{ghmp->GetHV2MeasScaleFactor()}, _mag[1]);
+  }
   if (!ghmp->GetConsumerFlag()) StoreResult();
-  if (++printresult % kPrintEvery == 0) {
+  const int before = printresult;
+  printresult += ended_.waiting;
+  if (printresult / kPrintEvery != before / kPrintEvery) {
     logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0,
                       "%s _mag[0] %lg ch1 scale %lg _mag[1] %lg ch2 scale %lg \n", TypeText(),
                       _mag[0], Scale(0), _mag[1], Scale(1));
@@ -103,14 +112,33 @@ void SineCorrelator::RunMeasurementScaling() {
   CheckPlausible();
 }
 
-void SineCorrelator::CheckPlausible() const {
-  const int ch = VoltageChannel();
+double SineCorrelator::Expected() const {
   const double volts = ghmp->volttarget;
   const double amps = ghmp->ampmax;
-  const bool voltage = ghmp->VoltageTest() && volts > 0;
-  const double expected = voltage ? volts : amps;
+  return ghmp->VoltageTest() && volts > 0 ? volts : amps;
+}
+
+// Each cycle is compared with what the test wants, which asks for no root.
+void SineCorrelator::BeginBlock() {
+  const double expected = ghmp->testStart ? Expected() : 0;
+  const double scale = TotalScale(VoltageChannel()) * std::numbers::sqrt2;
+  const double large = expected * kUnexpected / scale;
+  large_squared_ = expected > 0 && scale > 0 ? large * large : kNeverLarge;
+}
+
+bool SineCorrelator::IsLarge() const {
+  const int ch = VoltageChannel();
+  const double c = ended_.cacc[ch];
+  const double s = ended_.sacc[ch];
+  const auto samples = static_cast<double>(ended_.samples);
+  return c * c + s * s > large_squared_ * samples * samples;
+}
+
+void SineCorrelator::CheckPlausible() const {
+  const int ch = VoltageChannel();
+  const double expected = Expected();
   if (!(expected > 0) || !(_mag[ch] > expected * kUnexpected) || !ghmp->testStart) return;
-  if (voltage) {
+  if (ghmp->VoltageTest() && ghmp->volttarget > 0) {
     SampleChannels* channels = GetSampleChannels();
     logger_mgr::print(sinecorrelatorL, Logger::kWarning, 0,
                       "Voltage unexpected %e AcqCh%d status %s BUSY\n", _mag[ch], ch + 1,
@@ -127,7 +155,8 @@ double SineCorrelator::MovingAverage(int channel, double average) {
   if (_mvavgcount >= kMovingAverage) _mvavgacc[channel] -= oldest;
   oldest = average;
   _mvavgacc[channel] += average;
-  return _mvavgacc[channel] / static_cast<double>(std::min<long>(_mvavgcount + 1, kMovingAverage));
+  return _mvavgacc[channel] /
+         static_cast<double>(std::min<std::int64_t>(_mvavgcount + 1, kMovingAverage));
 }
 
 void SineCorrelator::updateDC() {
@@ -212,7 +241,7 @@ void SineCorrelator::StoreOffsetPhasors() {
   std::array<double, 2> offsets{BlockAverage(0), BlockAverage(1)};
   if (_filtertype == kSlow) {
     const std::lock_guard lock(updatelock);
-    const auto samples = static_cast<double>(std::max(_sample_count, 1L));
+    const auto samples = static_cast<double>(std::max<std::int64_t>(_sample_count, 1));
     for (int ch = 0; ch < 2; ++ch) offsets[ch] = _cycle_avgacc[ch] / samples * Scale(ch);
   }
   logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0,

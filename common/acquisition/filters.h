@@ -1,6 +1,7 @@
 // The estimators that acquisition runs, made for each start of it.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "common/acquisition/arm_correlation.h"
@@ -13,7 +14,7 @@ struct FilterSettings {
   int pairs = 0;                   ///< in a block
   double reference_frequency = 0;  ///< Hz
   long sample_clock_divider = 0;
-  long samples_per_cycle = 0;
+  std::int64_t samples_per_cycle = 0;
   int filterreset = 0;   ///< pairs between the fast filter's resets
   int swapchannels = 0;  ///< 1: the voltage is on channel 2
 };

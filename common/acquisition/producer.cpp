@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "common/acquisition/instrument_file.h"
 #include "common/acquisition/sample_channel.h"
@@ -30,7 +32,7 @@ constexpr int kStatusRegister = 18;
 constexpr auto kPauseAfterFailure = std::chrono::milliseconds(100);
 /// Pairs that the status check looks at.
 constexpr int kCheckedPairs = 1024;
-constexpr long kCyclesForHistograms = 16;
+constexpr int kCyclesForHistograms = 16;
 constexpr std::int32_t kRingPages = Dev::kSampleRingBytes / kPageBytes;
 constexpr int kFaultBit = 1;
 constexpr int kOverRangeBit = 2;
@@ -59,6 +61,7 @@ const char* Producer::Open() {
 }
 
 void Producer::Start() {
+  watch_.Start();
   thread_ = std::thread([this] { RunProducer(); });
 }
 
@@ -69,6 +72,7 @@ void Producer::Begin(const BlockLayout& layout, Filters& filters) {
     // both at once: a pass of the run before must not take this run's blocks
     const std::lock_guard pass_lock(pass_mutex_);
     filters_ = &filters;
+    watch_.Begin(layout.pairs);
     ++run_number_;
     g_running = true;
   }
@@ -87,6 +91,7 @@ void Producer::RunProducer() {
   Run run;
   while (AwaitRun(run)) {
     while (g_running && run_number_ == run.number) Pass(run);
+    watch_.Rest();
     logger_mgr::print(acquisitionL, kInfo, 0, "%s.%d: Acquisition stopped, exiting the loop\n",
                       __func__, __LINE__);
   }
@@ -104,6 +109,8 @@ bool Producer::AwaitRun(Run& run) {
 }
 
 void Producer::Pass(Run& run) {
+  watch_.Waits();
+  if (run.lost) return StartAgain(run);
   const auto counter = ReadCounter(run);
   if (!counter) return PauseAfterFailure();
   CheckStatus(run);
@@ -111,25 +118,66 @@ void Producer::Pass(Run& run) {
   const std::lock_guard lock(pass_mutex_);
   if (!g_running || run_number_ != run.number) return;
   if (*counter == run.previous || *counter % run.layout.Pages() != 0) return;
+  if (Ahead(*counter, run.position) < 0) return NoteCounterBack(run, *counter);
+  if (watch_.BlockCame()) {
+    logger_mgr::print(acquisitionL, kInfo, 0, "%s.%d: samples come again\n", "RunProducer",
+                      __LINE__);
+    ResetSums();
+  }
   HandleNewBlocks(run, *counter);
   WakeConsumer();
   parts_.snapshot.Wake();
 }
 
-std::optional<std::uint32_t> Producer::ReadCounter(const Run& run) {
+std::optional<std::uint32_t> Producer::ReadCounter(Run& run) {
   Dev::FpgaCmd command{};
   command.devtype = Dev::FPGA_REG;
   command.offset = kStatusRegister;
   command.val = run.layout.Pages();
-  const ssize_t size = platform::Machine().Read(parts_.fpga_fd, &command, sizeof command);
-  const bool failed = size != static_cast<ssize_t>(sizeof command);
-  if (failed && !read_failed_ && g_running) {
+  ssize_t size = 0;
+  do {
+    size = platform::Machine().Read(parts_.fpga_fd, &command, sizeof command);
+  } while (size < 0 && errno == EINTR && g_running);
+  run.lost = size != static_cast<ssize_t>(sizeof command);
+  if (run.lost && !read_failed_ && g_running) {
     logger_mgr::print(acquisitionL, kError, 0, "%s: no block counter from %s: %m\n", "RunProducer",
                       Dev::kFpgaDevicePath);
   }
-  read_failed_ = failed;
-  if (failed) return std::nullopt;
+  read_failed_ = run.lost;
+  if (run.lost) return std::nullopt;
   return command.val;
+}
+
+/// A counter that goes back belongs to a driver that has begun again.
+void Producer::NoteCounterBack(Run& run, std::uint32_t counter) {
+  logger_mgr::print(acquisitionL, kError, 0, "%s.%d: block counter went back from %u to %u\n",
+                    "RunProducer", __LINE__, run.position, counter);
+  run.lost = true;
+}
+
+// A driver that has failed or begun again knows nothing of this stream. Neither may the board know
+// what a test has set it to.
+void Producer::StartAgain(Run& run) {
+  {
+    const std::lock_guard lock(pass_mutex_);
+    if (!g_running || run_number_ != run.number) return;
+    run.lost = !parts_.stream.StartAgain(run.layout);
+    if (!run.lost) {
+      run.previous = run.position = 0;
+      run.source = 0;
+      ResetSums();
+      ReportStartAgain();
+    }
+  }
+  if (run.lost) PauseAfterFailure();
+}
+
+void Producer::ReportStartAgain() {
+  logger_mgr::print(acquisitionL, kWarning, 0, "%s.%d: sampling was started again\n", "RunProducer",
+                    __LINE__);
+  if (!ghmp->testStart) return;
+  if (SampleChannels* channels = GetSampleChannels()) channels->stream_began_again();
+  StreamWatch::RaiseStop();
 }
 
 /// A device that is gone answers at once.
@@ -186,14 +234,11 @@ void Producer::CheckCounter(Run& run, std::uint32_t counter) {
                       "RunProducer", __LINE__, static_cast<int>(counter),
                       static_cast<int>(run.previous));
   }
-  // a counter that goes back belongs to a stream that began anew, and the ring holds no more than
-  // its length
-  const std::int32_t ahead = Ahead(counter, run.position);
-  const bool lost = ahead < 0 || ahead > kRingPages;
-  if (!lost && !IsFarBehind(run, counter)) return;
+  // the ring holds no more than its length
+  if (Ahead(counter, run.position) <= kRingPages && !IsFarBehind(run, counter)) return;
   logger_mgr::print(acquisitionL, kError, 0, "%s.%d - Dumping sample data!!\n", "RunProducer",
                     __LINE__);
-  if (SampleChannels* channels = GetSampleChannels()) channels->reset_sine_correlators();
+  ResetSums();
   SkipTo(run, counter);
 }
 
@@ -215,7 +260,11 @@ void Producer::Advance(Run& run) {
 void Producer::HandleBlock(Run& run, std::uint32_t counter) {
   const bool last = Ahead(counter, run.position) <= static_cast<std::int32_t>(run.layout.Pages());
   const int* block = CopyBlock(run);
-  if (!IsSkipped(run, counter, last)) Process(block, run.layout.pairs);
+  if (IsSkipped(run, counter, last)) {
+    run.shed = true;
+  } else {
+    Process(run, block, run.layout.pairs);
+  }
   if (last) ServeResetRequest();
   parts_.snapshot.CheckSnapShot();
   CheckOverflow();
@@ -235,7 +284,8 @@ const int* Producer::CopyBlock(Run& run) {
   return block;
 }
 
-/// Sheds work while more blocks wait behind this one, never within a cycle.
+/// Sheds work while more blocks wait behind this one: between two cycles, and with the consumer
+/// flag up at any place. The sums begin again after it.
 bool Producer::IsSkipped(const Run& run, std::uint32_t counter, bool last) const {
   if (last) return false;
   if (ghmp->GetConsumerFlag()) return true;
@@ -247,15 +297,18 @@ bool Producer::IsSkipped(const Run& run, std::uint32_t counter, bool last) const
   return true;
 }
 
-void Producer::Process(const int* block, int pairs) {
+void Producer::Process(Run& run, const int* block, int pairs) {
   if (GetResetRequest() != 0) {
     logger_mgr::print(acquisitionL, kInfo, 0,
                       "%s.%d not processing block because of reset_sine_correlators_request\n",
                       "RunProducer", __LINE__);
     return;
   }
+  if (std::exchange(run.shed, false)) ResetSums();
+  SampleChannels* channels = GetSampleChannels();
+  if (channels != nullptr) channels->expect_block(block, pairs);
   Correlate(block, pairs);
-  if (SampleChannels* channels = GetSampleChannels()) {
+  if (channels != nullptr) {
     statistics_times_.startInterval();
     channels->process_sample_buff(block, pairs);
     statistics_times_.endInterval();
@@ -281,12 +334,20 @@ void Producer::Correlate(const int* block, int pairs) {
   update_times_.endInterval();
 }
 
+/// Both filters begin at the same pair.
+void Producer::ResetSums() {
+  if (SampleChannels* channels = GetSampleChannels()) return channels->reset_sine_correlators();
+  filters_->slow->reset(0);
+  filters_->fast->reset(0);
+}
+
 void Producer::ServeResetRequest() {
   const int request = GetResetRequest();
-  if (request == 1) SetResetRequest(2);
-  if (request <= 1) return;
+  if (request == kNoReset) return;
+  // a request of another thread that comes between counts
+  if (request == kResetAfterABlock && ReplaceResetRequest(request, kResetNow)) return;
   if (filters_->slow->GetCycleCount() > kCyclesForHistograms) PrintHistograms();
-  if (SampleChannels* channels = GetSampleChannels()) channels->reset_sine_correlators();
+  ResetSums();
 }
 
 void Producer::PrintHistograms() {

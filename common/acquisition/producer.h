@@ -18,7 +18,9 @@
 #include "common/acquisition/filters.h"
 #include "common/acquisition/sample_pool.h"
 #include "common/acquisition/sample_ring.h"
+#include "common/acquisition/sample_stream.h"
 #include "common/acquisition/snapshot.h"
+#include "common/acquisition/stream_watch.h"
 #include "common/acquisition/waveform_capture.h"
 #include "common/log/histogram.h"
 #include "platform/unique_fd.h"
@@ -31,6 +33,7 @@ class Producer {
   struct Parts {
     int fpga_fd;
     SampleRing& ring;
+    SampleStream& stream;
     SamplePool& pool;
     BlockCounts& counts;
     Snapshot& snapshot;
@@ -49,6 +52,12 @@ class Producer {
   /// No block is handled once this has returned, until Begin.
   void Halt();
   bool IsRunning() const { return g_running; }
+  /// Calls `work` while no block is handled.
+  template <class Work>
+  void BetweenBlocks(Work work) {
+    const std::lock_guard lock(pass_mutex_);
+    work();
+  }
 
   /// 0: off; 2: a capture every pass; 1: one more, then off.
   std::atomic<int> g_waveformCaptureRunning{0};
@@ -62,13 +71,18 @@ class Producer {
     std::uint32_t previous = 0;  ///< the driver's counter at the pass before
     std::uint32_t position = 0;  ///< pages handled
     std::size_t source = 0;      ///< offset in the ring
+    bool shed = false;           ///< the block before was not summed
+    bool lost = false;           ///< the driver failed: the stream has to be started again
   };
 
   void RunProducer();
   bool AwaitRun(Run& run);
   void Pass(Run& run);
-  std::optional<std::uint32_t> ReadCounter(const Run& run);
+  std::optional<std::uint32_t> ReadCounter(Run& run);
   void PauseAfterFailure();
+  void NoteCounterBack(Run& run, std::uint32_t counter);
+  void StartAgain(Run& run);
+  static void ReportStartAgain();
 
   void CheckStatus(const Run& run);
   void RaiseOnce(short code);
@@ -83,8 +97,9 @@ class Producer {
   void HandleBlock(Run& run, std::uint32_t counter);
   const int* CopyBlock(Run& run);
   bool IsSkipped(const Run& run, std::uint32_t counter, bool last) const;
-  void Process(const int* block, int pairs);
+  void Process(Run& run, const int* block, int pairs);
   void Correlate(const int* block, int pairs);
+  void ResetSums();
   void ServeResetRequest();
   void PrintHistograms();
   void CheckOverflow();
@@ -96,6 +111,7 @@ class Producer {
   WrapCount waveform_wrap_;
   Logger::Histogram update_times_{0, 20000, 20, "SineCorr Filter Update"};
   Logger::Histogram statistics_times_{0, 5000, 10, "SigStat"};
+  StreamWatch watch_;
   bool read_failed_ = false;
 
   std::mutex g_producer_start;  ///< guards the fields below

@@ -15,5 +15,8 @@ SampleChannels* GetSampleChannels() { return sample_channels; }
 
 void SetResetRequest(int request) { reset_request = request; }
 int GetResetRequest() { return reset_request; }
+bool ReplaceResetRequest(int expected, int wanted) {
+  return reset_request.compare_exchange_strong(expected, wanted);
+}
 
 }  // namespace acquisition

@@ -12,11 +12,12 @@ SampleRing::~SampleRing() {
 }
 
 int SampleRing::Map(int fd) {
-  if (base_ != nullptr) platform::Machine().Munmap(base_, Dev::kSampleRingBytes);
   void* mapped = platform::Machine().Mmap(nullptr, Dev::kSampleRingBytes, PROT_READ | PROT_WRITE,
                                           MAP_SHARED | MAP_POPULATE, fd, 0);
-  base_ = mapped == MAP_FAILED ? nullptr : mapped;
-  return base_ == nullptr ? -1 : 0;
+  if (mapped == MAP_FAILED) return -1;
+  if (base_ != nullptr) platform::Machine().Munmap(base_, Dev::kSampleRingBytes);
+  base_ = mapped;
+  return 0;
 }
 
 const int* SampleRing::At(std::size_t offset) const {

@@ -13,7 +13,8 @@ class SampleRing {
   SampleRing& operator=(const SampleRing&) = delete;
   ~SampleRing();
 
-  /// `fd` is the FPGA device's. -1 when it cannot be mapped; a second mapping replaces the first.
+  /// `fd` is the FPGA device's. -1 when it cannot be mapped; a second mapping replaces the
+  /// first, which stays where it cannot be had.
   int Map(int fd);
   bool IsMapped() const { return base_ != nullptr; }
   /// The words at `offset` bytes, which is below kSampleRingBytes. Requires a mapping.

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "common/acquisition/correlator_kernel.h"
+#include "common/acquisition/sample_channel.h"
 #include "common/acquisition/sample_word.h"
 #include "common/log/logger_mgr.h"
 
@@ -82,6 +83,8 @@ void LogCount(const Condition& condition, int channel) {
                     __func__, __LINE__, condition.name(), condition.count());
 }
 
+/// The CPLD is read where the channel's block event is handled: the producer does not wait for a
+/// bus.
 int Report(const ChannelStatus& status, int channel) {
   int result = 0;
   if (status.over_range.consecutive() > 0) {
@@ -96,6 +99,8 @@ int Report(const ChannelStatus& status, int channel) {
                       "AcqCh%d %s.%d NAK_MCODE_FAULT_IN_SAMPLES consecutive count = %d\n",
                       channel + 1, __func__, __LINE__, status.fault.consecutive());
   }
+  SampleChannels* channels = GetSampleChannels();
+  if (result != 0 && channels != nullptr) channels->Channel(channel).set_CPLD_status_request();
   LogCount(status.over_range, channel);
   LogCount(status.fault, channel);
   return result;

@@ -10,7 +10,7 @@ inline constexpr int kStatusFault = 1;
 inline constexpr int kStatusOverRange = 2;
 
 /// Scans `pairs` pairs; every scan starts as after good samples. Or of the bits above, 0 for none.
-/// Threads: any.
+/// A channel with one of them is asked to read its CPLD. Threads: any.
 int CheckFaultAndOverRangeStatusBits(const int* words, int pairs);
 
 }  // namespace acquisition

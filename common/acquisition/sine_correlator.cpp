@@ -1,6 +1,7 @@
 #include "common/acquisition/sine_correlator.h"
 
 #include <algorithm>
+#include <cinttypes>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -31,7 +32,7 @@ constexpr mode_range_table_ent kNoEntry{};
 }  // namespace
 
 SineCorrelator::SineCorrelator(int filtertype, int resetCount, double refFrequency, long divider,
-                               long samplesPerCycle, int swapChannels)
+                               std::int64_t samplesPerCycle, int swapChannels)
     : _filtertype(filtertype),
       _swapchannels(swapChannels),
       _ch1_measurementmode(&kNoEntry),
@@ -40,15 +41,17 @@ SineCorrelator::SineCorrelator(int filtertype, int resetCount, double refFrequen
   set_autoreset(resetCount < 0 ? kDefaultReset : resetCount);
   SineCorrelator::reset(0);
   SetMeasurementModes();
-  logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0,
-                    "Filter created. 1SAMPLE FREQUENCIES _sample_freq: %f sample_per_cycle: %ld  "
-                    "divider: %ld\n",
-                    _sample_freq, _samples_per_cycle, divider);
+  logger_mgr::print(
+      sinecorrelatorL, Logger::kInfo, 0,
+      "Filter created. 1SAMPLE FREQUENCIES _sample_freq: %f sample_per_cycle: %" PRId64
+      "  divider: %ld\n",
+      _sample_freq, _samples_per_cycle, divider);
 }
 
 // --- Settings ---
 
-void SineCorrelator::set_frequencies(double refFrequency, long divider, long samplesPerCycle) {
+void SineCorrelator::set_frequencies(double refFrequency, long divider,
+                                     std::int64_t samplesPerCycle) {
   const double signal_freq = ghmp->GetFrequency();
   const std::lock_guard lock(updatelock);
   _ref_freq = refFrequency;
@@ -58,13 +61,14 @@ void SineCorrelator::set_frequencies(double refFrequency, long divider, long sam
   // without a frequency the reference stands still
   _phase_rate = _sample_freq == 0 ? 0 : signal_freq * 2 * std::numbers::pi / _sample_freq;
   logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0,
-                    "%s.%d: signal_freq = %f spc = %ld divider = %ld sample_freq = %lf phase_rate "
+                    "%s.%d: signal_freq = %f spc = %" PRId64
+                    " divider = %ld sample_freq = %lf phase_rate "
                     "= %lf \n",
                     __func__, __LINE__, signal_freq, samplesPerCycle, divider, _sample_freq,
                     _phase_rate);
 }
 
-void SineCorrelator::set_autoreset(int pairs) {
+void SineCorrelator::set_autoreset(std::int64_t pairs) {
   const std::lock_guard lock(updatelock);
   _nsamples_to_reset = pairs;
 }
@@ -83,15 +87,25 @@ void SineCorrelator::ResetVLFFlag() {
 
 void SineCorrelator::reset(int) {
   std::unique_lock lock(updatelock);
-  const long samples = _sample_count;
+  const std::int64_t samples = _sample_count;
   const short settled = _settletime;
   reset_accumulators();
   const short settles = _settletime;
   lock.unlock();
-  if (!ghmp->testStart) PhasorsReset();
+  has_result_ = false;
+  if (!ghmp->testStart) {
+    ended_.cleared = ended_.waiting > 0;
+    if (!ended_.cleared) PhasorsReset();
+  }
   if (_filtertype != kSlow) return;
   if (auto* fpga = Dev::FpgaDev::GetDevice()) fpga->WriteReg(Dev::Q5FPGA_SCRATCH, 1, __LINE__);
   Logger::Capture(Logger::SINE_CORRELATOR_RESET, samples, settled, settles);
+}
+
+void SineCorrelator::ResetWindow() {
+  const bool had_result = has_result_;
+  reset(0);
+  has_result_ = had_result;
 }
 
 void SineCorrelator::reset_accumulators() {
@@ -111,8 +125,8 @@ void SineCorrelator::PhasorsReset() {
   _avgfilter = {};
 }
 
-void SineCorrelator::Reinit(long samplesPerCycle, long resetCount) {
-  if (_filtertype == kFast) set_autoreset(static_cast<int>(resetCount));
+void SineCorrelator::Reinit(std::int64_t samplesPerCycle, std::int64_t resetCount) {
+  if (_filtertype == kFast) set_autoreset(resetCount);
   {
     const std::lock_guard lock(phasorlock);
     _filterindex = 0;
@@ -127,8 +141,8 @@ void SineCorrelator::Reinit(long samplesPerCycle, long resetCount) {
 void SineCorrelator::DoSpecialVLFReset() {
   const double fraction = ghmp->vlfresetcyclefraction;
   std::unique_lock lock(updatelock);
-  const long samples = _sample_count;
-  const auto due = static_cast<long>(static_cast<double>(_samples_per_cycle) * fraction);
+  const std::int64_t samples = _sample_count;
+  const auto due = static_cast<std::int64_t>(static_cast<double>(_samples_per_cycle) * fraction);
   lock.unlock();
   if (samples < due) return;
   Logger::Capture(Logger::SPECIAL_VLF_RESET, samples);
@@ -139,8 +153,8 @@ void SineCorrelator::DoSpecialVLFReset() {
 // --- Counting ---
 
 int SineCorrelator::PairsToNextEnd(int limit) const {
-  long pairs = limit;
-  const long cycle_left = _samples_per_cycle - (_sample_count - _cycle_count * _samples_per_cycle);
+  std::int64_t pairs = limit;
+  const std::int64_t cycle_left = _samples_per_cycle - PlaceInCycle();
   if (cycle_left > 0) pairs = std::min(pairs, cycle_left);
   if (_nsamples_to_reset > 0) {
     pairs = std::min(pairs, _nsamples_to_reset - _sample_count % _nsamples_to_reset);
@@ -150,8 +164,14 @@ int SineCorrelator::PairsToNextEnd(int limit) const {
 
 bool SineCorrelator::CountPairs(int pairs) {
   _sample_count += pairs;
-  if (_sample_count - _cycle_count * _samples_per_cycle != _samples_per_cycle) return false;
+  if (PlaceInCycle() != _samples_per_cycle) return false;
   _cycle_count += 1;
+  ended_.cacc = _cacc;
+  ended_.sacc = _sacc;
+  ended_.samples = _sample_count;
+  ended_.cycle = _cycle_count;
+  ended_.waiting += 1;
+  ended_.cleared = false;
   return true;
 }
 
@@ -163,15 +183,25 @@ bool SineCorrelator::ResetDue() const {
 
 // --- Phasors ---
 
+void SineCorrelator::EndCycle() {
+  if (IsLarge() || logger_mgr::LogSamples(sinecorrelatorL, Logger::kDebug)) MakeResult();
+}
+
+void SineCorrelator::MakeResult() {
+  if (ended_.waiting == 0) return;
+  calc_phasors();
+  RunMeasurementScaling();
+  if (ended_.cleared) PhasorsReset();
+  ended_.waiting = 0;
+}
+
 void SineCorrelator::calc_phasors() {
-  result_samples_ = _sample_count;
-  const auto samples = static_cast<double>(_sample_count);
   for (int ch = 0; ch < 2; ++ch) {
-    const double s = _sacc[ch];
-    const double c = _cacc[ch];
+    const double s = ended_.sacc[ch];
+    const double c = ended_.cacc[ch];
     _phase[ch] = s != 0 && c != 0 ? std::atan2(s, c) : 0;
     if (_phase[ch] < 0) _phase[ch] += 2 * std::numbers::pi;
-    _mag[ch] = _sample_count == 0 ? 0 : std::sqrt(c * c + s * s) / samples * std::numbers::sqrt2;
+    _mag[ch] = std::sqrt(c * c + s * s) / static_cast<double>(ended_.samples) * std::numbers::sqrt2;
   }
   if (ghmp->testStart && logger_mgr::LogSamples(sinecorrelatorL, Logger::kDebug)) LogPhasors();
 }
@@ -183,14 +213,14 @@ void SineCorrelator::LogPhasors() const {
     logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "phasor %e this 0x%x mag %e\n",
                       _phase[ch], self, _mag[ch]);
     logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0,
-                      "%12ld: %s cacc[%d]=%e sacc[%d]=%e snr = %lf\n", _sample_count, TypeText(),
-                      ch, _cacc[ch], ch, _sacc[ch], kNoNoiseRatio);
+                      "%12" PRId64 ": %s cacc[%d]=%e sacc[%d]=%e snr = %lf\n", ended_.samples,
+                      TypeText(), ch, ended_.cacc[ch], ch, ended_.sacc[ch], kNoNoiseRatio);
   }
 }
 
 void SineCorrelator::StoreResult() {
   phasorarr_t result{};
-  result.sample_count = result_samples_;
+  result.sample_count = ended_.samples;
   for (int ch = 0; ch < 2; ++ch) {
     result.phase[ch] = _phase[ch];
     result.mag[ch] = _mag[ch];
@@ -202,6 +232,7 @@ void SineCorrelator::StoreResult() {
     _filterindex = 1 - _filterindex;
   }
   elec::GetElec().StorePhasors(&_filtertype, &result);
+  has_result_ = true;
 }
 
 void SineCorrelator::GetPhasors(phasortoo_t* phasors) const {
@@ -218,7 +249,8 @@ short SineCorrelator::CalculateSampleCount() const {
   constexpr short kMost = std::numeric_limits<short>::max();
   if (!GetVLFFlag()) return static_cast<short>(std::min<double>(Seconds(), kMost));
   if (_samples_per_cycle <= 0) return 0;
-  return static_cast<short>(std::min<long>(_sample_count * kVlfUnits / _samples_per_cycle, kMost));
+  return static_cast<short>(
+      std::min<std::int64_t>(_sample_count * kVlfUnits / _samples_per_cycle, kMost));
 }
 
 double SineCorrelator::Seconds() const {
@@ -231,14 +263,19 @@ double SineCorrelator::MonitorSampleCount() const {
   return Seconds();
 }
 
-long SineCorrelator::GetSamplesPerCycle() const {
+std::int64_t SineCorrelator::GetSamplesPerCycle() const {
   const std::lock_guard lock(updatelock);
   return _samples_per_cycle;
 }
 
-long SineCorrelator::GetCycleCount() const {
+std::int64_t SineCorrelator::GetCycleCount() const {
   const std::lock_guard lock(updatelock);
   return _cycle_count;
+}
+
+std::int64_t SineCorrelator::GetSampleCount() const {
+  const std::lock_guard lock(updatelock);
+  return _sample_count;
 }
 
 short SineCorrelator::GetSettleTime() const {
@@ -246,11 +283,11 @@ short SineCorrelator::GetSettleTime() const {
   return _settletime;
 }
 
-bool SineCorrelator::IsItTimeToLog(long cycle) const {
+bool SineCorrelator::IsItTimeToLog(std::int64_t cycle) const {
   // up to this frequency (Hz) one cycle in so many
   static constexpr struct {
     double hertz;
-    long cycles;
+    int cycles;
   } kSteps[] = {{3, 1}, {20, 4}, {100, 32}, {300, 64}, {1000, 128}};
   if (GetVLFFlag()) return true;
   const double hertz = _signal_freq;
@@ -258,14 +295,14 @@ bool SineCorrelator::IsItTimeToLog(long cycle) const {
     if (hertz <= step.hertz) return cycle % step.cycles == 0;
   }
   logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0,
-                    "%s:Could not determine range %f cycle %ld \n", __func__, hertz, cycle);
+                    "%s:Could not determine range %f cycle %" PRId64 " \n", __func__, hertz, cycle);
   return false;
 }
 
 void SineCorrelator::CaptureNewCycleEvent() {
-  if (IsItTimeToLog(scnewvalue[0])) {
-    Logger::CaptureData(Logger::SINE_CORRELATOR_NEW_VALUE, scnewvalue);
-  }
+  if (!IsItTimeToLog(ended_.cycle)) return;
+  const long counts[] = {static_cast<long>(ended_.cycle), static_cast<long>(ended_.samples)};
+  Logger::CaptureData(Logger::SINE_CORRELATOR_NEW_VALUE, counts);
 }
 
 }  // namespace acquisition

@@ -10,13 +10,18 @@
 // Here stands what is independent of who multiplies: scaling, results, averages, resets. A subclass
 // sums (arm_correlation.h).
 //
-// Threads: update, updateF, updateDC, CalculateMaxVoltage and DoSpecialVLFReset by the producer;
-// the others from any. `updatelock` is held from one cycle end, reset or block end to the next, so
-// a reset falls between two pairs; no caller may hold it.
+// The phasors of a cycle are made of what its end stored. Of the cycles that end in one block only
+// the last one's are made, at the block's end: nobody could have read the others. A log that wants
+// each of them gets each.
+//
+// Threads: update, updateF, updateDC, CalculateMaxVoltage, DoSpecialVLFReset, reset and Reinit by
+// the producer, or while it works on no block (other threads ask for a reset by SetResetRequest);
+// the others from any. No caller may hold `updatelock`.
 #pragma once
 
 #include <array>
 #include <atomic>
+#include <cstdint>
 #include <mutex>
 
 #include "common/acquisition/sample_channel.h"
@@ -35,7 +40,7 @@ class SineCorrelator {
   /// for 8192. `refFrequency` (Hz) and `divider` are told in the log only. `swapChannels` 1: the
   /// voltage is on channel 2.
   SineCorrelator(int filtertype, int resetCount, double refFrequency, long divider,
-                 long samplesPerCycle, int swapChannels);
+                 std::int64_t samplesPerCycle, int swapChannels);
   virtual ~SineCorrelator() = default;
   SineCorrelator(const SineCorrelator&) = delete;
   SineCorrelator& operator=(const SineCorrelator&) = delete;
@@ -62,9 +67,9 @@ class SineCorrelator {
   virtual void reset(int);
   /// New samples per cycle and, on the fast filter, pairs to a reset; also takes the test
   /// frequency.
-  virtual void Reinit(long samplesPerCycle, long resetCount);
+  virtual void Reinit(std::int64_t samplesPerCycle, std::int64_t resetCount);
   void PhasorsReset();
-  void set_autoreset(int pairs);
+  void set_autoreset(std::int64_t pairs);
 
   // --- Results: arrays of two, V or A ---
 
@@ -77,10 +82,14 @@ class SineCorrelator {
   void StoreOffsetPhasors();
   void calc_std_dev(double* deviations) const;
   double GetMaxVoltage() const { return _maxvoltage; }
-  long GetSamplesPerCycle() const;
+  std::int64_t GetSamplesPerCycle() const;
   /// Whole cycles since the last reset.
-  long GetCycleCount() const;
-  bool IsInMiddleOfCycle() const { return in_middle_of_cycle != 0; }
+  std::int64_t GetCycleCount() const;
+  /// Pairs since then.
+  std::int64_t GetSampleCount() const;
+  /// A result has been stored since the last reset that came from outside.
+  bool HasResult() const { return has_result_; }
+  bool IsInMiddleOfCycle() const { return in_middle_of_cycle; }
   /// Time since the last reset: seconds, in a very-low-frequency test 1024ths of a cycle; at most
   /// 32767.
   short GetSettleTime() const;
@@ -89,7 +98,7 @@ class SineCorrelator {
 
   // --- Settings ---
 
-  void set_frequencies(double refFrequency, long divider, long samplesPerCycle);
+  void set_frequencies(double refFrequency, long divider, std::int64_t samplesPerCycle);
   /// A new test frequency, while the samples per cycle stay.
   void SetSignalFrequency(float hertz) { _signal_freq = hertz; }
   /// The first range of both channels' modes. 0; -1 with an error word when a mode is none.
@@ -120,26 +129,32 @@ class SineCorrelator {
 
   // Called with `updatelock` held.
   void reset_accumulators();
-  void calc_phasors();
   short CalculateSampleCount() const;
+  /// Of the next pair in its cycle.
+  std::int64_t PlaceInCycle() const { return _sample_count - _cycle_count * _samples_per_cycle; }
   /// Pairs until the cycle or the time to the next reset ends, at most `limit`.
   int PairsToNextEnd(int limit) const;
-  /// Counts pairs that have been summed; true at the end of a cycle.
+  /// Counts pairs that have been summed; true at the end of a cycle, whose sums it keeps.
   bool CountPairs(int pairs);
   bool ResetDue() const;
 
   // Called without it.
+  void BeginBlock();
   void CaptureNewCycleEvent();
-  void RunMeasurementScaling();
+  /// After the end of a cycle.
+  void EndCycle();
+  /// A reset of its own, after which its results stay good.
+  void ResetWindow();
+  /// At the end of a block: the phasors of the last cycle that has ended.
+  void MakeResult();
 
-  std::array<double, 2> _cacc{};           ///< cosine sums, in sample counts
-  std::array<double, 2> _sacc{};           ///< sine sums
-  std::array<double, 2> _cycle_avgacc{};   ///< sample sums since the last reset
-  double _phase_rate = 0;                  ///< rad a sample
-  long _sample_count = 0;                  ///< pairs since the last reset
-  long _cycle_count = 0;                   ///< whole cycles since then
-  long scnewvalue[2]{};                    ///< both counts at the latest cycle's end
-  std::atomic<int> in_middle_of_cycle{0};  ///< 1 while a cycle is open
+  std::array<double, 2> _cacc{};          ///< cosine sums, in sample counts
+  std::array<double, 2> _sacc{};          ///< sine sums
+  std::array<double, 2> _cycle_avgacc{};  ///< sample sums since the last reset
+  double _phase_rate = 0;                 ///< rad a sample
+  std::int64_t _sample_count = 0;         ///< pairs since the last reset
+  std::int64_t _cycle_count = 0;          ///< whole cycles since then
+  std::atomic<bool> in_middle_of_cycle{false};
   short _settletime = 0;
   mutable std::mutex updatelock;  ///< guards the fields above, and the counters below
 
@@ -151,8 +166,15 @@ class SineCorrelator {
   double Scale(int channel) const;
   void RecordRanging(int channel, float fullscale, unsigned code, float scale) const;
   void LogPhasors() const;
-  bool IsItTimeToLog(long cycle) const;
-  void ApplyScaleFactors();
+  bool IsItTimeToLog(std::int64_t cycle) const;
+  /// V or A a count at the terminals: the range's, and what lies before the channel.
+  double TotalScale(int channel) const;
+  bool HasSecondLead(int channel) const;
+  /// What the test wants, V or A; 0 when it is not known.
+  double Expected() const;
+  bool IsLarge() const;
+  void calc_phasors();
+  void RunMeasurementScaling();
   void StoreResult();
   void CheckPlausible() const;
   double MovingAverage(int channel, double average);
@@ -165,17 +187,28 @@ class SineCorrelator {
   double _ref_freq = 0;     ///< Hz
   double _sample_freq = 0;  ///< Hz
   std::atomic<double> _signal_freq{0};
-  long _samples_per_cycle = 0;
-  long _nsamples_to_reset = 0;  ///< 0: never
+  std::int64_t _samples_per_cycle = 0;
+  std::int64_t _nsamples_to_reset = 0;  ///< 0: never
 
   std::array<double, 2> _mvavgacc{};       ///< sum of the moving average
   double _mvavgbuff[2][kMovingAverage]{};  ///< ring of block averages
-  long _mvavgcount = 0;                    ///< blocks since the last reset
+  std::int64_t _mvavgcount = 0;            ///< blocks since the last reset
+
+  /// What the end of a cycle stored, of cycles whose result is still to be made.
+  struct CycleEnd {
+    std::array<double, 2> cacc{};
+    std::array<double, 2> sacc{};
+    std::int64_t samples = 0;
+    std::int64_t cycle = 0;
+    int waiting = 0;       ///< cycles, this one the last
+    bool cleared = false;  ///< a reset after it took the phasors away
+  };
 
   // Of the producer: the last cycle's result.
+  CycleEnd ended_;
+  double large_squared_ = 0;  ///< a magnitude in counts that is not plausible, squared
   std::array<double, 2> _mag{};
   std::array<double, 2> _phase{};
-  long result_samples_ = 0;
   int printresult = 0;
 
   // The entries' owner keeps them for good, so a pointer serves as well as a copy.
@@ -190,6 +223,7 @@ class SineCorrelator {
   std::array<phasortoo_t, 2> offset_phasors{};
 
   std::atomic<double> _maxvoltage{0};
+  std::atomic<bool> has_result_{false};
 
   static inline std::atomic<bool> _VLFflag{false};
   static inline std::atomic<bool> _cyclecomplete{false};

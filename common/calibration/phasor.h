@@ -1,6 +1,8 @@
 // Phasors as the correlators make them and the results use them.
 #pragma once
 
+#include <cstdint>
+
 namespace acquisition {
 
 /// One channel's phasor. Magnitudes are RMS.
@@ -9,14 +11,14 @@ struct phasortoo_t {
   double mag;    ///< V or A; sample counts before scaling
   double cacc;   ///< cosine sum
   double sacc;   ///< sine sum
-  long sample_count;
+  std::int64_t sample_count;
 };
 
 /// Both channels' phasors of one cycle.
 struct phasorarr_t {
   double phase[2];  ///< rad, 0 to 2 pi
   double mag[2];    ///< V or A, RMS
-  long sample_count;
+  std::int64_t sample_count;
 };
 
 }  // namespace acquisition

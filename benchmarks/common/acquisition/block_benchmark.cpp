@@ -33,6 +33,7 @@ struct Channel : acquisition::SampleChannel {
   const Dev::mode_range_table_ent* get_range_info_in_use() const override { return &entry; }
   int get_range_index() const override { return 1; }
   int get_last_cpld_range() const override { return -1; }
+  void set_CPLD_status_request() override {}
   std::uint16_t get_status_flag() const override { return 0; }
   const char* status_text() const override { return ""; }
   acquisition::BlockFigures figures;
@@ -43,6 +44,9 @@ struct Channels : acquisition::SampleChannels {
   acquisition::SampleChannel& Channel(int channel) override { return channels[channel]; }
   void set_SineCorrelators(acquisition::SineCorrelator*, acquisition::SineCorrelator*) override {}
   void reset_sine_correlators() override {}
+  void expect_block(const int*, int) override {}
+  void stream_stands_still() override {}
+  void stream_began_again() override {}
   int process_sample_buff(const int*, int) override { return 0; }
   int notify_samples_received() override { return 0; }
   ::Channel channels[2];

@@ -79,6 +79,7 @@ void AcqChan::set_SineCorrelators(SineCorrelator* fast, SineCorrelator* slow) {
 }
 
 void AcqChan::reset_sine_correlators() {
+  const int request = get_reset_sine_correlators_request();
   SineCorrelator* fast = sineCorr_Fast;
   SineCorrelator* slow = sineCorr_Slow;
   if (fast == nullptr || slow == nullptr) {
@@ -95,10 +96,23 @@ void AcqChan::reset_sine_correlators() {
     channel->full_cycle_reset_statistics();
     channel->set_sample_discard_count(1);
   }
-  set_reset_sine_correlators_request(0);
+  acquisition::ReplaceResetRequest(request, acquisition::kNoReset);
+}
+
+ResultGuard::Sums AcqChan::get_sums() {
+  const SineCorrelator* fast = sineCorr_Fast;
+  const SineCorrelator* slow = sineCorr_Slow;
+  if (fast == nullptr || slow == nullptr) return {};
+  return {.pairs = slow->GetSampleCount(), .has_result = fast->HasResult() && slow->HasResult()};
 }
 
 // --- The test ---
+
+void AcqChan::begin_test() {
+  for (ACQ_CHAN_NUM ch = ACQ_CH1; ch < ACQ_CHAN_COUNT; ch = inc(ch)) {
+    if (AcqChan* channel = get_AcqCh_instance(ch)) channel->result_guard_.BeginTest();
+  }
+}
 
 int AcqChan::init_test_parameters() {
   center_dc_offset_reg_bdcst();

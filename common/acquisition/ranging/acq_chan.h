@@ -18,6 +18,7 @@
 #include "common/acquisition/ranging/control_type.h"
 #include "common/acquisition/ranging/fixed_range.h"
 #include "common/acquisition/ranging/full_cycle.h"
+#include "common/acquisition/ranging/result_guard.h"
 #include "common/acquisition/sample_channel.h"
 #include "common/calibration/phasor.h"
 #include "common/dev/fpga/fpga_registers.h"
@@ -69,7 +70,8 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
     const std::lock_guard lock(correlators_lock_);
     if (SineCorrelator* fast = sineCorr_Fast) use(*fast);
   }
-  /// Resets both, and both channels' figures of a cycle, and takes the request away.
+  /// Resets both, and both channels' figures of a cycle, and takes the request away. The producer;
+  /// other threads ask for it.
   static void reset_sine_correlators();
   static void set_reset_sine_correlators_request(int request) {
     acquisition::SetResetRequest(request);
@@ -125,17 +127,24 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
 
   // --- Status word ---
 
-  std::uint16_t get_status_flag() const override { return status_flag; }
-  /// (word & mask) | bits; both 0xFFFF leave it alone.
+  /// The channel logic's word, with what the samples themselves add: a result of bad samples is
+  /// never valid, whatever the logic says.
+  std::uint16_t get_status_flag() const override;
+  /// The logic's word becomes (word & mask) | bits; both 0xFFFF leave it alone.
   void set_status_flag(unsigned short mask, unsigned short bits);
-  const char* status_text() const override { return status_flag_text(status_flag); }
+  const char* status_text() const override { return status_flag_text(get_status_flag()); }
+  ResultGuard& Guard() { return result_guard_; }
+  /// A test is set up: what spoilt the one before no longer counts.
+  static void begin_test();
+  /// Of both correlators, which the guard goes by.
+  static ResultGuard::Sums get_sums();
 
   // --- Front end ---
 
   int get_last_cpld_range() const override;
   Dev::MeasChStaReg get_last_status_reg() const;
   /// Asks for the CPLD's status at the channel's next block.
-  void set_CPLD_status_request() { CPLD_status_request = 1; }
+  void set_CPLD_status_request() override { CPLD_status_request = 1; }
   int get_CPLD_status_request() const { return CPLD_status_request; }
   /// Reads it if it was asked for or `force` is set, and takes the request away.
   void get_CPLD_status_upon_request(int force);
@@ -165,12 +174,12 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   void StoreBlockFigures(const acquisition::BlockFigures& figures) override;
   acquisition::BlockFigures GetBlockFigures() const override;
   int get_sample_count() const { return GetBlockFigures().sample_count; }
-  long get_min_sample() const { return GetBlockFigures().min_sample; }
-  long get_max_sample() const { return GetBlockFigures().max_sample; }
-  long get_avg_sample() const { return GetBlockFigures().avg_sample; }
-  long get_max_amplitude() const { return GetBlockFigures().max_amplitude; }
+  int get_min_sample() const { return GetBlockFigures().min_sample; }
+  int get_max_sample() const { return GetBlockFigures().max_sample; }
+  int get_avg_sample() const { return GetBlockFigures().avg_sample; }
+  int get_max_amplitude() const { return GetBlockFigures().max_amplitude; }
   /// The conditions of its samples.
-  void set_sample_status(std::uint32_t status);
+  void set_sample_status(sample_block_status status);
   sample_block_status get_sample_status() const;
 
   // --- A whole cycle; see full_cycle.h ---
@@ -181,10 +190,10 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   /// Takes up the latest block; 0 for one that must not count.
   void full_cycle_update_statistics(int valid);
   bool full_cycle_statistics_available() const;
-  long full_cycle_get_avg_sample() const;
-  long full_cycle_get_min_sample() const;
-  long full_cycle_get_max_sample() const;
-  long full_cycle_get_max_amplitude() const;
+  std::int64_t full_cycle_get_avg_sample() const;
+  std::int64_t full_cycle_get_min_sample() const;
+  std::int64_t full_cycle_get_max_sample() const;
+  std::int64_t full_cycle_get_max_amplitude() const;
   int full_cycle_is_clipping() const;
   bool full_cycle_statistics_in_range() const;
   double full_cycle_ampl_percent_of_range() const;
@@ -253,6 +262,7 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   std::atomic<const mode_range_table_ent*> range_info_in_use;
   std::atomic<const mode_range_table_ent*> meas;
   std::atomic<std::uint16_t> status_flag{Data_Not_Valid};
+  ResultGuard result_guard_;
   std::atomic<int> sample_discard_count{0};
   std::atomic<int> just_recovered{0};
   std::atomic<int> CPLD_status_request{0};

@@ -45,9 +45,9 @@ BlockFigures AcqChan::GetBlockFigures() const {
   return this_sample_set;
 }
 
-void AcqChan::set_sample_status(std::uint32_t status) {
+void AcqChan::set_sample_status(sample_block_status status) {
   const std::lock_guard lock(figures_lock_);
-  block_status_.w = status;
+  block_status_ = status;
 }
 
 sample_block_status AcqChan::get_sample_status() const {
@@ -84,19 +84,19 @@ bool AcqChan::full_cycle_statistics_available() const {
   return FromCycle([](const FullCycle& cycle, int sets) { return cycle.Available(sets); });
 }
 
-long AcqChan::full_cycle_get_avg_sample() const {
+std::int64_t AcqChan::full_cycle_get_avg_sample() const {
   return FromCycle([](const FullCycle& cycle, int sets) { return cycle.Average(sets); });
 }
 
-long AcqChan::full_cycle_get_min_sample() const {
+std::int64_t AcqChan::full_cycle_get_min_sample() const {
   return FromCycle([](const FullCycle& cycle, int sets) { return cycle.Minimum(sets); });
 }
 
-long AcqChan::full_cycle_get_max_sample() const {
+std::int64_t AcqChan::full_cycle_get_max_sample() const {
   return FromCycle([](const FullCycle& cycle, int sets) { return cycle.Maximum(sets); });
 }
 
-long AcqChan::full_cycle_get_max_amplitude() const {
+std::int64_t AcqChan::full_cycle_get_max_amplitude() const {
   return FromCycle([](const FullCycle& cycle, int sets) { return cycle.MaxAmplitude(sets); });
 }
 

@@ -12,10 +12,17 @@ using Logger::logger_mgr;
 namespace {
 
 constexpr unsigned short kAllBits = 0xFFFF;
+constexpr unsigned kNotOverRange = 0xFFFF & ~unsigned{Amplitude_exceeds_input_range};
 constexpr unsigned kRangeCodeMask = 0xFF;
 constexpr int kColumn = 44;  // of the second channel's status in the log
 
 }  // namespace
+
+std::uint16_t AcqChan::get_status_flag() const {
+  std::uint16_t samples = result_guard_.Word();
+  if (Msg::ghmp->discharging != 0) samples &= static_cast<std::uint16_t>(kNotOverRange);
+  return static_cast<std::uint16_t>(status_flag | samples);
+}
 
 // The producer takes a bit away while the channel's logic replaces others, so this is one step.
 void AcqChan::set_status_flag(unsigned short mask, unsigned short bits) {
@@ -91,6 +98,7 @@ void AcqChan::HandleEvent(EXTERNAL_EVENT event) {
     case ACQ_EVT_UPDATE_TEST_PARAMS:
       return fixed_range_.Start();
     case ACQ_EVT_STOP_TEST:
+      result_guard_.BeginTest();
       return fixed_range_.Stop();
     default:
       return;

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "common/acquisition/correlator_kernel.h"
 #include "common/acquisition/sample_word.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
@@ -23,11 +24,6 @@ namespace {
 
 constexpr int kReports = 5;  // of the same error, in one block and channel
 constexpr unsigned kBusyReadEvery = 4;
-
-// The bytes of a sample_block_status that hold what was detected.
-constexpr std::uint32_t kOverRangeByte = 0x000004;
-constexpr std::uint32_t kFaultByte = 0x000400;
-constexpr std::uint32_t kBusyByte = 0x040000;
 
 std::atomic<unsigned> busy_blocks{0};
 
@@ -107,31 +103,37 @@ class Scanner {
   void CheckCondition(int channel, int i) {
     const unsigned condition = Word(channel, i) & kConditionMask;
     sample_block_status& status = Of(channel).status;
-    const std::uint32_t before = status.w;
+    const std::uint32_t before = status.Word();
     switch (condition) {
       case acquisition::A2D_STATUS_OVER_RANGE:
         ++Of(channel).over_range;
         status.overrange |= Detected(i);
-        Clear(status, kFaultByte | kBusyByte);
+        Clear(status.fault);
+        Clear(status.cpld_busy);
         break;
       case acquisition::A2D_STATUS_FAULT:
         Fault(channel, i);
-        Clear(status, kOverRangeByte | kBusyByte);
+        Clear(status.overrange);
+        Clear(status.cpld_busy);
         break;
       case acquisition::A2D_STATUS_CPLD_BUSY:
         Busy(channel, i);
         break;
       default:
-        Clear(status, kOverRangeByte | kFaultByte | kBusyByte);
+        Clear(status.overrange);
+        Clear(status.fault);
+        Clear(status.cpld_busy);
     }
-    if (status.w != before) LogChange(channel, i, condition, before);
+    if (status.Word() != before) LogChange(channel, i, condition, before);
   }
 
   std::uint8_t Detected(int i) const {
     return sample_block_status::kDetected | (IsLast(i) ? sample_block_status::kPersisted : 0);
   }
-  static void Clear(sample_block_status& status, std::uint32_t detected) {
-    status.w |= (status.w & detected) >> 1;
+  static void Clear(std::uint8_t& condition) {
+    if ((condition & sample_block_status::kDetected) != 0) {
+      condition |= sample_block_status::kCleared;
+    }
   }
 
   void Fault(int channel, int i) {
@@ -185,7 +187,7 @@ class Scanner {
                       "x%06X->x%06X(bytes:busy.fault.over "
                       "bits:detected(x04).cleared(x02).persisted(x01)\n",
                       NameOf(channel), __LINE__, static_cast<unsigned>(i), Word(channel, i),
-                      condition, before, Of(channel).status.w);
+                      condition, before, Of(channel).status.Word());
   }
 
   std::span<const int> block_;
@@ -226,6 +228,18 @@ bool IsCleanBlock(std::span<const int> block) {
     bad |= (static_cast<unsigned>(block[at + k]) ^ (k % 2 == 0 ? expected[k] : second)) & mask[k];
   }
   return bad == 0;
+}
+
+std::array<bool, ACQ_CHAN_COUNT> HasOverRange(std::span<const int> block) {
+  std::array<bool, ACQ_CHAN_COUNT> found{};
+  const int pairs = static_cast<int>(block.size() / 2);
+  const auto& kernel = acquisition::BestCorrelatorKernel();
+  if ((kernel.bits(block.data(), pairs) & acquisition::A2D_STATUS_OVER_RANGE) == 0) return found;
+  for (std::size_t i = 0; i < block.size(); ++i) {
+    const unsigned condition = static_cast<unsigned>(block[i]) & kConditionMask;
+    if (condition == acquisition::A2D_STATUS_OVER_RANGE) found.at(i % ACQ_CHAN_COUNT) = true;
+  }
+  return found;
 }
 
 BlockScan ScanBlock(std::span<const int> block, bool dc_test) {

@@ -26,6 +26,18 @@ void ChannelPair::set_SineCorrelators(SineCorrelator* fast, SineCorrelator* slow
 
 void ChannelPair::reset_sine_correlators() { AcqChan::reset_sine_correlators(); }
 
+void ChannelPair::expect_block(const int* block, int pairs) {
+  statistics_.expect_block(block, pairs);
+}
+
+void ChannelPair::stream_stands_still() {
+  for (AcqChFollowing* channel : channels_) channel->Guard().Spoil(Data_Not_Valid);
+}
+
+void ChannelPair::stream_began_again() {
+  for (AcqChFollowing* channel : channels_) channel->Guard().SpoilTest(Data_Not_Valid);
+}
+
 int ChannelPair::process_sample_buff(const int* block, int pairs) {
   return statistics_.process_sample_buff(block, pairs);
 }

@@ -20,6 +20,9 @@ class ChannelPair : public acquisition::SampleChannels {
   }
   void set_SineCorrelators(SineCorrelator* fast, SineCorrelator* slow) override;
   void reset_sine_correlators() override;
+  void expect_block(const int* block, int pairs) override;
+  void stream_stands_still() override;
+  void stream_began_again() override;
   int process_sample_buff(const int* block, int pairs) override;
   int notify_samples_received() override;
 

@@ -25,7 +25,6 @@ namespace {
 constexpr double kHeadroom = 1.1;
 constexpr int kAttempts = 100;  ///< blocks in which the CPLD may be busy
 constexpr double kDefaultDelay = 0.1;
-constexpr int kResetNow = 2;  ///< a reset request that the producer serves at its next block
 
 bool IsCurrent(int mode) { return mode == Msg::ACDC_Current; }
 
@@ -183,7 +182,7 @@ void FixedRange::TakeScale() {
 
 void FixedRange::Settle() {
   if (platform::Machine().Clock().Monotonic() < settled_at_) return;
-  AcqChan::set_reset_sine_correlators_request(kResetNow);
+  AcqChan::set_reset_sine_correlators_request(acquisition::kResetNow);
   phase_ = Phase::kRestart;
 }
 
@@ -193,11 +192,11 @@ void FixedRange::Restart() {
 
 // A very slow cycle is not waited for: the host polls its averages meanwhile.
 void FixedRange::AwaitFirstCycle() {
-  const SineCorrelator* slow = AcqChan::get_sineCorr_Slow();
-  if (slow == nullptr || (slow->GetCycleCount() == 0 && !ghmp->IsVLFTest())) return;
+  if (AcqChan::get_sineCorr_Slow() == nullptr) return;
+  if (!AcqChan::get_sums().has_result && !ghmp->IsVLFTest()) return;
   phase_ = Phase::kIdle;
   // whether the signal fits the range is for the samples to say
-  channel_.set_status_flag(kStatusKeepMask | Amplitude_exceeds_input_range, Valid_Data);
+  channel_.set_status_flag(kStatusKeepMask, Valid_Data);
 }
 
 void FixedRange::GiveUp(const char* what, short code) {

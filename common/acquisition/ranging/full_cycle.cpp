@@ -7,7 +7,7 @@ namespace AcquisitionSystem {
 
 namespace {
 
-constexpr long kClipping = 0x7FFFFE;
+constexpr std::int64_t kClipping = 0x7FFFFE;
 constexpr double kConverterRange = 16777214.0;
 
 std::span<const ACCUMULATED_STATS> CycleOf(
@@ -39,9 +39,8 @@ void FullCycle::Update(const ACCUMULATED_STATS& set, bool valid, int sets) {
   } else {
     all.min_sample = std::min(all.min_sample, set.min_sample);
     all.max_sample = std::max(all.max_sample, set.max_sample);
-    all.avg_sample = static_cast<long>(
-        (std::int64_t{all.avg_sample} * (full_cycle_sample_set_counter - 1) + set.avg_sample) /
-        full_cycle_sample_set_counter);
+    all.avg_sample = (all.avg_sample * (full_cycle_sample_set_counter - 1) + set.avg_sample) /
+                     full_cycle_sample_set_counter;
     all.max_amplitude = std::max(all.max_amplitude, set.max_amplitude);
   }
   if (NothingMeasured(all)) full_cycle_sample_set_counter = 0;
@@ -58,22 +57,22 @@ FullCycle::Extremes FullCycle::GetExtremes(int sets) const {
   return extremes;
 }
 
-long FullCycle::Average(int sets) const {
+std::int64_t FullCycle::Average(int sets) const {
   if (sets >= 2) return aggregate_stats.avg_sample;
   const auto cycle = CycleOf(full_cycle, sets);
   if (!Available(sets) || cycle.empty()) return 0;
-  long sum = 0;
+  std::int64_t sum = 0;
   for (const ACCUMULATED_STATS& set : cycle) sum += set.avg_sample;
-  return sum / static_cast<long>(cycle.size());
+  return sum / static_cast<std::int64_t>(cycle.size());
 }
 
-long FullCycle::Minimum(int sets) const { return GetExtremes(sets).min; }
-long FullCycle::Maximum(int sets) const { return GetExtremes(sets).max; }
+std::int64_t FullCycle::Minimum(int sets) const { return GetExtremes(sets).min; }
+std::int64_t FullCycle::Maximum(int sets) const { return GetExtremes(sets).max; }
 
-long FullCycle::MaxAmplitude(int sets) const {
+std::int64_t FullCycle::MaxAmplitude(int sets) const {
   if (!Available(sets)) return kNoAmplitude;
-  const long mean = Average(sets);
-  long amplitude = kNoMaximum;
+  const std::int64_t mean = Average(sets);
+  std::int64_t amplitude = kNoMaximum;
   for (const ACCUMULATED_STATS& set : CycleOf(full_cycle, sets)) {
     amplitude = std::max({amplitude, set.max_sample - mean, mean - set.min_sample});
   }

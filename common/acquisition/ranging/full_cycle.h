@@ -12,30 +12,33 @@
 namespace AcquisitionSystem {
 
 /// Conditions of a block, a byte each: fault, over range, CPLD busy (sample_word.h).
-union sample_block_status {
+struct sample_block_status {
   static constexpr std::uint8_t kDetected = 4;   ///< occurred in the block
   static constexpr std::uint8_t kCleared = 2;    ///< went away again within it
   static constexpr std::uint8_t kPersisted = 1;  ///< holds at the last sample
 
-  std::uint32_t w;
-  struct {
-    std::uint8_t overrange, fault, cpld_busy, unused;
-  };
+  std::uint8_t overrange = 0;
+  std::uint8_t fault = 0;
+  std::uint8_t cpld_busy = 0;
+
+  /// All of them: over range in the lowest byte, then fault, then busy.
+  std::uint32_t Word() const {
+    return overrange | std::uint32_t{fault} << 8 | std::uint32_t{cpld_busy} << 16;
+  }
 };
-static_assert(sizeof(sample_block_status) == 4);
 
 /// What a figure is before anything was measured.
-inline constexpr long kNoMinimum = std::numeric_limits<std::int32_t>::max();
-inline constexpr long kNoMaximum = std::numeric_limits<std::int32_t>::min();
+inline constexpr std::int64_t kNoMinimum = std::numeric_limits<std::int32_t>::max();
+inline constexpr std::int64_t kNoMaximum = std::numeric_limits<std::int32_t>::min();
 /// The largest amplitude while it is not known.
-inline constexpr long kNoAmplitude = 0xFFFFFF;
+inline constexpr std::int64_t kNoAmplitude = 0xFFFFFF;
 
 /// Sample counts.
 struct ACCUMULATED_STATS {
-  long min_sample = kNoMinimum;
-  long max_sample = kNoMaximum;
-  long avg_sample = kNoMaximum;
-  long max_amplitude = kNoMaximum;
+  std::int64_t min_sample = kNoMinimum;
+  std::int64_t max_sample = kNoMaximum;
+  std::int64_t avg_sample = kNoMaximum;
+  std::int64_t max_amplitude = kNoMaximum;
   sample_block_status status{};
 };
 
@@ -51,11 +54,11 @@ class FullCycle {
     return full_cycle_sample_set_counter >= static_cast<std::int64_t>(sets) + 1;
   }
 
-  long Average(int sets) const;
-  long Minimum(int sets) const;
-  long Maximum(int sets) const;
+  std::int64_t Average(int sets) const;
+  std::int64_t Minimum(int sets) const;
+  std::int64_t Maximum(int sets) const;
   /// The largest distance from the average; kNoAmplitude while there is none.
-  long MaxAmplitude(int sets) const;
+  std::int64_t MaxAmplitude(int sets) const;
   /// Bit 1: at the upper end of the converter, bit 0: at the lower.
   int Clipping(int sets) const;
   /// Peak to peak, as a fraction of the converter's range.
@@ -67,7 +70,7 @@ class FullCycle {
 
  private:
   struct Extremes {
-    long min, max;
+    std::int64_t min, max;
   };
   Extremes GetExtremes(int sets) const;
 

@@ -21,10 +21,10 @@ namespace {
 
 constexpr char kCaptureFile[] = "/var/volatile/datablock.txt";
 constexpr int kOverRangePercent = 5;
-constexpr int kBadSamples = 2;  // the request for a reset that they cause
-constexpr unsigned short kAllOfStatus = 0xFFFF;
 constexpr auto kNotOverRange =
     static_cast<unsigned short>(~unsigned{AcquisitionSystem::Amplitude_exceeds_input_range});
+/// A few samples over range in each cycle are too many, too, once they have gone on for so long.
+constexpr int kCyclesOfFew = 2;
 
 /// One line of a capture.
 struct rec_t {
@@ -72,35 +72,55 @@ int SignalStatistics::process_sample_buff(const int* block, int nr_sample_pairs)
   return scan.bad_sequence ? -1 : 0;
 }
 
-// A host has to see that a range is too small for the signal, and sums that took clipped samples
-// are of no use once it fits again.
-void SignalStatistics::TellOverRange(AcqChan& channel, bool too_large, bool none) {
-  const bool told =
-      (channel.get_status_flag() & AcquisitionSystem::Amplitude_exceeds_input_range) != 0;
-  if (none || ghmp->discharging != 0) {
-    if (told) AcqChan::set_reset_sine_correlators_request(kBadSamples);
-    channel.set_status_flag(kNotOverRange, 0);
-  } else if (too_large) {
-    channel.set_status_flag(kAllOfStatus, AcquisitionSystem::Amplitude_exceeds_input_range);
+void SignalStatistics::expect_block(const int* block, int nr_sample_pairs) {
+  if (nr_sample_pairs < 1) return;
+  const std::span words(block, 2 * static_cast<std::size_t>(nr_sample_pairs));
+  const auto over_range = HasOverRange(words);
+  for (std::size_t ch = 0; ch < channels_.size(); ++ch) {
+    if (over_range.at(ch)) channels_.at(ch)->Guard().Spoil(AcquisitionSystem::Ranging);
+  }
+}
+
+// A host has to see at once that a range is too small for the signal, also where the signal is so
+// slow that most blocks of a cycle fit.
+void SignalStatistics::JudgeOverRange(AcqChan& channel, int over_range, int pairs) {
+  logger_mgr::print(acquisitionL, kError, 0, "%s %s.%d: %4d overrange samples out of %d\n",
+                    channel.name(), __func__, __LINE__, over_range, pairs);
+  const int blocks = channel.Guard().TakeBad();
+  if (channel.get_sample_discard_count() != 0) return;
+  const bool too_large = over_range > pairs * kOverRangePercent / 100;
+  if (too_large) {
+    channel.full_cycle_reset_statistics();
+    channel.set_CPLD_status_request();
+  }
+  const bool goes_on = blocks > kCyclesOfFew * (channel.get_sample_sets_per_cycle() + 1);
+  if (too_large || goes_on) {
+    channel.Guard().Spoil(AcquisitionSystem::Amplitude_exceeds_input_range);
+  }
+}
+
+// With the consumer flag up no result is kept, so none becomes good.
+void SignalStatistics::JudgeGood(AcqChan& channel, int pairs) {
+  channel.set_status_flag(kNotOverRange, 0);
+  auto& guard = channel.Guard();
+  if (!guard.IsSpoilt()) return;
+  if (ghmp->GetConsumerFlag()) return guard.Restart();
+  if (guard.TakeGood(pairs, channel.get_sample_sets_per_cycle(), AcqChan::get_sums())) {
+    AcqChan::set_reset_sine_correlators_request(acquisition::kResetNow);
   }
 }
 
 // The CPLD is read where the block's event is handled: the producer does not wait for a bus.
 void SignalStatistics::Judge(AcqChan& channel, const ChannelScan& scan, int pairs) {
   if (scan.over_range != 0) {
-    logger_mgr::print(acquisitionL, kError, 0, "%s %s.%d: %4d overrange samples out of %d\n",
-                      channel.name(), __func__, __LINE__, scan.over_range, pairs);
+    JudgeOverRange(channel, scan.over_range, pairs);
+  } else {
+    JudgeGood(channel, pairs);
   }
-  const bool too_large = scan.over_range > pairs * kOverRangePercent / 100;
-  if (too_large && channel.get_sample_discard_count() == 0) {
-    channel.full_cycle_reset_statistics();
-    channel.set_CPLD_status_request();
-  }
-  TellOverRange(channel, too_large, scan.over_range == 0);
-  channel.set_sample_status(scan.status.w);
+  channel.set_sample_status(scan.status);
   channel.full_cycle_update_statistics(scan.status.cpld_busy == 0 ? 1 : 0);
   if (scan.read_cpld || scan.status.fault != 0) channel.set_CPLD_status_request();
-  if (scan.reset_wanted) AcqChan::set_reset_sine_correlators_request(kBadSamples);
+  if (scan.reset_wanted) AcqChan::set_reset_sine_correlators_request(acquisition::kResetNow);
 }
 
 int SignalStatistics::CaptureToFile(const int* block) const {

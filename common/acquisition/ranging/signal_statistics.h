@@ -17,6 +17,9 @@ class SignalStatistics : public DObj {
   /// The channels outlive the object.
   SignalStatistics(AcquisitionSystem::AcqChan& first, AcquisitionSystem::AcqChan& second);
 
+  /// Looks at a block before the correlators take it: samples over range spoil the result that they
+  /// are part of.
+  void expect_block(const int* block, int nr_sample_pairs);
   /// Takes a block of `nr_sample_pairs` pairs (1 to kMostPairs) that the correlators have seen. 0;
   /// -1 for a sequence or sync error, or a count that is not supported.
   int process_sample_buff(const int* block, int nr_sample_pairs);
@@ -26,7 +29,8 @@ class SignalStatistics : public DObj {
 
  private:
   void Judge(AcquisitionSystem::AcqChan& channel, const ChannelScan& scan, int pairs);
-  static void TellOverRange(AcquisitionSystem::AcqChan& channel, bool too_large, bool none);
+  void JudgeOverRange(AcquisitionSystem::AcqChan& channel, int over_range, int pairs);
+  static void JudgeGood(AcquisitionSystem::AcqChan& channel, int pairs);
 
   std::array<AcquisitionSystem::AcqChan*, ACQ_CHAN_COUNT> channels_;
 };

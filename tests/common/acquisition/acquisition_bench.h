@@ -17,6 +17,7 @@ struct TestChannel : acquisition::SampleChannel {
   const Dev::mode_range_table_ent* get_range_info_in_use() const override { return range; }
   int get_range_index() const override { return range_index; }
   int get_last_cpld_range() const override { return cpld_range; }
+  void set_CPLD_status_request() override { ++cpld_requests; }
   std::uint16_t get_status_flag() const override { return status; }
   const char* status_text() const override { return ""; }
 
@@ -26,6 +27,7 @@ struct TestChannel : acquisition::SampleChannel {
   int range_index = 1;
   int cpld_range = -1;
   std::uint16_t status = 0;
+  int cpld_requests = 0;
 };
 
 struct TestChannels : acquisition::SampleChannels {
@@ -38,6 +40,9 @@ struct TestChannels : acquisition::SampleChannels {
     slow = its_slow;
   }
   void reset_sine_correlators() override {}
+  void expect_block(const int*, int) override {}
+  void stream_stands_still() override {}
+  void stream_began_again() override {}
   int process_sample_buff(const int*, int) override { return 0; }
   int notify_samples_received() override { return 0; }
 

@@ -34,6 +34,7 @@ struct QuietChannel final : SampleChannel {
   const Dev::mode_range_table_ent* get_range_info_in_use() const override { return &entry; }
   int get_range_index() const override { return 1; }
   int get_last_cpld_range() const override { return 0; }
+  void set_CPLD_status_request() override {}
   std::uint16_t get_status_flag() const override { return 0; }
   const char* status_text() const override { return ""; }
 
@@ -53,6 +54,9 @@ class RecordingChannels final : public SampleChannels {
     ++resets;
     SetResetRequest(0);
   }
+  void expect_block(const int*, int) override {}
+  void stream_stands_still() override { ++standstills; }
+  void stream_began_again() override { ++restarts; }
   int process_sample_buff(const int* block, int pairs) override {
     if (!has_filters) ++without_filters;
     const int number = block[0] >> 8;
@@ -77,6 +81,8 @@ class RecordingChannels final : public SampleChannels {
   std::atomic<int> torn{0};
   std::atomic<int> resets{0};
   std::atomic<int> events{0};
+  std::atomic<int> standstills{0};
+  std::atomic<int> restarts{0};
   std::mutex mutex;
   std::vector<int> blocks;
 };
@@ -151,9 +157,10 @@ TEST_F(AcquisitionTest, ShedsWorkOnlyWhereItMay) {
     int resets;
   } kCases[] = {
       {"the limit itself is not behind; a status of 0 processes all", 2, false, 0, {2, 3}, 0},
+      {"any other sheds, and the sums begin again", 2, false, 1, {3}, 1},
       {"one page more is: all is dumped", 3, false, 0, {}, 1},
-      {"with the flag up only the newest counts", 3, true, 0, {4}, 0},
-      {"with the flag up nothing counts as behind", 100, true, 0, {101}, 0},
+      {"with the flag up only the newest counts", 3, true, 0, {4}, 1},
+      {"with the flag up nothing counts as behind", 100, true, 0, {101}, 1},
       {"more than the ring holds is lost in any case", 257, true, 0, {}, 1},
   };
   for (const auto& row : kCases) {
@@ -178,23 +185,105 @@ TEST_F(AcquisitionTest, ShedsWorkOnlyWhereItMay) {
   }
 }
 
-TEST_F(AcquisitionTest, ACounterThatIsOddStandsStillOrGoesBackDoesNotStopTheStream) {
+// Work is shed between two cycles, so that the sums of the one that is open stay whole.
+TEST_F(AcquisitionTest, ACycleOfManyBlocksIsFinishedBeforeWorkIsShed) {
+  ASSERT_EQ(acquisition->InitAcquisition(), 0);
+  ghmp->consumerbacklog = 100;
+  ASSERT_EQ(acquisition->SetMeasurementParameters({.samplesPerCycle = 4 * kTestPairs}), 0);
+  ASSERT_EQ(acquisition->StartAcquisition(), 0);
+  driver.Produce(1);
+  driver.AwaitIdle();
+  driver.ProduceAtOnce(6);
+  driver.AwaitIdle();
+  EXPECT_THAT(channels.TakeBlocks(), ElementsAre(1, 2, 3, 4, 7));
+  EXPECT_EQ(channels.resets, 1);
+  EXPECT_EQ(acquisition->SlowFilter()->GetCycleCount(), 1);
+}
+
+TEST_F(AcquisitionTest, ACounterThatIsOddOrStandsStillDoesNotStopTheStream) {
   ASSERT_EQ(acquisition->InitAcquisition(), 0);
   Start();
   driver.Produce(3);
   driver.AwaitIdle();
   channels.TakeBlocks();
-  driver.Report(6);  // as before
   driver.Report(7);  // half a block
+  driver.Report(6);  // as before
   driver.AwaitIdle();
   EXPECT_THAT(channels.TakeBlocks(), IsEmpty());
-  driver.Report(2);
+  driver.Produce(1);
   driver.AwaitIdle();
-  EXPECT_THAT(channels.TakeBlocks(), IsEmpty());
-  EXPECT_EQ(channels.resets, 1);
-  driver.Produce(2);
+  EXPECT_THAT(channels.TakeBlocks(), ElementsAre(4));
+}
+
+// A driver that has begun again tells so by its counter, or its reads fail.
+TEST_F(AcquisitionTest, ADriverThatBeginsAgainIsStartedAgain) {
+  ASSERT_EQ(acquisition->InitAcquisition(), 0);
+  for (const bool in_test : {false, true}) {
+    for (const bool by_reads : {false, true}) {
+      SCOPED_TRACE(testing::Message() << "test " << in_test << ", reads fail " << by_reads);
+      ghmp->testStart = in_test;
+      ghmp->ClearErrorCodes();
+      channels.restarts = 0;
+      Start();
+      driver.Produce(5);
+      driver.AwaitIdle();
+      channels.TakeBlocks();
+      driver.Restart(by_reads);
+      if (by_reads) {
+        ASSERT_TRUE(machine.clock.AwaitBlocked(2)) << "it does not spin";
+        machine.clock.Advance(std::chrono::milliseconds(100));
+      }
+      driver.AwaitSampling();
+      EXPECT_EQ(driver.block_bytes, 8192U);
+      driver.Produce(2);
+      driver.AwaitIdle();
+      EXPECT_THAT(channels.TakeBlocks(), ElementsAre(1, 2));
+      EXPECT_EQ(channels.torn, 0) << "the ring is the new one";
+      EXPECT_EQ(channels.restarts, in_test ? 1 : 0);
+      EXPECT_EQ(ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MOS_ACQSTOP), !in_test);
+      EXPECT_EQ(acquisition->StopAcquisition(), 0);
+      driver.AwaitUnread();
+    }
+  }
+  ghmp->testStart = false;
+}
+
+TEST_F(AcquisitionTest, AStreamThatStandsStillInATestIsTold) {
+  using std::chrono::milliseconds;
+  ASSERT_EQ(acquisition->InitAcquisition(), 0);
+  Start();
+  driver.Produce(1);
   driver.AwaitIdle();
-  EXPECT_THAT(channels.TakeBlocks(), ElementsAre(2, 3));
+  const auto pass = [&](int ticks) {
+    for (int i = 0; i < ticks; ++i) {
+      machine.clock.Advance(milliseconds(100));
+      // until the watch has looked
+      while (machine.clock.NextDeadline().value_or(machine.clock.Monotonic()) <=
+             machine.clock.Monotonic()) {
+        std::this_thread::yield();
+      }
+    }
+  };
+  pass(20);
+  EXPECT_EQ(channels.standstills, 0) << "no test wants samples";
+  ghmp->testStart = true;
+  ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
+  pass(20);
+  EXPECT_EQ(channels.standstills, 0) << "the clock changes";
+  ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
+  pass(8);
+  EXPECT_EQ(channels.standstills, 0);
+  pass(5);
+  EXPECT_EQ(channels.standstills, 1);
+  EXPECT_FALSE(ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MOS_ACQSTOP));
+  const int resets = channels.resets;
+  driver.Produce(1);
+  driver.AwaitIdle();
+  EXPECT_EQ(channels.resets, resets + 1) << "the sums begin again";
+  EXPECT_THAT(channels.TakeBlocks(), ElementsAre(1, 2));
+  pass(15);
+  EXPECT_EQ(channels.standstills, 2);
+  ghmp->testStart = false;
 }
 
 TEST_F(AcquisitionTest, AResetRequestIsServedAtTheNewestBlockAndKeepsBlocksFromTheFilters) {
@@ -223,21 +312,6 @@ TEST_F(AcquisitionTest, AnOverrunIsToldOnceAndCleared) {
   EXPECT_FALSE(ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MOS_ACQ_OVERFLOW));
   EXPECT_EQ(driver.overflows, 0);
   EXPECT_THAT(channels.TakeBlocks(), ElementsAre(1, 2));
-}
-
-TEST_F(AcquisitionTest, ADriverThatFailsIsAskedAgain) {
-  ASSERT_EQ(acquisition->InitAcquisition(), 0);
-  driver.read_fails = true;
-  Start();
-  ASSERT_TRUE(machine.clock.AwaitBlocked(1)) << "it does not spin";
-  {
-    const std::lock_guard lock(driver.mutex);
-    driver.read_fails = false;
-  }
-  machine.clock.Advance(std::chrono::seconds(1));
-  driver.Produce(1);
-  driver.AwaitIdle();
-  EXPECT_THAT(channels.TakeBlocks(), ElementsAre(1));
 }
 
 TEST_F(AcquisitionTest, WithoutARingNothingStarts) {

@@ -36,7 +36,7 @@ TEST_P(CorrelatorKernelTest, ProductsAndSums) {
   const struct {
     int pairs;
     double rate;
-    long first;
+    std::int64_t first;
   } cases[] = {{1, 0.4, 0},          {2, 0.4, 5},           {3, 0.012, 77},
                {16, 0.39, 48},       {127, 0.1, 900},       {129, 6e-6, 100000},
                {300, 0.012, 400000}, {130, 0.39, 21509231}, {20, 0.4, 2100000000}};
@@ -86,7 +86,7 @@ TEST_P(CorrelatorKernelTest, SumsSquaresAndBits) {
   for (const int pairs : {1, 2, 3, 7, 16, 1023, 1024}) {
     SCOPED_TRACE(pairs);
     const std::vector<int> words = Words(pairs);
-    const long average[2] = {-5, 1234567};
+    const int average[2] = {-5, 1234567};
     double squares[2];
     GetParam().squares(words.data(), pairs, average, squares);
     for (int ch = 0; ch < 2; ++ch) {

@@ -45,7 +45,6 @@ class CorrelatorTest : public acquisition_test::AcquisitionTest {
   static constexpr int kPairs = 1024;
 
   CorrelatorTest() {
-    data.sourcemode = Msg::externalVoltageSourceE;  // magnitudes stay sample counts
     data.ChangeConsumerFlag(false, ~0U);
     data.SetFrequency(60);
     data.testStart = true;  // without a test a reset, also the fast filter's own, clears phasors
@@ -62,9 +61,17 @@ class CorrelatorTest : public acquisition_test::AcquisitionTest {
       filters.fast->updateF(words.data() + at, n);
     }
   }
-  static std::array<phasortoo_t, 2> Phasors(const std::unique_ptr<SineCorrelator>& filter) {
+  static std::array<phasortoo_t, 2> Scaled(const std::unique_ptr<SineCorrelator>& filter) {
     std::array<phasortoo_t, 2> phasors{};
     filter->GetPhasors(phasors.data());
+    return phasors;
+  }
+  /// With magnitudes in sample counts.
+  static std::array<phasortoo_t, 2> Phasors(const std::unique_ptr<SineCorrelator>& filter) {
+    auto phasors = Scaled(filter);
+    for (const int ch : {0, 1}) {
+      phasors[ch].mag /= static_cast<double>(filter->GetRange(ch)->ScalingFactor);
+    }
     return phasors;
   }
 };
@@ -164,7 +171,7 @@ TEST_F(CorrelatorTest, WindowsAndTheConsumerFlag) {
   EXPECT_NEAR(mags().second, 3 * rms, 2);
   acquisition::electricalresults_t r{};
   acquisition::elec::GetElec().GetResults(2, &r);
-  EXPECT_EQ(r.mag[0], mags().second);
+  EXPECT_EQ(r.mag[0], Scaled(filters.fast)[0].mag);
 
   data.ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   Feed(filters, Words(small, 512, 1024));
@@ -208,6 +215,32 @@ TEST_F(CorrelatorTest, FiguresOfABlock) {
   EXPECT_EQ(channels.channels[1].figures.min_sample, 0);
   EXPECT_EQ(channels.channels[1].figures.max_sample, 100);
   EXPECT_EQ(channels.channels[1].figures.max_amplitude, 50);
+
+  // a sum of them needs more than 32 bits
+  filters.slow->reset(0);
+  filters.slow->update(std::vector<int>(2 * kPairs, 0x7FFFFF00).data(), kPairs);
+  EXPECT_EQ(figures.avg_sample, 0x7FFFFF);
+  EXPECT_EQ(figures.variance, 0);
+  filters.slow->StoreOffsetPhasors();
+  phasortoo_t offsets[2]{};
+  filters.slow->GetOffsetPhasors(offsets);
+  EXPECT_DOUBLE_EQ(offsets[0].mag, 0x7FFFFF * double{filters.slow->GetRange(0)->ScalingFactor});
+}
+
+// Neither the reference nor what it costs depends on the time since the reset.
+TEST_F(CorrelatorTest, EachCycleIsAsTheFirst) {
+  for (const long spc : {16L, 512L, 4096L}) {
+    auto filters = Make(spc);
+    const auto words = Words({{7e6, 3e6}, {1, 4}}, spc, std::max<long>(spc, kPairs));
+    Feed(filters, words);
+    const auto first = Phasors(filters.fast);
+    for (int i = 0; i < 500; ++i) Feed(filters, words);
+    const auto last = Phasors(filters.fast);
+    for (const int ch : {0, 1}) {
+      EXPECT_EQ(first[ch].phase, last[ch].phase) << spc;
+      EXPECT_EQ(first[ch].mag, last[ch].mag) << spc;
+    }
+  }
 }
 
 TEST_F(CorrelatorTest, VoltsAndAmps) {
@@ -226,7 +259,8 @@ TEST_F(CorrelatorTest, VoltsAndAmps) {
       {Msg::internalHVVoltageSourceE, 1, Msg::AC_Volt, Msg::ACDC_Current, {amp, 3 * volt}},
       {Msg::internalLVVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {volt, amp}},
       {Msg::internalACCurrentSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {volt, amp}},
-      {Msg::externalVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {1, 1}},
+      {Msg::externalVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {volt, amp}},
+      {Msg::externalCurrentSourceE, 1, Msg::AC_Volt, Msg::ACDC_Current, {amp, volt}},
   };
   for (const auto& c : cases) {
     data.sourcemode = static_cast<short>(c.source);
@@ -235,7 +269,7 @@ TEST_F(CorrelatorTest, VoltsAndAmps) {
     auto filters = acquisition::CreateFilters({kPairs, 12500000, 32, 256, 256, c.swapped});
     Feed(filters, Words(tone, 256, 1024));  // once a cycle, not again and again
     for (const int ch : {0, 1}) {
-      EXPECT_NEAR(Phasors(filters.slow)[ch].mag / (rms[ch] * c.scale[ch]), 1, 1e-5);
+      EXPECT_NEAR(Scaled(filters.slow)[ch].mag / (rms[ch] * c.scale[ch]), 1, 1e-5);
     }
   }
   EXPECT_TRUE(ListOf(data).empty());
@@ -254,7 +288,7 @@ TEST_F(CorrelatorTest, VoltsAndAmps) {
 TEST_F(CorrelatorTest, DcAverages) {
   data.sourcemode = Msg::internalDCLVVoltageSourceE;
   auto filters = Make(512);
-  const auto average = [&](long counts) {
+  const auto average = [&](int counts) {
     channels.channels[0].figures.avg_sample = counts;
     filters.slow->updateDC();
     phasortoo_t averages[2]{};
@@ -314,7 +348,7 @@ TEST_F(CorrelatorTest, AgeAndTheResetOfAVerySlowTest) {
   EXPECT_NEAR(Phasors(filters.fast)[1].mag, 1e6 / std::numbers::sqrt2, 2);
 }
 
-TEST_F(CorrelatorTest, ResetsAndReadersMeetTheProducer) {
+TEST_F(CorrelatorTest, RequestsAndReadersMeetTheProducer) {
   auto filters = Make(64);
   const auto words = Words({{1e6, 2e6}, {0, 0}}, 64, kPairs);
   std::atomic<bool> done{false};
@@ -327,17 +361,20 @@ TEST_F(CorrelatorTest, ResetsAndReadersMeetTheProducer) {
       acquisition::electricalresults_t r{};
       acquisition::elec::GetElec().GetResults(1, &r);
       filters.slow->GetSettleTime();
-      filters.slow->reset(0);
+      acquisition::SetResetRequest(acquisition::kResetNow);
       filters.fast->SetScaleFactors(0, Msg::AC_Volt, 1);
-      filters.fast->Reinit(64, 64);
     }
   });
   for (int i = 0; i < 200; ++i) {
     Feed(filters, words);
     filters.slow->updateDC();
+    if (!acquisition::ReplaceResetRequest(acquisition::kResetNow, acquisition::kNoReset)) continue;
+    filters.slow->reset(0);
+    filters.fast->reset(0);
   }
   done = true;
   other.join();
+  acquisition::SetResetRequest(acquisition::kNoReset);
 }
 
 }  // namespace

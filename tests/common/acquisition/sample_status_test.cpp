@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "common/log/logger_mgr.h"
+#include "tests/common/acquisition/acquisition_bench.h"
 
 namespace {
 
@@ -54,6 +55,7 @@ TEST(SampleStatus, OneBadSampleIsAGlitchTwoCount) {
   Logger::logger_mgr::SetModuleLevel(Logger::acquisitionL, Logger::kDebug);
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.first) + " " + c.second);
+    acquisition_test::TestChannels channels;
     std::vector<int> words;
     for (int i = 0; c.first[i] != 0; ++i) {
       words.push_back(-0x12345600 | StatusOf(c.first[i]) | i);
@@ -62,6 +64,8 @@ TEST(SampleStatus, OneBadSampleIsAGlitchTwoCount) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(CheckFaultAndOverRangeStatusBits(words.data(), static_cast<int>(words.size() / 2)),
               c.result);
+    const bool asked = channels.channels[0].cpld_requests + channels.channels[1].cpld_requests > 0;
+    EXPECT_EQ(asked, c.result != 0);
     std::string log = testing::internal::GetCapturedStderr();
     for (std::size_t at = 0; (at = log.find('.', at)) != std::string::npos; ++at) {
       const std::size_t end = log.find_first_not_of("0123456789", at + 1);

@@ -8,7 +8,9 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/fpga_driver.h"
 #include "simulator/shared_memory.h"
@@ -69,6 +71,23 @@ class ScriptedDriver final : public platform::BareInstrument {
     changed.wait(lock, [this] { return counters.empty() && waiting; });
   }
 
+  /// As a driver that was loaded again: its counter is at 0 and it samples no more. With `fails`
+  /// the next read fails.
+  void Restart(bool fails) {
+    const std::lock_guard lock(mutex);
+    sampling = false;
+    counters.clear();
+    counter = 0;
+    block_bytes = 0;
+    read_fails = fails;
+    ring.emplace("ring", Dev::kSampleRingBytes);
+    changed.notify_all();
+  }
+  void AwaitSampling() {
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [this] { return sampling; });
+  }
+
   /// Until the producer has left the read of a stream that has stopped, so that it cannot take the
   /// first report of the next one.
   void AwaitUnread() {
@@ -93,7 +112,7 @@ class ScriptedDriver final : public platform::BareInstrument {
     const std::size_t offset = counter * 4096UL % Dev::kSampleRingBytes;
     counter += kTestPages;
     const int word = static_cast<int>(counter / kTestPages) << 8;
-    auto* words = reinterpret_cast<int*>(ring.Data().data() + offset);
+    auto* words = reinterpret_cast<int*>(ring->Data().data() + offset);
     std::fill_n(words, kTestBlockWords, word);
   }
 
@@ -102,13 +121,13 @@ class ScriptedDriver final : public platform::BareInstrument {
     explicit Device(ScriptedDriver& driver) : driver_(driver) {}
     ssize_t Read(void* data, size_t size) override {
       std::unique_lock lock(driver_.mutex);
-      if (driver_.read_fails) return -EIO;
       driver_.waiting = true;
       driver_.changed.notify_all();
       driver_.changed.wait_for(lock, std::chrono::milliseconds(20),
                                [this] { return !driver_.counters.empty() || !driver_.sampling; });
       driver_.waiting = false;
       driver_.changed.notify_all();
+      if (std::exchange(driver_.read_fails, false)) return -EIO;
       Dev::FpgaCmd command{};
       std::memcpy(&command, data, sizeof command);
       if (driver_.counters.empty() && driver_.sampling) return -EAGAIN;
@@ -140,7 +159,7 @@ class ScriptedDriver final : public platform::BareInstrument {
     }
     int Map(size_t length, off_t) override {
       if (driver_.map_fails) return -ENOMEM;
-      return length == Dev::kSampleRingBytes ? driver_.ring.Descriptor() : -EINVAL;
+      return length == Dev::kSampleRingBytes ? driver_.ring->Descriptor() : -EINVAL;
     }
 
    private:
@@ -163,7 +182,7 @@ class ScriptedDriver final : public platform::BareInstrument {
     const std::string path_;
   };
 
-  simulator::SharedMemory ring{"ring", Dev::kSampleRingBytes};
+  std::optional<simulator::SharedMemory> ring{std::in_place, "ring", Dev::kSampleRingBytes};
 };
 
 }  // namespace acquisition

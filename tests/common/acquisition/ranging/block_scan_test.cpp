@@ -87,8 +87,8 @@ TEST(BlockScan, OneBitAnywhere) {
       ASSERT_EQ(IsCleanBlock(block), !bad_sequence && bit < 6);
       const BlockScan scan = ScanBlock(block, false);
       ASSERT_EQ(scan.bad_sequence, bad_sequence);
-      ASSERT_EQ(scan.results[second].status.w != 0, bit >= 6);
-      ASSERT_EQ(scan.results[!second].status.w, 0U);
+      ASSERT_EQ(scan.results[second].status.Word() != 0, bit >= 6);
+      ASSERT_EQ(scan.results[!second].status.Word(), 0U);
     }
   }
 }

@@ -1,0 +1,50 @@
+// Whether a channel's result is made of good samples only.
+//
+// A cause spoils it: samples over range, a stream that stands still. From then on the status word
+// carries the bits of that cause. They go off together once the correlators have stored a result of
+// which every sample came after the last cause, at the earliest after a whole cycle.
+//
+// Threads: any.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+namespace AcquisitionSystem {
+
+class ResultGuard {
+ public:
+  /// What the correlators hold since their last reset.
+  struct Sums {
+    std::int64_t pairs = 0;
+    bool has_result = true;  ///< of a whole cycle
+  };
+
+  /// The status word carries `bits` until good samples have made a result.
+  void Spoil(unsigned short bits);
+  /// It carries them until BeginTest.
+  void SpoilTest(unsigned short bits) { test_bits_ = bits; }
+  void BeginTest() { test_bits_ = 0; }
+
+  /// The correlators have taken a block of good samples; a cycle spans `blocks` of them. True when
+  /// the sums still contain samples from before, so that they have to begin again.
+  bool TakeGood(int pairs, int blocks, const Sums& sums);
+  /// The correlators have taken a block with bad samples. Blocks since the result was good.
+  int TakeBad();
+  /// Samples that nobody keeps a result of: those that the guard waits for are still to come.
+  void Restart();
+
+  bool IsSpoilt() const { return word_ != 0; }
+  std::uint16_t Word() const { return static_cast<std::uint16_t>(word_ | test_bits_); }
+
+ private:
+  std::atomic<std::uint16_t> word_{0};
+  std::atomic<std::uint16_t> test_bits_{0};
+  std::mutex mutex_;  ///< guards the fields below and changes of word_
+  std::int64_t good_pairs_ = 0;
+  int good_blocks_ = 0;
+  int spoilt_blocks_ = 0;
+};
+
+}  // namespace AcquisitionSystem

@@ -1,0 +1,91 @@
+#include "common/acquisition/stream_watch.h"
+
+#include <algorithm>
+
+#include "common/acquisition/sample_channel.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/hmp_data.h"
+#include "common/msg/major_codes.h"
+#include "platform/backend.h"
+
+namespace acquisition {
+
+using Logger::acquisitionL;
+using Logger::logger_mgr;
+using Msg::ghmp;
+using platform::Machine;
+using platform::Nanoseconds;
+
+namespace {
+
+constexpr Nanoseconds kTick = std::chrono::milliseconds(100);
+constexpr Nanoseconds kLongestWait = std::chrono::seconds(1);
+constexpr double kBlocksMissing = 3;
+
+}  // namespace
+
+StreamWatch::~StreamWatch() {
+  {
+    const std::lock_guard lock(mutex_);
+    ended_ = true;
+  }
+  wake_.notify_all();
+  if (thread_.joinable()) thread_.join();
+}
+
+void StreamWatch::Start() {
+  thread_ = std::thread([this] { Run(); });
+}
+
+void StreamWatch::Waits() {
+  if (waiting_since_.load() == kNotWaiting) waiting_since_ = Machine().Clock().Monotonic();
+}
+
+bool StreamWatch::BlockCame() {
+  waiting_since_ = kNotWaiting;
+  return stands_still_.exchange(false);
+}
+
+void StreamWatch::Run() {
+  platform::Clock& clock = Machine().Clock();
+  std::unique_lock lock(mutex_);
+  while (!ended_) {
+    clock.WaitUntil(wake_, lock, clock.Monotonic() + kTick);
+    if (!ended_) Look();
+  }
+}
+
+// While parameters change the clock may stand for a moment.
+bool StreamWatch::IsWanted() { return ghmp->testStart && !ghmp->GetConsumerFlag(); }
+
+// In a very slow test a block may take more than a second, though never more than a cycle.
+Nanoseconds StreamWatch::Limit() const {
+  const double rate = static_cast<double>(ghmp->GetFrequency()) * ghmp->samplespercyc;
+  if (!(rate > 0)) return kLongestWait;
+  const std::chrono::duration<double> blocks(kBlocksMissing * pairs_ / rate);
+  return std::max(kLongestWait, std::chrono::duration_cast<Nanoseconds>(blocks));
+}
+
+void StreamWatch::Look() {
+  const Nanoseconds now = Machine().Clock().Monotonic();
+  if (!IsWanted()) wanted_since_ = now;
+  const Nanoseconds waiting_since = waiting_since_;
+  if (waiting_since == kNotWaiting || stands_still_) return;
+  const Nanoseconds waited = now - std::max(waiting_since, wanted_since_);
+  if (waited >= Limit()) Report(waited);
+}
+
+void StreamWatch::Report(Nanoseconds waited) {
+  stands_still_ = true;
+  if (SampleChannels* channels = GetSampleChannels()) channels->stream_stands_still();
+  logger_mgr::print(acquisitionL, Logger::kError, 0, "%s.%d: no samples for %.1f s\n",
+                    "StreamWatch", __LINE__, std::chrono::duration<double>(waited).count());
+  RaiseStop();
+}
+
+void StreamWatch::RaiseStop() {
+  const short code = ghmp->IsMeasModule() ? Msg::NAK_MCODE_MOS_ACQSTOP : Msg::NAK_MCODE_SOS_ACQSTOP;
+  if (ghmp->IsErrorCodeNew(code)) ghmp->SetErrorCode(code);
+}
+
+}  // namespace acquisition

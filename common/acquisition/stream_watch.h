@@ -1,0 +1,56 @@
+// Watches that blocks keep coming while a test runs.
+//
+// What counts is how long the producer has waited for the driver, not how long it has worked on a
+// block: a slow disk is no stream that stands still.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "platform/clock.h"
+
+namespace acquisition {
+
+class StreamWatch {
+ public:
+  ~StreamWatch();
+  /// Starts the thread.
+  void Start();
+  /// Blocks are of `pairs` pairs from now on.
+  void Begin(int pairs) { pairs_ = pairs; }
+
+  // --- The producer ---
+
+  /// It waits for a new block from now on, if it does not already.
+  void Waits();
+  /// A new block has come. True when the stream was found to stand still before it.
+  bool BlockCame();
+  /// The error word for a stream that has stopped.
+  static void RaiseStop();
+  /// Sampling has ended: nothing is waited for.
+  void Rest() { BlockCame(); }
+
+ private:
+  void Run();
+  void Look();
+  /// A test wants samples.
+  static bool IsWanted();
+  platform::Nanoseconds Limit() const;
+  void Report(platform::Nanoseconds waited);
+
+  static constexpr platform::Nanoseconds kNotWaiting{-1};
+
+  std::atomic<platform::Nanoseconds> waiting_since_{kNotWaiting};  ///< monotonic
+  std::atomic<bool> stands_still_{false};
+  std::atomic<int> pairs_{0};
+  platform::Nanoseconds wanted_since_{0};  ///< of the thread
+
+  std::mutex mutex_;  ///< guards ended_
+  std::condition_variable wake_;
+  bool ended_ = false;
+  std::thread thread_;
+};
+
+}  // namespace acquisition
