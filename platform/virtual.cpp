@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "platform/ioctl_table.h"
 #include "platform/log_hook.h"
@@ -101,6 +102,7 @@ class VirtualBackend::RemoteDevice final : public Device {
   // The same for the reading connection: read_mutex_ is held.
   int ReadRequest(size_t size, std::span<const std::byte> record, wire::Packet& reply);
   int EnsureAttached();
+  bool IsNewStream();
   void DisconnectReader();
 
   int CurrentToken(std::int64_t& token);
@@ -119,9 +121,11 @@ class VirtualBackend::RemoteDevice final : public Device {
   UniqueFd main_;             ///< its number never changes
   bool open_ = false;
   std::int64_t token_ = 0;
+  std::atomic<unsigned> opened_{0};  ///< how often
 
   // A read that waits must not hold up the other requests, so it has a connection of its own.
   std::mutex read_mutex_;           ///< guards the fields below; taken before request_mutex_
+  unsigned read_of_ = 0;            ///< the opening that the latest read belongs to
   std::mutex reader_number_mutex_;  ///< lets Shutdown reach reader_ while a read waits
   UniqueFd reader_;
 };
@@ -156,6 +160,7 @@ int VirtualBackend::RemoteDevice::EnsureOpen() {
   }
   token_ = token;
   open_ = true;
+  ++opened_;
   complained_ = false;
   return 0;
 }
@@ -257,6 +262,12 @@ int VirtualBackend::RemoteDevice::EnsureAttached() {
   return 0;
 }
 
+// Who reads a stream has to start it on the new file, so that its first read there fails.
+bool VirtualBackend::RemoteDevice::IsNewStream() {
+  const unsigned before = std::exchange(read_of_, opened_);
+  return before != 0 && before != read_of_ && read_record_bytes_ != 0;
+}
+
 void VirtualBackend::RemoteDevice::DisconnectReader() {
   const std::lock_guard lock(reader_number_mutex_);
   reader_.Reset();
@@ -266,6 +277,7 @@ int VirtualBackend::RemoteDevice::ReadRequest(size_t size, std::span<const std::
                                               wire::Packet& reply) {
   for (bool retried = false;; retried = true) {
     if (const int error = EnsureAttached()) return error;
+    if (IsNewStream()) return EIO;
     const auto wanted = static_cast<std::int64_t>(std::min(size, wire::kMaxData));
     const wire::Header header{.op = wire::Op::kRead, .sequence = ++sequence_, .value = wanted};
     const Outcome outcome = Exchange(reader_.Get(), server_.silence, header, record, reply);

@@ -5,7 +5,8 @@
 // device when the daemon dies. When q5sim dies, operations fail with EIO and then ENODEV, with one
 // log line; when it runs again, the next operation reopens the device behind the same descriptor.
 // The new device file starts afresh: what an ioctl had set on the old one is gone, as after a reset
-// of the board.
+// of the board. A read of the FPGA's sample stream that finds a new file fails once with EIO, since
+// the stream has to be started again.
 #pragma once
 
 #include <atomic>

@@ -184,6 +184,22 @@ TEST_F(VirtualBackendTest, DeviceComesBackWithItsServer) {
   server_.reset();
   StartServer();
   EXPECT_EQ(ReadRegister(fd, 4), 12);
+
+  // but for whoever reads a stream, also when another request has opened the device again
+  const int fpga = backend_.Open(Dev::kFpgaDevicePath, O_RDWR, 0);
+  Dev::FpgaCmd command{Dev::FPGA_REG, 1, 0, 0, 0};
+  for (const bool request_first : {false, true}) {
+    instrument_.Provide("z");
+    EXPECT_EQ(backend_.Read(fpga, &command, sizeof command), 1);
+    server_.reset();
+    StartServer();
+    if (request_first) backend_.Ioctl(fpga, Dev::Q5FPGA_CMD_RD, &command);
+    instrument_.Provide("z");
+    EXPECT_EQ(backend_.Read(fpga, &command, sizeof command), -1);
+    EXPECT_EQ(errno, EIO);
+  }
+  EXPECT_EQ(backend_.Read(fpga, &command, sizeof command), 1);
+  backend_.Close(fpga);
   EXPECT_THAT(TakeLog(), testing::IsEmpty());
   backend_.Close(fd);
 }
