@@ -13,6 +13,7 @@
 #include "common/msg/hmp_data.h"
 #include "common/signalh/sample_rate.h"
 #include "platform/backend.h"
+#include "platform/device_fd.h"
 #include "platform/fpga_driver.h"
 
 namespace acquisition {
@@ -30,38 +31,19 @@ namespace {
 constexpr const char* kScratchFiles[] = {"/var/volatile/cap1_p1.txt", "./Accreset.cmd",
                                          "./reset_filter.cmd"};
 
-/// The device opened for the stop alone.
-class StopDevice {
- public:
-  StopDevice() : fd_(Machine().Open(Dev::kFpgaDevicePath, O_RDONLY)) {}
-  ~StopDevice() {
-    if (fd_ >= 0) Machine().Close(fd_);
-  }
-  StopDevice(const StopDevice&) = delete;
-  StopDevice& operator=(const StopDevice&) = delete;
-
-  bool IsOpen() const { return fd_ >= 0; }
-  /// 0 or errno.
-  int Stop() const;
-
- private:
-  const int fd_;
-};
-
-int StopDevice::Stop() const {
+/// 0 or errno. `fd` is the device, opened for the stop alone.
+int StopSampling(int fd) {
   std::uint32_t value = 0;
-  if (SampleStream::Request(fd_, Dev::Q5FPGA_CMD_RD, Dev::Q5FPGA_A2D_CTRL, value) < 0) {
+  if (SampleStream::Request(fd, Dev::Q5FPGA_CMD_RD, Dev::Q5FPGA_A2D_CTRL, value) < 0) {
     logger_mgr::print(acquisitionL, kError, 0, "ioctl2 RD error\n");
   } else if (value != 0) {
     logger_mgr::print(acquisitionL, kInfo, 0, "value = %x\n", value);
   }
   value = 0;
-  if (SampleStream::Request(fd_, Dev::Q5FPGA_CMD_STOP_ACQUISITION, Dev::Q5FPGA_A2D_CTRL, value) >=
-      0) {
-    return 0;
-  }
-  const int error = errno;
-  logger_mgr::print(acquisitionL, kError, 0, "ioctl2 WR error\n");
+  const int result =
+      SampleStream::Request(fd, Dev::Q5FPGA_CMD_STOP_ACQUISITION, Dev::Q5FPGA_A2D_CTRL, value);
+  const int error = result < 0 ? errno : 0;
+  if (error != 0) logger_mgr::print(acquisitionL, kError, 0, "ioctl2 WR error\n");
   return error;
 }
 
@@ -157,13 +139,13 @@ int Acquisition::StopAcquisition() {
   logger_mgr::print(acquisitionL, kInfo, 0, "STOP ACQUISITION STARTED  consumed %d samples%d\n",
                     counts_.GetConsumerBlockCount(), counts_.GetSampleBlockCount());
   producer_.Halt();
-  const StopDevice device;
-  if (!device.IsOpen()) {
+  const platform::DeviceFd device(Dev::kFpgaDevicePath, O_RDONLY);
+  if (!device) {
     logger_mgr::print(acquisitionL, kError, 0, "device open error in stop %sn",
                       Dev::kFpgaDevicePath);
     return 1;
   }
-  if (const int error = device.Stop()) return error;
+  if (const int error = StopSampling(device.Get())) return error;
   EndRun();
   logger_mgr::print(acquisitionL, kInfo, 0, "STOP ACQUISITION ENDED\n");
   return 0;

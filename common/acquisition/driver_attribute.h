@@ -3,6 +3,8 @@
 
 #include <array>
 
+#include "platform/device_fd.h"
+
 namespace acquisition {
 
 inline constexpr char kOverflowPath[] = "/sys/fpgaattr/overflow_underflow";
@@ -15,11 +17,6 @@ inline constexpr char kClearOverflow[] = "echo 0 >/sys/fpgaattr/overflow_underfl
 /// Threads: one at a time.
 class DriverAttribute {
  public:
-  DriverAttribute() = default;
-  DriverAttribute(const DriverAttribute&) = delete;
-  DriverAttribute& operator=(const DriverAttribute&) = delete;
-  ~DriverAttribute();
-
   /// False, with errno set, when it cannot be opened.
   bool Open(const char* path);
   /// Its text now, without the line end; empty when it cannot be read. Valid until the next call.
@@ -28,7 +25,7 @@ class DriverAttribute {
   unsigned long ReadHex();
 
  private:
-  int fd_ = -1;
+  platform::DeviceFd fd_;
   std::array<char, 31> text_{};
 };
 

@@ -18,7 +18,6 @@ void SamplePool::Begin(std::size_t block_bytes) {
   block_bytes_ = block_bytes;
   in_chunk_ = 0;
   g_mempoolindex = 0;
-  latest_ = nullptr;
   pages_ = 0;
 }
 
@@ -27,7 +26,6 @@ int* SamplePool::Next() {
 }
 
 bool SamplePool::Published() {
-  latest_ = Next();
   pages_.fetch_add(block_bytes_ / kPageBytes, std::memory_order_release);
   if (++in_chunk_ < BlocksPerChunk()) return false;
   in_chunk_ = 0;

@@ -32,8 +32,6 @@ class SamplePool {
   std::size_t BlocksPerChunk() const { return kChunkBytes / block_bytes_; }
   /// The chunk of the next block.
   std::size_t GetPoolIndex() const { return g_mempoolindex; }
-  /// The latest block; null before the first one.
-  const int* GetPoolPtr() const { return latest_; }
 
   /// Pages of kPageBytes published since Begin.
   std::uint64_t Pages() const { return pages_.load(std::memory_order_acquire); }
@@ -47,7 +45,6 @@ class SamplePool {
   std::size_t block_bytes_ = 8192;
   std::size_t in_chunk_ = 0;  ///< blocks of the present chunk that are filled
   std::atomic<std::size_t> g_mempoolindex{0};
-  std::atomic<const int*> latest_{nullptr};
   std::atomic<std::uint64_t> pages_{0};
 };
 

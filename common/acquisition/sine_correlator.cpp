@@ -50,11 +50,9 @@ SineCorrelator::SineCorrelator(int filtertype, int resetCount, double refFrequen
 
 // --- Settings ---
 
-void SineCorrelator::set_frequencies(double refFrequency, long divider,
-                                     std::int64_t samplesPerCycle) {
+void SineCorrelator::set_frequencies(double, long divider, std::int64_t samplesPerCycle) {
   const double signal_freq = ghmp->GetFrequency();
   const std::lock_guard lock(updatelock);
-  _ref_freq = refFrequency;
   _signal_freq = signal_freq;
   _samples_per_cycle = samplesPerCycle;
   _sample_freq = signal_freq * static_cast<double>(samplesPerCycle);

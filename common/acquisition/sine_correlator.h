@@ -37,8 +37,8 @@ class SineCorrelator {
   static constexpr int kMovingAverage = 90;  ///< blocks
 
   /// `filtertype` kSlow or kFast. `resetCount`: pairs to a reset of its own, 0 for never, below 0
-  /// for 8192. `refFrequency` (Hz) and `divider` are told in the log only. `swapChannels` 1: the
-  /// voltage is on channel 2.
+  /// for 8192. `refFrequency` (Hz) has no effect, `divider` is told in the log only. `swapChannels`
+  /// 1: the voltage is on channel 2.
   SineCorrelator(int filtertype, int resetCount, double refFrequency, long divider,
                  std::int64_t samplesPerCycle, int swapChannels);
   virtual ~SineCorrelator() = default;
@@ -184,7 +184,6 @@ class SineCorrelator {
 
   const int _filtertype;
   const int _swapchannels;
-  double _ref_freq = 0;     ///< Hz
   double _sample_freq = 0;  ///< Hz
   std::atomic<double> _signal_freq{0};
   std::int64_t _samples_per_cycle = 0;

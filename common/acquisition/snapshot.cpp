@@ -27,7 +27,7 @@ constexpr char kScratchPath[] = "/var/volatile/snapshot_temp.txt";
 constexpr char kTextHeading[] = "   CH1DEC       CH2DEC       CH1HEX     CH2HEX\n";
 constexpr std::size_t kLongestCommand = 512;
 constexpr off_t kScratchLimit = 0x800000;
-constexpr long kZeroPairsLimit = 10;
+constexpr std::int64_t kZeroPairsLimit = 10;
 /// A snapshot that falls further behind would read pages that are being written again.
 constexpr std::uint64_t kMostBehind = SamplePool::kPages * 3 / 4;
 
@@ -147,9 +147,9 @@ void Snapshot::Capture(const SnapshotCommand& command, std::uint64_t page) {
   // binary captures are two pages long
   const std::uint64_t step = command.format == 0 ? 1 : 2;
   page += page % step;
-  long progress = 0;
+  std::int64_t progress = 0;
   while (progress < command.samples && AwaitPages(page + step)) {
-    const long written = CaptureToFile(command, page, command.samples - progress);
+    const std::int64_t written = CaptureToFile(command, page, command.samples - progress);
     if (written <= 0) {
       logger_mgr::print(acquisitionL, kError, 0, "%s: %s cannot be written: %m\n", "RunSnapshot",
                         kScratchPath);
@@ -161,17 +161,18 @@ void Snapshot::Capture(const SnapshotCommand& command, std::uint64_t page) {
   }
 }
 
-long Snapshot::CaptureToFile(const SnapshotCommand& command, std::uint64_t page, long wanted) {
+std::int64_t Snapshot::CaptureToFile(const SnapshotCommand& command, std::uint64_t page,
+                                     std::int64_t wanted) {
   const int* words = pool_.Page(page);
   if (command.format == 0) return WriteLines(words, command.rate, wanted);
   if (WaveformCapture(scratch_.Get(), words, nullptr, command.rate) != 0) return -1;
-  constexpr long kPairs = kCaptureBytes / kPairBytes;
+  constexpr std::int64_t kPairs = kCaptureBytes / kPairBytes;
   return command.rate < kPairs ? kPairs / command.rate : 1;
 }
 
-long Snapshot::WriteLines(const int* words, int rate, long wanted) {
+std::int64_t Snapshot::WriteLines(const int* words, int rate, std::int64_t wanted) {
   std::string text;
-  long lines = 0;
+  std::int64_t lines = 0;
   for (std::size_t pair = 0; pair < kPagePairs && lines < wanted;
        pair += static_cast<std::size_t>(rate), ++lines) {
     const int first = words[2 * pair];

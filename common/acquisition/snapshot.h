@@ -46,8 +46,9 @@ class Snapshot {
   /// Waits until the pool has pages up to `end`. False when the snapshot is to end.
   bool AwaitPages(std::uint64_t end);
   /// Lines or pairs written. `page` is the pool's; `wanted` is what is still to come.
-  long CaptureToFile(const SnapshotCommand& command, std::uint64_t page, long wanted);
-  long WriteLines(const int* words, int rate, long wanted);
+  std::int64_t CaptureToFile(const SnapshotCommand& command, std::uint64_t page,
+                             std::int64_t wanted);
+  std::int64_t WriteLines(const int* words, int rate, std::int64_t wanted);
   bool MoveToOutput(const SnapshotCommand& command);
   void MoveIfLarge(const SnapshotCommand& command);
   static void Send(const SnapshotCommand& command);
@@ -55,7 +56,7 @@ class Snapshot {
   const SamplePool& pool_;
   platform::UniqueFd command_file_;
   platform::UniqueFd scratch_;
-  long zero_pairs_ = 0;  ///< of the snapshot under way
+  std::int64_t zero_pairs_ = 0;  ///< of the snapshot under way
 
   std::mutex g_smutex;  ///< guards the fields below
   std::condition_variable g_triggersnapshot;

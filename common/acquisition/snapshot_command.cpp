@@ -52,7 +52,8 @@ bool IsAddress(std::string_view address) {
 
 std::optional<SnapshotCommand> ParseSnapshotCommand(std::string_view line) {
   constexpr int kMost = std::numeric_limits<int>::max();
-  const auto samples = ParseNumber(TakeWord(line), 1L, std::numeric_limits<long>::max());
+  const auto samples =
+      ParseNumber(TakeWord(line), std::int64_t{1}, std::numeric_limits<std::int64_t>::max());
   const std::string_view file = TakeWord(line);
   if (!samples || !IsFileName(file)) return std::nullopt;
   SnapshotCommand command;

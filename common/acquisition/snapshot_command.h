@@ -6,6 +6,7 @@
 // and a port the finished file is sent there.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,9 +14,9 @@
 namespace acquisition {
 
 struct SnapshotCommand {
-  long samples = 0;  ///< at least 1
-  std::string file;  ///< a path on the instrument
-  int rate = 1;      ///< at least 1
+  std::int64_t samples = 0;  ///< at least 1
+  std::string file;          ///< a path on the instrument
+  int rate = 1;              ///< at least 1
   int format = 0;
   std::string address;  ///< dotted; empty: do not send
   int port = 0;

@@ -45,11 +45,11 @@ void Histogram::reset() {
 
 void Histogram::startInterval() { startTime = Now(); }
 
-long Histogram::endInterval() {
+std::int64_t Histogram::endInterval() {
   if (startTime.tv_sec == kNotRunning) return -1;
   endTime = Now();
-  const long elapsed =
-      (endTime.tv_sec - startTime.tv_sec) * 1000000 + (endTime.tv_usec - startTime.tv_usec);
+  const std::int64_t elapsed = std::int64_t{endTime.tv_sec - startTime.tv_sec} * 1000000 +
+                               (endTime.tv_usec - startTime.tv_usec);
   record(static_cast<double>(elapsed));
   minTime = std::min(minTime, elapsed);
   maxTime = std::max(maxTime, elapsed);

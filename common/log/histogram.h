@@ -5,6 +5,7 @@
 
 #include <sys/time.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@ class Histogram {
   void reset();
   void startInterval();
   /// Microseconds since startInterval, recorded; -1 without one.
-  long endInterval();
+  std::int64_t endInterval();
   /// Counts one value: the bin it falls in, or an outlier. `max` itself is an upper outlier, and
   /// every upper outlier is told in the log.
   void record(double microseconds);
@@ -30,8 +31,8 @@ class Histogram {
   double binWidth;
   double minval;
   double maxval;
-  long minTime;
-  long maxTime;
+  std::int64_t minTime;
+  std::int64_t maxTime;
   timeval startTime;
   timeval endTime;
   int binCount;
