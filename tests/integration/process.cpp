@@ -127,10 +127,12 @@ Bench::~Bench() {
 void Bench::StartSimulator() {
   simulator.reset();
   simulator = std::make_unique<Process>(
-      "q5sim", std::vector<std::string>{"--root", root.Path(), "--subnet", "auto"});
+      "q5sim", std::vector<std::string>{"--root", root.Path(), "--subnet", subnet_});
   if (!simulator->WaitForOutput("q5sim ready")) {
     throw std::runtime_error("q5sim did not start: " + simulator->Output());
   }
+  const std::string address = AddressOf("main");
+  subnet_ = address.substr(0, address.rfind('.'));
 }
 
 void Bench::StartDaemon(const std::vector<std::string>& more_options) {

@@ -66,8 +66,8 @@ class Bench {
   /// Ends a daemon that went to the background, too.
   ~Bench();
 
-  /// (Re)starts q5sim, or mos in the foreground until it answers; a failure throws, with what was
-  /// printed.
+  /// (Re)starts q5sim, on the addresses that it had, or mos in the foreground until it answers; a
+  /// failure throws, with what was printed.
   void StartSimulator();
   void StartDaemon(const std::vector<std::string>& more_options = {});
   /// One host command by q5host on this root.
@@ -83,6 +83,9 @@ class Bench {
   TemporaryRoot root;
   std::unique_ptr<Process> simulator;
   std::unique_ptr<Process> daemon;
+
+ private:
+  std::string subnet_ = "auto";
 };
 
 }  // namespace test
