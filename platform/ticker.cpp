@@ -117,11 +117,14 @@ void PosixTicker::DispatchExpiries() {
   for (;;) {
     siginfo_t info{};
     const bool expired = ::sigwaitinfo(&signal, &info) > 0 && info.si_code == SI_TIMER;
-    const std::lock_guard lock(work_mutex_);
-    if (stopping_) return;
-    if (!expired) continue;
-    overrun_ = info.si_overrun;
-    HandOver();
+    {
+      const std::lock_guard lock(work_mutex_);
+      if (stopping_) return;
+      if (!expired) continue;
+      overrun_ = info.si_overrun;
+      HandOver();
+    }
+    work_changed_.notify_one();  // without the lock, which the worker wants at once
   }
 }
 
@@ -134,7 +137,6 @@ void PosixTicker::HandOver() {
     return;
   }
   ++due_;
-  work_changed_.notify_one();
 }
 
 void PosixTicker::RunWorker() {

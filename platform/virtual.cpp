@@ -26,10 +26,10 @@ struct Outcome {
   bool MayRepeat() const { return !delivered && error != ETIMEDOUT; }
 };
 
-Outcome Exchange(int socket, Nanoseconds silence, wire::Header header,
-                 std::span<const std::byte> data, wire::Packet& reply) {
+Outcome Exchange(int socket, wire::Header header, std::span<const std::byte> data,
+                 wire::Packet& reply) {
   if (const int error = wire::Send(socket, header, data)) return {error, false};
-  if (const int error = wire::Receive(socket, reply, silence)) return {error, true};
+  if (const int error = wire::ReceiveReply(socket, reply)) return {error, true};
   const bool matches = reply.header.sequence == header.sequence && reply.header.op == header.op;
   return {matches ? 0 : EPROTO, true};
 }
@@ -149,7 +149,7 @@ int VirtualBackend::RemoteDevice::EnsureOpen() {
   wire::Header header{.op = wire::Op::kOpen, .sequence = ++sequence_, .value = flags_};
   wire::Packet reply;
   const Outcome outcome =
-      Exchange(socket.Get(), server_.silence, header, wire::AsData(std::string_view(path_)), reply);
+      Exchange(socket.Get(), header, wire::AsData(std::string_view(path_)), reply);
   if (outcome.error != 0) return Complain(outcome.error) == ETIMEDOUT ? ETIMEDOUT : EIO;
   const std::int64_t token = Result(reply);
   if (token < 0) return static_cast<int>(-token);
@@ -176,7 +176,7 @@ int VirtualBackend::RemoteDevice::Request(wire::Op op, std::int64_t value,
   for (bool retried = false;; retried = true) {
     if (const int error = EnsureOpen()) return error;
     const wire::Header header{.op = op, .sequence = ++sequence_, .value = value};
-    const Outcome outcome = Exchange(main_.Get(), server_.silence, header, data, reply);
+    const Outcome outcome = Exchange(main_.Get(), header, data, reply);
     if (outcome.error == 0) return 0;
     if (outcome.error == EMSGSIZE) return EMSGSIZE;
     Disconnect();
@@ -246,7 +246,7 @@ int VirtualBackend::RemoteDevice::EnsureAttached() {
     Outcome outcome{wire::Connect(server_.path.c_str(), server_.silence, socket), false};
     if (outcome.error == 0) {
       const wire::Header header{.op = wire::Op::kAttach, .sequence = ++sequence_, .value = token};
-      outcome = Exchange(socket.Get(), server_.silence, header, {}, reply);
+      outcome = Exchange(socket.Get(), header, {}, reply);
     }
     if (outcome.error != 0) return Complain(outcome.error) == ETIMEDOUT ? ETIMEDOUT : EIO;
     if (Result(reply) < 0) {
@@ -280,7 +280,7 @@ int VirtualBackend::RemoteDevice::ReadRequest(size_t size, std::span<const std::
     if (IsNewStream()) return EIO;
     const auto wanted = static_cast<std::int64_t>(std::min(size, wire::kMaxData));
     const wire::Header header{.op = wire::Op::kRead, .sequence = ++sequence_, .value = wanted};
-    const Outcome outcome = Exchange(reader_.Get(), server_.silence, header, record, reply);
+    const Outcome outcome = Exchange(reader_.Get(), header, record, reply);
     if (outcome.error == 0) return 0;
     DisconnectReader();
     if (closed_) return EBADF;
@@ -364,8 +364,7 @@ int VirtualBackend::Call(const Server& server, wire::Op op, std::span<const std:
                          wire::Packet& reply) {
   UniqueFd socket;
   if (const int error = wire::Connect(server.path.c_str(), server.silence, socket)) return error;
-  const Outcome outcome =
-      Exchange(socket.Get(), server.silence, {.op = op, .sequence = 1}, data, reply);
+  const Outcome outcome = Exchange(socket.Get(), {.op = op, .sequence = 1}, data, reply);
   if (outcome.error != 0) return outcome.error;
   const std::int64_t result = Result(reply);
   return result < 0 ? static_cast<int>(-result) : 0;

@@ -11,7 +11,7 @@
 namespace platform::wire {
 namespace {
 
-/// What a socket's send timeout is called elsewhere.
+/// What a socket's own timeout is called elsewhere.
 int TimeoutName(int error) { return error == EAGAIN ? ETIMEDOUT : error; }
 
 using ControlBuffer = std::array<char, CMSG_SPACE(sizeof(int))>;
@@ -80,6 +80,10 @@ int Send(int socket, Header header, std::span<const std::byte> data, int descrip
 
 int Receive(int socket, Packet& packet, Nanoseconds limit) {
   if (const int error = WaitReadable(socket, limit)) return error;
+  return ReceiveReply(socket, packet);
+}
+
+int ReceiveReply(int socket, Packet& packet) {
   std::array<std::byte, kMaxPacket> buffer;
   iovec part{buffer.data(), buffer.size()};
   alignas(cmsghdr) ControlBuffer control;
@@ -90,7 +94,7 @@ int Receive(int socket, Packet& packet, Nanoseconds limit) {
   message.msg_controllen = control.size();
   ssize_t count = 0;
   while ((count = ::recvmsg(socket, &message, MSG_CMSG_CLOEXEC)) < 0) {
-    if (errno != EINTR) return errno;
+    if (errno != EINTR) return TimeoutName(errno);
   }
   packet.descriptor = TakeDescriptor(message);
   if (count == 0) return EPIPE;
@@ -108,7 +112,9 @@ int Connect(const char* path, Nanoseconds limit, UniqueFd& socket) {
   timeval wait{};
   wait.tv_sec = static_cast<time_t>(seconds.count());
   wait.tv_usec = static_cast<suseconds_t>((limit - seconds) / std::chrono::microseconds(1));
-  ::setsockopt(made.Get(), SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
+  for (const int option : {SO_SNDTIMEO, SO_RCVTIMEO}) {
+    ::setsockopt(made.Get(), SOL_SOCKET, option, &wait, sizeof wait);
+  }
   if (::connect(made.Get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
     return TimeoutName(errno);
   }

@@ -102,9 +102,12 @@ int Send(int socket, Header header, std::span<const std::byte> data, int descrip
 /// The next packet. 0 or an errno: EPIPE when the other end has closed, EPROTO for what is no
 /// packet, ETIMEDOUT when nothing came for `limit` (negative: waits without limit).
 int Receive(int socket, Packet& packet, Nanoseconds limit = Nanoseconds(-1));
+/// The same on a socket of Connect, within the limit that it was given there: one system call, not
+/// two.
+int ReceiveReply(int socket, Packet& packet);
 
 /// A connection to the server at `path`. 0 or an errno; ETIMEDOUT when the server does not take it,
-/// or a later send, within `limit`.
+/// or a later send, or answers, within `limit`.
 int Connect(const char* path, Nanoseconds limit, UniqueFd& socket);
 
 }  // namespace platform::wire

@@ -36,7 +36,8 @@ constexpr long kFullLineSeconds = 11;
 // --- The record of the counts ---
 
 bool CounterFile::Create() {
-  file_ = CreateInstrumentFile(kCountersPath);
+  // a line each wake-up: to force each of them out would cost more than all else here
+  file_ = CreateInstrumentFile(kCountersPath, Writes::kInTime);
   return static_cast<bool>(file_);
 }
 
@@ -137,8 +138,10 @@ void Consumer::Notify() {
 }
 
 void Consumer::CountBlocks() {
-  const CounterFile::Counts counts{.interrupts = block_index_.Read(),
-                                   .received = received_.Read(),
+  block_index_.Refresh();
+  received_.Refresh();
+  const CounterFile::Counts counts{.interrupts = block_index_.Text(),
+                                   .received = received_.Text(),
                                    .produced = counts_.GetSampleBlockCount(),
                                    .consumed = counts_.GetConsumerBlockCount()};
   Logger::eventlog::GetEventLog("moseventlog")

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <array>
+#include <optional>
 
+#include "platform/clock.h"
 #include "platform/device_fd.h"
 
 namespace acquisition {
@@ -19,14 +21,18 @@ class DriverAttribute {
  public:
   /// False, with errno set, when it cannot be opened.
   bool Open(const char* path);
-  /// Its text now, without the line end; empty when it cannot be read. Valid until the next call.
-  const char* Read();
-  /// Its text as a hexadecimal number; 0 when it is none.
-  unsigned long ReadHex();
+  /// Reads it, unless it was read in the last tenth of a second: who looks at each block need not
+  /// pay for a system call each. True when it has read.
+  bool Refresh();
+  /// Its text, without the line end; empty when it cannot be read.
+  const char* Text() const { return text_.data(); }
+  /// The text as a hexadecimal number; 0 when it is none.
+  unsigned long Hex() const;
 
  private:
   platform::DeviceFd fd_;
   std::array<char, 31> text_{};
+  std::optional<platform::Nanoseconds> read_at_;  ///< monotonic
 };
 
 }  // namespace acquisition

@@ -7,10 +7,11 @@
 
 namespace acquisition {
 
-platform::UniqueFd CreateInstrumentFile(const char* path) {
-  constexpr int kFlags = O_RDWR | O_CREAT | O_TRUNC | O_SYNC | O_CLOEXEC;
+platform::UniqueFd CreateInstrumentFile(const char* path, Writes writes) {
+  const int sync = writes == Writes::kAtOnce ? O_SYNC : 0;
   constexpr mode_t kMode = 0644;
-  return platform::UniqueFd(::open(platform::Machine().Path(path).c_str(), kFlags, kMode));
+  return platform::UniqueFd(::open(platform::Machine().Path(path).c_str(),
+                                   O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC | sync, kMode));
 }
 
 bool ReplaceContents(int fd, const std::string& text) {

@@ -364,7 +364,7 @@ void Producer::PrintHistograms() {
 }
 
 void Producer::CheckOverflow() {
-  if (overflow_.ReadHex() == 0) return;
+  if (!overflow_.Refresh() || overflow_.Hex() == 0) return;
   logger_mgr::print(acquisitionL, kError, 0,
                     "OVERFLOW ERROR, Make sure one instance of acquisition program is running\n"
                     "Or stop the acquisition by killing the mos on measurement processor \n"
