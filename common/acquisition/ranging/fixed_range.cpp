@@ -193,7 +193,9 @@ void FixedRange::Restart() {
 // A very slow cycle is not waited for: the host polls its averages meanwhile.
 void FixedRange::AwaitFirstCycle() {
   if (AcqChan::get_sineCorr_Slow() == nullptr) return;
-  if (!AcqChan::get_sums().has_result && !ghmp->IsVLFTest()) return;
+  const auto sums = AcqChan::get_sums();
+  if (!sums.has_result && !ghmp->IsVLFTest()) return;
+  if (!sums.has_result) channel_.Guard().AcceptOpenCycle(sums);
   phase_ = Phase::kIdle;
   // whether the signal fits the range is for the samples to say
   channel_.set_status_flag(kStatusKeepMask, Valid_Data);

@@ -28,6 +28,13 @@ void ResultGuard::Restart() {
   good_blocks_ = 0;
 }
 
+void ResultGuard::AcceptOpenCycle(const Sums& sums) {
+  const std::lock_guard lock(mutex_);
+  if (sums.pairs > good_pairs_) return;
+  word_ = 0;
+  spoilt_blocks_ = 0;
+}
+
 int ResultGuard::TakeBad() {
   const std::lock_guard lock(mutex_);
   return ++spoilt_blocks_;

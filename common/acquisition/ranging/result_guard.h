@@ -30,6 +30,9 @@ class ResultGuard {
   /// The correlators have taken a block of good samples; a cycle spans `blocks` of them. True when
   /// the sums still contain samples from before, so that they have to begin again.
   bool TakeGood(int pairs, int blocks, const Sums& sums);
+  /// Good again without a result, where the sums contain nothing bad: for a cycle so slow that
+  /// nobody waits for it.
+  void AcceptOpenCycle(const Sums& sums);
   /// The correlators have taken a block with bad samples. Blocks since the result was good.
   int TakeBad();
   /// Samples that nobody keeps a result of: those that the guard waits for are still to come.

@@ -270,6 +270,15 @@ TEST_F(ClippedSignal, AndNeitherDoesABrokenStream) {
   ASSERT_EQ(second.get_status_flag(), Valid_Data);
   EXPECT_NEAR(Amplitudes()[0], 0.25, 1e-6) << "the sums have begun again";
 
+  // a very slow cycle is not waited for, once the sums contain good samples only
+  pair.stream_stands_still();
+  second.Guard().AcceptOpenCycle(AcqChan::get_sums());
+  EXPECT_EQ(second.get_status_flag(), Data_Not_Valid);
+  for (int i = 0; i < 3; ++i) Feed(0.25, 4096);
+  EXPECT_EQ(second.get_status_flag(), Data_Not_Valid);
+  second.Guard().AcceptOpenCycle(AcqChan::get_sums());
+  EXPECT_EQ(second.get_status_flag(), Valid_Data);
+
   pair.stream_began_again();
   for (int i = 0; i < 20; ++i) Feed(0.25, 4096);
   EXPECT_EQ(second.get_status_flag(), Data_Not_Valid) << "the board may have lost its set-up";
