@@ -66,7 +66,8 @@ int ARMCorrelation::UpdateRun(const int* words, int first, int pairs,
     run.cosines[ch] = products_->caccptr[ch].data() + first;
     before[ch] = block[ch].sum;
   }
-  BlockProducts::Run& sums = products_->runs.emplace_back(first, run.pairs);
+  products_->runs.push_back({first, run.pairs, {}, {}});
+  BlockProducts::Run& sums = products_->runs.back();
   kernel_.correlate(run, sums.sines.data(), sums.cosines.data(), block.data());
   for (int ch = 0; ch < 2; ++ch) {
     _sacc[ch] -= sums.sines[ch];
