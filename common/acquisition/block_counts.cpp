@@ -9,9 +9,11 @@ using Logger::kDebug;
 using Logger::logger_mgr;
 
 void BlockCounts::WakeConsumer() {
-  const std::lock_guard lock(g_pmutex);
-  signalled_ = true;
-  g_pcond.notify_one();
+  {
+    const std::lock_guard lock(g_pmutex);
+    signalled_ = true;
+  }
+  g_pcond.notify_one();  // without the lock, which the consumer wants at once
 }
 
 bool BlockCounts::Await() {

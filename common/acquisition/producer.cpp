@@ -113,13 +113,15 @@ void Producer::Pass(Run& run) {
   if (run.lost) return StartAgain(run);
   const auto counter = ReadCounter(run);
   if (!counter) return PauseAfterFailure();
+  const bool is_new = *counter != run.previous && *counter % run.layout.Pages() == 0;
+  // from here on the producer works, and the disk of a capture may take its time
+  const bool stood_still = is_new && watch_.BlockCame();
   CheckStatus(run);
   CaptureWaveform(run);
   const std::lock_guard lock(pass_mutex_);
-  if (!g_running || run_number_ != run.number) return;
-  if (*counter == run.previous || *counter % run.layout.Pages() != 0) return;
+  if (!g_running || run_number_ != run.number || !is_new) return;
   if (Ahead(*counter, run.position) < 0) return NoteCounterBack(run, *counter);
-  if (watch_.BlockCame()) {
+  if (stood_still) {
     logger_mgr::print(acquisitionL, kInfo, 0, "%s.%d: samples come again\n", "RunProducer",
                       __LINE__);
     ResetSums();
