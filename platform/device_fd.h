@@ -11,7 +11,7 @@ class DeviceFd {
  public:
   DeviceFd() = default;
   explicit DeviceFd(int fd) : fd_(fd) {}
-  /// As open(2); without a descriptor errno tells why.
+  /// As open(2); without a descriptor errno says why.
   DeviceFd(const char* path, int flags) : fd_(Machine().Open(path, flags)) {}
   DeviceFd(DeviceFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
   DeviceFd& operator=(DeviceFd&& other) noexcept {

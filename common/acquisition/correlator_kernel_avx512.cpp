@@ -1,4 +1,4 @@
-// Compiled for processors with AVX-512; CorrelatorKernels tells who may call it.
+// Compiled for processors with AVX-512; CorrelatorKernels says who may call it.
 #include <immintrin.h>
 
 #include "common/acquisition/correlator_kernel_forms.h"

@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <utility>
 
 #include "common/acquisition/instrument_file.h"
 #include "common/acquisition/sample_channel.h"
@@ -124,7 +123,7 @@ void Producer::Pass(Run& run) {
   if (stood_still) {
     logger_mgr::print(acquisitionL, kInfo, 0, "%s.%d: samples come again\n", "RunProducer",
                       __LINE__);
-    ResetSums();
+    ResetSums(run);
   }
   HandleNewBlocks(run, *counter);
   WakeConsumer();
@@ -167,7 +166,7 @@ void Producer::StartAgain(Run& run) {
     if (!run.lost) {
       run.previous = run.position = 0;
       run.source = 0;
-      ResetSums();
+      ResetSums(run);
       ReportStartAgain();
     }
   }
@@ -240,7 +239,7 @@ void Producer::CheckCounter(Run& run, std::uint32_t counter) {
   if (Ahead(counter, run.position) <= kRingPages && !IsFarBehind(run, counter)) return;
   logger_mgr::print(acquisitionL, kError, 0, "%s.%d - Dumping sample data!!\n", "RunProducer",
                     __LINE__);
-  ResetSums();
+  ResetSums(run);
   SkipTo(run, counter);
 }
 
@@ -267,7 +266,7 @@ void Producer::HandleBlock(Run& run, std::uint32_t counter) {
   } else {
     Process(run, block, run.layout.pairs);
   }
-  if (last) ServeResetRequest();
+  if (last) ServeResetRequest(run);
   parts_.snapshot.CheckSnapShot();
   CheckOverflow();
   Advance(run);
@@ -304,9 +303,10 @@ void Producer::Process(Run& run, const int* block, int pairs) {
     logger_mgr::print(acquisitionL, kInfo, 0,
                       "%s.%d not processing block because of reset_sine_correlators_request\n",
                       "RunProducer", __LINE__);
+    run.shed = true;  // also where the request is withdrawn
     return;
   }
-  if (std::exchange(run.shed, false)) ResetSums();
+  if (run.shed) ResetSums(run);
   SampleChannels* channels = GetSampleChannels();
   if (channels != nullptr) channels->expect_block(block, pairs);
   Correlate(block, pairs);
@@ -337,19 +337,20 @@ void Producer::Correlate(const int* block, int pairs) {
 }
 
 /// Both filters begin at the same pair.
-void Producer::ResetSums() {
+void Producer::ResetSums(Run& run) {
+  run.shed = false;
   if (SampleChannels* channels = GetSampleChannels()) return channels->reset_sine_correlators();
   filters_->slow->reset(0);
   filters_->fast->reset(0);
 }
 
-void Producer::ServeResetRequest() {
+void Producer::ServeResetRequest(Run& run) {
   const int request = GetResetRequest();
   if (request == kNoReset) return;
   // a request of another thread that comes between counts
   if (request == kResetAfterABlock && ReplaceResetRequest(request, kResetNow)) return;
   if (filters_->slow->GetCycleCount() > kCyclesForHistograms) PrintHistograms();
-  ResetSums();
+  ResetSums(run);
 }
 
 void Producer::PrintHistograms() {

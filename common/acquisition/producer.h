@@ -99,8 +99,8 @@ class Producer {
   bool IsSkipped(const Run& run, std::uint32_t counter, bool last) const;
   void Process(Run& run, const int* block, int pairs);
   void Correlate(const int* block, int pairs);
-  void ResetSums();
-  void ServeResetRequest();
+  void ResetSums(Run& run);
+  void ServeResetRequest(Run& run);
   void PrintHistograms();
   void CheckOverflow();
   void WakeConsumer();

@@ -37,7 +37,7 @@ class SineCorrelator {
   static constexpr int kMovingAverage = 90;  ///< blocks
 
   /// `filtertype` kSlow or kFast. `resetCount`: pairs to a reset of its own, 0 for never, below 0
-  /// for 8192. `refFrequency` (Hz) has no effect, `divider` is told in the log only. `swapChannels`
+  /// for 8192. `refFrequency` (Hz) has no effect, `divider` is only logged. `swapChannels`
   /// 1: the voltage is on channel 2.
   SineCorrelator(int filtertype, int resetCount, double refFrequency, long divider,
                  std::int64_t samplesPerCycle, int swapChannels);

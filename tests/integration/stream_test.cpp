@@ -39,7 +39,7 @@ class Stream : public testing::Test {
     }
     return false;
   }
-  /// The errors of the test before may have to be told first.
+  /// The errors of the test before may have to be reported first.
   void ExpectRightMeasurement() {
     test::Result result{-1, ""};
     for (int attempt = 0; attempt < 20 && result.status != 0; ++attempt) {
@@ -48,8 +48,8 @@ class Stream : public testing::Test {
                             "--range-current", "6"});
     }
     ASSERT_EQ(result.status, 0) << result.output << bench_.daemon->Output();
-    const auto told = nlohmann::json::parse(result.output);
-    EXPECT_NEAR(told["measurements"][0]["parallel_capacitance_pf"].get<double>(), kPicofarads,
+    const auto printed = nlohmann::json::parse(result.output);
+    EXPECT_NEAR(printed["measurements"][0]["parallel_capacitance_pf"].get<double>(), kPicofarads,
                 kPicofarads * 5e-4);
   }
 

@@ -215,7 +215,7 @@ TEST_F(AcquisitionTest, ACounterThatIsOddOrStandsStillDoesNotStopTheStream) {
   EXPECT_THAT(channels.TakeBlocks(), ElementsAre(4));
 }
 
-// A driver that has begun again tells so by its counter, or its reads fail.
+// A driver that has begun again shows it by its counter, or its reads fail.
 TEST_F(AcquisitionTest, ADriverThatBeginsAgainIsStartedAgain) {
   ASSERT_EQ(acquisition->InitAcquisition(), 0);
   for (const bool in_test : {false, true}) {
@@ -248,7 +248,7 @@ TEST_F(AcquisitionTest, ADriverThatBeginsAgainIsStartedAgain) {
   ghmp->testStart = false;
 }
 
-TEST_F(AcquisitionTest, AStreamThatStandsStillInATestIsTold) {
+TEST_F(AcquisitionTest, AStreamThatStandsStillInATestIsReported) {
   using std::chrono::milliseconds;
   ASSERT_EQ(acquisition->InitAcquisition(), 0);
   Start();
@@ -298,6 +298,16 @@ TEST_F(AcquisitionTest, AResetRequestIsServedAtTheNewestBlockAndKeepsBlocksFromT
   driver.AwaitIdle();
   EXPECT_EQ(channels.resets, 1);
   EXPECT_THAT(channels.TakeBlocks(), ElementsAre(3));
+
+  // withdrawn, it has left a gap all the same
+  SetResetRequest(1);
+  driver.Produce(1);
+  driver.AwaitIdle();
+  SetResetRequest(0);
+  driver.Produce(1);
+  driver.AwaitIdle();
+  EXPECT_EQ(channels.resets, 2);
+  EXPECT_THAT(channels.TakeBlocks(), ElementsAre(5));
 }
 
 TEST_F(AcquisitionTest, AnOverrunIsToldOnceAndCleared) {

@@ -237,15 +237,15 @@ TEST_F(ClippedSignal, NeverMakesAValidResult) {
     for (int i = 0; i < 3 * blocks; ++i) Feed(0.5, c.cycle);
     ASSERT_EQ(second.get_status_flag(), Valid_Data);
 
-    bool told = false;
+    bool reported = false;
     for (int i = 0; i < 9 * blocks; ++i) {
       Feed(c.amplitude, c.cycle);
-      told = told || (second.get_status_flag() & Amplitude_exceeds_input_range) != 0;
+      reported = reported || (second.get_status_flag() & Amplitude_exceeds_input_range) != 0;
       if (i < blocks) continue;
       ASSERT_NE(second.get_status_flag() & Ranging, 0);
-      ASSERT_EQ((second.get_status_flag() & Amplitude_exceeds_input_range) != 0, told) << i;
+      ASSERT_EQ((second.get_status_flag() & Amplitude_exceeds_input_range) != 0, reported) << i;
     }
-    ASSERT_TRUE(told);
+    ASSERT_TRUE(reported);
 
     int good = 0;
     for (; second.get_status_flag() != Valid_Data && good < 4 * blocks + 4; ++good) {
