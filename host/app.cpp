@@ -3,8 +3,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 
+#include "common/log/build_info.h"
 #include "host/command.h"
 #include "host/last_nak.h"
 #include "host/road.h"
@@ -13,7 +15,7 @@ namespace host {
 namespace {
 
 constexpr const Command* kCommands[] = {&kVersions, &kProgress, &kSend, &kErrors,
-                                        &kMeasure,  &kSweep,    &kWatch};
+                                        &kMeasure,  &kSweep,    &kStop, &kWatch};
 
 constexpr int kDefaultTimeoutMs = 5000;  // an update that waits for the mains takes over 3 s
 constexpr int kLongestTimeoutMs = 24 * 3600 * 1000;
@@ -24,13 +26,16 @@ constexpr char kDescription[] =
     "daemon, checks the reply and prints what it says.";
 
 constexpr char kFooter[] =
-    "Roads:\n"
-    "  --root DIR               the daemon's ipc end point, DIR/tmp/Mos.MeasMgr.ipc\n"
+    "Routes:\n"
+    "  --root DIR --via host    the host's TCP port 3087 of \"main\" in DIR/etc/hosts; the source\n"
+    "                           hears what passes here, so measure, sweep, stop and send take it\n"
+    "  --root DIR --via bus     the daemon's ipc end point, DIR/tmp/Mos.MeasMgr.ipc; the other\n"
+    "                           commands take it, and work beside a host that measures\n"
     "  --root DIR --via tcp     the bus on TCP port 3088 of \"meas\" in DIR/etc/hosts\n"
-    "  --root DIR --via host    the host's TCP port 3087 of \"main\" in DIR/etc/hosts\n"
     "  --connect ipc://PATH     the bus\n"
     "  --connect tcp://ADDRESS[:3088]\n"
     "  --connect host://ADDRESS[:3087]\n"
+    "Q5_ROOT in the environment is the directory where neither --root nor --connect is given.\n"
     "\n"
     "Exit status:\n"
     "  0  the daemon did what was asked\n"
@@ -40,6 +45,8 @@ constexpr char kFooter[] =
     "  4  malformed reply: length, checksum, opcode or acknowledgement is wrong\n"
     "  5  the test ran, but its data did not become valid in time\n"
     "  6  the output could not be written\n"
+    "  7  the test ran, but the source did not give what was asked for\n"
+    "  8  another host is connected; the main module takes one at a time\n"
     "  130  Ctrl-C; the test was stopped\n"
     "\n"
     "Examples:\n"
@@ -51,12 +58,13 @@ constexpr char kFooter[] =
     "  q5host --root /tmp/q5 measure --voltage 10000 --frequency 60\n"
     "  q5host --root /tmp/q5 sweep --voltage 100 --lv --from 15 --to 400 --plot pf.svg\n"
     "  q5host --root /tmp/q5 watch\n"
+    "  q5host --root /tmp/q5 stop\n"
     "  q5host --root /tmp/q5 send --raw 00004600000000FF    (with a wrong checksum)";
 
 struct Options {
   std::string root;
   std::string connect;
-  std::string via = "bus";
+  std::string via;  ///< empty: the command's own
   bool json = false;
   bool trace = false;
   int timeout_ms = kDefaultTimeoutMs;
@@ -64,6 +72,7 @@ struct Options {
 
 void Declare(CLI::App& app, Options& options) {
   app.footer(kFooter);
+  app.set_version_flag("--version", fmt::format("q5host {}", hgrev));
   app.fallthrough();  // the options may stand behind the command, too
   app.require_subcommand(1);
   auto* root = app.add_option("--root", options.root, "The instrument's directory, as for q5sim")
@@ -71,11 +80,10 @@ void Declare(CLI::App& app, Options& options) {
   auto* connect = app.add_option("--connect", options.connect, "The address to connect to")
                       ->type_name("URI")
                       ->excludes(root);
-  app.add_option("--via", options.via, "Road into --root")
+  app.add_option("--via", options.via, "Route into --root; see below what each command takes")
       ->check(CLI::IsMember({"bus", "tcp", "host"}))
-      ->type_name("ROAD")
-      ->excludes(connect)
-      ->capture_default_str();
+      ->type_name("ROUTE")
+      ->excludes(connect);
   app.add_flag("--json", options.json, "Print JSON; errors too, as {\"error\": ...}");
   app.add_flag("--trace", options.trace, "Show every record in hexadecimal, on standard error");
   app.add_option("--timeout", options.timeout_ms, "Longest wait for the answer, in milliseconds")
@@ -84,10 +92,17 @@ void Declare(CLI::App& app, Options& options) {
       ->capture_default_str();
 }
 
+// What --root, --via and the environment say where the command line leaves it open.
+void Complete(Options& options, Route route) {
+  if (options.via.empty()) options.via = route == Route::kHost ? "host" : "bus";
+  const char* root = std::getenv("Q5_ROOT");
+  if (options.root.empty() && options.connect.empty() && root != nullptr) options.root = root;
+}
+
 std::optional<Road> RoadOf(const Options& options, std::string& error) {
   if (!options.connect.empty()) return RoadTo(options.connect, error);
   if (!options.root.empty()) return RoadInto(options.root, options.via, error);
-  error = "where to? give --root or --connect";
+  error = "where to? give --root or --connect, or set Q5_ROOT";
   return std::nullopt;
 }
 
@@ -99,10 +114,14 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
   Options options;
   Declare(app, options);
   Action chosen;
+  Route route = Route::kBus;
   for (const Command* command : kCommands) {
     CLI::App* sub = app.add_subcommand(command->name, command->summary);
     sub->footer("");  // a command's own, if it has one; not the program's
-    sub->callback([&chosen, action = command->declare(*sub)] { chosen = action; });
+    sub->callback([&chosen, &route, command, action = command->declare(*sub)] {
+      chosen = action;
+      route = command->route;
+    });
   }
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
@@ -120,6 +139,7 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
     return ExitStatus::kUsage;
   }
 
+  Complete(options, route);
   std::string error;
   std::optional<Road> road = RoadOf(options, error);
   auto transport = road ? MakeTransport(*road, options.timeout_ms) : nullptr;
@@ -131,7 +151,7 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
   session.SetTerminals(&out == &std::cout && ::isatty(STDOUT_FILENO) == 1,
                        &err == &std::cerr && ::isatty(STDERR_FILENO) == 1);
   if (options.trace) session.Trace();
-  if (!options.root.empty()) session.KeepNaks(NakFile(options.root));
+  if (!options.root.empty()) session.SetRoot(options.root);
   const ExitStatus status = chosen(session);
   if (out.flush() || status != ExitStatus::kOk) return status;
   err << "q5host: the output could not be written\n";

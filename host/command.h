@@ -12,9 +12,16 @@ namespace host {
 /// What a command does once the command line is read.
 using Action = std::function<ExitStatus(Session&)>;
 
+/// How a command reaches the daemon when `--via` is not given.
+enum class Route {
+  kBus,   ///< the daemon alone hears the request
+  kHost,  ///< the source and the dividers hear it, too
+};
+
 struct Command {
   const char* name;
   const char* summary;
+  Route route;
   /// Adds the command's own options and gives its action.
   Action (*declare)(CLI::App& options);
 };
@@ -25,6 +32,7 @@ extern const Command kSend;
 extern const Command kErrors;
 extern const Command kMeasure;
 extern const Command kSweep;
+extern const Command kStop;
 extern const Command kWatch;
 
 }  // namespace host

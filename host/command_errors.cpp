@@ -27,10 +27,10 @@ ExitStatus NameWords(Session& session, const std::vector<int>& words) {
 }
 
 ExitStatus ShowLastNak(Session& session) {
-  if (session.NakFile().empty()) {
+  if (session.root().empty()) {
     return session.Fail(ExitStatus::kUsage, "the last NAK is kept in --root DIR; give it");
   }
-  const auto refusal = LastNak(session.NakFile());
+  const auto refusal = LastNak(NakFile(session.root()));
   Reply reply;
   if (!refusal || !ReadReply(refusal->request, refusal->reply, reply).empty()) {
     session.Print("the daemon has refused nothing here yet\n", nlohmann::ordered_json());
@@ -53,6 +53,6 @@ Action Declare(CLI::App& app) {
 }  // namespace
 
 const Command kErrors{"errors", "tell the last NAK by the names of its errors (with --root)",
-                      Declare};
+                      Route::kBus, Declare};
 
 }  // namespace host

@@ -10,6 +10,8 @@ namespace {
 // Hz, far beyond what the daemon takes: it is the one to refuse a frequency that is too high.
 constexpr double kHighest = 1e6;
 
+constexpr int kMostRepeats = 1000000;
+
 struct MeasureOptions : TestOptions {
   int repeat = 1;
 };
@@ -20,26 +22,27 @@ ExitStatus Measure(Session& session, const MeasureOptions& options) {
   if (!plan) return session.Fail(ExitStatus::kUsage, error);
 
   ConsoleRun run(session);
-  std::vector<TestResult> results;
+  ResultPrinter printer(session, options, options.repeat);
   run.test().BeginRow();
   for (int i = 0; i < options.repeat; ++i) {
     const auto result = run.test().Measure(*plan, TimingOf(options));
     if (!result) break;
-    results.push_back(*result);
+    run.ClearProgress();
+    printer.Print(*result);
   }
   run.End();
-  return TellResults(session, options, results, run.test().failure());
+  return printer.End(run.test());
 }
 
 Action Declare(CLI::App& app) {
   auto options = std::make_shared<MeasureOptions>();
   app.add_option("--frequency", options->frequency, "Test frequency")
-      ->check(NumberFrom(0, kHighest))
+      ->check(NumberFrom(0, kHighest, "Hz"))
       ->type_name("HZ")
       ->capture_default_str();
   DeclareTest(app, *options);
   app.add_option("--repeat", options->repeat, "Tests one after the other")
-      ->check(CLI::PositiveNumber.description(""))
+      ->check(WholeFrom(1, kMostRepeats))
       ->type_name("N")
       ->capture_default_str();
   app.footer(
@@ -52,6 +55,6 @@ Action Declare(CLI::App& app) {
 
 }  // namespace
 
-const Command kMeasure{"measure", "run a test and print what it measures", Declare};
+const Command kMeasure{"measure", "run a test and print what it measures", Route::kHost, Declare};
 
 }  // namespace host

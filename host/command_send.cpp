@@ -57,6 +57,7 @@ Action Declare(CLI::App& app) {
 
 }  // namespace
 
-const Command kSend{"send", "send a record in hexadecimal and print the reply", Declare};
+const Command kSend{"send", "send a record in hexadecimal and print the reply", Route::kHost,
+                    Declare};
 
 }  // namespace host

@@ -5,6 +5,7 @@
 #include "host/command.h"
 #include "host/number_check.h"
 #include "host/plot.h"
+#include "host/range_choice.h"
 #include "host/result_text.h"
 #include "host/sweep_list.h"
 #include "host/test_report.h"
@@ -27,21 +28,34 @@ constexpr int kMostPoints = 10000;
 constexpr std::string_view kPlotted[] = {"power_factor_percent", "parallel_capacitance_pf",
                                          "ratio"};
 
-bool Sweep(TestRun& run, TestPlan plan, const TestTiming& timing,
-           const std::vector<double>& frequencies, std::vector<TestResult>& points) {
+// One frequency of a running test; the first one starts it.
+bool Measure(TestRun& run, TestPlan& plan, const TestTiming& timing, bool first, bool choose,
+             TestResult& point) {
+  const TestTiming at = timing.For(plan.frequency);
+  if (!run.Update(plan) || (first && !run.Start())) return false;
+  if (choose && !ChooseRange(run, plan, timing)) return false;
+  std::vector<TestResult> results;
+  if (!run.Settle(at) || !run.Read(at, results)) return false;
+  point = results.back();
+  return run.CheckSource(plan, point);
+}
+
+std::vector<TestResult> Sweep(ConsoleRun& run, TestPlan plan, const TestTiming& timing,
+                              const std::vector<double>& frequencies, ResultPrinter& printer) {
+  std::vector<TestResult> points;
+  const bool choose = LeavesRangeOpen(plan);
+  if (choose) (plan.current ? plan.voltage_range : plan.current_range) = 1;
   plan.frequency = static_cast<float>(frequencies.front());
-  if (!run.BeginRow() || !run.SetUp(plan)) return false;
+  if (!run.test().BeginRow() || !run.test().SetUp(plan)) return points;
   for (const double frequency : frequencies) {
     plan.frequency = static_cast<float>(frequency);
-    if (!run.Update(plan)) return false;
-    if (points.empty() && !run.Start()) return false;
-    std::vector<TestResult> results;
-    if (!run.Settle(timing.For(plan.frequency)) || !run.Read(timing.For(plan.frequency), results)) {
-      return false;
-    }
-    points.push_back(results.back());
+    TestResult point;
+    if (!Measure(run.test(), plan, timing, points.empty(), choose, point)) return points;
+    points.push_back(point);
+    run.ClearProgress();
+    printer.Print(point);
   }
-  return true;
+  return points;
 }
 
 // In the unit that suits the largest value.
@@ -92,12 +106,12 @@ ExitStatus Run(Session& session, const SweepOptions& options) {
           : options.frequencies;
 
   ConsoleRun run(session);
-  std::vector<TestResult> points;
-  Sweep(run.test(), *plan, TimingOf(options), frequencies, points);
+  ResultPrinter printer(session, options, static_cast<int>(frequencies.size()));
+  const auto points = Sweep(run, *plan, TimingOf(options), frequencies, printer);
   run.test().Stop();
   run.End();
   if (!options.plot.empty() && !points.empty()) error = Draw(PlotOf(options, points), options.plot);
-  const ExitStatus status = TellResults(session, options, points, run.test().failure());
+  const ExitStatus status = printer.End(run.test());
   if (error.empty()) return status;
   // the points are out; in JSON a second document would spoil them
   session.err() << "q5host: " << error << '\n';
@@ -106,7 +120,7 @@ ExitStatus Run(Session& session, const SweepOptions& options) {
 
 Action Declare(CLI::App& app) {
   auto options = std::make_shared<SweepOptions>();
-  auto hertz = NumberFrom(kLowest, kHighest);
+  auto hertz = NumberFrom(kLowest, kHighest, "Hz");
   auto* list = app.add_option("--frequencies", options->frequencies, "The frequencies themselves")
                    ->delimiter(',')
                    ->check(hertz)
@@ -125,7 +139,7 @@ Action Declare(CLI::App& app) {
         ->excludes(list);
   }
   app.add_option("--points", options->points, "Frequencies from first to last")
-      ->check(CLI::Range(2, kMostPoints).description(""))
+      ->check(WholeFrom(2, kMostPoints))
       ->type_name("N")
       ->capture_default_str()
       ->excludes(list);
@@ -142,6 +156,7 @@ Action Declare(CLI::App& app) {
 
 }  // namespace
 
-const Command kSweep{"sweep", "run a test at several frequencies, with a plot", Declare};
+const Command kSweep{"sweep", "run a test at several frequencies, with a plot", Route::kHost,
+                     Declare};
 
 }  // namespace host

@@ -34,7 +34,7 @@ ExitStatus Versions(Session& session) {
 
 }  // namespace
 
-const Command kVersions{"versions", "print the firmware versions",
+const Command kVersions{"versions", "print the firmware versions", Route::kBus,
                         [](CLI::App&) -> Action { return Versions; }};
 
 }  // namespace host

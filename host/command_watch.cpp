@@ -5,70 +5,91 @@
 
 #include "host/command.h"
 #include "host/interruption.h"
+#include "host/live_stream.h"
 #include "host/number_check.h"
-#include "host/report.h"
-#include "host/request.h"
 #include "host/result_text.h"
-#include "host/test_plan.h"
 #include "platform/backend.h"
 
 namespace host {
 namespace {
 
+using platform::Nanoseconds;
+
 struct WatchOptions {
   int rows = 0;
   double interval = 0.5;
-  bool fast = false;
-  bool dc = false;
 };
 
 constexpr double kShortest = 0.001;
 constexpr double kLongest = 3600;
-constexpr platform::Nanoseconds kNap = std::chrono::milliseconds(100);  // between looks for Ctrl-C
+constexpr Nanoseconds kNap = std::chrono::milliseconds(100);  // between looks for Ctrl-C
+// A client that measures has something to say every second; an update may take longer.
+constexpr Nanoseconds kFresh = std::chrono::seconds(3);
 
-// What one look at the daemon gave.
-struct Look {
-  int status = 0;
-  std::optional<TestResult> result;  ///< nothing while the data are not valid
-  std::optional<Reply> nak;          ///< of a poll: errors of the test
+// What is known at one look: the latest that was read, how old it is, and who read it.
+struct View {
+  std::optional<LiveEntry> latest;
+  double age = 0;  ///< s
+  bool alive = false;
+
+  bool Stale() const {
+    return latest && latest->state != "ended" &&
+           (!alive || age > std::chrono::duration<double>(kFresh).count());
+  }
+  const char* State() const {
+    if (!latest) return "nobody measures here";
+    if (latest->state == "ended") return "the test has ended";
+    if (!alive) return "the host that measured has gone";
+    return Stale() ? "the host that measures is silent" : "measuring";
+  }
+  std::string Text() const {
+    if (!latest) return fmt::format("{}\n", State());
+    return fmt::format("{}{}, {:.1f} s old (process {})\n", Stale() ? "STALE: " : "", State(), age,
+                       latest->client);
+  }
+  nlohmann::ordered_json Json() const {
+    nlohmann::ordered_json json = {{"state", State()}, {"stale", Stale()}};
+    if (latest) json.update({{"age_s", age}, {"client", latest->client}});
+    return json;
+  }
 };
-
-// The cheap poll first: only where there are data a result is asked for, with the filter that a
-// measuring host uses, so that the daemon sees no change of filter between its polls and these.
-ExitStatus LookOnce(Session& session, const WatchOptions& options, Look& look) {
-  Reply reply;
-  ExitStatus status = session.Ask(PlainRequest(Msg::HMP_ACK_PROGRESS), reply);
-  if (status == ExitStatus::kOk) {
-    look.status = ProgressOf(reply);
-    if ((look.status & Data_Not_Valid) != 0) return status;
-    const auto filter = options.fast ? Msg::MSG6_RSLTYPE_FIR_FAST : Msg::MSG6_RSLTYPE_FIR_SLOW;
-    status = session.Ask(ResultRequest(filter), reply);
-  }
-  if (status == ExitStatus::kOk) {
-    look.result = ResultOf(reply, options.dc);
-  } else if (status == ExitStatus::kNak) {
-    look.nak = std::move(reply);
-    status = ExitStatus::kOk;
-  }
-  return status;
-}
 
 // Rows under each other; on a terminal one table that is drawn over.
 class Screen {
  public:
   explicit Screen(Session& session) : session_(session) {}
 
-  void Show(const Look& look) {
-    if (session_.json()) {
-      session_.out() << Json(look).dump() << std::endl;
-    } else if (session_.out_terminal()) {
-      Redraw(look.result ? ResultText(*look.result) : Line(look));
-    } else {
-      session_.out() << (look.result ? Row(*look.result) : Line(look)) << std::flush;
+  // How many rows it printed.
+  int Show(const std::vector<LiveEntry>& entries, const View& view) {
+    if (session_.out_terminal() && !session_.json()) return Redraw(view);
+    int rows = 0;
+    for (const LiveEntry& entry : entries) rows += ShowEntry(entry) ? 1 : 0;
+    if (rows == 0 && (!view.latest || view.Stale() || !view.latest->state.empty())) {
+      session_.out() << (session_.json() ? view.Json().dump() + '\n' : view.Text());
+      rows = 1;
     }
+    session_.out() << std::flush;
+    return rows;
   }
 
  private:
+  // Of status words only those that differ from the one before.
+  bool ShowEntry(const LiveEntry& entry) {
+    if (!entry.state.empty()) return false;
+    const std::optional<int> status = entry.result ? StatusOf(*entry.result) : entry.status;
+    if (!entry.result && status == status_) return false;
+    status_ = status;
+    if (session_.json()) {
+      nlohmann::ordered_json json = {{"client", entry.client}, {"stale", false}};
+      if (entry.result) json.update(ResultJson(*entry.result));
+      if (!entry.result) json.update({{"status", *status}, {"status_names", StatusNames(*status)}});
+      session_.out() << json.dump() << '\n';
+    } else {
+      session_.out() << (entry.result ? Row(*entry.result) : StatusLine(*status));
+    }
+    return true;
+  }
+
   // With the head of a table before it where one begins. The units stay those of its first row.
   std::string Row(const TestResult& result) {
     if (table_ && table_->Takes(result)) return table_->Row(result);
@@ -76,76 +97,91 @@ class Screen {
     return table_->Head() + table_->Row(result);
   }
 
-  static std::string Line(const Look& look) {
-    return look.nak ? NakText(*look.nak)
-                    : fmt::format("no data: 0x{:04X}, {}\n", look.status, StatusText(look.status));
+  static std::string StatusLine(int status) {
+    return fmt::format("no result yet: 0x{:04X}, {}\n", status, StatusText(status));
   }
 
-  static nlohmann::ordered_json Json(const Look& look) {
-    if (look.result) return ResultJson(*look.result);
-    if (look.nak) return ReplyJson(*look.nak);
-    return {{"status", look.status}, {"status_names", StatusNames(look.status)}};
-  }
-
-  void Redraw(const std::string& text) {
+  int Redraw(const View& view) {
+    std::string text;
+    if (view.latest && view.latest->result) text = ResultText(*view.latest->result);
+    if (view.latest && view.latest->status) text = StatusLine(*view.latest->status);
+    text += view.Text();
     if (lines_ > 0) session_.out() << fmt::format("\033[{}A\033[J", lines_);
     session_.out() << text << std::flush;
     lines_ = std::ranges::count(text, '\n');
+    return 1;
   }
 
   Session& session_;
   std::optional<ResultTable> table_;
+  std::optional<int> status_;
   std::ptrdiff_t lines_ = 0;
 };
 
 // Up to `duration`; false as soon as Ctrl-C is seen.
-bool Sleep(platform::Nanoseconds duration, Interruption& interruption) {
+bool Sleep(Nanoseconds duration, Interruption& interruption) {
   platform::Clock& clock = platform::Machine().Clock();
   const auto end = clock.Monotonic() + duration;
   while (!interruption.Asked()) {
     const auto left = end - clock.Monotonic();
-    if (left <= platform::Nanoseconds::zero()) return true;
+    if (left <= Nanoseconds::zero()) return true;
     clock.SleepFor(std::min(left, kNap));
   }
   return false;
 }
 
+void Update(View& view, const LiveFeed& feed, std::vector<LiveEntry>& entries) {
+  std::ranges::stable_sort(entries, {}, &LiveEntry::time);
+  if (!entries.empty()) view.latest = entries.back();
+  if (!view.latest) return;
+  const auto age = platform::Machine().Clock().Monotonic() - view.latest->time;
+  view.age = std::max(0.0, std::chrono::duration<double>(age).count());
+  const auto clients = feed.Clients();
+  view.alive = std::ranges::find(clients, view.latest->client) != clients.end();
+}
+
 ExitStatus Watch(Session& session, const WatchOptions& options) {
+  if (session.root().empty()) {
+    return session.Fail(ExitStatus::kUsage,
+                        "what a host measures is published in --root DIR; give it");
+  }
   Interruption interruption;
   Screen screen(session);
-  const auto interval = std::chrono::duration_cast<platform::Nanoseconds>(
-      std::chrono::duration<double>(options.interval));
-  for (int row = 0; options.rows == 0 || row < options.rows; ++row) {
-    if (!Sleep(row > 0 ? interval : platform::Nanoseconds::zero(), interruption)) break;
-    Look look;
-    const ExitStatus status = LookOnce(session, options, look);
-    if (status != ExitStatus::kOk) return status;
-    screen.Show(look);
+  LiveFeed feed(session.root());
+  View view;
+  const auto interval =
+      std::chrono::duration_cast<Nanoseconds>(std::chrono::duration<double>(options.interval));
+  int rows = 0;
+  for (Nanoseconds pause{0}; Sleep(pause, interruption); pause = interval) {
+    auto entries = feed.Read();
+    Update(view, feed, entries);
+    rows += screen.Show(entries, view);
     if (!session.out()) break;  // a full disk
+    if (options.rows > 0 && rows >= options.rows) break;
   }
   return ExitStatus::kOk;
 }
 
 Action Declare(CLI::App& app) {
   auto options = std::make_shared<WatchOptions>();
-  app.add_option("--rows", options->rows, "End after so many looks; 0: at Ctrl-C")
-      ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""))
+  app.add_option("--rows", options->rows, "End after so many rows; 0: at Ctrl-C")
+      ->check(WholeFrom(0, std::numeric_limits<int>::max()))
       ->type_name("N")
       ->capture_default_str();
   app.add_option("--interval", options->interval, "From one look to the next")
-      ->check(NumberFrom(kShortest, kLongest))
+      ->check(NumberFrom(kShortest, kLongest, "s"))
       ->type_name("S")
       ->capture_default_str();
-  app.add_flag("--fast", options->fast,
-               "The filter over one cycle; beside a host that reads the slow one this makes the "
-               "slow one begin anew at every look");
-  app.add_flag("--dc", options->dc, "The test is a DC test");
-  app.footer("The daemon takes every look for a sign of life of the host that runs the test.");
+  app.footer(
+      "Shows what a q5host reads that measures on the same directory, and sends nothing: the "
+      "daemon does\nnot take it for a sign of life. What is older than 3 s, or of a host that has "
+      "gone, is marked STALE.");
   return [options](Session& session) { return Watch(session, *options); };
 }
 
 }  // namespace
 
-const Command kWatch{"watch", "show the results of the running test as they come", Declare};
+const Command kWatch{"watch", "show the results of the running test as they come", Route::kBus,
+                     Declare};
 
 }  // namespace host

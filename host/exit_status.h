@@ -11,6 +11,8 @@ enum class ExitStatus : int {
   kMalformed = 4,      ///< what came is no good reply to what was asked
   kUnsettled = 5,      ///< the test ran, but its data did not become valid in time
   kNotWritten = 6,     ///< standard output took not all of it: a full disk
+  kNoSource = 7,       ///< the test ran, but the source did not give what was asked for
+  kOtherHost = 8,      ///< another host is connected; the main module takes one
   kInterrupted = 130,  ///< Ctrl-C; the test was stopped
 };
 

@@ -5,7 +5,11 @@
 
 namespace host {
 
-/// A number from `low` to `high`; not one (NaN) and infinity are none. CLI::Range lets NaN pass.
-CLI::Validator NumberFrom(double low, double high);
+/// A whole number from `low` to `high`, in this unit.
+CLI::Validator WholeFrom(int low, int high, const char* unit = "");
+
+/// A number from `low` to `high` in this unit; not one (NaN) and infinity are none. CLI::Range lets
+/// NaN pass.
+CLI::Validator NumberFrom(double low, double high, const char* unit = "");
 
 }  // namespace host

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "common/msg/major_codes.h"
+#include "host/refusal.h"
 
 namespace host {
 namespace {
@@ -77,6 +78,7 @@ std::string NakText(const Reply& reply) {
     text += "  " + CodeText(error.code);
     if (!error.data.empty()) text += fmt::format(" data {}", fmt::join(error.data, " "));
     text += '\n';
+    if (const char* meaning = RefusalText(error.code)) text += fmt::format("    {}\n", meaning);
   }
   return text;
 }
@@ -116,6 +118,7 @@ ordered_json ReplyJson(const Reply& reply) {
     for (const ErrorWord& error : reply.errors) {
       json["errors"].push_back(
           {{"code", error.code}, {"name", CodeName(error.code)}, {"data", error.data}});
+      if (const char* meaning = RefusalText(error.code)) json["errors"].back()["meaning"] = meaning;
     }
   }
   return json;

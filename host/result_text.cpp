@@ -25,8 +25,8 @@ struct Prefix {
   std::string_view name;
   double size;
 };
-constexpr Prefix kPrefixes[] = {{"p", 1e-12}, {"n", 1e-9}, {"u", 1e-6}, {"m", 1e-3},
-                                {"", 1},      {"k", 1e3},  {"M", 1e6},  {"G", 1e9}};
+constexpr Prefix kPrefixes[] = {{"a", 1e-18}, {"f", 1e-15}, {"p", 1e-12}, {"n", 1e-9}, {"u", 1e-6},
+                                {"m", 1e-3},  {"", 1},      {"k", 1e3},   {"M", 1e6},  {"G", 1e9}};
 
 // The quantities that a line of a table has room for.
 std::vector<Quantity> TableQuantities(const TestResult& result) {

@@ -1,5 +1,6 @@
 #include "host/session.h"
 
+#include "common/msg/major_codes.h"
 #include "host/last_nak.h"
 #include "host/report.h"
 
@@ -9,6 +10,12 @@ namespace {
 // What a person typed may be in the text; it need not be UTF-8.
 std::string JsonText(const nlohmann::ordered_json& json) {
   return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+}
+
+// The main module answers a second host so: it has no space for it.
+bool IsOtherHost(const Reply& reply) {
+  return reply.module == Msg::NAK_TOS_ERR && reply.errors.size() == 1 &&
+         reply.errors[0].code == Msg::NAK_MCODE_NOSPACE;
 }
 
 }  // namespace
@@ -37,7 +44,11 @@ ExitStatus Session::TryAsk(const Bytes& request, Reply& reply, std::string& erro
     return ExitStatus::kMalformed;
   }
   if (reply.answer != Answer::kNak) return ExitStatus::kOk;
-  if (!nak_file_.empty()) KeepNak(nak_file_, {request, reply.bytes});
+  if (IsOtherHost(reply)) {
+    error = "another host is connected; the main module takes one at a time";
+    return ExitStatus::kOtherHost;
+  }
+  if (!root_.empty()) KeepNak(NakFile(root_), {request, reply.bytes});
   return ExitStatus::kNak;
 }
 

@@ -49,9 +49,10 @@ class Session {
   void Trace() { trace_ = true; }
   bool tracing() const { return trace_; }
 
-  /// From now on a NAK is kept in this file, see last_nak.h.
-  void KeepNaks(std::string file) { nak_file_ = std::move(file); }
-  const std::string& NakFile() const { return nak_file_; }
+  /// The instrument's directory, if it is known: from now on a NAK is kept there, see last_nak.h,
+  /// and who measures publishes there what it reads, see live_stream.h.
+  void SetRoot(std::string root) { root_ = std::move(root); }
+  const std::string& root() const { return root_; }
 
   /// Tells why a command failed, and returns `status`.
   ExitStatus Fail(ExitStatus status, const std::string& reason);
@@ -66,7 +67,7 @@ class Session {
   bool err_terminal_ = false;
   std::ostream& out_;
   std::ostream& err_;
-  std::string nak_file_;
+  std::string root_;
 };
 
 }  // namespace host

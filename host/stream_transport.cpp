@@ -34,6 +34,9 @@ class StreamTransport : public Transport {
   Exchange Ask(const Bytes& request) override {
     deadline_ = SteadyClock::now() + std::chrono::milliseconds(timeout_ms_);
     Exchange exchange;
+    // the main module may have been restarted since the last exchange
+    if (socket_ && IsOver()) socket_.Reset();
+    may_be_second_ = !socket_ && IsWhole(request);
     if (socket_ || Connect(exchange.error)) Converse(request, exchange);
     // What still comes on this connection would be taken for the reply to the next request.
     if (exchange.status != ExitStatus::kOk) socket_.Reset();
@@ -41,8 +44,14 @@ class StreamTransport : public Transport {
   }
 
  private:
+  static bool IsWhole(const Bytes& request) {
+    if (request.size() < Msg::kFrameOverhead) return false;
+    const auto* head = reinterpret_cast<const Msg::HmpMsgHead*>(request.data());
+    return head->len >= 0 && static_cast<std::size_t>(head->GetSize()) == request.size();
+  }
+
   void Converse(const Bytes& request, Exchange& exchange) {
-    if (!SendAll(request, exchange.error)) return;
+    if (!SendAll(request, exchange)) return;
     if (!Receive(Msg::kHeadSize, exchange)) return;
     const auto* head = reinterpret_cast<const Msg::HmpMsgHead*>(exchange.reply.data());
     if (head->len < 0) {
@@ -104,16 +113,22 @@ class StreamTransport : public Transport {
 
   static bool MustWait() { return errno == EAGAIN || errno == EINTR; }
 
-  bool SendAll(const Bytes& bytes, std::string& error) {
+  // True when the peer has closed the connection, or has sent what nobody waits for.
+  bool IsOver() const {
+    char byte = 0;
+    return ::recv(socket_.Get(), &byte, 1, MSG_PEEK) >= 0 || !MustWait();
+  }
+
+  bool SendAll(const Bytes& bytes, Exchange& exchange) {
     for (std::size_t sent = 0; sent < bytes.size();) {
       ssize_t n = ::send(socket_.Get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
       if (n > 0) {
         sent += static_cast<std::size_t>(n);
       } else if (!MustWait()) {
-        error = fmt::format("cannot send to {}: {}", address_, std::strerror(errno));
+        Broken(std::strerror(errno), 0, exchange);
         return false;
       } else if (!WaitFor(POLLOUT)) {
-        error = fmt::format("cannot send to {} within {} ms", address_, timeout_ms_);
+        exchange.error = fmt::format("cannot send to {} within {} ms", address_, timeout_ms_);
         return false;
       }
     }
@@ -142,6 +157,12 @@ class StreamTransport : public Transport {
   }
 
   void Broken(const char* why, std::size_t got, Exchange& exchange) {
+    if (got == 0 && may_be_second_) {
+      exchange.status = ExitStatus::kOtherHost;
+      exchange.error =
+          fmt::format("another host is connected: {} closed this connection at once", address_);
+      return;
+    }
     if (got == 0) {
       exchange.error = fmt::format("no answer from {}: connection {}", address_, why);
       return;
@@ -154,6 +175,9 @@ class StreamTransport : public Transport {
   const int timeout_ms_;
   SteadyClock::time_point deadline_;
   platform::UniqueFd socket_;
+  // The connection is made for the exchange at hand, and the record is none for which the main
+  // module would end it.
+  bool may_be_second_ = false;
 };
 
 }  // namespace

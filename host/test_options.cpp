@@ -7,6 +7,7 @@
 
 #include "common/msg/input_mode.h"
 #include "host/number_check.h"
+#include "host/ranges.h"
 #include "host/test_kinds.h"
 
 namespace host {
@@ -39,25 +40,30 @@ void DeclareLeads(CLI::App& app, const char* name, const char* what,
 
 void DeclareLevel(CLI::App& app, TestOptions& options) {
   auto* voltage = app.add_option("--voltage", options.voltage,
-                                 "A voltage test with this target; 0: a manual ramp");
-  voltage->check(CLI::Range(0, kMost))->type_name("V");
-  app.add_option("--current", options.current, "A current test with this target")
-      ->check(CLI::Range(1, kMost))
+                                 "A voltage test with this target, in whole volts; 0: a manual "
+                                 "ramp of a source outside");
+  voltage->check(WholeFrom(0, kMost, "V"))->type_name("V");
+  app.add_option("--current", options.current, "A current test with this target, in whole amperes")
+      ->check(WholeFrom(1, kMost, "A"))
       ->type_name("A")
       ->excludes(voltage);
-  app.add_option("--highest", options.highest, "Highest voltage or current; the target by default")
-      ->check(CLI::Range(0, kMost))
+  app.add_option("--highest", options.highest,
+                 "Highest voltage (V) or current (A); the target by default")
+      ->check(WholeFrom(0, kMost))
       ->type_name("N");
   app.add_option("--limit", options.limit, "Limit of the other quantity, in A or V")
-      ->check(CLI::Range(0, kMostLimit))
+      ->check(WholeFrom(0, kMostLimit))
       ->type_name("N");
   app.add_flag("--dc", options.dc, "DC instead of AC");
   app.add_flag("--reverse", options.reversed, "The other polarity");
-  app.add_option("--range-voltage", options.voltage_range, "Voltage range; 0: automatic")
-      ->check(CLI::Range(0, kMost))
+  app.add_option("--range-voltage", options.voltage_range,
+                 "Voltage range, 0: automatic; full scales (peak, behind the divider) " +
+                     RangesText(Msg::AC_Volt) + "; of DC " + RangesText(Msg::DC_Volt))
+      ->check(WholeFrom(0, kMost))
       ->type_name("INDEX");
-  app.add_option("--range-current", options.current_range, "Current range; 0: automatic")
-      ->check(CLI::Range(0, kMost))
+  app.add_option("--range-current", options.current_range,
+                 "Current range, 0: automatic; full scales (peak) " + RangesText(Msg::ACDC_Current))
+      ->check(WholeFrom(0, kMost))
       ->type_name("INDEX");
 }
 
@@ -69,7 +75,7 @@ void DeclareSource(CLI::App& app, TestOptions& options) {
   external->excludes(hv)->excludes(lv);
   app.add_option("--source-word", options.source,
                  "The source word as a number, for any other set-up")
-      ->check(CLI::Range(0, 0xFFFF))
+      ->check(WholeFrom(0, 0xFFFF))
       ->type_name("WORD");
   app.add_option("--divider", options.divider,
                  "Divider before the voltage channels (hv1 with --hv, else none)")
@@ -84,7 +90,7 @@ void DeclareSource(CLI::App& app, TestOptions& options) {
 
 void DeclareTime(CLI::App& app, const char* name, const char* what, double& seconds) {
   app.add_option(name, seconds, what)
-      ->check(NumberFrom(kShortest, kLongest))
+      ->check(NumberFrom(kShortest, kLongest, "s"))
       ->type_name("S")
       ->capture_default_str()
       ->group("Timing");
@@ -121,6 +127,14 @@ Divider DividerOf(const TestOptions& options, std::int16_t source) {
   return options.divider.empty() && hv ? Divider::kHv1 : Divider::kNone;
 }
 
+// What is wrong with a range, or nothing.
+std::string RangeProblem(const char* name, int range, int mode) {
+  const int ranges = static_cast<int>(FullScales(mode).size());
+  if (range <= ranges) return "";
+  return fmt::format("{} {}: there is no such range; take 0 (automatic) or one of {} (full scale)",
+                     name, range, RangesText(mode));
+}
+
 Duration Seconds(double seconds) {
   return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
 }
@@ -136,7 +150,7 @@ void DeclareTest(CLI::App& app, TestOptions& options) {
   DeclareTime(app, "--patience", "Longest wait for the data to become valid", options.patience);
   DeclareTime(app, "--interval", "From one poll to the next", options.interval);
   app.add_option("--polls", options.polls, "Results read; the last one counts")
-      ->check(CLI::Range(1, kMost))
+      ->check(WholeFrom(1, kMost))
       ->capture_default_str()
       ->group("Timing");
   app.add_flag("--csv", options.csv, "Print comma-separated values")
@@ -145,12 +159,24 @@ void DeclareTest(CLI::App& app, TestOptions& options) {
 
 std::optional<TestPlan> PlanOf(const TestOptions& options, std::string& error) {
   const TestKind* kind = FindTestKind(options.type);
+  const int target = options.current.value_or(options.voltage.value_or(0));
   if (kind == nullptr) {
     error = fmt::format("'{}' is no kind of test", options.type);
   } else if (!options.voltage && !options.current) {
     error = "how much? give --voltage or --current";
   } else if (options.dc && options.hv) {
     error = "the internal high-voltage source gives no DC";
+  } else if (target == 0 && !options.external) {
+    error = "0 V is a manual ramp, and nothing here turns up the voltage; give 1 V or more";
+  } else if (options.highest && *options.highest < target) {
+    error = fmt::format("--highest {} is below the target of {} {}", *options.highest, target,
+                        options.current ? "A" : "V");
+  } else {
+    error = RangeProblem("--range-voltage", options.voltage_range,
+                         options.dc ? Msg::DC_Volt : Msg::AC_Volt);
+    if (error.empty()) {
+      error = RangeProblem("--range-current", options.current_range, Msg::ACDC_Current);
+    }
   }
   if (!error.empty()) return std::nullopt;
 
@@ -159,7 +185,7 @@ std::optional<TestPlan> PlanOf(const TestOptions& options, std::string& error) {
   plan.current = options.current.has_value();
   plan.dc = options.dc;
   plan.reversed = options.reversed;
-  plan.target = static_cast<std::int16_t>(plan.current ? *options.current : *options.voltage);
+  plan.target = static_cast<std::int16_t>(target);
   plan.highest = static_cast<std::int16_t>(options.highest.value_or(plan.target));
   plan.limit = static_cast<std::uint16_t>(options.limit);
   plan.frequency = static_cast<float>(options.frequency);

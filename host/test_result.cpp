@@ -1,10 +1,15 @@
 #include "host/test_result.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <cmath>
+#include <cstring>
 #include <numbers>
+
+#include "host/hex.h"
+#include "platform/backend.h"
 
 namespace host {
 namespace {
@@ -59,9 +64,16 @@ void AddRatio(const Msg::HmpTestRsltRep& record, List& list) {
                            {"phase_degrees", "phase", "deg", phase}});
 }
 
+const char* TargetKey(const TestContext& context) {
+  return context.current ? "target_a" : "target_v";
+}
+
+std::string CsvNumber(double value) { return std::isfinite(value) ? NumberText(value) : ""; }
+
 }  // namespace
 
 std::string NumberText(double value) {
+  if (!std::isfinite(value)) return "-";
   constexpr int kDigits = 7;  // what a float on the wire holds
   return fmt::format("{:.{}g}", value, kDigits);
 }
@@ -87,8 +99,41 @@ List Quantities(const TestResult& result) {
   return list;
 }
 
-TestResult ResultOf(const Reply& reply, bool dc) {
-  return {*reinterpret_cast<const Msg::HmpTestRsltRep*>(reply.bytes.data()), dc};
+TestResult ResultOf(const Reply& reply, const TestContext& context) {
+  return {context, *reinterpret_cast<const Msg::HmpTestRsltRep*>(reply.bytes.data()),
+          platform::Machine().Clock().Realtime()};
+}
+
+nlohmann::ordered_json ResultEntry(const TestResult& result) {
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(&result.record);
+  return {{"dc", result.dc},
+          {"current", result.current},
+          {"target", result.target},
+          {"voltage_range", result.voltage_range},
+          {"current_range", result.current_range},
+          {"seconds", result.time.tv_sec},
+          {"nanoseconds", result.time.tv_nsec},
+          {"record", HexText(Bytes(bytes, bytes + sizeof result.record))}};
+}
+
+std::optional<TestResult> ResultOfEntry(const nlohmann::ordered_json& entry) {
+  try {
+    TestResult result;
+    std::string error;
+    const auto bytes = ParseHex(entry.at("record").get<std::string>(), error);
+    if (!bytes || bytes->size() != sizeof result.record) return std::nullopt;
+    std::memcpy(static_cast<void*>(&result.record), bytes->data(), sizeof result.record);
+    entry.at("dc").get_to(result.dc);
+    entry.at("current").get_to(result.current);
+    entry.at("target").get_to(result.target);
+    entry.at("voltage_range").get_to(result.voltage_range);
+    entry.at("current_range").get_to(result.current_range);
+    entry.at("seconds").get_to(result.time.tv_sec);
+    entry.at("nanoseconds").get_to(result.time.tv_nsec);
+    return result;
+  } catch (const nlohmann::json::exception&) {  // the library reports so
+    return std::nullopt;
+  }
 }
 
 int ProgressOf(const Reply& reply) {
@@ -103,8 +148,20 @@ std::string StatusText(int status) {
 
 nlohmann::ordered_json StatusNames(int status) { return NamesOf(status); }
 
+std::string TimeText(const timespec& time) {
+  constexpr long kMilli = 1000000;
+  tm utc{};
+  ::gmtime_r(&time.tv_sec, &utc);
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", utc, time.tv_nsec / kMilli);
+}
+
 nlohmann::ordered_json ResultJson(const TestResult& result) {
-  nlohmann::ordered_json json;
+  nlohmann::ordered_json json = {{"time", TimeText(result.time)},
+                                 {TargetKey(result), result.target},
+                                 {"range_voltage", result.voltage_range},
+                                 {"range_current", result.current_range},
+                                 {"full_scale1", double{result.record.ch1fulsc}},
+                                 {"full_scale2", double{result.record.ch2fulsc}}};
   for (const Quantity& quantity : Quantities(result)) json[quantity.key] = quantity.value;
   json["status"] = StatusOf(result);
   json["status_names"] = StatusNames(StatusOf(result));
@@ -112,14 +169,17 @@ nlohmann::ordered_json ResultJson(const TestResult& result) {
 }
 
 std::string CsvHead(const TestResult& result) {
-  std::string text;
+  std::string text = fmt::format("time,{},range_voltage,range_current,full_scale1,full_scale2,",
+                                 TargetKey(result));
   for (const Quantity& quantity : Quantities(result)) text += fmt::format("{},", quantity.key);
   return text + "status\n";
 }
 
 std::string CsvRow(const TestResult& result) {
-  std::string text;
-  for (const Quantity& quantity : Quantities(result)) text += NumberText(quantity.value) + ",";
+  std::string text = fmt::format(
+      "{},{},{},{},{},{},", TimeText(result.time), result.target, result.voltage_range,
+      result.current_range, CsvNumber(result.record.ch1fulsc), CsvNumber(result.record.ch2fulsc));
+  for (const Quantity& quantity : Quantities(result)) text += CsvNumber(quantity.value) + ",";
   return text + fmt::format("0x{:04X}\n", StatusOf(result));
 }
 

@@ -1,7 +1,9 @@
 // The result of a poll in engineering units.
 #pragma once
 
+#include <ctime>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,9 +19,18 @@ enum StatusFlag : int {
 #undef Q5_STATUS_FLAG
 };
 
-struct TestResult {
+/// What was asked for when a result was read.
+struct TestContext {
+  bool dc = false;       ///< of a DC test: what needs a phase means nothing
+  bool current = false;  ///< `target` is in A, not in V
+  int target = 0;
+  int voltage_range = 0;  ///< index, 0: the daemon's choice
+  int current_range = 0;
+};
+
+struct TestResult : TestContext {
   Msg::HmpTestRsltRep record{};
-  bool dc = false;  ///< of a DC test: what needs a phase means nothing
+  timespec time{};  ///< of day, when it was read
 };
 
 /// The unit is part of `key`, a name for programs: "current_ma".
@@ -34,8 +45,11 @@ struct Quantity {
 /// voltages (a ratio), DC. No value where it would divide by 0: not finite.
 std::vector<Quantity> Quantities(const TestResult& result);
 
-/// What a good reply to 0x06 says, of a test with AC or DC.
-TestResult ResultOf(const Reply& reply, bool dc);
+/// What a good reply to 0x06 says, read now.
+TestResult ResultOf(const Reply& reply, const TestContext& context);
+/// A result as an entry of the live stream, and back; nothing when it is none.
+nlohmann::ordered_json ResultEntry(const TestResult& result);
+std::optional<TestResult> ResultOfEntry(const nlohmann::ordered_json& entry);
 
 /// Channel status flags, as 0 to 0xFFFF: of a result, and of a good reply to 0x46.
 int StatusOf(const TestResult& result);
@@ -44,13 +58,16 @@ int ProgressOf(const Reply& reply);
 std::string StatusText(int status);
 nlohmann::ordered_json StatusNames(int status);
 
-/// A number with the digits that the wire's floats have.
+/// A number with the digits that the wire's floats have; "-" for what is not finite.
 std::string NumberText(double value);
+/// "2026-11-23T13:36:17.250Z"
+std::string TimeText(const timespec& time);
 
-/// The quantities by their keys, "status" and "status_names".
+/// Time, target, ranges, the quantities by their keys, "status" and "status_names".
 nlohmann::ordered_json ResultJson(const TestResult& result);
 
-/// CSV with the keys as its head; the head of any one result fits all of a run.
+/// CSV with the same keys as its head; the head of any one result fits all of a run. What is not
+/// finite is empty.
 std::string CsvHead(const TestResult& result);
 std::string CsvRow(const TestResult& result);
 

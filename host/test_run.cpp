@@ -1,5 +1,7 @@
 #include "host/test_run.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -12,6 +14,8 @@ namespace {
 
 using std::chrono::seconds;
 
+constexpr double kVoltsPerKilovolt = 1000;
+constexpr double kLeastShare = 0.5;  // of the target, that a source gives which works
 constexpr double kCyclesToRead = 3;
 constexpr double kLongestCycle = 1e5;  // seconds; keeps a frequency near 0 within a Duration
 // The daemon takes a host that is silent for 8 s for dead.
@@ -40,10 +44,11 @@ nlohmann::ordered_json TestFailure::Json() const {
   return json;
 }
 
-TestRun::TestRun(Session& session, Interrupted interrupted, Watcher watcher)
+TestRun::TestRun(Session& session, Interrupted interrupted, Watcher watcher, Reader reader)
     : session_(session),
       interrupted_(std::move(interrupted)),
       watcher_(std::move(watcher)),
+      reader_(std::move(reader)),
       clock_(platform::Machine().Clock()) {}
 
 TestRun::~TestRun() {
@@ -77,8 +82,8 @@ bool TestRun::Step(const char* step, const Bytes& request) {
   return Step(step, request, reply);
 }
 
-// Sent whatever has failed before, and that failure stays; but who interrupts a test has to know
-// that it could not be stopped.
+// Sent whatever has failed before, and that failure stays the first; but who interrupts a test has
+// to know that it could not be stopped.
 bool TestRun::Finish(const char* step, const Bytes& request) {
   if (silent_) return false;
   TestFailure before = std::exchange(failure_, {});
@@ -86,7 +91,10 @@ bool TestRun::Finish(const char* step, const Bytes& request) {
   silent_ = failure_.status == ExitStatus::kNoAnswer;
   const bool tell_this =
       before.status == ExitStatus::kOk || (before.status == ExitStatus::kInterrupted && !good);
-  if (!tell_this) failure_ = std::move(before);
+  if (!tell_this) {
+    if (!good) later_.push_back(std::move(failure_));
+    failure_ = std::move(before);
+  }
   return good;
 }
 
@@ -101,12 +109,12 @@ bool TestRun::BeginRow() {
 bool TestRun::SetUp(const TestPlan& plan) {
   if (!Going("set-up")) return false;
   in_test_ = true;
-  dc_ = plan.dc;
   return Step("set-up", SetUpRequest(plan)) &&
          Step(plan.relays ? "relays" : "leads", PathRequest(plan));
 }
 
 bool TestRun::Update(const TestPlan& plan) {
+  context_ = {plan.dc, plan.current, plan.target, plan.voltage_range, plan.current_range};
   return Going("update") && Step("update", UpdateRequest(plan));
 }
 
@@ -125,24 +133,24 @@ bool TestRun::Going(const char* step) {
          Fail(ExitStatus::kInterrupted, step, "interrupted; the test was stopped");
 }
 
-bool TestRun::Settle(const TestTiming& timing) {
+bool TestRun::Look(const TestTiming& timing, bool& exceeds) {
   const Duration begin = clock_.Monotonic();
   Duration clear_since = begin;
   Duration fitting_since = begin;
+  exceeds = false;
   for (int status = 0; Going("settling") && Progress(status);) {
     const Duration now = clock_.Monotonic();
     if (status != 0) clear_since = now;
-    if (status != Amplitude_exceeds_input_range) fitting_since = now;
+    if ((status & Amplitude_exceeds_input_range) == 0) fitting_since = now;
     const Duration clear = now - clear_since;
     if (watcher_) {
       watcher_(status, std::min(1.0, std::chrono::duration<double>(clear) / timing.settle));
     }
     if (clear >= timing.settle) return true;
-    // with no ranging under way there is nothing to wait for
-    if (now - fitting_since >= timing.settle) {
-      return Fail(ExitStatus::kUnsettled, "settling",
-                  "the signal exceeds the range; a less sensitive one has a lower number");
-    }
+    // ranging may be under way, and gets longer
+    const int patience = (status & Ranging) == 0 ? 1 : 2;
+    exceeds = now - fitting_since >= patience * timing.settle;
+    if (exceeds) return true;
     if (now - begin >= timing.patience) {
       return Fail(ExitStatus::kUnsettled, "settling",
                   "the data did not become valid in time: " + StatusText(status));
@@ -152,13 +160,22 @@ bool TestRun::Settle(const TestTiming& timing) {
   return false;
 }
 
+bool TestRun::Settle(const TestTiming& timing) {
+  bool exceeds = false;
+  if (!Look(timing, exceeds)) return false;
+  return !exceeds || Fail(ExitStatus::kUnsettled, "settling",
+                          "the signal exceeds the range; a less sensitive one has a lower number");
+}
+
 bool TestRun::Wait(Duration duration) {
   const Duration end = clock_.Monotonic() + duration;
   int status = 0;
   for (Duration now; (now = clock_.Monotonic()) < end;) {
     clock_.SleepFor(std::min(end - now, kLongestSilence));
     if (!Going("result")) return false;
-    if (duration > kLongestSilence && !Progress(status)) return false;
+    if (duration <= kLongestSilence) continue;
+    if (!Progress(status)) return false;
+    if (watcher_) watcher_(status, 1);
   }
   return true;
 }
@@ -166,7 +183,8 @@ bool TestRun::Wait(Duration duration) {
 bool TestRun::Poll(Msg::msg6_rsltype filter, TestResult& result) {
   Reply reply;
   if (!Step("result", ResultRequest(filter), reply)) return false;
-  result = ResultOf(reply, dc_);
+  result = ResultOf(reply, context_);
+  if (reader_) reader_(result);
   return true;
 }
 
@@ -184,6 +202,18 @@ bool TestRun::Read(const TestTiming& timing, std::vector<TestResult>& results) {
   return true;
 }
 
+bool TestRun::CheckSource(const TestPlan& plan, const TestResult& result) {
+  const Msg::SOURCE_E source = SourceKind(plan.source);
+  if (source == Msg::externalVoltageSourceE || source == Msg::externalCurrentSourceE) return true;
+  const double driven = plan.current ? double{result.record.acamps}
+                                     : kVoltsPerKilovolt * double{result.record.acfcvolt};
+  if (std::abs(driven) >= plan.target * kLeastShare) return true;
+  return Fail(ExitStatus::kNoSource, "source",
+              fmt::format("the source gave {:.4g} of {} {}; it hears only what passes the host's "
+                          "port (--via host)",
+                          std::abs(driven), plan.target, plan.current ? "A" : "V"));
+}
+
 bool TestRun::Stop() {
   return std::exchange(in_test_, false) && Finish("stop", PlainRequest(Msg::HMP_STOP_TEST));
 }
@@ -196,8 +226,9 @@ std::optional<TestResult> TestRun::Measure(const TestPlan& plan, const TestTimin
   std::vector<TestResult> results;
   const bool good = SetUp(plan) && Update(plan) && Start() && Settle(timing.For(plan.frequency)) &&
                     Read(timing.For(plan.frequency), results);
+  const bool driven = good && CheckSource(plan, results.back());
   Stop();
-  if (!good || results.empty()) return std::nullopt;
+  if (!driven) return std::nullopt;
   return results.back();
 }
 

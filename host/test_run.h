@@ -43,19 +43,24 @@ struct TestFailure {
   std::string reason;  ///< in words; of a NAK all its errors
   Reply nak;           ///< of a NAK
 
+  /// "step: reason"
+  std::string Text() const { return step + ": " + reason; }
   /// `step` and "error", or the NAK's own fields.
   nlohmann::ordered_json Json() const;
 };
 
 class TestRun {
  public:
-  /// Told at each poll of the progress: the status word, and what share of the wait is done.
+  /// Called at each poll of the progress: the status word, and what share of the wait is done.
   using Watcher = std::function<void(int status, double done)>;
   /// True when the test is to end.
   using Interrupted = std::function<bool()>;
+  /// Called with each result that is read.
+  using Reader = std::function<void(const TestResult&)>;
 
   /// Waits on the clock of platform::Machine().
-  explicit TestRun(Session& session, Interrupted interrupted = {}, Watcher watcher = {});
+  explicit TestRun(Session& session, Interrupted interrupted = {}, Watcher watcher = {},
+                   Reader reader = {});
   ~TestRun();
   TestRun(const TestRun&) = delete;
   TestRun& operator=(const TestRun&) = delete;
@@ -68,8 +73,10 @@ class TestRun {
   bool Update(const TestPlan& plan);
   /// 0x05.
   bool Start();
-  /// 0x46 until the status has been clear for `timing.settle`; fails when it has said for as long
-  /// that the signal exceeds its range, and nothing else.
+  /// 0x46 until the status has been clear for `timing.settle`, or has said for as long that the
+  /// signal exceeds its range: then `exceeds` is true.
+  bool Look(const TestTiming& timing, bool& exceeds);
+  /// As Look; fails when the signal exceeds its range.
   bool Settle(const TestTiming& timing);
   /// 0x06 `timing.polls` times on a filter that begins anew.
   bool Read(const TestTiming& timing, std::vector<TestResult>& results);
@@ -80,10 +87,17 @@ class TestRun {
   /// 0x37: with it the daemon drops the errors of the row.
   bool EndRow();
 
+  /// False, and the test ends, when the source has not given half of what `plan` asks for: such a
+  /// result looks valid and means nothing. A source outside is not checked.
+  bool CheckSource(const TestPlan& plan, const TestResult& result);
+
   /// A whole test within a row: its last result, or nothing.
   std::optional<TestResult> Measure(const TestPlan& plan, const TestTiming& timing);
 
+  /// What ended the test.
   const TestFailure& failure() const { return failure_; }
+  /// What the stop and the end of row reported after that.
+  const std::vector<TestFailure>& later() const { return later_; }
 
  private:
   bool Fail(ExitStatus status, const char* step, std::string reason);
@@ -97,9 +111,11 @@ class TestRun {
   Session& session_;
   Interrupted interrupted_;
   Watcher watcher_;
+  Reader reader_;
   platform::Clock& clock_;
   TestFailure failure_;
-  bool dc_ = false;
+  std::vector<TestFailure> later_;
+  TestContext context_;
   bool in_row_ = false;
   bool in_test_ = false;
   bool silent_ = false;  // the daemon does not answer even a stop

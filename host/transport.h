@@ -11,8 +11,8 @@
 
 namespace host {
 
-/// What one exchange gave: kOk with a reply, which nobody has looked into yet, or kNoAnswer or
-/// kMalformed with a reason.
+/// What one exchange gave: kOk with a reply, which nobody has looked into yet, or kNoAnswer,
+/// kMalformed or kOtherHost with a reason.
 struct Exchange {
   ExitStatus status = ExitStatus::kNoAnswer;
   Bytes reply;

@@ -1,0 +1,65 @@
+#include "host/range_choice.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "host/ranges.h"
+
+namespace host {
+namespace {
+
+constexpr std::chrono::milliseconds kQuick{300};
+constexpr double kVoltsPerKilovolt = 1000;
+
+struct Other {
+  int mode;
+  int& range;
+};
+
+// A current in a voltage test, a voltage in a current test.
+Other OtherOf(TestPlan& plan) {
+  if (plan.current) return {ChannelMode(plan.source, 1), plan.voltage_range};
+  return {ChannelMode(plan.source, 2), plan.current_range};
+}
+
+double PeakOf(const TestPlan& plan, const TestResult& result) {
+  const double rms = plan.current ? kVoltsPerKilovolt * double{result.record.acfcvolt}
+                                  : double{result.record.acamps};
+  return std::abs(rms) * std::numbers::sqrt2;
+}
+
+}  // namespace
+
+bool LeavesRangeOpen(const TestPlan& plan) {
+  if (plan.dc) return false;
+  return plan.current ? plan.voltage_range == 0 && ChannelMode(plan.source, 1) == Msg::AC_Volt
+                      : plan.current_range == 0 && ChannelMode(plan.source, 2) == Msg::ACDC_Current;
+}
+
+bool ChooseRange(TestRun& run, TestPlan& plan, const TestTiming& timing) {
+  const Other other = OtherOf(plan);
+  TestTiming quick = timing;
+  quick.settle = std::min<Duration>(timing.settle, kQuick);
+  quick.interval = std::min<Duration>(timing.interval, kQuick / 3);
+  quick = quick.For(plan.frequency);
+  int most_sensitive = static_cast<int>(FullScales(other.mode).size());
+  for (;;) {
+    bool exceeds = false;
+    if (!run.Look(quick, exceeds)) return false;
+    int wanted = other.range - 1;
+    if (exceeds) {
+      most_sensitive = wanted;
+    } else {
+      TestResult result;
+      if (!run.Poll(Msg::MSG6_RSLTYPE_FIR_FAST, result)) return false;
+      wanted = std::min(RangeFor(other.mode, PeakOf(plan, result)), most_sensitive);
+    }
+    // the least sensitive one has to do, and the settling after this says whether it does
+    if (wanted < 1 || wanted == other.range) return true;
+    other.range = wanted;
+    if (!run.Update(plan)) return false;
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,16 @@
+// The range of the quantity that a test does not drive, found by measuring: the daemon itself takes
+// one for the target, which says nothing about the other quantity.
+#pragma once
+
+#include "host/test_run.h"
+
+namespace host {
+
+/// True where `plan` leaves that range open and it can be set by itself.
+bool LeavesRangeOpen(const TestPlan& plan);
+
+/// In a running test: updates it with `plan` until the range fits the signal, and leaves the range
+/// in `plan`. Begins with the range that `plan` has. False when the test has failed.
+bool ChooseRange(TestRun& run, TestPlan& plan, const TestTiming& timing);
+
+}  // namespace host
