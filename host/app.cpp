@@ -96,7 +96,9 @@ void Declare(CLI::App& app, Options& options) {
 void Complete(Options& options, Route route) {
   if (options.via.empty()) options.via = route == Route::kHost ? "host" : "bus";
   const char* root = std::getenv("Q5_ROOT");
-  if (options.root.empty() && options.connect.empty() && root != nullptr) options.root = root;
+  if (root == nullptr) return;
+  if (options.root.empty() && options.connect.empty()) options.root = root;
+  ::unsetenv("Q5_ROOT");  // for a daemon it moves every path; here the paths are whole
 }
 
 std::optional<Road> RoadOf(const Options& options, std::string& error) {

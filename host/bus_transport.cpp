@@ -1,8 +1,11 @@
 // The message bus as a road for host records.
 #include <fmt/format.h>
 #include <unistd.h>
+#include <zmq.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 
 #include "host/transport.h"
@@ -15,6 +18,10 @@ namespace {
 
 using Common::ZmbMessage;
 using Common::ZmbSocket;
+
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr char kMonitor[] = "inproc://q5host.monitor";
 
 class BusTransport : public Transport {
  public:
@@ -30,12 +37,12 @@ class BusTransport : public Transport {
     std::unique_ptr<ZmbMessage> message(ZmbMessage::Init(size, &descriptor, true));
     message->SetPayload(request.data(), size, 0);
 
-    // One attempt: a request sent twice is carried out twice.
-    int error = 0;
-    std::unique_ptr<ZmbMessage> reply(
-        ZmbMessage::Send(socket_.get(), message.get(), error, timeout_ms_, 1));
+    std::unique_ptr<ZmbMessage> reply = SendAndWait(*message, exchange.error);
     if (!reply) {
-      exchange.error = fmt::format("no answer from {} within {} ms", uri_, timeout_ms_);
+      // what still comes on this socket would be a late reply
+      monitor_.reset();
+      Common::zmb_api::SetLinger(socket_->GetSocket(), 0);
+      socket_.reset();
       return exchange;
     }
     auto [data, length] = reply->GetPayload();
@@ -59,14 +66,64 @@ class BusTransport : public Transport {
       return false;
     }
     socket_ = std::move(socket);
+    zmq_socket_monitor(socket_->GetSocket(), kMonitor, ZMQ_EVENT_DISCONNECTED);
+    monitor_ = Common::zmb_api::OpenSocket(context_.get(), ZMQ_PAIR);
+    Common::zmb_api::Connect(monitor_.get(), kMonitor);
     return true;
+  }
+
+  // True when the daemon has closed a connection since the last call.
+  bool HasGone() {
+    bool gone = false;
+    while (zmq_recv(monitor_.get(), nullptr, 0, ZMQ_DONTWAIT) >= 0) gone = true;
+    return gone;
+  }
+
+  // One attempt: a request sent twice is carried out twice.
+  std::unique_ptr<ZmbMessage> SendAndWait(const ZmbMessage& request, std::string& error) {
+    if (HasGone()) {  // and a test that it ran with it; the next request finds another one
+      error = fmt::format("the daemon at {} ended after its last answer", uri_);
+      return nullptr;
+    }
+    ZmbMessage::Send(socket_->GetSocket(), ZmbMessage::Dupe(&request));
+    const auto deadline = SteadyClock::now() + std::chrono::milliseconds(timeout_ms_);
+    for (;;) {
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - SteadyClock::now());
+      zmq_pollitem_t items[] = {{socket_->GetSocket(), 0, ZMQ_POLLIN, 0},
+                                {monitor_.get(), 0, ZMQ_POLLIN, 0}};
+      const auto wait = static_cast<long>(std::max<std::int64_t>(left.count(), 0));
+      const int ready = Common::zmb_api::Poll(items, 2, wait);
+      if (ready < 0 && errno == EINTR) continue;
+      if (ready <= 0) {
+        error = fmt::format("no answer from {} within {} ms", uri_, timeout_ms_);
+        return nullptr;
+      }
+      if (items[0].revents == 0 && HasGone()) {
+        error = fmt::format("no answer from {}: the daemon ended meanwhile", uri_);
+        return nullptr;
+      }
+      if (items[0].revents == 0) continue;
+      std::unique_ptr<ZmbMessage> reply(ZmbMessage::Recv(socket_->GetSocket()));
+      if (!reply || IsReplyTo(request, *reply)) return reply;
+    }
+  }
+
+  static bool IsReplyTo(const ZmbMessage& request, const ZmbMessage& reply) {
+    int asked = 0;
+    int answered = 0;
+    const void* name = request.GetDescrValue(asked);
+    const void* other = reply.GetDescrValue(answered);
+    return other != nullptr && asked == answered &&
+           std::memcmp(name, other, static_cast<std::size_t>(asked)) == 0;
   }
 
   const std::string uri_;
   const int timeout_ms_;
   unsigned asked_ = 0;
   Common::zmb_api::Context context_;
-  std::unique_ptr<ZmbSocket> socket_;  // behind the context, so that it is closed before
+  // behind the context, so that they are closed before
+  std::unique_ptr<ZmbSocket> socket_;
+  Common::zmb_api::Socket monitor_;
 };
 
 }  // namespace

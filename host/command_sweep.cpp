@@ -29,10 +29,11 @@ constexpr std::string_view kPlotted[] = {"power_factor_percent", "parallel_capac
                                          "ratio"};
 
 // One frequency of a running test; the first one starts it.
-bool Measure(TestRun& run, TestPlan& plan, const TestTiming& timing, bool first, bool choose,
-             TestResult& point) {
+bool Measure(TestRun& run, TestPlan& plan, const TestTiming& timing, bool choose,
+             const TestResult* before, TestResult& point) {
   const TestTiming at = timing.For(plan.frequency);
-  if (!run.Update(plan) || (first && !run.Start())) return false;
+  if (choose) BeginRange(plan, before);
+  if (!run.Update(plan) || (before == nullptr && !run.Start())) return false;
   if (choose && !ChooseRange(run, plan, timing)) return false;
   std::vector<TestResult> results;
   if (!run.Settle(at) || !run.Read(at, results)) return false;
@@ -44,13 +45,13 @@ std::vector<TestResult> Sweep(ConsoleRun& run, TestPlan plan, const TestTiming& 
                               const std::vector<double>& frequencies, ResultPrinter& printer) {
   std::vector<TestResult> points;
   const bool choose = LeavesRangeOpen(plan);
-  if (choose) (plan.current ? plan.voltage_range : plan.current_range) = 1;
   plan.frequency = static_cast<float>(frequencies.front());
   if (!run.test().BeginRow() || !run.test().SetUp(plan)) return points;
   for (const double frequency : frequencies) {
     plan.frequency = static_cast<float>(frequency);
     TestResult point;
-    if (!Measure(run.test(), plan, timing, points.empty(), choose, point)) return points;
+    const TestResult* before = points.empty() ? nullptr : &points.back();
+    if (!Measure(run.test(), plan, timing, choose, before, point)) return points;
     points.push_back(point);
     run.ClearProgress();
     printer.Print(point);

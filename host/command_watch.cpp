@@ -25,6 +25,7 @@ constexpr double kLongest = 3600;
 constexpr Nanoseconds kNap = std::chrono::milliseconds(100);  // between looks for Ctrl-C
 // A client that measures has something to say every second; an update may take longer.
 constexpr Nanoseconds kFresh = std::chrono::seconds(3);
+constexpr Nanoseconds kReminder = std::chrono::seconds(5);
 
 // What is known at one look: the latest that was read, how old it is, and who read it.
 struct View {
@@ -64,7 +65,7 @@ class Screen {
     if (session_.out_terminal() && !session_.json()) return Redraw(view);
     int rows = 0;
     for (const LiveEntry& entry : entries) rows += ShowEntry(entry) ? 1 : 0;
-    if (rows == 0 && (!view.latest || view.Stale() || !view.latest->state.empty())) {
+    if (rows == 0 && MustShow(view)) {
       session_.out() << (session_.json() ? view.Json().dump() + '\n' : view.Text());
       rows = 1;
     }
@@ -73,6 +74,16 @@ class Screen {
   }
 
  private:
+  // Each new state, and that the data are stale from time to time.
+  bool MustShow(const View& view) {
+    const auto now = platform::Machine().Clock().Monotonic();
+    const bool is_new = state_ != view.State();
+    if (!is_new && !(view.Stale() && now - told_ >= kReminder)) return false;
+    state_ = view.State();
+    told_ = now;
+    return true;
+  }
+
   // Of status words only those that differ from the one before.
   bool ShowEntry(const LiveEntry& entry) {
     if (!entry.state.empty()) return false;
@@ -98,7 +109,7 @@ class Screen {
   }
 
   static std::string StatusLine(int status) {
-    return fmt::format("no result yet: 0x{:04X}, {}\n", status, StatusText(status));
+    return fmt::format("status 0x{:04X}, {}\n", status, StatusText(status));
   }
 
   int Redraw(const View& view) {
@@ -116,6 +127,8 @@ class Screen {
   std::optional<ResultTable> table_;
   std::optional<int> status_;
   std::ptrdiff_t lines_ = 0;
+  std::string state_;
+  Nanoseconds told_{0};
 };
 
 // Up to `duration`; false as soon as Ctrl-C is seen.

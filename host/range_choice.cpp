@@ -11,6 +11,9 @@ namespace {
 
 constexpr std::chrono::milliseconds kQuick{300};
 constexpr double kVoltsPerKilovolt = 1000;
+constexpr double kMargin = 2;
+/// Share of a range's full scale below which its noise may be all that it shows.
+constexpr double kResolved = 1e-5;
 
 struct Other {
   int mode;
@@ -37,6 +40,14 @@ bool LeavesRangeOpen(const TestPlan& plan) {
                       : plan.current_range == 0 && ChannelMode(plan.source, 2) == Msg::ACDC_Current;
 }
 
+void BeginRange(TestPlan& plan, const TestResult* before) {
+  const Other other = OtherOf(plan);
+  other.range = 1;
+  if (before == nullptr || !(before->record.frequen > 0)) return;
+  const double ratio = double{plan.frequency} / double{before->record.frequen};
+  other.range = RangeFor(other.mode, kMargin * PeakOf(plan, *before) * std::max(ratio, 1 / ratio));
+}
+
 bool ChooseRange(TestRun& run, TestPlan& plan, const TestTiming& timing) {
   const Other other = OtherOf(plan);
   TestTiming quick = timing;
@@ -53,7 +64,9 @@ bool ChooseRange(TestRun& run, TestPlan& plan, const TestTiming& timing) {
     } else {
       TestResult result;
       if (!run.Poll(Msg::MSG6_RSLTYPE_FIR_FAST, result)) return false;
-      wanted = std::min(RangeFor(other.mode, PeakOf(plan, result)), most_sensitive);
+      const double full = FullScales(other.mode)[static_cast<std::size_t>(other.range - 1)];
+      const double peak = std::max(PeakOf(plan, result), full * kResolved);
+      wanted = std::min(RangeFor(other.mode, peak), most_sensitive);
     }
     // the least sensitive one has to do, and the settling after this says whether it does
     if (wanted < 1 || wanted == other.range) return true;

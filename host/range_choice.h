@@ -9,8 +9,12 @@ namespace host {
 /// True where `plan` leaves that range open and it can be set by itself.
 bool LeavesRangeOpen(const TestPlan& plan);
 
+/// Sets the range with which a new frequency begins: of a device that takes more there than it took
+/// at the frequency of `before` it must not be exceeded. Without `before` the least sensitive one.
+void BeginRange(TestPlan& plan, const TestResult* before);
+
 /// In a running test: updates it with `plan` until the range fits the signal, and leaves the range
-/// in `plan`. Begins with the range that `plan` has. False when the test has failed.
+/// in `plan`. False when the test has failed.
 bool ChooseRange(TestRun& run, TestPlan& plan, const TestTiming& timing);
 
 }  // namespace host

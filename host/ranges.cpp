@@ -12,6 +12,9 @@ constexpr double kDcVolts[] = {2.5, 0.25, 0.025, 0.0025, 0.00025};
 /// Leaves room for noise, and for the offset that the most sensitive ranges have.
 constexpr double kHeadroom = 1.6;
 
+/// More sensitive ranges are out of range by their offset alone.
+constexpr double kLeastFullScale = 7.5e-5;
+
 std::string Shown(double value, const char* unit) {
   if (value >= 1) return fmt::format("{:g} {}", value, unit);
   if (value >= 1e-3) return fmt::format("{:g} m{}", value * 1e3, unit);
@@ -50,7 +53,7 @@ int RangeFor(int mode, double peak) {
   int index = 0;
   for (const double full : FullScales(mode)) {
     ++index;
-    if (full > peak * kHeadroom) range = index;
+    if (full > peak * kHeadroom && full >= kLeastFullScale) range = index;
   }
   return range;
 }

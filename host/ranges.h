@@ -18,7 +18,8 @@ std::span<const double> FullScales(int mode);
 /// The ranges in words: "1: 75 A, 2: 7.5 A, ...".
 std::string RangesText(int mode);
 
-/// The most sensitive range with room for `peak` (V or A), 1 for more than all have.
+/// The most sensitive range with room for `peak` (V or A), 1 for more than all have. Those of which
+/// the front end's own offset takes all room are left out: the daemon does not remove it yet.
 int RangeFor(int mode, double peak);
 
 }  // namespace host

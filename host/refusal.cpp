@@ -13,6 +13,9 @@ struct Sentence {
   const char* text;
 };
 
+constexpr char kExceeds[] =
+    "the signal exceeds the range of a channel; a less sensitive one has a lower number";
+
 constexpr Sentence kSentences[] = {
     {Msg::NAK_MCODE_NOSPACE, "the module has no space for it"},
     {Msg::NAK_MCODE_SOS_RAMPDNVOLT, "the source is not at 0 V after the last test; try again"},
@@ -31,6 +34,10 @@ constexpr Sentence kSentences[] = {
      "the frequency is 0.0001 to 1000 Hz; that of the mains, where the test follows it, 47 to 63 "
      "Hz"},
     {Msg::NAK_MCODE_MOS_SPCLKNOTFOUND, "the clock chip was not found at start"},
+    {Msg::NAK_MCODE_CPLD_OVERRANGE, kExceeds},
+    {Msg::NAK_MCODE_CPLD_ADCOVERRANGE, kExceeds},
+    {Msg::NAK_MCODE_CPLD_OVERINPUT, kExceeds},
+    {Msg::NAK_MCODE_FAULT_IN_SAMPLES, "the samples carry a fault of the front end"},
     {Msg::NAK_MCODE_EEPROMXML, "a measuring channel has no calibration: its values mean nothing"},
     {Msg::NAK_MCODE_MR_EEPROMXML, "the dividers have no calibration: see the main reference file"},
     {Msg::NAK_MCODE_UNKNOWNMSG, "the daemon does not know the opcode, or the record is broken"},

@@ -103,7 +103,9 @@ bool TestRun::BeginRow() {
   record.nteststart = 1;
   record.nphases = 1;
   in_row_ = failure_.status == ExitStatus::kOk;
-  return Step("start of row", RequestOf(Msg::HMP_START_ROW, record));
+  if (Step("start of row", RequestOf(Msg::HMP_START_ROW, record))) return true;
+  if (failure_.status == ExitStatus::kOtherHost) in_row_ = false;  // the row is not ours
+  return false;
 }
 
 bool TestRun::SetUp(const TestPlan& plan) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "common/log/build_info.h"
 #include "platform/real_clock.h"
 #include "simulator/addresses.h"
 #include "simulator/config.h"
@@ -190,6 +191,7 @@ struct EepromCommand {
 
 int main(int argc, char** argv) {
   CLI::App app("The virtual instrument: serves the devices of one module under a directory.");
+  app.set_version_flag("--version", "q5sim " + std::string(hgrev));
   Options options;
   auto* root =
       app.add_option("--root", options.root, "Directory that stands for the instrument's /");

@@ -2,14 +2,17 @@
 
 #include <fmt/format.h>
 
+#include <libconfig.h++>
+
 #include "common/dev/sclk/clock_plan.h"
+#include "common/msg/hmp_data.h"
+#include "common/signalh/sample_rate.h"
+#include "mos/daemon_config.h"
 
 namespace host {
 namespace {
 
-constexpr float kSampleRate = 30720;  // a second: 512 samples a cycle at 60 Hz
-constexpr unsigned kLeastSamples = 8;
-constexpr unsigned kMostSamples = 0x40000000;
+constexpr unsigned kVlfWaveformSamples = 0x40000;  // that the daemon gives a very slow cycle
 
 /// What the chip makes of the dividers, over the CLK0 that was asked for.
 std::optional<Fraction> Ratio(const ClockPlan& plan) {
@@ -22,19 +25,23 @@ std::optional<Fraction> Ratio(const ClockPlan& plan) {
 
 }  // namespace
 
-unsigned SuitableSamples(float hertz) {
-  unsigned samples = kLeastSamples;
-  while (samples < kMostSamples && static_cast<float>(samples) * 2 * hertz <= kSampleRate) {
-    samples *= 2;
-  }
-  return samples;
+DaemonChoice ChoiceFor(float hertz) {
+  libconfig::Config shipped;  // without keys every one has the value that ships
+  Msg::HMPData& data = Msg::HMPData::GetHMPData(shipped, Msg::MEAS_MODULE);
+  Mos::SetConfigParameters(shipped, data);
+  data.testype = Msg::TEST_HVVFPF;
+  data.modesw1 = Msg::MODESW1_FILTER;
+  data.frequency = hertz;
+  const bool is_slow = data.IsVLFTest();
+  const int pages = is_slow ? data.GetVLFBlockReadyInterrupts() : data.GetBlockReadyInterrupts();
+  return {static_cast<unsigned>(signalh::CalculateSamplesPerCyc(hertz, pages)), is_slow};
 }
 
-bool MakePlan(float hertz, unsigned samples, ClockPlan& plan, std::string& problem) {
+bool MakePlan(float hertz, unsigned samples, bool is_slow, ClockPlan& plan, std::string& problem) {
   Param_Values& params = plan.params;
   get_default_params(params);
   params.adc_samples_per_cycle = samples;
-  params.wf_samples_per_cycle = calculate_wf_samples_per_cyc(hertz);
+  params.wf_samples_per_cycle = is_slow ? kVlfWaveformSamples : calculate_wf_samples_per_cyc(hertz);
   if (float_Hz_to_m3x64_MHz(hertz, params.op[0].test_freq) < 0) {
     problem = fmt::format("{} Hz cannot be planned with", hertz);
     return false;

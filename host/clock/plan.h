@@ -22,11 +22,15 @@ struct ClockPlan {
   std::optional<Fraction> ratio;     ///< achieved over planned
 };
 
-/// Samples per cycle that suit `hertz`: the power of two, from 8 on, that comes nearest to 30720
-/// samples a second from below.
-unsigned SuitableSamples(float hertz);
+/// What the daemon would take for an AC test at `hertz`, with the configuration that ships.
+struct DaemonChoice {
+  unsigned samples;  ///< per cycle
+  bool is_slow;      ///< below the very-low-frequency threshold
+};
+DaemonChoice ChoiceFor(float hertz);
 
 /// False, with the reason in `problem`, when there is no plan.
-bool MakePlan(float hertz, unsigned samples, ClockPlan& plan, std::string& problem);
+/// `is_slow` gives the waveform the length that it has below the threshold.
+bool MakePlan(float hertz, unsigned samples, bool is_slow, ClockPlan& plan, std::string& problem);
 
 }  // namespace host

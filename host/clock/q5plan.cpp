@@ -9,12 +9,15 @@
 #include <string>
 #include <vector>
 
+#include "common/log/build_info.h"
 #include "host/clock/plan.h"
+#include "host/exit_status.h"
 
 namespace {
 
 using fraction::Fraction;
 using host::ClockPlan;
+using host::ExitStatus;
 
 constexpr unsigned kLeastSetSamples = 256;  // of the waveform
 
@@ -132,26 +135,38 @@ int main(int argc, char* argv[]) {
   CLI::App app(
       "The clock plan for a test frequency: the clocks of converters and waveform, the clock "
       "chip's dividers\nand registers, and how far what the chip makes is from what was asked.\n"
-      "The frequency is taken as the daemon gets it: in single precision, to six decimals.");
+      "The frequency is taken as the daemon gets it: in single precision, to six decimals. Below "
+      "the daemon's\nthreshold (vlfthreshold, 1 Hz) the plan is that of a very slow test.");
   double hertz = 0;
   unsigned samples = 0;
   bool json = false;
   app.add_option("frequency", hertz, "Hz, 0.0001 to 7000")->required()->check(CheckFrequency);
-  app.add_option(
-         "--samples", samples,
-         "Samples a cycle, a power of two from 8; else what comes nearest to 30720 a second")
+  app.add_option("--samples", samples,
+                 "Samples a cycle, a power of two from 8; else as many as the daemon takes")
       ->check(CheckSamples);
   app.add_flag("--json", json, "Print JSON");
-  CLI11_PARSE(app, argc, argv);
+  app.set_version_flag("--version", fmt::format("q5plan {}", hgrev));
+  app.footer(
+      "Exit status: 0 done, 1 there is no plan, 2 the command line is wrong, 6 the output could "
+      "not "
+      "be written");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : static_cast<int>(ExitStatus::kUsage);
+  }
 
   const auto single = static_cast<float>(hertz);
+  const host::DaemonChoice choice = host::ChoiceFor(single);
+  if (samples == 0) samples = choice.samples;
   ClockPlan plan;
   std::string problem;
-  if (!host::MakePlan(single, samples == 0 ? host::SuitableSamples(single) : samples, plan,
-                      problem)) {
+  if (!host::MakePlan(single, samples, choice.is_slow, plan, problem)) {
     fmt::print(stderr, "q5plan: {}\n", problem);
-    return 3;
+    return static_cast<int>(ExitStatus::kNak);
   }
   json ? PrintJson(plan) : PrintTable(plan);
-  return 0;
+  if (std::fflush(stdout) == 0) return 0;
+  fmt::print(stderr, "q5plan: the output could not be written\n");
+  return static_cast<int>(ExitStatus::kNotWritten);
 }

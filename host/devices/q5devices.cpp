@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -11,6 +12,8 @@
 #include <vector>
 
 #include "common/dev/i2c/device_table.h"
+#include "common/log/build_info.h"
+#include "host/exit_status.h"
 #include "simulator/control_server.h"
 
 namespace {
@@ -143,12 +146,23 @@ int main(int argc, char* argv[]) {
   app.add_option("--root", root,
                  "The instrument's directory, as for q5sim; without it no readings");
   app.add_flag("--json", json, "Print JSON");
-  CLI11_PARSE(app, argc, argv);
+  app.set_version_flag("--version", fmt::format("q5devices {}", hgrev));
+  app.footer(
+      "Q5_ROOT in the environment is the directory where --root is not given.\n"
+      "Exit status: 0 done, 2 the command line is wrong, 3 the instrument does not answer");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : static_cast<int>(host::ExitStatus::kUsage);
+  }
+  if (const char* variable = std::getenv("Q5_ROOT"); root.empty() && variable != nullptr) {
+    root = variable;
+  }
 
   std::string answer;
   if (!root.empty() && !simulator::SendControlLine(root, "get i2c.chips", answer)) {
     fmt::print(stderr, "q5devices: {}\n", answer);
-    return 3;
+    return static_cast<int>(host::ExitStatus::kNoAnswer);
   }
   constexpr std::string_view kOk = "ok ";
   const std::string_view list =
