@@ -171,7 +171,7 @@ std::optional<TestPlan> PlanOf(const TestOptions& options, std::string& error) {
   } else if (options.highest && *options.highest < target) {
     error = fmt::format("--highest {} is below the target of {} {}", *options.highest, target,
                         options.current ? "A" : "V");
-  } else {
+  } else if (error.empty()) {
     error = RangeProblem("--range-voltage", options.voltage_range,
                          options.dc ? Msg::DC_Volt : Msg::AC_Volt);
     if (error.empty()) {

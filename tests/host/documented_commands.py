@@ -7,6 +7,7 @@ Reads README.md, docs/, ./run and the examples in the programs' help, and gives 
 program, without an instrument. "see --help" in the answer is a command line that it did not take.
 """
 
+import os
 import pathlib
 import re
 import shlex
@@ -16,14 +17,14 @@ import tempfile
 
 # A command ends with its line, the code span around it, or blanks before a remark.
 COMMAND = re.compile(r"\bq5(?:host|plan|devices) [^`\n]*?(?=`|\n|  |\s+\(|$)")
-COMMANDS = "versions|progress|send|errors|measure|sweep|watch"
+COMMANDS = "versions|progress|send|errors|measure|sweep|stop|watch"
 NOWHERE = "--root /nonexistent"  # nothing is asked of any instrument
 
 
 def texts(sources, programs):
     for file in [sources / "README.md", sources / "run", *sorted((sources / "docs").glob("*.md"))]:
         yield file.name, file.read_text()
-    for command in [], ["measure"], ["sweep"], ["watch"]:
+    for command in [], ["measure"], ["sweep"], ["stop"], ["watch"]:
         words = [programs / "q5host", *command, "--help"]
         run = subprocess.run(words, capture_output=True, text=True, check=True)
         yield " ".join(["q5host", *command]), run.stdout
@@ -44,7 +45,8 @@ def refused(programs, command, directory):
     if program == "q5host":
         words += ["--timeout", "1"]
     words.insert(0, programs / program)
-    run = subprocess.run(words, cwd=directory, capture_output=True, text=True, timeout=20)
+    environment = {name: value for name, value in os.environ.items() if name != "Q5_ROOT"}
+    run = subprocess.run(words, cwd=directory, env=environment, capture_output=True, text=True, timeout=20)
     return run.stderr if re.search(r"see --help|with --help", run.stderr) else ""
 
 

@@ -13,6 +13,7 @@
 #include "host/app.h"
 #include "host/request.h"
 #include "host/transport.h"
+#include "tests/host/measuring_daemon.h"
 #include "tests/host/peers.h"
 
 namespace {
@@ -48,12 +49,7 @@ Bytes Progress(int status) {
   return Record(-0x46, payload);
 }
 
-Bytes Nak(int opcode, int code) {
-  Bytes payload = {21};
-  for (int word : {2, 2, code}) test::PutWord(payload, word);
-  payload.resize(131);
-  return Record(-opcode, payload);
-}
+Bytes Nak(int opcode, int code) { return test::NakReply(opcode, code); }
 
 Bytes Versions() {
   Bytes payload(161);
@@ -157,7 +153,8 @@ TEST(Stream, TellsATruncatedReplyFromNone) {
     ExitStatus status;
     const char* told;
   } const cases[] = {
-      {{Bytes()}, ExitStatus::kNoAnswer, "closed by the peer"},
+      {{Bytes()}, ExitStatus::kOtherHost, "another host is connected"},
+      {{test::NakReply(0x46, 2, 1)}, ExitStatus::kOtherHost, "another host is connected"},
       {{Bytes(cut.begin(), cut.begin() + 3), Bytes()}, ExitStatus::kMalformed, "3 bytes, then"},
       {{cut, Bytes()}, ExitStatus::kMalformed, "20 bytes, then"},
       {{cut}, ExitStatus::kNoAnswer, "no whole answer"},
@@ -168,6 +165,41 @@ TEST(Stream, TellsATruncatedReplyFromNone) {
     EXPECT_EQ(run.status, c.status) << run.err;
     EXPECT_THAT(run.err, HasSubstr(c.told));
   }
+}
+
+// A main module that starts again, and a connection that it closes in the middle of a conversation.
+TEST(Stream, ABrokenConnectionIsMadeAgain) {
+  TcpPeer peer("127.0.0.1", 0, [count = 0](const Bytes&) mutable -> std::vector<Bytes> {
+    if (++count == 2) return {Bytes()};
+    return {Progress(count)};
+  });
+  auto transport = host::MakeStreamTransport(peer.uri().substr(7), 10000);
+  EXPECT_EQ(transport->Ask(Record(0x46)).reply, Progress(1));
+  const host::Exchange broken = transport->Ask(Record(0x46));
+  EXPECT_EQ(broken.status, ExitStatus::kNoAnswer) << broken.error;
+  EXPECT_EQ(transport->Ask(Record(0x46)).reply, Progress(3));
+}
+
+// The timeout would be a minute.
+TEST(Bus, ADaemonThatEndsIsNoticedAtOnce) {
+  char directory[] = "/tmp/q5-bus-XXXXXX";
+  const std::string uri = std::string("ipc://") + ::mkdtemp(directory) + "/x.ipc";
+  std::promise<void> asked;
+  auto script = [&asked, first = true](const Bytes&) mutable -> std::vector<Bytes> {
+    if (std::exchange(first, false)) asked.set_value();
+    return {};
+  };
+  auto peer = std::make_unique<RouterPeer>(uri, script);
+  auto transport = host::MakeBusTransport(uri, 60000);
+  auto exchange = std::async([&] { return transport->Ask(Record(0x46)); });
+  asked.get_future().wait();
+  peer.reset();
+  const host::Exchange result = exchange.get();
+  EXPECT_EQ(result.status, ExitStatus::kNoAnswer);
+  EXPECT_THAT(result.error, HasSubstr("ended"));
+  RouterPeer restarted(uri, Daemon);
+  EXPECT_EQ(transport->Ask(Record(0x46)).status, ExitStatus::kOk);
+  std::filesystem::remove_all(directory);
 }
 
 TEST(Stream, RefusedConnectionIsTold) {
@@ -268,7 +300,9 @@ TEST(Usage, OutputThatCannotBeWrittenIsTold) {
 }
 
 TEST(Usage, HelpNamesCommandsAndExitStatus) {
-  Outcome run = Host({"--help"});
+  Outcome run = Host({"--version"});
+  EXPECT_THAT(run.out, testing::StartsWith("q5host "));
+  run = Host({"--help"});
   EXPECT_EQ(run.status, ExitStatus::kOk);
   for (const char* text : {"versions", "progress", "send", "Exit status", "--via", "Examples"}) {
     EXPECT_THAT(run.out, HasSubstr(text));
@@ -280,6 +314,7 @@ TEST(Usage, HelpNamesCommandsAndExitStatus) {
 class Root : public testing::Test {
  protected:
   Root() {
+    ::unsetenv("Q5_ROOT");  // a developer's own
     char name[] = "/tmp/q5-host-XXXXXX";
     root_ = ::mkdtemp(name);
     std::filesystem::create_directories(root_ + "/tmp");
@@ -307,10 +342,32 @@ TEST_F(Root, TellsEveryRoad) {
   }
 }
 
+// What needs the source takes the host's port, what does not the bus, beside a host that measures.
+TEST_F(Root, EachCommandHasItsRoute) {
+  RouterPeer ipc("ipc://" + root_ + "/tmp/Mos.MeasMgr.ipc",
+                 [](const Bytes&) { return std::vector<Bytes>{Progress(0x0001)}; });
+  TcpPeer port(main_, 3087,
+               [](const Bytes& request) { return std::vector<Bytes>{Nak(request[2], 1104)}; });
+  ::setenv("Q5_ROOT", root_.c_str(), 1);
+  const Outcome run = Host({"progress", "--json"});
+  EXPECT_EQ(run.status, ExitStatus::kOk) << run.err;
+  EXPECT_EQ(nlohmann::json::parse(run.out).at("status_names").at(0), "Ranging");
+  ::unsetenv("Q5_ROOT");
+  const std::vector<std::string> commands[] = {{"measure", "--voltage", "10"},
+                                               {"sweep", "--voltage", "10"},
+                                               {"stop"},
+                                               {"send", "000007000000"}};
+  for (std::vector<std::string> words : commands) {
+    words.insert(words.begin(), {"--root", root_});
+    EXPECT_EQ(Host(words).status, ExitStatus::kNak) << words.at(2);
+  }
+}
+
 TEST_F(Root, KeepsTheLastNakAndTellsItByName) {
   EXPECT_EQ(Host({"--root", root_, "errors"}).out, "the daemon has refused nothing here yet\n");
   RouterPeer ipc("ipc://" + root_ + "/tmp/Mos.MeasMgr.ipc", Daemon);
-  EXPECT_EQ(Host({"--root", root_, "send", "00002A000000"}).status, ExitStatus::kNak);
+  EXPECT_EQ(Host({"--root", root_, "--via", "bus", "send", "00002A000000"}).status,
+            ExitStatus::kNak);
   EXPECT_EQ(Host({"--root", root_, "progress"}).status, ExitStatus::kOk);
   Outcome run = Host({"--root", root_, "errors"});
   EXPECT_EQ(run.status, ExitStatus::kOk);

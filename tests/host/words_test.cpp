@@ -1,8 +1,12 @@
 // What a person types and what stands in the instrument's files: hexadecimal, addresses, hosts.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "host/request.h"
+#include "host/result_text.h"
 #include "host/road.h"
+#include "host/test_kinds.h"
 
 namespace {
 
@@ -110,6 +114,45 @@ TEST(Hosts, GivesTheAddressOfAName) {
   EXPECT_EQ(host::AddressIn(hosts, "source"), "127.0.0.53");
   EXPECT_EQ(host::AddressIn(hosts, "mai"), "");
   EXPECT_EQ(host::AddressIn("", "main"), "");
+}
+
+TEST(UnitFor, HasOneToThreeDigitsBeforeThePoint) {
+  struct {
+    const char* unit;
+    double value;
+    const char* shown;
+    double number;
+  } const cases[] = {
+      {"pF", 350, "pF", 350},         {"pF", 2.5e7, "uF", 25}, {"mA", -0.4, "uA", -400},
+      {"mA", 5000, "A", 5},           {"kV", 0.01, "V", 10},   {"ohm", 1e15, "Gohm", 1e6},
+      {"W", 4e-14, "fW", 40},         {"W", 4e-17, "aW", 40},  {"%", 0.001, "%", 0.001},
+      {"H", INFINITY, "H", INFINITY},
+  };
+  for (const auto& c : cases) {
+    const host::Quantity quantity{"", "", c.unit, c.value};
+    const host::ShownUnit unit = host::UnitFor(quantity);
+    EXPECT_EQ(unit.name, c.shown) << c.value << c.unit;
+    EXPECT_DOUBLE_EQ(c.value * unit.factor, c.number) << c.value << c.unit;
+  }
+}
+
+// A poll before any test: every field is 0.
+TEST(Results, NothingThatIsNoNumberIsPrinted) {
+  host::TestResult idle;
+  idle.record.rsltype = 0x900;
+  for (const std::string& text :
+       {host::ResultText(idle), host::CsvRow(idle), host::ResultJson(idle).dump()}) {
+    EXPECT_EQ(text.find("nan"), text.npos) << text;
+    EXPECT_EQ(text.find("inf"), text.npos) << text;
+  }
+}
+
+TEST(TestKinds, HaveNames) {
+  for (const char* text : {"pf", "TEST_HVVFPF", "hvvfpf"}) {
+    ASSERT_NE(host::FindTestKind(text), nullptr) << text;
+    EXPECT_EQ(host::FindTestKind(text)->type, 7);
+  }
+  EXPECT_EQ(host::FindTestKind(""), nullptr);
 }
 
 }  // namespace

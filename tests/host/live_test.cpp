@@ -1,0 +1,144 @@
+// What a measuring client publishes, who looks on, and who ends it all.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "host/app.h"
+#include "host/live_stream.h"
+#include "platform/local.h"
+#include "tests/host/measuring_daemon.h"
+#include "tests/platform/test_instrument.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using host::ExitStatus;
+using host::LiveFeed;
+using host::LiveStream;
+using test::Bytes;
+using test::Record;
+using testing::HasSubstr;
+
+class Live : public testing::Test {
+ protected:
+  Live() {
+    clock_.SetAutoAdvance(true);
+    fs::create_directories(root_.Path() + "/tmp");
+  }
+
+  test::MeasuringDaemon::Outcome Host(std::vector<std::string> words) {
+    std::ostringstream out, err;
+    words.insert(words.begin(), {"--root", root_.Path()});
+    const ExitStatus status = host::RunHost(words, out, err);
+    return {status, out.str(), err.str()};
+  }
+  std::string Ipc() const { return "ipc://" + root_.Path() + "/tmp/Mos.MeasMgr.ipc"; }
+  std::string File(int client) const {
+    return root_.Path() + "/tmp/q5host.live/" + std::to_string(client) + ".jsonl";
+  }
+
+  platform::TemporaryRoot root_;
+  platform::TestInstrument instrument_;
+  platform::FakeClock clock_;
+  platform::LocalBackend backend_{instrument_, clock_, "/"};
+  platform::ScopedBackend scope_{backend_};
+};
+
+host::TestResult Result(float kilovolts) {
+  host::TestResult result;
+  result.target = 10000;
+  result.record.rsltype = 0x900;
+  result.record.acfcvolt = kilovolts;
+  result.record.acamps = 1e-3F;
+  return result;
+}
+
+TEST_F(Live, WatchShowsWhatIsReadAndSendsNothing) {
+  std::atomic<int> asked = 0;
+  test::RouterPeer daemon(Ipc(), [&asked](const Bytes&) { return ++asked, std::vector<Bytes>(); });
+  EXPECT_EQ(Host({"watch", "--rows", "1"}).out, "nobody measures here\n");
+  LiveStream stream(root_.Path());
+  stream.Status(0x0101);
+  EXPECT_THAT(Host({"watch", "--rows", "1"}).out, HasSubstr("Ranging, Data_Not_Valid"));
+  stream.Result(Result(10));
+  EXPECT_THAT(Host({"watch", "--rows", "1"}).out, HasSubstr("10             1"));
+  const auto json = nlohmann::json::parse(Host({"watch", "--rows", "1", "--json"}).out);
+  EXPECT_EQ(json.at("voltage_kv"), 10);
+  EXPECT_EQ(json.at("target_v"), 10000);
+  EXPECT_EQ(json.at("stale"), false);
+  EXPECT_EQ(asked, 0);
+}
+
+TEST_F(Live, OldDataAreMarked) {
+  {
+    LiveStream stream(root_.Path());
+    stream.Result(Result(10));
+    clock_.Advance(std::chrono::seconds(24));
+    const auto silent = Host({"watch", "--rows", "2"}).out;
+    EXPECT_THAT(silent, HasSubstr("STALE: the host that measures is silent, 24."));
+    const auto json = Host({"watch", "--rows", "2", "--json"}).out;
+    EXPECT_THAT(json, HasSubstr("\"stale\":true"));
+    // a client that was killed has published no end and holds no lock
+    fs::copy(File(::getpid()), File(999999999));
+  }
+  fs::remove(File(::getpid()));
+  EXPECT_THAT(Host({"watch", "--rows", "2"}).out,
+              HasSubstr("STALE: the host that measured has gone"));
+}
+
+TEST_F(Live, ClientsAndWatchersAreInNobodysWay) {
+  fs::create_directories(root_.Path() + "/tmp/q5host.live");
+  std::ofstream(File(999999999)) << "{\"clock_ns\":1,\"status\":0}\nrubbish\n";
+  std::ofstream(File(::getpid())) << "left over\n";
+  LiveFeed first(root_.Path()), second(root_.Path());
+  EXPECT_TRUE(first.Clients().empty());
+  {
+    LiveStream stream(root_.Path());
+    EXPECT_THAT(first.Clients(), testing::ElementsAre(::getpid()));
+    first.Read(), second.Read();
+    for (int i = 0; i < 3000; ++i) {  // more than the file may keep
+      stream.Result(Result(static_cast<float>(i)));
+      for (LiveFeed* feed : {&first, &second}) {
+        const auto entries = feed->Read();
+        ASSERT_EQ(entries.size(), 1U) << i;
+        ASSERT_EQ(entries[0].result->record.acfcvolt, static_cast<float>(i));
+      }
+    }
+    EXPECT_LT(fs::file_size(File(::getpid())), (1U << 20) + 2000);
+  }
+  EXPECT_TRUE(second.Clients().empty());
+  EXPECT_EQ(second.Read().back().state, "ended");
+  // what is old and of nobody is removed by the next one
+  fs::last_write_time(File(999999999), fs::file_time_type::clock::now() - std::chrono::hours(1));
+  LiveStream next(root_.Path());
+  EXPECT_FALSE(fs::exists(File(999999999)));
+}
+
+TEST_F(Live, StopEndsTheTestAndPrintsWhatItsNakSays) {
+  std::vector<int> asked;
+  std::mutex guard;
+  int others = 2;  // requests while another host is connected
+  test::RouterPeer daemon(Ipc(), [&](const Bytes& request) -> std::vector<Bytes> {
+    const std::lock_guard lock(guard);
+    asked.push_back(request[2]);
+    if (others-- > 0) return {test::NakReply(request[2], 2, 1)};
+    if (request[2] == 0x07) return {test::NakReply(0x07, 1104)};
+    return {Record(-request[2], {6})};
+  });
+  const auto run = Host({"--via", "bus", "stop"});
+  EXPECT_EQ(run.status, ExitStatus::kNak);
+  EXPECT_THAT(run.out,
+              HasSubstr("stop: refused by the measurement module:\n  NAK_MCODE_MOS_ALLOK"));
+  EXPECT_THAT(run.out, HasSubstr("end of row: done\n"));
+  const std::lock_guard lock(guard);
+  EXPECT_THAT(asked, testing::ElementsAre(0x07, 0x07, 0x07, 0x37));
+}
+
+}  // namespace

@@ -1,0 +1,54 @@
+// A peer that plays the daemon through whole tests and keeps what it was asked.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/exit_status.h"
+#include "tests/host/peers.h"
+
+namespace test {
+
+Bytes NakReply(int opcode, int code, int module = 2);
+
+float FloatAt(const Bytes& bytes, std::size_t offset);
+
+class MeasuringDaemon {
+ public:
+  MeasuringDaemon();
+
+  struct Outcome {
+    host::ExitStatus status;
+    std::string out;
+    std::string err;
+  };
+  /// A q5host command on this daemon.
+  Outcome Run(std::vector<std::string> words);
+
+  /// The opcodes that were asked, each run of the same as one.
+  std::vector<int> Opcodes();
+  std::vector<Bytes> Asked(int opcode);
+
+  // What a test changes, before it runs a command.
+  std::map<int, int> refuse;  ///< opcode: error code
+  std::vector<int> progress;  ///< words of the first polls of progress; 0 from then on
+  int silent = 0;             ///< opcode without an answer
+  int units = 0x900;          ///< kilovolts and amperes
+  double volts = 10000;       ///< of the source; the device is 1 nF with a loss tangent of 0.005
+  std::function<void(const Bytes&)> on_request = [](const Bytes&) {};
+
+ private:
+  std::vector<Bytes> Answer(const Bytes& request);
+  Bytes ResultReply() const;
+
+  std::mutex guard_;
+  std::vector<Bytes> requests_;
+  std::size_t polls_ = 0;
+  RouterPeer peer_;
+};
+
+}  // namespace test
