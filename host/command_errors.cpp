@@ -52,7 +52,7 @@ Action Declare(CLI::App& app) {
 
 }  // namespace
 
-const Command kErrors{"errors", "tell the last NAK by the names of its errors (with --root)",
+const Command kErrors{"errors", "print the last NAK with the names of its errors (with --root)",
                       Route::kBus, Declare};
 
 }  // namespace host

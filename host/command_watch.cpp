@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <limits>
 #include <memory>
 
@@ -157,6 +158,11 @@ ExitStatus Watch(Session& session, const WatchOptions& options) {
   if (session.root().empty()) {
     return session.Fail(ExitStatus::kUsage,
                         "what a host measures is published in --root DIR; give it");
+  }
+  std::error_code none;
+  if (!std::filesystem::is_directory(session.root(), none)) {
+    return session.Fail(ExitStatus::kUsage,
+                        fmt::format("there is no directory {}", session.root()));
   }
   Interruption interruption;
   Screen screen(session);

@@ -33,7 +33,7 @@ class HostPrograms : public testing::Test {
     return std::make_unique<Process>("q5host", words);
   }
   bool IsSourceOff() {
-    return bench_.Control({"get", "source.amplitude"}).output.find("ok 0") == 0;
+    return bench_.Control({"get", "source.on"}).output.find("ok 0") == 0;
   }
   bool SourceGoesOff() {
     const auto end = std::chrono::steady_clock::now() + test::kPatience;
