@@ -87,8 +87,8 @@ class TestRun {
   /// 0x37: with it the daemon drops the errors of the row.
   bool EndRow();
 
-  /// False, and the test ends, when the source has not given half of what `plan` asks for: such a
-  /// result looks valid and means nothing. A source outside is not checked.
+  /// False, and the test ends, when the source has not given half of what `plan` asks for, one
+  /// outside a hundredth: such a result looks valid and means nothing.
   bool CheckSource(const TestPlan& plan, const TestResult& result);
 
   /// A whole test within a row: its last result, or nothing.

@@ -34,7 +34,7 @@ ALLOWED = {
     "common/acquisition": BLOCKS,
     "common/acquisition/ranging": BLOCKS + ["common/acquisition"],
     "mos": BLOCKS + ["common/acquisition*"],
-    "simulator": ["platform", "libs/fraction", "common/msg", "common/zpubsub"],
+    "simulator": ["platform", "libs/fraction", "common/log", "common/msg", "common/zpubsub"],
     "host": ["platform", "libs/zmb/src", "common/msg", "common/log"],
     "host/clock": ["platform", "libs/fraction", "common/msg", "common/dev/sclk", "common/log",
                    "common/signalh", "host", "mos"],

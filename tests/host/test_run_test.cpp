@@ -88,14 +88,17 @@ TEST_F(TestRunTest, ASourceThatGaveNothingIsAFailure) {
   const struct {
     std::vector<std::string> words;
     ExitStatus status;
+    double volts = 10000;
   } rows[] = {{{"measure", "--voltage", "19999"}, ExitStatus::kOk},
               {{"measure", "--voltage", "20001"}, ExitStatus::kNoSource},
               {{"measure", "--voltage", "20001", "--repeat", "2", "--json"}, ExitStatus::kNoSource},
               {{"sweep", "--voltage", "20001", "--csv"}, ExitStatus::kNoSource},
               {{"measure", "--external", "--voltage", "20001"}, ExitStatus::kOk},
+              {{"measure", "--external", "--voltage", "100"}, ExitStatus::kNoSource, 0.5},
               {{"measure", "--current", "1"}, ExitStatus::kNoSource}};
   for (const auto& row : rows) {
     MeasuringDaemon daemon;
+    daemon.volts = row.volts;
     const auto run = daemon.Run(row.words);
     EXPECT_EQ(run.status, row.status) << row.words.at(2) << run.err;
     EXPECT_EQ(daemon.Asked(0x07).size(), 1U);
