@@ -34,6 +34,8 @@ class LiveStream {
   LiveStream(const LiveStream&) = delete;
   LiveStream& operator=(const LiveStream&) = delete;
 
+  bool IsOpen() const { return static_cast<bool>(file_); }
+
   void State(const std::string& state);
   void Status(int status);
   void Result(const TestResult& result);

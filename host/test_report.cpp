@@ -16,7 +16,10 @@ ConsoleRun::ConsoleRun(Session& session)
             progress_.Show(status, done);
             live_.Status(status);
           },
-          [this](const TestResult& result) { live_.Result(result); }) {}
+          [this](const TestResult& result) { live_.Result(result); }) {
+  if (live_.IsOpen() || session.root().empty()) return;
+  session.err() << "q5host: no file for q5host watch in " << session.root() << "/tmp\n";
+}
 
 void ConsoleRun::End() {
   test_.EndRow();

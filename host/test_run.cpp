@@ -14,6 +14,9 @@ namespace {
 
 using std::chrono::seconds;
 
+// Of a result; a discharge that goes on spoils none.
+constexpr int kNotValid = Ranging | Ramping | Amplitude_exceeds_input_range | Data_Not_Valid |
+                          SAMPLE_STATUS_SYNC_ERROR | SAMPLE_STATUS_OVER_RANGE | SAMPLE_STATUS_FAULT;
 constexpr double kVoltsPerKilovolt = 1000;
 // Shares of the target that a source gives which works; one outside is set by hand.
 constexpr double kLeastShare = 0.5;
@@ -206,6 +209,13 @@ bool TestRun::Read(const TestTiming& timing, std::vector<TestResult>& results) {
   return true;
 }
 
+bool TestRun::Check(const TestPlan& plan, const TestResult& result) {
+  const int status = StatusOf(result);
+  if ((status & kNotValid) == 0) return CheckSource(plan, result);
+  return Fail(ExitStatus::kUnsettled, "result",
+              "the data did not stay valid: " + StatusText(status));
+}
+
 bool TestRun::CheckSource(const TestPlan& plan, const TestResult& result) {
   const Msg::SOURCE_E source = SourceKind(plan.source);
   const bool external =
@@ -232,7 +242,7 @@ std::optional<TestResult> TestRun::Measure(const TestPlan& plan, const TestTimin
   std::vector<TestResult> results;
   const bool good = SetUp(plan) && Update(plan) && Start() && Settle(timing.For(plan.frequency)) &&
                     Read(timing.For(plan.frequency), results);
-  const bool driven = good && CheckSource(plan, results.back());
+  const bool driven = good && Check(plan, results.back());
   Stop();
   if (!driven) return std::nullopt;
   return results.back();

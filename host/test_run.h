@@ -87,9 +87,10 @@ class TestRun {
   /// 0x37: with it the daemon drops the errors of the row.
   bool EndRow();
 
-  /// False, and the test ends, when the source has not given half of what `plan` asks for, one
-  /// outside a hundredth: such a result looks valid and means nothing.
-  bool CheckSource(const TestPlan& plan, const TestResult& result);
+  /// False, and the test ends, when the result says of itself that it is not valid, or when the
+  /// source has not given half of what `plan` asks for, one outside a hundredth: such a result
+  /// looks valid and means nothing.
+  bool Check(const TestPlan& plan, const TestResult& result);
 
   /// A whole test within a row: its last result, or nothing.
   std::optional<TestResult> Measure(const TestPlan& plan, const TestTiming& timing);
@@ -106,6 +107,7 @@ class TestRun {
   bool Finish(const char* step, const Bytes& request);
   bool Progress(int& status);
   bool Going(const char* step);
+  bool CheckSource(const TestPlan& plan, const TestResult& result);
   bool Wait(Duration duration);
 
   Session& session_;

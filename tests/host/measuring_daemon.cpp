@@ -86,6 +86,7 @@ Bytes MeasuringDaemon::ResultReply() const {
   const double factor = kTanDelta / std::sqrt(1 + kTanDelta * kTanDelta);
   Bytes reply(155 - 2);
   reply[2] = 0xFA, reply[3] = 0xFF, reply[4] = 147, reply[6] = 6;
+  reply[7] = static_cast<std::uint8_t>(ranging), reply[8] = static_cast<std::uint8_t>(ranging >> 8);
   reply[15] = static_cast<std::uint8_t>(units), reply[16] = static_cast<std::uint8_t>(units >> 8);
   const std::pair<std::size_t, double> fields[] = {
       {21, volts / 1000},   {25, amps},           {29, volts * amps * factor},

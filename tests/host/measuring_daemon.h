@@ -36,6 +36,7 @@ class MeasuringDaemon {
   // What a test changes, before it runs a command.
   std::map<int, int> refuse;  ///< opcode: error code
   std::vector<int> progress;  ///< words of the first polls of progress; 0 from then on
+  int ranging = 0;            ///< status word of the results
   int silent = 0;             ///< opcode without an answer
   int units = 0x900;          ///< kilovolts and amperes
   double volts = 10000;       ///< of the source; the device is 1 nF with a loss tangent of 0.005

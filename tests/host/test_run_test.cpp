@@ -219,6 +219,11 @@ TEST_F(TestRunTest, SilenceLateDataAndCtrlCEndATest) {
     EXPECT_THAT(run.err, HasSubstr("exceeds the range"));
     EXPECT_LT(daemon.Asked(0x46).size(), 30U);
   }
+  MeasuringDaemon lost;  // valid while it settled, not in the end
+  lost.ranging = 0x0100;
+  run = lost.Run({"measure", "--voltage", "10"});
+  EXPECT_EQ(run.status, ExitStatus::kUnsettled);
+  EXPECT_EQ(run.out, "");
   for (const int signal : {SIGINT, SIGPIPE}) {  // who reads the output may close the pipe
     MeasuringDaemon stopped;
     stopped.on_request = Send(signal);
