@@ -38,7 +38,7 @@ bool Measure(TestRun& run, TestPlan& plan, const TestTiming& timing, bool choose
   std::vector<TestResult> results;
   if (!run.Settle(at) || !run.Read(at, results)) return false;
   point = results.back();
-  return run.Check(plan, point);
+  return run.CheckSource(plan, point);
 }
 
 std::vector<TestResult> Sweep(ConsoleRun& run, TestPlan plan, const TestTiming& timing,

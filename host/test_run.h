@@ -78,7 +78,8 @@ class TestRun {
   bool Look(const TestTiming& timing, bool& exceeds);
   /// As Look; fails when the signal exceeds its range.
   bool Settle(const TestTiming& timing);
-  /// 0x06 `timing.polls` times on a filter that begins anew.
+  /// 0x06 until there are `timing.polls` valid results of a filter that starts again; fails when
+  /// none has been valid for `timing.settle`.
   bool Read(const TestTiming& timing, std::vector<TestResult>& results);
   /// One 0x06.
   bool Poll(Msg::msg6_rsltype filter, TestResult& result);
@@ -87,10 +88,9 @@ class TestRun {
   /// 0x37: with it the daemon drops the errors of the row.
   bool EndRow();
 
-  /// False, and the test ends, when the result says of itself that it is not valid, or when the
-  /// source has not given half of what `plan` asks for, one outside a hundredth: such a result
-  /// looks valid and means nothing.
-  bool Check(const TestPlan& plan, const TestResult& result);
+  /// False, and the test ends, when the source has not given half of what `plan` asks for, one
+  /// outside a hundredth: such a result looks valid and means nothing.
+  bool CheckSource(const TestPlan& plan, const TestResult& result);
 
   /// A whole test within a row: its last result, or nothing.
   std::optional<TestResult> Measure(const TestPlan& plan, const TestTiming& timing);
@@ -107,7 +107,6 @@ class TestRun {
   bool Finish(const char* step, const Bytes& request);
   bool Progress(int& status);
   bool Going(const char* step);
-  bool CheckSource(const TestPlan& plan, const TestResult& result);
   bool Wait(Duration duration);
 
   Session& session_;

@@ -41,7 +41,7 @@ MeasuringDaemon::Outcome MeasuringDaemon::Run(std::vector<std::string> words) {
   // the peer's thread sees from now on what the test has changed
   { const std::lock_guard lock(guard_); }
   std::ostringstream out, err;
-  words.insert(words.begin(), {"--connect", peer_.uri(), "--timeout", "200"});
+  words.insert(words.begin(), {"--connect", peer_.uri(), "--timeout", std::to_string(timeout_ms)});
   const host::ExitStatus status = host::RunHost(words, out, err);
   return {status, out.str(), err.str()};
 }

@@ -40,6 +40,7 @@ class MeasuringDaemon {
   int silent = 0;             ///< opcode without an answer
   int units = 0x900;          ///< kilovolts and amperes
   double volts = 10000;       ///< of the source; the device is 1 nF with a loss tangent of 0.005
+  int timeout_ms = 20000;     ///< of q5host
   std::function<void(const Bytes&)> on_request = [](const Bytes&) {};
 
  private:

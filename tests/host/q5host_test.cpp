@@ -126,10 +126,10 @@ TEST_P(BothRoads, LateReplyIsNotTakenForTheNext) {
   };
   if (std::string_view(GetParam()) == "bus") {
     RouterPeer peer(kAnyPort, script);
-    check(*host::MakeBusTransport(peer.uri(), 1000));
+    check(*host::MakeBusTransport(peer.uri(), 2000));
   } else {
     TcpPeer peer("127.0.0.1", 0, script);
-    check(*host::MakeStreamTransport(peer.uri().substr(7), 1000));
+    check(*host::MakeStreamTransport(peer.uri().substr(7), 2000));
   }
 }
 
@@ -161,7 +161,7 @@ TEST(Stream, TellsATruncatedReplyFromNone) {
   };
   for (const auto& c : cases) {
     TcpPeer peer("127.0.0.1", 0, [&c](const Bytes&) { return c.replies; });
-    Outcome run = Host({"--connect", peer.uri(), "--timeout", "200", "progress"});
+    Outcome run = Host({"--connect", peer.uri(), "--timeout", "1000", "progress"});
     EXPECT_EQ(run.status, c.status) << run.err;
     EXPECT_THAT(run.err, HasSubstr(c.told));
   }

@@ -198,6 +198,7 @@ TEST_F(TestRunTest, RefusalStopsTheTestAndIsReportedInWords) {
 TEST_F(TestRunTest, SilenceLateDataAndCtrlCEndATest) {
   const std::vector<int> kUnsettled = {0x36, 0x03, 0x28, 0x04, 0x05, 0x46, 0x07, 0x37};
   daemon_.silent = 0x05;
+  daemon_.timeout_ms = 1000;
   auto run = daemon_.Run({"measure", "--voltage", "10"});
   EXPECT_EQ(run.status, ExitStatus::kNoAnswer);
   EXPECT_THAT(run.err, HasSubstr("start: no answer"));
@@ -234,6 +235,7 @@ TEST_F(TestRunTest, SilenceLateDataAndCtrlCEndATest) {
   MeasuringDaemon deaf;  // the test may still run
   deaf.on_request = Send(SIGINT);
   deaf.silent = 0x07;
+  deaf.timeout_ms = 1000;
   run = deaf.Run({"measure", "--voltage", "10"});
   EXPECT_EQ(run.status, ExitStatus::kNoAnswer);
   EXPECT_THAT(run.err, HasSubstr("stop: no answer"));

@@ -107,9 +107,9 @@ TEST(Spine, GoesOnWhileTheInstrumentIsAway) {
   bench.simulator->Wait();
   EXPECT_EQ(bench.Host({"progress"}).status, 0);
   // the clock cannot be set now, which does not hold the daemon up
-  EXPECT_EQ(bench.Host({"send", "00 00 35 00 04 00 00 00 00 60"}).status, 0);
+  EXPECT_EQ(bench.Host({"--via", "bus", "send", "00 00 35 00 04 00 00 00 00 60"}).status, 0);
   bench.StartSimulator();
-  EXPECT_EQ(bench.Host({"send", "00 00 35 00 04 00 00 00 00 60"}).status, 0);
+  EXPECT_EQ(bench.Host({"--via", "bus", "send", "00 00 35 00 04 00 00 00 00 60"}).status, 0);
   EXPECT_EQ(bench.Host({"progress"}).status, 0);
   EXPECT_TRUE(bench.daemon->Running());
 }
