@@ -102,7 +102,7 @@ TEST(Robustness, EveryShapeOfMessageIsAnsweredWithItsFrames) {
       {"one empty frame", {""}, false},
       {"empty frames only", {"", "", ""}, false},
       {"payload empty", {"", "17", ""}, false},
-      {"100 routing frames", routed, true},
+      {"60 routing frames", routed, true},
       {"10 MB payload", {"", "17", large}, false},
       {"10 MB behind a good record", {"", "17", kProgress + large}, true},
       {"10 MB descriptor", {"", large, kProgress}, true},

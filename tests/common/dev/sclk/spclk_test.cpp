@@ -13,7 +13,6 @@
 #include "common/msg/module_id.h"
 #include "tests/common/dev/sclk/chip_clock.h"
 #include "tests/common/dev/sclk/fake_board.h"
-#include "tests/platform/one_per_process.h"
 
 namespace {
 
@@ -26,7 +25,7 @@ constexpr int kMiscControl = 22;
 constexpr unsigned kSlowest = 1152;
 constexpr unsigned kDividerBits = 15 << 7;
 
-class Spclk : public platform::OnePerProcess {
+class Spclk : public testing::Test {
  protected:
   Spclk() { machine.clock.SetAutoAdvance(true); }
   SpclkDev& Device() {

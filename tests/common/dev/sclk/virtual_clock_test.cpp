@@ -10,7 +10,6 @@
 #include "simulator/i2c/si5338.h"
 #include "simulator/virtual_instrument.h"
 #include "tests/common/dev/sclk/rational.h"
-#include "tests/platform/one_per_process.h"
 #include "tests/platform/temporary_root.h"
 
 namespace {
@@ -18,7 +17,7 @@ namespace {
 using sclk_test::Rational;
 using testing::StartsWith;
 
-class VirtualClock : public platform::OnePerProcess {
+class VirtualClock : public testing::Test {
  protected:
   VirtualClock() {
     EXPECT_EQ(instrument.Problem(), "");
