@@ -67,7 +67,8 @@ class SampleTest : public ClockChipTest {
     return Word(pair, channel) & 0xC0;
   }
   void AdvancePairs(double pairs) {
-    clock_.Advance(platform::Nanoseconds(static_cast<long>(std::ceil(pairs / 30720 * 1e9))));
+    clock_.Advance(
+        platform::Nanoseconds(static_cast<std::int64_t>(std::ceil(pairs / 30720 * 1e9))));
     instrument_->Update();
   }
 
