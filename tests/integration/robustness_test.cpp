@@ -88,7 +88,7 @@ TEST(Robustness, EveryShapeOfMessageIsAnsweredWithItsFrames) {
   bench.StartDaemon();
   Peer peer(bench);
   const std::string large(10 * 1000 * 1000, '\xFF');
-  std::vector<std::string> routed(100, "hop");
+  std::vector<std::string> routed(60, "hop");
   routed.insert(routed.end(), {"", "descriptor", kProgress});
   const struct {
     const char* what;
