@@ -25,8 +25,12 @@ constexpr Sentence kSentences[] = {
      "the target is 0 V to the highest voltage of the set-up, the voltage range 0 (automatic) or "
      "one that the instrument has"},
     {Msg::NAK_MCODE_RANGE_SET,
-     "a channel has no such range, or its front end did not take it; the data word is the channel"},
+     "a channel has no such range, or its front end did not take it; a data word is the channel"},
     {Msg::NAK_MCODE_MOS_ACQSTART, "the samples did not start"},
+    {Msg::NAK_MCODE_MOS_ACQSTOP, "no samples come from the converters any more"},
+    {Msg::NAK_MCODE_MOS_ACQ_OVERFLOW, "samples were lost: the driver's ring ran over"},
+    {Msg::NAK_MCODE_MOS_CHMODES,
+     "an input mode of the source word is 1 (current), 2 (AC voltage) or 3 (DC voltage)"},
     {Msg::NAK_MCODE_MOS_NULLFILTER, "no test is set up; a set-up (0x03 or 0x33) comes first"},
     {Msg::NAK_MCODE_MOS_SPCLKUPDATE, "the clock chip did not take the frequency"},
     {Msg::NAK_MCODE_MOS_SPCLKSETFREQ, "there is no clock plan for the frequency"},
