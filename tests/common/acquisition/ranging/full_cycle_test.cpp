@@ -18,23 +18,23 @@ using AcquisitionSystem::kNoMinimum;
 /// The sets since the figures last started, and what they come to.
 struct History {
   std::vector<ACCUMULATED_STATS> sets;
-  long valid = 0;
+  std::int64_t valid = 0;
 
   void Take(const ACCUMULATED_STATS& set, bool is_valid) {
     valid = is_valid ? valid + 1 : 0;
     if (valid < 2) sets.clear();
     sets.push_back(set);
   }
-  long Max(std::size_t last) const {
-    long max = kNoMaximum;
-    for (auto s = sets.end() - static_cast<long>(last); s != sets.end(); ++s) {
+  std::int64_t Max(std::size_t last) const {
+    std::int64_t max = kNoMaximum;
+    for (auto s = sets.end() - static_cast<std::ptrdiff_t>(last); s != sets.end(); ++s) {
       max = std::max(max, s->max_sample);
     }
     return max;
   }
-  long Min(std::size_t last) const {
-    long min = kNoMinimum;
-    for (auto s = sets.end() - static_cast<long>(last); s != sets.end(); ++s) {
+  std::int64_t Min(std::size_t last) const {
+    std::int64_t min = kNoMinimum;
+    for (auto s = sets.end() - static_cast<std::ptrdiff_t>(last); s != sets.end(); ++s) {
       min = std::min(min, s->min_sample);
     }
     return min;
@@ -49,16 +49,16 @@ struct History {
 
 TEST(FullCycle, AgreesWithTheHistory) {
   std::mt19937 random(7);
-  std::uniform_int_distribution<long> sample(-0x7FFFFF, 0x7FFFFF);
+  std::uniform_int_distribution<std::int64_t> sample(-0x7FFFFF, 0x7FFFFF);
   for (const int sets : {1, 2, 8, 32, 128, 10}) {
     FullCycle cycle;
     History history;
     cycle.Reset();
     for (int block = 0; block < 2000; ++block) {
-      const long a = sample(random);
-      const long b = sample(random);
-      const long low = std::min(a, b);
-      const long high = std::max(a, b);
+      const std::int64_t a = sample(random);
+      const std::int64_t b = sample(random);
+      const std::int64_t low = std::min(a, b);
+      const std::int64_t high = std::max(a, b);
       const ACCUMULATED_STATS set{low, high, low + (high - low) / 3, high - low, {}};
       const bool valid = random() % 97 != 0;
       cycle.Update(set, valid, sets);
@@ -82,7 +82,7 @@ TEST(FullCycle, AgreesWithTheHistory) {
       }
       if (available && sets != 10) {  // of which the ring keeps four places only
         const auto held = static_cast<std::size_t>(std::min(sets, FullCycle::kSets));
-        const long mean = cycle.Average(sets);
+        const std::int64_t mean = cycle.Average(sets);
         ASSERT_EQ(cycle.MaxAmplitude(sets),
                   std::max(history.Max(held) - mean, mean - history.Min(held)));
       }
@@ -104,7 +104,7 @@ TEST(FullCycle, NothingMeasuredStartsAgain) {
 
 TEST(FullCycle, ClipsAtEitherEnd) {
   const struct {
-    long min, max;
+    std::int64_t min, max;
     int clipping;
   } cases[] = {{-0x7FFFFE, 0x7FFFFE, 0},
                {-0x7FFFFE, 0x7FFFFF, 2},
