@@ -177,7 +177,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   std::mutex _request_mutex;        ///< held by a request, and by each step of the recovery
   std::atomic<unsigned> _begun{0};  ///< set-ups and stops that the host has sent; changed under it
   std::atomic<bool> _over_voltage{false};  ///< the running test has reached its limit
-  MeasurementLog measurement_log_;  ///< guarded by it
+  MeasurementLog measurement_log_;         ///< guarded by it
   Dev::SpclkDev* _spclk = nullptr;  ///< the sampling clock; null before Init and without a chip
 
   /// The kind of result that the host asked for before the last time, and last; -1 for none.

@@ -54,8 +54,8 @@ int MeasMgr::AllokRecovery() {
     logger_mgr::print(measurementL, kInfo, 0, "Allok recovery in progress\n");
     return 0;
   }
-  // before there is a place for the word, a drop waits for the next tick; one for too high a voltage
-  // lasts until the test is over
+  // before there is a place for the word, a drop waits for the next tick; one for too high a
+  // voltage lasts until the test is over
   const bool may_rise = ghmp && !(_over_voltage && startflag);
   if (fpgadev_allok != nullptr && may_rise && fpgadev_allok->GetALLOKOut() == 0) {
     ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_ALLOK);

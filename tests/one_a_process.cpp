@@ -8,8 +8,9 @@ class OneAProcess : public testing::Environment {
  public:
   void SetUp() override {
     if (testing::UnitTest::GetInstance()->test_to_run_count() <= 1) return;
-    GTEST_FAIL() << "each of these tests needs a process of its own: run them with ctest, or one by "
-                    "one with --gtest_filter";
+    GTEST_FAIL()
+        << "each of these tests needs a process of its own: run them with ctest, or one by "
+           "one with --gtest_filter";
   }
 };
 

@@ -176,7 +176,7 @@ void Producer::StartAgain(Run& run) {
 void Producer::ReportStartAgain() {
   logger_mgr::print(acquisitionL, kWarning, 0, "%s.%d: sampling was started again\n", "RunProducer",
                     __LINE__);
-  if (!ghmp->testStart) return;
+  if (!StreamWatch::IsUpdated()) return;
   if (SampleChannels* channels = GetSampleChannels()) channels->stream_began_again();
   StreamWatch::RaiseStop();
 }

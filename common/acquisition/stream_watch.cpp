@@ -55,8 +55,11 @@ void StreamWatch::Run() {
   }
 }
 
+// Before it the clock may be as an instrument has it that has just been started.
+bool StreamWatch::IsUpdated() { return ghmp->testStart && ghmp->firstUpdate; }
+
 // While parameters change the clock may stand for a moment.
-bool StreamWatch::IsWanted() { return ghmp->testStart && !ghmp->GetConsumerFlag(); }
+bool StreamWatch::IsWanted() { return IsUpdated() && !ghmp->GetConsumerFlag(); }
 
 // In a very slow test a block may take more than a second, though never more than a cycle.
 Nanoseconds StreamWatch::Limit() const {

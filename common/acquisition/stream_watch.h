@@ -29,6 +29,8 @@ class StreamWatch {
   bool BlockCame();
   /// The error word for a stream that has stopped.
   static void RaiseStop();
+  /// A test is set up, and its first update has set the clock.
+  static bool IsUpdated();
   /// Sampling has ended: nothing is waited for.
   void Rest() { BlockCame(); }
 

@@ -32,9 +32,7 @@ class HostPrograms : public testing::Test {
     words.insert(words.begin(), {"--root", bench_.root.Path()});
     return std::make_unique<Process>("q5host", words);
   }
-  bool IsSourceOff() {
-    return bench_.Control({"get", "source.on"}).output.find("ok 0") == 0;
-  }
+  bool IsSourceOff() { return bench_.Control({"get", "source.on"}).output.find("ok 0") == 0; }
   bool SourceGoesOff() {
     const auto end = std::chrono::steady_clock::now() + test::kPatience;
     while (!IsSourceOff()) {

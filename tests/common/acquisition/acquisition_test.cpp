@@ -221,7 +221,8 @@ TEST_F(AcquisitionTest, ADriverThatBeginsAgainIsStartedAgain) {
   for (const bool in_test : {false, true}) {
     for (const bool by_reads : {false, true}) {
       SCOPED_TRACE(testing::Message() << "test " << in_test << ", reads fail " << by_reads);
-      ghmp->testStart = in_test;
+      ghmp->testStart = true;
+      ghmp->firstUpdate = in_test;
       ghmp->ClearErrorCodes();
       channels.restarts = 0;
       Start();
@@ -245,7 +246,7 @@ TEST_F(AcquisitionTest, ADriverThatBeginsAgainIsStartedAgain) {
       driver.AwaitUnread();
     }
   }
-  ghmp->testStart = false;
+  ghmp->testStart = ghmp->firstUpdate = false;
 }
 
 TEST_F(AcquisitionTest, AStreamThatStandsStillInATestIsReported) {
@@ -267,6 +268,9 @@ TEST_F(AcquisitionTest, AStreamThatStandsStillInATestIsReported) {
   pass(20);
   EXPECT_EQ(channels.standstills, 0) << "no test wants samples";
   ghmp->testStart = true;
+  pass(20);
+  EXPECT_EQ(channels.standstills, 0) << "the test has not set its clock";
+  ghmp->firstUpdate = true;
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   pass(20);
   EXPECT_EQ(channels.standstills, 0) << "the clock changes";
