@@ -62,7 +62,8 @@ bool WrapCount::Count() {
 int WaveformCapture(int fd, const int* block, WrapCount* wrap, int rate) {
   if (wrap != nullptr && wrap->Count()) {
     ::lseek(fd, 0, SEEK_SET);
-    logger_mgr::print(acquisitionL, kError, 0, "%s.%d: buffer wrap-around\n", __func__, __LINE__);
+    logger_mgr::print(acquisitionL, Logger::kInfo, 0, "%s.%d: buffer wrap-around\n", __func__,
+                      __LINE__);
   }
   Capture capture{};
   WriteHeading(capture.data(), rate);
