@@ -1,4 +1,9 @@
 // Compiled for processors with AVX-512; CorrelatorKernels says who may call it.
+#if !defined(__clang__)
+// the compiler's own header is what they are about
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <immintrin.h>
 
 #include "common/acquisition/correlator_kernel_forms.h"

@@ -108,7 +108,7 @@ TEST_F(Live, ClientsAndWatchersAreInNobodysWay) {
       for (LiveFeed* feed : {&first, &second}) {
         const auto entries = feed->Read();
         ASSERT_EQ(entries.size(), 1U) << i;
-        ASSERT_EQ(entries[0].result->record.acfcvolt, static_cast<float>(i));
+        ASSERT_EQ(+entries[0].result->record.acfcvolt, static_cast<float>(i));
       }
     }
     EXPECT_LT(fs::file_size(File(::getpid())), (1U << 20) + 2000);
