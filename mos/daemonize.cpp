@@ -78,7 +78,10 @@ Report TakeLock(const std::string& path) {
 // has nobody to tell by then.
 [[noreturn]] void EndStarter(int from_daemon, const std::string& log, const std::string& lock) {
   Report report;
-  if (::read(from_daemon, &report, sizeof report) != sizeof report) report.failed = Report::kLog;
+  if (::read(from_daemon, &report, sizeof report) != sizeof report) {
+    StartupError("the daemon ended before it was ready\n");
+    ::_exit(1);
+  }
   const char* reason = std::strerror(report.error);
   switch (report.failed) {
     case Report::kDone:
@@ -96,6 +99,13 @@ Report TakeLock(const std::string& path) {
       break;
   }
   ::_exit(1);
+}
+
+// A starter may have closed them: a pipe in their place would get what the build prints.
+void KeepStandardDescriptors() {
+  int fd = 0;
+  while (fd >= 0 && fd <= STDERR_FILENO) fd = ::open("/dev/null", O_RDWR);
+  if (fd >= 0) ::close(fd);
 }
 
 // Closes every descriptor but `kept`.
@@ -119,6 +129,7 @@ void daemonize(const char* log_path, const char* lock_path) {
 
   // The child still prints to the terminal, or to a pipe whose reader may go when the parent ends.
   std::signal(SIGPIPE, SIG_IGN);
+  KeepStandardDescriptors();
   int to_starter[2];
   if (::pipe2(to_starter, O_CLOEXEC) < 0) std::exit(1);
   pid_t child = ::fork();

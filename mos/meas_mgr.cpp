@@ -65,21 +65,7 @@ int MeasMgr::Init(int revision) {
   return 0;
 }
 
-namespace {
-
 // A person who reads results must be able to find out that they are not corrected.
-void TellConfiguration(bool configured, int meascalibration) {
-  if (!configured) {
-    StartupError("%s cannot be used: all keys have their defaults, results are not corrected\n",
-                 kConfigPath);
-  } else if (meascalibration <= 0) {
-    StartupError("meascalibration is %d: results are not corrected by the calibration\n",
-                 meascalibration);
-  }
-}
-
-}  // namespace
-
 void MeasMgr::ReadConfiguration() {
   const bool configured = InitConfigFile(_varekconfig, kConfigPath) == 0;
   Msg::HMPData& data = Msg::HMPData::GetHMPData(_varekconfig, Msg::MEAS_MODULE);
@@ -94,9 +80,16 @@ void MeasMgr::ReadConfiguration() {
     return fpga == nullptr ? std::time_t{0} : fpga->GetRampDownStartTime();
   };
   data.SetLinks(std::move(links));
+  if (!configured) {
+    StartupError("%s cannot be used: all keys have their defaults, results are not corrected\n",
+                 kConfigPath);
+  }
   _daemonconfig = SetConfigParameters(_varekconfig, data);
+  if (configured && _daemonconfig.meascalibration <= 0) {
+    StartupError("meascalibration is %d: results are not corrected by the calibration\n",
+                 _daemonconfig.meascalibration);
+  }
   acquisition::Correct::GetCorrect().SetCalibration(_daemonconfig.meascalibration);
-  TellConfiguration(configured, _daemonconfig.meascalibration);
   ConfigureFpga();
   logger_mgr::GetLogger()->SetNetworkDrives({
       .busy = [] { return ghmp->MountBusy(); },

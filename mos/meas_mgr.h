@@ -25,6 +25,7 @@
 #include "libs/zmb/src/zmb_simple_servant.h"
 #include "mos/daemon_config.h"
 #include "mos/measurement_log.h"
+#include "mos/voltage_watch.h"
 
 namespace Mos {
 
@@ -166,6 +167,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   // Relays and leads (relays.cpp).
   void UseDividers(const Dev::mode_range_table_ent* first, const Dev::mode_range_table_ent* second);
   const Dev::mode_range_table_ent* DividerEntry(int divider) const;
+  void DropDividers();
 
   static MeasMgr* _instance;
 
@@ -176,6 +178,8 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
   std::mutex _request_mutex;        ///< held by a request, and by each step of the recovery
   std::atomic<unsigned> _begun{0};  ///< set-ups and stops that the host has sent; changed under it
+  std::mutex _watch_mutex;          ///< held by a look at the voltage; guards _voltage_watch
+  VoltageWatch _voltage_watch;
   std::atomic<bool> _over_voltage{false};  ///< the running test has reached its limit
   MeasurementLog measurement_log_;         ///< guarded by it
   Dev::SpclkDev* _spclk = nullptr;  ///< the sampling clock; null before Init and without a chip

@@ -29,6 +29,7 @@ int FirstCode(const Msg::HmpErrorRep& nak) {
 }  // namespace
 
 void MeasurementLog::SetUp() {
+  if (state_ == State::kStarted) End("a new set-up");
   *this = {};
   state_ = State::kSetUp;
 }

@@ -58,7 +58,9 @@ int MeasMgr::AllokRecovery() {
   // voltage lasts until the test is over
   const bool may_rise = ghmp && !(_over_voltage && startflag);
   if (fpgadev_allok != nullptr && may_rise && fpgadev_allok->GetALLOKOut() == 0) {
-    ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_ALLOK);
+    if (ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MOS_ALLOK)) {
+      ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_ALLOK);
+    }
     fpgadev_allok->ClearALLOK();
     logger_mgr::print(measurementL, kError, 0, "Mos Allok recovery done %d \n", ++allokcount);
   }
@@ -128,6 +130,11 @@ void MeasMgr::EndRecovery() {
   }
   startflag = false;
   EndVoltageWatch();
+  FpgaDev* fpga = FpgaDev::GetDevice();
+  if (fpga != nullptr && fpga->GetALLOK() == 0) fpga->ClearALLOK();
+  // nobody is left to read them, and they would refuse the next host's test; but what says that the
+  // output is still there stays
+  if (ghmp->discharging == 0) ghmp->ClearErrorCodes();
   if (SineCorrelator::GetVLFFlag()) SineCorrelator::ResetVLFFlag();
   ghmp->ResetVariables();
   measurement_log_.End("the host's silence");
@@ -140,24 +147,31 @@ void MeasMgr::EndVoltageWatch() {
 
 // Waits for no handler: a voltage above the limit drops ALLOK whatever the host is being served.
 int MeasMgr::TestMonitor() {
+  const std::unique_lock alone(_watch_mutex, std::try_to_lock);
+  if (!alone) return 0;  // the look before takes longer than a period
   logger_mgr::print(measurementL, Logger::kDebug, 0, "TestMonitor started \n");
   const bool limited = ghmp->IsInternalHVVoltageTest() || ghmp->IsExternalVoltageTest();
   if (!startflag || !limited) return 0;
   const bool swapped = ghmp->swapchannels == 1;
+  const int channel = swapped ? 1 : 0;
   phasortoo_t phasors[2] = {};
   double seconds = 0;
+  VoltageWatch::Look look{.status = ChannelStatus(channel),
+                          .own_range = ghmp->voltscal == 0,
+                          .hertz = double{ghmp->frequency}};
   AcqChan::WithFastCorrelator([&](const SineCorrelator& fast) {
     fast.GetPhasors(phasors);
+    look.results = fast.GetResultCount();
     if (const SineCorrelator* slow = AcqChan::get_sineCorr_Slow()) {
       seconds = slow->MonitorSampleCount();
     }
   });
-  const double volts = phasors[swapped ? 1 : 0].mag;
-  const bool too_high = volts >= _daemonconfig.maxhvvoltagemeasurement;
+  look.volts = phasors[channel].mag;
+  const bool too_high = _voltage_watch.IsTooHigh(look, _daemonconfig.maxhvvoltagemeasurement);
   if (ghmp->VoltageTest()) {
     const Logger::evseqdataF_t values{
         4,
-        {static_cast<float>(volts), static_cast<float>(phasors[swapped ? 0 : 1].mag),
+        {static_cast<float>(look.volts), static_cast<float>(phasors[1 - channel].mag),
          static_cast<float>(ghmp->volttarget) * kTargetShare, static_cast<float>(seconds)}};
     Logger::eventlog::GetEventLog("moseventlog")
         ->CaptureEvent(too_high ? kError : Logger::kDebug, Logger::TESTFAILCHECK1, &values);

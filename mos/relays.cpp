@@ -128,6 +128,9 @@ void MeasMgr::UseDividers(const mode_range_table_ent* first, const mode_range_ta
   ghmp->SetHV2MeasScaleFactor(meas2->ScalingFactor);
 }
 
+// Of a test before: its path is not the one of the test that is set up now.
+void MeasMgr::DropDividers() { UseDividers(DividerEntry(kNoDivider), DividerEntry(kNoDivider)); }
+
 int MeasMgr::HandleMsg17(const Msg::HmpTestRlyReq* request, Msg::HmpTestRlyRep* reply) {
   CaptureRequest(*request);
   request->Show(kInfo);

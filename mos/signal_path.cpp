@@ -46,6 +46,16 @@ std::optional<double> ReadFastFilter(Dev::FastReading what, int channel) {
   return reading;
 }
 
+std::int64_t CountFastResults(Dev::FastReading what) {
+  std::int64_t count = 0;
+  AcquisitionSystem::AcqChan::WithFastCorrelator([&](const SineCorrelator& filter) {
+    count = what == Dev::FastReading::kPhasor    ? filter.GetResultCount()
+            : what == Dev::FastReading::kAverage ? filter.GetAverageCount()
+                                                 : filter.GetBlockCount();
+  });
+  return count;
+}
+
 }  // namespace
 
 void MeasMgr::StartResults() {
@@ -62,7 +72,7 @@ void MeasMgr::CreateChannels() {
   AcquisitionSystem::SetFrontEnds(Channel(0), Channel(1));
   AcquisitionSystem::ChannelPair::Instance();
   if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice())
-    fpga->SetLinks({.fast_filter = ReadFastFilter});
+    fpga->SetLinks({.fast_filter = ReadFastFilter, .fast_results = CountFastResults});
 }
 
 void MeasMgr::CorrectForFilter(int channel, int filter) {

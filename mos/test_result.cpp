@@ -165,11 +165,19 @@ void LogStatusChange(const Poll& poll, short filter) {
                     hex(now[2]), hex(now[3]), hex(now[0] | now[1] | now[2]), poll.duration);
 }
 
+// Channel 2 does not range in these tests, but a current that it cannot measure is no result.
+short WhatSpoilsTheOther() {
+  AcqChan* other = AcqChan::get_AcqCh_instance(ACQ_CH2);
+  if (other == nullptr) return 0;
+  const int lost = other->get_status_flag() & AcquisitionSystem::Data_Not_Valid;
+  return static_cast<short>(lost | other->Guard().Word());
+}
+
 short LastWordOnRanging(const Poll& poll) {
   if (!IsDcOrDemagChannel1Only()) return StatusWithDischarge(poll);
   logger_mgr::print(measurementL, kInfo, 0, "Channel Status Ch1: 0x%04X \n",
                     static_cast<unsigned>(ChannelStatus(0)) & 0xFFFFu);
-  return ChannelStatus(0);
+  return static_cast<short>(ChannelStatus(0) | WhatSpoilsTheOther());
 }
 
 void FillRecord(const Poll& poll, Msg::HmpTestRsltRep& reply) {

@@ -97,11 +97,12 @@ int MeasMgr::RestartAcquisition() {
   const short current_range = ghmp->curange;
   const short voltage_range = ghmp->voltrange;
   const int samples = ghmp->samplespercyc;
-  _acquisition->SetMeasurementParameters({.samplesPerCycle = samples, .filterReset = samples});
+  const int announced =
+      _acquisition->SetMeasurementParameters({.samplesPerCycle = samples, .filterReset = samples});
   ghmp->testype = type;
   ghmp->curange = current_range;
   ghmp->voltrange = voltage_range;
-  _acquisition->StartAcquisition();
+  if (announced < 0 || _acquisition->StartAcquisition() < 0) return -1;
   if (ghmp->testStart) {
     AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_ALL_TEST_PARAMS);
   }
@@ -119,6 +120,10 @@ int MeasMgr::HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRe
   if (!GetCorrelators().BothThere()) return Refuse(reply, Msg::NAK_MCODE_MOS_NULLFILTER);
   ResetCorrelators();
   _over_voltage = false;
+  {
+    const std::lock_guard lock(_watch_mutex);
+    _voltage_watch.Begin();
+  }
   startflag = true;
   measurement_log_.Start();
   if (ghmp->IsInternalHVVoltageTest() || ghmp->IsExternalVoltageTest()) {

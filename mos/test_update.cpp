@@ -249,6 +249,12 @@ float FollowLine(float hertz) {
   return ghmp->GetFrequency();
 }
 
+// The reply of an update whose filter could not be set; the bus may have said nothing.
+int RefuseFilter(void* reply) {
+  if (!ghmp->ReportError()) ghmp->SetErrorCode(Msg::NAK_MCODE_CPLD_CONFIG);
+  return RefuseWithList(reply, "Mos Filter select error\n");
+}
+
 // The reply of an update whose clock could not be set.
 int RefuseClock(short code, float hertz, void* reply) {
   Refuse(reply, code);
@@ -358,8 +364,7 @@ int MeasMgr::TuneForVoltage(Update& update, bool manual_ramp) {
   if (!startflag || !(manual_ramp || ghmp->IsVLFTest())) {
     logger_mgr::print(measurementL, kInfo, 0, "AcqCh2 %s.%d: BoStep2 - Calling SelectFilter(%f)\n",
                       __func__, __LINE__, double{update.frequency});
-    if (SelectFilter(update.frequency, false) < 0)
-      return RefuseWithList(update.reply, "Mos Filter select error\n");
+    if (SelectFilter(update.frequency, false) < 0) return RefuseFilter(update.reply);
   }
   if (_spclk == nullptr) return Refuse(update.reply, Msg::NAK_MCODE_MOS_SPCLKNOTFOUND);
   SetSampling(update);
@@ -375,7 +380,7 @@ int MeasMgr::TuneForCurrent(Update& update) {
   const int selected = SelectFilter(update.frequency, false);
   logger_mgr::print(measurementL, kInfo, 0, "%s.%d: fltr: SelectFilter(%f) ret:%d\n", __func__,
                     __LINE__, double{update.frequency}, selected);
-  if (selected < 0) return RefuseWithList(update.reply, "Mos Filter select error\n");
+  if (selected < 0) return RefuseFilter(update.reply);
   if (_spclk == nullptr) return Refuse(update.reply, Msg::NAK_MCODE_MOS_SPCLKNOTFOUND);
   SetSampling(update);
   NoteChanges(update, CurrentChanges());
@@ -402,9 +407,11 @@ int MeasMgr::HandleMsg4(const Msg::HmpUpdTestParamReq* request, Msg::HmpUpdTestP
 
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   if (const int result = TuneForVoltage(update, ghmp->IsManualRampTest()); result < 0) {
+    SpoilUpdate(true);
     ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
     return result;
   }
+  SpoilUpdate(false);
   FollowSignal(update.frequency);
   if (ghmp->IsVLFTest()) {
     SineCorrelator::SetVLFFlag();
@@ -447,9 +454,11 @@ int MeasMgr::HandleMsg34(const Msg::HmpUpdTestParamReqI* request, Msg::HmpUpdTes
 
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   if (const int result = TuneForCurrent(update); result < 0) {
+    SpoilUpdate(true);
     ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
     return result;
   }
+  SpoilUpdate(false);
   FollowSignal(update.frequency);
   if (ghmp->IsVLFTest()) {
     MarkSlowCycle();

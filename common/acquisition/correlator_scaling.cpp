@@ -81,18 +81,19 @@ void SineCorrelator::RecordRanging(int channel, float fullscale, unsigned code, 
 
 // --- A cycle's phasors ---
 
-bool SineCorrelator::HasSecondLead(int channel) const {
-  return channel == 1 && _swapchannels != 1 && ghmp->IsInternalHVVoltageTest() && ghmp->IsTTRTest();
+// A divider stands before the AC input only; without one the factor is 1.
+double SineCorrelator::Lead(int channel) const {
+  const int mode = channel == 0 ? ghmp->measCh1_mode : ghmp->measCh2_mode;
+  if (!ghmp->IsInternalHVVoltageTest() && mode != Msg::AC_Volt) return 1;
+  if (HasSecondLead(channel)) return ghmp->GetHV2MeasScaleFactor();
+  return channel == VoltageChannel() ? ghmp->GetHVMeasScaleFactor() : 1;
 }
 
-double SineCorrelator::TotalScale(int channel) const {
-  double scale = Scale(channel);
-  if (channel == VoltageChannel() && ghmp->IsInternalHVVoltageTest()) {
-    scale *= ghmp->GetHVMeasScaleFactor();
-  }
-  if (HasSecondLead(channel)) scale *= ghmp->GetHV2MeasScaleFactor();
-  return scale;
+bool SineCorrelator::HasSecondLead(int channel) const {
+  return channel == 1 && _swapchannels != 1 && ghmp->IsTTRTest();
 }
+
+double SineCorrelator::TotalScale(int channel) const { return Scale(channel) * Lead(channel); }
 
 // Of an external source nothing but the scale is different: what counts is the input's range.
 void SineCorrelator::RunMeasurementScaling() {
@@ -120,6 +121,7 @@ double SineCorrelator::Expected() const {
 
 // Each cycle is compared with what the test wants, which asks for no root.
 void SineCorrelator::BeginBlock() {
+  ++blocks_begun_;
   const double expected = ghmp->testStart ? Expected() : 0;
   const double scale = TotalScale(VoltageChannel()) * std::numbers::sqrt2;
   const double large = expected * kUnexpected / scale;
@@ -179,6 +181,7 @@ void SineCorrelator::updateDC() {
     const std::lock_guard lock(phasorlock);
     _avgfilter = averages;
   }
+  ++averages_made_;
   const std::lock_guard lock(updatelock);
   _settletime = CalculateSampleCount();
 }

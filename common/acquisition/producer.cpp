@@ -100,7 +100,9 @@ void Producer::RunProducer() {
 bool Producer::AwaitRun(Run& run) {
   std::unique_lock lock(g_producer_start);
   g_producer_block.wait(lock, [&] { return ended_ || run_number_ != run.number; });
+  const bool lost = run.lost;  // whoever starts it, the ring is still the old one
   run = Run();
+  run.lost = lost;
   run.number = run_number_;
   run.layout = layout_;
   run.backlog = static_cast<std::uint32_t>(ghmp->GetConsumerBacklog());
@@ -235,8 +237,8 @@ void Producer::CheckCounter(Run& run, std::uint32_t counter) {
                       "RunProducer", __LINE__, static_cast<int>(counter),
                       static_cast<int>(run.previous));
   }
-  // the ring holds no more than its length
-  if (Ahead(counter, run.position) <= kRingPages && !IsFarBehind(run, counter)) return;
+  // the driver writes the block after the latest one
+  if (Ahead(counter, run.position) < kRingPages && !IsFarBehind(run, counter)) return;
   logger_mgr::print(acquisitionL, kError, 0, "%s.%d - Dumping sample data!!\n", "RunProducer",
                     __LINE__);
   ResetSums(run);

@@ -229,6 +229,7 @@ void SineCorrelator::StoreResult() {
     _phasorindex = _filterindex;
     _filterindex = 1 - _filterindex;
   }
+  ++results_made_;
   elec::GetElec().StorePhasors(&_filtertype, &result);
   has_result_ = true;
 }

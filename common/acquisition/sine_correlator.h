@@ -74,6 +74,11 @@ class SineCorrelator {
   // --- Results: arrays of two, V or A ---
 
   virtual void GetPhasors(phasortoo_t* phasors) const;
+  /// How often these were made so far: phasors, averages of GetAvgPhasors, blocks of GetAvgs. Who
+  /// needs a reading of now waits for two more, as samples of the first may be older.
+  std::int64_t GetResultCount() const { return results_made_; }
+  std::int64_t GetAverageCount() const { return averages_made_; }
+  std::int64_t GetBlockCount() const { return blocks_begun_; }
   void GetAvgPhasors(phasortoo_t* phasors) const;
   void GetAvgs(phasortoo_t* averages) const;
   void GetOffsetPhasors(phasortoo_t* offsets) const;
@@ -170,6 +175,7 @@ class SineCorrelator {
   /// V or A a count at the terminals: the range's, and what lies before the channel.
   double TotalScale(int channel) const;
   bool HasSecondLead(int channel) const;
+  double Lead(int channel) const;
   /// What the test wants, V or A; 0 when it is not known.
   double Expected() const;
   bool IsLarge() const;
@@ -222,6 +228,9 @@ class SineCorrelator {
   std::array<phasortoo_t, 2> offset_phasors{};
 
   std::atomic<double> _maxvoltage{0};
+  std::atomic<std::int64_t> results_made_{0};
+  std::atomic<std::int64_t> averages_made_{0};
+  std::atomic<std::int64_t> blocks_begun_{0};
   std::atomic<bool> has_result_{false};
 
   static inline std::atomic<bool> _VLFflag{false};

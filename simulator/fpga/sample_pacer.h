@@ -19,8 +19,11 @@ class SamplePacer {
   void Restart(platform::Nanoseconds now);
   /// Pairs a second from now on, nothing without a clock; the pair under way goes on.
   void SetRate(platform::Nanoseconds now, const std::optional<Fraction>& hertz);
-  /// Forgets the time since the last change: no clock came through.
-  void Hold(platform::Nanoseconds now) { since_ = now; }
+  /// Goes on from `made` pairs, from now on: no clock came through since they were made.
+  void Hold(platform::Nanoseconds now, std::uint64_t made) {
+    pairs_ = Wide{made} << 64;
+    since_ = now;
+  }
 
   /// Pairs that are complete. Time comes in whole nanoseconds, so one counts a millionth early.
   std::uint64_t Due(platform::Nanoseconds now) const;

@@ -62,7 +62,7 @@ void Sampler::Configure(platform::Nanoseconds now, const std::optional<Fraction>
 void Sampler::Advance(platform::Nanoseconds now) {
   if (!running_ || !rate_) return;
   if (faults_.StandsStill()) {
-    pacer_.Hold(now);
+    pacer_.Hold(now, made_);
     return;
   }
   const std::uint64_t due = pacer_.Due(now);

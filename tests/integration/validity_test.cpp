@@ -168,6 +168,46 @@ TEST_F(Validity, AnExternalSourceIsMeasuredInItsOwnVolts) {
   EXPECT_NEAR(row.at("current_ma").get<double>(), 10, 10 * kRelative);
 }
 
+// ALLOK drops and stays down until the host has ended the test; the next one is right.
+TEST_F(Validity, TooHighAVoltageEndsTheTest) {
+  bench_.StartDaemon();
+  Prepare(kBushing);
+  {
+    Words words = Measure(kBushing, "1000");
+    words.insert(words.begin(), {"--root", bench_.root.Path()});
+    test::Process host("q5host", words);
+    ASSERT_TRUE(bench_.daemon->WaitForOutput("test starts")) << host.Output();
+    std::this_thread::sleep_for(seconds(1));
+    Control({"set", "source.amplitude", "13000"});
+    EXPECT_EQ(host.Wait(), 1) << host.Output();
+    EXPECT_NE(host.Output().find("NAK_MCODE_MAX_MOS_VOLTAGE"), std::string::npos) << host.Output();
+  }
+  ExpectRight(kBushing);
+}
+
+// The source stays where it is: there is no proof, so the word is kept for the next host.
+TEST_F(Validity, AVoltageThatStaysIsNotCalledGone) {
+  bench_.StartDaemon();
+  Prepare(kBushing);
+  Control({"set", "source.frequency", "test"});
+  for (const char* hertz : {"60", "0.5"}) {
+    Control({"set", "source.amplitude", "1000"});
+    Control({"set", "source.on", "1"});
+    Control({"set", "path.meas1", "HV1"});
+    {
+      test::Process host(
+          "q5host", {"--root", bench_.root.Path(), "--via", "bus", "measure", "--voltage", "1000",
+                     "--frequency", hertz, "--range-current", "5", "--polls", "1000"});
+      ASSERT_TRUE(bench_.daemon->WaitForOutput("test starts")) << host.Output();
+      std::this_thread::sleep_for(seconds(2));
+      host.Signal(SIGKILL);
+    }
+    ASSERT_TRUE(bench_.daemon->WaitForOutput("STILL PRESENT", test::Milliseconds(60000))) << hertz;
+    Control({"set", "source.on", "0"});
+    bench_.StartDaemon();
+  }
+}
+
 TEST_F(Validity, ARangeThatDoesNotExistIsRefused) {
   bench_.StartDaemon();
   for (const char* option : {"--range-current", "--range-voltage"}) {

@@ -1,11 +1,13 @@
 // What the daemon does by itself: a silent host, a dropped ALLOK line, a voltage above its limit.
 #include <gtest/gtest.h>
 
+#include "common/acquisition/ranging/channel_enums.h"
 #include "common/acquisition/sine_correlator.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/monitor/monitor.h"
 #include "mos/process_objects.h"
 #include "mos/recovery.h"
+#include "mos/voltage_watch.h"
 #include "tests/mos/daemon_bench.h"
 #include "tests/platform/bare_machine.h"
 
@@ -109,26 +111,47 @@ TEST_F(Recovery, LeavesAloneWhatTheHostBeginsMeanwhile) {
   EXPECT_TRUE(ghmp->GetConsumerFlag());
 }
 
-TEST_F(Recovery, TooHighAVoltageDropsAllokUntilTheTestIsOver) {
-  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
-  ASSERT_EQ(fpga->ClearALLOK(), 0);
+TEST_F(Recovery, TheVoltageIsWatchedFromStartToStop) {
   SetUpTest();
   EXPECT_FALSE(Mos::testmonitor.IsTimerAlive());
   EXPECT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);
   EXPECT_TRUE(Mos::testmonitor.IsTimerAlive());
-  Mos::TestMonitorCB(&manager);
-  EXPECT_NE(fpga->GetALLOKOut(), 0);
-
-  const_cast<Mos::DaemonConfig&>(manager.GetDaemonConfig()).maxhvvoltagemeasurement = 0;
-  for (int tick = 0; tick < 2; ++tick) {
-    Mos::TestMonitorCB(&manager);
-    Mos::AllokCB(&manager);
-    EXPECT_EQ(fpga->GetALLOKOut(), 0);
-  }
-  EXPECT_EQ(Errors(), (std::vector<int>{2, 1218}));
-  EXPECT_EQ(Send(0x07, Msg::HmpStopTestReq{}), -1218);
+  EXPECT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
   EXPECT_FALSE(Mos::testmonitor.IsTimerAlive());
-  EXPECT_NE(fpga->GetALLOKOut(), 0);
+}
+
+// A look counts with a new phasor of a channel that measures, or when the signal stays beyond a
+// range that was taken for the target.
+TEST(VoltageWatch, TripsOnWhatIsKnownToBeTooHigh) {
+  constexpr int kExceeds = AcquisitionSystem::Amplitude_exceeds_input_range;
+  constexpr int kRanging = AcquisitionSystem::Ranging;
+  const struct {
+    const char* what;
+    double volts;
+    bool is_new;
+    int status;
+    bool own_range;
+    double hertz;
+    int trips_at;  // look, from 1; 0: never
+  } cases[] = {
+      {"at the limit", 12500, true, 0, true, 60, 1},
+      {"below it", 12499, true, 0, true, 60, 0},
+      {"an old phasor", 20000, false, 0, true, 60, 0},
+      {"on its way to a range", 20000, true, kRanging, true, 60, 0},
+      {"beyond the own range", 0, false, kRanging | kExceeds, true, 60, 16},
+      {"of a slow signal", 0, false, kRanging | kExceeds, true, 1, 56},
+      {"beyond the host's range", 0, false, kRanging | kExceeds, false, 60, 0},
+  };
+  for (const auto& c : cases) {
+    Mos::VoltageWatch watch;
+    int tripped = 0;
+    for (int look = 1; look <= 100 && tripped == 0; ++look) {
+      if (watch.IsTooHigh({c.volts, c.is_new ? look : 0, c.status, c.own_range, c.hertz}, 12500)) {
+        tripped = look;
+      }
+    }
+    EXPECT_EQ(tripped, c.trips_at) << c.what;
+  }
 }
 
 class AllokLine : public DaemonBench, public testing::Test {};

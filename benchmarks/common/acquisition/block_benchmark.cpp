@@ -89,7 +89,7 @@ void BM_Block(benchmark::State& state) {
   for (auto _ : state) {
     benchmark::DoNotOptimize(acquisition::CheckFaultAndOverRangeStatusBits(ring.data(), kPairs));
     std::memcpy(pool.data(), ring.data(), pool.size() * sizeof(int));
-    benchmark::DoNotOptimize(SignalCalculator::HasOverRange(pool));
+    benchmark::DoNotOptimize(SignalCalculator::HasBadSample(pool));
     filters.slow->update(pool.data(), kPairs);
     filters.fast->updateF(pool.data(), kPairs);
     if (!SignalCalculator::IsCleanBlock(pool)) {

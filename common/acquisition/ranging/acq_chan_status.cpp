@@ -62,13 +62,16 @@ void AcqChan::get_CPLD_status_upon_request(int force) {
     return;
   }
   const unsigned byte = status.Status();
+  unsigned before = 0;
   {
     const std::lock_guard lock(status_reg_lock_);
+    before = status_read_ ? last_status_reg.Status() : 0;
     last_status_reg = status;
     status_read_ = true;
   }
   // busy is what it is after each write
-  const int level = byte == 0 ? kDebug : byte == Dev::kMeasChBusy ? Logger::kInfo : kError;
+  const bool harmless = byte == 0 || byte == before;
+  const int level = harmless ? kDebug : byte == Dev::kMeasChBusy ? Logger::kInfo : kError;
   logger_mgr::print(chanfsmL, level, 0, "%s %s.%d: CPLD status:0x%02X\n", name(), __func__,
                     __LINE__, byte);
 }

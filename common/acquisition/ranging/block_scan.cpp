@@ -230,14 +230,16 @@ bool IsCleanBlock(std::span<const int> block) {
   return bad == 0;
 }
 
-std::array<bool, ACQ_CHAN_COUNT> HasOverRange(std::span<const int> block) {
+std::array<bool, ACQ_CHAN_COUNT> HasBadSample(std::span<const int> block) {
   std::array<bool, ACQ_CHAN_COUNT> found{};
   const int pairs = static_cast<int>(block.size() / 2);
   const auto& kernel = acquisition::BestCorrelatorKernel();
-  if ((kernel.bits(block.data(), pairs) & acquisition::A2D_STATUS_OVER_RANGE) == 0) return found;
+  if ((kernel.bits(block.data(), pairs) & kConditionMask) == 0) return found;
   for (std::size_t i = 0; i < block.size(); ++i) {
     const unsigned condition = static_cast<unsigned>(block[i]) & kConditionMask;
-    if (condition == acquisition::A2D_STATUS_OVER_RANGE) found.at(i % ACQ_CHAN_COUNT) = true;
+    const bool bad = condition == acquisition::A2D_STATUS_OVER_RANGE ||
+                     condition == acquisition::A2D_STATUS_FAULT;
+    if (bad) found.at(i % ACQ_CHAN_COUNT) = true;
   }
   return found;
 }

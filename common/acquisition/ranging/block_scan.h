@@ -28,8 +28,8 @@ struct BlockScan {
 /// True when all sequence fields are right and no status bit is set. `block` holds whole pairs.
 bool IsCleanBlock(std::span<const int> block);
 
-/// By channel, whether a sample of it is over range.
-std::array<bool, ACQ_CHAN_COUNT> HasOverRange(std::span<const int> block);
+/// By channel, whether a sample of it is over range or a fault.
+std::array<bool, ACQ_CHAN_COUNT> HasBadSample(std::span<const int> block);
 
 /// Tells what it finds in the log. In a DC test a fault in the midst of a block asks for no reset.
 BlockScan ScanBlock(std::span<const int> block, bool dc_test);

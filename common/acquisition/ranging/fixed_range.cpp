@@ -23,6 +23,8 @@ using Msg::ghmp;
 namespace {
 
 constexpr double kHeadroom = 1.1;
+constexpr unsigned kProtection = 0x90;  ///< fault and overload, while it is not busy
+constexpr std::chrono::seconds kFrontEndLook{1};
 constexpr int kAttempts = 100;  ///< blocks in which the CPLD may be busy
 constexpr double kDefaultDelay = 0.1;
 
@@ -56,7 +58,7 @@ double FixedRange::TargetPeak() const {
   const bool current = IsCurrent(channel_.get_mode());
   if (current != ghmp->CurrentTest()) return 0;
   double level = current ? ghmp->ampmax : ghmp->volttarget;
-  if (ghmp->IsInternalHVVoltageTest()) {
+  if (ghmp->IsInternalHVVoltageTest() || channel_.get_mode() == Msg::AC_Volt) {
     const bool second = channel_.get_hwch() == ACQ_CH2;
     const double lead = second ? ghmp->GetHV2MeasScaleFactor() : ghmp->GetHVMeasScaleFactor();
     if (lead > 0) level /= lead;
@@ -123,6 +125,7 @@ void FixedRange::Step() {
   if (ghmp->testStart && (Wanted() != setting_ || (IsTaken() && !InForce()))) return Start();
   switch (phase_) {
     case Phase::kIdle:
+      return LookAtFrontEnd();
     case Phase::kGivenUp:
       return;
     case Phase::kWrite:
@@ -199,6 +202,17 @@ void FixedRange::AwaitFirstCycle() {
   phase_ = Phase::kIdle;
   // whether the signal fits the range is for the samples to say
   channel_.set_status_flag(kStatusKeepMask, Valid_Data);
+}
+
+// Samples do not show an input that its protection has taken off.
+void FixedRange::LookAtFrontEnd() {
+  const auto now = platform::Machine().Clock().Monotonic();
+  if (!ghmp->testStart || now < next_look_) return;
+  next_look_ = now + kFrontEndLook;
+  channel_.get_CPLD_status_upon_request(1);
+  const unsigned status = channel_.get_last_status_reg().Status();
+  if (!Dev::NotBusyMeasFPGAStatus(static_cast<std::uint8_t>(status))) return;
+  if ((status & kProtection) != 0) GiveUp("the input is off", Msg::NAK_MCODE_CPLD_OVERLOAD_FF);
 }
 
 void FixedRange::GiveUp(const char* what, short code) {

@@ -67,6 +67,7 @@ class FixedRange {
   void Settle();
   void Restart();
   void AwaitFirstCycle();
+  void LookAtFrontEnd();
   void GiveUp(const char* what, short code);
 
   AcqChan& channel_;
@@ -74,6 +75,7 @@ class FixedRange {
   Setting setting_;
   int attempts_ = 0;
   platform::Nanoseconds settled_at_{0};  ///< monotonic
+  platform::Nanoseconds next_look_{0};   ///< likewise
 };
 
 }  // namespace AcquisitionSystem

@@ -25,7 +25,10 @@ class ResultGuard {
   void Spoil(unsigned short bits);
   /// It carries them until BeginTest.
   void SpoilTest(unsigned short bits) { test_bits_ = bits; }
-  void BeginTest() { test_bits_ = 0; }
+  void BeginTest() { test_bits_ = update_bits_ = 0; }
+  /// As SpoilTest, but the next update that is taken ends it: what was refused half-way leaves
+  /// clock, filters and parameters that do not belong together.
+  void SpoilUpdate(unsigned short bits) { update_bits_ = bits; }
 
   /// The correlators have taken a block of good samples; a cycle spans `blocks` of them. True when
   /// the sums still contain samples from before, so that they have to begin again.
@@ -39,11 +42,14 @@ class ResultGuard {
   void Restart();
 
   bool IsSpoilt() const { return word_ != 0; }
-  std::uint16_t Word() const { return static_cast<std::uint16_t>(word_ | test_bits_); }
+  std::uint16_t Word() const {
+    return static_cast<std::uint16_t>(word_ | test_bits_ | update_bits_);
+  }
 
  private:
   std::atomic<std::uint16_t> word_{0};
   std::atomic<std::uint16_t> test_bits_{0};
+  std::atomic<std::uint16_t> update_bits_{0};
   std::mutex mutex_;  ///< guards the fields below and changes of word_
   std::int64_t good_pairs_ = 0;
   int good_blocks_ = 0;

@@ -67,7 +67,7 @@ int SignalStatistics::process_sample_buff(const int* block, int nr_sample_pairs)
   BlockScan scan;
   if (!IsCleanBlock(words)) scan = ScanBlock(words, ghmp->IsDCTest());
   for (std::size_t ch = 0; ch < channels_.size(); ++ch) {
-    Judge(*channels_.at(ch), scan.results.at(ch), nr_sample_pairs);
+    Judge(*channels_.at(ch), scan.results.at(ch), scan.bad_sequence, nr_sample_pairs);
   }
   return scan.bad_sequence ? -1 : 0;
 }
@@ -75,18 +75,22 @@ int SignalStatistics::process_sample_buff(const int* block, int nr_sample_pairs)
 void SignalStatistics::expect_block(const int* block, int nr_sample_pairs) {
   if (nr_sample_pairs < 1) return;
   const std::span words(block, 2 * static_cast<std::size_t>(nr_sample_pairs));
-  const auto over_range = HasOverRange(words);
+  const auto bad = HasBadSample(words);
   for (std::size_t ch = 0; ch < channels_.size(); ++ch) {
-    if (over_range.at(ch)) channels_.at(ch)->Guard().Spoil(AcquisitionSystem::Ranging);
+    if (bad.at(ch)) channels_.at(ch)->Guard().Spoil(AcquisitionSystem::Ranging);
   }
 }
 
 // A host has to see at once that a range is too small for the signal, also where the signal is so
 // slow that most blocks of a cycle fit.
 void SignalStatistics::JudgeOverRange(AcqChan& channel, int over_range, int pairs) {
-  logger_mgr::print(acquisitionL, kError, 0, "%s %s.%d: %4d overrange samples out of %d\n",
-                    channel.name(), __func__, __LINE__, over_range, pairs);
   const int blocks = channel.Guard().TakeBad();
+  // one line for each time that it begins
+  logger_mgr::print(acquisitionL, blocks == 1 ? kError : kDebug, 0,
+                    "%s %s.%d: %4d overrange samples out of %d\n", channel.name(), __func__,
+                    __LINE__, over_range, pairs);
+  // again, as a slow cycle that is still open may have been accepted meanwhile
+  channel.Guard().Spoil(AcquisitionSystem::Ranging);
   if (channel.get_sample_discard_count() != 0) return;
   const bool too_large = over_range > pairs * kOverRangePercent / 100;
   if (too_large) {
@@ -111,9 +115,13 @@ void SignalStatistics::JudgeGood(AcqChan& channel, int pairs) {
 }
 
 // The CPLD is read where the block's event is handled: the producer does not wait for a bus.
-void SignalStatistics::Judge(AcqChan& channel, const ChannelScan& scan, int pairs) {
+void SignalStatistics::Judge(AcqChan& channel, const ChannelScan& scan, bool bad_sequence,
+                             int pairs) {
   if (scan.over_range != 0) {
     JudgeOverRange(channel, scan.over_range, pairs);
+  } else if (scan.status.fault != 0 || bad_sequence) {
+    channel.Guard().TakeBad();
+    channel.Guard().Spoil(AcquisitionSystem::Ranging);
   } else {
     JudgeGood(channel, pairs);
   }

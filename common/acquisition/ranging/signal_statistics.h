@@ -28,7 +28,8 @@ class SignalStatistics : public DObj {
   int CaptureToFile(const int* block) const;
 
  private:
-  void Judge(AcquisitionSystem::AcqChan& channel, const ChannelScan& scan, int pairs);
+  void Judge(AcquisitionSystem::AcqChan& channel, const ChannelScan& scan, bool bad_sequence,
+             int pairs);
   void JudgeOverRange(AcquisitionSystem::AcqChan& channel, int over_range, int pairs);
   static void JudgeGood(AcquisitionSystem::AcqChan& channel, int pairs);
 

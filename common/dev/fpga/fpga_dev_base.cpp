@@ -18,6 +18,13 @@ namespace {
 
 constexpr char kUntraced[] = "?";
 
+// Bits that the hardware changes by itself. On the main module the ALLOK line is in the clock
+// selection.
+constexpr unsigned LiveBits(int offset) {
+  if (offset == Q5FPGA_MISC_CTRL) return kAllokOut | kAllokIn | kMeasModuleBit;
+  return offset == Q5FPGA_CLK_SEL ? kRegisterMask : 0;
+}
+
 void TraceWrite(const char* verb, const char* func, int line, const FpgaCmd& command) {
   const char* name = FpgaDevBase::GetRegNameText(command.offset);
   if (command.devtype != FPGA_REG || std::strcmp(name, kUntraced) == 0) return;
@@ -93,14 +100,12 @@ int FpgaDevBase::WriteReg(int offset, unsigned int value, int line) {
 
 int FpgaDevBase::ChangeReg(int offset, unsigned clear, unsigned set, int line, unsigned& written) {
   const std::lock_guard lock(registers_mutex_);
-  // the main module's ALLOK line, which the hardware drops too, is a bit of the clock selection
-  const std::optional<unsigned>* meant = offset == Q5FPGA_CLK_SEL ? nullptr : Meant(offset);
+  const std::optional<unsigned>* meant = Meant(offset);
+  const bool known = meant != nullptr && *meant;
+  const unsigned live = known ? LiveBits(offset) : kRegisterMask;
   unsigned value = 0;
-  if (meant != nullptr && *meant) {
-    value = **meant;
-  } else if (ReadReg(offset, value) < 0) {
-    return -1;
-  }
+  if (live != 0 && ReadReg(offset, value) < 0) return -1;
+  value = (value & live) | (known ? **meant & ~live : 0);
   value = (value & ~clear) | set;
   if (Put(offset, value, line) < 0) return -1;
   written = value;
@@ -108,10 +113,16 @@ int FpgaDevBase::ChangeReg(int offset, unsigned clear, unsigned set, int line, u
 }
 
 int FpgaDevBase::RestoreRegisters() {
-  const std::lock_guard lock(registers_mutex_);
   int result = 0;
   for (const int offset : kOwnRegisters) {
-    if (const auto meant = *Meant(offset); meant) result |= Put(offset, *meant, __LINE__);
+    std::optional<unsigned> meant;
+    {
+      const std::lock_guard lock(registers_mutex_);
+      meant = *Meant(offset);
+    }
+    if (!meant) continue;
+    result |= offset == Q5FPGA_MISC_CTRL ? ChangeReg(offset, 0, 0, __LINE__)
+                                         : WriteReg(offset, *meant, __LINE__);
   }
   return result;
 }

@@ -39,15 +39,16 @@ class FpgaDevBase {
   /// `value` is left alone when the register cannot be read.
   int ReadReg(int offset, unsigned int& value);
   int WriteReg(int offset, unsigned int value, int line);
-  /// Clears, then sets bits. A register whose every bit is the daemon's (converters, waveform) is
-  /// written whole, as it was meant to be so far: what a disturbed driver reads never gets written
-  /// back. Of the others all other bits stay as they are read, and nothing is written when the
-  /// register cannot be read.
+  /// Clears, then sets bits. The daemon's own registers (converters, waveform, miscellaneous) are
+  /// written as they were meant to be so far: what a disturbed driver reads is not written back.
+  /// Bits that the hardware changes too, the ALLOK line above all, stay as they are read, and so do
+  /// all bits of other registers; nothing is written when a register that has such bits cannot be
+  /// read.
   int ChangeReg(int offset, unsigned clear, unsigned set, int line);
   /// As the other, and gives the value that was written.
   int ChangeReg(int offset, unsigned clear, unsigned set, int line, unsigned& written);
-  /// Writes converters, clock selection and waveform again, as they were written last. -1 when one
-  /// could not be written.
+  /// Writes the daemon's own registers and the clock selection again, as they are meant to be. -1
+  /// when one could not be written.
   int RestoreRegisters();
   /// Name in the log of a register whose writes are traced, "?" for the others.
   static const char* GetRegNameText(int offset);
@@ -127,7 +128,8 @@ class FpgaDevBase {
     int offset;
     unsigned mask;
   };
-  static constexpr std::array kOwnRegisters{Q5FPGA_A2D_CTRL, Q5FPGA_CLK_SEL, Q5FPGA_WFORM_CTRL};
+  static constexpr std::array kOwnRegisters{Q5FPGA_A2D_CTRL, Q5FPGA_CLK_SEL, Q5FPGA_WFORM_CTRL,
+                                            Q5FPGA_MISC_CTRL};
 
   /// What a register of the daemon's own is meant to hold; null for any other register.
   std::optional<unsigned>* Meant(int offset);

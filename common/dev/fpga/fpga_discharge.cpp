@@ -31,6 +31,7 @@ constexpr std::chrono::milliseconds kVlfLook{10};  // on top of it
 constexpr int kMaxLooks = 2000;
 // A cycle that was open when the output fell is still a mix, so the proof is the one after it.
 constexpr int kCyclesToProof = 3;
+constexpr std::int64_t kFreshReadings = 2;
 constexpr std::chrono::seconds kLongestWait{30};
 constexpr float kLowVoltageMin = 2.0F;
 
@@ -69,9 +70,9 @@ struct FpgaRampControl::Proof {
 
   bool (*applies)(const HMPData&);
   FastReading reading;
-  Minimum minimum;           ///< null: kLowVoltageMin
-  bool of_current = false;   ///< of the current channel; for those that wait only
-  bool peak_counts = false;  ///< the output is gone too when its peak is below the minimum
+  Minimum minimum;          ///< null: kLowVoltageMin
+  bool of_current = false;  ///< of the current channel; for those that wait only
+  bool slow = false;        ///< looks are further apart
   bool needs_idle_cpld = false;
   Logger::eventtypes_t done = Logger::RAMP_DOWN_DONE;
 };
@@ -87,7 +88,7 @@ const FpgaRampControl::Proof& FpgaRampControl::WatchProof() {
       {.applies = Is<&HMPData::IsVLFTest>,
        .reading = FastReading::kPhasor,
        .minimum = &FpgaRampControl::_vlfvoltagemin,
-       .peak_counts = true},
+       .slow = true},
       {.applies = Is<&HMPData::IsDCTest>,
        .reading = FastReading::kAverage,
        .minimum = &FpgaRampControl::_dccurrentmin,
@@ -111,7 +112,7 @@ const FpgaRampControl::Proof& FpgaRampControl::WaitProof() {
       {.applies = Is<&HMPData::IsVLFTest>,
        .reading = FastReading::kPhasor,
        .minimum = &FpgaRampControl::_vlfvoltagemin,
-       .peak_counts = true},
+       .slow = true},
       {.applies = IsType<Msg::TEST_CONTACT_RESISTANCE>,
        .reading = FastReading::kAverage,
        .minimum = &FpgaRampControl::_dccurrentmin,
@@ -142,17 +143,29 @@ std::optional<double> FpgaRampControl::Reading(FastReading what, int channel) co
   return links_.fast_filter(what, channel);
 }
 
-// A reading that is no number proves nothing.
-FpgaRampControl::Look FpgaRampControl::LookAt(const Proof& proof, int channel) const {
+FpgaRampControl::Made FpgaRampControl::CountMade() const {
+  Made made{};
+  if (!links_.fast_results) return made;
+  for (const FastReading what :
+       {FastReading::kPhasor, FastReading::kAverage, FastReading::kSampleAverage}) {
+    made.at(static_cast<std::size_t>(what)) = links_.fast_results(what);
+  }
+  return made;
+}
+
+// A reading that is no number proves nothing, nor does one that may be older than the wait, or that
+// was never made: samples that are cut off make none. A slow voltage is not gone because a block
+// shows little of its wave; only a whole cycle tells.
+FpgaRampControl::Look FpgaRampControl::LookAt(const Proof& proof, int channel,
+                                              const Made& since) const {
   const std::optional<double> reading = Reading(proof.reading, channel);
   if (!reading) return {};
   const double value = std::fabs(*reading);  // an average has a sign
   const float minimum = proof.minimum != nullptr ? (this->*proof.minimum).load() : kLowVoltageMin;
-  bool gone = value < double{minimum};
-  if (proof.peak_counts && !gone) {
-    const std::optional<double> peak = Reading(FastReading::kMaxVoltage, channel);
-    gone = peak && *peak < double{minimum};
-  }
+  const auto place = static_cast<std::size_t>(proof.reading);
+  const bool fresh =
+      !links_.fast_results || CountMade().at(place) - since.at(place) >= kFreshReadings;
+  bool gone = fresh && value < double{minimum};
   if (proof.needs_idle_cpld && ghmp->driving_i_cpld_busy_flag) gone = false;
   return {true, gone, value};
 }
@@ -162,7 +175,12 @@ void FpgaRampControl::CheckFastFilterMeasurement(int swap) {
   const bool of_current = ghmp->IsDCTest() || ghmp->testype == Msg::TEST_DEMAG;
   const int channel = VoltageChannel(swap);
   const Proof& proof = WatchProof();
-  if (!LookAt(proof, of_current ? 1 - channel : channel).gone) return;
+  Made since;
+  {
+    const std::lock_guard lock(watch_mutex_);
+    since = watched_since_;
+  }
+  if (!LookAt(proof, of_current ? 1 - channel : channel, since).gone) return;
   _dischargestatus = kDischarged;
   Capture(proof.done);
 }
@@ -192,6 +210,10 @@ int FpgaRampControl::GetDischargeStatus(int check, int swap) {
 }
 
 void FpgaRampControl::MonitorDischargeFlag() {
+  {
+    const std::lock_guard lock(watch_mutex_);
+    watched_since_ = CountMade();
+  }
   _dischargeflag = true;
   if (ghmp->IsSourceModule()) _dischargestatus = kWatchedOnSource;
   if (ghmp->IsMeasModule()) _dischargestatus = kWatchedOnMeas;
@@ -211,12 +233,13 @@ void FpgaRampControl::ClearDischargeFlag() {
 FpgaRampControl::RampDownResult FpgaRampControl::AwaitProof(int swap, const Wanted& wanted) {
   platform::Clock& clock = platform::Machine().Clock();
   const auto begin = clock.Monotonic();
+  const Made since = CountMade();
   for (int count = 1;; ++count) {
     if (!wanted()) return {RampDown::kAbandoned};
     const Proof& proof = WaitProof();
     const int voltage = VoltageChannel(swap);
     const int channel = proof.of_current ? 1 - voltage : voltage;
-    const Look look = LookAt(proof, channel);
+    const Look look = LookAt(proof, channel, since);
     if (!look.possible) return {RampDown::kGone};
     if (look.gone) {
       if (IsWindingResistance(*ghmp) && proof.of_current && ghmp->IsSourceModule()) {
@@ -225,7 +248,7 @@ FpgaRampControl::RampDownResult FpgaRampControl::AwaitProof(int swap, const Want
       _rampup = false;
       return {RampDown::kGone};
     }
-    if (proof.peak_counts) clock.SleepFor(kVlfLook);
+    if (proof.slow) clock.SleepFor(kVlfLook);
     clock.SleepFor(kLook);
     if (count <= kMaxLooks || clock.Monotonic() - begin < LongestWait()) continue;
 

@@ -9,7 +9,9 @@
 // thread, on the machine's clock.
 #pragma once
 
+#include <array>
 #include <atomic>
+#include <cstdint>
 #include <ctime>
 #include <functional>
 #include <mutex>
@@ -54,12 +56,14 @@ enum class FastReading {
   kPhasor,         ///< magnitude of the phasor
   kAverage,        ///< average over blocks
   kSampleAverage,  ///< average of the last block
-  kMaxVoltage,     ///< peak of a very-low-frequency voltage, whatever the channel
+  kMaxVoltage,     ///< largest excursion from the mean in the latest block, for messages only
 };
 
 struct FpgaLinks {
   /// A reading of the fast filter; nothing while there is no fast filter.
   std::function<std::optional<double>(FastReading what, int channel)> fast_filter{};
+  /// How often a reading of this kind was made so far; without it every reading counts as new.
+  std::function<std::int64_t(FastReading what)> fast_results{};
 };
 
 class FpgaRampControl : public virtual FpgaDevBase {
@@ -189,12 +193,18 @@ class FpgaRampControl : public virtual FpgaDevBase {
 
   static const Proof& WatchProof();
   static const Proof& WaitProof();
-  Look LookAt(const Proof& proof, int channel) const;
+  /// What was made so far, of each kind of reading.
+  using Made = std::array<std::int64_t, 3>;
+  Made CountMade() const;
+  /// `since`: what had been made when the output was told to go.
+  Look LookAt(const Proof& proof, int channel, const Made& since) const;
   std::optional<double> Reading(FastReading what, int channel) const;
   RampDownResult AwaitProof(int swap, const Wanted& wanted);
   int StopWaveform(int stop);
 
   FpgaLinks links_;
+  Made watched_since_{};
+  mutable std::mutex watch_mutex_;        ///< guards watched_since_
   mutable std::mutex rampupprogresslock;  ///< guards _rampupinprogress
   bool _rampupinprogress = false;
 };

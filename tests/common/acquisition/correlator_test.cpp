@@ -249,6 +249,7 @@ TEST_F(CorrelatorTest, VoltsAndAmps) {
   data.SetHVMeasScaleFactor(3);
   data.SetHV2MeasScaleFactor(7);
   const double volt = 8.932e-5F;  // the default entries
+  const double dc_volt = 3.573e-7F;
   const double amp = 8.932e-6F;
   const struct {
     int source, swapped, mode1, mode2;
@@ -257,9 +258,10 @@ TEST_F(CorrelatorTest, VoltsAndAmps) {
       {Msg::internalHVVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {3 * volt, amp}},
       {Msg::internalHVVoltageSourceE, 0, Msg::AC_Volt, Msg::AC_Volt, {3 * volt, 7 * volt}},
       {Msg::internalHVVoltageSourceE, 1, Msg::AC_Volt, Msg::ACDC_Current, {amp, 3 * volt}},
-      {Msg::internalLVVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {volt, amp}},
-      {Msg::internalACCurrentSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {volt, amp}},
-      {Msg::externalVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {volt, amp}},
+      {Msg::internalLVVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {3 * volt, amp}},
+      {Msg::internalACCurrentSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {3 * volt, amp}},
+      {Msg::externalVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {3 * volt, amp}},
+      {Msg::internalDCLVVoltageSourceE, 0, Msg::DC_Volt, Msg::ACDC_Current, {dc_volt, amp}},
       {Msg::externalCurrentSourceE, 1, Msg::AC_Volt, Msg::ACDC_Current, {amp, volt}},
   };
   for (const auto& c : cases) {

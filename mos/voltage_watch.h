@@ -1,0 +1,35 @@
+// Whether the voltage of a running test is too high, from what the fast filter and the channel say.
+//
+// A phasor counts once it is new and its channel measures on the range of the test. Samples that
+// are cut off make no phasor: on a range that the daemon took for the target, a signal that stays
+// beyond it is far above the target, and that is too high as well.
+//
+// Threads: one at a time, but for Begin.
+#pragma once
+
+#include <cstdint>
+
+namespace Mos {
+
+class VoltageWatch {
+ public:
+  struct Look {
+    double volts = 0;          ///< the latest phasor
+    std::int64_t results = 0;  ///< phasors made so far
+    int status = 0;            ///< of the channel
+    bool own_range = false;    ///< the daemon has chosen it, not the host
+    double hertz = 0;
+  };
+
+  /// `period` of the looks and the `limit` (V) of the voltage.
+  static constexpr double kPeriod = 0.1;  // s
+
+  void Begin() { *this = {}; }
+  bool IsTooHigh(const Look& look, double limit);
+
+ private:
+  std::int64_t results_ = 0;
+  int looks_beyond_ = 0;
+};
+
+}  // namespace Mos
