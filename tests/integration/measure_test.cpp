@@ -9,6 +9,7 @@
 #include <cmath>
 #include <complex>
 #include <cstdlib>
+#include <cstring>
 #include <numbers>
 #include <random>
 #include <sstream>
@@ -357,6 +358,80 @@ TEST_F(Measure, RequestsOutOfOrder) {
   road->Ask(host::PlainRequest(Msg::HMP_END_ROW));
   // where corrections left at 0 Hz would show
   ExpectRightMeasurement(*road, 200);
+}
+
+// Polls as a host does that looks at the results only.
+class RawPolls : public Measure {
+ protected:
+  host::Reply Ask(const host::Bytes& request) {
+    host::Reply reply;
+    const auto exchange = road_->Ask(request);
+    EXPECT_EQ(exchange.error, "");
+    EXPECT_EQ(host::ReadReply(request, exchange.reply, reply), "");
+    return reply;
+  }
+  void Begin(const TestPlan& plan) {
+    for (const host::Bytes& request :
+         {host::SetUpRequest(plan), host::PathRequest(plan), host::UpdateRequest(plan),
+          host::PlainRequest(Msg::HMP_START_TEST)}) {
+      EXPECT_NE(Ask(request).answer, host::Answer::kNak);
+    }
+  }
+  /// The status of a result; -1 for a refusal.
+  int Status() {
+    const host::Reply reply = Ask(host::ResultRequest(Msg::MSG6_RSLTYPE_FIR_SLOW));
+    if (reply.answer == host::Answer::kNak) return -1;
+    Msg::HmpTestRsltRep record;
+    EXPECT_GE(reply.bytes.size(), sizeof record);
+    std::memcpy(&record, reply.bytes.data(), sizeof record);
+    return record.ranging;
+  }
+  bool AwaitValid() {
+    for (int i = 0; i < 200; ++i) {
+      if (Status() == 0) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return false;
+  }
+  /// No poll of the next seconds has a valid result.
+  void ExpectNothingValid() {
+    for (int i = 0; i < 60; ++i) {
+      EXPECT_NE(Status(), 0);
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+  }
+
+  std::unique_ptr<host::Transport> road_ = Road("host");
+};
+
+TEST_F(RawPolls, WhatARefusedUpdateLeavesIsNotValid) {
+  Set("dut.circuit", "parallel R=2.16529e9 C=350e-12");
+  TestPlan plan = BushingPlan();
+  Begin(plan);
+  ASSERT_TRUE(AwaitValid());
+  plan.frequency = 50;
+  ASSERT_EQ(bench_.Control({"fault", "i2c.MEAS_CH1.SC18IS602B", "off"}).status, 0);
+  const host::Reply refusal = Ask(host::UpdateRequest(plan));
+  EXPECT_EQ(refusal.answer, host::Answer::kNak);
+  EXPECT_FALSE(refusal.errors.empty());
+  ASSERT_EQ(bench_.Control({"fault", "i2c.MEAS_CH1.SC18IS602B", "ok"}).status, 0);
+  Ask(host::PlainRequest(Msg::HMP_END_ROW));  // drops the words, so that results are answered
+  ExpectNothingValid();
+  EXPECT_NE(Ask(host::UpdateRequest(plan)).answer, host::Answer::kNak);
+  EXPECT_TRUE(AwaitValid());
+}
+
+TEST_F(RawPolls, AClippedCurrentOfAWindingIsNotValid) {
+  Set("dut.circuit", "series R=0.4");
+  TestPlan plan;
+  plan.type = Msg::TEST_WINDING_RESISTANCE;
+  plan.current = plan.dc = true;
+  plan.target = plan.highest = 5;
+  plan.source = host::SourceWord(Msg::internalDCCurrentSourceE, 1, Msg::DC_Volt, Msg::ACDC_Current);
+  plan.voltage_range = 1;
+  plan.current_range = 4;
+  Begin(plan);
+  ExpectNothingValid();
 }
 
 TEST_F(Measure, AnyRequestsInAnyOrder) {
