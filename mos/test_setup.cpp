@@ -163,6 +163,11 @@ int MeasMgr::SetTestUp(const SetUpKind& kind, const Request& request, void* repl
   // while no test is set up, this takes the phasors of the test before away
   if (acqnormal == 0) ResetCorrelators();
   AcquisitionSystem::AcqChan::begin_test();
+  // a test that its host has left without a stop: its words would refuse this one
+  if (ghmp->testStart) {
+    if (ghmp->discharging == 0) ghmp->ClearErrorCodes();
+    ghmp->firstUpdate = false;
+  }
   ghmp->SetStartTest(true);
   ghmp->SetTestParams(request);
   ghmp->discharging = 0;

@@ -70,6 +70,10 @@ TEST_F(Stream, TheInstrumentRestartsInATest) {
   ASSERT_TRUE(bench_.simulator->Wait());
   bench_.StartSimulator();
   Set("dut.circuit", "parallel R=1e9 C=1e-9");
+  // by then the daemon has seen what the restart did
+  for (const char* text : {"sampling was started again", "Mos Allok recovery done"}) {
+    ASSERT_TRUE(bench_.daemon->WaitForOutput(text)) << bench_.daemon->Output();
+  }
   const auto status = host.Wait();
   ASSERT_TRUE(status) << host.Output();
   EXPECT_NE(*status, 0) << host.Output();
