@@ -112,17 +112,13 @@ int FpgaDevBase::ChangeReg(int offset, unsigned clear, unsigned set, int line, u
   return 0;
 }
 
+// Not the register of the ALLOK line: what it reads while the driver is disturbed must not raise a
+// line that has been dropped.
 int FpgaDevBase::RestoreRegisters() {
+  const std::lock_guard lock(registers_mutex_);
   int result = 0;
-  for (const int offset : kOwnRegisters) {
-    std::optional<unsigned> meant;
-    {
-      const std::lock_guard lock(registers_mutex_);
-      meant = *Meant(offset);
-    }
-    if (!meant) continue;
-    result |= offset == Q5FPGA_MISC_CTRL ? ChangeReg(offset, 0, 0, __LINE__)
-                                         : WriteReg(offset, *meant, __LINE__);
+  for (const int offset : {Q5FPGA_A2D_CTRL, Q5FPGA_CLK_SEL, Q5FPGA_WFORM_CTRL}) {
+    if (const auto meant = *Meant(offset); meant) result |= Put(offset, *meant, __LINE__);
   }
   return result;
 }

@@ -47,8 +47,8 @@ class FpgaDevBase {
   int ChangeReg(int offset, unsigned clear, unsigned set, int line);
   /// As the other, and gives the value that was written.
   int ChangeReg(int offset, unsigned clear, unsigned set, int line, unsigned& written);
-  /// Writes the daemon's own registers and the clock selection again, as they are meant to be. -1
-  /// when one could not be written.
+  /// Writes converters, clock selection and waveform again, as they are meant to be. -1 when one
+  /// could not be written.
   int RestoreRegisters();
   /// Name in the log of a register whose writes are traced, "?" for the others.
   static const char* GetRegNameText(int offset);
