@@ -167,6 +167,7 @@ int MeasMgr::SetTestUp(const SetUpKind& kind, const Request& request, void* repl
   if (ghmp->testStart) {
     if (ghmp->discharging == 0) ghmp->ClearErrorCodes();
     ghmp->firstUpdate = false;
+    startflag = false;  // its updates set everything, whatever the test before has set
   }
   ghmp->SetStartTest(true);
   ghmp->SetTestParams(request);
