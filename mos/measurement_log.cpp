@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <span>
+#include <cstdio>
 #include <string>
 
 #include "common/log/logger_mgr.h"

@@ -123,6 +123,9 @@ void MeasMgr::EndDischarge(FpgaDev& fpga, const Dev::FpgaRampControl::RampDownRe
 // The samples are discarded only now: the proof needed fresh ones.
 void MeasMgr::EndRecovery() {
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
+  // Nobody is left to read the words of the test, and they would refuse the next host's. What says
+  // that the output is still there stays, and so does what goes wrong from here on.
+  if (ghmp->discharging == 0) ghmp->ClearErrorCodes();
   if (!ghmp->IsLineSyncTracker()) InitSpclk();
   if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
     logger_mgr::print(measurementL, kError, 0, "%s.%d: ACQ_EVT_STOP_TEST failed\n", __func__,
@@ -132,9 +135,6 @@ void MeasMgr::EndRecovery() {
   EndVoltageWatch();
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga != nullptr && fpga->GetALLOK() == 0) fpga->ClearALLOK();
-  // nobody is left to read them, and they would refuse the next host's test; but what says that the
-  // output is still there stays
-  if (ghmp->discharging == 0) ghmp->ClearErrorCodes();
   if (SineCorrelator::GetVLFFlag()) SineCorrelator::ResetVLFFlag();
   ghmp->ResetVariables();
   measurement_log_.End("the host's silence");

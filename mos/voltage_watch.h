@@ -21,10 +21,10 @@ class VoltageWatch {
     double hertz = 0;
   };
 
-  /// `period` of the looks and the `limit` (V) of the voltage.
-  static constexpr double kPeriod = 0.1;  // s
+  static constexpr double kPeriod = 0.1;  ///< s from one look to the next
 
   void Begin() { *this = {}; }
+  /// `limit` in V.
   bool IsTooHigh(const Look& look, double limit);
 
  private:
