@@ -44,7 +44,7 @@ bool RealClock::WaitUntil(std::condition_variable& condition, std::unique_lock<s
 }
 
 std::unique_ptr<Ticker> RealClock::StartTicks(Nanoseconds period, std::function<void()> tick) {
-  return PosixTicker::Start(period, std::move(tick));
+  return KernelTicker::Start(period, std::move(tick));
 }
 
 }  // namespace platform

@@ -2,27 +2,19 @@
 
 #include <pthread.h>
 #include <signal.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <cassert>
 #include <cerrno>
+#include <system_error>
 
 #include "platform/real_clock.h"
 
-// Older C libraries have the field but not its public name.
-#ifndef sigev_notify_thread_id
-#define sigev_notify_thread_id _sigev_un._tid
-#endif
-
 namespace platform {
 namespace {
-
-sigset_t TickSignal() {
-  sigset_t set;
-  sigemptyset(&set);
-  sigaddset(&set, SIGRTMIN);
-  return set;
-}
 
 /// Signals of the process belong to the threads of the program, not to those of a timer.
 class AllSignalsBlocked {
@@ -38,118 +30,96 @@ class AllSignalsBlocked {
   sigset_t previous_;
 };
 
-/// A periodic timer that signals the thread that made it.
-class ThreadTimer {
- public:
-  explicit ThreadTimer(Nanoseconds period) {
-    sigevent event{};
-    event.sigev_notify = SIGEV_THREAD_ID;
-    event.sigev_signo = SIGRTMIN;
-    event.sigev_notify_thread_id = ::gettid();
-    if (::timer_create(CLOCK_REALTIME, &event, &id_) != 0) {
-      error_ = errno;
-      return;
-    }
-    created_ = true;
-    itimerspec times{};
-    times.it_value = times.it_interval = ToTimespec(period);
-    if (::timer_settime(id_, 0, &times, nullptr) != 0) error_ = errno;
-  }
-  ThreadTimer(const ThreadTimer&) = delete;
-  ThreadTimer& operator=(const ThreadTimer&) = delete;
-  ~ThreadTimer() {
-    if (created_) ::timer_delete(id_);
-  }
-  int error() const { return error_; }
-
- private:
-  timer_t id_{};
-  bool created_ = false;
-  int error_ = 0;
-};
-
 }  // namespace
 
-std::unique_ptr<PosixTicker> PosixTicker::Start(Nanoseconds period, std::function<void()> tick) {
+std::unique_ptr<KernelTicker> KernelTicker::Start(Nanoseconds period, std::function<void()> tick) {
   if (period <= Nanoseconds::zero()) {
     errno = EINVAL;
     return nullptr;
   }
-  std::unique_ptr<PosixTicker> ticker(new PosixTicker(std::move(tick)));
-  std::promise<int> started;
-  std::future<int> result = started.get_future();
-  {
-    const AllSignalsBlocked blocked;
-    ticker->dispatcher_ =
-        std::thread(&PosixTicker::RunDispatcher, ticker.get(), period, std::move(started));
-  }
-  const int error = result.get();
-  if (error == 0) return ticker;
-  ticker.reset();
-  errno = error;
+  std::unique_ptr<KernelTicker> ticker(new KernelTicker(std::move(tick)));
+  ticker->workers_.reserve(kMaxWorkers);
+  const std::unique_lock lock(ticker->mutex_);
+  if (ticker->Arm(period) && ticker->AddWorker()) return ticker;
   return nullptr;
 }
 
-PosixTicker::~PosixTicker() {
-  {
-    const std::lock_guard lock(work_mutex_);
-    stopping_ = true;
-  }
-  work_changed_.notify_all();
-  pthread_kill(dispatcher_.native_handle(), SIGRTMIN);
-  dispatcher_.join();
-  for (std::thread& worker : workers_) {
+KernelTicker::~KernelTicker() {
+  stopping_ = true;
+  constexpr std::uint64_t kOne = 1;
+  if (stop_ && ::write(stop_.Get(), &kOne, sizeof kOne) < 0) assert(false);
+  for (;;) {
+    std::thread worker;
+    {
+      const std::lock_guard lock(mutex_);
+      if (workers_.empty()) return;
+      worker = std::move(workers_.back());
+      workers_.pop_back();
+    }
     assert(worker.get_id() != std::this_thread::get_id());
     worker.join();
   }
 }
 
-void PosixTicker::RunDispatcher(Nanoseconds period, std::promise<int> started) {
-  const ThreadTimer timer(period);
-  started.set_value(timer.error());
-  if (timer.error() == 0) {
-    DispatchExpiries();
-  }
+/// CLOCK_REALTIME, as setting the time of day does not move a periodic timer.
+bool KernelTicker::Arm(Nanoseconds period) {
+  timer_ = UniqueFd(::timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK | TFD_CLOEXEC));
+  stop_ = UniqueFd(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+  events_ = UniqueFd(::epoll_create1(EPOLL_CLOEXEC));
+  if (!timer_ || !stop_ || !events_) return false;
+  itimerspec times{};
+  times.it_value = times.it_interval = ToTimespec(period);
+  // an expiry wakes one thread, the stop all of them
+  return ::timerfd_settime(timer_.Get(), 0, &times, nullptr) == 0 &&
+         Watch(timer_.Get(), EPOLLIN | EPOLLET) && Watch(stop_.Get(), EPOLLIN);
 }
 
-void PosixTicker::DispatchExpiries() {
-  const sigset_t signal = TickSignal();
-  for (;;) {
-    siginfo_t info{};
-    const bool expired = ::sigwaitinfo(&signal, &info) > 0 && info.si_code == SI_TIMER;
-    {
-      const std::lock_guard lock(work_mutex_);
-      if (stopping_) return;
-      if (!expired) continue;
-      overrun_ = info.si_overrun;
-      HandOver();
-    }
-    work_changed_.notify_one();  // without the lock, which the worker wants at once
-  }
+bool KernelTicker::Watch(int fd, std::uint32_t events) {
+  epoll_event event{};
+  event.events = events;
+  return ::epoll_ctl(events_.Get(), EPOLL_CTL_ADD, fd, &event) == 0;
 }
 
-void PosixTicker::HandOver() {
-  if (idle_ > 0) {
-    --idle_;
-  } else if (workers_.size() < kMaxWorkers) {
-    workers_.emplace_back(&PosixTicker::RunWorker, this);  // inherits the blocked signals
-  } else {
-    return;
+/// Requires the lock. False with errno set when there is no thread to be had.
+bool KernelTicker::AddWorker() {
+  const AllSignalsBlocked blocked;
+  try {
+    workers_.emplace_back(&KernelTicker::RunWorker, this);
+  } catch (const std::system_error& error) {
+    errno = error.code().value();
+    return false;
   }
-  ++due_;
+  ++waiting_;
+  return true;
 }
 
-void PosixTicker::RunWorker() {
-  std::unique_lock lock(work_mutex_);
-  for (;;) {
-    work_changed_.wait(lock, [this] { return due_ > 0 || stopping_; });
-    if (stopping_) return;
-    --due_;
-    lock.unlock();
+void KernelTicker::RunWorker() {
+  while (AwaitExpiry()) {
+    LeaveWaiting();
     tick_();
-    lock.lock();
-    ++idle_;
+    const std::lock_guard lock(mutex_);
+    ++waiting_;
   }
+}
+
+/// False at the end.
+bool KernelTicker::AwaitExpiry() {
+  for (;;) {
+    epoll_event event{};
+    ::epoll_wait(events_.Get(), &event, 1, -1);
+    if (stopping_) return false;
+    std::uint64_t expiries = 0;
+    if (::read(timer_.Get(), &expiries, sizeof expiries) != sizeof expiries) continue;
+    overrun_ = static_cast<int>(expiries - 1);
+    return true;
+  }
+}
+
+/// Sees to it that somebody waits for the next expiry. Without a thread for that it is missed,
+/// until a callback returns.
+void KernelTicker::LeaveWaiting() {
+  const std::lock_guard lock(mutex_);
+  if (--waiting_ == 0 && workers_.size() < kMaxWorkers && !stopping_) AddWorker();
 }
 
 }  // namespace platform

@@ -1,32 +1,30 @@
-// Periodic ticks from a POSIX timer.
+// Periodic ticks from a kernel timer.
 //
-// The timer (CLOCK_REALTIME, as setting the time of day does not move a periodic timer) signals one
-// thread, which hands each expiry to a worker. That is what SIGEV_THREAD does inside the C library,
-// done here by hand for three reasons: workers are reused, where the library makes a thread for
-// every tick; the destructor can wait for the last callback, where a library thread may still be on
-// its way to a deleted object; and the threads are ones that a thread sanitizer knows.
+// Several threads wait for one timer, and each expiry wakes one of them, which runs the callback: a
+// tick costs one switch of threads, and a callback that hangs leaves the others waiting for the
+// next tick. SIGEV_THREAD of the C library makes a thread for every tick, cannot wait for the last
+// callback, and takes two switches where threads are kept.
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
-#include <ctime>
+#include <cstdint>
 #include <functional>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/unique_fd.h"
 
 namespace platform {
 
-class PosixTicker final : public Ticker {
+class KernelTicker final : public Ticker {
  public:
-  /// Null with errno set when `period` is not positive or the system has no timer left.
-  static std::unique_ptr<PosixTicker> Start(Nanoseconds period, std::function<void()> tick);
+  /// Null with errno set when `period` is not positive or the system has no timer or thread left.
+  static std::unique_ptr<KernelTicker> Start(Nanoseconds period, std::function<void()> tick);
   /// Waits for a callback that runs. Must not be called from the callback.
-  ~PosixTicker() override;
+  ~KernelTicker() override;
   int Overrun() const override { return overrun_; }
 
  private:
@@ -34,21 +32,23 @@ class PosixTicker final : public Ticker {
   // would collect a thread a tick, so further ticks are dropped at this number.
   static constexpr std::size_t kMaxWorkers = 8;
 
-  explicit PosixTicker(std::function<void()> tick) : tick_(std::move(tick)) {}
-  void RunDispatcher(Nanoseconds period, std::promise<int> started);
-  void DispatchExpiries();
-  void HandOver();
+  explicit KernelTicker(std::function<void()> tick) : tick_(std::move(tick)) {}
+  bool Arm(Nanoseconds period);
+  bool Watch(int fd, std::uint32_t events);
+  bool AddWorker();
   void RunWorker();
+  bool AwaitExpiry();
+  void LeaveWaiting();
 
   const std::function<void()> tick_;
+  UniqueFd timer_;
+  UniqueFd stop_;
+  UniqueFd events_;
+  std::atomic<bool> stopping_{false};
   std::atomic<int> overrun_{0};
-  std::mutex work_mutex_;  ///< guards the fields down to workers_
-  std::condition_variable work_changed_;
-  std::size_t due_ = 0;   ///< expiries that no worker has taken yet
-  std::size_t idle_ = 0;  ///< workers that wait, less those that due_ will wake
-  bool stopping_ = false;
+  std::mutex mutex_;  ///< guards the fields below
+  std::size_t waiting_ = 0;
   std::vector<std::thread> workers_;
-  std::thread dispatcher_;
 };
 
 }  // namespace platform

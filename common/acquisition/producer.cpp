@@ -230,7 +230,8 @@ void Producer::HandleNewBlocks(Run& run, std::uint32_t counter) {
 }
 
 void Producer::CheckCounter(Run& run, std::uint32_t counter) {
-  if (counter - run.previous != run.layout.Pages()) {
+  run.jumped = counter - run.previous != run.layout.Pages();
+  if (run.jumped) {
     logger_mgr::print(acquisitionL, kWarning, 0,
                       "%s.%d: Block counter incremented an unexpected amount: counter_4kblocks=%d "
                       "pcounter_4kblocks=%d\n",
@@ -262,8 +263,9 @@ void Producer::Advance(Run& run) {
 
 void Producer::HandleBlock(Run& run, std::uint32_t counter) {
   const bool last = Ahead(counter, run.position) <= static_cast<std::int32_t>(run.layout.Pages());
+  const bool written = parts_.ring.IsRenewed(run.source, run.layout.Pages());
   const int* block = CopyBlock(run);
-  if (IsSkipped(run, counter, last)) {
+  if (IsLost(run, written) || IsSkipped(run, counter, last)) {
     run.shed = true;
   } else {
     Process(run, block, run.layout.pairs);
@@ -285,6 +287,16 @@ const int* Producer::CopyBlock(Run& run) {
                       __LINE__, 0);
   }
   return block;
+}
+
+/// Where several blocks are counted at once, the reader is late or the driver has lost some. Those
+/// still hold what was in the ring before.
+bool Producer::IsLost(const Run& run, bool written) {
+  if (!run.jumped || written) return false;
+  logger_mgr::print(acquisitionL, kError, 0,
+                    "%s.%d: the block at counter=%d was counted, but never written\n",
+                    "RunProducer", __LINE__, static_cast<int>(run.position));
+  return true;
 }
 
 /// Sheds work while more blocks wait behind this one: between two cycles, and with the consumer

@@ -71,6 +71,7 @@ class Producer {
     std::uint32_t previous = 0;  ///< the driver's counter at the pass before
     std::uint32_t position = 0;  ///< pages handled
     std::size_t source = 0;      ///< offset in the ring
+    bool jumped = false;         ///< the counter has told of several blocks at once
     bool shed = false;           ///< the block before was not summed
     bool lost = false;           ///< the driver failed: the stream has to be started again
   };
@@ -96,6 +97,7 @@ class Producer {
 
   void HandleBlock(Run& run, std::uint32_t counter);
   const int* CopyBlock(Run& run);
+  static bool IsLost(const Run& run, bool written);
   bool IsSkipped(const Run& run, std::uint32_t counter, bool last) const;
   void Process(Run& run, const int* block, int pairs);
   void Correlate(const int* block, int pairs);

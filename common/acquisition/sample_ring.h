@@ -1,7 +1,11 @@
 // The driver's ring of sample blocks, mapped into the daemon.
 #pragma once
 
+#include <array>
 #include <cstddef>
+
+#include "common/acquisition/sample_word.h"
+#include "platform/fpga_driver.h"
 
 namespace acquisition {
 
@@ -19,9 +23,19 @@ class SampleRing {
   bool IsMapped() const { return base_ != nullptr; }
   /// The words at `offset` bytes, which is below kSampleRingBytes. Requires a mapping.
   const int* At(std::size_t offset) const;
+  /// Whether the driver has written the pages at `offset` since the last call for them, or since
+  /// the mapping. Noise makes each page's end differ from what stood there a turn of the ring
+  /// before; a signal without any can look unwritten.
+  bool IsRenewed(std::size_t offset, std::size_t pages);
 
  private:
+  /// A page's last words; its end is written last.
+  using PageEnd = std::array<int, 16>;
+
+  PageEnd EndOf(std::size_t page) const;
+
   void* base_ = nullptr;
+  std::array<PageEnd, Dev::kSampleRingBytes / kPageBytes> seen_{};
 };
 
 }  // namespace acquisition

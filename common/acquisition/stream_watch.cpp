@@ -1,6 +1,7 @@
 #include "common/acquisition/stream_watch.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "common/acquisition/sample_channel.h"
 #include "common/log/logger_mgr.h"
@@ -21,6 +22,8 @@ namespace {
 constexpr Nanoseconds kTick = std::chrono::milliseconds(100);
 constexpr Nanoseconds kLongestWait = std::chrono::seconds(1);
 constexpr double kBlocksMissing = 3;
+/// A process that was held up finds a long wait at its first look, and the next block right after.
+constexpr int kFewestLooks = 5;
 
 }  // namespace
 
@@ -73,7 +76,8 @@ void StreamWatch::Look() {
   const Nanoseconds now = Machine().Clock().Monotonic();
   if (!IsWanted()) wanted_since_ = now;
   const Nanoseconds waiting_since = waiting_since_;
-  if (waiting_since == kNotWaiting || stands_still_) return;
+  if (std::exchange(looked_at_, waiting_since) != waiting_since) looks_ = 0;
+  if (waiting_since == kNotWaiting || stands_still_ || ++looks_ < kFewestLooks) return;
   const Nanoseconds waited = now - std::max(waiting_since, wanted_since_);
   if (waited >= Limit()) Report(waited);
 }

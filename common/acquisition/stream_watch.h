@@ -47,7 +47,11 @@ class StreamWatch {
   std::atomic<platform::Nanoseconds> waiting_since_{kNotWaiting};  ///< monotonic
   std::atomic<bool> stands_still_{false};
   std::atomic<int> pairs_{0};
-  platform::Nanoseconds wanted_since_{0};  ///< of the thread
+
+  // of the thread
+  platform::Nanoseconds wanted_since_{0};
+  platform::Nanoseconds looked_at_{kNotWaiting};  ///< the wait that looks_ counts for
+  int looks_ = 0;
 
   std::mutex mutex_;  ///< guards ended_
   std::condition_variable wake_;

@@ -1,5 +1,6 @@
 // The FPGA's driver as acquisition sees it, with a block counter that a test moves by hand. Every
-// word of block n (from 1) of a stream is n << 8, so a block says which one it is.
+// word of block n (from 1) of a stream is n << 8, so a block says which one it is; the bits below
+// tell one stream from the next.
 #pragma once
 
 #include <algorithm>
@@ -54,6 +55,11 @@ class ScriptedDriver final : public platform::BareInstrument {
     counters.push_back(counter);
     changed.notify_all();
   }
+  /// Counts blocks that never reach the ring; the next one tells of them.
+  void Lose(int blocks) {
+    const std::lock_guard lock(mutex);
+    counter += static_cast<std::uint32_t>(blocks) * kTestPages;
+  }
   /// Reports a counter of the test's own.
   void Report(std::uint32_t value) {
     const std::lock_guard lock(mutex);
@@ -99,6 +105,7 @@ class ScriptedDriver final : public platform::BareInstrument {
   std::condition_variable changed;
   std::deque<std::uint32_t> counters;
   std::uint32_t counter = 0;
+  int streams = 0;  ///< that were started
   bool sampling = false;
   bool waiting = false;
   bool read_fails = false;
@@ -111,7 +118,7 @@ class ScriptedDriver final : public platform::BareInstrument {
   void FillNext() {
     const std::size_t offset = counter * 4096UL % Dev::kSampleRingBytes;
     counter += kTestPages;
-    const int word = static_cast<int>(counter / kTestPages) << 8;
+    const int word = static_cast<int>(counter / kTestPages) << 8 | streams % 32;
     auto* words = reinterpret_cast<int*>(ring->Data().data() + offset);
     std::fill_n(words, kTestBlockWords, word);
   }
@@ -150,6 +157,7 @@ class ScriptedDriver final : public platform::BareInstrument {
       const std::lock_guard lock(driver_.mutex);
       if (request == Dev::Q5FPGA_CMD_START_SAMPLE_CONTINUOUS) {
         driver_.sampling = true;
+        ++driver_.streams;
         driver_.counter = 0;
         driver_.counters.clear();
       }
