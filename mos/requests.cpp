@@ -51,14 +51,6 @@ short ChannelStatus(int channel) {
   return its == nullptr ? short{0} : static_cast<short>(its->get_status_flag());
 }
 
-void SpoilUpdate(bool spoilt) {
-  for (const ACQ_CHAN_NUM ch : {ACQ_CH1, ACQ_CH2}) {
-    AcqChan* channel = AcqChan::get_AcqCh_instance(ch);
-    if (channel == nullptr) continue;
-    channel->Guard().SpoilUpdate(spoilt ? AcquisitionSystem::Data_Not_Valid : 0);
-  }
-}
-
 short ChannelsStatus() { return static_cast<short>(ChannelStatus(0) | ChannelStatus(1)); }
 
 void TellSystem(const char* format, ...) {

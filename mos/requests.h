@@ -30,9 +30,6 @@ void ResetCorrelators();
 
 /// Status word of channel 0 or 1; 0 without a channel.
 short ChannelStatus(int channel);
-/// What both channels' results are until an update is taken: not valid after one that was refused
-/// half-way.
-void SpoilUpdate(bool spoilt);
 /// Those of both, or-ed.
 short ChannelsStatus();
 

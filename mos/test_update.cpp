@@ -301,9 +301,18 @@ void MeasMgr::SetSampling(Update& update) {
   if (spclksync != 0) _spclk->SetMeasClkSrc(1);
 }
 
+void MeasMgr::MarkUpdate(bool whole) {
+  _half_updated = !whole;
+  for (const ACQ_CHAN_NUM ch : {ACQ_CH1, ACQ_CH2}) {
+    AcqChan* channel = AcqChan::get_AcqCh_instance(ch);
+    if (channel == nullptr) continue;
+    channel->Guard().SpoilUpdate(whole ? 0 : AcquisitionSystem::Data_Not_Valid);
+  }
+}
+
 void MeasMgr::NoteChanges(Update& update, unsigned changed) {
   if (startflag) {
-    update.changed = changed;
+    if (!_half_updated) update.changed = changed;
   } else {
     const int signal = ghmp->acdctest;
     logger_mgr::print(measurementL, kInfo, 0, "Setting waveform signal to %d\n", signal);
@@ -407,11 +416,11 @@ int MeasMgr::HandleMsg4(const Msg::HmpUpdTestParamReq* request, Msg::HmpUpdTestP
 
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   if (const int result = TuneForVoltage(update, ghmp->IsManualRampTest()); result < 0) {
-    SpoilUpdate(true);
+    MarkUpdate(false);
     ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
     return result;
   }
-  SpoilUpdate(false);
+  MarkUpdate(true);
   FollowSignal(update.frequency);
   if (ghmp->IsVLFTest()) {
     SineCorrelator::SetVLFFlag();
@@ -454,11 +463,11 @@ int MeasMgr::HandleMsg34(const Msg::HmpUpdTestParamReqI* request, Msg::HmpUpdTes
 
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   if (const int result = TuneForCurrent(update); result < 0) {
-    SpoilUpdate(true);
+    MarkUpdate(false);
     ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
     return result;
   }
-  SpoilUpdate(false);
+  MarkUpdate(true);
   FollowSignal(update.frequency);
   if (ghmp->IsVLFTest()) {
     MarkSlowCycle();

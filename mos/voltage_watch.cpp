@@ -13,10 +13,9 @@ constexpr double kCyclesBeyond = 4;
 }  // namespace
 
 bool VoltageWatch::IsTooHigh(const Look& look, double limit) {
-  constexpr int kUnsettled = AcquisitionSystem::Ranging | AcquisitionSystem::Data_Not_Valid;
   const bool is_new = look.results != results_;
   results_ = look.results;
-  if ((look.status & kUnsettled) == 0 && is_new && look.volts >= limit) return true;
+  if (look.scaled && is_new && look.volts >= limit) return true;
   const bool beyond = (look.status & AcquisitionSystem::Amplitude_exceeds_input_range) != 0;
   looks_beyond_ = beyond && look.own_range ? looks_beyond_ + 1 : 0;
   const double cycles = look.hertz > 0 ? kCyclesBeyond / look.hertz / kPeriod : 0;

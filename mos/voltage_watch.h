@@ -16,6 +16,7 @@ class VoltageWatch {
   struct Look {
     double volts = 0;          ///< the latest phasor
     std::int64_t results = 0;  ///< phasors made so far
+    bool scaled = false;       ///< it is to the scale of the test's range
     int status = 0;            ///< of the channel
     bool own_range = false;    ///< the daemon has chosen it, not the host
     double hertz = 0;

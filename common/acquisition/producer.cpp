@@ -252,6 +252,8 @@ bool Producer::IsFarBehind(const Run& run, std::uint32_t counter) const {
 }
 
 void Producer::SkipTo(Run& run, std::uint32_t counter) {
+  const auto pages = std::min<std::uint32_t>(counter - run.position, kRingPages);
+  parts_.ring.CountRenewed(run.source, pages);
   run.position = counter;
   run.source = counter * kPageBytes % Dev::kSampleRingBytes;
 }
@@ -263,7 +265,7 @@ void Producer::Advance(Run& run) {
 
 void Producer::HandleBlock(Run& run, std::uint32_t counter) {
   const bool last = Ahead(counter, run.position) <= static_cast<std::int32_t>(run.layout.Pages());
-  const bool written = parts_.ring.IsRenewed(run.source, run.layout.Pages());
+  const std::size_t written = parts_.ring.CountRenewed(run.source, run.layout.Pages());
   const int* block = CopyBlock(run);
   if (IsLost(run, written) || IsSkipped(run, counter, last)) {
     run.shed = true;
@@ -289,13 +291,13 @@ const int* Producer::CopyBlock(Run& run) {
   return block;
 }
 
-/// Where several blocks are counted at once, the reader is late or the driver has lost some. Those
-/// still hold what was in the ring before.
-bool Producer::IsLost(const Run& run, bool written) {
-  if (!run.jumped || written) return false;
+/// Pages that the driver has lost still hold what was in the ring before. Where none of a block is
+/// new it may also be a signal without noise, unless the counter has told of several at once.
+bool Producer::IsLost(const Run& run, std::size_t written) {
+  if (written == run.layout.Pages() || (written == 0 && !run.jumped)) return false;
   logger_mgr::print(acquisitionL, kError, 0,
-                    "%s.%d: the block at counter=%d was counted, but never written\n",
-                    "RunProducer", __LINE__, static_cast<int>(run.position));
+                    "%s.%d: pages at counter=%d were counted, but never written\n", "RunProducer",
+                    __LINE__, static_cast<int>(run.position));
   return true;
 }
 

@@ -92,12 +92,12 @@ class Producer {
   void HandleNewBlocks(Run& run, std::uint32_t counter);
   void CheckCounter(Run& run, std::uint32_t counter);
   bool IsFarBehind(const Run& run, std::uint32_t counter) const;
-  static void SkipTo(Run& run, std::uint32_t counter);
+  void SkipTo(Run& run, std::uint32_t counter);
   static void Advance(Run& run);
 
   void HandleBlock(Run& run, std::uint32_t counter);
   const int* CopyBlock(Run& run);
-  static bool IsLost(const Run& run, bool written);
+  static bool IsLost(const Run& run, std::size_t written);
   bool IsSkipped(const Run& run, std::uint32_t counter, bool last) const;
   void Process(Run& run, const int* block, int pairs);
   void Correlate(const int* block, int pairs);

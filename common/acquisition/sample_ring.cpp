@@ -19,7 +19,7 @@ int SampleRing::Map(int fd) {
   if (mapped == MAP_FAILED) return -1;
   if (base_ != nullptr) platform::Machine().Munmap(base_, Dev::kSampleRingBytes);
   base_ = mapped;
-  IsRenewed(0, seen_.size());
+  CountRenewed(0, seen_.size());
   return 0;
 }
 
@@ -33,11 +33,11 @@ SampleRing::PageEnd SampleRing::EndOf(std::size_t page) const {
   return end;
 }
 
-bool SampleRing::IsRenewed(std::size_t offset, std::size_t pages) {
-  bool renewed = true;
+std::size_t SampleRing::CountRenewed(std::size_t offset, std::size_t pages) {
+  std::size_t renewed = 0;
   for (std::size_t page = offset / kPageBytes; pages > 0; ++page, --pages) {
-    const PageEnd end = EndOf(page);
-    renewed = std::exchange(seen_[page], end) != end && renewed;
+    const PageEnd end = EndOf(page % seen_.size());
+    if (std::exchange(seen_[page % seen_.size()], end) != end) ++renewed;
   }
   return renewed;
 }

@@ -23,10 +23,10 @@ class SampleRing {
   bool IsMapped() const { return base_ != nullptr; }
   /// The words at `offset` bytes, which is below kSampleRingBytes. Requires a mapping.
   const int* At(std::size_t offset) const;
-  /// Whether the driver has written the pages at `offset` since the last call for them, or since
-  /// the mapping. Noise makes each page's end differ from what stood there a turn of the ring
+  /// How many of the pages at `offset` the driver has written since the last call for them, or
+  /// since the mapping. Noise makes each page's end differ from what stood there a turn of the ring
   /// before; a signal without any can look unwritten.
-  bool IsRenewed(std::size_t offset, std::size_t pages);
+  std::size_t CountRenewed(std::size_t offset, std::size_t pages);
 
  private:
   /// A page's last words; its end is written last.

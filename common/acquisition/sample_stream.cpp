@@ -1,8 +1,8 @@
 #include "common/acquisition/sample_stream.h"
 
 #include "common/dev/fpga/fpga_dev.h"
+#include "common/dev/fpga/fpga_request.h"
 #include "common/log/logger_mgr.h"
-#include "platform/backend.h"
 #include "platform/fpga_driver.h"
 
 namespace acquisition {
@@ -10,14 +10,13 @@ namespace acquisition {
 using Logger::acquisitionL;
 using Logger::kError;
 using Logger::logger_mgr;
-using platform::Machine;
 
 int SampleStream::Request(int fd, unsigned long request, int offset, std::uint32_t& value) {
   Dev::FpgaCmd command{};
   command.devtype = Dev::FPGA_REG;
   command.offset = offset;
   command.val = value;
-  const int result = Machine().Ioctl(fd, request, &command);
+  const int result = Dev::FpgaRequest(fd, request, command);
   value = command.val;
   return result;
 }
@@ -26,7 +25,7 @@ int SampleStream::Announce(const BlockLayout& layout) const {
   Dev::FpgaCmd command{};
   command.offset = Dev::Q5FPGA_CMD_SAMPLEBLOCK_NUM;
   command.val = static_cast<std::uint32_t>(layout.Bytes());
-  return Machine().Write(fpga_fd_, &command, sizeof command) >= 0 ? 0 : -1;
+  return Dev::FpgaWrite(fpga_fd_, command) >= 0 ? 0 : -1;
 }
 
 int SampleStream::Start() const {

@@ -125,29 +125,33 @@ TEST_F(Recovery, TheVoltageIsWatchedFromStartToStop) {
 // range that was taken for the target.
 TEST(VoltageWatch, TripsOnWhatIsKnownToBeTooHigh) {
   constexpr int kExceeds = AcquisitionSystem::Amplitude_exceeds_input_range;
+  constexpr int kNotValid = AcquisitionSystem::Data_Not_Valid;
   constexpr int kRanging = AcquisitionSystem::Ranging;
   const struct {
     const char* what;
     double volts;
     bool is_new;
+    bool scaled;
     int status;
     bool own_range;
     double hertz;
     int trips_at;  // look, from 1; 0: never
   } cases[] = {
-      {"at the limit", 12500, true, 0, true, 60, 1},
-      {"below it", 12499, true, 0, true, 60, 0},
-      {"an old phasor", 20000, false, 0, true, 60, 0},
-      {"on its way to a range", 20000, true, kRanging, true, 60, 0},
-      {"beyond the own range", 0, false, kRanging | kExceeds, true, 60, 16},
-      {"of a slow signal", 0, false, kRanging | kExceeds, true, 1, 56},
-      {"beyond the host's range", 0, false, kRanging | kExceeds, false, 60, 0},
+      {"at the limit", 12500, true, true, 0, true, 60, 1},
+      {"below it", 12499, true, true, 0, true, 60, 0},
+      {"an old phasor", 20000, false, true, 0, true, 60, 0},
+      {"on its way to a range", 20000, true, false, kRanging, true, 60, 0},
+      {"of a test whose results are spoilt", 12500, true, true, kNotValid, true, 60, 1},
+      {"beyond the own range", 0, false, false, kRanging | kExceeds, true, 60, 16},
+      {"of a slow signal", 0, false, false, kRanging | kExceeds, true, 1, 56},
+      {"beyond the host's range", 0, false, false, kRanging | kExceeds, false, 60, 0},
   };
   for (const auto& c : cases) {
     Mos::VoltageWatch watch;
     int tripped = 0;
     for (int look = 1; look <= 100 && tripped == 0; ++look) {
-      if (watch.IsTooHigh({c.volts, c.is_new ? look : 0, c.status, c.own_range, c.hertz}, 12500)) {
+      const int results = c.is_new ? look : 0;
+      if (watch.IsTooHigh({c.volts, results, c.scaled, c.status, c.own_range, c.hertz}, 12500)) {
         tripped = look;
       }
     }

@@ -71,6 +71,29 @@ class TestRun : public DaemonBench, public testing::Test {
   }
 };
 
+// What was refused on its way is not taken for set when the host asks for it again.
+TEST_F(TestRun, AnUpdateAfterARefusedOneSetsEverything) {
+  Control("set source.amplitude 100");
+  Control("set source.on 1");
+  SetUpTest(100, RangeFor(0.04), 60);
+  ASSERT_TRUE(AwaitValid());
+  Msg::HmpUpdTestParamReq update{};
+  update.volttarget = 100;
+  update.curange = static_cast<short>(RangeFor(0.04));
+  update.frequency = 50;
+  for (const std::string chip : {"SIGNAL_HOST.SI5338", "MEAS_CH1.SC18IS602B"}) {
+    SCOPED_TRACE(chip);
+    ASSERT_EQ(Control("fault i2c." + chip + " off"), "ok");
+    EXPECT_LT(Send(0x04, update), 0);
+    ASSERT_EQ(Control("fault i2c." + chip + " ok"), "ok");
+    Send(0x37, Msg::HmpEndRowReq{});
+    EXPECT_EQ(Send(0x04, update), 6);
+    EXPECT_EQ(Control("get samples.rate"),
+              "ok " + std::to_string(static_cast<int>(update.frequency) * 512) + " Hz");
+    update.frequency = 60;
+  }
+}
+
 TEST_F(TestRun, MeasuresTheBushing) {
   constexpr double kFarads = 1e-9;
   constexpr double kTanDelta = 0.004;

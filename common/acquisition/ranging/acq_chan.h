@@ -133,6 +133,8 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   /// The logic's word becomes (word & mask) | bits; both 0xFFFF leave it alone.
   void set_status_flag(unsigned short mask, unsigned short bits);
   const char* status_text() const override { return status_flag_text(get_status_flag()); }
+  /// See FixedRange.
+  bool IsScaled() const { return fixed_range_.IsScaled(); }
   ResultGuard& Guard() { return result_guard_; }
   /// A test is set up: what spoilt the one before no longer counts.
   static void begin_test();
@@ -146,8 +148,9 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   /// Asks for the CPLD's status at the channel's next block.
   void set_CPLD_status_request() override { CPLD_status_request = 1; }
   int get_CPLD_status_request() const { return CPLD_status_request; }
-  /// Reads it if it was asked for or `force` is set, and takes the request away.
-  void get_CPLD_status_upon_request(int force);
+  /// Reads it if it was asked for or `force` is set, and takes the request away. False when it
+  /// could not be read.
+  bool get_CPLD_status_upon_request(int force);
   /// All four offset DACs. 3, or a negative status.
   int center_dc_offset_reg_bdcst() { return front_end_.center_dc_offset_reg_bdcst(); }
 

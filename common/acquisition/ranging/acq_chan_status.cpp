@@ -53,13 +53,13 @@ int AcqChan::get_last_cpld_range() const {
   return echo >= 0 ? echo : static_cast<int>(get_range_info_in_use()->RangeCode & kRangeCodeMask);
 }
 
-void AcqChan::get_CPLD_status_upon_request(int force) {
-  if (CPLD_status_request.exchange(0) == 0 && force == 0) return;
+bool AcqChan::get_CPLD_status_upon_request(int force) {
+  if (CPLD_status_request.exchange(0) == 0 && force == 0) return true;
   Dev::MeasChStaReg status{};
   if (front_end_.GetMeasChStaReg(status) < 0) {
     logger_mgr::print(chanfsmL, kError, 0, "%s %s.%d: CPLD status could not be read\n", name(),
                       __func__, __LINE__);
-    return;
+    return false;
   }
   const unsigned byte = status.Status();
   unsigned before = 0;
@@ -74,6 +74,7 @@ void AcqChan::get_CPLD_status_upon_request(int force) {
   const int level = harmless ? kDebug : byte == Dev::kMeasChBusy ? Logger::kInfo : kError;
   logger_mgr::print(chanfsmL, level, 0, "%s %s.%d: CPLD status:0x%02X\n", name(), __func__,
                     __LINE__, byte);
+  return true;
 }
 
 // --- Events ---

@@ -24,8 +24,9 @@ namespace {
 
 constexpr double kHeadroom = 1.1;
 constexpr unsigned kProtection = 0x90;  ///< fault and overload, while it is not busy
-constexpr std::chrono::seconds kFrontEndLook{1};
-constexpr int kAttempts = 100;  ///< blocks in which the CPLD may be busy
+constexpr std::chrono::milliseconds kFrontEndLook{500};
+constexpr int kLooksToGiveUp = 2;  // without an answer
+constexpr int kAttempts = 100;     ///< blocks in which the CPLD may be busy
 constexpr double kDefaultDelay = 0.1;
 
 bool IsCurrent(int mode) { return mode == Msg::ACDC_Current; }
@@ -98,6 +99,8 @@ void FixedRange::Start() {
   channel_.set_control_type();
   setting_ = Wanted();
   attempts_ = 0;
+  lost_looks_ = 0;
+  scaled_ = false;
   phase_ = Phase::kWrite;
   channel_.set_status_flag(kStatusKeepMask, Ranging);
   logger_mgr::print(chanfsmL, kInfo, 0, "%s %s.%d: mode:%d range_index:%d\n", channel_.name(),
@@ -143,6 +146,7 @@ void FixedRange::Step() {
 
 void FixedRange::Stop() {
   phase_ = Phase::kIdle;
+  scaled_ = false;
   setting_ = {};
   channel_.init_test_parameters();
   channel_.set_status_flag(kStatusKeepMask, Data_Not_Valid);
@@ -190,7 +194,9 @@ void FixedRange::Settle() {
 }
 
 void FixedRange::Restart() {
-  if (AcqChan::get_reset_sine_correlators_request() == 0) phase_ = Phase::kFirstCycle;
+  if (AcqChan::get_reset_sine_correlators_request() != 0) return;
+  phase_ = Phase::kFirstCycle;
+  scaled_ = true;
 }
 
 // A very slow cycle is not waited for: the host polls its averages meanwhile.
@@ -209,7 +215,12 @@ void FixedRange::LookAtFrontEnd() {
   const auto now = platform::Machine().Clock().Monotonic();
   if (!ghmp->testStart || now < next_look_) return;
   next_look_ = now + kFrontEndLook;
-  channel_.get_CPLD_status_upon_request(1);
+  if (!channel_.get_CPLD_status_upon_request(1)) {
+    next_look_ = now;
+    if (++lost_looks_ < kLooksToGiveUp) return;
+    return GiveUp("the front end does not answer", Msg::NAK_MCODE_CPLD_FAULT);
+  }
+  lost_looks_ = 0;
   const unsigned status = channel_.get_last_status_reg().Status();
   if (!Dev::NotBusyMeasFPGAStatus(static_cast<std::uint8_t>(status))) return;
   if ((status & kProtection) != 0) GiveUp("the input is off", Msg::NAK_MCODE_CPLD_OVERLOAD_FF);

@@ -11,6 +11,8 @@
 // that is busy.
 #pragma once
 
+#include <atomic>
+
 #include "platform/clock.h"
 
 namespace AcquisitionSystem {
@@ -35,6 +37,10 @@ class FixedRange {
   void Step();
   /// The test is over: the channel goes back to its first range, and its data is not valid.
   void Stop();
+
+  /// Phasors are to the scale of the range that the front end has confirmed, whatever else spoils
+  /// results. Any thread.
+  bool IsScaled() const { return scaled_; }
 
   /// The index that suits the test: the host's own, when it names one that there is; else the most
   /// sensitive one whose full scale is above the target level's peak, where a level is known; else
@@ -76,6 +82,8 @@ class FixedRange {
   int attempts_ = 0;
   platform::Nanoseconds settled_at_{0};  ///< monotonic
   platform::Nanoseconds next_look_{0};   ///< likewise
+  int lost_looks_ = 0;                   ///< one after another
+  std::atomic<bool> scaled_{false};
 };
 
 }  // namespace AcquisitionSystem

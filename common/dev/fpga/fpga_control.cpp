@@ -84,7 +84,18 @@ int FpgaDevBase::ConfigureClocks(unsigned cycle_length, unsigned clock_select) {
                       std::strerror(errno));
     return -1;
   }
-  return 0;
+  return IsClockSelected(clock_select) ? 0 : -1;
+}
+
+// A driver that takes a write without effect would leave the samples at another rate.
+bool FpgaDevBase::IsClockSelected(unsigned clock_select) {
+  constexpr unsigned kCompared = kRegisterMask & ~kMainAllokOut;  // the line is its own master
+  unsigned selected = 0;
+  if (ReadReg(Q5FPGA_CLK_SEL, selected) < 0) return false;
+  if (((selected ^ clock_select) & kCompared) == 0) return true;
+  logger_mgr::print(fpgaL, kError, 0, "clock select 0x%04X was not taken: 0x%04X\n", clock_select,
+                    selected);
+  return false;
 }
 
 int FpgaDevBase::ReadSclkFreq() {

@@ -183,6 +183,12 @@ TEST_F(AcquisitionTest, ShedsWorkOnlyWhereItMay) {
     driver.Produce(1);
     driver.AwaitIdle();
     EXPECT_THAT(channels.TakeBlocks(), ElementsAre(row.jump + 2));
+    // a block that is only half new is none
+    driver.ProduceHalf();
+    driver.Produce(1);
+    driver.AwaitIdle();
+    EXPECT_THAT(channels.TakeBlocks(), ElementsAre(row.jump + 4));
+    EXPECT_EQ(channels.resets, row.resets + 1);
     EXPECT_EQ(acquisition->StopAcquisition(), 0);
     driver.AwaitUnread();
   }

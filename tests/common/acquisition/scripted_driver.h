@@ -55,6 +55,13 @@ class ScriptedDriver final : public platform::BareInstrument {
     counters.push_back(counter);
     changed.notify_all();
   }
+  /// A block of which only the second half reaches the ring.
+  void ProduceHalf() {
+    const std::lock_guard lock(mutex);
+    FillNext(kTestBlockWords / 2);
+    counters.push_back(counter);
+    changed.notify_all();
+  }
   /// Counts blocks that never reach the ring; the next one tells of them.
   void Lose(int blocks) {
     const std::lock_guard lock(mutex);
@@ -115,12 +122,12 @@ class ScriptedDriver final : public platform::BareInstrument {
   std::string commands;
 
  private:
-  void FillNext() {
+  void FillNext(std::size_t missing = 0) {
     const std::size_t offset = counter * 4096UL % Dev::kSampleRingBytes;
     counter += kTestPages;
     const int word = static_cast<int>(counter / kTestPages) << 8 | streams % 32;
     auto* words = reinterpret_cast<int*>(ring->Data().data() + offset);
-    std::fill_n(words, kTestBlockWords, word);
+    std::fill(words + missing, words + kTestBlockWords, word);
   }
 
   class Device final : public platform::DeviceFile {
