@@ -6,6 +6,7 @@
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
 #include "mos/meas_mgr.h"
+#include "platform/timed_calls.h"
 
 namespace Mos {
 namespace {
@@ -17,6 +18,9 @@ using Logger::measurementL;
 constexpr int kUnsupported = 3;
 constexpr int kBadRecord = 6;
 constexpr int kClockRefused = 13;  // a handler built no reply
+
+// The host's patience, and the silence watchdog's.
+constexpr auto kLongestRequest = std::chrono::seconds(8);
 
 // The largest reply of the catalogue.
 constexpr size_t kReplyBytes = 1178;
@@ -72,6 +76,7 @@ void HandleMsgBad(Msg::HmpErrorRep& reply) {
 
 int MeasMgr::Handle(Common::ZmbMessage* msg) {
   const std::lock_guard lock(_request_mutex);
+  const platform::TimeBudget budget(kLongestRequest);
   int frame_bytes = 0;
   void* frame = msg->GetPayload(frame_bytes);
   const size_t size = frame == nullptr ? 0 : static_cast<size_t>(frame_bytes);

@@ -149,15 +149,21 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   int TuneForVoltage(Update& update, bool manual_ramp);
   int TuneForCurrent(Update& update);
   void SetSampling(Update& update);
+  /// Until a whole one, what an update leaves behind is no measurement, and the next sets all.
+  void MarkUpdate(bool whole);
   void NoteChanges(Update& update, unsigned changed);
   int SetClock(const Update& update);
   void FitCorrelators(int samples);
   void EndUpdate(const Update& update);
 
   // Its end without the host (recovery.cpp).
-  void Recover(std::unique_lock<std::mutex>& lock);
+  using RequestLock = std::unique_lock<std::timed_mutex>;
+  void Recover(RequestLock& lock);
+  void MakeSafe();
   void BeginRecovery();
-  static void EndDischarge(Dev::FpgaDev& fpga, const Dev::FpgaRampControl::RampDownResult& result);
+  void DropAllok(Dev::FpgaDev& fpga);
+  static void RaiseAllok();
+  void EndDischarge(Dev::FpgaDev& fpga, const Dev::FpgaRampControl::RampDownResult& result);
   void EndRecovery();
   void EndVoltageWatch();
 
@@ -176,11 +182,13 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
 
   int _skip_ee2xml = 0;
   std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
-  std::mutex _request_mutex;        ///< held by a request, and by each step of the recovery
+  std::timed_mutex _request_mutex;  ///< held by a request, and by each step of the recovery
   std::atomic<unsigned> _begun{0};  ///< set-ups and stops that the host has sent; changed under it
   std::mutex _watch_mutex;          ///< held by a look at the voltage; guards _voltage_watch
   VoltageWatch _voltage_watch;
+  bool _half_updated = false;              ///< the last update was refused on its way
   std::atomic<bool> _over_voltage{false};  ///< the running test has reached its limit
+  std::atomic<bool> _made_safe{false};     ///< the watchdog has dropped ALLOK; the rest is to come
   MeasurementLog measurement_log_;         ///< guarded by it
   Dev::SpclkDev* _spclk = nullptr;  ///< the sampling clock; null before Init and without a chip
 

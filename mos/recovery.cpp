@@ -2,6 +2,7 @@
 
 #include "common/acquisition/ranging/acq_ch_following.h"
 #include "common/acquisition/sine_correlator.h"
+#include "common/dev/fpga/allok_drop.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
@@ -10,6 +11,7 @@
 #include "mos/meas_mgr.h"
 #include "mos/process_objects.h"
 #include "mos/requests.h"
+#include "platform/backend.h"
 
 namespace Mos {
 
@@ -27,6 +29,8 @@ using Msg::ghmp;
 namespace {
 
 constexpr float kTargetShare = 0.05F;
+constexpr auto kServingTime = std::chrono::milliseconds(200);  ///< of a request that does not hang
+constexpr auto kProofTime = std::chrono::seconds(1);
 
 void Quiesce(const char* func) {
   const int result = AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_QUIESCE);
@@ -54,9 +58,9 @@ int MeasMgr::AllokRecovery() {
     logger_mgr::print(measurementL, kInfo, 0, "Allok recovery in progress\n");
     return 0;
   }
-  // before there is a place for the word, a drop waits for the next tick; one for too high a
-  // voltage lasts until the test is over
-  const bool may_rise = ghmp && !(_over_voltage && startflag);
+  // before there is a place for the word, a drop waits for the next tick; one of the daemon's own
+  // lasts until the test is over
+  const bool may_rise = ghmp && !_made_safe && !_over_voltage;
   if (fpgadev_allok != nullptr && may_rise && fpgadev_allok->GetALLOKOut() == 0) {
     if (ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MOS_ALLOK)) {
       ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_ALLOK);
@@ -69,9 +73,14 @@ int MeasMgr::AllokRecovery() {
 }
 
 int MeasMgr::MessageMonitor() {
-  std::unique_lock lock(_request_mutex);
+  const auto is_silent = [] { return msgmonitorm.IsTimerAlive() && msgmonitorm.TimeElapsed(); };
+  RequestLock lock(_request_mutex, kServingTime);
+  if (!lock) {
+    if (is_silent()) MakeSafe();
+    lock.lock();
+  }
   // what was being served when the time was up has broken the silence
-  if (!msgmonitorm.IsTimerAlive() || !msgmonitorm.TimeElapsed()) return 0;
+  if (!_made_safe && !is_silent()) return 0;
   logger_mgr::print(measurementL, kError, 0,
                     "No msgmonitorm Message received.... Do mos recovery\n");
   Recover(lock);
@@ -79,14 +88,38 @@ int MeasMgr::MessageMonitor() {
 }
 
 int MeasMgr::RecoverMos() {
-  std::unique_lock lock(_request_mutex);
+  RequestLock lock(_request_mutex);
   Recover(lock);
   return 0;
 }
 
+// A request hangs at a device, and the host's time is up. What needs nothing of the request's is
+// done at once; the recovery follows when it is over.
+void MeasMgr::MakeSafe() {
+  logger_mgr::print(measurementL, kError, 0,
+                    "%s: a request hangs, and its host is silent: coming to rest\n", __func__);
+  Quiesce(__func__);
+  FpgaDev* fpga = FpgaDev::GetDevice();
+  if (!startflag || fpga == nullptr) return;
+  platform::Clock& clock = platform::Machine().Clock();
+  const auto until = clock.Monotonic() + kProofTime;
+  const auto patient = [&clock, until] { return clock.Monotonic() < until; };
+  if (fpga->AwaitRampDown(ghmp->swapchannels, patient).outcome ==
+      Dev::FpgaRampControl::RampDown::kGone)
+    return;
+  DropAllok(*fpga);
+}
+
+// The other modules stop where nobody can say any more that the output is down.
+void MeasMgr::DropAllok(FpgaDev& fpga) {
+  _made_safe = true;
+  if (fpga.SetALLOK() < 0) Dev::TheAllokDrop().Send();
+  logger_mgr::print(measurementL, kError, 0, "%s: the output is not proved down\n", __func__);
+}
+
 // The wait for the ramp-down holds up no request: it may take as long as a discharge. What the host
 // begins meanwhile is its own: its words, its waveform and its discharge are not touched any more.
-void MeasMgr::Recover(std::unique_lock<std::mutex>& lock) {
+void MeasMgr::Recover(RequestLock& lock) {
   const unsigned begun = _begun;
   BeginRecovery();
   FpgaDev* fpga = FpgaDev::GetDevice();
@@ -110,6 +143,11 @@ void MeasMgr::BeginRecovery() {
   if (FpgaDev* fpga = FpgaDev::GetDevice()) fpga->MonitorDischargeFlag();
 }
 
+void MeasMgr::RaiseAllok() {
+  FpgaDev* fpga = FpgaDev::GetDevice();
+  if (fpga != nullptr && fpga->GetALLOK() == 0) fpga->ClearALLOK();
+}
+
 void MeasMgr::EndDischarge(FpgaDev& fpga, const Dev::FpgaRampControl::RampDownResult& ramp_down) {
   if (fpga.EndRampDown(ramp_down, 1)) {
     fpga.ClearDischargeFlag();
@@ -117,6 +155,7 @@ void MeasMgr::EndDischarge(FpgaDev& fpga, const Dev::FpgaRampControl::RampDownRe
   } else {
     logger_mgr::print(measurementL, kError, 0, "%s.%d ERROR rampdown not successful \n",
                       "RecoverMos", __LINE__);
+    DropAllok(fpga);
   }
 }
 
@@ -132,17 +171,23 @@ void MeasMgr::EndRecovery() {
                       __LINE__);
   }
   startflag = false;
-  EndVoltageWatch();
-  FpgaDev* fpga = FpgaDev::GetDevice();
-  if (fpga != nullptr && fpga->GetALLOK() == 0) fpga->ClearALLOK();
+  testmonitor.StopTimer();
+  if (ghmp->discharging == 0) {
+    RaiseAllok();
+    EndVoltageWatch();
+  }
   if (SineCorrelator::GetVLFFlag()) SineCorrelator::ResetVLFFlag();
   ghmp->ResetVariables();
   measurement_log_.End("the host's silence");
 }
 
+// The flags fall last: they keep the monitor of the line from telling of a drop of the daemon's
+// own.
 void MeasMgr::EndVoltageWatch() {
   testmonitor.StopTimer();
+  if (_over_voltage || _made_safe) RaiseAllok();
   _over_voltage = false;
+  _made_safe = false;
 }
 
 // Waits for no handler: a voltage above the limit drops ALLOK whatever the host is being served.
@@ -156,7 +201,9 @@ int MeasMgr::TestMonitor() {
   const int channel = swapped ? 1 : 0;
   phasortoo_t phasors[2] = {};
   double seconds = 0;
-  VoltageWatch::Look look{.status = ChannelStatus(channel),
+  const AcqChan* its = AcqChan::get_AcqCh_instance(swapped ? ACQ_CH2 : ACQ_CH1);
+  VoltageWatch::Look look{.scaled = its != nullptr && its->IsScaled(),
+                          .status = ChannelStatus(channel),
                           .own_range = ghmp->voltscal == 0,
                           .hertz = double{ghmp->frequency}};
   AcqChan::WithFastCorrelator([&](const SineCorrelator& fast) {

@@ -38,6 +38,8 @@ int MeasMgr::HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep
 
 int MeasMgr::HandleMsg21(const Msg::HmpFWUpdateInitReq* request, Msg::HmpFWUpdateInitRep* reply) {
   NoteRequest(*request);
+  // nobody would read the sensors any more
+  if (Msg::ghmp->testStart) return Refuse(reply, Msg::NAK_MCODE_OPCODE);
   StopI2cScanner();
   reply->SetAck();
   return 0;

@@ -6,12 +6,21 @@
 #include <csignal>
 #include <cstring>
 
+#include "common/dev/fpga/allok_drop.h"
 #include "common/log/logger_mgr.h"
 
 namespace Mos {
 namespace {
 
 constexpr int kHandled[] = {SIGSEGV, SIGILL, SIGABRT, SIGTERM, SIGPIPE, SIGFPE, SIGBUS};
+
+// After one of these the daemon does not come back to its work.
+bool IsFatal(int signal_number) {
+  for (int fatal : {SIGSEGV, SIGILL, SIGABRT, SIGFPE, SIGBUS}) {
+    if (fatal == signal_number) return true;
+  }
+  return false;
+}
 
 // SIGUSR1 is logged alike when somebody else installs the handler for it; nothing here does.
 bool IsLogged(int signal_number) {
@@ -27,6 +36,7 @@ bool IsLogged(int signal_number) {
 void sig_handler(int signal_number) {
   const int saved_errno = errno;
   std::signal(signal_number, SIG_DFL);
+  if (IsFatal(signal_number)) Dev::TheAllokDrop().Send();
   if (IsLogged(signal_number)) {
     Logger::logger_mgr::PrintFromSignal(Logger::mainL, Logger::kError, "%s.%d received SIGNAL %d\n",
                                         __func__, __LINE__, signal_number);

@@ -184,7 +184,6 @@ int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep*
   // the channels would take the clock at rest for an update, and a block after their stop for a
   // test
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
-  if (!ghmp->IsLineSyncTracker()) InitSpclk();
   if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
     logger_mgr::print(measurementL, kError, 0, "%s.%d: ACQ_EVT_STOP_TEST failed\n", __func__,
                       __LINE__);
@@ -195,12 +194,14 @@ int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep*
   ghmp->curange = 0;
   request->Show(kInfo);
   startflag = false;
-  EndVoltageWatch();
   if (SineCorrelator::GetVLFFlag()) {
     SineCorrelator::ResetVLFFlag();
     logger_mgr::print(measurementL, kInfo, 0, "Reset the VLF flag \n");
   }
-  if (fpga != nullptr && fpga->GetALLOK() == 0) fpga->ClearALLOK();
+  RaiseAllok();
+  EndVoltageWatch();
+  // after all that makes safe: with a chip that hangs it takes its time
+  if (!ghmp->IsLineSyncTracker()) InitSpclk();
   AnswerStop(reply);
   ghmp->firstUpdate = false;
   ghmp->SetStartTest(false);

@@ -155,6 +155,7 @@ int MeasMgr::SetTestUp(const SetUpKind& kind, const Request& request, void* repl
   CaptureRequest(request);
   logger_mgr::print(measurementL, kInfo, 0, "Start test \n");
   StartWatchdog(this);
+  StartI2cScanner();  // an update of the firmware that was begun and given up has stopped it
   ghmp->getresult = 0;
   SetWaveformCapture(kCaptureEachPass);
   if (!kind.capture_told_first) Logger::Capture(Logger::START_WAVEFORM_CAPTURE);
@@ -163,6 +164,7 @@ int MeasMgr::SetTestUp(const SetUpKind& kind, const Request& request, void* repl
   // while no test is set up, this takes the phasors of the test before away
   if (acqnormal == 0) ResetCorrelators();
   AcquisitionSystem::AcqChan::begin_test();
+  MarkUpdate(false);
   // a test that its host has left without a stop: its words would refuse this one
   if (ghmp->testStart) {
     if (ghmp->discharging == 0) ghmp->ClearErrorCodes();

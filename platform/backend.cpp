@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
@@ -37,6 +38,11 @@ Backend* MakeBackend() {
 }  // namespace
 
 LogHook log_hook;
+
+int Backend::Prepare(int, unsigned long, const void*, size_t, PreparedIoctl&) {
+  errno = ENOTTY;
+  return -1;
+}
 
 Backend& Machine() {
   if (Backend* backend = replacement.load(std::memory_order_acquire)) return *backend;

@@ -70,6 +70,17 @@ ssize_t BoardBackend::Write(int fd, const void* data, size_t size) {
 int BoardBackend::Ioctl(int fd, unsigned long request, void* argument) {
   return ::ioctl(fd, request, argument);
 }
+int BoardBackend::Prepare(int fd, unsigned long request, const void* argument, size_t size,
+                          PreparedIoctl& prepared) {
+  if (size > prepared.bytes.size()) {
+    errno = EINVAL;
+    return -1;
+  }
+  prepared.fd = fd;
+  prepared.request = request;
+  std::memcpy(prepared.bytes.data(), argument, size);
+  return 0;
+}
 void* BoardBackend::Mmap(void* address, size_t length, int protection, int flags, int fd,
                          off_t offset) {
   return ::mmap(address, length, protection, flags, fd, offset);

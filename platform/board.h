@@ -16,6 +16,8 @@ class BoardBackend final : public Backend {
   ssize_t Pread(int fd, void* data, size_t size, off_t offset) override;
   ssize_t Write(int fd, const void* data, size_t size) override;
   int Ioctl(int fd, unsigned long request, void* argument) override;
+  int Prepare(int fd, unsigned long request, const void* argument, size_t size,
+              PreparedIoctl& prepared) override;
   void* Mmap(void* address, size_t length, int protection, int flags, int fd,
              off_t offset) override;
   int Munmap(void* address, size_t length) override;

@@ -149,6 +149,18 @@ int RootedBackend::Ioctl(int fd, unsigned long request, void* argument) {
   return SetErrno(result);
 }
 
+int RootedBackend::Prepare(int fd, unsigned long request, const void* argument, size_t size,
+                           PreparedIoctl& prepared) {
+  const auto device = Find(fd);
+  if (device == nullptr) return SetErrno(-EBADF);
+  return SetErrno(
+      device->Prepare(request, {static_cast<const std::byte*>(argument), size}, prepared));
+}
+
+int RootedBackend::Device::Prepare(unsigned long, std::span<const std::byte>, PreparedIoctl&) {
+  return -ENOTTY;
+}
+
 void* RootedBackend::Mmap(void* address, size_t length, int protection, int flags, int fd,
                           off_t offset) {
   const auto device = Find(fd);

@@ -42,6 +42,8 @@ class RootedBackend : public Backend {
   ssize_t Pread(int fd, void* data, size_t size, off_t offset) final;
   ssize_t Write(int fd, const void* data, size_t size) final;
   int Ioctl(int fd, unsigned long request, void* argument) final;
+  int Prepare(int fd, unsigned long request, const void* argument, size_t size,
+              PreparedIoctl& prepared) final;
   void* Mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset) final;
   int Munmap(void* address, size_t length) final;
   std::string Path(std::string_view path) const final { return root_.Map(path); }
@@ -59,6 +61,9 @@ class RootedBackend : public Backend {
     virtual ssize_t Write(const void* data, size_t size) = 0;
     /// `argument` as IoctlMarshal has it.
     virtual int Ioctl(unsigned long request, std::span<std::byte> argument) = 0;
+    /// As Backend::Prepare, but 0 or a negative errno.
+    virtual int Prepare(unsigned long request, std::span<const std::byte> argument,
+                        PreparedIoctl& prepared);
     /// The memory behind a mapping, which starts at the memory's first byte.
     virtual int Map(size_t length, off_t offset, UniqueFd& memory) = 0;
     /// Ends operations that wait; the number is free when the last of them has returned.

@@ -90,6 +90,8 @@ class VirtualBackend::RemoteDevice final : public Device {
   ssize_t Pread(void* data, size_t size, off_t offset) override;
   ssize_t Write(const void* data, size_t size) override;
   int Ioctl(unsigned long request, std::span<std::byte> argument) override;
+  int Prepare(unsigned long request, std::span<const std::byte> argument,
+              PreparedIoctl& prepared) override;
   int Map(size_t length, off_t offset, UniqueFd& memory) override;
   void Shutdown() override;
 
@@ -158,6 +160,8 @@ int VirtualBackend::RemoteDevice::EnsureOpen() {
   } else if (::dup3(socket.Get(), main_.Get(), O_CLOEXEC) < 0) {
     return errno;
   }
+  // a driver's request takes the time it takes; a q5sim that has died is told by the socket
+  wire::SetLimit(main_.Get(), Nanoseconds::zero());
   token_ = token;
   open_ = true;
   ++opened_;
@@ -208,6 +212,24 @@ int VirtualBackend::RemoteDevice::Ioctl(unsigned long request, std::span<std::by
   if (reply.data.size() != argument.size()) return -EPROTO;
   std::ranges::copy(reply.data, argument.begin());
   return static_cast<int>(result);
+}
+
+int VirtualBackend::RemoteDevice::Prepare(unsigned long request,
+                                          std::span<const std::byte> argument,
+                                          PreparedIoctl& prepared) {
+  const std::lock_guard lock(request_mutex_);
+  if (const int error = EnsureOpen()) return -error;
+  const wire::Header header{.op = wire::Op::kIoctl,
+                            .sequence = ++sequence_,
+                            .value = static_cast<std::int64_t>(request),
+                            .size = static_cast<std::uint32_t>(argument.size())};
+  const std::size_t size = sizeof header + argument.size();
+  if (size > prepared.bytes.size()) return -EINVAL;
+  std::memcpy(prepared.bytes.data(), &header, sizeof header);
+  std::ranges::copy(argument, prepared.bytes.begin() + sizeof header);
+  prepared.fd = main_.Get();
+  prepared.packet_bytes = size;
+  return 0;
 }
 
 int VirtualBackend::RemoteDevice::Map(size_t length, off_t offset, UniqueFd& memory) {

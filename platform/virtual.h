@@ -21,7 +21,9 @@ namespace platform {
 
 class VirtualBackend final : public RootedBackend {
  public:
-  /// A q5sim that says nothing for `silence` counts as dead (ETIMEDOUT).
+  /// A q5sim that says nothing for `silence` counts as dead (ETIMEDOUT) when a device is opened, a
+  /// block is read or the machine is asked. The other requests of an open device have no limit, as
+  /// a driver's have none.
   explicit VirtualBackend(const std::string& root, Nanoseconds silence = std::chrono::seconds(5));
 
   /// -1 with errno when q5sim cannot be reached: no command ever runs on this machine.

@@ -103,18 +103,22 @@ int ReceiveReply(int socket, Packet& packet) {
   return Parse(bytes, packet) ? 0 : EPROTO;
 }
 
-int Connect(const char* path, Nanoseconds limit, UniqueFd& socket) {
-  const auto address = UnixAddress(path);
-  if (!address) return ENAMETOOLONG;
-  UniqueFd made(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-  if (!made) return errno;
+void SetLimit(int socket, Nanoseconds limit) {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(limit);
   timeval wait{};
   wait.tv_sec = static_cast<time_t>(seconds.count());
   wait.tv_usec = static_cast<suseconds_t>((limit - seconds) / std::chrono::microseconds(1));
   for (const int option : {SO_SNDTIMEO, SO_RCVTIMEO}) {
-    ::setsockopt(made.Get(), SOL_SOCKET, option, &wait, sizeof wait);
+    ::setsockopt(socket, SOL_SOCKET, option, &wait, sizeof wait);
   }
+}
+
+int Connect(const char* path, Nanoseconds limit, UniqueFd& socket) {
+  const auto address = UnixAddress(path);
+  if (!address) return ENAMETOOLONG;
+  UniqueFd made(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+  if (!made) return errno;
+  SetLimit(made.Get(), limit);
   if (::connect(made.Get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
     return TimeoutName(errno);
   }

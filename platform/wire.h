@@ -106,6 +106,9 @@ int Receive(int socket, Packet& packet, Nanoseconds limit = Nanoseconds(-1));
 /// two.
 int ReceiveReply(int socket, Packet& packet);
 
+/// A send or an answer on `socket` that takes longer fails with ETIMEDOUT; zero: no limit.
+void SetLimit(int socket, Nanoseconds limit);
+
 /// A connection to the server at `path`. 0 or an errno; ETIMEDOUT when the server does not take it,
 /// or a later send, or answers, within `limit`.
 int Connect(const char* path, Nanoseconds limit, UniqueFd& socket);

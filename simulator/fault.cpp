@@ -22,6 +22,7 @@ constexpr FaultInfo kFaults[] = {
     {Fault::kGarbage, "garbage", 0, 0},
     {Fault::kWrong, "wrong", 0, 0},
     {Fault::kSlow, "slow", 100, kLongestDelayMs},
+    {Fault::kHang, "hang", 0, 0},
     {Fault::kDelayed, "delayed", 100, kLongestDelayMs},
     {Fault::kIntermittent, "intermittent", 50, 100},
 };
@@ -39,7 +40,7 @@ std::string FaultSwitch::Set(std::span<const std::string_view> words) {
   const auto* info = std::ranges::find_if(
       kFaults, [&](const FaultInfo& entry) { return !words.empty() && words[0] == entry.name; });
   if (info == std::end(kFaults)) {
-    return "expected ok, off, stuck, garbage, wrong, slow, delayed or intermittent";
+    return "expected ok, off, stuck, garbage, wrong, slow, hang, delayed or intermittent";
   }
   const bool known =
       info->fault == Fault::kOk || std::ranges::find(supported_, info->fault) != supported_.end();
@@ -57,6 +58,7 @@ std::string FaultSwitch::Set(std::span<const std::string_view> words) {
   const std::lock_guard lock(mutex_);
   fault_ = info->fault;
   amount_ = amount;
+  changed_.notify_all();
   return "";
 }
 
@@ -82,6 +84,21 @@ platform::Nanoseconds FaultSwitch::Delay() const {
   const std::lock_guard lock(mutex_);
   const bool delays = fault_ == Fault::kSlow || fault_ == Fault::kDelayed;
   return std::chrono::milliseconds(delays ? amount_ : 0);
+}
+
+void FaultSwitch::Hold(platform::Clock& clock) {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return fault_ != Fault::kHang || released_; });
+  const bool slow = fault_ == Fault::kSlow;
+  const auto longer = std::chrono::milliseconds(amount_);
+  lock.unlock();
+  if (slow) clock.SleepFor(longer);
+}
+
+void FaultSwitch::Release() {
+  const std::lock_guard lock(mutex_);
+  released_ = true;
+  changed_.notify_all();
 }
 
 std::uint16_t FaultSwitch::Noise() {

@@ -6,10 +6,12 @@
 //   garbage       answers with noise (from the instrument's seed)
 //   wrong         answers as a unit of another kind would
 //   slow MS       takes MS milliseconds longer (100)
+//   hang          a use of it does not come back until the fault is lifted
 //   delayed MS    what it reports lags by MS milliseconds (100)
 //   intermittent PERCENT   off in that share of its uses (50)
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -23,7 +25,7 @@
 
 namespace simulator {
 
-enum class Fault { kOk, kOff, kStuck, kGarbage, kWrong, kSlow, kDelayed, kIntermittent };
+enum class Fault { kOk, kOff, kStuck, kGarbage, kWrong, kSlow, kHang, kDelayed, kIntermittent };
 
 const char* FaultName(Fault fault);
 
@@ -45,11 +47,17 @@ class FaultSwitch {
   Fault Now();
   /// How much longer a slow or delayed unit takes; zero otherwise.
   platform::Nanoseconds Delay() const;
+  /// Takes the time that a slow or hanging unit takes more.
+  void Hold(platform::Clock& clock);
+  /// Ends a hang for good: the instrument goes.
+  void Release();
   std::uint16_t Noise();
 
  private:
   const std::vector<Fault> supported_;
   mutable std::mutex mutex_;  ///< guards the fields below
+  std::condition_variable changed_;
+  bool released_ = false;
   Fault fault_ = Fault::kOk;
   int amount_ = 0;  ///< milliseconds or percent
   std::mt19937_64 random_;

@@ -90,7 +90,7 @@ FpgaModel::FpgaModel(const Config& config, platform::Clock& clock, Si5338* clock
       clock_(clock),
       clock_chip_(clock_chip),
       faults_({Fault::kOff, Fault::kStuck, Fault::kGarbage, Fault::kWrong, Fault::kSlow,
-               Fault::kIntermittent},
+               Fault::kHang, Fault::kIntermittent},
               config.seed),
       registers_(kRegisters),
       clock_tree_(clock_chip, units),
@@ -224,7 +224,7 @@ int FpgaModel::Map(std::size_t length, off_t offset) {
 int FpgaModel::Request(unsigned long request, Dev::FpgaCmd& command) {
   const Fault fault = faults_.Now();
   if (fault == Fault::kOff) return -EIO;
-  if (fault == Fault::kSlow) clock_.SleepFor(faults_.Delay());
+  faults_.Hold(clock_);
   const bool oled = command.devtype == Dev::FPGA_OLED_REG && config_.module == Module::kMain;
   const std::lock_guard lock(mutex_);
   switch (request) {

@@ -39,6 +39,7 @@ int FpgaModel::StopSampling(const Dev::FpgaCmd& command) {
 
 ssize_t FpgaModel::AnnounceBlock(const Dev::FpgaCmd& command) {
   if (faults_.Now() == Fault::kOff) return -EIO;
+  faults_.Hold(clock_);
   if (command.offset != Dev::Q5FPGA_CMD_SAMPLEBLOCK_NUM) return -EINVAL;
   const std::lock_guard lock(mutex_);
   Refresh();
@@ -51,6 +52,10 @@ ssize_t FpgaModel::AnnounceBlock(const Dev::FpgaCmd& command) {
 ssize_t FpgaModel::AwaitBlock(Dev::FpgaCmd& command, SampleReader& reader) {
   if (faults_.Now() == Fault::kOff) return -EIO;
   if (!IsRegister(command, kStatusOffset)) return -EINVAL;
+  if (faults_.Chosen() == Fault::kHang) {
+    clock_.SleepFor(kLongestWait);
+    return -EAGAIN;
+  }
   std::unique_lock lock(mutex_);
   Refresh();
   const std::uint64_t pages = command.val == 0 ? sampler_.BlockPages() : command.val;

@@ -121,6 +121,7 @@ int Serve(const Options& options) {
   std::printf("q5sim ready %s\n", root.Path().c_str());
   std::fflush(stdout);
   end_signals.Wait();
+  instrument.Units().Release();
   return 0;
 }
 

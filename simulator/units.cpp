@@ -52,4 +52,8 @@ std::string Units::List() const {
   return "get:" + read_only + " get/set:" + settable + " fault:" + faults + " memory:" + memories;
 }
 
+void Units::Release() {
+  for (const auto& [unit, faults] : faults_) faults->Release();
+}
+
 }  // namespace simulator

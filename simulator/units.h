@@ -32,6 +32,8 @@ class Units {
 
   const Value* FindValue(std::string_view name) const;
   FaultSwitch* FindFaults(std::string_view unit) const;
+  /// Ends all that hangs, for good.
+  void Release();
   Memory* FindMemory(std::string_view unit) const;
   /// All names on one line.
   std::string List() const;

@@ -11,9 +11,11 @@ namespace simulator {
 namespace {
 
 constexpr std::initializer_list<Fault> kFaults = {Fault::kOff, Fault::kStuck, Fault::kGarbage,
-                                                  Fault::kSlow, Fault::kIntermittent};
+                                                  Fault::kSlow, Fault::kHang,
+                                                  Fault::kIntermittent};
 constexpr std::initializer_list<Fault> kFaultsWithWrong = {
-    Fault::kOff, Fault::kStuck, Fault::kGarbage, Fault::kWrong, Fault::kSlow, Fault::kIntermittent};
+    Fault::kOff,  Fault::kStuck, Fault::kGarbage,     Fault::kWrong,
+    Fault::kSlow, Fault::kHang,  Fault::kIntermittent};
 
 constexpr std::uint64_t kMostTransfers = 1000000;
 constexpr std::uint64_t kMostBytes = 65536;
@@ -78,7 +80,7 @@ std::string I2cChip::Last() const {
 I2cChip::Start I2cChip::Begin(std::size_t size, std::unique_lock<std::mutex>& lock) {
   Start start;
   start.fault = faults_.Now();
-  if (start.fault == Fault::kSlow) clock_.SleepFor(faults_.Delay());
+  faults_.Hold(clock_);
   lock.lock();
   start.count = fail_after_ ? std::min<std::size_t>(size, *fail_after_) : size;
   if (start.fault == Fault::kOff) {

@@ -13,9 +13,14 @@ bool FpgaDevBase::FindAllok(Bit& out, Bit& in) {
     if (module != PFC_MOD) module_ = module;
   }
   const bool main = module == MAIN_MOD;
-  out = main ? Bit{Q5FPGA_CLK_SEL, kMainAllokOut} : Bit{Q5FPGA_MISC_CTRL, kAllokOut};
+  out = AllokOut();
   in = main ? Bit{REG_DDS_FREQ_LSHW, kMainAllokIn} : Bit{Q5FPGA_MISC_CTRL, kAllokIn};
   return true;
+}
+
+FpgaDevBase::Bit FpgaDevBase::AllokOut() const {
+  return module_ == MAIN_MOD ? Bit{Q5FPGA_CLK_SEL, kMainAllokOut}
+                             : Bit{Q5FPGA_MISC_CTRL, kAllokOut};
 }
 
 int FpgaDevBase::ReadBit(const Bit& bit) {

@@ -5,8 +5,9 @@
 #include <cstring>
 #include <iterator>
 
+#include "common/dev/fpga/allok_drop.h"
+#include "common/dev/fpga/fpga_request.h"
 #include "common/log/logger_mgr.h"
-#include "platform/backend.h"
 
 namespace Dev {
 
@@ -35,7 +36,7 @@ void TraceWrite(const char* verb, const char* func, int line, const FpgaCmd& com
 }  // namespace
 
 int FpgaDevBase::Read(FpgaCmd& command) {
-  if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_RD, &command) >= 0) return 0;
+  if (FpgaRequest(_fd, Q5FPGA_CMD_RD, command) >= 0) return 0;
   const int error = errno;
   logger_mgr::print(fpgaL, kError, 0, "%s IOCTL ERROR offset 0x%02X val 0x%04X fd %d\n", "Read",
                     static_cast<unsigned>(command.offset), command.val, _fd);
@@ -44,7 +45,7 @@ int FpgaDevBase::Read(FpgaCmd& command) {
 }
 
 int FpgaDevBase::Write(FpgaCmd& command, int line) {
-  if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_WR, &command) >= 0) {
+  if (FpgaRequest(_fd, Q5FPGA_CMD_WR, command) >= 0) {
     TraceWrite("Write", "Write", line, command);
     return 0;
   }
@@ -59,7 +60,7 @@ int FpgaDevBase::ReadReg(int offset, unsigned int& value) {
   FpgaCmd command{};
   command.devtype = FPGA_REG;
   command.offset = offset;
-  if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_RD, &command) >= 0) {
+  if (FpgaRequest(_fd, Q5FPGA_CMD_RD, command) >= 0) {
     value = command.val & kRegisterMask;
     return 0;
   }
@@ -78,11 +79,14 @@ std::optional<unsigned>* FpgaDevBase::Meant(int offset) {
 // A value that does not get through is still what is meant: the next restore writes it.
 int FpgaDevBase::Put(int offset, unsigned value, int line) {
   if (std::optional<unsigned>* meant = Meant(offset)) *meant = value & kRegisterMask;
+  if (const Bit out = AllokOut(); module_ >= 0 && offset == out.offset) {
+    TheAllokDrop().Prepare(offset, value & kRegisterMask & ~out.mask);
+  }
   FpgaCmd command{};
   command.devtype = FPGA_REG;
   command.offset = offset;
   command.val = value;
-  if (platform::Machine().Ioctl(_fd, Q5FPGA_CMD_WR, &command) >= 0) {
+  if (FpgaRequest(_fd, Q5FPGA_CMD_WR, command) >= 0) {
     TraceWrite("Wrote", "WriteReg", line, command);
     return 0;
   }

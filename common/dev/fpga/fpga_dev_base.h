@@ -135,10 +135,13 @@ class FpgaDevBase {
   std::optional<unsigned>* Meant(int offset);
   int Put(int offset, unsigned value, int line);
 
+  /// The output's bit, as far as the module is known.
+  Bit AllokOut() const;
   /// False when the module cannot be told.
   bool FindAllok(Bit& out, Bit& in);
   int ChangeAllok(bool ok);
   int ReadBit(const Bit& bit);
+  bool IsClockSelected(unsigned clock_select);
   int SwitchDac(unsigned clear, unsigned set, int event);
   int OledRequest(unsigned long request, FpgaCmd& command, const char* func);
   int RestartOled();

@@ -9,10 +9,10 @@
 #include "common/dev/fpga/counts.h"
 #include "common/dev/fpga/driver_version.h"
 #include "common/dev/fpga/fpga_dev.h"
+#include "common/dev/fpga/fpga_request.h"
 #include "common/dev/fpga/waveform_memory.h"
 #include "common/dev/fpga/waveform_samples.h"
 #include "common/log/logger_mgr.h"
-#include "platform/backend.h"
 
 namespace Dev {
 
@@ -54,7 +54,7 @@ int RequestHighSpeed(const FpgaDev& fpga, unsigned value) {
   command.devtype = FPGA_REG;
   command.offset = kHighSpeedDma;
   command.val = value;
-  return platform::Machine().Ioctl(fpga.GetDeviceFd(), Q5FPGA_CMD_START_SRC_BUFFER_DMA, &command);
+  return FpgaRequest(fpga.GetDeviceFd(), Q5FPGA_CMD_START_SRC_BUFFER_DMA, command);
 }
 
 /// The control word with bits cleared and set; each failure has a text of its own.

@@ -10,6 +10,7 @@
 #include "common/msg/hmp_data.h"
 #include "common/msg/major_codes.h"
 #include "platform/backend.h"
+#include "platform/timed_calls.h"
 
 namespace Dev {
 
@@ -27,6 +28,9 @@ constexpr int kBusRetries = 10;  // of the adapter, for a chip that does not ans
 // Waking a thread costs more than a short request. So both sides look for each other for some
 // microseconds before they sleep; against the milliseconds of a bus that is nothing.
 constexpr int kLooks = 100;
+
+// Longer than any transfer of a healthy bus, and short beside the host's patience.
+constexpr platform::Nanoseconds kLimit = std::chrono::seconds(2);
 
 void LookFor(const std::atomic<bool>& sign) {
   for (int i = 0; i < kLooks && !sign; ++i) std::this_thread::yield();
@@ -116,9 +120,9 @@ void I2cWkr::Run() {
 
 // Whoever hands a request over from now on sees that the worker no longer runs.
 void I2cWkr::RefuseWaiting() {
-  if (I2cReq* waiting = TakeRequest()) {
-    waiting->_status = -1;
-    GiveBack();
+  if (const auto handover = TakeRequest()) {
+    handover->request._status = -1;
+    GiveBack(*handover);
   }
 }
 
@@ -175,6 +179,7 @@ int I2cWkr::ScanJob(I2cJob& job) {
   if (_i2crunning.exchange(true)) return Refuse("Scanner:I2c transaction still running \n");
   const int result = job.Device().Read();
   _i2crunning = false;
+  held_up_ = false;
   if (result != 0) SetSafety(result, &job.Device());
   return 0;
 }
@@ -189,39 +194,54 @@ int I2cWkr::Refuse(const char* text) {
 
 int I2cWkr::InstI2cReq(I2cReq* req) {
   if (runner_.load() == std::this_thread::get_id()) return ExecI2cReq(req);
-  const std::lock_guard one_caller(_i2c_req_mutex);
+  const auto limit = platform::TimeBudget::Left(kLimit);
+  const auto until = std::chrono::steady_clock::now() + limit;
+  const std::unique_lock one_caller(_i2c_req_mutex, until);
+  if (!one_caller || held_up_) return req->_status = -1;
+  const auto handover = std::make_shared<Handover>();
+  handover->request = *req;
+  std::unique_lock lock(handover_mutex_);
+  if (!_running) return req->_status = -1;
+  _i2c_req = handover;
+  _do_req = true;
+  lock.unlock();
+  PostWork();
+  LookFor(handover->served);
+  lock.lock();
+  if (served_.wait_until(lock, until, [&] { return handover->served.load(); })) {
+    *req = handover->request;
+    return req->_status;
+  }
+  _i2c_req.reset();
+  _do_req = false;
+  held_up_ = true;
+  lock.unlock();
+  logger_mgr::print(i2cmainL, kError, 0, "I2C device %s: no answer within %.1f s\n",
+                    req->_dev_info.Key().c_str(), std::chrono::duration<double>(limit).count());
+  return req->_status = -1;
+}
+
+std::shared_ptr<I2cWkr::Handover> I2cWkr::TakeRequest() {
+  const std::lock_guard lock(handover_mutex_);
+  _do_req = false;
+  return std::move(_i2c_req);
+}
+
+void I2cWkr::GiveBack(Handover& handover) {
   {
     const std::lock_guard lock(handover_mutex_);
-    if (!_running) return req->_status = -1;
-    served_ = false;
-    _i2c_req = req;
-    _do_req = true;
+    handover.served = true;
   }
-  PostWork();
-  LookFor(served_);
-  _i2c_rep.Wait();
-  return req->_status;
-}
-
-I2cReq* I2cWkr::TakeRequest() {
-  const std::lock_guard lock(handover_mutex_);
-  if (!_do_req) return nullptr;
-  _do_req = false;
-  return _i2c_req;
-}
-
-// The request is its caller's from here on.
-void I2cWkr::GiveBack() {
-  served_ = true;
-  _i2c_rep.Post();
+  served_.notify_one();
 }
 
 int I2cWkr::HandleInstI2cReq() {
-  I2cReq* req = TakeRequest();
-  if (req == nullptr) return 0;
+  if (!_do_req) return 0;
+  const auto handover = TakeRequest();
+  if (handover == nullptr) return 0;
   logger_mgr::print(i2cmainL, kDebug, 0, "<I2cWkr func=HandleInstI2cReq recv=instant-req/>\n");
-  const int status = ExecI2cReq(req);
-  GiveBack();
+  const int status = ExecI2cReq(&handover->request);
+  GiveBack(*handover);
   return status;
 }
 
@@ -240,6 +260,7 @@ int I2cWkr::ExecI2cReq(I2cReq* req) {
   }
   req->Show(kDebug);
   _i2crunning = false;
+  held_up_ = false;
   return req->_status;
 }
 

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -19,7 +20,6 @@
 #include "common/dev/i2c/i2c_req.h"
 #include "libs/zmb/src/zmb_simple_publisher.h"
 #include "platform/clock.h"
-#include "platform/semaphore.h"
 
 namespace Dev {
 
@@ -37,9 +37,10 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
 
   // --- Any thread but the worker's own ---
 
-  /// Hands `req` over and waits until it is served, without a limit. Its status; -1 when the worker
-  /// is not running. On the worker's own thread it is served at once, or refused in the middle of a
-  /// device's Read() or another request.
+  /// Hands `req` over and waits until it is served, for two seconds or what is left of the thread's
+  /// budget. Its status; -1 when the worker is not running or the time is up, and at once while a
+  /// transfer that took too long still holds the bus. On the worker's own thread it is served at
+  /// once, or refused in the middle of a device's Read() or another request.
   int InstI2cReq(I2cReq* req);
 
   /// Arms the one-second tick anew.
@@ -56,7 +57,7 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
     explicit NoTransfers(I2cWkr& worker);
 
    private:
-    std::unique_lock<std::mutex> requests_;
+    std::unique_lock<std::timed_mutex> requests_;
     std::unique_lock<std::mutex> scan_;
   };
   /// Takes the sensors of the channel boards, which are added to the map late, into the scan.
@@ -76,6 +77,12 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   int HandleInstI2cReq();
 
  private:
+  /// A request on its way; it outlives a caller that has given up.
+  struct Handover {
+    I2cReq request;
+    std::atomic<bool> served{false};
+  };
+
   void OpenBuses();
   static int init_i2c(int bus);
   void SetDeviceFd(I2cDev& device) const;
@@ -85,8 +92,8 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   int ScanJob(I2cJob& job);
   int ExecI2cReq(I2cReq* req);
   static int Refuse(const char* text);
-  I2cReq* TakeRequest();
-  void GiveBack();
+  std::shared_ptr<Handover> TakeRequest();
+  void GiveBack(Handover& handover);
   void RefuseWaiting();
 
   std::atomic<std::thread::id> runner_{};  ///< the worker's own thread while it runs
@@ -95,12 +102,12 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   std::vector<I2cJob> _one_time_list;
   std::vector<I2cJob> _periodic_list;
 
-  std::mutex _i2c_req_mutex;  ///< one caller at a time, for the whole transfer; before scan_mutex_
-  platform::Semaphore _i2c_rep{0};   ///< the request has been served
-  std::atomic<bool> served_{false};  ///< the same, to be looked at before sleeping on it
-  std::mutex handover_mutex_;        ///< guards the next two
-  I2cReq* _i2c_req = nullptr;
+  std::timed_mutex _i2c_req_mutex;  ///< one caller at a time; before scan_mutex_
+  std::mutex handover_mutex_;       ///< guards the next three
+  std::condition_variable served_;
+  std::shared_ptr<Handover> _i2c_req;
   std::atomic<bool> _do_req{false};
+  std::atomic<bool> held_up_{false};  ///< a caller has given up, and the worker is not back yet
 
   std::atomic<bool> _do_scan{false};
   std::atomic<bool> _i2crunning{false};  ///< a transfer is under way

@@ -38,6 +38,7 @@ bool Done(int result, const char* text) {
 
 int SI5338Dev::Open() {
   Close();
+  _held_up = false;
   _bus_fd = OpenBus(_bus);
   if (_bus_fd < 0) {
     logger_mgr::print(si5338L, kError, 0, "<panic func=SI5338Dev err=bad-fd cid=%s errno=%s/>\n",
@@ -62,19 +63,12 @@ void SI5338Dev::Close() {
 }
 
 int SI5338Dev::Transfer(char read_write, int reg, std::uint8_t& value) {
-  i2c_smbus_data data{};
-  data.byte = value;
-  i2c_smbus_ioctl_data transfer{};
-  transfer.read_write = static_cast<__u8>(read_write);
-  transfer.command = static_cast<__u8>(reg % kPageSize);
-  transfer.size = I2C_SMBUS_BYTE_DATA;
-  transfer.data = &data;
-  if (platform::Machine().Ioctl(_bus_fd, I2C_SMBUS, &transfer) < 0) {
+  if (TransferByte(_bus_fd, read_write, static_cast<std::uint8_t>(reg % kPageSize), value) < 0) {
+    _held_up = errno == ETIMEDOUT || errno == EBUSY;
     logger_mgr::print(si5338L, kError, 0, "Si5338 register %d: %s failed: %s\n", reg,
                       read_write == I2C_SMBUS_READ ? "read" : "write", std::strerror(errno));
     return -1;
   }
-  value = data.byte;
   return 0;
 }
 

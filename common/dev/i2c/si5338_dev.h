@@ -49,6 +49,8 @@ class SI5338Dev : public I2cDev {
   /// Gives the chip a new plan. A step that fails leaves the outputs off, until a later call gets
   /// through; so does a loop that has not locked 25 ms after its reset.
   int WriteRegStruct(std::span<const Reg_Data> rows);
+  /// The sequence has failed because the bus did not come back in time: no use in another.
+  bool IsHeldUp() const { return _held_up; }
   /// Writes the frequency step of MultiSynth 0, registers 123 to 144, and nothing else.
   int WriteMs0FidpReg(std::span<const Reg_Data> rows);
 
@@ -61,6 +63,7 @@ class SI5338Dev : public I2cDev {
   bool CopyCalibration();
 
   int _bus_fd = -1;
+  bool _held_up = false;
   std::array<std::uint8_t, kRegisters> _reg_image{};
 };
 

@@ -1,5 +1,6 @@
 // How the settings reach the hardware, and in which order.
 #include <cerrno>
+#include <chrono>
 #include <utility>
 
 #include "common/dev/fpga/waveform_source.h"
@@ -7,6 +8,7 @@
 #include "common/dev/sclk/clock_registers.h"
 #include "common/dev/sclk/spclk_dev.h"
 #include "common/log/logger_mgr.h"
+#include "platform/backend.h"
 
 namespace Dev {
 
@@ -18,6 +20,7 @@ using Logger::spclkL;
 namespace {
 
 constexpr int kLockTries = 500;
+constexpr auto kLockTime = std::chrono::seconds(3);  // the host waits
 
 int Fail(int error, const char* text) {
   logger_mgr::print(spclkL, kError, 0, "%s", text);
@@ -35,8 +38,13 @@ int SpclkDev::WriteSteps(const RegTable& table) {
 }
 
 int SpclkDev::ProgramChip(const RegTable& table) {
-  for (int i = 0; i < kLockTries; ++i) {
-    if (Si5338WriteRegStruct(table) < 0) continue;
+  platform::Clock& clock = platform::Machine().Clock();
+  const auto until = clock.Monotonic() + kLockTime;
+  for (int i = 0; i < kLockTries && clock.Monotonic() < until; ++i) {
+    if (Si5338WriteRegStruct(table) < 0) {
+      if (_si5338->IsHeldUp()) break;
+      continue;
+    }
     logger_mgr::print(spclkL, kInfo, 0, "%s.%d Achieved PLL lock on iteration %d\n", __func__,
                       __LINE__, i);
     return 0;

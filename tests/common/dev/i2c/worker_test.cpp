@@ -320,6 +320,26 @@ TEST(Requests, AreServedBetweenTwoDevicesOfAScan) {
   EXPECT_EQ(order, (Log{"first", "request", "second"}));
 }
 
+TEST(Requests, AreGivenUpWhileATransferDoesNotComeBack) {
+  Board board;
+  platform::Semaphore lifted;
+  std::atomic<int> requests = 0;
+  AddTestDev(1, 999, true).request = [&](char*) {
+    if (++requests == 1) lifted.Wait();
+    return 3;
+  };
+  WatchedWkr worker;
+  ASSERT_EQ(worker.Start(), 0);
+  I2cReq req = RequestTo(1);
+  EXPECT_EQ(worker.InstI2cReq(&req), -1);
+  EXPECT_EQ(worker.InstI2cReq(&req), -1);
+  EXPECT_EQ(requests, 1);
+  lifted.Post();
+  while (worker.InstI2cReq(&req) < 0) std::this_thread::yield();
+  EXPECT_EQ(req._status, 3);
+  worker.EndThread();
+}
+
 TEST(Requests, AreGivenBackWhenTheWorkerEnds) {
   Board board;
   platform::Semaphore posted;

@@ -1,0 +1,39 @@
+// The last word of a dying daemon: ALLOK goes down, so that no other module lets a voltage stand
+// that nobody watches any more.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <mutex>
+
+#include "platform/prepared_ioctl.h"
+
+namespace Dev {
+
+class AllokDrop {
+ public:
+  AllokDrop() = default;
+  ~AllokDrop();
+  AllokDrop(const AllokDrop&) = delete;
+  AllokDrop& operator=(const AllokDrop&) = delete;
+
+  /// A write of `value` to the register at `offset` is what drops the line from now on. On a
+  /// descriptor of its own, so that a request that is wedged does not stand in the way. -1 when it
+  /// cannot be had. Threads: any.
+  int Prepare(int offset, unsigned value);
+  /// Makes the write; nothing before the first Prepare. Async-signal-safe.
+  void Send() const;
+
+ private:
+  std::mutex mutex_;  ///< guards the next two
+  int fd_ = -1;
+  std::size_t next_ = 0;
+  // the one that a handler may be sending is not written: values change seldom
+  std::array<platform::PreparedIoctl, 4> slots_;
+  std::atomic<platform::PreparedIoctl*> ready_{nullptr};
+};
+
+/// Of the process.
+AllokDrop& TheAllokDrop();
+
+}  // namespace Dev

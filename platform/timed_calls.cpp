@@ -1,0 +1,122 @@
+#include "platform/timed_calls.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <deque>
+#include <optional>
+#include <system_error>
+
+namespace platform {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr int kShareBesideALateCall = 10;
+// Waking a thread costs more than a short request, so both sides look for each other a while.
+constexpr int kLooks = 100;
+
+thread_local std::optional<SteadyClock::time_point> budget_end;
+
+template <class Sign>
+void LookFor(Sign sign) {
+  for (int i = 0; i < kLooks && !sign(); ++i) std::this_thread::yield();
+}
+
+}  // namespace
+
+struct TimedCalls::Job {
+  std::function<int()> call;
+  std::atomic<bool> done{false};
+  int result = 0;
+  bool late = false;  ///< its caller has left
+};
+
+/// Outlives the object as long as a call is late.
+struct TimedCalls::Shared {
+  explicit Shared(std::size_t its_most) : most(its_most) {}
+
+  const std::size_t most;
+  std::mutex mutex;  ///< guards the fields below and those of jobs, but for `done`
+  std::condition_variable due;
+  std::condition_variable done;
+  std::deque<std::shared_ptr<Job>> jobs;
+  std::size_t threads = 0;
+  std::size_t busy = 0;  ///< threads that have a job, and jobs that wait for one
+  std::size_t late = 0;
+  std::atomic<std::size_t> waiting_jobs{0};
+  bool ended = false;
+
+  void Work();
+};
+
+void TimedCalls::Shared::Work() {
+  std::unique_lock lock(mutex);
+  for (;;) {
+    due.wait(lock, [this] { return ended || !jobs.empty(); });
+    if (jobs.empty()) break;
+    const std::shared_ptr<Job> job = std::move(jobs.front());
+    jobs.pop_front();
+    --waiting_jobs;
+    lock.unlock();
+    const int result = job->call();
+    lock.lock();
+    job->call = nullptr;
+    job->result = result;
+    job->done = true;
+    --busy;
+    if (job->late) --late;
+    done.notify_all();
+    lock.unlock();
+    LookFor([this] { return waiting_jobs != 0; });
+    lock.lock();
+  }
+  --threads;
+}
+
+TimedCalls::TimedCalls(std::size_t most) : shared_(std::make_shared<Shared>(most)) {}
+
+TimedCalls::~TimedCalls() {
+  const std::lock_guard lock(shared_->mutex);
+  shared_->ended = true;
+  shared_->due.notify_all();
+}
+
+int TimedCalls::Run(Nanoseconds limit, std::function<int()> call) {
+  limit = TimeBudget::Left(limit);
+  if (limit <= Nanoseconds::zero()) return -ETIMEDOUT;
+  const auto job = std::make_shared<Job>();
+  job->call = std::move(call);
+  Shared& shared = *shared_;
+  std::unique_lock lock(shared.mutex);
+  if (shared.busy >= shared.most) return -EBUSY;
+  if (shared.busy == shared.threads) {
+    try {
+      std::thread([its = shared_] { its->Work(); }).detach();
+    } catch (const std::system_error&) {
+      return -EAGAIN;
+    }
+    ++shared.threads;
+  }
+  if (shared.late != 0) limit /= kShareBesideALateCall;
+  shared.jobs.push_back(job);
+  ++shared.busy;
+  ++shared.waiting_jobs;
+  shared.due.notify_one();
+  lock.unlock();
+  LookFor([&] { return job->done.load(); });
+  lock.lock();
+  if (shared.done.wait_for(lock, limit, [&] { return job->done.load(); })) return job->result;
+  job->late = true;
+  ++shared.late;
+  return -ETIMEDOUT;
+}
+
+TimeBudget::TimeBudget(Nanoseconds limit) { budget_end = SteadyClock::now() + limit; }
+TimeBudget::~TimeBudget() { budget_end.reset(); }
+
+Nanoseconds TimeBudget::Left(Nanoseconds limit) {
+  if (!budget_end) return limit;
+  return std::min(limit, Nanoseconds(*budget_end - SteadyClock::now()));
+}
+
+}  // namespace platform
