@@ -112,6 +112,48 @@ TEST_F(Recovery, LeavesAloneWhatTheHostBeginsMeanwhile) {
   EXPECT_TRUE(ghmp->GetConsumerFlag());
 }
 
+// Nobody can say that the output is down, so the others stop until a host takes over.
+TEST_F(Recovery, DropsAllokWithoutAProof) {
+  SetUpTest();
+  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  ASSERT_EQ(fpga->ClearALLOK(), 0);
+  fpga->SetLinks({.fast_filter = [](Dev::FastReading, int) { return std::optional(1000.0); }});
+  manager.RecoverMos();
+  Mos::AllokCB(&manager);
+  EXPECT_EQ(fpga->GetALLOKOut(), 0);
+  EXPECT_FALSE(ghmp->testStart);
+  Send(0x37, Msg::HmpEndRowReq{});
+  SetUpTest();
+  EXPECT_NE(fpga->GetALLOKOut(), 0);
+  Mos::AllokCB(&manager);
+  EXPECT_EQ(Errors(), std::vector<int>{});
+}
+
+TEST_F(Recovery, MakesSafeBesideARequestThatHangs) {
+  SetUpTest();
+  Mos::MeasMgr::startflag = true;
+  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  ASSERT_EQ(fpga->ClearALLOK(), 0);
+  EXPECT_EQ(Send(0x27, Msg::HmpPauseTestReq{}), 6);
+  std::atomic<bool> hangs = false;
+  fpga->SetLinks({.fast_filter = [&](Dev::FastReading, int) {
+    if (!hangs.exchange(true)) {
+      for (int i = 0; i < 20000 && fpga->GetALLOKOut() != 0; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      }
+    }
+    return std::optional(1000.0);
+  }});
+  {
+    const std::jthread host([this] { Send(0x06, Msg::HmpTestRsltReq{}); });
+    while (!hangs) std::this_thread::yield();
+    clock.Advance(seconds(9));
+    manager.MessageMonitor();
+  }
+  EXPECT_EQ(fpga->GetALLOKOut(), 0);
+  EXPECT_FALSE(ghmp->testStart);
+}
+
 TEST_F(Recovery, TheVoltageIsWatchedFromStartToStop) {
   SetUpTest();
   EXPECT_FALSE(Mos::testmonitor.IsTimerAlive());
