@@ -57,7 +57,7 @@ std::optional<std::string> AddressOfInterface() {
 }  // namespace
 
 int BoardBackend::Open(const char* path, int flags, mode_t mode) {
-  return ::open(path, flags, mode);
+  return ::open(path, flags | O_CLOEXEC, mode);
 }
 int BoardBackend::Close(int fd) { return ::close(fd); }
 ssize_t BoardBackend::Read(int fd, void* data, size_t size) { return ::read(fd, data, size); }

@@ -104,6 +104,13 @@ void FakeClock::AdvanceTo(Nanoseconds monotonic) {
   changed_.notify_all();
 }
 
+void FakeClock::Spend(Nanoseconds duration) {
+  const std::lock_guard lock(mutex_);
+  now_ += duration;
+  for (FakeTicker* ticker : tickers_) ticker->next += duration;
+  changed_.notify_all();
+}
+
 void FakeClock::SetAutoAdvance(bool on) {
   const std::lock_guard lock(mutex_);
   auto_advance_ = on;

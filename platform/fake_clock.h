@@ -31,6 +31,8 @@ class FakeClock final : public Clock {
   /// thread. Time stands at a tick's own time while it runs. A target in the past does nothing.
   void AdvanceTo(Nanoseconds monotonic);
   void Advance(Nanoseconds duration) { AdvanceTo(Monotonic() + duration); }
+  /// Moves time forward as a computation does that no tick interrupts: ticks come that much later.
+  void Spend(Nanoseconds duration);
   /// With true a sleep or doze moves time by itself and returns; timed waits still wait for
   /// Advance.
   void SetAutoAdvance(bool on);

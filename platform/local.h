@@ -9,7 +9,7 @@
 
 namespace platform {
 
-class LocalBackend final : public RootedBackend {
+class LocalBackend : public RootedBackend {
  public:
   /// `instrument` and `clock` must outlive the back end; `root` is a directory of the test's own.
   LocalBackend(Instrument& instrument, FakeClock& clock, const std::string& root)

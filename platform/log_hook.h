@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <cstdio>
 
 namespace platform {
 
@@ -36,6 +37,20 @@ class LogHook {
     std::va_list args;
     va_start(args, format);
     writer(level, format, args);
+    va_end(args);
+  }
+
+  /// An error that must be seen: on standard error when the log's level keeps it back.
+  [[gnu::format(printf, 2, 3)]] void Insist(const char* format, ...) const {
+    constexpr int kError = 3;
+    Writer writer = writer_.load(std::memory_order_acquire);
+    std::va_list args;
+    va_start(args, format);
+    if (writer != nullptr && Wants(kError)) {
+      writer(kError, format, args);
+    } else {
+      std::vfprintf(stderr, format, args);
+    }
     va_end(args);
   }
 

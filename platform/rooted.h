@@ -46,7 +46,7 @@ class RootedBackend : public Backend {
               PreparedIoctl& prepared) final;
   void* Mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset) final;
   int Munmap(void* address, size_t length) final;
-  std::string Path(std::string_view path) const final { return root_.Map(path); }
+  std::string Path(std::string_view path) const override { return root_.Map(path); }
   void SystemLog(const char* ident, int priority, const char* text) final;
 
  protected:

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "platform/guarded.h"
 #include "platform/real_clock.h"
 
 namespace platform {
@@ -96,7 +97,7 @@ bool KernelTicker::AddWorker() {
 void KernelTicker::RunWorker() {
   while (AwaitExpiry()) {
     LeaveWaiting();
-    tick_();
+    Guarded("a tick", tick_);
     const std::lock_guard lock(mutex_);
     ++waiting_;
   }

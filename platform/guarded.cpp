@@ -1,0 +1,28 @@
+#include "platform/guarded.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "platform/log_hook.h"
+
+namespace platform {
+namespace {
+
+// Without an exception it is a programming error, which is worth a core file.
+[[noreturn]] void EndWithSentence() {
+  if (!std::current_exception()) std::abort();
+  Guarded("this program, which ends now,",
+          [] { std::rethrow_exception(std::current_exception()); });
+  ::_exit(1);
+}
+
+}  // namespace
+
+void ReportEscaped(const char* name, const char* what) {
+  log_hook.Insist("%s failed: %s\n", name, what);
+}
+
+void EndOnUncaught() { std::set_terminate(EndWithSentence); }
+
+}  // namespace platform
