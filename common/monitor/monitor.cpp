@@ -9,6 +9,7 @@
 #include "common/log/eventlog.h"
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"
+#include "platform/guarded.h"
 
 using Logger::eventlog;
 using Logger::logger_mgr;
@@ -249,7 +250,7 @@ void monitor::Arm(std::uint64_t nanoseconds, int unit, Callback callback, void* 
   ++armed;
   completeintime = false;
   resettime = {};
-  cbstart = cbend = cbelapsed = {};
+  cbstart = cbend = {};
 }
 
 int monitor::AddTimer(int its_time, int unit, Callback callback, void* data) {
@@ -402,7 +403,7 @@ int monitor::MilliSecondCountDown() {
     logger_mgr::print(monitorL, Logger::kDebug, 0, "EXP:%s\n", name.c_str());
     counter = time;
     completeintime = false;
-    cbstart = cbend = cbelapsed = {};
+    cbstart = cbend = {};
     data.dataarr[1] = time;
     data.dataarr[2] = mID;
   }
@@ -424,33 +425,29 @@ void monitor::callercb() {
     callback = cb;
     data = cbdata;
   }
-  if (callback != nullptr) callback(data);
+  // setting the time of day must not look like a slow callback, or hide one
+  platform::Clock& clock = platform::Machine().Clock();
+  const platform::Nanoseconds began = clock.Monotonic();
+  if (callback != nullptr) platform::Guarded(name.c_str(), [&] { callback(data); });
+  const platform::Nanoseconds elapsed = clock.Monotonic() - began;
   const timespec end = Now();
-  CalcCBElapsed(start, end);
+  CalcCBElapsed(elapsed, start, end);
   std::lock_guard lock(monitorlock);
   cbend = end;
 }
 
-void monitor::CalcCBElapsed(const timespec& start, const timespec& end) {
-  timespec elapsed{end.tv_sec - start.tv_sec, end.tv_nsec - start.tv_nsec};
-  if (elapsed.tv_nsec < 0) {
-    --elapsed.tv_sec;
-    elapsed.tv_nsec += kNanosecondsPerSecond;
-  }
-  const bool in_time =
-      elapsed.tv_sec == 0 && static_cast<std::uint64_t>(elapsed.tv_nsec) < resolution;
-  {
-    std::lock_guard lock(monitorlock);
-    cbelapsed = elapsed;
-    completeintime = in_time;
-  }
-  if (in_time) return;
+void monitor::CalcCBElapsed(platform::Nanoseconds elapsed, const timespec& start,
+                            const timespec& end) {
+  completeintime = elapsed < kTick;
+  if (completeintime) return;
   CaptureNamed(Logger::MONITOR_VIOLATION);
   logger_mgr::print(
       monitorL, Logger::kWarning, 0,
       "monitor violation sec %lld nanos %ld start sec %lld nsec %ld end sec %lld nsec %ld\n",
-      static_cast<long long>(elapsed.tv_sec), elapsed.tv_nsec, static_cast<long long>(start.tv_sec),
-      start.tv_nsec, static_cast<long long>(end.tv_sec), end.tv_nsec);
+      static_cast<long long>(elapsed.count() / kNanosecondsPerSecond),
+      static_cast<long>(elapsed.count() % kNanosecondsPerSecond),
+      static_cast<long long>(start.tv_sec), start.tv_nsec, static_cast<long long>(end.tv_sec),
+      end.tv_nsec);
 }
 
 void monitor::CaptureNamed(int event) const {

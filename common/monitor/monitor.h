@@ -19,6 +19,8 @@
 #include <mutex>
 #include <string>
 
+#include "platform/clock.h"
+
 enum secs_t : int { SECSE = 0, MSECSE = 1, USECSE = 2, NSECSE = 3 };
 
 class monitor {
@@ -98,7 +100,7 @@ class monitor {
   unsigned TimesArmed() const;
   int MilliSecondCountDown();
   void callercb();
-  void CalcCBElapsed(const timespec& start, const timespec& end);
+  void CalcCBElapsed(platform::Nanoseconds elapsed, const timespec& start, const timespec& end);
   void CaptureNamed(int event) const;
   bool ServeExpired(Map::iterator& position);
 
@@ -119,5 +121,4 @@ class monitor {
   timeval resettime{};
   timespec cbstart{};
   timespec cbend{};
-  timespec cbelapsed{};
 };

@@ -39,14 +39,8 @@ class MonitorTest : public testing::Test {
   ~MonitorTest() override { monitor::End(); }
 
   void Tick(int count = 1) { clock.Advance(milliseconds(20) * count); }
-  // A callback that takes this long by the time of day, without a tick passing.
-  void Take(milliseconds duration) {
-    timespec now = clock.Realtime();
-    now.tv_nsec += std::chrono::nanoseconds(duration).count();
-    now.tv_sec += now.tv_nsec / 1000000000;
-    now.tv_nsec %= 1000000000;
-    clock.SetRealtime(now);
-  }
+  // A callback that takes this long, without a tick passing.
+  void Take(milliseconds duration) { clock.Spend(duration); }
 
   platform::MachineInPlace<> machine;
   platform::FakeClock& clock = machine.clock;
@@ -203,6 +197,42 @@ TEST_F(MonitorTest, ASlowCallbackEndsTheTicksWalk) {
   for (Probe* probe : {&first, &slow, &last}) probe->timer.StopTimer();
 }
 
+TEST_F(MonitorTest, SettingTheTimeOfDayMakesNoCallbackSlowAndHidesNone) {
+  Probe timer("timer");
+  const timespec day = clock.Realtime();
+  const struct {
+    const char* what;
+    time_t set;
+    int ms;
+    bool in_time;
+  } cases[] = {
+      {"forward", 3600, 0, true}, {"back", -3600, 0, true}, {"back and slow", -3600, 30, false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    timer.then = [&] {
+      Take(milliseconds(c.ms));
+      clock.SetRealtime({day.tv_sec + c.set, 0});
+    };
+    ASSERT_EQ(timer.Add(20, MSECSE), 0);
+    Tick();
+    EXPECT_EQ(timer.timer.CompletedInTime(), c.in_time);
+    timer.timer.StopTimer();
+  }
+}
+
+TEST_F(MonitorTest, ACallbackThatThrowsHarmsNobody) {
+  Probe bad("bad"), good("good");
+  bad.then = [] { throw std::bad_alloc(); };
+  for (Probe* probe : {&bad, &good}) ASSERT_EQ(probe->Add(20, MSECSE), 0);
+  testing::internal::CaptureStderr();
+  Tick(3);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              testing::HasSubstr("bad failed: std::bad_alloc"));
+  EXPECT_EQ(bad.calls, 3);
+  EXPECT_EQ(good.calls, 3);
+  for (Probe* probe : {&bad, &good}) probe->timer.StopTimer();
+}
+
 TEST_F(MonitorTest, ASlowAlarmIsTakenOutAtTheNextTick) {
   Probe alarm("alarm");
   alarm.then = [this] { Take(milliseconds(50)); };
@@ -239,7 +269,7 @@ TEST_F(MonitorTest, AnOkTimerHasATimerOfItsOwnAndCannotBeStopped) {
   ASSERT_EQ(ok.timer.AddOKTimer(100, MSECSE, Probe::Called, &ok), 0);
   EXPECT_EQ(ok.timer.StopTimer(), -1);
   EXPECT_FALSE(ok.timer.IsTimerAlive());
-  Tick(20);
+  Tick(20 * 6);  // twenty ticks, of which each takes five more
   EXPECT_EQ(ok.calls, 4);
   slow.timer.StopTimer();
 }
