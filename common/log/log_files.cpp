@@ -4,12 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <string_view>
 #include <vector>
 
 #include "platform/backend.h"
-#include "platform/unique_fd.h"
+#include "platform/output_file.h"
 
 namespace Logger {
 namespace {
@@ -17,18 +18,6 @@ namespace {
 using platform::UniqueFd;
 
 constexpr std::size_t kCopyBytes = std::size_t{64} * 1024;
-constexpr mode_t kMode = 0644;
-
-// Not blocking: the name of a pipe must not hold up the log.
-UniqueFd OpenToRead(const std::string& path) {
-  return UniqueFd(
-      ::open(platform::Machine().Path(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-}
-
-UniqueFd OpenToWrite(const std::string& path, int flags) {
-  return UniqueFd(::open(platform::Machine().Path(path).c_str(),
-                         O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | flags, kMode));
-}
 
 bool WriteWhole(int fd, std::string_view text) {
   while (!text.empty()) {
@@ -40,12 +29,13 @@ bool WriteWhole(int fd, std::string_view text) {
   return true;
 }
 
-// From the start of `from` to the position of `to`.
-bool CopyBytes(int from, int to) {
+// To the position of `to`.
+bool CopyBytes(const Extent& from, int to) {
   std::vector<char> buffer(kCopyBytes);
-  off_t position = 0;
+  off_t position = from.begin;
   for (;;) {
-    const ssize_t n = ::pread(from, buffer.data(), buffer.size(), position);
+    const off_t wanted = std::min(from.end - position, static_cast<off_t>(kCopyBytes));
+    const ssize_t n = ::pread(from.fd, buffer.data(), static_cast<std::size_t>(wanted), position);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) return n == 0;
     if (!WriteWhole(to, {buffer.data(), static_cast<std::size_t>(n)})) return false;
@@ -66,25 +56,28 @@ int Undo(const std::string& path) {
 
 }  // namespace
 
-int FileCopy(int from, const std::string& to) {
-  UniqueFd target = OpenToWrite(to, O_TRUNC);
+UniqueFd OpenToRead(const std::string& path) {
+  return UniqueFd(
+      ::open(platform::Machine().Path(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+}
+
+int FileCopy(const Extent& from, const std::string& to) {
+  UniqueFd target = platform::OpenToWrite(to, O_WRONLY | O_CREAT | O_TRUNC);
   if (!target) return -1;
   if (!CopyBytes(from, target.Get()) || !Close(target)) return Undo(to);
   return 0;
 }
 
-int FileCopy(const std::string& from, const std::string& to) {
-  const UniqueFd source = OpenToRead(from);
-  return source ? FileCopy(source.Get(), to) : -1;
-}
-
 int CatTwoFiles(const std::string& from, const std::string& to) {
   const UniqueFd source = OpenToRead(from);
-  if (!source) return -1;
-  UniqueFd target = OpenToWrite(to, O_APPEND);
+  return source ? CatTwoFiles(Extent{source.Get()}, to) : -1;
+}
+
+int CatTwoFiles(const Extent& from, const std::string& to) {
+  const UniqueFd target = platform::OpenToWrite(to, O_WRONLY | O_CREAT | O_APPEND);
   struct stat before {};
   if (!target || ::fstat(target.Get(), &before) != 0) return -1;
-  if (CopyBytes(source.Get(), target.Get()) && ::fsync(target.Get()) == 0) return 0;
+  if (CopyBytes(from, target.Get()) && ::fsync(target.Get()) == 0) return 0;
   const int error = errno;
   if (::ftruncate(target.Get(), before.st_size) != 0) return -1;
   errno = error;
@@ -119,7 +112,7 @@ std::optional<std::string> ReadText(const std::string& path, std::size_t limit) 
 }
 
 int WriteText(const std::string& path, const std::string& text) {
-  UniqueFd fd = OpenToWrite(path, O_TRUNC);
+  UniqueFd fd = platform::OpenToWrite(path, O_WRONLY | O_CREAT | O_TRUNC);
   return fd && WriteWhole(fd.Get(), text) && Close(fd) ? 0 : -1;
 }
 

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -11,8 +12,10 @@
 
 #include "common/log/build_info.h"
 #include "common/log/log_files.h"
+#include "common/log/log_shares.h"
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"
+#include "platform/output_file.h"
 
 namespace Logger {
 namespace {
@@ -24,9 +27,6 @@ constexpr char _stagingdir[] = "/staging/";
 constexpr mode_t kLogMode = 0755;
 /// Checks, one in 100 calls of print, that pass before something that failed is tried again.
 constexpr int kRetryChecks = 10;
-
-/// Where each module finds the files of the others, by module id.
-constexpr std::array kMounts = {"/mnt/main", "/mnt/meas", "/mnt/src"};
 
 struct Daemon {
   std::string_view name;
@@ -55,15 +55,6 @@ std::string RingPath(const Daemon& daemon, int module) {
   const std::string here =
       daemon.module == module ? "" : kMounts[static_cast<std::size_t>(daemon.module)];
   return here + kBackupDirectory + daemon.log;
-}
-
-/// The roots that hold a copy of the ring: this module's own and the mounts of the others.
-std::vector<std::string> Places(int module) {
-  std::vector<std::string> places = {""};
-  for (std::size_t other = 0; other < kMounts.size(); ++other) {
-    if (static_cast<int>(other) != module) places.emplace_back(kMounts[other]);
-  }
-  return places;
 }
 
 std::int64_t FileSize(const std::string& path) {
@@ -125,6 +116,7 @@ bool logger_mgr::ClaimRotation(int force, std::int64_t& live, int& error) {
 
 void logger_mgr::ReleaseClaim() {
   std::lock_guard lock(log_mutex_);
+  swapping_ = false;
   back_off_ = kRetryChecks;
   _rotationEnable = 1;
 }
@@ -136,14 +128,15 @@ int logger_mgr::RotateLogFile(int flags, int force) {
   return result;
 }
 
-// Memory is what the live log uses: where nothing takes it, its lines are lost rather than the
-// instrument.
+// Memory is what the live log uses, and the old one until it is in staging: where nothing takes
+// them, lines are lost rather than the instrument.
 void logger_mgr::BoundLiveLog() {
   struct stat status {};
   {
     std::lock_guard lock(log_mutex_);
     if (!rotates_ || swapping_ || ::fstat(_logfd, &status) != 0) return;
-    if (status.st_size < _maxlogsize || ::ftruncate(_logfd, 0) != 0) return;
+    const std::int64_t limit = std::max(_maxlogsize - waiting_bytes_, _maxlogsize / 4);
+    if (status.st_size < limit || ::ftruncate(_logfd, 0) != 0) return;
     ::lseek(_logfd, 0, SEEK_SET);
   }
   Complain("Logger: dropped %lld bytes of the log, which could not be rotated\n",
@@ -160,19 +153,16 @@ int logger_mgr::Rotate(int flags, int force) {
     return -1;
   }
   print(mainL, kNotice, 0, "Logger: Force Rotate %d\n", force);
-  const int next = _rotationNext;
-  NameRotation(live);
-  if (const int result = SwapLog(flags); result < 0) {
-    _rotationNext = next;
+  if (!SwapLog(flags)) {
+    print(mainL, kError, 0, "logfile open error %s \n", std::strerror(errno));
     ReleaseClaim();
-    return result;
+    return -1;
   }
-  print(mainL, kNotice, 0, "staging done\n");
   LogDateMarker(kWarning);
   const int number = _rotationCount + 1;
   if (!QueueBackup()) {
     print(mainL, kError, 0, "Logger: %s COULD NOT QUEUE IN PTHREAD TO LOG THE FILE logname %s \n",
-          __func__, rotation_.modified.c_str());
+          __func__, _logfile.c_str());
     BackupLater();
   }
   print(mainL, kNotice, 0, "LOG ROTATION #%d, File size copied %d\n", number,
@@ -181,9 +171,45 @@ int logger_mgr::Rotate(int flags, int force) {
   return 0;
 }
 
+// The fresh log takes the name; of the old one the descriptor is left, which is copied later and
+// elsewhere: a slow disk must hold nobody who prints. What fails leaves the log as it is.
+bool logger_mgr::SwapLog(int flags) {
+  const auto& machine = platform::Machine();
+  const std::string fresh_name = _logfile + ".new";
+  platform::UniqueFd fresh = platform::OpenToWrite(fresh_name, flags, kLogMode);
+  platform::UniqueFd old(::fcntl(_logfd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  const std::string fresh_path = machine.Path(fresh_name);
+  if (!fresh || !old || ::rename(fresh_path.c_str(), machine.Path(_logfile).c_str()) != 0) {
+    const int error = errno;
+    ::unlink(fresh_path.c_str());
+    errno = error;
+    return false;
+  }
+  std::lock_guard lock(log_mutex_);
+  swapping_ = false;
+  back_off_ = 0;
+  for (int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    const int got = ::dup2(fresh.Get(), standard);
+    if (got < 0) {
+      PrintLocked(mainL, kError, "Logger: dup2(%d) error: %s\n", standard, std::strerror(errno));
+    } else if (got != standard) {
+      PrintLocked(mainL, kWarning, "Logger: dup(%d) warning: %d differs from %d\n", fresh.Get(),
+                  got, standard);
+    }
+  }
+  // The standard descriptors are the fresh log by now, also when the old one was one of them.
+  const int previous = std::exchange(_logfd, fresh.Release());
+  if (previous > STDERR_FILENO) ::close(previous);
+  rotation_ = RotationRecord();
+  rotation_.logger = this;
+  rotation_.old = std::move(old);
+  struct stat status {};
+  waiting_bytes_ = ::fstat(rotation_.old.Get(), &status) == 0 ? status.st_size : 0;
+  return true;
+}
+
 // Chooses the ring's file: the newest one as long as it has room for this log, else the next.
-void logger_mgr::NameRotation(std::int64_t live) {
-  _modifiedlogname.clear();
+void logger_mgr::NameRotation(std::int64_t size) {
   _bootlogname.clear();
   if (_rotationCount == 0) {
     _rotationNext = ReadNumbers(_rotationNumberFileName).value_or(RotationNumbers{}).next;
@@ -192,59 +218,42 @@ void logger_mgr::NameRotation(std::int64_t live) {
   }
   _rotationCurrent = RingBefore(_rotationNext);
   const std::string newest = kBackupDirectory + RingName(_rotationNamePtr, _rotationCurrent);
-  std::int64_t size = FileSize(newest);
-  if (size < 0) {
+  std::int64_t newest_size = FileSize(newest);
+  if (newest_size < 0) {
     print(mainL, kWarning, 0, "stat error path %s error %s\n", newest.c_str(),
           std::strerror(errno));
-    size = kRingFileBytes;
+    newest_size = kRingFileBytes;
   }
-  _append = live + size < kRingFileBytes ? 1 : 0;
-  if (_append != 0) {
-    _modifiedlogname = RingName(_rotationNamePtr, _rotationCurrent);
-    _rotationNext = RingBefore(_rotationNext);  // the completion steps forward again
-  } else {
-    _modifiedlogname = RingName(_rotationNamePtr, _rotationNext);
-  }
+  _append = size + newest_size < kRingFileBytes ? 1 : 0;
+  _modifiedlogname = RingName(_rotationNamePtr, _append != 0 ? _rotationCurrent : _rotationNext);
   _copytostaging = _stagingdir + _modifiedlogname;
-  rotation_.logger = this;
-  rotation_.modified = _modifiedlogname;
-  rotation_.boot = _bootlogname;
-  rotation_.append = _append != 0;
 }
 
-// The copy and the truncation are one step for everybody who prints. What fails before the log has
-// been opened anew leaves it as it is. Returns the new descriptor or the failure.
-int logger_mgr::SwapLog(int flags) {
-  auto& machine = platform::Machine();
-  std::lock_guard lock(log_mutex_);
-  swapping_ = false;
-  ::fsync(_logfd);
-  // From the descriptor: the lines count, even when somebody has removed the name.
-  if (FileCopy(_logfd, _copytostaging) != 0) {
-    PrintLocked(mainL, kError, "Logger: cannot copy the log to %s: %s\n", _copytostaging.c_str(),
-                std::strerror(errno));
-    return -1;
+// False when the old log still waits in memory.
+bool logger_mgr::StageLog() {
+  RotationRecord& record = rotation_;
+  if (!record.old) return true;
+  NameRotation(waiting_bytes_);
+  if (FileCopy(Extent{record.old.Get()}, _copytostaging) != 0) {
+    print(mainL, kError, 0, "Logger: cannot copy the log to %s: %s\n", _copytostaging.c_str(),
+          std::strerror(errno));
+    return false;
   }
-  const int fresh = ::open(machine.Path(_logfile).c_str(), flags, kLogMode);
-  if (fresh < 0) {
-    PrintLocked(mainL, kError, "logfile open error %s \n", std::strerror(errno));
-    ::unlink(machine.Path(_copytostaging).c_str());
-    return fresh;
+  // the completion steps forward again
+  if (_append != 0) _rotationNext = RingBefore(_rotationNext);
+  record.log.ring = kBackupDirectory + _modifiedlogname;
+  record.log.append = _append != 0;
+  if (!_bootlogname.empty()) record.log.boot = kBackupDirectory + _bootlogname;
+  record.log.number_file = _rotationNumberFileName;
+  record.log.numbers = FormatNumberFile({_rotationAtBoot, RingAfter(_rotationNext)}, _rotationCount,
+                                        kBackupDirectory, _rotationNamePtr);
+  {
+    std::lock_guard lock(log_mutex_);
+    record.old.Reset();
+    waiting_bytes_ = 0;
   }
-  for (int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    const int got = ::dup2(fresh, standard);
-    if (got < 0) {
-      PrintLocked(mainL, kError, "Logger: dup2(%d) error: %s\n", standard, std::strerror(errno));
-    } else if (got != standard) {
-      PrintLocked(mainL, kWarning, "Logger: dup(%d) warning: %d differs from %d\n", fresh, got,
-                  standard);
-    }
-  }
-  // The standard descriptors are the fresh log by now, also when the old one was one of them.
-  const int old = std::exchange(_logfd, fresh);
-  if (old > STDERR_FILENO) ::close(old);
-  back_off_ = 0;
-  return fresh;
+  print(mainL, kNotice, 0, "staging done\n");
+  return true;
 }
 
 bool logger_mgr::QueueBackup() {
@@ -269,52 +278,59 @@ void logger_mgr::RetryBackup() {
   }
   if (QueueBackup()) return;
   print(mainL, kError, 0, "COULD NOT QUEUE IN PTHREAD TO LOG THE FILE logname %s \n",
-        rotation_.modified.c_str());
+        _logfile.c_str());
   BackupLater();
 }
 
+// The ring first. The shares get theirs from there, on threads of their own, while the log may be
+// rotated again.
 int logger_mgr::BackupLogfile(void* data) {
-  const auto& record = *static_cast<RotationRecord*>(data);
+  auto& record = *static_cast<RotationRecord*>(data);
   logger_mgr& logger = *record.logger;
-  const auto places = Places(logger._module);
-  const std::string staged = _stagingdir + record.modified;
-  if (!logger.StoreStaged(record, places) && !logger.LogIsFull()) {
+  if (!logger.StageLog() || (!logger.StoreStaged(record) && !logger.LogIsFull())) {
     // Kept until some place takes it: the live log goes on growing up to its limit.
     logger.BackupLater();
     return -1;
   }
+  const std::string& staged = logger._copytostaging;
   if (::unlink(platform::Machine().Path(staged).c_str()) != 0) {
     print(mainL, kError, 0, "unlink err in %s.%d, path %s, error %s\n", __func__, __LINE__,
           staged.c_str(), std::strerror(errno));
   }
-  logger.WriteRotationNumberFile(places);
+  StoreNumbers("", record.log);
   logger.RotationComplete();
   return 0;
 }
 
 // True when at least one place has the log.
-bool logger_mgr::StoreStaged(const RotationRecord& record,
-                             const std::vector<std::string>& places) const {
-  const std::string staged = _stagingdir + record.modified;
-  const auto tell = [&](const std::string& target, int result) {
-    if (result == 0) return true;
-    print(mainL, kWarning, 0, "Logger: cannot store %s: %s\n", target.c_str(),
-          std::strerror(errno));
-    return false;
-  };
-  bool stored = false;
-  for (const std::string& place : places) {
-    const std::string directory = place + kBackupDirectory;
-    const std::string target = directory + record.modified;
-    const bool done =
-        tell(target, record.append ? CatTwoFiles(staged, target) : FileCopy(staged, target));
-    stored = stored || done;
-    if (!record.boot.empty()) {
-      const std::string boot = directory + record.boot;
-      tell(boot, FileCopy(staged, boot));
-    }
+bool logger_mgr::StoreStaged(RotationRecord& record) const {
+  platform::UniqueFd staged = OpenToRead(_copytostaging);
+  const bool stored = StoreLog(Extent{staged.Get()}, "", record.log);
+  if (record.on_a_share == nullptr) {
+    record.on_a_share = std::make_shared<std::atomic<bool>>(false);
+    SendToShares(record, std::move(staged), stored);
   }
-  return stored;
+  return stored || *record.on_a_share;
+}
+
+// What the ring has got is read from there: a share that hangs must not keep what is staged.
+void logger_mgr::SendToShares(const RotationRecord& record, platform::UniqueFd staged,
+                              bool in_ring) const {
+  struct stat status {};
+  ::fstat(staged.Get(), &status);
+  Extent from{staged.Get(), 0, status.st_size};
+  platform::UniqueFd file = std::move(staged);
+  if (in_ring) {
+    file = OpenToRead(record.log.ring);
+    from.fd = file.Get();
+    if (record.log.append) from.end = FileSize(record.log.ring);
+    from.begin = from.end - status.st_size;
+  }
+  const auto shared = std::make_shared<const platform::UniqueFd>(std::move(file));
+  for (std::size_t module = 0; module < kMounts.size(); ++module) {
+    if (static_cast<int>(module) == _module) continue;
+    ShareOf(module).Post({shared, from, record.log, record.on_a_share});
+  }
 }
 
 // Early enough for a rotation of the live log before its lines would be dropped.
@@ -322,16 +338,6 @@ bool logger_mgr::LogIsFull() const {
   std::lock_guard lock(log_mutex_);
   struct stat status {};
   return ::fstat(_logfd, &status) == 0 && status.st_size >= _maxlogsize / 4 * 3;
-}
-
-void logger_mgr::WriteRotationNumberFile(const std::vector<std::string>& places) const {
-  const std::string text = FormatNumberFile({_rotationAtBoot, RingAfter(_rotationNext)},
-                                            _rotationCount, kBackupDirectory, _rotationNamePtr);
-  for (const std::string& place : places) {
-    if (WriteText(place + _rotationNumberFileName, text) != 0) {
-      print(mainL, place.empty() ? kError : kWarning, 0, "open error %s\n", std::strerror(errno));
-    }
-  }
 }
 
 void logger_mgr::RotationComplete() {

@@ -56,11 +56,6 @@ class KeepErrno {
 
 bool ValidModule(int module) { return module > 0 && module < maxlogL; }
 
-// Not blocking: the name of a pipe must not hold up the log.
-int OpenConfig(const std::string& path) {
-  return ::open(platform::Machine().Path(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-}
-
 bool ModificationTime(int fd, std::int64_t& nanoseconds) {
   struct stat status {};
   if (::fstat(fd, &status) != 0) return false;
@@ -259,7 +254,7 @@ int logger_mgr::Init(const char* configfile, int module, int logfd, const char* 
     rotates_ = own_file && result == 0;
     _rotationEnable = 1;
   }
-  platform::UniqueFd config(OpenConfig(_configfile));
+  const platform::UniqueFd config = OpenToRead(_configfile);
   std::int64_t time = 0;
   if (!config) {
     Complain("logconfig open error :%s:%s \n", configfile, std::strerror(errno));
@@ -329,6 +324,7 @@ void logger_mgr::LogDateMarker(int level) {
 }
 
 int logger_mgr::CheckUpdate() {
+  BoundLiveLog();  // also while no thread prints enough for a check
   // A log collection takes minutes; the ticks that fall due meanwhile have nothing to add.
   std::unique_lock updating(update_mutex_, std::try_to_lock);
   if (!updating) return 0;
@@ -352,7 +348,7 @@ int logger_mgr::CheckUpdate() {
 }
 
 void logger_mgr::CheckConfig() {
-  const platform::UniqueFd config(OpenConfig(_configfile));
+  const platform::UniqueFd config = OpenToRead(_configfile);
   if (!config) {
     print(mainL, kError, 0, "Logger: %s Log configfile open error %s:%s \n", __func__,
           _configfile.c_str(), std::strerror(errno));

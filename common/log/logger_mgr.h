@@ -9,7 +9,8 @@
 // has grown past its limit, or when told to, it is rotated into a ring of 20 numbered files on the
 // SD card and on the mounts of the two other modules:
 //
-//   live log --(copy under the lock, truncate)--> /staging/ --(background queue)--> ring, mounts
+//   live log --(swap of descriptors)--> old log --(background queue)--> /staging/, ring
+//                                                ring --(a thread a share)--> mounts
 //
 // Levels come from a configuration file, which is read again whenever it becomes newer.
 // Errors: what fails here is told in the log and leaves the daemon running.
@@ -22,13 +23,15 @@
 #include <cstdarg>
 #include <cstdint>
 #include <ctime>
+#include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "common/log/log_config.h"
 #include "common/log/log_modules.h"
+#include "common/log/log_shares.h"
 #include "common/log/number_file.h"
+#include "platform/unique_fd.h"
 
 namespace Logger {
 
@@ -77,7 +80,7 @@ class logger_mgr {
   /// the configuration cannot be had or `logfile` names no log; all else works even then, and the
   /// configuration is taken up as soon as it is there.
   int Init(const char* configfile, int module, int logfd, const char* logfile, int maxlogsize);
-  /// Until there is a queue, a rotated log waits in the staging directory.
+  /// Until there is a queue, a rotated log waits in memory.
   void SetBackgroundQueue(BackgroundQueue queue) { background_queue_ = queue; }
   void SetNetworkDrives(const NetworkDrives& drives);
   /// The main module only: tells the other modules to rotate.
@@ -94,9 +97,9 @@ class logger_mgr {
   // --- Rotation (log_rotation.cpp) ---
 
   /// Starts a rotation when the log is over its limit or `force` is not 0; `flags` open the fresh
-  /// log. While the backup of the one before is under way nothing happens. 0, or -1 when the log
-  /// could not be copied or opened: then nothing has been cut off, and it is tried again later. A
-  /// log that has reached its limit all the same is emptied, which is its first line then.
+  /// log. While the backup of the one before is under way nothing happens. 0, or -1 when the fresh
+  /// log could not be opened: then nothing has been cut off, and it is tried again later. A log
+  /// that has reached its limit all the same is emptied, which is its first line then.
   int RotateLogFile(int flags, int force);
   /// Ends a rotation: the next number is due.
   void RotationComplete();
@@ -116,10 +119,10 @@ class logger_mgr {
   // What the background work needs to know of one rotation.
   struct RotationRecord {
     logger_mgr* logger = nullptr;
-    std::string modified;  // name in the ring
-    std::string boot;      // name of the copy of the boot's first log, or empty
-    bool append = false;   // onto the newest file of the ring
-    int retries = 0;       // checks until it is queued again; guarded by log_mutex_
+    platform::UniqueFd old;                         // the log until it has been staged
+    RotatedLog log;                                 // once it has been staged
+    std::shared_ptr<std::atomic<bool>> on_a_share;  // once it has been sent to the shares
+    int retries = 0;  // checks until it is queued again; guarded by log_mutex_
   };
 
   logger_mgr() = default;
@@ -143,15 +146,16 @@ class logger_mgr {
   void BoundLiveLog();
   bool ClaimRotation(int force, std::int64_t& live, int& error);
   void ReleaseClaim();
-  void NameRotation(std::int64_t live);
-  int SwapLog(int flags);
+  bool SwapLog(int flags);
+  void NameRotation(std::int64_t size);
+  bool StageLog();
   bool QueueBackup();
   void BackupLater();
   void RetryBackup();
   static int BackupLogfile(void* record);
-  bool StoreStaged(const RotationRecord& record, const std::vector<std::string>& places) const;
+  bool StoreStaged(RotationRecord& record) const;
+  void SendToShares(const RotationRecord& record, platform::UniqueFd staged, bool in_ring) const;
   bool LogIsFull() const;
-  void WriteRotationNumberFile(const std::vector<std::string>& places) const;
 
   static std::array<std::atomic<int>, maxlogL> _verbose;
   static std::atomic<long> utc_offset_;  // seconds east of UTC, as of the last line
@@ -180,7 +184,8 @@ class logger_mgr {
   std::int64_t _rotateSize = kDefaultRotateSize;  // KiB
   int _rotationEnable = 0;                        // 1 while no rotation is under way
   int back_off_ = 0;                              // checks to let pass after a failure
-  bool swapping_ = false;                         // claimed by a thread that has not copied it yet
+  bool swapping_ = false;           // claimed by a thread that has not taken it away yet
+  std::int64_t waiting_bytes_ = 0;  // of the old log that still is in memory
 
   // Belongs to the rotation that is under way, whichever thread works on it:
   std::string _logfile;

@@ -15,6 +15,7 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -107,8 +108,13 @@ class LogTest : public testing::Test {
     logger.Init(kConfig, module, live, log, kMaxLogSize);
     logger.SetBackgroundQueue(Queue::Post);
     work(logger);
+    AwaitShares();
     std::fflush(nullptr);
     for (int fd = 0; fd < 3; ++fd) ::dup2(saved[static_cast<size_t>(fd)].Get(), fd);
+  }
+
+  static void AwaitShares() {
+    while (!Logger::SharesAreIdle()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 
   static void Say(const std::string& text) {
