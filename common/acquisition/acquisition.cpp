@@ -15,6 +15,7 @@
 #include "platform/backend.h"
 #include "platform/device_fd.h"
 #include "platform/fpga_driver.h"
+#include "platform/guarded.h"
 
 namespace acquisition {
 
@@ -87,9 +88,15 @@ int Acquisition::InitAcquisition() {
     return -1;
   }
   Machine().System(kClearOverflow);
-  producer_.Start();
-  snapshot_.Start();
-  consumer_.Start();
+  const bool started = platform::Guarded("InitAcquisition", [this] {
+    producer_.Start();
+    snapshot_.Start();
+    consumer_.Start();
+  });
+  if (!started) {
+    std::fprintf(stderr, "No threads for the acquisition\n");
+    return -1;
+  }
   g_initComplete = true;
   return 0;
 }

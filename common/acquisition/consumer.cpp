@@ -12,6 +12,7 @@
 #include "common/log/histogram.h"
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"
+#include "platform/guarded.h"
 
 namespace acquisition {
 
@@ -123,10 +124,10 @@ void Consumer::RunConsumer() {
       logger_mgr::print(acquisitionL, kDebug, 0, "Created the counters file %s\n", kCountersPath);
     }
     fsm_times.startInterval();
-    Notify();
+    platform::Guarded("RunConsumer", [this] { Notify(); });
     fsm_times.endInterval();
     counts_.Consumed();
-    CountBlocks();
+    platform::Guarded("RunConsumer", [this] { CountBlocks(); });
   }
 }
 

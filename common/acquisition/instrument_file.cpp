@@ -3,15 +3,22 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "platform/backend.h"
+#include "platform/output_file.h"
 
 namespace acquisition {
 
 platform::UniqueFd CreateInstrumentFile(const char* path, Writes writes) {
   const int sync = writes == Writes::kAtOnce ? O_SYNC : 0;
-  constexpr mode_t kMode = 0644;
-  return platform::UniqueFd(::open(platform::Machine().Path(path).c_str(),
-                                   O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC | sync, kMode));
+  const int flags = O_RDWR | O_CREAT | O_TRUNC | sync;
+  platform::UniqueFd fd = platform::OpenToWrite(path, flags);
+  // a link that somebody has left there must not keep the instrument from measuring
+  if (!fd && errno == ELOOP && ::unlink(platform::Machine().Path(path).c_str()) == 0) {
+    fd = platform::OpenToWrite(path, flags);
+  }
+  return fd;
 }
 
 bool ReplaceContents(int fd, const std::string& text) {

@@ -13,6 +13,7 @@
 #include "common/msg/major_codes.h"
 #include "platform/backend.h"
 #include "platform/fpga_driver.h"
+#include "platform/guarded.h"
 
 namespace acquisition {
 
@@ -89,7 +90,11 @@ void Producer::Halt() {
 void Producer::RunProducer() {
   Run run;
   while (AwaitRun(run)) {
-    while (g_running && run_number_ == run.number) Pass(run);
+    while (g_running && run_number_ == run.number) {
+      if (platform::Guarded("RunProducer", [&] { Pass(run); })) continue;
+      run.lost = true;  // nobody knows which blocks have been counted
+      PauseAfterFailure();
+    }
     watch_.Rest();
     logger_mgr::print(acquisitionL, kInfo, 0, "%s.%d: Acquisition stopped, exiting the loop\n",
                       __func__, __LINE__);

@@ -12,6 +12,7 @@
 #include "common/log/log_files.h"
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"
+#include "platform/guarded.h"
 
 namespace acquisition {
 
@@ -50,7 +51,8 @@ const char* Snapshot::Open() {
 }
 
 void Snapshot::Start() {
-  thread_ = std::thread([this] { RunSnapshot(); });
+  thread_ =
+      std::thread([this] { platform::GuardedLoop("RunSnapshot", [this] { RunSnapshot(); }); });
 }
 
 // --- The producer's side ---
@@ -118,13 +120,15 @@ void Snapshot::RunSnapshot() {
       page = first_page_;
       reading_ = true;
     }
-    Capture(command, page);
+    platform::Guarded("RunSnapshot", [&] { Capture(command, page); });
     {
       const std::lock_guard lock(g_smutex);
       reading_ = false;
     }
     g_snapshotdata.notify_all();
-    if (MoveToOutput(command) && command.port > 0) Send(command);
+    platform::Guarded("RunSnapshot", [&] {
+      if (MoveToOutput(command) && command.port > 0) Send(command);
+    });
     g_snapshotStart = State::kComplete;
   }
 }

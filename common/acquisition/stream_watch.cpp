@@ -8,6 +8,7 @@
 #include "common/msg/hmp_data.h"
 #include "common/msg/major_codes.h"
 #include "platform/backend.h"
+#include "platform/guarded.h"
 
 namespace acquisition {
 
@@ -37,7 +38,7 @@ StreamWatch::~StreamWatch() {
 }
 
 void StreamWatch::Start() {
-  thread_ = std::thread([this] { Run(); });
+  thread_ = std::thread([this] { platform::GuardedLoop("StreamWatch", [this] { Run(); }); });
 }
 
 void StreamWatch::Waits() {

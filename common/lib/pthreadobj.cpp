@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "common/log/logger_mgr.h"
+#include "platform/guarded.h"
 
 using Logger::logger_mgr;
 
@@ -78,7 +79,7 @@ void pthreadobj::Run() {
     }
     // The slot stays taken while its callback runs, so nobody else writes it.
     Slot& slot = slots_[static_cast<size_t>(index)];
-    slot.callback(slot.data);
+    platform::Guarded(slot.name, [&] { slot.callback(slot.data); });
     FinishWork(index);
   }
 }

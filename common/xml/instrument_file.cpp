@@ -24,7 +24,7 @@ int Put(const char* path, const char* mode, std::string_view text) {
 }  // namespace
 
 OwnedFile OpenFile(const char* path, const char* mode) {
-  OwnedFile file(std::fopen(platform::Machine().Path(path).c_str(), mode));
+  OwnedFile file = platform::OpenStream(path, mode);
   if (!file) LogErrno(path);
   return file;
 }

@@ -2,15 +2,13 @@
 #pragma once
 
 #include <cstdio>
-#include <memory>
 #include <string_view>
+
+#include "platform/output_file.h"
 
 namespace Dev {
 
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using OwnedFile = std::unique_ptr<std::FILE, CloseFile>;
+using OwnedFile = platform::Stream;
 
 /// As fopen, `path` being one of the instrument. Null, told in the log, on failure.
 OwnedFile OpenFile(const char* path, const char* mode);

@@ -1,11 +1,10 @@
 #include "common/acquisition/ranging/signal_statistics.h"
 
 #include <cstdio>
-#include <memory>
 
 #include "common/acquisition/sample_word.h"
 #include "common/log/logger_mgr.h"
-#include "platform/backend.h"
+#include "platform/output_file.h"
 
 namespace SignalCalculator {
 
@@ -137,8 +136,7 @@ int SignalStatistics::CaptureToFile(const int* block) const {
                       name(), __func__, __LINE__);
     return -1;
   }
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-      std::fopen(platform::Machine().Path(kCaptureFile).c_str(), "we"), std::fclose);
+  const platform::Stream file = platform::OpenStream(kCaptureFile, "we");
   if (file == nullptr) {
     logger_mgr::print(acquisitionL, kError, 0, "%s::%s.%d Cannot creat file %s\n", name(), __func__,
                       __LINE__, kCaptureFile);

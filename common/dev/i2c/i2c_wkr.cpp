@@ -10,6 +10,7 @@
 #include "common/msg/hmp_data.h"
 #include "common/msg/major_codes.h"
 #include "platform/backend.h"
+#include "platform/guarded.h"
 #include "platform/timed_calls.h"
 
 namespace Dev {
@@ -153,7 +154,8 @@ void I2cWkr::HandleSigEvt() {
 void I2cWkr::HandleScanI2cOnce() {
   const std::lock_guard lock(scan_mutex_);
   for (const I2cJob& job : _one_time_list) {
-    const int result = job.Device().Read();
+    int result = -1;
+    platform::Guarded("I2cWkr.HandleScanI2cOnce", [&] { result = job.Device().Read(); });
     if (result != 0) SetSafety(result, &job.Device());
   }
 }
@@ -177,7 +179,8 @@ int I2cWkr::HandleScanI2cReq() {
 int I2cWkr::ScanJob(I2cJob& job) {
   if (!job.CountDown()) return 0;
   if (_i2crunning.exchange(true)) return Refuse("Scanner:I2c transaction still running \n");
-  const int result = job.Device().Read();
+  int result = -1;
+  platform::Guarded("I2cWkr.ScanJob", [&] { result = job.Device().Read(); });
   _i2crunning = false;
   held_up_ = false;
   if (result != 0) SetSafety(result, &job.Device());
@@ -252,8 +255,10 @@ int I2cWkr::ExecI2cReq(I2cReq* req) {
   if (_i2crunning.exchange(true)) return Refuse("I2c transaction still running \n");
   if (device != nullptr) {
     const auto transfer = device->DoesOriginal() ? &I2cDev::DoReqOriginal : &I2cDev::DoReq;
-    req->_status =
-        (device->*transfer)(req->_buf.data(), req->_len, req->_buf2.data(), req->_len2, req->_act);
+    platform::Guarded("I2cWkr.ExecI2cReq", [&] {
+      req->_status = (device->*transfer)(req->_buf.data(), req->_len, req->_buf2.data(), req->_len2,
+                                         req->_act);
+    });
   } else {
     logger_mgr::print(i2cmainL, kWarning, 0, "<warn func=I2cWkr.ExecI2cReq err=bad-dev key=%s/>\n",
                       key.c_str());

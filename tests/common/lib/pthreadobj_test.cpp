@@ -56,6 +56,22 @@ TEST(DeferredWork, RunsInTheOrderPostedAndRefusesTheTwentyFirst) {
   for (int i = 0; i < 100; ++i) EXPECT_EQ(order[static_cast<size_t>(i)], i);
 }
 
+TEST(DeferredWork, WorkThatThrowsDoesNotEndTheThread) {
+  pthreadobj worker;
+  ASSERT_EQ(worker.Init(), 0);
+  ASSERT_EQ(worker.Start(), 0);
+  platform::Semaphore done;
+  std::vector<int> order;
+  Job job{&order, 1, &done};
+  ASSERT_EQ(worker.SetCallbackFunction(
+                "bad", [](void*) -> int { throw 1; }, nullptr),
+            0);
+  worker.Release();
+  ASSERT_EQ(worker.SetCallbackFunction("good", NoteRun, &job), 0);
+  worker.Release();
+  done.Wait();
+}
+
 TEST(DeferredWork, ManyPostersLoseNothing) {
   pthreadobj worker;
   worker.Init();
