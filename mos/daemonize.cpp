@@ -17,6 +17,7 @@
 #include "mos/process_flags.h"
 #include "platform/backend.h"
 #include "platform/fpga_driver.h"
+#include "platform/output_file.h"
 
 namespace Mos {
 namespace {
@@ -28,13 +29,11 @@ constexpr mode_t kLockMode = 0640;
 // Once its descriptors are closed the daemon has nobody to tell why it ends, so a log or a lock
 // that cannot be opened is told while there still is a terminal. Opening neither truncates nor
 // locks.
-void RequireWritable(const char* what, const std::string& path, mode_t mode) {
-  int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, mode);
-  if (fd < 0) {
-    StartupError("cannot open the %s file %s: %s\n", what, path.c_str(), std::strerror(errno));
-    std::exit(1);
-  }
-  ::close(fd);
+void RequireWritable(const char* what, const char* path, mode_t mode) {
+  if (platform::OpenToWrite(path, O_RDWR | O_CREAT, mode)) return;
+  StartupError("cannot open the %s file %s: %s\n", what, platform::Machine().Path(path).c_str(),
+               std::strerror(errno));
+  std::exit(1);
 }
 
 /// What the daemon tells its starter once it runs, or cannot.
@@ -43,24 +42,27 @@ struct Report {
   int error = 0;
 };
 
-// Not emptied yet: it may be the log of a daemon that runs.
-int OpenLog(const std::string& path) {
-  const int fd = ::open(path.c_str(), kLogFlags, kLogMode);
-  for (int i = 0; fd >= 0 && i < 3; ++i) {
-    if (::dup(fd) < 0) return -1;
+// Not emptied yet: it may be the log of a daemon that runs. The commands of the daemon get the
+// standard descriptors, but not the one that the log keeps for itself.
+int OpenLog(const char* path) {
+  // the lowest free one: standard input, which the loop keeps open
+  const int first = platform::OpenToWrite(path, kLogFlags, kLogMode).Release();
+  const int fd = first < 0 ? -1 : ::fcntl(first, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fd < 0 || ::dup2(fd, standard) < 0) return -1;
   }
   return fd;
 }
 
 // The descriptor stays open: the lock lasts as long as it does.
-Report TakeLock(const std::string& path) {
-  const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kLockMode);
+Report TakeLock(const char* path) {
+  const int fd = platform::OpenToWrite(path, O_RDWR | O_CREAT, kLockMode).Release();
   if (fd < 0) return {Report::kLockFile, errno};
   if (::lockf(fd, F_TLOCK, 0) < 0) return {Report::kLock, errno};
   char pid[24];
   int length = std::snprintf(pid, sizeof pid, "%d\n", static_cast<int>(::getpid()));
   if (::ftruncate(fd, 0) < 0 || ::write(fd, pid, static_cast<size_t>(length)) != length) {
-    StartupError("cannot write the process id to %s: %s\n", path.c_str(), std::strerror(errno));
+    StartupError("cannot write the process id to %s: %s\n", path, std::strerror(errno));
   }
   auto& machine = platform::Machine();
   int debug = machine.Open(Dev::kProcessPidPath, O_WRONLY);
@@ -124,8 +126,8 @@ void daemonize(const char* log_path, const char* lock_path) {
   }
   const std::string log = platform::Machine().Path(log_path);
   const std::string lock = platform::Machine().Path(lock_path);
-  RequireWritable("log", log, kLogMode);
-  RequireWritable("lock", lock, kLockMode);
+  RequireWritable("log", log_path, kLogMode);
+  RequireWritable("lock", lock_path, kLockMode);
 
   // The child still prints to the terminal, or to a pipe whose reader may go when the parent ends.
   std::signal(SIGPIPE, SIG_IGN);
@@ -148,8 +150,8 @@ void daemonize(const char* log_path, const char* lock_path) {
   std::fflush(stdout);
   CloseAllBut(to_starter[1]);
 
-  logfd = OpenLog(log);
-  Report report = logfd < 0 ? Report{Report::kLog, errno} : TakeLock(lock);
+  logfd = OpenLog(log_path);
+  Report report = logfd < 0 ? Report{Report::kLog, errno} : TakeLock(lock_path);
   if (report.failed == Report::kDone && ::ftruncate(logfd, 0) < 0) report = {Report::kLog, errno};
   const bool told = ::write(to_starter[1], &report, sizeof report) == sizeof report;
   if (!told || report.failed != Report::kDone) std::exit(1);

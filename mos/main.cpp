@@ -1,11 +1,11 @@
 // mos: the measurement daemon. Builds the daemon's objects in their order and hands the main thread
 // to the message loop.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include <syslog.h>
 
@@ -24,9 +24,12 @@
 #include "mos/process_flags.h"
 #include "mos/process_objects.h"
 #include "mos/recovery.h"
+#include "mos/resources.h"
 #include "mos/signals.h"
 #include "platform/backend.h"
+#include "platform/guarded.h"
 #include "platform/log_hook.h"
+#include "platform/output_file.h"
 
 namespace {
 
@@ -41,9 +44,8 @@ constexpr char kLockPath[] = "/tmp/moslock";
 constexpr char kLogConfigPath[] = "/varek/config/q5logging.cfg";
 constexpr int kLogLimit = 20971520;  // bytes
 constexpr int kAllokPeriod = 100;    // ms
+constexpr mode_t kUmask = 022;
 constexpr char kBuildInfoPath[] = "/tmp/buildinfo";
-
-using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 // The rooms below the log write through hooks; give each its module.
 template <int Module>
@@ -56,9 +58,8 @@ void ConnectLogHook(platform::LogHook& hook) {
   hook.Connect(WriteHook<Module>, [](int level) { return logger_mgr::LogSamples(Module, level); });
 }
 
-File OpenBuildInfo() {
-  const std::string path = platform::Machine().Path(kBuildInfoPath);
-  File file(std::fopen(path.c_str(), "w+"), std::fclose);
+platform::Stream OpenBuildInfo() {
+  platform::Stream file = platform::OpenStream(kBuildInfoPath, "w+");
   if (!file) {
     const int error = errno;
     logger_mgr::print(mainL, kError, 0, "Could not get the file descriptor for /tmp/buildinfo\n");
@@ -95,8 +96,11 @@ void PrintBanner(std::FILE* build_info) {
 int main(int argc, char* argv[]) {
   ConnectLogHook<Logger::commonlibL>(platform::log_hook);
   ConnectLogHook<Logger::zmbL>(Common::zmb_log);
+  platform::EndOnUncaught();
+  ::umask(kUmask);
   Mos::Options options;
   if (auto status = Mos::ParseOptions(argc, argv, options)) return *status;
+  if (!Mos::RequireResources()) return 1;
   Mos::ValidOptions();
   if (!Mos::foreground) Mos::daemonize(kLogPath, kLockPath);
   Mos::AllowCoreDumps();
@@ -107,7 +111,7 @@ int main(int argc, char* argv[]) {
   Msg::safetyFault.Clear();
   platform::Machine().SystemLog("mosdaemon", LOG_INFO, "MOS logging starts \n");
 
-  File build_info = OpenBuildInfo();
+  platform::Stream build_info = OpenBuildInfo();
   Dev::FpgaDev* fpga = OpenFpga(options.check_board);
   if (fpga == nullptr) return -1;
   PrintBanner(build_info.get());

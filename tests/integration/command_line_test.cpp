@@ -1,5 +1,6 @@
 // The command line of mos, with no instrument in reach.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <filesystem>
 #include <ostream>
@@ -7,6 +8,14 @@
 #include "tests/integration/process.h"
 
 namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool kSanitized = false;
+#endif
 
 using test::Result;
 using test::RunProgram;
@@ -65,5 +74,35 @@ TEST(CommandLineFiles, UnwritableLogOrLockIsToldOnTheTerminal) {
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.output.find("lock file"), std::string::npos) << result.output;
 }
+
+struct Shortage {
+  const char* name;
+  int resource;
+  rlim_t limit;
+  const char* text;
+};
+
+void PrintTo(const Shortage& shortage, std::ostream* stream) { *stream << shortage.name; }
+
+class Resources : public testing::TestWithParam<Shortage> {};
+
+// The limit is the test's own, too, which is why each case is a process.
+TEST_P(Resources, ThatAreTooFewEndTheStartWithASentence) {
+  const auto& [name, resource, limit, text] = GetParam();
+  if (resource == RLIMIT_AS && kSanitized) GTEST_SKIP() << "a sanitizer wants all addresses";
+  TemporaryRoot root;
+  const rlimit both{limit, limit};
+  ASSERT_EQ(::setrlimit(static_cast<__rlimit_resource>(resource), &both), 0);
+  const Result result = RunProgram("mos", {}, {{"Q5_ROOT", root.Path()}});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_NE(result.output.find(text), std::string::npos) << result.output;
+  EXPECT_TRUE(std::filesystem::is_empty(root.Path()));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Mos, Resources,
+    testing::Values(Shortage{"files", RLIMIT_NOFILE, 40, "mos: 40 open files are too few"},
+                    Shortage{"threads", RLIMIT_AS, rlim_t{200} << 20, "threads are too few"}),
+    [](const auto& shortage) { return shortage.param.name; });
 
 }  // namespace

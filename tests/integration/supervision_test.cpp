@@ -96,4 +96,50 @@ TEST(Supervision, ADaemonsLogCanBeSeenAndModulesGetMounted) {
   EXPECT_NE(mounts.find("//192.168.42.53/Root /mnt/src"), std::string::npos) << mounts;
 }
 
+// Each file that the daemon writes while it starts, with a link to somebody else's file in its
+// place.
+TEST(Supervision, NoFileIsWrittenThroughALink) {
+  Bench bench;
+  const std::string victim = bench.root / "victim";
+  const auto plant = [&](const char* path) {
+    Write(victim, "whole");
+    std::filesystem::remove(bench.root / path);
+    std::filesystem::create_symlink(victim, bench.root / path);
+  };
+  const auto is_whole = [&] {
+    std::ifstream file(victim);
+    return std::string(std::istreambuf_iterator<char>(file), {}) == "whole";
+  };
+  // without these it does not start
+  for (const char* path : {"tmp/moslock", "var/volatile/moslog"}) {
+    plant(path);
+    const Result result = test::RunProgram("mos", {}, bench.environment());
+    EXPECT_EQ(result.status, 1) << path;
+    EXPECT_NE(result.output.find(std::string(path) + " is a symbolic link"), std::string::npos)
+        << result.output;
+    EXPECT_TRUE(is_whole()) << path;
+    std::filesystem::remove(bench.root / path);
+  }
+  constexpr const char* kOthers[] = {"tmp/buildinfo",
+                                     "tmp/counters",
+                                     "waveform.bin",
+                                     "phasors.txt",
+                                     "snapshot.cmd",
+                                     "Accreset.cmd",
+                                     "reset_filter.cmd",
+                                     "var/volatile/snapshot_temp.txt",
+                                     "var/volatile/cap1_p1.txt",
+                                     "varek/config/factors.txt",
+                                     "etc/discover-config.txt",
+                                     "varek/config/temphead.xml"};
+  for (const char* path : kOthers) plant(path);
+  bench.StartDaemon();
+  for (const char* path : kOthers) {
+    EXPECT_NE(bench.daemon->Output().find(std::string(path) + " is a symbolic link"),
+              std::string::npos)
+        << path;
+  }
+  EXPECT_TRUE(is_whole());
+}
+
 }  // namespace
