@@ -1,4 +1,5 @@
-// Any text as q5sim's configuration is refused in one line or gives an instrument within its limits.
+// Any text as q5sim's configuration is refused in one line or gives an instrument within its
+// limits.
 #include <cassert>
 #include <cstdint>
 #include <string_view>
