@@ -9,6 +9,7 @@
 
 #include <cassert>
 #include <cerrno>
+#include <new>
 #include <system_error>
 
 #include "platform/guarded.h"
@@ -88,6 +89,9 @@ bool KernelTicker::AddWorker() {
     workers_.emplace_back(&KernelTicker::RunWorker, this);
   } catch (const std::system_error& error) {
     errno = error.code().value();
+    return false;
+  } catch (const std::bad_alloc&) {
+    errno = ENOMEM;
     return false;
   }
   ++waiting_;

@@ -15,6 +15,7 @@
 #include "common/log/log_shares.h"
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"
+#include "platform/guarded.h"
 #include "platform/output_file.h"
 
 namespace Logger {
@@ -122,8 +123,11 @@ void logger_mgr::ReleaseClaim() {
 }
 
 int logger_mgr::RotateLogFile(int flags, int force) {
-  RetryBackup();
-  const int result = Rotate(flags, force);
+  int result = -1;
+  platform::Guarded("RotateLogFile", [&] {
+    RetryBackup();
+    result = Rotate(flags, force);
+  });
   BoundLiveLog();
   return result;
 }
@@ -153,7 +157,9 @@ int logger_mgr::Rotate(int flags, int force) {
     return -1;
   }
   print(mainL, kNotice, 0, "Logger: Force Rotate %d\n", force);
-  if (!SwapLog(flags)) {
+  bool swapped = false;
+  platform::Guarded("SwapLog", [&] { swapped = SwapLog(flags); });
+  if (!swapped) {
     print(mainL, kError, 0, "logfile open error %s \n", std::strerror(errno));
     ReleaseClaim();
     return -1;
@@ -287,17 +293,23 @@ void logger_mgr::RetryBackup() {
 int logger_mgr::BackupLogfile(void* data) {
   auto& record = *static_cast<RotationRecord*>(data);
   logger_mgr& logger = *record.logger;
-  if (!logger.StageLog() || (!logger.StoreStaged(record) && !logger.LogIsFull())) {
+  bool stored = false;
+  platform::Guarded("BackupLogfile", [&] {
+    stored = logger.StageLog() && (logger.StoreStaged(record) || logger.LogIsFull());
+  });
+  if (!stored) {
     // Kept until some place takes it: the live log goes on growing up to its limit.
     logger.BackupLater();
     return -1;
   }
-  const std::string& staged = logger._copytostaging;
-  if (::unlink(platform::Machine().Path(staged).c_str()) != 0) {
-    print(mainL, kError, 0, "unlink err in %s.%d, path %s, error %s\n", __func__, __LINE__,
-          staged.c_str(), std::strerror(errno));
-  }
-  StoreNumbers("", record.log);
+  platform::Guarded("BackupLogfile", [&] {
+    const std::string& staged = logger._copytostaging;
+    if (::unlink(platform::Machine().Path(staged).c_str()) != 0) {
+      print(mainL, kError, 0, "unlink err in %s.%d, path %s, error %s\n", "BackupLogfile", __LINE__,
+            staged.c_str(), std::strerror(errno));
+    }
+    StoreNumbers("", record.log);
+  });
   logger.RotationComplete();
   return 0;
 }

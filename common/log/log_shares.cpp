@@ -57,7 +57,7 @@ bool Share::StartThread() {
   try {
     std::thread([this] { Run(); }).detach();
     return true;
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {  // no thread, or no memory for one
     return false;
   }
 }

@@ -130,7 +130,7 @@ TEST(Supervision, NoFileIsWrittenThroughALink) {
                                      "var/volatile/snapshot_temp.txt",
                                      "var/volatile/cap1_p1.txt",
                                      "varek/config/factors.txt",
-                                     "etc/discover-config.txt",
+
                                      "varek/config/temphead.xml"};
   for (const char* path : kOthers) plant(path);
   bench.StartDaemon();

@@ -189,23 +189,25 @@ TEST_F(RotationTest, ALogThatNothingTakesIsEmptiedAtItsLimit) {
   }
 }
 
-/// No path of the main module's share is to be had until the share comes back.
-class HangingShares : public platform::LocalBackend {
+/// Paths of `disk` are not to be had until it comes back.
+class HangingDisk : public platform::LocalBackend {
  public:
-  using LocalBackend::LocalBackend;
+  HangingDisk(platform::MachineInPlace<Shell>& machine, std::string_view its_disk)
+      : LocalBackend(machine.instrument, machine.clock, machine.root.Path()), disk(its_disk) {}
   std::string Path(std::string_view path) const override {
-    while (hangs && path.starts_with("/mnt/main/")) {
+    while (hangs && path.starts_with(disk)) {
       reached = true;
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return LocalBackend::Path(path);
   }
+  const std::string_view disk;
   std::atomic<bool> hangs{true};
   mutable std::atomic<bool> reached{false};
 };
 
 TEST_F(RotationTest, AShareThatHangsHoldsUpItsOwnCopiesOnly) {
-  HangingShares backend(machine.instrument, machine.clock, machine.root.Path());
+  HangingDisk backend(machine, "/mnt/main/");
   const platform::ScopedBackend scope(backend);
   constexpr int kRotations = 7;  // one hangs, four wait
   AsDaemon([&](logger_mgr& logger) {
@@ -227,6 +229,26 @@ TEST_F(RotationTest, AShareThatHangsHoldsUpItsOwnCopiesOnly) {
   }
   EXPECT_EQ(Read("/mnt/src" + Ring(1)), Read(Ring(1)));
   EXPECT_THAT(Read(Ring(1)) + Read(kLog), HasSubstr("/mnt/main hangs, it misses a log"));
+}
+
+TEST_F(RotationTest, AStagingDiskThatHangsHoldsUpNobodyWhoLogs) {
+  HangingDisk backend(machine, "/staging/");
+  const platform::ScopedBackend scope(backend);
+  std::uintmax_t after = 0;
+  AsDaemon([&](logger_mgr& logger) {
+    Say("before");
+    logger.RotateLogFile(kReopenFlags, 1);
+    std::thread background(Queue::RunAll);
+    while (!backend.reached) std::this_thread::yield();
+    Say("meanwhile");
+    fs::resize_file(At(kLog), kMaxLogSize);
+    logger.CheckUpdate();
+    after = fs::file_size(At(kLog));
+    backend.hangs = false;
+    background.join();
+  });
+  EXPECT_LT(after, 4096U);
+  EXPECT_THAT(Read(Ring(1)), testing::AllOf(HasSubstr("before"), Not(HasSubstr("meanwhile"))));
 }
 
 TEST_F(RotationTest, ADiskThatFillsDuringTheBackupLeavesTheRingFileWhole) {
