@@ -174,7 +174,7 @@ std::string TakeKeys(const json& document, Config& config) {
   if (!document.is_object()) return "expected an object of keys";
   for (const auto& [name, value] : document.items()) {
     const auto* key = std::ranges::find(kKeys, std::string_view(name), &Key::name);
-    if (key == std::end(kKeys)) return "unknown key \"" + name + "\"";
+    if (key == std::end(kKeys)) return "unknown key " + json(name).dump();
     if (!key->take(value, config)) return "\"" + name + "\" must be " + key->wanted;
   }
   return "";
