@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -110,10 +112,20 @@ void KeepStandardDescriptors() {
   if (fd >= 0) ::close(fd);
 }
 
+// A kernel before 5.9 has no close_range.
+void CloseRange(int first, int last) {
+  if (first > last ||
+      ::close_range(static_cast<unsigned>(first), static_cast<unsigned>(last), 0) == 0) {
+    return;
+  }
+  const auto highest = static_cast<int>(::sysconf(_SC_OPEN_MAX)) - 1;
+  for (int fd = first; fd <= std::min(last, highest); ++fd) ::close(fd);
+}
+
 // Closes every descriptor but `kept`.
 void CloseAllBut(int kept) {
-  if (kept > 0) ::close_range(0, static_cast<unsigned>(kept) - 1, 0);
-  ::close_range(static_cast<unsigned>(kept) + 1, ~0U, 0);
+  CloseRange(0, kept - 1);
+  CloseRange(kept + 1, INT_MAX);
 }
 
 }  // namespace

@@ -1,11 +1,17 @@
 // The one place where a host request enters the daemon: MeasMgr::Handle and the table of opcodes.
 #include <algorithm>
-#include <cstring>
+#include <array>
+#include <exception>
 #include <iterator>
+#include <span>
+#include <string_view>
 
 #include "common/log/logger_mgr.h"
 #include "common/msg/hmp_data.h"
+#include "common/msg/hmp_opcodes.h"
+#include "mos/keeper_watch.h"
 #include "mos/meas_mgr.h"
+#include "mos/process_objects.h"
 #include "platform/timed_calls.h"
 
 namespace Mos {
@@ -18,6 +24,12 @@ using Logger::measurementL;
 constexpr int kUnsupported = 3;
 constexpr int kBadRecord = 6;
 constexpr int kClockRefused = 13;  // a handler built no reply
+constexpr int kFailed = 14;        // nor did one that threw
+
+bool HasNoReply(int result) {
+  return result == kUnsupported || result == kBadRecord || result == kClockRefused ||
+         result == kFailed;
+}
 
 // The host's patience, and the silence watchdog's.
 constexpr auto kLongestRequest = std::chrono::seconds(8);
@@ -72,6 +84,46 @@ void HandleMsgBad(Msg::HmpErrorRep& reply) {
   reply.SetHMPErrorCode(Msg::NAK_MOS_ERR, Msg::NAK_MCODE_UNKNOWNMSG, 0);
 }
 
+// Cleared, so that a field that no handler sets goes out as 0.
+using Buffer = std::array<unsigned char, kReplyBytes>;
+
+Msg::HmpMsgHead& BeginReply(Buffer& buffer, std::span<const unsigned char> request) {
+  buffer.fill(0);
+  std::copy_n(request.begin(), std::min(request.size(), sizeof(Msg::HmpMsgHead)), buffer.begin());
+  return reinterpret_cast<Msg::HmpMsgHead&>(buffer);
+}
+
+// A handler that leaves the request's own length in its reply must not send what lies behind it.
+bool FitsBuffer(const Msg::HmpMsgHead& reply) {
+  return reply.GetSize() <= static_cast<int>(kReplyBytes);
+}
+
+// A request that fails must not end the daemon, and with it every watch on a test that runs.
+int Call(const Entry& entry, MeasMgr& manager, const void* request, Buffer& buffer) {
+  try {
+    return entry.call(manager, request, buffer.data());
+  } catch (const std::exception& error) {
+    logger_mgr::print(measurementL, Logger::kError, 0,
+                      "<panic func=MeasMgr.Handle opcode=0x%02X exception=\"%s\"/>\n",
+                      static_cast<unsigned>(entry.opcode), error.what());
+    return kFailed;
+  }
+}
+
+KeeperWatch keeper_watch;  // of the main thread
+
+void WatchKeeper(int opcode, const Common::ZmbMessage& msg) {
+  const auto [data, size] = msg.GetFrontFrameData();
+  const std::string_view route(static_cast<const char*>(data), static_cast<std::size_t>(size));
+  if (opcode == Msg::HMP_INI_TEST_PARAM || opcode == Msg::HMP_INI_TEST_PARAM_I) {
+    keeper_watch.Begin(route);
+  } else if (keeper_watch.IsFirstOfAnother(route) && msgmonitorm.IsTimerAlive()) {
+    logger_mgr::print(measurementL, Logger::kWarning, 0,
+                      "<warn func=MeasMgr.Handle opcode=0x%02X test=kept-alive-by-another-host/>\n",
+                      static_cast<unsigned>(opcode));
+  }
+}
+
 }  // namespace
 
 int MeasMgr::Handle(Common::ZmbMessage* msg) {
@@ -80,11 +132,10 @@ int MeasMgr::Handle(Common::ZmbMessage* msg) {
   int frame_bytes = 0;
   void* frame = msg->GetPayload(frame_bytes);
   const size_t size = frame == nullptr ? 0 : static_cast<size_t>(frame_bytes);
+  const std::span whole(static_cast<const unsigned char*>(frame), size);
 
-  // Cleared, so that a field that no handler sets goes out as 0.
-  alignas(8) unsigned char buffer[kReplyBytes] = {};
-  auto* head = reinterpret_cast<Msg::HmpMsgHead*>(buffer);
-  if (size > 0) std::memcpy(buffer, frame, std::min(size, sizeof *head));
+  alignas(8) Buffer buffer;
+  Msg::HmpMsgHead* head = &BeginReply(buffer, whole);
   head->Show(Logger::kInfo);
   const int opcode = head->opcode;  // a reply has another
   Msg::ghmp->SetCurrentMsg(head->opcode);
@@ -98,9 +149,11 @@ int MeasMgr::Handle(Common::ZmbMessage* msg) {
       logger_mgr::print(measurementL, Logger::kDebug, 0,
                         "<warn func=MeasMgr.Handle req=unsupported/>\n");
     } else if (head->GetSize() >= static_cast<int>(entry->request_bytes)) {
-      result = entry->call(*this, frame, buffer);
+      result = Call(*entry, *this, frame, buffer);
+      WatchKeeper(opcode, *msg);
     }
   }
+  if (result == 0 && !FitsBuffer(*head)) result = kFailed;
   if (result == kBadRecord) {
     logger_mgr::print(measurementL, Logger::kDebug, 0, "ERR code \n");
     logger_mgr::print(measurementL, Logger::kDebug, 0,
@@ -108,14 +161,15 @@ int MeasMgr::Handle(Common::ZmbMessage* msg) {
   }
 
   if (result != 0) {
-    auto* nak = reinterpret_cast<Msg::HmpErrorRep*>(buffer);
-    if (result == kBadRecord || result == kUnsupported || result == kClockRefused) {
+    auto* nak = reinterpret_cast<Msg::HmpErrorRep*>(buffer.data());
+    if (HasNoReply(result) || !FitsBuffer(*head)) {
+      BeginReply(buffer, whole);
       HandleMsgBad(*nak);
     }
     measurement_log_.Refusal(opcode, *nak);
     nak->Show(Logger::kError);
   }
-  msg->SetPayload(buffer, head->GetSize());
+  msg->SetPayload(buffer.data(), head->GetSize());
   return result;
 }
 

@@ -8,6 +8,7 @@
 
 #include "common/dev/fpga/allok_drop.h"
 #include "common/log/logger_mgr.h"
+#include "mos/process_flags.h"
 
 namespace Mos {
 namespace {
@@ -33,9 +34,12 @@ bool IsLogged(int signal_number) {
 
 }  // namespace
 
+// In the foreground the reader of the output may go at any time, which is no reason to leave a test
+// alone: the output is lost, the log and the service go on.
 void sig_handler(int signal_number) {
   const int saved_errno = errno;
-  std::signal(signal_number, SIG_DFL);
+  const bool stays = signal_number == SIGPIPE && foreground != 0;
+  std::signal(signal_number, stays ? SIG_IGN : SIG_DFL);
   if (IsFatal(signal_number)) Dev::TheAllokDrop().Send();
   if (IsLogged(signal_number)) {
     Logger::logger_mgr::PrintFromSignal(Logger::mainL, Logger::kError, "%s.%d received SIGNAL %d\n",

@@ -8,7 +8,7 @@ void InstallSignalHandlers();
 
 /// Tells the log and gives the signal its default action back. So the first SIGTERM does not end
 /// the daemon but takes the handler away, and a fault re-executes and ends the process with a core
-/// dump.
+/// dump. A SIGPIPE in the foreground never ends it.
 void sig_handler(int signal_number);
 
 /// Lets a crash write a core of any size, as far as the machine's hard limit goes.

@@ -91,6 +91,16 @@ TEST(Spine, SecondSigtermEndsTheDaemon) {
   EXPECT_EQ(bench.daemon->Wait(), 128 + SIGTERM);
 }
 
+TEST(Spine, InTheForegroundALostReaderEndsNothing) {
+  Bench bench;
+  bench.StartDaemon();
+  for (int i = 0; i < 3; ++i) {
+    bench.daemon->Signal(SIGPIPE);
+    EXPECT_EQ(bench.Host({"progress"}).status, 0);
+  }
+  EXPECT_TRUE(bench.daemon->Running());
+}
+
 TEST(Spine, SecondForegroundDaemonIsRefused) {
   Bench bench;
   bench.StartDaemon();

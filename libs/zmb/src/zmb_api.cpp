@@ -2,6 +2,10 @@
 
 #include <cerrno>
 
+#include "libs/zmb/src/zmb_calls.h"
+#include "libs/zmb/src/zmb_limits.h"
+#include "libs/zmb/src/zmb_log.h"
+
 namespace Common::zmb_api {
 
 namespace {
@@ -10,14 +14,31 @@ namespace {
 // ended. A second is ample for the last reply to leave on the instrument's network.
 constexpr int kLingerMs = 1000;
 
-// 2.x had no limit; 4.x drops a router's replies from the thousandth unread one on. A client that
-// sends ahead and reads later must lose nothing, yet one that never reads must not fill the memory.
-// Receiving keeps the library's default: there a full queue holds the sender back and drops
-// nothing.
-constexpr int kSendHighWater = 10000;
+// A pulled cable ends no connection by itself. Each time the host comes back it would leave one
+// more behind, and at the limit of its address it would find no place.
+constexpr int kKeepAliveIdleS = 10;
+constexpr int kKeepAliveIntervalS = 5;
+constexpr int kKeepAliveProbes = 3;
 
 int SetInt(void* socket, int option, int value) {
   return zmq_setsockopt(socket, option, &value, sizeof value);
+}
+
+void KeepAlive(void* socket) {
+  SetInt(socket, ZMQ_TCP_KEEPALIVE, 1);
+  SetInt(socket, ZMQ_TCP_KEEPALIVE_IDLE, kKeepAliveIdleS);
+  SetInt(socket, ZMQ_TCP_KEEPALIVE_INTVL, kKeepAliveIntervalS);
+  SetInt(socket, ZMQ_TCP_KEEPALIVE_CNT, kKeepAliveProbes);
+}
+
+// A client that keeps its identity comes again (ReConnAll, or after a pulled cable), and the new
+// connection often arrives before the end of the old one is noticed. Without handover the router
+// would ignore the newcomer for as long as the dead connection lasts. ZmbGuard sees to it that the
+// newcomer has the same address.
+void LimitServer(void* router) {
+  SetInt(router, ZMQ_RCVHWM, limits::kWaitingRequests);
+  SetInt(router, ZMQ_SNDHWM, limits::kWaitingReplies);
+  SetInt(router, ZMQ_ROUTER_HANDOVER, 1);
 }
 
 }  // namespace
@@ -29,7 +50,12 @@ void ContextCloser::operator()(void* context) const {
 
 void SocketCloser::operator()(void* socket) const { zmq_close(socket); }
 
-Context OpenContext() { return Context(zmq_ctx_new()); }  // one I/O thread is the library's default
+Context OpenContext() {
+  if (!CallsAreGuarded()) {
+    zmb_log.Print(ZMB_ERROR, "<panic func=zmb_api.OpenContext connections=unguarded/>\n");
+  }
+  return Context(zmq_ctx_new());  // one I/O thread is the library's default
+}
 
 void ShutContext(void* context) { zmq_ctx_shutdown(context); }
 
@@ -37,13 +63,11 @@ Socket OpenSocket(void* context, int type) {
   Socket socket(zmq_socket(context, type));
   if (!socket) return socket;
   SetLinger(socket.get(), kLingerMs);
-  SetInt(socket.get(), ZMQ_SNDHWM, kSendHighWater);
-  const int64_t max_frame = kMaxFrameBytes;
+  SetInt(socket.get(), ZMQ_HANDSHAKE_IVL, limits::kHandshakeMs);
+  const int64_t max_frame = limits::kFrameBytes;
   zmq_setsockopt(socket.get(), ZMQ_MAXMSGSIZE, &max_frame, sizeof max_frame);
-  // A client keeps its identity when it connects anew (ReConnAll, or after a pulled cable), and the
-  // new connection often arrives before the end of the old one is noticed. Without handover the
-  // router would ignore the newcomer for as long as the dead connection lasts.
-  if (type == ZMQ_ROUTER) SetInt(socket.get(), ZMQ_ROUTER_HANDOVER, 1);
+  KeepAlive(socket.get());
+  if (type == ZMQ_ROUTER) LimitServer(socket.get());
   return socket;
 }
 

@@ -29,18 +29,15 @@ struct SocketCloser {
 };
 using Socket = std::unique_ptr<void, SocketCloser>;
 
-/// Largest frame that a socket takes from the network; a peer that sends a larger one is
-/// disconnected. Host records are a few hundred bytes; without a limit one bad length from the wire
-/// could claim all memory of the module.
-inline constexpr long long kMaxFrameBytes = 16LL << 20;
-
-/// A context with one I/O thread. Null with errno when it cannot be had.
+/// A context with one I/O thread, whose connections ZmbGuard watches. Null with errno when it
+/// cannot be had.
 Context OpenContext();
 
 /// Makes every blocking call on the context's sockets return ETERM, now and later. Any thread.
 void ShutContext(void* context);
 
-/// A socket of a libzmq type, 1 (PUB) to 10 (XSUB), with this system's options. Null with errno.
+/// A socket of a libzmq type, 1 (PUB) to 10 (XSUB), with this system's options and the limits of
+/// zmb_limits.h. Null with errno.
 Socket OpenSocket(void* context, int type);
 
 /// At most 255 bytes; to be set before the first bind or connect. -1 with errno.

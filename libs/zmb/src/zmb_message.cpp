@@ -141,6 +141,7 @@ std::vector<std::string> ZmbMessage::GetConnIdVect() const {
 }
 
 int ZmbMessage::SetPayload(const void* data, int len) {
+  if (len > limits::kFrameBytes) return -1;
   if (_frames.empty()) _frames.push_back(std::make_unique<ZmbMsgFrame>());
   return _frames.back()->Assign(data, len);
 }

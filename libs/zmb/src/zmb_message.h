@@ -20,6 +20,7 @@
 #include <utility>
 #include <vector>
 
+#include "libs/zmb/src/zmb_limits.h"
 #include "libs/zmb/src/zmb_msg_frame.h"
 
 namespace Common {
@@ -37,8 +38,8 @@ class ZmbMessage {
   // --- On the wire ---
 
   /// What a message may have at most.
-  static constexpr int kMaxFrames = 64;
-  static constexpr int kMaxBytes = 32 * 1024 * 1024;
+  static constexpr int kMaxFrames = limits::kFrames;
+  static constexpr int kMaxBytes = limits::kMessageBytes;
 
   /// Blocks for one whole message of a libzmq socket. Null after an error and for a message beyond
   /// the limits, which is dropped; both are logged.
@@ -85,8 +86,8 @@ class ZmbMessage {
   // --- Changing ---
 
   /// Replaces the last frame's content; a message without frames gets an untyped one. The data may
-  /// be a part of the payload itself. `len`, or -1 for null data of a length, a negative length or
-  /// too little memory.
+  /// be a part of the payload itself. `len`, or -1 for null data of a length, a length below 0 or
+  /// beyond that of a frame, or too little memory; the content is then as it was.
   int SetPayload(const void* data, int len);
   /// Copies into the last frame at `offset`, without resizing. The bytes copied, 0 for null data; a
   /// negative count when they do not fit: minus the bytes that are too many; -1 without frames or

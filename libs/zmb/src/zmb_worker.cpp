@@ -2,16 +2,26 @@
 
 #include <cassert>
 #include <cerrno>
+#include <chrono>
+#include <exception>
 #include <latch>
 #include <memory>
 #include <system_error>
 
 #include "libs/zmb/src/zmb_log.h"
 #include "libs/zmb/src/zmb_util.h"
+#include "platform/backend.h"
 
 namespace Worker {
 
 using Common::zmb_log;
+
+namespace {
+
+/// A Run that fails at once each time must not take a core.
+constexpr std::chrono::milliseconds kRestartPause{100};
+
+}  // namespace
 
 std::atomic<void*> ZmbWorker::static_zmq_ctx{nullptr};
 
@@ -46,7 +56,7 @@ int ZmbWorker::Start() {
     try {
       _thread = std::thread([this, started] {
         started->wait();
-        Run();
+        KeepRunning();
       });
       started->count_down();
       return 0;
@@ -58,6 +68,22 @@ int ZmbWorker::Start() {
   zmb_log.Print(Common::ZMB_ERROR, "<panic func=ZmbWorker.Start pthread_create=failed rc=%d/>\n",
                 rc);
   return rc;
+}
+
+// A thread that ends by an exception would end the daemon, and with it every watch on a test that
+// runs. After a Run that returns the worker may be gone.
+void ZmbWorker::KeepRunning() {
+  for (;;) {
+    try {
+      Run();
+      return;
+    } catch (const std::exception& error) {
+      zmb_log.Print(Common::ZMB_ERROR, "<panic func=ZmbWorker.Run exception=\"%s\"/>\n",
+                    error.what());
+    }
+    if (!_running) return;
+    platform::Machine().Clock().SleepFor(kRestartPause);
+  }
 }
 
 void ZmbWorker::Stop() {

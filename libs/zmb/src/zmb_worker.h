@@ -52,7 +52,7 @@ class ZmbWorker : public Common::ZmbNode {
   /// Waits for one post.
   virtual void WaitWork() { _jobs.Wait(); }
 
-  /// The thread's work; ends when _running is cleared.
+  /// The thread's work; ends when _running is cleared. One that throws is logged and called again.
   virtual void Run() = 0;
 
   /// Clears _running, wakes a Run that waits for work or on one of its sockets, and waits for its
@@ -71,6 +71,8 @@ class ZmbWorker : public Common::ZmbNode {
   ZmbWorkerMgr* _wkr_mgr;
 
  private:
+  void KeepRunning();
+
   std::atomic<bool> _destroying{false};  ///< by the manager or by EndThread's caller
 };
 

@@ -119,7 +119,7 @@ TEST_F(ZmbMessageTest, TypesFramesByTheFirstEmptyOne) {
 
 TEST_F(ZmbMessageTest, TakesManyRoutingFramesAndALargePayload) {
   Frames frames(60, "hop");
-  frames.insert(frames.end(), {"", "descr", std::string(10 << 20, 'x')});
+  frames.insert(frames.end(), {"", "descr", std::string(60000, 'x')});
   Message msg = Receive(frames);
   ASSERT_TRUE(msg);
   EXPECT_EQ(msg->GetConnIdCount(), 60);

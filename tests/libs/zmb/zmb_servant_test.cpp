@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <fstream>
+#include <stdexcept>
 
 #include "libs/zmb/src/zmb_msg_broker.h"
 #include "libs/zmb/src/zmb_simple_publisher.h"
@@ -150,7 +151,7 @@ TEST_F(ServantTest, AnswersEveryShapeOfMessageWithItsRoute) {
       {"", "", "", "q"},
       {"a", "b", "c"},
       {""},
-      {"", std::string(10 << 20, 'x')},
+      {"", std::string(60000, 'x')},
       long_way,
   };
   Peer client(ZMQ_DEALER, "Test.Client");
@@ -162,16 +163,30 @@ TEST_F(ServantTest, AnswersEveryShapeOfMessageWithItsRoute) {
   }
 }
 
-TEST_F(ServantTest, AFrameBeyondTheLimitCostsItsSenderTheConnection) {
+TEST_F(ServantTest, AMessageBeyondTheLimitsCostsItsSenderTheConnection) {
   Echo echo;
   echo.SetZid("Test.Echo");
   const std::string address = Ipc("/tmp/Test.Echo.ipc");
   const Running running(echo, address);
-  Peer greedy(ZMQ_DEALER);
-  greedy.SetTimeout(300);
-  greedy.Connect(address).Send({"", std::string((16 << 20) + 1, 'x')});
-  EXPECT_EQ(greedy.Recv(), Frames());
-  EXPECT_EQ(Hello(address), "hello!");
+  const struct {
+    const char* reason;
+    Frames frames;
+  } cases[] = {
+      {"frame too long", {"", std::string((64 << 10) + 1, 'x')}},
+      {"too many frames", Frames(64, "x")},
+      {"envelope too long", {"", std::string((2 << 10) + 1, 'd'), "q"}},
+  };
+  for (const auto& c : cases) {
+    Peer greedy(ZMQ_DEALER);
+    greedy.SetTimeout(100);
+    greedy.Connect(address).Send(c.frames);
+    const std::string line = std::string("refused peer=ipc connections=1 reason=\"") + c.reason;
+    for (int i = 0; i < 100 && log_.Text().find(line) == std::string::npos; ++i) {
+      EXPECT_EQ(greedy.Recv(), Frames());
+    }
+    EXPECT_NE(log_.Text().find(line), std::string::npos) << c.reason;
+    EXPECT_EQ(Hello(address), "hello!");
+  }
 }
 
 TEST_F(ServantTest, AClientThatComesBackUnderItsIdentityIsServed) {
@@ -186,20 +201,19 @@ TEST_F(ServantTest, AClientThatComesBackUnderItsIdentityIsServed) {
   EXPECT_EQ(Hello(address, "Test.Client"), "hello!");
 }
 
-TEST_F(ServantTest, ManyRequestsAheadLoseNoReply) {
+TEST_F(ServantTest, ManyRequestsLoseNoReplyWhileTheirSenderReads) {
   Echo echo;
   echo.SetZid("Test.Echo");
   const Running running(echo, Ipc("/tmp/Test.Echo.ipc"));
   Peer client(ZMQ_DEALER);
   client.Connect(Ipc("/tmp/Test.Echo.ipc"));
   constexpr int kCount = 8000;
+  constexpr int kAhead = 30;
   const std::string body(200, 'b');
-  std::thread sender([&] {
-    for (int i = 0; i < kCount; ++i) client.Send({"", std::to_string(i) + body});
-  });
-  sender.join();
-  for (int i = 0; i < kCount; ++i) {
-    ASSERT_EQ(client.Recv(), (Frames{"", std::to_string(i) + body + "!"}));
+  for (int sent = 0; sent < kCount + kAhead; ++sent) {
+    if (sent < kCount) client.Send({"", std::to_string(sent) + body});
+    if (sent < kAhead) continue;
+    ASSERT_EQ(client.Recv(), (Frames{"", std::to_string(sent - kAhead) + body + "!"}));
   }
 }
 
@@ -275,6 +289,35 @@ TEST_F(ServantTest, AWorkerServesOnItsThreadUntilItIsEnded) {
     EXPECT_EQ(second.Start(), -1);
   }
   EXPECT_EQ(Worker::ZmbWorker::static_zmq_ctx, nullptr);
+}
+
+class FailingWorker : public EchoWorker {
+ public:
+  int Handle(ZmbMessage* msg) override {
+    if (zmb_test::PayloadOf(*msg) == "fail") throw std::runtime_error("in Handle");
+    return EchoWorker::Handle(msg);
+  }
+  void Run() override {
+    if (++runs_ == 1) throw std::runtime_error("in Run");
+    EchoWorker::Run();
+  }
+
+ private:
+  int runs_ = 0;
+};
+
+TEST_F(ServantTest, AWorkerOutlivesItsExceptions) {
+  const std::string address = Ipc("/tmp/Test.Worker.ipc");
+  machine_.clock.SetAutoAdvance(true);
+  FailingWorker worker;
+  worker.SetZid("Test.Worker");
+  EXPECT_EQ(worker.Start(), 0);
+  Peer client(ZMQ_DEALER);
+  client.Connect(address).Send({"", "fail"}).Send({"", "hello"});
+  EXPECT_EQ(client.Recv(), (Frames{"", "hello!"}));
+  for (const char* where : {"exception=\"in Run\"", "exception=\"in Handle\""}) {
+    EXPECT_NE(log_.Text().find(where), std::string::npos);
+  }
 }
 
 /// Work that is posted, without any bus.

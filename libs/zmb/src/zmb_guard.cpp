@@ -1,0 +1,131 @@
+#include "libs/zmb/src/zmb_guard.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "libs/zmb/src/zmb_limits.h"
+#include "libs/zmb/src/zmb_log.h"
+#include "libs/zmb/src/zmb_util.h"
+
+namespace Common {
+
+namespace {
+
+/// A reason is logged once in this time: a log that grows with each attempt would be
+/// one more thing that a peer can fill.
+constexpr std::chrono::minutes kQuiet{1};
+
+constexpr std::uint32_t kNetMask = 0xFFFFFF00;  // of the instrument's own net
+
+bool IsLoopback(std::uint32_t address) { return address >> 24 == IN_LOOPBACKNET; }
+
+bool IsNeighbour(const ZmbGuard::Ends& ends) {
+  return ends.peer == 0 || IsLoopback(ends.peer) || (ends.peer & kNetMask) == (ends.own & kNetMask);
+}
+
+/// New descriptors are the lowest free ones, so one near the limit says that few are left.
+bool LeavesDescriptors(int fd) {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return true;
+  return static_cast<rlim_t>(fd) + limits::kSpareDescriptors < limit.rlim_cur;
+}
+
+/// The IPv4 address of one end, 0 for an ipc socket; nothing for any other kind.
+std::optional<std::uint32_t> AddressOf(int fd, decltype(&::getpeername) end) {
+  sockaddr_storage name{};
+  socklen_t size = sizeof name;
+  if (end(fd, reinterpret_cast<sockaddr*>(&name), &size) != 0) return std::nullopt;
+  if (name.ss_family == AF_UNIX) return 0;
+  if (name.ss_family != AF_INET) return std::nullopt;
+  return ntohl(reinterpret_cast<const sockaddr_in&>(name).sin_addr.s_addr);
+}
+
+}  // namespace
+
+ZmbGuard& ZmbGuard::Instance() {
+  static auto* guard = new ZmbGuard;  // libzmq's threads may outlive static objects
+  return *guard;
+}
+
+bool ZmbGuard::Admit(int fd) {
+  const auto peer = AddressOf(fd, ::getpeername);
+  const auto own = AddressOf(fd, ::getsockname);
+  return peer && own && Admit(fd, {*peer, *own});
+}
+
+bool ZmbGuard::Admit(int fd, const Ends& ends) {
+  std::unique_lock lock(mutex_);
+  const char* refusal = RefusalOf(fd, ends);
+  if (refusal == nullptr) connections_.insert_or_assign(fd, Connection{ends.peer});
+  lock.unlock();
+  if (refusal != nullptr) Report(refusal, ends.peer);
+  return refusal == nullptr;
+}
+
+const char* ZmbGuard::RefusalOf(int fd, const Ends& ends) const {
+  if (!IsNeighbour(ends)) return "not of this net";
+  if (!LeavesDescriptors(fd)) return "too few descriptors";
+  int same = 0;
+  int tcp = 0;
+  for (const auto& [other_fd, other] : connections_) {
+    if (other.peer == ends.peer) ++same;
+    if (other.peer != 0) ++tcp;
+  }
+  if (same >= limits::kConnectionsOfOneAddress) return "too many connections of one address";
+  if (ends.peer != 0 && tcp >= limits::kTcpConnections) return "too many connections";
+  return nullptr;
+}
+
+bool ZmbGuard::Received(int fd, std::span<const std::uint8_t> bytes) {
+  std::unique_lock lock(mutex_);
+  const auto entry = connections_.find(fd);
+  if (entry == connections_.end()) return true;
+  const std::uint32_t peer = entry->second.peer;
+  const char* refusal = Follow(entry->second, bytes);
+  lock.unlock();
+  if (refusal != nullptr) Report(refusal, peer);
+  return refusal == nullptr;
+}
+
+const char* ZmbGuard::Follow(Connection& connection, std::span<const std::uint8_t> bytes) const {
+  if (const char* wrong = connection.watch.Take(bytes)) return wrong;
+  if (connection.named || !connection.watch.Identity()) return nullptr;
+  if (IsNameOfAnother(connection)) return "identity of another address";
+  connection.named = true;
+  return nullptr;
+}
+
+// A host that comes back from its own address takes its identity over at once; the end of its old
+// connection may not have been noticed.
+bool ZmbGuard::IsNameOfAnother(const Connection& connection) const {
+  const auto& name = connection.watch.Identity();
+  if (name->empty()) return false;
+  return std::ranges::any_of(connections_, [&](const auto& entry) {
+    const Connection& other = entry.second;
+    return other.named && other.peer != connection.peer && other.watch.Identity() == name;
+  });
+}
+
+void ZmbGuard::Closed(int fd) {
+  const std::lock_guard lock(mutex_);
+  connections_.erase(fd);
+}
+
+void ZmbGuard::Report(const char* reason, std::uint32_t peer) {
+  std::unique_lock lock(mutex_);
+  const auto now = std::chrono::steady_clock::now();
+  const auto [reported, first] = reported_.try_emplace(reason, now);
+  if (!first && now - reported->second < kQuiet) return;
+  reported->second = now;
+  const std::size_t count = connections_.size();
+  lock.unlock();
+  zmb_log.Print(ZMB_WARN, "<warn func=ZmbGuard refused peer=%s connections=%zu reason=\"%s\"/>\n",
+                peer == 0 ? "ipc" : ToIpString(htonl(peer)).c_str(), count, reason);
+}
+
+}  // namespace Common

@@ -1,0 +1,62 @@
+// Who may be connected to the bus, and how much a peer may send: one table of all connections that
+// the process has accepted.
+//
+// libzmq accepts every connection, asks who the peer is only after its handshake, and keeps every
+// part of a message until the last has come. So a peer could take all descriptors and all memory of
+// the process, and with them the measurement. This guard therefore stands below libzmq, at the
+// system calls by which libzmq gets its connections and their bytes (zmb_calls.cpp): there nothing
+// passes it, whatever the threads above are doing at that moment.
+//
+// Threads: any.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <span>
+#include <string_view>
+#include <unordered_map>
+
+#include "libs/zmb/src/zmb_stream_watch.h"
+
+namespace Common {
+
+class ZmbGuard {
+ public:
+  /// IPv4 addresses as numbers; 0 for both on a connection within the machine (ipc).
+  struct Ends {
+    std::uint32_t peer = 0;
+    std::uint32_t own = 0;
+  };
+
+  static ZmbGuard& Instance();
+
+  /// A connection that was just accepted. False: it is to be closed. Admitted are peers within the
+  /// machine, of the loopback and of the net in which they reached this module.
+  bool Admit(int fd, const Ends& ends);
+  /// As Admit, with the ends that the socket itself names.
+  bool Admit(int fd);
+  /// Bytes that a connection brought. False: it is to be closed. True for one that is unknown.
+  bool Received(int fd, std::span<const std::uint8_t> bytes);
+  void Closed(int fd);
+
+ private:
+  struct Connection {
+    std::uint32_t peer;
+    ZmbStreamWatch watch{};
+    bool named = false;
+  };
+
+  // Both under the lock; null, or why not.
+  const char* RefusalOf(int fd, const Ends& ends) const;
+  const char* Follow(Connection& connection, std::span<const std::uint8_t> bytes) const;
+  bool IsNameOfAnother(const Connection& connection) const;
+  /// Not under the lock: the log may close a file of its own.
+  void Report(const char* reason, std::uint32_t peer);
+
+  std::mutex mutex_;
+  std::unordered_map<int, Connection> connections_;  ///< by descriptor
+  std::unordered_map<std::string_view, std::chrono::steady_clock::time_point> reported_;
+};
+
+}  // namespace Common

@@ -1,0 +1,36 @@
+// What peers of the bus may use. A host asks one small question at a time, so all of this is far
+// above what a sound peer needs, and what all of it together takes is far below what the module
+// has.
+#pragma once
+
+namespace Common::limits {
+
+// --- One message ---
+
+inline constexpr int kFrames = 64;
+/// The largest record has 32,775 bytes.
+inline constexpr int kFrameBytes = 64 << 10;
+/// All frames in front of the payload. They go back with the reply, so a peer that does not read
+/// has them kept with every waiting reply.
+inline constexpr int kEnvelopeBytes = 2 << 10;
+inline constexpr int kMessageBytes = kFrameBytes + 2 * kEnvelopeBytes;
+
+// --- One connection ---
+
+/// Requests that wait for their turn; the transport holds a peer back that sends more.
+inline constexpr int kWaitingRequests = 4;
+/// Replies that wait for their peer to read. More are dropped: nobody reads them.
+inline constexpr int kWaitingReplies = 64;
+/// From the connection to the end of its handshake.
+inline constexpr int kHandshakeMs = 2000;
+
+// --- All connections of the process ---
+
+/// All ipc peers count as one address. They have their places to themselves, so that no peer on the
+/// network locks a program of this module out.
+inline constexpr int kConnectionsOfOneAddress = 32;
+inline constexpr int kTcpConnections = 96;
+/// Descriptors that connections leave to the rest of the process.
+inline constexpr int kSpareDescriptors = 64;
+
+}  // namespace Common::limits

@@ -1,0 +1,149 @@
+// The guard at the bus's connections, fed with what peers of every version of the transport send.
+#include "libs/zmb/src/zmb_guard.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "libs/zmb/src/zmb_limits.h"
+#include "tests/libs/zmb/zmb_fixture.h"
+
+namespace {
+
+using namespace std::string_literals;
+using Common::ZmbGuard;
+using Common::ZmbStreamWatch;
+
+constexpr std::uint32_t kOwn = 0xC0A82A34;    // 192.168.42.52
+constexpr std::uint32_t kHost = 0xC0A82A33;   // 192.168.42.51
+constexpr std::uint32_t kOther = 0xC0A82A35;  // 192.168.42.53
+constexpr std::uint32_t kLoopback = 0x7F000001;
+constexpr std::uint32_t kStranger = 0xC0A82B33;  // 192.168.43.51
+
+std::span<const std::uint8_t> Bytes(const std::string& text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+std::string Times(int count, const std::string& part) {
+  std::string whole;
+  for (int i = 0; i < count; ++i) whole += part;
+  return whole;
+}
+
+// Greetings, each with what names the peer "Host".
+const std::string kOne = "\x05\0Host"s;
+const std::string kOneLong = "\xFF\0\0\0\0\0\0\0\x05\0Host"s;
+const std::string kTwo = "\xFF\0\0\0\0\0\0\0\x01\x7F\x01\x05\0\x04Host"s;
+const std::string kThree = "\xFF\0\0\0\0\0\0\0\x01\x7F\x03\0NULL"s + std::string(48, '\0') +
+                           "\x04\x2D\x05READY\x0BSocket-Type\0\0\0\x06"s +
+                           "DEALER\x08Identity\0\0\0\x04Host"s;
+
+class ZmbGuardTest : public testing::Test {
+ protected:
+  bool Admits(std::uint32_t peer) { return guard_.Admit(++fd_, {peer, peer == 0 ? 0 : kOwn}); }
+  int AdmitAll(std::uint32_t peer) {
+    int admitted = 0;
+    while (Admits(peer)) ++admitted;
+    return admitted;
+  }
+  bool Takes(int fd, const std::string& text) { return guard_.Received(fd, Bytes(text)); }
+  int Logged(const std::string& reason) const {
+    int lines = 0;
+    const std::string text = log_.Text();
+    for (auto at = text.find(reason); at != std::string::npos; at = text.find(reason, at + 1)) {
+      ++lines;
+    }
+    return lines;
+  }
+
+  ZmbGuard guard_;
+  int fd_ = 2;
+  zmb_test::LogLines log_;
+};
+
+TEST_F(ZmbGuardTest, AdmitsSoManyOfEachAddressAndOfTheNetwork) {
+  EXPECT_FALSE(Admits(kStranger));
+  EXPECT_EQ(AdmitAll(kHost), 32);
+  guard_.Closed(3 + 1);
+  EXPECT_EQ(AdmitAll(kHost), 1) << "in the place of one that has gone";
+  EXPECT_EQ(AdmitAll(kOther), 32);
+  EXPECT_EQ(AdmitAll(kLoopback), 32);
+  EXPECT_FALSE(Admits(kOther + 1)) << "the network is full";
+  EXPECT_EQ(AdmitAll(0), 32) << "this module's own programs are not";
+  EXPECT_EQ(Logged("reason=\"too many connections of one address\""), 1);
+  EXPECT_EQ(Logged("reason=\"too many connections\""), 1);
+  EXPECT_EQ(Logged("peer=192.168.43.51"), 1);
+}
+
+TEST_F(ZmbGuardTest, LeavesDescriptorsToTheRestOfTheProcess) {
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const int first_spare = static_cast<int>(limit.rlim_cur) - Common::limits::kSpareDescriptors;
+  EXPECT_TRUE(guard_.Admit(first_spare - 1, {}));
+  EXPECT_FALSE(guard_.Admit(first_spare, {}));
+}
+
+TEST_F(ZmbGuardTest, AnIdentityBelongsToItsAddress) {
+  guard_.Admit(3, {kHost, kOwn});
+  guard_.Admit(4, {kOther, kOwn});
+  guard_.Admit(5, {kHost, kOwn});
+  EXPECT_TRUE(Takes(3, kThree));
+  EXPECT_FALSE(Takes(4, kThree));
+  EXPECT_TRUE(Takes(5, kThree)) << "the host comes back while its old connection is open";
+  guard_.Closed(3);
+  guard_.Closed(5);
+  guard_.Closed(4);
+  guard_.Admit(4, {kOther, kOwn});
+  EXPECT_TRUE(Takes(4, kThree)) << "nobody has it any more";
+}
+
+TEST(ZmbStreamWatch, FollowsEveryVersion) {
+  const struct {
+    const char* name;
+    std::string greeting;
+    std::string more, last, huge, wide, command;  // frames of the version
+  } versions[] = {
+      {"1", kOne, "\x02\x01x"s, "\x02\0x"s, "\xFF\0\0\0\0\0\x01\0\x02\0"s,
+       "\xFF\0\0\0\0\0\0\x08\x02\x01"s + std::string(0x801, 'd'), ""},
+      {"1, long", kOneLong, "\x02\x01x"s, "\x02\0x"s, "\xFF\xFF\0\0\0\0\0\0\0\0"s,
+       "\xFF\0\0\0\0\0\0\x08\x02\x01"s + std::string(0x801, 'd'), ""},
+      {"2", kTwo, "\x01\x01x"s, "\0\x01x"s, "\x02\0\0\0\0\0\x01\0\x01"s,
+       "\x03\0\0\0\0\0\0\x08\x01"s + std::string(0x801, 'd'), ""},
+      {"3", kThree, "\x01\x01x"s, "\0\x01x"s, "\x02\x80\0\0\0\0\0\0\0"s,
+       "\x03\0\0\0\0\0\0\x08\x01"s + std::string(0x801, 'd'), "\x04\x05\x04PING"s},
+  };
+  for (const auto& v : versions) {
+    const std::string message = Times(62, v.more) + v.last + v.command;
+    const struct {
+      const char* name;
+      std::string stream;
+      std::string wrong;
+    } cases[] = {
+        {"messages", Times(5, message), ""},
+        {"64 frames", message + v.more + message, "too many frames"},
+        {"a huge frame", message + v.huge, "frame too long"},
+        {"a wide envelope", message + v.wide, "envelope too long"},
+    };
+    for (const auto& c : cases) {
+      for (const std::size_t part : {std::size_t{1}, std::size_t{7}, std::size_t{1} << 20}) {
+        SCOPED_TRACE(std::string(v.name) + ": " + c.name + " in parts of " + std::to_string(part));
+        const std::string stream = v.greeting + c.stream;
+        ZmbStreamWatch watch;
+        const char* wrong = nullptr;
+        for (std::size_t at = 0; at < stream.size() && wrong == nullptr; at += part) {
+          wrong = watch.Take(Bytes(stream).subspan(at, std::min(part, stream.size() - at)));
+        }
+        EXPECT_EQ(wrong == nullptr ? "" : wrong, c.wrong);
+        EXPECT_EQ(watch.Identity(), "Host");
+      }
+    }
+    ZmbStreamWatch early;
+    EXPECT_EQ(early.Take(Bytes(v.greeting).first(v.greeting.size() - 1)), nullptr);
+    EXPECT_FALSE(early.Identity()) << v.name;
+  }
+}
+
+}  // namespace
