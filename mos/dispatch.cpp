@@ -112,11 +112,11 @@ int Call(const Entry& entry, MeasMgr& manager, const void* request, Buffer& buff
 
 KeeperWatch keeper_watch;  // of the main thread
 
-void WatchKeeper(int opcode, const Common::ZmbMessage& msg) {
+void WatchKeeper(int opcode, int result, const Common::ZmbMessage& msg) {
   const auto [data, size] = msg.GetFrontFrameData();
   const std::string_view route(static_cast<const char*>(data), static_cast<std::size_t>(size));
   if (opcode == Msg::HMP_INI_TEST_PARAM || opcode == Msg::HMP_INI_TEST_PARAM_I) {
-    keeper_watch.Begin(route);
+    if (result == 0) keeper_watch.Begin(route);
   } else if (keeper_watch.IsFirstOfAnother(route) && msgmonitorm.IsTimerAlive()) {
     logger_mgr::print(measurementL, Logger::kWarning, 0,
                       "<warn func=MeasMgr.Handle opcode=0x%02X test=kept-alive-by-another-host/>\n",
@@ -150,7 +150,7 @@ int MeasMgr::Handle(Common::ZmbMessage* msg) {
                         "<warn func=MeasMgr.Handle req=unsupported/>\n");
     } else if (head->GetSize() >= static_cast<int>(entry->request_bytes)) {
       result = Call(*entry, *this, frame, buffer);
-      WatchKeeper(opcode, *msg);
+      WatchKeeper(opcode, result, *msg);
     }
   }
   if (result == 0 && !FitsBuffer(*head)) result = kFailed;

@@ -293,6 +293,7 @@ TEST_F(ServantTest, AWorkerServesOnItsThreadUntilItIsEnded) {
 
 class FailingWorker : public EchoWorker {
  public:
+  ~FailingWorker() override { EndThread(); }
   int Handle(ZmbMessage* msg) override {
     if (zmb_test::PayloadOf(*msg) == "fail") throw std::runtime_error("in Handle");
     return EchoWorker::Handle(msg);
