@@ -1,7 +1,6 @@
 // The one place where a host request enters the daemon: MeasMgr::Handle and the table of opcodes.
 #include <algorithm>
 #include <array>
-#include <exception>
 #include <iterator>
 #include <span>
 #include <string_view>
@@ -12,6 +11,7 @@
 #include "mos/keeper_watch.h"
 #include "mos/meas_mgr.h"
 #include "mos/process_objects.h"
+#include "platform/guarded.h"
 #include "platform/timed_calls.h"
 
 namespace Mos {
@@ -100,14 +100,9 @@ bool FitsBuffer(const Msg::HmpMsgHead& reply) {
 
 // A request that fails must not end the daemon, and with it every watch on a test that runs.
 int Call(const Entry& entry, MeasMgr& manager, const void* request, Buffer& buffer) {
-  try {
-    return entry.call(manager, request, buffer.data());
-  } catch (const std::exception& error) {
-    logger_mgr::print(measurementL, Logger::kError, 0,
-                      "<panic func=MeasMgr.Handle opcode=0x%02X exception=\"%s\"/>\n",
-                      static_cast<unsigned>(entry.opcode), error.what());
-    return kFailed;
-  }
+  int result = kFailed;
+  platform::Guarded("MeasMgr.Handle", [&] { result = entry.call(manager, request, buffer.data()); });
+  return result;
 }
 
 KeeperWatch keeper_watch;  // of the main thread

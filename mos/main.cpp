@@ -22,7 +22,6 @@
 #include "mos/meas_mgr.h"
 #include "mos/options.h"
 #include "mos/process_flags.h"
-#include "mos/process_limits.h"
 #include "mos/process_objects.h"
 #include "mos/recovery.h"
 #include "mos/resources.h"
@@ -105,7 +104,6 @@ int main(int argc, char* argv[]) {
   Mos::ValidOptions();
   if (!Mos::foreground) Mos::daemonize(kLogPath, kLockPath);
   Mos::AllowCoreDumps();
-  Mos::RaiseDescriptorLimit();
   Mos::InstallSignalHandlers();
   eventlog::GetEventLog("moseventlog")->Init(Msg::MEAS_MODULE);
   logger_mgr::GetLogger()->Init(kLogConfigPath, Msg::MEAS_MODULE, Mos::logfd, kLogPath, kLogLimit);

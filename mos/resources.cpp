@@ -15,7 +15,7 @@ namespace {
 
 // Some fifty are open once the daemon runs; hosts, commands and rotations of the log come on top.
 constexpr rlim_t kFewestFiles = 128;
-constexpr rlim_t kEnoughFiles = 1024;
+constexpr rlim_t kEnoughFiles = 4096;  // of the bus most of all
 // Some twenty run all the time.
 constexpr std::size_t kFewestThreads = 32;
 

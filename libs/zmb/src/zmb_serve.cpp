@@ -1,28 +1,12 @@
 #include "libs/zmb/src/zmb_serve.h"
 
 #include <cassert>
-#include <exception>
 
 #include "libs/zmb/src/zmb_api.h"
 #include "libs/zmb/src/zmb_log.h"
+#include "platform/guarded.h"
 
 namespace Common {
-
-namespace {
-
-// One message must not end the loop that serves all others. False when it failed.
-template <class Step>
-bool Survives(const Step& step) {
-  try {
-    step();
-    return true;
-  } catch (const std::exception& error) {
-    zmb_log.Print(ZMB_ERROR, "<panic func=Serve exception=\"%s\"/>\n", error.what());
-    return false;
-  }
-}
-
-}  // namespace
 
 // No poll before the receive, which waits as well: a poll would cost a request two more
 // microseconds.
@@ -31,7 +15,7 @@ void ServeReplies(ZmbSocket* socket, const std::atomic<bool>& running,
   assert(socket != nullptr);
   while (running) {
     std::unique_ptr<ZmbMessage> msg(ZmbMessage::Recv(socket->GetSocket()));
-    if (!msg || !Survives([&] { handle(msg.get()); })) continue;
+    if (!msg || !platform::Guarded("Serve", [&] { handle(msg.get()); })) continue;
     ZmbMessage::Send(socket->GetSocket(), msg.release());
   }
 }
@@ -47,7 +31,7 @@ void Serve(const std::vector<ServedSocket>& sockets, const std::atomic<bool>& ru
     for (size_t i = 0; i < items.size(); ++i) {
       if ((items[i].revents & ZMQ_POLLIN) == 0) continue;
       std::unique_ptr<ZmbMessage> msg(ZmbMessage::Recv(items[i].socket));
-      if (msg) Survives([&] { sockets[i].serve(std::move(msg)); });
+      if (msg) platform::Guarded("Serve", [&] { sockets[i].serve(std::move(msg)); });
     }
   }
 }

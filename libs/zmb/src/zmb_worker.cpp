@@ -3,7 +3,6 @@
 #include <cassert>
 #include <cerrno>
 #include <chrono>
-#include <exception>
 #include <latch>
 #include <memory>
 #include <system_error>
@@ -11,6 +10,7 @@
 #include "libs/zmb/src/zmb_log.h"
 #include "libs/zmb/src/zmb_util.h"
 #include "platform/backend.h"
+#include "platform/guarded.h"
 
 namespace Worker {
 
@@ -73,14 +73,7 @@ int ZmbWorker::Start() {
 // A thread that ends by an exception would end the daemon, and with it every watch on a test that
 // runs. After a Run that returns the worker may be gone.
 void ZmbWorker::KeepRunning() {
-  for (;;) {
-    try {
-      Run();
-      return;
-    } catch (const std::exception& error) {
-      zmb_log.Print(Common::ZMB_ERROR, "<panic func=ZmbWorker.Run exception=\"%s\"/>\n",
-                    error.what());
-    }
+  while (!platform::Guarded("ZmbWorker.Run", [this] { Run(); })) {
     if (!_running) return;
     platform::Machine().Clock().SleepFor(kRestartPause);
   }
