@@ -101,7 +101,8 @@ bool FitsBuffer(const Msg::HmpMsgHead& reply) {
 // A request that fails must not end the daemon, and with it every watch on a test that runs.
 int Call(const Entry& entry, MeasMgr& manager, const void* request, Buffer& buffer) {
   int result = kFailed;
-  platform::Guarded("MeasMgr.Handle", [&] { result = entry.call(manager, request, buffer.data()); });
+  platform::Guarded("MeasMgr.Handle",
+                    [&] { result = entry.call(manager, request, buffer.data()); });
   return result;
 }
 

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -16,6 +17,7 @@ namespace {
 
 // A burst of connects beyond it waits a second and more for its retries.
 constexpr int kBacklog = 1024;
+constexpr int kPatienceMs = 500;
 
 int BindAndListen(int socket, const void* address, socklen_t size) {
   if (::bind(socket, static_cast<const sockaddr*>(address), size) != 0) return errno;
@@ -61,9 +63,17 @@ int ListenTcp(const std::string& address, std::uint16_t port, platform::UniqueFd
 
 bool AnswersTcp(const std::string& address, std::uint16_t port) {
   const auto where = TcpAddress(address, port);
-  const platform::UniqueFd probe(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  return where && probe &&
-         ::connect(probe.Get(), reinterpret_cast<const sockaddr*>(&*where), sizeof *where) == 0;
+  const platform::UniqueFd probe(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (!where || !probe) return false;
+  if (::connect(probe.Get(), reinterpret_cast<const sockaddr*>(&*where), sizeof *where) == 0) {
+    return true;
+  }
+  if (errno != EINPROGRESS) return false;
+  pollfd answer{.fd = probe.Get(), .events = POLLOUT, .revents = 0};
+  if (::poll(&answer, 1, kPatienceMs) <= 0) return true;  // somebody is there, with a full queue
+  int error = 0;
+  socklen_t size = sizeof error;
+  return ::getsockopt(probe.Get(), SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
 }
 
 }  // namespace simulator
