@@ -20,7 +20,7 @@ inline constexpr int kMessageBytes = kFrameBytes + 2 * kEnvelopeBytes;
 /// Requests that wait for their turn; the transport holds a peer back that sends more.
 inline constexpr int kWaitingRequests = 4;
 /// Replies that wait for their peer to read. More are dropped: nobody reads them.
-inline constexpr int kWaitingReplies = 64;
+inline constexpr int kWaitingReplies = 48;
 /// From the connection to the end of its handshake.
 inline constexpr int kHandshakeMs = 2000;
 
