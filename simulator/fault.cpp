@@ -86,13 +86,14 @@ platform::Nanoseconds FaultSwitch::Delay() const {
   return std::chrono::milliseconds(delays ? amount_ : 0);
 }
 
-void FaultSwitch::Hold(platform::Clock& clock) {
+void FaultSwitch::AwaitLifted() {
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [this] { return fault_ != Fault::kHang || released_; });
-  const bool slow = fault_ == Fault::kSlow;
-  const auto longer = std::chrono::milliseconds(amount_);
-  lock.unlock();
-  if (slow) clock.SleepFor(longer);
+}
+
+void FaultSwitch::Hold(platform::Clock& clock) {
+  AwaitLifted();
+  if (Chosen() == Fault::kSlow) clock.SleepFor(Delay());
 }
 
 void FaultSwitch::Release() {

@@ -47,6 +47,8 @@ class FaultSwitch {
   Fault Now();
   /// How much longer a slow or delayed unit takes; zero otherwise.
   platform::Nanoseconds Delay() const;
+  /// Waits while the unit hangs.
+  void AwaitLifted();
   /// Takes the time that a slow or hanging unit takes more.
   void Hold(platform::Clock& clock);
   /// Ends a hang for good: the instrument goes.

@@ -30,7 +30,7 @@ std::vector<std::string> Words(std::string_view text) {
 }  // namespace
 
 Mounts::Mounts(std::uint64_t seed, Shell& shell, Units& units)
-    : faults_({Fault::kOff, Fault::kIntermittent}, seed),
+    : faults_({Fault::kOff, Fault::kHang, Fault::kIntermittent}, seed),
       mounted_{{"/media/mmcblk0p1", "/dev/mmcblk0p1"}, {"/media/mmcblk0p2", "/dev/mmcblk0p2"}} {
   shell.Add("mount ", [this](std::string_view arguments) { return Mount(arguments); });
   shell.Add("cat /etc/mtab|egrep -i ", [this](std::string_view pattern) -> std::optional<int> {
@@ -48,6 +48,7 @@ std::optional<int> Mounts::Mount(std::string_view arguments) {
   if (words.size() >= 2 && words[0] == "-t") words.erase(words.begin(), words.begin() + 2);
   if (words.size() < 2) return std::nullopt;
   if (faults_.Now() == Fault::kOff) return kMountFailed;
+  faults_.AwaitLifted();
   const std::lock_guard lock(mutex_);
   return mounted_.emplace(words[1], words[0]).second ? kDone : kMountFailed;
 }

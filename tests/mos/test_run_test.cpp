@@ -94,6 +94,40 @@ TEST_F(TestRun, AnUpdateAfterARefusedOneSetsEverything) {
   }
 }
 
+TEST_F(TestRun, WithoutAnUpdateNothingIsValid) {
+  Control("set source.amplitude 100");
+  Control("set source.on 1");
+  Msg::HmpIniTestParamReq set_up{};
+  set_up.testype = Msg::TEST_HVVFPF;
+  set_up.voltsrc = kVoltageWord;
+  set_up.voltmax = 100;
+  ASSERT_EQ(Send(0x03, set_up), 6);
+  ASSERT_EQ(Send(0x05, Msg::HmpStartTestReq{}), 6);
+  const auto before = clock.Monotonic();
+  while (clock.Monotonic() - before < std::chrono::seconds(3)) {
+    Send(0x46, Msg::HmpAckProgressReq{});
+    ASSERT_NE(test::WordAt(reply, 7) & AcquisitionSystem::Data_Not_Valid, 0);
+    std::this_thread::yield();
+  }
+}
+
+TEST_F(TestRun, AFrontEndThatNoLongerAnswersIsGivenUp) {
+  Control("set source.amplitude 100");
+  Control("set source.on 1");
+  SetUpTest(100, RangeFor(0.04), 60);
+  ASSERT_TRUE(AwaitValid());
+  ASSERT_EQ(Control("fault i2c.MEAS_CH2.SC18IS602B off"), "ok");
+  const auto before = clock.Monotonic();
+  while (Errors().empty() && clock.Monotonic() - before < std::chrono::seconds(60)) {
+    std::this_thread::yield();
+  }
+  // a word with one of data: the channel
+  EXPECT_EQ(Errors(), (std::vector<int>{2, 0x1000 | Msg::NAK_MCODE_CPLD_FAULT, 1}));
+  Send(0x37, Msg::HmpEndRowReq{});
+  Send(0x46, Msg::HmpAckProgressReq{});
+  EXPECT_NE(test::WordAt(reply, 7) & AcquisitionSystem::Data_Not_Valid, 0);
+}
+
 TEST_F(TestRun, MeasuresTheBushing) {
   constexpr double kFarads = 1e-9;
   constexpr double kTanDelta = 0.004;
