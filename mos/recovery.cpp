@@ -1,5 +1,7 @@
 #include "mos/recovery.h"
 
+#include <thread>
+
 #include "common/acquisition/ranging/acq_ch_following.h"
 #include "common/acquisition/sine_correlator.h"
 #include "common/dev/fpga/allok_drop.h"
@@ -29,7 +31,9 @@ using Msg::ghmp;
 namespace {
 
 constexpr float kTargetShare = 0.05F;
-constexpr auto kServingTime = std::chrono::milliseconds(200);  ///< of a request that does not hang
+// A request that does not hang is over by then. Real time, whatever clock the machine has.
+constexpr auto kServingLook = std::chrono::milliseconds(10);
+constexpr int kServingLooks = 20;
 constexpr auto kProofTime = std::chrono::seconds(1);
 
 void Quiesce(const char* func) {
@@ -74,7 +78,11 @@ int MeasMgr::AllokRecovery() {
 
 int MeasMgr::MessageMonitor() {
   const auto is_silent = [] { return msgmonitorm.IsTimerAlive() && msgmonitorm.TimeElapsed(); };
-  RequestLock lock(_request_mutex, kServingTime);
+  RequestLock lock(_request_mutex, std::try_to_lock);
+  for (int i = 0; i < kServingLooks && !lock; ++i) {
+    std::this_thread::sleep_for(kServingLook);
+    lock.try_lock();
+  }
   if (!lock) {
     if (is_silent()) MakeSafe();
     lock.lock();

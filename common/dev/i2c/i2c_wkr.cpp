@@ -197,10 +197,9 @@ int I2cWkr::Refuse(const char* text) {
 
 int I2cWkr::InstI2cReq(I2cReq* req) {
   if (runner_.load() == std::this_thread::get_id()) return ExecI2cReq(req);
+  const std::lock_guard one_caller(_i2c_req_mutex);
   const auto limit = platform::TimeBudget::Left(kLimit);
-  const auto until = std::chrono::steady_clock::now() + limit;
-  const std::unique_lock one_caller(_i2c_req_mutex, until);
-  if (!one_caller || held_up_) return req->_status = -1;
+  if (held_up_) return req->_status = -1;
   const auto handover = std::make_shared<Handover>();
   handover->request = *req;
   std::unique_lock lock(handover_mutex_);
@@ -211,7 +210,7 @@ int I2cWkr::InstI2cReq(I2cReq* req) {
   PostWork();
   LookFor(handover->served);
   lock.lock();
-  if (served_.wait_until(lock, until, [&] { return handover->served.load(); })) {
+  if (served_.wait_for(lock, limit, [&] { return handover->served.load(); })) {
     *req = handover->request;
     return req->_status;
   }

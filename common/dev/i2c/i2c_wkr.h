@@ -57,7 +57,7 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
     explicit NoTransfers(I2cWkr& worker);
 
    private:
-    std::unique_lock<std::timed_mutex> requests_;
+    std::unique_lock<std::mutex> requests_;
     std::unique_lock<std::mutex> scan_;
   };
   /// Takes the sensors of the channel boards, which are added to the map late, into the scan.
@@ -102,7 +102,7 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   std::vector<I2cJob> _one_time_list;
   std::vector<I2cJob> _periodic_list;
 
-  std::timed_mutex _i2c_req_mutex;  ///< one caller at a time; before scan_mutex_
+  std::mutex _i2c_req_mutex;  ///< one caller at a time; before scan_mutex_
   std::mutex handover_mutex_;       ///< guards the next three
   std::condition_variable served_;
   std::shared_ptr<Handover> _i2c_req;
