@@ -11,7 +11,8 @@ pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 add_library(q5_options INTERFACE)
 target_include_directories(q5_options INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(q5_options INTERFACE
-  -Wall -Wextra -Wshadow -Wformat=2 -Wundef -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+  -Wall -Wextra -Wshadow -Wformat=2 -Wundef -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 target_link_libraries(q5_options INTERFACE Threads::Threads)
 if(Q5_SANITIZE)
   target_compile_options(q5_options INTERFACE

@@ -27,14 +27,14 @@ class FakeClock::FakeTicker final : public Ticker {
   }
 
   ~FakeTicker() override {
-    std::unique_lock lock(clock.mutex_);
+    Lock lock(clock.mutex_);
     std::erase(clock.tickers_, this);
     assert(std::ranges::count(runners, std::this_thread::get_id()) == 0);
     clock.changed_.wait(lock, [this] { return runners.empty(); });
   }
 
   int Overrun() const override {
-    const std::lock_guard lock(clock.mutex_);
+    const Lock lock(clock.mutex_);
     return clock.overrun_;
   }
 
@@ -66,17 +66,17 @@ FakeClock::FakeClock() : realtime_at_start_(kRealtimeAtStart) {}
 FakeClock::~FakeClock() { assert(tickers_.empty()); }
 
 Nanoseconds FakeClock::Monotonic() const {
-  const std::lock_guard lock(mutex_);
+  const Lock lock(mutex_);
   return now_;
 }
 
 timespec FakeClock::Realtime() const {
-  const std::lock_guard lock(mutex_);
+  const Lock lock(mutex_);
   return ToTimespec(realtime_at_start_ + (now_ - kStart));
 }
 
 void FakeClock::SetRealtime(const timespec& time) {
-  const std::lock_guard lock(mutex_);
+  const Lock lock(mutex_);
   realtime_at_start_ = ToNanoseconds(time) - (now_ - kStart);
 }
 
@@ -86,16 +86,16 @@ FakeClock::FakeTicker* FakeClock::EarliestTicker() const {
 }
 
 void FakeClock::AdvanceTo(Nanoseconds monotonic) {
-  std::unique_lock lock(mutex_);
+  Lock lock(mutex_);
   for (FakeTicker* due = EarliestTicker(); due != nullptr && due->next <= monotonic;
        due = EarliestTicker()) {
     now_ = std::max(now_, due->next);
     due->next += due->period;
     due->runners.push_back(std::this_thread::get_id());
     changed_.notify_all();
-    lock.unlock();
+    lock.Unlock();
     due->tick();
-    lock.lock();
+    lock.Relock();
     // `due` is alive: its destructor waits until this thread has left the list.
     due->runners.erase(std::ranges::find(due->runners, std::this_thread::get_id()));
     changed_.notify_all();
@@ -105,34 +105,35 @@ void FakeClock::AdvanceTo(Nanoseconds monotonic) {
 }
 
 void FakeClock::Spend(Nanoseconds duration) {
-  const std::lock_guard lock(mutex_);
+  const Lock lock(mutex_);
   now_ += duration;
   for (FakeTicker* ticker : tickers_) ticker->next += duration;
   changed_.notify_all();
 }
 
 void FakeClock::SetAutoAdvance(bool on) {
-  const std::lock_guard lock(mutex_);
+  const Lock lock(mutex_);
   auto_advance_ = on;
 }
 
 void FakeClock::SetOverrun(int periods) {
-  const std::lock_guard lock(mutex_);
+  const Lock lock(mutex_);
   overrun_ = periods;
 }
 
 std::size_t FakeClock::Blocked() const {
-  const std::lock_guard lock(mutex_);
+  const Lock lock(mutex_);
   return deadlines_.size();
 }
 
 bool FakeClock::AwaitBlocked(std::size_t count) const {
-  std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, kAwaitLimit, [&] { return deadlines_.size() >= count; });
+  Lock lock(mutex_);
+  return changed_.wait_for(lock, kAwaitLimit,
+                           [&]() Q5_REQUIRES(mutex_) { return deadlines_.size() >= count; });
 }
 
 std::optional<Nanoseconds> FakeClock::NextDeadline() const {
-  const std::lock_guard lock(mutex_);
+  const Lock lock(mutex_);
   std::optional<Nanoseconds> next;
   if (!deadlines_.empty()) next = *deadlines_.begin();
   const FakeTicker* ticker = EarliestTicker();
@@ -141,27 +142,27 @@ std::optional<Nanoseconds> FakeClock::NextDeadline() const {
 }
 
 void FakeClock::SleepUntil(Nanoseconds monotonic_deadline) {
-  std::unique_lock lock(mutex_);
+  Lock lock(mutex_);
   if (auto_advance_) {
-    lock.unlock();
+    lock.Unlock();
     AdvanceTo(monotonic_deadline);
     return;
   }
   if (now_ >= monotonic_deadline) return;
   const BlockedScope blocked(*this, monotonic_deadline);
-  changed_.wait(lock, [&] { return now_ >= monotonic_deadline; });
+  changed_.wait(lock, [&]() Q5_REQUIRES(mutex_) { return now_ >= monotonic_deadline; });
 }
 
 bool FakeClock::WaitUntil(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
                           Nanoseconds monotonic_deadline) {
   std::optional<BlockedScope> blocked;
   {
-    const std::lock_guard own_lock(mutex_);
+    const Lock own_lock(mutex_);
     if (now_ >= monotonic_deadline) return false;
     blocked.emplace(*this, monotonic_deadline);
   }
   condition.wait_for(lock, kSlice);
-  const std::lock_guard own_lock(mutex_);
+  const Lock own_lock(mutex_);
   blocked.reset();
   return now_ < monotonic_deadline;
 }
@@ -170,7 +171,7 @@ bool FakeClock::DozeUntil(std::condition_variable& condition, std::unique_lock<s
                           Nanoseconds monotonic_deadline) {
   bool moves = false;
   {
-    const std::lock_guard own_lock(mutex_);
+    const Lock own_lock(mutex_);
     moves = auto_advance_;
   }
   if (!moves) return WaitUntil(condition, lock, monotonic_deadline);
@@ -186,7 +187,7 @@ std::unique_ptr<Ticker> FakeClock::StartTicks(Nanoseconds period, std::function<
     errno = EINVAL;
     return nullptr;
   }
-  const std::lock_guard lock(mutex_);
+  const Lock lock(mutex_);
   return std::make_unique<FakeTicker>(*this, period, std::move(tick));
 }
 

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/thread_safety.h"
 
 namespace platform {
 
@@ -61,16 +62,18 @@ class FakeClock final : public Clock {
   class FakeTicker;
   class BlockedScope;
 
-  FakeTicker* EarliestTicker() const;
+  FakeTicker* EarliestTicker() const Q5_REQUIRES(mutex_);
 
-  mutable std::mutex mutex_;  ///< guards every field below and the fields of tickers
+  mutable Mutex mutex_;  ///< guards the fields of tickers too
   mutable std::condition_variable changed_;
-  Nanoseconds now_ = kStart;
-  Nanoseconds realtime_at_start_;  ///< time of day when Monotonic() was kStart
-  bool auto_advance_ = false;
-  int overrun_ = 0;
-  std::multiset<Nanoseconds> deadlines_;  ///< one for each blocked thread
-  std::vector<FakeTicker*> tickers_;
+  Nanoseconds now_ Q5_GUARDED_BY(mutex_) = kStart;
+  /// Time of day when Monotonic() was kStart.
+  Nanoseconds realtime_at_start_ Q5_GUARDED_BY(mutex_);
+  bool auto_advance_ Q5_GUARDED_BY(mutex_) = false;
+  int overrun_ Q5_GUARDED_BY(mutex_) = 0;
+  /// One for each blocked thread.
+  std::multiset<Nanoseconds> deadlines_ Q5_GUARDED_BY(mutex_);
+  std::vector<FakeTicker*> tickers_ Q5_GUARDED_BY(mutex_);
 };
 
 }  // namespace platform

@@ -82,7 +82,7 @@ std::string RootDirectory::Map(std::string_view path) const {
 bool RootDirectory::Leaves(std::string_view path) { return Resolve(path).leaves_root; }
 
 std::shared_ptr<RootedBackend::Device> RootedBackend::Find(int fd) const {
-  const std::lock_guard lock(devices_mutex_);
+  const Lock lock(devices_mutex_);
   const auto found = devices_.find(fd);
   return found == devices_.end() ? nullptr : found->second;
 }
@@ -101,7 +101,7 @@ int RootedBackend::Open(const char* path, int flags, mode_t mode) {
     return -1;
   }
   const int fd = device->Number();
-  const std::lock_guard lock(devices_mutex_);
+  const Lock lock(devices_mutex_);
   devices_[fd] = std::move(device);
   return fd;
 }
@@ -109,7 +109,7 @@ int RootedBackend::Open(const char* path, int flags, mode_t mode) {
 int RootedBackend::Close(int fd) {
   std::shared_ptr<Device> device;
   {
-    const std::lock_guard lock(devices_mutex_);
+    const Lock lock(devices_mutex_);
     const auto found = devices_.find(fd);
     if (found != devices_.end()) {
       device = std::move(found->second);

@@ -4,13 +4,13 @@
 
 #include <cstddef>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
 #include "platform/backend.h"
+#include "platform/thread_safety.h"
 #include "platform/unique_fd.h"
 
 namespace platform {
@@ -81,8 +81,8 @@ class RootedBackend : public Backend {
   std::shared_ptr<Device> Find(int fd) const;
 
   const RootDirectory root_;
-  mutable std::mutex devices_mutex_;  ///< guards devices_
-  std::unordered_map<int, std::shared_ptr<Device>> devices_;
+  mutable Mutex devices_mutex_;
+  std::unordered_map<int, std::shared_ptr<Device>> devices_ Q5_GUARDED_BY(devices_mutex_);
 };
 
 }  // namespace platform

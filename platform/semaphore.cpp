@@ -6,19 +6,19 @@ namespace platform {
 
 void Semaphore::Post() {
   // Notifies under the lock: a waiter that has been let through may destroy the semaphore at once.
-  const std::lock_guard lock(mutex_);
+  const Lock lock(mutex_);
   ++value_;
   posted_.notify_one();
 }
 
 void Semaphore::Wait() {
-  std::unique_lock lock(mutex_);
-  posted_.wait(lock, [this] { return value_ > 0; });
+  Lock lock(mutex_);
+  posted_.wait(lock, [this]() Q5_REQUIRES(mutex_) { return value_ > 0; });
   --value_;
 }
 
 bool Semaphore::TryWait() {
-  const std::lock_guard lock(mutex_);
+  const Lock lock(mutex_);
   if (value_ == 0) return false;
   --value_;
   return true;
@@ -26,7 +26,7 @@ bool Semaphore::TryWait() {
 
 bool Semaphore::WaitUntil(Nanoseconds monotonic_deadline) {
   Clock& clock = Machine().Clock();
-  std::unique_lock lock(mutex_);
+  Lock lock(mutex_);
   while (value_ == 0) {
     if (!clock.WaitUntil(posted_, lock, monotonic_deadline) && value_ == 0) return false;
   }

@@ -3,9 +3,9 @@
 #pragma once
 
 #include <condition_variable>
-#include <mutex>
 
 #include "platform/clock.h"
+#include "platform/thread_safety.h"
 
 namespace platform {
 
@@ -22,9 +22,9 @@ class Semaphore {
   bool WaitUntil(Nanoseconds monotonic_deadline);
 
  private:
-  std::mutex mutex_;
+  Mutex mutex_;
   std::condition_variable posted_;
-  unsigned value_;
+  unsigned value_ Q5_GUARDED_BY(mutex_);
 };
 
 }  // namespace platform

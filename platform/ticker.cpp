@@ -40,8 +40,8 @@ std::unique_ptr<KernelTicker> KernelTicker::Start(Nanoseconds period, std::funct
     return nullptr;
   }
   std::unique_ptr<KernelTicker> ticker(new KernelTicker(std::move(tick)));
+  const Lock lock(ticker->mutex_);
   ticker->workers_.reserve(kMaxWorkers);
-  const std::unique_lock lock(ticker->mutex_);
   if (ticker->Arm(period) && ticker->AddWorker()) return ticker;
   return nullptr;
 }
@@ -53,7 +53,7 @@ KernelTicker::~KernelTicker() {
   for (;;) {
     std::thread worker;
     {
-      const std::lock_guard lock(mutex_);
+      const Lock lock(mutex_);
       if (workers_.empty()) return;
       worker = std::move(workers_.back());
       workers_.pop_back();
@@ -82,7 +82,7 @@ bool KernelTicker::Watch(int fd, std::uint32_t events) {
   return ::epoll_ctl(events_.Get(), EPOLL_CTL_ADD, fd, &event) == 0;
 }
 
-/// Requires the lock. False with errno set when there is no thread to be had.
+/// False with errno set when there is no thread to be had.
 bool KernelTicker::AddWorker() {
   const AllSignalsBlocked blocked;
   try {
@@ -102,7 +102,7 @@ void KernelTicker::RunWorker() {
   while (AwaitExpiry()) {
     LeaveWaiting();
     Guarded("a tick", tick_);
-    const std::lock_guard lock(mutex_);
+    const Lock lock(mutex_);
     ++waiting_;
   }
 }
@@ -123,7 +123,7 @@ bool KernelTicker::AwaitExpiry() {
 /// Sees to it that somebody waits for the next expiry. Without a thread for that it is missed,
 /// until a callback returns.
 void KernelTicker::LeaveWaiting() {
-  const std::lock_guard lock(mutex_);
+  const Lock lock(mutex_);
   if (--waiting_ == 0 && workers_.size() < kMaxWorkers && !stopping_) AddWorker();
 }
 

@@ -10,11 +10,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/thread_safety.h"
 #include "platform/unique_fd.h"
 
 namespace platform {
@@ -35,7 +35,7 @@ class KernelTicker final : public Ticker {
   explicit KernelTicker(std::function<void()> tick) : tick_(std::move(tick)) {}
   bool Arm(Nanoseconds period);
   bool Watch(int fd, std::uint32_t events);
-  bool AddWorker();
+  bool AddWorker() Q5_REQUIRES(mutex_);
   void RunWorker();
   bool AwaitExpiry();
   void LeaveWaiting();
@@ -46,9 +46,9 @@ class KernelTicker final : public Ticker {
   UniqueFd events_;
   std::atomic<bool> stopping_{false};
   std::atomic<int> overrun_{0};
-  std::mutex mutex_;  ///< guards the fields below
-  std::size_t waiting_ = 0;
-  std::vector<std::thread> workers_;
+  Mutex mutex_;
+  std::size_t waiting_ Q5_GUARDED_BY(mutex_) = 0;
+  std::vector<std::thread> workers_ Q5_GUARDED_BY(mutex_);
 };
 
 }  // namespace platform

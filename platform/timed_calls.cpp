@@ -6,6 +6,8 @@
 #include <optional>
 #include <system_error>
 
+#include "platform/thread_safety.h"
+
 namespace platform {
 namespace {
 
@@ -36,39 +38,40 @@ struct TimedCalls::Shared {
   explicit Shared(std::size_t its_most) : most(its_most) {}
 
   const std::size_t most;
-  std::mutex mutex;  ///< guards the fields below and those of jobs, but for `done`
+  Mutex mutex;  ///< guards the fields of jobs too, but for `done`
   std::condition_variable due;
   std::condition_variable done;
-  std::deque<std::shared_ptr<Job>> jobs;
-  std::size_t threads = 0;
-  std::size_t busy = 0;  ///< threads that have a job, and jobs that wait for one
-  std::size_t late = 0;
+  std::deque<std::shared_ptr<Job>> jobs Q5_GUARDED_BY(mutex);
+  std::size_t threads Q5_GUARDED_BY(mutex) = 0;
+  /// Threads that have a job, and jobs that wait for one.
+  std::size_t busy Q5_GUARDED_BY(mutex) = 0;
+  std::size_t late Q5_GUARDED_BY(mutex) = 0;
   std::atomic<std::size_t> waiting_jobs{0};
-  bool ended = false;
+  bool ended Q5_GUARDED_BY(mutex) = false;
 
   void Work();
 };
 
 void TimedCalls::Shared::Work() {
-  std::unique_lock lock(mutex);
+  Lock lock(mutex);
   for (;;) {
-    due.wait(lock, [this] { return ended || !jobs.empty(); });
+    due.wait(lock, [this]() Q5_REQUIRES(mutex) { return ended || !jobs.empty(); });
     if (jobs.empty()) break;
     const std::shared_ptr<Job> job = std::move(jobs.front());
     jobs.pop_front();
     --waiting_jobs;
-    lock.unlock();
+    lock.Unlock();
     const int result = job->call();
-    lock.lock();
+    lock.Relock();
     job->call = nullptr;
     job->result = result;
     job->done = true;
     --busy;
     if (job->late) --late;
     done.notify_all();
-    lock.unlock();
+    lock.Unlock();
     LookFor([this] { return waiting_jobs != 0; });
-    lock.lock();
+    lock.Relock();
   }
   --threads;
 }
@@ -76,7 +79,7 @@ void TimedCalls::Shared::Work() {
 TimedCalls::TimedCalls(std::size_t most) : shared_(std::make_shared<Shared>(most)) {}
 
 TimedCalls::~TimedCalls() {
-  const std::lock_guard lock(shared_->mutex);
+  const Lock lock(shared_->mutex);
   shared_->ended = true;
   shared_->due.notify_all();
 }
@@ -87,7 +90,7 @@ int TimedCalls::Run(Nanoseconds limit, std::function<int()> call) {
   const auto job = std::make_shared<Job>();
   job->call = std::move(call);
   Shared& shared = *shared_;
-  std::unique_lock lock(shared.mutex);
+  Lock lock(shared.mutex);
   if (shared.busy >= shared.most) return -EBUSY;
   if (shared.busy == shared.threads) {
     try {
@@ -102,9 +105,9 @@ int TimedCalls::Run(Nanoseconds limit, std::function<int()> call) {
   ++shared.busy;
   ++shared.waiting_jobs;
   shared.due.notify_one();
-  lock.unlock();
+  lock.Unlock();
   LookFor([&] { return job->done.load(); });
-  lock.lock();
+  lock.Relock();
   if (shared.done.wait_for(lock, limit, [&] { return job->done.load(); })) return job->result;
   job->late = true;
   ++shared.late;

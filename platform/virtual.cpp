@@ -11,6 +11,7 @@
 
 #include "platform/ioctl_table.h"
 #include "platform/log_hook.h"
+#include "platform/thread_safety.h"
 
 namespace platform {
 namespace {
@@ -81,7 +82,7 @@ class VirtualBackend::RemoteDevice final : public Device {
 
   /// 0 or an errno.
   int Open() {
-    const std::lock_guard lock(request_mutex_);
+    const Lock lock(request_mutex_);
     return EnsureOpen();
   }
 
@@ -96,16 +97,16 @@ class VirtualBackend::RemoteDevice final : public Device {
   void Shutdown() override;
 
  private:
-  // Request, EnsureOpen and Disconnect: request_mutex_ is held.
-  int Request(wire::Op op, std::int64_t value, std::span<const std::byte> data,
-              wire::Packet& reply);
-  int EnsureOpen();
-  void Disconnect();
-  // The same for the reading connection: read_mutex_ is held.
-  int ReadRequest(size_t size, std::span<const std::byte> record, wire::Packet& reply);
-  int EnsureAttached();
-  bool IsNewStream();
-  void DisconnectReader();
+  int Request(wire::Op op, std::int64_t value, std::span<const std::byte> data, wire::Packet& reply)
+      Q5_REQUIRES(request_mutex_);
+  int EnsureOpen() Q5_REQUIRES(request_mutex_);
+  void Disconnect() Q5_REQUIRES(request_mutex_);
+  // The same for the reading connection.
+  int ReadRequest(size_t size, std::span<const std::byte> record, wire::Packet& reply)
+      Q5_REQUIRES(read_mutex_);
+  int EnsureAttached() Q5_REQUIRES(read_mutex_);
+  bool IsNewStream() Q5_REQUIRES(read_mutex_);
+  void DisconnectReader() Q5_REQUIRES(read_mutex_);
 
   int CurrentToken(std::int64_t& token);
   void ForgetToken(std::int64_t stale);
@@ -119,17 +120,18 @@ class VirtualBackend::RemoteDevice final : public Device {
   std::atomic<bool> complained_{false};  ///< one line an outage
   std::atomic<std::uint32_t> sequence_{0};
 
-  std::mutex request_mutex_;  ///< one request at a time; guards the fields below
-  UniqueFd main_;             ///< its number never changes
-  bool open_ = false;
-  std::int64_t token_ = 0;
+  Mutex request_mutex_;  ///< one request at a time
+  UniqueFd main_;        ///< its number never changes
+  bool open_ Q5_GUARDED_BY(request_mutex_) = false;
+  std::int64_t token_ Q5_GUARDED_BY(request_mutex_) = 0;
   std::atomic<unsigned> opened_{0};  ///< how often
 
   // A read that waits must not hold up the other requests, so it has a connection of its own.
-  std::mutex read_mutex_;           ///< guards the fields below; taken before request_mutex_
-  unsigned read_of_ = 0;            ///< the opening that the latest read belongs to
-  std::mutex reader_number_mutex_;  ///< lets Shutdown reach reader_ while a read waits
-  UniqueFd reader_;
+  Mutex read_mutex_;  ///< taken before request_mutex_
+  /// The opening that the latest read belongs to.
+  unsigned read_of_ Q5_GUARDED_BY(read_mutex_) = 0;
+  Mutex reader_number_mutex_;  ///< lets Shutdown reach reader_ while a read waits
+  UniqueFd reader_;            ///< changes with both held
 };
 
 int VirtualBackend::RemoteDevice::Complain(int error) {
@@ -193,7 +195,7 @@ int VirtualBackend::RemoteDevice::Request(wire::Op op, std::int64_t value,
 }
 
 ssize_t VirtualBackend::RemoteDevice::Write(const void* data, size_t size) {
-  const std::lock_guard lock(request_mutex_);
+  const Lock lock(request_mutex_);
   wire::Packet reply;
   const std::span bytes(static_cast<const std::byte*>(data), size);
   if (const int error = Request(wire::Op::kWrite, 0, bytes, reply)) return -error;
@@ -201,7 +203,7 @@ ssize_t VirtualBackend::RemoteDevice::Write(const void* data, size_t size) {
 }
 
 int VirtualBackend::RemoteDevice::Ioctl(unsigned long request, std::span<std::byte> argument) {
-  const std::lock_guard lock(request_mutex_);
+  const Lock lock(request_mutex_);
   wire::Packet reply;
   if (const int error =
           Request(wire::Op::kIoctl, static_cast<std::int64_t>(request), argument, reply)) {
@@ -217,7 +219,7 @@ int VirtualBackend::RemoteDevice::Ioctl(unsigned long request, std::span<std::by
 int VirtualBackend::RemoteDevice::Prepare(unsigned long request,
                                           std::span<const std::byte> argument,
                                           PreparedIoctl& prepared) {
-  const std::lock_guard lock(request_mutex_);
+  const Lock lock(request_mutex_);
   if (const int error = EnsureOpen()) return -error;
   const wire::Header header{.op = wire::Op::kIoctl,
                             .sequence = ++sequence_,
@@ -233,7 +235,7 @@ int VirtualBackend::RemoteDevice::Prepare(unsigned long request,
 }
 
 int VirtualBackend::RemoteDevice::Map(size_t length, off_t offset, UniqueFd& memory) {
-  const std::lock_guard lock(request_mutex_);
+  const Lock lock(request_mutex_);
   wire::Packet reply;
   const std::int64_t where = offset;
   if (const int error =
@@ -248,14 +250,14 @@ int VirtualBackend::RemoteDevice::Map(size_t length, off_t offset, UniqueFd& mem
 }
 
 int VirtualBackend::RemoteDevice::CurrentToken(std::int64_t& token) {
-  const std::lock_guard lock(request_mutex_);
+  const Lock lock(request_mutex_);
   const int error = EnsureOpen();
   token = token_;
   return error;
 }
 
 void VirtualBackend::RemoteDevice::ForgetToken(std::int64_t stale) {
-  const std::lock_guard lock(request_mutex_);
+  const Lock lock(request_mutex_);
   if (open_ && token_ == stale) Disconnect();
 }
 
@@ -277,7 +279,7 @@ int VirtualBackend::RemoteDevice::EnsureAttached() {
       if (retried) return ENODEV;
       continue;
     }
-    const std::lock_guard lock(reader_number_mutex_);
+    const Lock lock(reader_number_mutex_);
     if (closed_) return EBADF;
     reader_ = std::move(socket);
   }
@@ -291,7 +293,7 @@ bool VirtualBackend::RemoteDevice::IsNewStream() {
 }
 
 void VirtualBackend::RemoteDevice::DisconnectReader() {
-  const std::lock_guard lock(reader_number_mutex_);
+  const Lock lock(reader_number_mutex_);
   reader_.Reset();
 }
 
@@ -312,7 +314,7 @@ int VirtualBackend::RemoteDevice::ReadRequest(size_t size, std::span<const std::
 }
 
 ssize_t VirtualBackend::RemoteDevice::Read(void* data, size_t size) {
-  const std::lock_guard lock(read_mutex_);
+  const Lock lock(read_mutex_);
   const bool waits = (flags_ & O_NONBLOCK) == 0;
   const std::span bytes(static_cast<std::byte*>(data), size);
   for (;;) {
@@ -325,7 +327,7 @@ ssize_t VirtualBackend::RemoteDevice::Read(void* data, size_t size) {
 }
 
 ssize_t VirtualBackend::RemoteDevice::Pread(void* data, size_t size, off_t offset) {
-  const std::lock_guard lock(request_mutex_);
+  const Lock lock(request_mutex_);
   wire::Packet reply;
   const std::int64_t where = offset;
   const auto wanted = static_cast<std::int64_t>(std::min(size, wire::kMaxData));
@@ -338,7 +340,7 @@ ssize_t VirtualBackend::RemoteDevice::Pread(void* data, size_t size, off_t offse
 void VirtualBackend::RemoteDevice::Shutdown() {
   closed_ = true;
   ::shutdown(main_.Get(), SHUT_RDWR);
-  const std::lock_guard lock(reader_number_mutex_);
+  const Lock lock(reader_number_mutex_);
   if (reader_) ::shutdown(reader_.Get(), SHUT_RDWR);
 }
 

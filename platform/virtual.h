@@ -10,7 +10,6 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <string>
 
 #include "platform/real_clock.h"

@@ -59,10 +59,10 @@ bool ZmbGuard::Admit(int fd) {
 }
 
 bool ZmbGuard::Admit(int fd, const Ends& ends) {
-  std::unique_lock lock(mutex_);
+  platform::Lock lock(mutex_);
   const char* refusal = RefusalOf(fd, ends);
   if (refusal == nullptr) connections_.insert_or_assign(fd, Connection{ends.peer});
-  lock.unlock();
+  lock.Unlock();
   if (refusal != nullptr) Report(refusal, ends.peer);
   return refusal == nullptr;
 }
@@ -82,12 +82,12 @@ const char* ZmbGuard::RefusalOf(int fd, const Ends& ends) const {
 }
 
 bool ZmbGuard::Received(int fd, std::span<const std::uint8_t> bytes) {
-  std::unique_lock lock(mutex_);
+  platform::Lock lock(mutex_);
   const auto entry = connections_.find(fd);
   if (entry == connections_.end()) return true;
   const std::uint32_t peer = entry->second.peer;
   const char* refusal = Follow(entry->second, bytes);
-  lock.unlock();
+  lock.Unlock();
   if (refusal != nullptr) Report(refusal, peer);
   return refusal == nullptr;
 }
@@ -112,18 +112,18 @@ bool ZmbGuard::IsNameOfAnother(const Connection& connection) const {
 }
 
 void ZmbGuard::Closed(int fd) {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   connections_.erase(fd);
 }
 
 void ZmbGuard::Report(const char* reason, std::uint32_t peer) {
-  std::unique_lock lock(mutex_);
+  platform::Lock lock(mutex_);
   const auto now = std::chrono::steady_clock::now();
   const auto [reported, first] = reported_.try_emplace(reason, now);
   if (!first && now - reported->second < kQuiet) return;
   reported->second = now;
   const std::size_t count = connections_.size();
-  lock.unlock();
+  lock.Unlock();
   zmb_log.Print(ZMB_WARN, "<warn func=ZmbGuard refused peer=%s connections=%zu reason=\"%s\"/>\n",
                 peer == 0 ? "ipc" : ToIpString(htonl(peer)).c_str(), count, reason);
 }

@@ -12,12 +12,12 @@
 
 #include <chrono>
 #include <cstdint>
-#include <mutex>
 #include <span>
 #include <string_view>
 #include <unordered_map>
 
 #include "libs/zmb/src/zmb_stream_watch.h"
+#include "platform/thread_safety.h"
 
 namespace Common {
 
@@ -47,16 +47,19 @@ class ZmbGuard {
     bool named = false;
   };
 
-  // Both under the lock; null, or why not.
-  const char* RefusalOf(int fd, const Ends& ends) const;
-  const char* Follow(Connection& connection, std::span<const std::uint8_t> bytes) const;
-  bool IsNameOfAnother(const Connection& connection) const;
+  // Both: null, or why not.
+  const char* RefusalOf(int fd, const Ends& ends) const Q5_REQUIRES(mutex_);
+  const char* Follow(Connection& connection, std::span<const std::uint8_t> bytes) const
+      Q5_REQUIRES(mutex_);
+  bool IsNameOfAnother(const Connection& connection) const Q5_REQUIRES(mutex_);
   /// Not under the lock: the log may close a file of its own.
   void Report(const char* reason, std::uint32_t peer);
 
-  std::mutex mutex_;
-  std::unordered_map<int, Connection> connections_;  ///< by descriptor
-  std::unordered_map<std::string_view, std::chrono::steady_clock::time_point> reported_;
+  platform::Mutex mutex_;
+  /// By descriptor.
+  std::unordered_map<int, Connection> connections_ Q5_GUARDED_BY(mutex_);
+  std::unordered_map<std::string_view, std::chrono::steady_clock::time_point> reported_
+      Q5_GUARDED_BY(mutex_);
 };
 
 }  // namespace Common
