@@ -52,7 +52,7 @@ void ARMCorrelation::update(const int* words, int pairs) {
 // The pairs up to the next cycle's end, reset or the block's end; gives their number.
 int ARMCorrelation::UpdateRun(const int* words, int first, int pairs,
                               std::array<SampleSums, 2>& block) {
-  std::unique_lock lock(updatelock);
+  platform::Lock lock(updatelock);
   in_middle_of_cycle = true;
   PairRun run{words + 2 * static_cast<std::ptrdiff_t>(first),
               PairsToNextEnd(pairs - first),
@@ -74,25 +74,29 @@ int ARMCorrelation::UpdateRun(const int* words, int first, int pairs,
     _cacc[ch] += sums.cosines[ch];
     _cycle_avgacc[ch] += static_cast<double>(block[ch].sum - before[ch]);
   }
-  EndRun(lock, run.pairs);
+  const RunEnd end = CountRun(run.pairs);
+  lock.Unlock();
+  EndRun(end);
   return run.pairs;
 }
 
-void ARMCorrelation::EndRun(std::unique_lock<std::mutex>& lock, int pairs) {
+ARMCorrelation::RunEnd ARMCorrelation::CountRun(int pairs) {
   const bool cycle_complete = CountPairs(pairs);
   if (cycle_complete) {
     logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "Cycle complete \n");
   }
   if (cycle_complete || GetVLFFlag()) _settletime = CalculateSampleCount();
-  const bool reset_due = ResetDue();
-  lock.unlock();
-  if (cycle_complete) {
+  return {cycle_complete, ResetDue()};
+}
+
+void ARMCorrelation::EndRun(RunEnd end) {
+  if (end.cycle) {
     SetCycleComplete(true);
     CaptureNewCycleEvent();
     EndCycle();
     in_middle_of_cycle = false;
   }
-  if (reset_due) ResetWindow();
+  if (end.reset_due) ResetWindow();
 }
 
 void ARMCorrelation::StoreFigures(const int* words, int pairs,
@@ -147,7 +151,7 @@ BlockProducts::Run ARMCorrelation::SumOf(int first, int pairs) {
 }
 
 int ARMCorrelation::UpdateRunF(int first, int pairs) {
-  std::unique_lock lock(updatelock);
+  platform::Lock lock(updatelock);
   in_middle_of_cycle = true;
   const int run = PairsToNextEnd(pairs - first);
   const BlockProducts::Run sums = SumOf(first, run);
@@ -155,22 +159,26 @@ int ARMCorrelation::UpdateRunF(int first, int pairs) {
     _sacc[ch] -= sums.sines[ch];
     _cacc[ch] += sums.cosines[ch];
   }
-  EndRunF(lock, run);
+  const RunEnd end = CountRunF(run);
+  lock.Unlock();
+  EndRunF(end);
   return run;
 }
 
-void ARMCorrelation::EndRunF(std::unique_lock<std::mutex>& lock, int pairs) {
+ARMCorrelation::RunEnd ARMCorrelation::CountRunF(int pairs) {
   const bool cycle_complete = CountPairs(pairs);
   if (cycle_complete) {
     logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "FAST Cycle complete \n");
   }
-  const bool reset_due = ResetDue();
-  lock.unlock();
-  if (cycle_complete) {
+  return {cycle_complete, ResetDue()};
+}
+
+void ARMCorrelation::EndRunF(RunEnd end) {
+  if (end.cycle) {
     EndCycle();
     in_middle_of_cycle = false;
   }
-  if (reset_due) ResetWindow();
+  if (end.reset_due) ResetWindow();
 }
 
 }  // namespace acquisition

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 
 #include "common/acquisition/block_products.h"
 #include "common/acquisition/correlator_kernel.h"
@@ -30,12 +29,20 @@ class ARMCorrelation : public SineCorrelator {
   void newDataReady(int, int) override {}
 
  private:
+  /// What the last pair of a run ends.
+  struct RunEnd {
+    bool cycle = false;
+    bool reset_due = false;
+  };
+
   bool Fits(int pairs) const;
   int UpdateRun(const int* words, int first, int pairs, std::array<SampleSums, 2>& block);
-  void EndRun(std::unique_lock<std::mutex>& lock, int pairs);
+  RunEnd CountRun(int pairs) Q5_REQUIRES(updatelock);
+  void EndRun(RunEnd end);
   int UpdateRunF(int first, int pairs);
   BlockProducts::Run SumOf(int first, int pairs);
-  void EndRunF(std::unique_lock<std::mutex>& lock, int pairs);
+  RunEnd CountRunF(int pairs) Q5_REQUIRES(updatelock);
+  void EndRunF(RunEnd end);
   void StoreFigures(const int* words, int pairs, const std::array<SampleSums, 2>& block);
 
   const std::shared_ptr<BlockProducts> products_;

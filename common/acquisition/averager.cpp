@@ -18,7 +18,7 @@ Averager::Averager(std::int64_t samplesPerCycle, int swapChannels, int modeCh1, 
 }
 
 int Averager::SetChannelModes(int mode1, int mode2, int range1, int range2) {
-  const std::lock_guard lock(averagelock_);
+  const platform::Lock lock(averagelock_);
   _modech1 = mode1;
   _modech2 = mode2;
   _rangech1 = range1;
@@ -26,7 +26,6 @@ int Averager::SetChannelModes(int mode1, int mode2, int range1, int range2) {
   return GetScaleFactors();
 }
 
-// Called with averagelock_ held.
 int Averager::GetScaleFactors() {
   const bool swapped = _swapchannels == 1;
   const auto* first =
@@ -60,13 +59,13 @@ void Averager::update() {
 }
 
 void Averager::StoreResult() {
-  const std::lock_guard lock(averagelock_);
+  const platform::Lock lock(averagelock_);
   std::ranges::copy(_avg, _avgfilter[_filterindex]);
   _filterindex = 1 - _filterindex;
 }
 
 void Averager::GetPhasors(double* averages) const {
-  const std::lock_guard lock(averagelock_);
+  const platform::Lock lock(averagelock_);
   std::ranges::copy(_avgfilter[1 - _filterindex], averages);
 }
 

@@ -6,9 +6,9 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 
 #include "common/xml/cal_tables.h"
+#include "platform/thread_safety.h"
 
 namespace acquisition {
 
@@ -29,20 +29,20 @@ class Averager {
   void Reinit(std::int64_t samplesPerCycle) { _samples_per_cycle = samplesPerCycle; }
 
  private:
-  int GetScaleFactors();
+  int GetScaleFactors() Q5_REQUIRES(averagelock_);
   void StoreResult();
 
   std::atomic<std::int64_t> _samples_per_cycle;
   const int _swapchannels;
-  mutable std::mutex averagelock_;  ///< guards what follows, but _avg
-  const Dev::mode_range_table_ent* _ch1_measurementmode = nullptr;
-  const Dev::mode_range_table_ent* _ch2_measurementmode = nullptr;
-  int _modech1 = 0;
-  int _modech2 = 0;
-  int _rangech1 = 0;
-  int _rangech2 = 0;
-  int _filterindex = 0;  ///< buffer to write
-  double _avgfilter[2][2]{};
+  mutable platform::Mutex averagelock_;
+  const Dev::mode_range_table_ent* _ch1_measurementmode Q5_GUARDED_BY(averagelock_) = nullptr;
+  const Dev::mode_range_table_ent* _ch2_measurementmode Q5_GUARDED_BY(averagelock_) = nullptr;
+  int _modech1 Q5_GUARDED_BY(averagelock_) = 0;
+  int _modech2 Q5_GUARDED_BY(averagelock_) = 0;
+  int _rangech1 Q5_GUARDED_BY(averagelock_) = 0;
+  int _rangech2 Q5_GUARDED_BY(averagelock_) = 0;
+  int _filterindex Q5_GUARDED_BY(averagelock_) = 0;  ///< buffer to write
+  double _avgfilter[2][2] Q5_GUARDED_BY(averagelock_){};
   std::array<double, 2> _avg{};  ///< of the producer
 };
 

@@ -10,18 +10,18 @@ using Logger::logger_mgr;
 
 void BlockCounts::WakeConsumer() {
   {
-    const std::lock_guard lock(g_pmutex);
+    const platform::Lock lock(g_pmutex);
     signalled_ = true;
   }
   g_pcond.notify_one();  // without the lock, which the consumer wants at once
 }
 
 bool BlockCounts::Await() {
-  std::unique_lock lock(g_pmutex);
+  platform::Lock lock(g_pmutex);
   if (g_consumedBlockCount == g_sampleBlockCount && !signalled_ && !ended_) {
     logger_mgr::print(acquisitionL, kDebug, 0, "Consumer blocked.. last processed block = %d\n",
                       g_consumedBlockCount.load());
-    g_pcond.wait(lock, [this] { return signalled_ || ended_; });
+    g_pcond.wait(lock, [this]() Q5_REQUIRES(g_pmutex) { return signalled_ || ended_; });
     logger_mgr::print(acquisitionL, kDebug, 0, "Consumer unblocked \n");
   }
   signalled_ = false;
@@ -30,14 +30,14 @@ bool BlockCounts::Await() {
 }
 
 void BlockCounts::Consumed() {
-  const std::lock_guard lock(g_pmutex);
+  const platform::Lock lock(g_pmutex);
   g_consumedBlockCount = GetSampleBlockCount();
   working_ = false;
   rests_.notify_all();
 }
 
 void BlockCounts::Drain() {
-  std::unique_lock lock(g_pmutex);
+  platform::Lock lock(g_pmutex);
   while (!IsDrained() && !ended_) {
     signalled_ = true;
     g_pcond.notify_one();
@@ -48,13 +48,13 @@ void BlockCounts::Drain() {
 }
 
 void BlockCounts::Clear() {
-  const std::lock_guard lock(g_pmutex);
+  const platform::Lock lock(g_pmutex);
   g_sampleBlockCount = 0;
   g_consumedBlockCount = 0;
 }
 
 void BlockCounts::End() {
-  const std::lock_guard lock(g_pmutex);
+  const platform::Lock lock(g_pmutex);
   ended_ = true;
   g_pcond.notify_all();
   rests_.notify_all();

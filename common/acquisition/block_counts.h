@@ -6,7 +6,8 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <mutex>
+
+#include "platform/thread_safety.h"
 
 namespace acquisition {
 
@@ -37,16 +38,18 @@ class BlockCounts {
   void End();
 
  private:
-  bool IsDrained() const { return !working_ && g_consumedBlockCount == g_sampleBlockCount; }
+  bool IsDrained() const Q5_REQUIRES(g_pmutex) {
+    return !working_ && g_consumedBlockCount == g_sampleBlockCount;
+  }
 
   std::atomic<int> g_sampleBlockCount{0};
   std::atomic<int> g_consumedBlockCount{0};
-  std::mutex g_pmutex;  ///< guards the fields below
+  platform::Mutex g_pmutex;
   std::condition_variable g_pcond;
   std::condition_variable rests_;
-  bool signalled_ = false;
-  bool working_ = false;
-  bool ended_ = false;
+  bool signalled_ Q5_GUARDED_BY(g_pmutex) = false;
+  bool working_ Q5_GUARDED_BY(g_pmutex) = false;
+  bool ended_ Q5_GUARDED_BY(g_pmutex) = false;
 };
 
 }  // namespace acquisition

@@ -172,17 +172,17 @@ void SineCorrelator::updateDC() {
     smooth = smooth && channel.get_status_flag() == 0;
   }
   if (smooth) {
-    const std::lock_guard lock(updatelock);
+    const platform::Lock lock(updatelock);
     for (int ch = 0; ch < 2; ++ch) averages[ch] = MovingAverage(ch, averages[ch]);
     ++_mvavgcount;
   }
   RunMeasurementScalingDC(averages);
   {
-    const std::lock_guard lock(phasorlock);
+    const platform::Lock lock(phasorlock);
     _avgfilter = averages;
   }
   ++averages_made_;
-  const std::lock_guard lock(updatelock);
+  const platform::Lock lock(updatelock);
   _settletime = CalculateSampleCount();
 }
 
@@ -213,7 +213,7 @@ void SineCorrelator::CalculateMaxVoltage() {
 }
 
 void SineCorrelator::GetAvgPhasors(phasortoo_t* phasors) const {
-  const std::lock_guard lock(phasorlock);
+  const platform::Lock lock(phasorlock);
   for (int ch = 0; ch < 2; ++ch) {
     phasors[ch].mag = _avgfilter[ch];
     phasors[ch].phase = 0;
@@ -243,24 +243,24 @@ void SineCorrelator::calc_std_dev(double* deviations) const {
 void SineCorrelator::StoreOffsetPhasors() {
   std::array<double, 2> offsets{BlockAverage(0), BlockAverage(1)};
   if (_filtertype == kSlow) {
-    const std::lock_guard lock(updatelock);
+    const platform::Lock lock(updatelock);
     const auto samples = static_cast<double>(std::max<std::int64_t>(_sample_count, 1));
     for (int ch = 0; ch < 2; ++ch) offsets[ch] = _cycle_avgacc[ch] / samples * Scale(ch);
   }
   logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0,
                     "%s.%d %s residual dc offset ch1 %f ch2 %f \n", __func__, __LINE__, TypeText(),
                     offsets[0], offsets[1]);
-  const std::lock_guard lock(phasorlock);
+  const platform::Lock lock(phasorlock);
   for (int ch = 0; ch < 2; ++ch) offset_phasors[ch].mag = offsets[ch];
 }
 
 void SineCorrelator::GetOffsetPhasors(phasortoo_t* offsets) const {
-  const std::lock_guard lock(phasorlock);
+  const platform::Lock lock(phasorlock);
   for (int ch = 0; ch < 2; ++ch) offsets[ch].mag = offset_phasors[ch].mag;
 }
 
 void SineCorrelator::ClearOffsetPhasors() {
-  const std::lock_guard lock(phasorlock);
+  const platform::Lock lock(phasorlock);
   for (auto& offset : offset_phasors) offset.mag = 0;
 }
 

@@ -47,7 +47,7 @@ std::int32_t Ahead(std::uint32_t counter, std::uint32_t position) {
 Producer::~Producer() {
   Halt();
   {
-    const std::lock_guard lock(g_producer_start);
+    const platform::Lock lock(g_producer_start);
     ended_ = true;
   }
   g_producer_block.notify_all();
@@ -67,10 +67,10 @@ void Producer::Start() {
 
 void Producer::Begin(const BlockLayout& layout, Filters& filters) {
   {
-    const std::lock_guard lock(g_producer_start);
+    const platform::Lock lock(g_producer_start);
     layout_ = layout;
     // both at once: a pass of the run before must not take this run's blocks
-    const std::lock_guard pass_lock(pass_mutex_);
+    const platform::Lock pass_lock(pass_mutex_);
     filters_ = &filters;
     watch_.Begin(layout.pairs);
     ++run_number_;
@@ -81,7 +81,7 @@ void Producer::Begin(const BlockLayout& layout, Filters& filters) {
 
 void Producer::Halt() {
   g_running = false;
-  const std::lock_guard lock(pass_mutex_);
+  const platform::Lock lock(pass_mutex_);
   filters_ = nullptr;
 }
 
@@ -103,8 +103,9 @@ void Producer::RunProducer() {
 
 /// False at the end.
 bool Producer::AwaitRun(Run& run) {
-  std::unique_lock lock(g_producer_start);
-  g_producer_block.wait(lock, [&] { return ended_ || run_number_ != run.number; });
+  platform::Lock lock(g_producer_start);
+  g_producer_block.wait(
+      lock, [&]() Q5_REQUIRES(g_producer_start) { return ended_ || run_number_ != run.number; });
   const bool lost = run.lost;  // whoever starts it, the ring is still the old one
   run = Run();
   run.lost = lost;
@@ -124,7 +125,7 @@ void Producer::Pass(Run& run) {
   const bool stood_still = is_new && watch_.BlockCame();
   CheckStatus(run);
   CaptureWaveform(run);
-  const std::lock_guard lock(pass_mutex_);
+  const platform::Lock lock(pass_mutex_);
   if (!g_running || run_number_ != run.number || !is_new) return;
   if (Ahead(*counter, run.position) < 0) return NoteCounterBack(run, *counter);
   if (stood_still) {
@@ -167,7 +168,7 @@ void Producer::NoteCounterBack(Run& run, std::uint32_t counter) {
 // what a test has set it to.
 void Producer::StartAgain(Run& run) {
   {
-    const std::lock_guard lock(pass_mutex_);
+    const platform::Lock lock(pass_mutex_);
     if (!g_running || run_number_ != run.number) return;
     run.lost = !parts_.stream.StartAgain(run.layout);
     if (!run.lost) {
@@ -192,7 +193,7 @@ void Producer::ReportStartAgain() {
 void Producer::PauseAfterFailure() {
   platform::Clock& clock = platform::Machine().Clock();
   const auto deadline = clock.Monotonic() + kPauseAfterFailure;
-  std::unique_lock lock(g_producer_start);
+  platform::Lock lock(g_producer_start);
   while (!ended_ && g_running && clock.WaitUntil(g_producer_block, lock, deadline)) {
   }
 }

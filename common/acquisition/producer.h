@@ -8,7 +8,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <thread>
 
@@ -23,6 +22,7 @@
 #include "common/acquisition/stream_watch.h"
 #include "common/acquisition/waveform_capture.h"
 #include "common/log/histogram.h"
+#include "platform/thread_safety.h"
 #include "platform/unique_fd.h"
 
 namespace acquisition {
@@ -55,7 +55,7 @@ class Producer {
   /// Calls `work` while no block is handled.
   template <class Work>
   void BetweenBlocks(Work work) {
-    const std::lock_guard lock(pass_mutex_);
+    const platform::Lock lock(pass_mutex_);
     work();
   }
 
@@ -89,20 +89,20 @@ class Producer {
   void RaiseOnce(short code);
   void CaptureWaveform(const Run& run);
 
-  void HandleNewBlocks(Run& run, std::uint32_t counter);
-  void CheckCounter(Run& run, std::uint32_t counter);
+  void HandleNewBlocks(Run& run, std::uint32_t counter) Q5_REQUIRES(pass_mutex_);
+  void CheckCounter(Run& run, std::uint32_t counter) Q5_REQUIRES(pass_mutex_);
   bool IsFarBehind(const Run& run, std::uint32_t counter) const;
   void SkipTo(Run& run, std::uint32_t counter);
   static void Advance(Run& run);
 
-  void HandleBlock(Run& run, std::uint32_t counter);
+  void HandleBlock(Run& run, std::uint32_t counter) Q5_REQUIRES(pass_mutex_);
   const int* CopyBlock(Run& run);
   static bool IsLost(const Run& run, std::size_t written);
-  bool IsSkipped(const Run& run, std::uint32_t counter, bool last) const;
-  void Process(Run& run, const int* block, int pairs);
-  void Correlate(const int* block, int pairs);
-  void ResetSums(Run& run);
-  void ServeResetRequest(Run& run);
+  bool IsSkipped(const Run& run, std::uint32_t counter, bool last) const Q5_REQUIRES(pass_mutex_);
+  void Process(Run& run, const int* block, int pairs) Q5_REQUIRES(pass_mutex_);
+  void Correlate(const int* block, int pairs) Q5_REQUIRES(pass_mutex_);
+  void ResetSums(Run& run) Q5_REQUIRES(pass_mutex_);
+  void ServeResetRequest(Run& run) Q5_REQUIRES(pass_mutex_);
   void PrintHistograms();
   void CheckOverflow();
   void WakeConsumer();
@@ -116,15 +116,15 @@ class Producer {
   StreamWatch watch_;
   bool read_failed_ = false;
 
-  std::mutex g_producer_start;  ///< guards the fields below
+  platform::Mutex g_producer_start;
   std::condition_variable g_producer_block;
-  BlockLayout layout_;
-  bool ended_ = false;
+  BlockLayout layout_ Q5_GUARDED_BY(g_producer_start);
+  bool ended_ Q5_GUARDED_BY(g_producer_start) = false;
 
-  /// Held while blocks are handled, so that Halt can wait for the end of that. Guards filters_; the
-  /// two behind it change under it.
-  std::mutex pass_mutex_;
-  Filters* filters_ = nullptr;
+  /// Held while blocks are handled, so that Halt can wait for the end of that. The two fields
+  /// behind filters_ change under it.
+  platform::Mutex pass_mutex_;
+  Filters* filters_ Q5_GUARDED_BY(pass_mutex_) = nullptr;
   std::atomic<bool> g_running{false};
   std::atomic<unsigned> run_number_{0};
   std::thread thread_;

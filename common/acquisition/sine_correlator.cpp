@@ -52,7 +52,7 @@ SineCorrelator::SineCorrelator(int filtertype, int resetCount, double refFrequen
 
 void SineCorrelator::set_frequencies(double, long divider, std::int64_t samplesPerCycle) {
   const double signal_freq = ghmp->GetFrequency();
-  const std::lock_guard lock(updatelock);
+  const platform::Lock lock(updatelock);
   _signal_freq = signal_freq;
   _samples_per_cycle = samplesPerCycle;
   _sample_freq = signal_freq * static_cast<double>(samplesPerCycle);
@@ -67,7 +67,7 @@ void SineCorrelator::set_frequencies(double, long divider, std::int64_t samplesP
 }
 
 void SineCorrelator::set_autoreset(std::int64_t pairs) {
-  const std::lock_guard lock(updatelock);
+  const platform::Lock lock(updatelock);
   _nsamples_to_reset = pairs;
 }
 
@@ -84,12 +84,12 @@ void SineCorrelator::ResetVLFFlag() {
 // --- Resets ---
 
 void SineCorrelator::reset(int) {
-  std::unique_lock lock(updatelock);
+  platform::Lock lock(updatelock);
   const std::int64_t samples = _sample_count;
   const short settled = _settletime;
   reset_accumulators();
   const short settles = _settletime;
-  lock.unlock();
+  lock.Unlock();
   has_result_ = false;
   if (!ghmp->testStart) {
     ended_.cleared = ended_.waiting > 0;
@@ -118,7 +118,7 @@ void SineCorrelator::reset_accumulators() {
 }
 
 void SineCorrelator::PhasorsReset() {
-  const std::lock_guard lock(phasorlock);
+  const platform::Lock lock(phasorlock);
   std::ranges::fill(_filter, phasorarr_t{});
   _avgfilter = {};
 }
@@ -126,7 +126,7 @@ void SineCorrelator::PhasorsReset() {
 void SineCorrelator::Reinit(std::int64_t samplesPerCycle, std::int64_t resetCount) {
   if (_filtertype == kFast) set_autoreset(resetCount);
   {
-    const std::lock_guard lock(phasorlock);
+    const platform::Lock lock(phasorlock);
     _filterindex = 0;
     _phasorindex = 0;
     std::ranges::fill(_filter, phasorarr_t{});
@@ -138,10 +138,10 @@ void SineCorrelator::Reinit(std::int64_t samplesPerCycle, std::int64_t resetCoun
 
 void SineCorrelator::DoSpecialVLFReset() {
   const double fraction = ghmp->vlfresetcyclefraction;
-  std::unique_lock lock(updatelock);
+  platform::Lock lock(updatelock);
   const std::int64_t samples = _sample_count;
   const auto due = static_cast<std::int64_t>(static_cast<double>(_samples_per_cycle) * fraction);
-  lock.unlock();
+  lock.Unlock();
   if (samples < due) return;
   Logger::Capture(Logger::SPECIAL_VLF_RESET, samples);
   reset(1);
@@ -224,7 +224,7 @@ void SineCorrelator::StoreResult() {
     result.mag[ch] = _mag[ch];
   }
   {
-    const std::lock_guard lock(phasorlock);
+    const platform::Lock lock(phasorlock);
     _filter[_filterindex] = result;
     _phasorindex = _filterindex;
     _filterindex = 1 - _filterindex;
@@ -235,7 +235,7 @@ void SineCorrelator::StoreResult() {
 }
 
 void SineCorrelator::GetPhasors(phasortoo_t* phasors) const {
-  const std::lock_guard lock(phasorlock);
+  const platform::Lock lock(phasorlock);
   for (int ch = 0; ch < 2; ++ch) {
     phasors[ch].phase = _filter[_phasorindex].phase[ch];
     phasors[ch].mag = _filter[_phasorindex].mag[ch];
@@ -258,27 +258,27 @@ double SineCorrelator::Seconds() const {
 }
 
 double SineCorrelator::MonitorSampleCount() const {
-  const std::lock_guard lock(updatelock);
+  const platform::Lock lock(updatelock);
   return Seconds();
 }
 
 std::int64_t SineCorrelator::GetSamplesPerCycle() const {
-  const std::lock_guard lock(updatelock);
+  const platform::Lock lock(updatelock);
   return _samples_per_cycle;
 }
 
 std::int64_t SineCorrelator::GetCycleCount() const {
-  const std::lock_guard lock(updatelock);
+  const platform::Lock lock(updatelock);
   return _cycle_count;
 }
 
 std::int64_t SineCorrelator::GetSampleCount() const {
-  const std::lock_guard lock(updatelock);
+  const platform::Lock lock(updatelock);
   return _sample_count;
 }
 
 short SineCorrelator::GetSettleTime() const {
-  const std::lock_guard lock(updatelock);
+  const platform::Lock lock(updatelock);
   return _settletime;
 }
 

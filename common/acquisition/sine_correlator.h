@@ -22,11 +22,11 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 
 #include "common/acquisition/sample_channel.h"
 #include "common/calibration/phasor.h"
 #include "common/xml/cal_tables.h"
+#include "platform/thread_safety.h"
 
 namespace acquisition {
 
@@ -132,18 +132,19 @@ class SineCorrelator {
  protected:
   using RangeEntry = std::atomic<const Dev::mode_range_table_ent*>;
 
-  // Called with `updatelock` held.
-  void reset_accumulators();
-  short CalculateSampleCount() const;
+  void reset_accumulators() Q5_REQUIRES(updatelock);
+  short CalculateSampleCount() const Q5_REQUIRES(updatelock);
   /// Of the next pair in its cycle.
-  std::int64_t PlaceInCycle() const { return _sample_count - _cycle_count * _samples_per_cycle; }
+  std::int64_t PlaceInCycle() const Q5_REQUIRES(updatelock) {
+    return _sample_count - _cycle_count * _samples_per_cycle;
+  }
   /// Pairs until the cycle or the time to the next reset ends, at most `limit`.
-  int PairsToNextEnd(int limit) const;
+  int PairsToNextEnd(int limit) const Q5_REQUIRES(updatelock);
   /// Counts pairs that have been summed; true at the end of a cycle, whose sums it keeps.
-  bool CountPairs(int pairs);
-  bool ResetDue() const;
+  bool CountPairs(int pairs) Q5_REQUIRES(updatelock);
+  bool ResetDue() const Q5_REQUIRES(updatelock);
 
-  // Called without it.
+  // Called without `updatelock`.
   void BeginBlock();
   void CaptureNewCycleEvent();
   /// After the end of a cycle.
@@ -153,15 +154,16 @@ class SineCorrelator {
   /// At the end of a block: the phasors of the last cycle that has ended.
   void MakeResult();
 
-  std::array<double, 2> _cacc{};          ///< cosine sums, in sample counts
-  std::array<double, 2> _sacc{};          ///< sine sums
-  std::array<double, 2> _cycle_avgacc{};  ///< sample sums since the last reset
-  double _phase_rate = 0;                 ///< rad a sample
-  std::int64_t _sample_count = 0;         ///< pairs since the last reset
-  std::int64_t _cycle_count = 0;          ///< whole cycles since then
+  std::array<double, 2> _cacc Q5_GUARDED_BY(updatelock){};  ///< cosine sums, in sample counts
+  std::array<double, 2> _sacc Q5_GUARDED_BY(updatelock){};  ///< sine sums
+  /// Sample sums since the last reset.
+  std::array<double, 2> _cycle_avgacc Q5_GUARDED_BY(updatelock){};
+  double _phase_rate Q5_GUARDED_BY(updatelock) = 0;          ///< rad a sample
+  std::int64_t _sample_count Q5_GUARDED_BY(updatelock) = 0;  ///< pairs since the last reset
+  std::int64_t _cycle_count Q5_GUARDED_BY(updatelock) = 0;   ///< whole cycles since then
   std::atomic<bool> in_middle_of_cycle{false};
-  short _settletime = 0;
-  mutable std::mutex updatelock;  ///< guards the fields above, and the counters below
+  short _settletime Q5_GUARDED_BY(updatelock) = 0;
+  mutable platform::Mutex updatelock;
 
  private:
   bool CheckValidModes() const;
@@ -183,21 +185,21 @@ class SineCorrelator {
   void RunMeasurementScaling();
   void StoreResult();
   void CheckPlausible() const;
-  double MovingAverage(int channel, double average);
+  double MovingAverage(int channel, double average) Q5_REQUIRES(updatelock);
   void RunMeasurementScalingDC(std::array<double, 2>& averages) const;
   double BlockAverage(int channel) const;
-  double Seconds() const;
+  double Seconds() const Q5_REQUIRES(updatelock);
 
   const int _filtertype;
   const int _swapchannels;
-  double _sample_freq = 0;  ///< Hz
+  double _sample_freq Q5_GUARDED_BY(updatelock) = 0;  ///< Hz
   std::atomic<double> _signal_freq{0};
-  std::int64_t _samples_per_cycle = 0;
-  std::int64_t _nsamples_to_reset = 0;  ///< 0: never
+  std::int64_t _samples_per_cycle Q5_GUARDED_BY(updatelock) = 0;
+  std::int64_t _nsamples_to_reset Q5_GUARDED_BY(updatelock) = 0;  ///< 0: never
 
-  std::array<double, 2> _mvavgacc{};       ///< sum of the moving average
-  double _mvavgbuff[2][kMovingAverage]{};  ///< ring of block averages
-  std::int64_t _mvavgcount = 0;            ///< blocks since the last reset
+  std::array<double, 2> _mvavgacc Q5_GUARDED_BY(updatelock){};       ///< sum of the moving average
+  double _mvavgbuff[2][kMovingAverage] Q5_GUARDED_BY(updatelock){};  ///< ring of block averages
+  std::int64_t _mvavgcount Q5_GUARDED_BY(updatelock) = 0;  ///< blocks since the last reset
 
   /// What the end of a cycle stored, of cycles whose result is still to be made.
   struct CycleEnd {
@@ -220,12 +222,12 @@ class SineCorrelator {
   RangeEntry _ch1_measurementmode;
   RangeEntry _ch2_measurementmode;
 
-  mutable std::mutex phasorlock;  ///< guards what follows
-  phasorarr_t _filter[2]{};
-  int _filterindex = 0;  ///< buffer to write
-  int _phasorindex = 0;  ///< buffer to read
-  std::array<double, 2> _avgfilter{};
-  std::array<phasortoo_t, 2> offset_phasors{};
+  mutable platform::Mutex phasorlock;
+  phasorarr_t _filter[2] Q5_GUARDED_BY(phasorlock){};
+  int _filterindex Q5_GUARDED_BY(phasorlock) = 0;  ///< buffer to write
+  int _phasorindex Q5_GUARDED_BY(phasorlock) = 0;  ///< buffer to read
+  std::array<double, 2> _avgfilter Q5_GUARDED_BY(phasorlock){};
+  std::array<phasortoo_t, 2> offset_phasors Q5_GUARDED_BY(phasorlock){};
 
   std::atomic<double> _maxvoltage{0};
   std::atomic<std::int64_t> results_made_{0};

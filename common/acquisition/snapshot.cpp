@@ -36,7 +36,7 @@ constexpr std::uint64_t kMostBehind = SamplePool::kPages * 3 / 4;
 
 Snapshot::~Snapshot() {
   {
-    const std::lock_guard lock(g_smutex);
+    const platform::Lock lock(g_smutex);
     ended_ = true;
   }
   g_triggersnapshot.notify_all();
@@ -84,7 +84,7 @@ void Snapshot::TakeCommand() {
   ReplaceContents(command_file_.Get(),
                   "Capturing " + std::to_string(command->samples) + " samples. Please wait...\n");
   {
-    const std::lock_guard lock(g_smutex);
+    const platform::Lock lock(g_smutex);
     command_ = *std::move(command);
     first_page_ = pool_.Pages();
     abandoned_ = false;
@@ -95,15 +95,15 @@ void Snapshot::TakeCommand() {
 
 void Snapshot::Wake() {
   if (g_snapshotStart != State::kRunning) return;
-  const std::lock_guard lock(g_smutex);
+  const platform::Lock lock(g_smutex);
   g_triggersnapshot.notify_all();
 }
 
 void Snapshot::Abandon() {
-  std::unique_lock lock(g_smutex);
+  platform::Lock lock(g_smutex);
   abandoned_ = true;
   g_triggersnapshot.notify_all();
-  g_snapshotdata.wait(lock, [this] { return !reading_; });
+  g_snapshotdata.wait(lock, [this]() Q5_REQUIRES(g_smutex) { return !reading_; });
 }
 
 // --- The thread ---
@@ -113,8 +113,10 @@ void Snapshot::RunSnapshot() {
     SnapshotCommand command;
     std::uint64_t page = 0;
     {
-      std::unique_lock lock(g_smutex);
-      g_triggersnapshot.wait(lock, [this] { return ended_ || g_snapshotStart == State::kRunning; });
+      platform::Lock lock(g_smutex);
+      g_triggersnapshot.wait(lock, [this]() Q5_REQUIRES(g_smutex) {
+        return ended_ || g_snapshotStart == State::kRunning;
+      });
       if (ended_) return;
       command = command_;
       page = first_page_;
@@ -122,7 +124,7 @@ void Snapshot::RunSnapshot() {
     }
     platform::Guarded("RunSnapshot", [&] { Capture(command, page); });
     {
-      const std::lock_guard lock(g_smutex);
+      const platform::Lock lock(g_smutex);
       reading_ = false;
     }
     g_snapshotdata.notify_all();
@@ -134,8 +136,9 @@ void Snapshot::RunSnapshot() {
 }
 
 bool Snapshot::AwaitPages(std::uint64_t end) {
-  std::unique_lock lock(g_smutex);
-  g_triggersnapshot.wait(lock, [&] { return ended_ || abandoned_ || pool_.Pages() >= end; });
+  platform::Lock lock(g_smutex);
+  g_triggersnapshot.wait(
+      lock, [&]() Q5_REQUIRES(g_smutex) { return ended_ || abandoned_ || pool_.Pages() >= end; });
   if (ended_ || abandoned_) return false;
   if (pool_.Pages() - end < kMostBehind) return true;
   logger_mgr::print(acquisitionL, kError, 0, "%s: the disk is too slow for the samples\n",

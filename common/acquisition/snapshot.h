@@ -8,11 +8,11 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <thread>
 
 #include "common/acquisition/sample_pool.h"
 #include "common/acquisition/snapshot_command.h"
+#include "platform/thread_safety.h"
 #include "platform/unique_fd.h"
 
 namespace acquisition {
@@ -58,14 +58,14 @@ class Snapshot {
   platform::UniqueFd scratch_;
   std::int64_t zero_pairs_ = 0;  ///< of the snapshot under way
 
-  std::mutex g_smutex;  ///< guards the fields below
+  platform::Mutex g_smutex;
   std::condition_variable g_triggersnapshot;
   std::condition_variable g_snapshotdata;
-  SnapshotCommand command_;
-  std::uint64_t first_page_ = 0;
-  bool abandoned_ = false;
-  bool reading_ = false;  ///< the thread reads the pool
-  bool ended_ = false;
+  SnapshotCommand command_ Q5_GUARDED_BY(g_smutex);
+  std::uint64_t first_page_ Q5_GUARDED_BY(g_smutex) = 0;
+  bool abandoned_ Q5_GUARDED_BY(g_smutex) = false;
+  bool reading_ Q5_GUARDED_BY(g_smutex) = false;  ///< the thread reads the pool
+  bool ended_ Q5_GUARDED_BY(g_smutex) = false;
   std::atomic<State> g_snapshotStart{State::kNone};
   std::thread thread_;
 };

@@ -30,7 +30,7 @@ constexpr int kFewestLooks = 5;
 
 StreamWatch::~StreamWatch() {
   {
-    const std::lock_guard lock(mutex_);
+    const platform::Lock lock(mutex_);
     ended_ = true;
   }
   wake_.notify_all();
@@ -52,7 +52,7 @@ bool StreamWatch::BlockCame() {
 
 void StreamWatch::Run() {
   platform::Clock& clock = Machine().Clock();
-  std::unique_lock lock(mutex_);
+  platform::Lock lock(mutex_);
   while (!ended_) {
     clock.WaitUntil(wake_, lock, clock.Monotonic() + kTick);
     if (!ended_) Look();

@@ -6,10 +6,10 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <mutex>
 #include <thread>
 
 #include "platform/clock.h"
+#include "platform/thread_safety.h"
 
 namespace acquisition {
 
@@ -53,9 +53,9 @@ class StreamWatch {
   platform::Nanoseconds looked_at_{kNotWaiting};  ///< the wait that looks_ counts for
   int looks_ = 0;
 
-  std::mutex mutex_;  ///< guards ended_
+  platform::Mutex mutex_;
   std::condition_variable wake_;
-  bool ended_ = false;
+  bool ended_ Q5_GUARDED_BY(mutex_) = false;
   std::thread thread_;
 };
 

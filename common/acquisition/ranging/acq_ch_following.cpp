@@ -2,6 +2,7 @@
 
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/logger_mgr.h"
+#include "platform/thread_safety.h"
 
 namespace AcquisitionSystem {
 
@@ -14,13 +15,13 @@ namespace {
 
 constexpr short kSlowSweepRange = 6;
 
-std::mutex instances_lock;  // guards the front ends and both instances
-std::array<Dev::MeasChannel*, ACQ_CHAN_COUNT> front_ends{};
+platform::Mutex instances_lock;  // guards both instances too
+std::array<Dev::MeasChannel*, ACQ_CHAN_COUNT> front_ends Q5_GUARDED_BY(instances_lock){};
 
 template <class Channel>
 Channel* InstanceOf(ACQ_CHAN_NUM ch) {
   static Channel* instance = nullptr;
-  const std::lock_guard lock(instances_lock);
+  const platform::Lock lock(instances_lock);
   Dev::MeasChannel* front_end = front_ends.at(static_cast<std::size_t>(ch));
   if (instance != nullptr || front_end == nullptr) return instance;
   Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
@@ -45,7 +46,7 @@ Input_Mode SourceMode(bool first) {
 }  // namespace
 
 void SetFrontEnds(Dev::MeasChannel& first, Dev::MeasChannel& second) {
-  const std::lock_guard lock(instances_lock);
+  const platform::Lock lock(instances_lock);
   front_ends = {&first, &second};
 }
 

@@ -24,6 +24,7 @@
 #include "common/dev/fpga/fpga_registers.h"
 #include "common/dev/i2c/meas_channel.h"
 #include "common/msg/hmp_data.h"
+#include "platform/thread_safety.h"
 
 namespace AcquisitionSystem {
 
@@ -239,15 +240,13 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   void WriteRange();
   void StartFiguresOfTest();
 
-  /// With ext_event_mutex held.
-  void HandleEvent(EXTERNAL_EVENT event);
+  void HandleEvent(EXTERNAL_EVENT event) Q5_REQUIRES(ext_event_mutex);
   template <class Matches>
   int FindRange(int mode, Matches matches) const;
-  /// With figures_lock_ held.
-  int SetsPerCycle() const;
+  int SetsPerCycle() const Q5_REQUIRES(figures_lock_);
   template <class Read>
   auto FromCycle(Read read) const {
-    const std::lock_guard lock(figures_lock_);
+    const platform::Lock lock(figures_lock_);
     return read(full_cycle_, SetsPerCycle());
   }
 
@@ -270,18 +269,18 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   std::atomic<int> just_recovered{0};
   std::atomic<int> CPLD_status_request{0};
 
-  mutable std::mutex status_reg_lock_;  // guards the two below
-  Dev::MeasChStaReg last_status_reg{};
-  bool status_read_ = false;
+  mutable platform::Mutex status_reg_lock_;
+  Dev::MeasChStaReg last_status_reg Q5_GUARDED_BY(status_reg_lock_){};
+  bool status_read_ Q5_GUARDED_BY(status_reg_lock_) = false;
 
-  mutable std::mutex ext_event_mutex;  // one event at a time; guards the two below
-  std::array<std::int64_t, ACQ_EVT_TYPES> event_counts_{};
+  mutable platform::Mutex ext_event_mutex;  // one event at a time, which may change fixed_range_
+  std::array<std::int64_t, ACQ_EVT_TYPES> event_counts_ Q5_GUARDED_BY(ext_event_mutex){};
   FixedRange fixed_range_{*this};
 
-  mutable std::mutex figures_lock_;  // guards the three below
-  acquisition::BlockFigures this_sample_set;
-  sample_block_status block_status_{};
-  FullCycle full_cycle_;
+  mutable platform::Mutex figures_lock_;
+  acquisition::BlockFigures this_sample_set Q5_GUARDED_BY(figures_lock_);
+  sample_block_status block_status_ Q5_GUARDED_BY(figures_lock_){};
+  FullCycle full_cycle_ Q5_GUARDED_BY(figures_lock_);
 };
 
 }  // namespace AcquisitionSystem

@@ -36,22 +36,22 @@ ACCUMULATED_STATS SetOf(const BlockFigures& figures, sample_block_status status)
 // --- The latest block ---
 
 void AcqChan::StoreBlockFigures(const BlockFigures& figures) {
-  const std::lock_guard lock(figures_lock_);
+  const platform::Lock lock(figures_lock_);
   this_sample_set = figures;
 }
 
 BlockFigures AcqChan::GetBlockFigures() const {
-  const std::lock_guard lock(figures_lock_);
+  const platform::Lock lock(figures_lock_);
   return this_sample_set;
 }
 
 void AcqChan::set_sample_status(sample_block_status status) {
-  const std::lock_guard lock(figures_lock_);
+  const platform::Lock lock(figures_lock_);
   block_status_ = status;
 }
 
 sample_block_status AcqChan::get_sample_status() const {
-  const std::lock_guard lock(figures_lock_);
+  const platform::Lock lock(figures_lock_);
   return block_status_;
 }
 
@@ -66,17 +66,17 @@ int AcqChan::SetsPerCycle() const {
 }
 
 int AcqChan::get_sample_sets_per_cycle() const {
-  const std::lock_guard lock(figures_lock_);
+  const platform::Lock lock(figures_lock_);
   return SetsPerCycle();
 }
 
 void AcqChan::full_cycle_reset_statistics() {
-  const std::lock_guard lock(figures_lock_);
+  const platform::Lock lock(figures_lock_);
   full_cycle_.Reset();
 }
 
 void AcqChan::full_cycle_update_statistics(int valid) {
-  const std::lock_guard lock(figures_lock_);
+  const platform::Lock lock(figures_lock_);
   full_cycle_.Update(SetOf(this_sample_set, block_status_), valid != 0, SetsPerCycle());
 }
 

@@ -41,12 +41,12 @@ void AcqChan::set_status_flag(unsigned short mask, unsigned short bits) {
 // --- Front end ---
 
 Dev::MeasChStaReg AcqChan::get_last_status_reg() const {
-  const std::lock_guard lock(status_reg_lock_);
+  const platform::Lock lock(status_reg_lock_);
   return last_status_reg;
 }
 
 int AcqChan::get_last_cpld_range() const {
-  const std::lock_guard lock(status_reg_lock_);
+  const platform::Lock lock(status_reg_lock_);
   if (!status_read_) return -1;
   const int echo = last_status_reg.RangeEcho(cpldid_reg_struct.cpldId);
   // a board that echoes no range is taken to have the one in use
@@ -64,7 +64,7 @@ bool AcqChan::get_CPLD_status_upon_request(int force) {
   const unsigned byte = status.Status();
   unsigned before = 0;
   {
-    const std::lock_guard lock(status_reg_lock_);
+    const platform::Lock lock(status_reg_lock_);
     before = status_read_ ? last_status_reg.Status() : 0;
     last_status_reg = status;
     status_read_ = true;
@@ -85,7 +85,7 @@ int AcqChan::external_event_notify(EXTERNAL_EVENT event) {
                       __LINE__, event);
     return 0;
   }
-  const std::lock_guard lock(ext_event_mutex);
+  const platform::Lock lock(ext_event_mutex);
   ++event_counts_.at(static_cast<std::size_t>(event));
   HandleEvent(event);
   return 0;
@@ -111,7 +111,7 @@ void AcqChan::HandleEvent(EXTERNAL_EVENT event) {
 
 std::int64_t AcqChan::GetEventCount(EXTERNAL_EVENT event) const {
   if (!IsEvent(event)) return 0;
-  const std::lock_guard lock(ext_event_mutex);
+  const platform::Lock lock(ext_event_mutex);
   return event_counts_.at(static_cast<std::size_t>(event));
 }
 

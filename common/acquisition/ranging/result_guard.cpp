@@ -3,7 +3,7 @@
 namespace AcquisitionSystem {
 
 void ResultGuard::Spoil(unsigned short bits) {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   word_ |= bits;
   good_pairs_ = 0;
   good_blocks_ = 0;
@@ -11,7 +11,7 @@ void ResultGuard::Spoil(unsigned short bits) {
 
 bool ResultGuard::TakeGood(int pairs, int blocks, const Sums& sums) {
   if (word_ == 0) return false;
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   good_pairs_ += pairs;
   ++good_blocks_;
   ++spoilt_blocks_;
@@ -23,20 +23,20 @@ bool ResultGuard::TakeGood(int pairs, int blocks, const Sums& sums) {
 }
 
 void ResultGuard::Restart() {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   good_pairs_ = 0;
   good_blocks_ = 0;
 }
 
 void ResultGuard::AcceptOpenCycle(const Sums& sums) {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   if (sums.pairs > good_pairs_) return;
   word_ = 0;
   spoilt_blocks_ = 0;
 }
 
 int ResultGuard::TakeBad() {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   return ++spoilt_blocks_;
 }
 

@@ -9,7 +9,8 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
+
+#include "platform/thread_safety.h"
 
 namespace AcquisitionSystem {
 
@@ -50,10 +51,10 @@ class ResultGuard {
   std::atomic<std::uint16_t> word_{0};
   std::atomic<std::uint16_t> test_bits_{0};
   std::atomic<std::uint16_t> update_bits_{0};
-  std::mutex mutex_;  ///< guards the fields below and changes of word_
-  std::int64_t good_pairs_ = 0;
-  int good_blocks_ = 0;
-  int spoilt_blocks_ = 0;
+  platform::Mutex mutex_;  ///< held to change word_, too
+  std::int64_t good_pairs_ Q5_GUARDED_BY(mutex_) = 0;
+  int good_blocks_ Q5_GUARDED_BY(mutex_) = 0;
+  int spoilt_blocks_ Q5_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace AcquisitionSystem
