@@ -1,8 +1,9 @@
-// Which lock guards which field, in words that clang checks: a use without the lock fails its build.
+// Which lock guards which field, in words that clang checks: a use without the lock fails its
+// build.
 //
-// The standard library's mutexes carry no such words, so fields are guarded by a Mutex, which a Lock
-// holds. Constructors and destructors are not checked: nobody else knows the object then. A lambda is
-// checked by itself, so one that runs under the lock says so behind its parameters.
+// The standard library's mutexes carry no such words, so fields are guarded by a Mutex, which a
+// Lock holds. Constructors and destructors are not checked: nobody else knows the object then. A
+// lambda is checked by itself, so one that runs under the lock says so behind its parameters.
 #pragma once
 
 #include <mutex>
@@ -17,6 +18,8 @@
 #define Q5_GUARDED_BY(mutex) Q5_THREAD_SAFETY(guarded_by(mutex))
 /// Of a function: its caller holds these mutexes.
 #define Q5_REQUIRES(...) Q5_THREAD_SAFETY(requires_capability(__VA_ARGS__))
+/// Of a function that calls what it is given: which lock that needs is its caller's business.
+#define Q5_UNCHECKED Q5_THREAD_SAFETY(no_thread_safety_analysis)
 #define Q5_ACQUIRE(...) Q5_THREAD_SAFETY(acquire_capability(__VA_ARGS__))
 #define Q5_RELEASE() Q5_THREAD_SAFETY(release_capability())
 

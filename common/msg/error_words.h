@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <span>
 
+#include "platform/thread_safety.h"
+
 namespace Msg {
 
 /// First word of an error list.
@@ -90,7 +92,7 @@ struct ErrorWord {
 
 /// Calls `visit` with each error word of `list`, whose first word is a module code.
 template <class Visit>
-constexpr void ForEachErrorWord(std::span<const std::int16_t> list, Visit visit) {
+Q5_UNCHECKED constexpr void ForEachErrorWord(std::span<const std::int16_t> list, Visit visit) {
   for (std::size_t place = 1; place < list.size();) {
     const auto data = DataBehind(list, place);
     visit(ErrorWord{static_cast<int>(place), ErrorCodeOf(list[place]), data});

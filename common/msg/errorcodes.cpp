@@ -44,12 +44,12 @@ bool Errorcodes::HasCode(int code) const {
 }
 
 int Errorcodes::GetErrorIndex() {
-  const std::lock_guard lock(eindexlock);
+  const platform::Lock lock(eindexlock);
   return NextPlace();
 }
 
 void Errorcodes::SetErrorCode(short code) {
-  const std::lock_guard lock(eindexlock);
+  const platform::Lock lock(eindexlock);
   logger_mgr::print(msgL, Logger::kNotice, 0, "%s.%d ecodes evalue 0x%x\n", __func__, __LINE__,
                     code & 0xFFFFu);
   ecodes[static_cast<std::size_t>(NextPlace())] = code;
@@ -68,7 +68,7 @@ int Errorcodes::AppendWords(short code, std::span<const std::int16_t> data) {
 }
 
 void Errorcodes::SetErrorWords(short code, std::span<const std::int16_t> data) {
-  const std::lock_guard lock(eindexlock);
+  const platform::Lock lock(eindexlock);
   const int place = AppendWords(code, data);
   const unsigned word = ecodes[static_cast<std::size_t>(place)] & 0xFFFFu;
   logger_mgr::print(msgL, Logger::kNotice, 0,
@@ -82,14 +82,14 @@ void Errorcodes::SetFrequencyError(short code, float f) {
 }
 
 void Errorcodes::SetStickyError(short code) {
-  const std::lock_guard lock(stickylock);
+  const platform::Lock lock(stickylock);
   const int place = std::min<int>(stickyindex, kStickyWords - 1);
   stickyerrors[static_cast<std::size_t>(place)] = code;
   stickyindex = static_cast<short>(place + 1);
 }
 
 void Errorcodes::SetStickyWords(short code, std::span<const std::int16_t> data) {
-  const std::lock_guard lock(stickylock);
+  const platform::Lock lock(stickylock);
   int place = std::min<int>(stickyindex, kStickyWords - 1);
   const auto room = static_cast<std::size_t>(kStickyWords - 1 - place);
   const auto fitting = data.first(std::min(data.size(), room));
@@ -109,17 +109,18 @@ void Errorcodes::SetStickyWords(short code, std::span<const std::int16_t> data) 
 }
 
 bool Errorcodes::IsStickyError() const {
-  const std::lock_guard lock(stickylock);
+  const platform::Lock lock(stickylock);
   return stickyindex > 0;
 }
 
 void Errorcodes::CopyStickyErrors() {
-  const std::scoped_lock lock(eindexlock, stickylock);
+  const platform::Lock lock(eindexlock);
+  const platform::Lock sticky_lock(stickylock);
   // a place before the first word stands for the module code that lists begin with
   std::array<std::int16_t, kStickyWords + 1> sticky{};
   std::ranges::copy(stickyerrors, sticky.begin() + 1);
   ForEachErrorWord(std::span(sticky).first(static_cast<std::size_t>(stickyindex) + 1),
-                   [this](const ErrorWord& word) {
+                   [this](const ErrorWord& word) Q5_REQUIRES(eindexlock) {
                      if (errorindex < kErrorListWords && !HasCode(word.code)) {
                        AppendWords(static_cast<short>(word.code), word.data);
                      }
@@ -127,39 +128,39 @@ void Errorcodes::CopyStickyErrors() {
 }
 
 bool Errorcodes::ReportError() const {
-  const std::lock_guard lock(eindexlock);
+  const platform::Lock lock(eindexlock);
   return errorindex > 1;
 }
 
 bool Errorcodes::IsErrorCodeNew(short code) const {
-  const std::lock_guard lock(eindexlock);
+  const platform::Lock lock(eindexlock);
   bool found = false;
-  ForEachErrorWord(InUse(), [&](const ErrorWord& word) {
+  ForEachErrorWord(InUse(), [&](const ErrorWord& word) Q5_REQUIRES(eindexlock) {
     found = found || ecodes[static_cast<std::size_t>(word.place)] == code;
   });
   return !found;
 }
 
 Errorcodes::Snapshot Errorcodes::CopyErrorCodes() const {
-  const std::lock_guard lock(eindexlock);
+  const platform::Lock lock(eindexlock);
   return {ecodes, errorindex};
 }
 
 void Errorcodes::ClearErrorCodes() {
-  const std::lock_guard lock(eindexlock);
+  const platform::Lock lock(eindexlock);
   ecodes.fill(0);
   errorindex = -1;
   logger_mgr::print(msgL, Logger::kInfo, 0, "Cleared GHMP error codes \n");
 }
 
 void Errorcodes::ClearBootErrorCodes() {
-  const std::lock_guard lock(eindexlock);
+  const platform::Lock lock(eindexlock);
   logger_mgr::print(msgL, Logger::kInfo, 0, "%s %d\n", __func__, errorindex);
   int kept = 0;
   if (errorindex > 1) {
     const auto before = ecodes;
     const auto list = std::span<const std::int16_t>(before).first(InUse().size());
-    ForEachErrorWord(list, [&](const ErrorWord& word) {
+    ForEachErrorWord(list, [&](const ErrorWord& word) Q5_REQUIRES(eindexlock) {
       if (word.code < kFirstBootCode) {
         kept += before[static_cast<std::size_t>(word.place)] != 0;
         return;

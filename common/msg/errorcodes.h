@@ -7,10 +7,10 @@
 
 #include <array>
 #include <cstdint>
-#include <mutex>
 #include <span>
 
 #include "common/msg/error_words.h"
+#include "platform/thread_safety.h"
 
 namespace Msg {
 
@@ -69,21 +69,21 @@ class Errorcodes {
  private:
   static constexpr int kStickyWords = 10;
 
-  // Called with `eindexlock` held.
-  int NextPlace();
-  int AppendWords(short code, std::span<const std::int16_t> data);
-  std::span<const std::int16_t> InUse() const;
-  bool HasCode(int code) const;
+  int NextPlace() Q5_REQUIRES(eindexlock);
+  int AppendWords(short code, std::span<const std::int16_t> data) Q5_REQUIRES(eindexlock);
+  std::span<const std::int16_t> InUse() const Q5_REQUIRES(eindexlock);
+  bool HasCode(int code) const Q5_REQUIRES(eindexlock);
 
   void SetStickyWords(short code, std::span<const std::int16_t> data);
 
-  std::array<std::int16_t, kErrorListWords> ecodes{};  ///< as in the NAK record
-  int errorindex = -1;                                 ///< next free place; -1: empty
+  /// As in the NAK record.
+  std::array<std::int16_t, kErrorListWords> ecodes Q5_GUARDED_BY(eindexlock){};
+  int errorindex Q5_GUARDED_BY(eindexlock) = -1;  ///< next free place; -1: empty
   const int module_error_code;
-  std::array<std::int16_t, kStickyWords> stickyerrors{};
-  short stickyindex = 0;
-  mutable std::mutex eindexlock;  ///< guards `ecodes` and `errorindex`
-  mutable std::mutex stickylock;  ///< guards the sticky words
+  std::array<std::int16_t, kStickyWords> stickyerrors Q5_GUARDED_BY(stickylock){};
+  short stickyindex Q5_GUARDED_BY(stickylock) = 0;
+  mutable platform::Mutex eindexlock;  ///< taken before stickylock
+  mutable platform::Mutex stickylock;
 };
 
 }  // namespace Msg

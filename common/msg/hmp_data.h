@@ -29,6 +29,7 @@
 #include "common/msg/input_mode.h"
 #include "common/msg/m3x64_num.h"
 #include "common/msg/module_id.h"
+#include "platform/thread_safety.h"
 
 namespace Msg {
 
@@ -367,15 +368,15 @@ class HMPData : public Errorcodes, public ConfigData {
   bool MountModules();
 
   HmpLinks links_;
-  bool recoverysignalled_ = false;  ///< guarded by recovermutex
+  bool recoverysignalled_ Q5_GUARDED_BY(recovermutex) = false;
 
   std::atomic<short> currentmsg{0};
-  m3x64_num measured_line_frequency;  ///< Hz
+  m3x64_num measured_line_frequency Q5_GUARDED_BY(linefrequencylock);  ///< Hz
 
-  mutable std::mutex linefrequencylock;  ///< guards measured_line_frequency
+  mutable platform::Mutex linefrequencylock;
   std::mutex consumerlock;
   mutable std::mutex dcoffsetmutex;
-  std::mutex recovermutex;
+  platform::Mutex recovermutex;
   std::condition_variable recovercond;  ///< waited for on the machine's monotonic clock
   mutable std::mutex recoveryblocklock;
   mutable std::mutex recoverysoslock;

@@ -45,18 +45,18 @@ void Increment(Field* field) {
 }  // namespace
 
 void HMPData::SetFrequency(const m3x64_num& hertz) {
-  const std::lock_guard lock(linefrequencylock);
+  const platform::Lock lock(linefrequencylock);
   measured_line_frequency = hertz;
   frequency = static_cast<float>(ValueOf(hertz));
 }
 
 void HMPData::SetLineFrequency(int hertz) {
-  const std::lock_guard lock(linefrequencylock);
+  const platform::Lock lock(linefrequencylock);
   measured_line_frequency = {hertz > 0 ? static_cast<std::uint64_t>(hertz) : 0, 0, 1};
 }
 
 m3x64_num HMPData::GetLineFrequency() const {
-  const std::lock_guard lock(linefrequencylock);
+  const platform::Lock lock(linefrequencylock);
   return measured_line_frequency;
 }
 

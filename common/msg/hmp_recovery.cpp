@@ -45,22 +45,22 @@ bool HMPData::IsSosRecoveryDone() const {
 void HMPData::WaitForSosRecovery() {
   SetRecoveryBlocked(true);
   platform::Clock& clock = platform::Machine().Clock();
-  std::unique_lock lock(recovermutex);
+  platform::Lock lock(recovermutex);
   recoverysignalled_ = false;
   for (int enquiry = 0; enquiry < kEnquiries && !recoverysignalled_; ++enquiry) {
     const platform::Nanoseconds deadline = clock.Monotonic() + kEnquiryPeriod;
     logger_mgr::print(msgL, Logger::kInfo, 0, "Sent the pubsub source enquiry \n");
     // The answer may come on this very thread; one that comes before the wait is remembered.
-    lock.unlock();
+    lock.Unlock();
     if (links_.enquire_source_status) links_.enquire_source_status();
-    lock.lock();
+    lock.Relock();
     while (!recoverysignalled_ && clock.WaitUntil(recovercond, lock, deadline)) {
     }
   }
   if (recoverysignalled_) {
     logger_mgr::print(msgL, Logger::kInfo, 0, "Received the MSG from sos \n");
   }
-  lock.unlock();
+  lock.Unlock();
   SetRecoveryBlocked(false);
 }
 
@@ -69,7 +69,7 @@ void HMPData::SignalMainRecovery(bool released) {
     logger_mgr::print(msgL, Logger::kInfo, 0, "recover_ signal to recoverthread true\n");
     SetSourceRecovery(true, 1);
   }
-  const std::lock_guard lock(recovermutex);
+  const platform::Lock lock(recovermutex);
   recoverysignalled_ = true;
   recovercond.notify_all();
 }

@@ -26,7 +26,7 @@ void SafetyNak::Append(std::int16_t word) {
 
 bool SafetyNak::AddWords(int code, std::span<const std::int16_t> data) {
   const auto stored = data.first(std::min<std::size_t>(data.size(), kMaxDataWords));
-  const std::lock_guard lock(lock_);
+  const platform::Lock lock(lock_);
   if (record_.len >= kFull) return false;
   record_.errtype[static_cast<std::size_t>(record_.etlen++)] = MakeErrorWord(code, 0);
   if (!safeCheck()) return false;
@@ -36,17 +36,17 @@ bool SafetyNak::AddWords(int code, std::span<const std::int16_t> data) {
 }
 
 bool SafetyNak::CheckSafetyFault() const {
-  const std::lock_guard lock(lock_);
+  const platform::Lock lock(lock_);
   return record_.len > 0;
 }
 
 SafetyNak::Snapshot SafetyNak::Copy() const {
-  const std::lock_guard lock(lock_);
+  const platform::Lock lock(lock_);
   return record_;
 }
 
 void SafetyNak::Clear() {
-  const std::lock_guard lock(lock_);
+  const platform::Lock lock(lock_);
   record_.len = record_.etlen = 0;
 }
 

@@ -7,10 +7,10 @@
 
 #include <array>
 #include <cstdint>
-#include <mutex>
 #include <span>
 
 #include "common/msg/error_words.h"
+#include "platform/thread_safety.h"
 
 namespace Msg {
 
@@ -44,13 +44,12 @@ class SafetyNak {
   void Clear();
 
  private:
-  /// Called with `lock_` held: keeps the entry just placed at the end of `errtype` only if it is
-  /// the first of its kind.
-  bool safeCheck();
-  void Append(std::int16_t word);
+  /// Keeps the entry just placed at the end of `errtype` only if it is the first of its kind.
+  bool safeCheck() Q5_REQUIRES(lock_);
+  void Append(std::int16_t word) Q5_REQUIRES(lock_);
 
-  mutable std::mutex lock_;  ///< guards the record
-  Snapshot record_;
+  mutable platform::Mutex lock_;
+  Snapshot record_ Q5_GUARDED_BY(lock_);
 };
 
 /// The daemon's record.
