@@ -142,7 +142,7 @@ const char* eventlog::GetMessageString(short opcode) const {
 
 void eventlog::SetSampleCounters(const char* block_ready, const char* dma_blocks, int sample_blocks,
                                  int consumed_blocks) {
-  std::lock_guard lock(mutexlock);
+  platform::Lock lock(mutexlock);
   sampleblockcount = sample_blocks;
   consumedblockcount = consumed_blocks;
   blockreadyIndex = static_cast<int>(std::strtol(block_ready, nullptr, 10));
@@ -239,7 +239,7 @@ int eventlog::CaptureEvent(int level, eventtypes_t event, const void* data) {
   const EventRow& row = eventmap[static_cast<size_t>(event)];
   std::string line;
   {
-    std::lock_guard lock(mutexlock);
+    platform::Lock lock(mutexlock);
     Append(line, "%-10d %-30s ", blockreadyIndex.load(), row.text);
     if (data != nullptr) {
       FormatData(line, event, data);

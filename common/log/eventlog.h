@@ -7,10 +7,10 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <string>
 
 #include "common/log/event_types.h"
+#include "platform/thread_safety.h"
 
 namespace Logger {
 
@@ -87,10 +87,10 @@ class eventlog {
 
   std::atomic<int> module{0};
   std::atomic<int> blockreadyIndex{0};
-  mutable std::mutex mutexlock;  // guards all that follows
-  int DMAblocks = 0;
-  int sampleblockcount = 0;
-  int consumedblockcount = 0;
+  mutable platform::Mutex mutexlock;
+  int DMAblocks Q5_GUARDED_BY(mutexlock) = 0;
+  int sampleblockcount Q5_GUARDED_BY(mutexlock) = 0;
+  int consumedblockcount Q5_GUARDED_BY(mutexlock) = 0;
 };
 
 }  // namespace Logger

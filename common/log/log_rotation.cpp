@@ -95,7 +95,7 @@ int logger_mgr::SetDefaultRotationParameters(const char* logfile) {
 
 // True when a rotation is due; it is then this thread's.
 bool logger_mgr::ClaimRotation(int force, std::int64_t& live, int& error) {
-  std::lock_guard lock(log_mutex_);
+  platform::Lock lock(log_mutex_);
   if (!rotates_ || _rotationEnable == 0) return false;
   struct stat status {};
   if (::fstat(_logfd, &status) != 0) {
@@ -116,7 +116,7 @@ bool logger_mgr::ClaimRotation(int force, std::int64_t& live, int& error) {
 }
 
 void logger_mgr::ReleaseClaim() {
-  std::lock_guard lock(log_mutex_);
+  platform::Lock lock(log_mutex_);
   swapping_ = false;
   back_off_ = kRetryChecks;
   _rotationEnable = 1;
@@ -137,7 +137,7 @@ int logger_mgr::RotateLogFile(int flags, int force) {
 void logger_mgr::BoundLiveLog() {
   struct stat status {};
   {
-    std::lock_guard lock(log_mutex_);
+    platform::Lock lock(log_mutex_);
     if (!rotates_ || swapping_ || ::fstat(_logfd, &status) != 0) return;
     const std::int64_t limit = std::max(_maxlogsize - waiting_bytes_, _maxlogsize / 4);
     if (status.st_size < limit || ::ftruncate(_logfd, 0) != 0) return;
@@ -177,13 +177,18 @@ int logger_mgr::Rotate(int flags, int force) {
   return 0;
 }
 
+platform::UniqueFd logger_mgr::DuplicateLog() const {
+  const platform::Lock lock(log_mutex_);
+  return platform::UniqueFd(::fcntl(_logfd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
 // The fresh log takes the name; of the old one the descriptor is left, which is copied later and
 // elsewhere: a slow disk must hold nobody who prints. What fails leaves the log as it is.
 bool logger_mgr::SwapLog(int flags) {
   const auto& machine = platform::Machine();
   const std::string fresh_name = _logfile + ".new";
   platform::UniqueFd fresh = platform::OpenToWrite(fresh_name, flags, kLogMode);
-  platform::UniqueFd old(::fcntl(_logfd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  platform::UniqueFd old = DuplicateLog();
   const std::string fresh_path = machine.Path(fresh_name);
   if (!fresh || !old || ::rename(fresh_path.c_str(), machine.Path(_logfile).c_str()) != 0) {
     const int error = errno;
@@ -191,7 +196,7 @@ bool logger_mgr::SwapLog(int flags) {
     errno = error;
     return false;
   }
-  std::lock_guard lock(log_mutex_);
+  platform::Lock lock(log_mutex_);
   swapping_ = false;
   back_off_ = 0;
   for (int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -235,11 +240,16 @@ void logger_mgr::NameRotation(std::int64_t size) {
   _copytostaging = _stagingdir + _modifiedlogname;
 }
 
+std::int64_t logger_mgr::WaitingBytes() const {
+  const platform::Lock lock(log_mutex_);
+  return waiting_bytes_;
+}
+
 // False when the old log still waits in memory.
 bool logger_mgr::StageLog() {
   RotationRecord& record = rotation_;
   if (!record.old) return true;
-  NameRotation(waiting_bytes_);
+  NameRotation(WaitingBytes());
   if (FileCopy(Extent{record.old.Get()}, _copytostaging) != 0) {
     print(mainL, kError, 0, "Logger: cannot copy the log to %s: %s\n", _copytostaging.c_str(),
           std::strerror(errno));
@@ -254,7 +264,7 @@ bool logger_mgr::StageLog() {
   record.log.numbers = FormatNumberFile({_rotationAtBoot, RingAfter(_rotationNext)}, _rotationCount,
                                         kBackupDirectory, _rotationNamePtr);
   {
-    std::lock_guard lock(log_mutex_);
+    platform::Lock lock(log_mutex_);
     record.old.Reset();
     waiting_bytes_ = 0;
   }
@@ -270,14 +280,14 @@ bool logger_mgr::QueueBackup() {
 // The rotation stays this log's only one until its backup has been made. Comes last: from here on
 // another thread may take it up.
 void logger_mgr::BackupLater() {
-  std::lock_guard lock(log_mutex_);
+  platform::Lock lock(log_mutex_);
   rotation_.retries = kRetryChecks;
   check_due_ = true;
 }
 
 void logger_mgr::RetryBackup() {
   {
-    std::lock_guard lock(log_mutex_);
+    platform::Lock lock(log_mutex_);
     if (_rotationEnable != 0 || rotation_.retries == 0) return;
     check_due_ = true;
     if (--rotation_.retries > 0) return;
@@ -347,7 +357,7 @@ void logger_mgr::SendToShares(const RotationRecord& record, platform::UniqueFd s
 
 // Early enough for a rotation of the live log before its lines would be dropped.
 bool logger_mgr::LogIsFull() const {
-  std::lock_guard lock(log_mutex_);
+  platform::Lock lock(log_mutex_);
   struct stat status {};
   return ::fstat(_logfd, &status) == 0 && status.st_size >= _maxlogsize / 4 * 3;
 }
@@ -355,7 +365,7 @@ bool logger_mgr::LogIsFull() const {
 void logger_mgr::RotationComplete() {
   _rotationNext = RingAfter(_rotationNext);
   ++_rotationCount;
-  std::lock_guard lock(log_mutex_);
+  platform::Lock lock(log_mutex_);
   _rotationEnable = 1;
 }
 

@@ -38,7 +38,7 @@ void Share::Post(Copy copy) {
   bool dropped = false;
   bool runs = false;
   {
-    const std::lock_guard lock(mutex_);
+    const platform::Lock lock(mutex_);
     dropped = waiting_.size() == kMostWaiting;
     if (dropped) waiting_.pop_front();
     waiting_.push_back(std::move(copy));
@@ -64,17 +64,17 @@ bool Share::StartThread() {
 
 void Share::Run() {
   for (;;) {
-    std::unique_lock lock(mutex_);
-    wake_.wait(lock, [this] { return !waiting_.empty(); });
+    platform::Lock lock(mutex_);
+    wake_.wait(lock, [this]() Q5_REQUIRES(mutex_) { return !waiting_.empty(); });
     const Copy copy = std::move(waiting_.front());
     waiting_.pop_front();
     copies_ = true;
-    lock.unlock();
+    lock.Unlock();
     platform::Guarded("Logger.Share", [&] {
       if (StoreLog(copy.from, mount_, copy.log)) *copy.stored = true;
       StoreNumbers(mount_, copy.log);
     });
-    lock.lock();
+    lock.Relock();
     copies_ = false;
   }
 }
@@ -88,7 +88,7 @@ Share& ShareOf(std::size_t module) {
 bool SharesAreIdle() {
   for (std::size_t module = 0; module < kMounts.size(); ++module) {
     Share& share = ShareOf(module);
-    const std::lock_guard lock(share.mutex_);
+    const platform::Lock lock(share.mutex_);
     if (share.copies_ || !share.waiting_.empty()) return false;
   }
   return true;

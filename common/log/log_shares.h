@@ -10,10 +10,10 @@
 #include <condition_variable>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "common/log/log_files.h"
+#include "platform/thread_safety.h"
 #include "platform/unique_fd.h"
 
 namespace Logger {
@@ -59,11 +59,11 @@ class Share {
   bool StartThread();
 
   const std::string mount_;
-  std::mutex mutex_;  // guards what follows
+  platform::Mutex mutex_;
   std::condition_variable wake_;
-  std::deque<Copy> waiting_;
-  bool runs_ = false;
-  bool copies_ = false;
+  std::deque<Copy> waiting_ Q5_GUARDED_BY(mutex_);
+  bool runs_ Q5_GUARDED_BY(mutex_) = false;
+  bool copies_ Q5_GUARDED_BY(mutex_) = false;
 };
 
 /// Where each module finds the files of the others, by module id.

@@ -14,6 +14,7 @@
 #include "common/log/log_collection.h"
 #include "common/log/log_files.h"
 #include "platform/backend.h"
+#include "platform/thread_safety.h"
 #include "platform/unique_fd.h"
 
 namespace Logger {
@@ -22,7 +23,7 @@ std::array<std::atomic<int>, maxlogL> logger_mgr::_verbose{};
 const std::array<const char*, maxlogL>& logger_mgr::_moduleStr = kModuleTexts;
 std::atomic<long> logger_mgr::utc_offset_{0};
 char logger_mgr::_logstr[1025];
-std::mutex logger_mgr::log_mutex_;
+platform::Mutex logger_mgr::log_mutex_;
 std::atomic<bool> logger_mgr::check_due_{false};
 std::atomic<bool> logger_mgr::_forceRotateSignal{false};
 
@@ -137,9 +138,9 @@ int logger_mgr::print(int module, int level, int, const char* format, ...) {
   if (!LogSamples(module, level)) return 0;
   std::va_list args;
   va_start(args, format);
-  std::unique_lock lock(log_mutex_);
+  platform::Lock lock(log_mutex_);
   int written = WriteLine(module, level, format, args);
-  lock.unlock();
+  lock.Unlock();
   va_end(args);
   return written;
 }
@@ -149,7 +150,7 @@ int logger_mgr::vprint(int module, int level, const char* format, std::va_list a
     CountCall();
   }
   if (!LogSamples(module, level)) return 0;
-  std::lock_guard lock(log_mutex_);
+  platform::Lock lock(log_mutex_);
   return WriteLine(module, level, format, args);
 }
 
@@ -165,13 +166,12 @@ int logger_mgr::PrintLocked(int module, int level, const char* format, ...) {
 void logger_mgr::Complain(const char* format, ...) {
   std::va_list args;
   va_start(args, format);
-  std::unique_lock lock(log_mutex_);
+  platform::Lock lock(log_mutex_);
   WriteLine(mainL, kError, format, args);
-  lock.unlock();
+  lock.Unlock();
   va_end(args);
 }
 
-// With log_mutex_ held.
 int logger_mgr::WriteLine(int module, int level, const char* format, std::va_list args) {
   const KeepErrno keep;
   const size_t format_length = std::strlen(format);
@@ -248,7 +248,7 @@ int logger_mgr::Init(const char* configfile, int module, int logfd, const char* 
                         open_log.st_dev == named_log.st_dev && open_log.st_ino == named_log.st_ino;
   int result = SetDefaultRotationParameters(logfile);
   {
-    std::lock_guard lock(log_mutex_);
+    platform::Lock lock(log_mutex_);
     _logfd = logfd;
     _maxlogsize = maxlogsize;
     rotates_ = own_file && result == 0;
@@ -306,7 +306,7 @@ void logger_mgr::SetModuleLogLevels() {
     }
   }
   {
-    std::lock_guard lock(log_mutex_);
+    platform::Lock lock(log_mutex_);
     _rotateSize = _logconfig.rotateSize;
   }
   _forceRotateSignal = false;

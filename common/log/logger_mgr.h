@@ -31,6 +31,7 @@
 #include "common/log/log_modules.h"
 #include "common/log/log_shares.h"
 #include "common/log/number_file.h"
+#include "platform/thread_safety.h"
 #include "platform/unique_fd.h"
 
 namespace Logger {
@@ -122,16 +123,16 @@ class logger_mgr {
     platform::UniqueFd old;                         // the log until it has been staged
     RotatedLog log;                                 // once it has been staged
     std::shared_ptr<std::atomic<bool>> on_a_share;  // once it has been sent to the shares
-    int retries = 0;  // checks until it is queued again; guarded by log_mutex_
+    int retries Q5_GUARDED_BY(log_mutex_) = 0;      // checks until it is queued again
   };
 
   logger_mgr() = default;
 
   static void CountCall();
   [[gnu::format(printf, 3, 4)]] static int PrintLocked(int module, int level, const char* format,
-                                                       ...);
+                                                       ...) Q5_REQUIRES(log_mutex_);
   [[gnu::format(printf, 3, 0)]] static int WriteLine(int module, int level, const char* format,
-                                                     std::va_list args);
+                                                     std::va_list args) Q5_REQUIRES(log_mutex_);
   // As an error of the main module, whatever its level: while the levels cannot be had they are 0.
   [[gnu::format(printf, 1, 2)]] static void Complain(const char* format, ...);
   static void LogDateMarker(int level);
@@ -146,8 +147,10 @@ class logger_mgr {
   void BoundLiveLog();
   bool ClaimRotation(int force, std::int64_t& live, int& error);
   void ReleaseClaim();
+  platform::UniqueFd DuplicateLog() const;
   bool SwapLog(int flags);
   void NameRotation(std::int64_t size);
+  std::int64_t WaitingBytes() const;
   bool StageLog();
   bool QueueBackup();
   void BackupLater();
@@ -160,8 +163,8 @@ class logger_mgr {
   static std::array<std::atomic<int>, maxlogL> _verbose;
   static std::atomic<long> utc_offset_;  // seconds east of UTC, as of the last line
   static const std::array<const char*, maxlogL>& _moduleStr;
-  static char _logstr[1025];  // the line being formatted; guarded by log_mutex_
-  static std::mutex log_mutex_;
+  static char _logstr[1025] Q5_GUARDED_BY(log_mutex_);  // the line being formatted
+  static platform::Mutex log_mutex_;
   // Set by every line written and while a rotation waits: only then can the log have to rotate.
   static std::atomic<bool> check_due_;
   static std::atomic<bool> _forceRotateSignal;
@@ -177,15 +180,16 @@ class logger_mgr {
   int dated_hour_ = -1;       // whose date stands in the log
   NetworkDrives drives_;
 
-  // Guarded by log_mutex_:
-  int _logfd = -1;
-  bool rotates_ = false;  // the log is a file of the log's own
-  std::int64_t _maxlogsize = 0;
-  std::int64_t _rotateSize = kDefaultRotateSize;  // KiB
-  int _rotationEnable = 0;                        // 1 while no rotation is under way
-  int back_off_ = 0;                              // checks to let pass after a failure
-  bool swapping_ = false;           // claimed by a thread that has not taken it away yet
-  std::int64_t waiting_bytes_ = 0;  // of the old log that still is in memory
+  int _logfd Q5_GUARDED_BY(log_mutex_) = -1;
+  bool rotates_ Q5_GUARDED_BY(log_mutex_) = false;  // the log is a file of the log's own
+  std::int64_t _maxlogsize Q5_GUARDED_BY(log_mutex_) = 0;
+  std::int64_t _rotateSize Q5_GUARDED_BY(log_mutex_) = kDefaultRotateSize;  // KiB
+  int _rotationEnable Q5_GUARDED_BY(log_mutex_) = 0;  // 1 while no rotation is under way
+  int back_off_ Q5_GUARDED_BY(log_mutex_) = 0;        // checks to let pass after a failure
+  // Claimed by a thread that has not taken it away yet.
+  bool swapping_ Q5_GUARDED_BY(log_mutex_) = false;
+  // Of the old log that still is in memory.
+  std::int64_t waiting_bytes_ Q5_GUARDED_BY(log_mutex_) = 0;
 
   // Belongs to the rotation that is under way, whichever thread works on it:
   std::string _logfile;
