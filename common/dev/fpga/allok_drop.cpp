@@ -13,7 +13,7 @@ AllokDrop::~AllokDrop() {
 }
 
 int AllokDrop::Prepare(int offset, unsigned value) {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   if (fd_ < 0) fd_ = platform::Machine().Open(kFpgaDevicePath, O_RDWR | O_CLOEXEC);
   if (fd_ < 0) return -1;
   FpgaCmd command{};

@@ -4,9 +4,9 @@
 
 #include <array>
 #include <atomic>
-#include <mutex>
 
 #include "platform/prepared_ioctl.h"
+#include "platform/thread_safety.h"
 
 namespace Dev {
 
@@ -25,9 +25,9 @@ class AllokDrop {
   void Send() const;
 
  private:
-  std::mutex mutex_;  ///< guards the next two
-  int fd_ = -1;
-  std::size_t next_ = 0;
+  platform::Mutex mutex_;
+  int fd_ Q5_GUARDED_BY(mutex_) = -1;
+  std::size_t next_ Q5_GUARDED_BY(mutex_) = 0;
   // the one that a handler may be sending is not written: values change seldom
   std::array<platform::PreparedIoctl, 4> slots_;
   std::atomic<platform::PreparedIoctl*> ready_{nullptr};

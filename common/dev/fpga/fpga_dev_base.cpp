@@ -98,12 +98,12 @@ int FpgaDevBase::Put(int offset, unsigned value, int line) {
 }
 
 int FpgaDevBase::WriteReg(int offset, unsigned int value, int line) {
-  const std::lock_guard lock(registers_mutex_);
+  const platform::Lock lock(registers_mutex_);
   return Put(offset, value, line);
 }
 
 int FpgaDevBase::ChangeReg(int offset, unsigned clear, unsigned set, int line, unsigned& written) {
-  const std::lock_guard lock(registers_mutex_);
+  const platform::Lock lock(registers_mutex_);
   const std::optional<unsigned>* meant = Meant(offset);
   const bool known = meant != nullptr && *meant;
   const unsigned live = known ? LiveBits(offset) : kRegisterMask;
@@ -119,7 +119,7 @@ int FpgaDevBase::ChangeReg(int offset, unsigned clear, unsigned set, int line, u
 // Not the register of the ALLOK line: what it reads while the driver is disturbed must not raise a
 // line that has been dropped.
 int FpgaDevBase::RestoreRegisters() {
-  const std::lock_guard lock(registers_mutex_);
+  const platform::Lock lock(registers_mutex_);
   int result = 0;
   for (const int offset : {Q5FPGA_A2D_CTRL, Q5FPGA_CLK_SEL, Q5FPGA_WFORM_CTRL}) {
     if (const auto meant = *Meant(offset); meant) result |= Put(offset, *meant, __LINE__);

@@ -12,11 +12,11 @@
 
 #include <array>
 #include <atomic>
-#include <mutex>
 #include <optional>
 
 #include "common/dev/fpga/fpga_registers.h"
 #include "platform/fpga_driver.h"
+#include "platform/thread_safety.h"
 
 namespace Dev {
 
@@ -132,8 +132,8 @@ class FpgaDevBase {
                                             Q5FPGA_MISC_CTRL};
 
   /// What a register of the daemon's own is meant to hold; null for any other register.
-  std::optional<unsigned>* Meant(int offset);
-  int Put(int offset, unsigned value, int line);
+  std::optional<unsigned>* Meant(int offset) Q5_REQUIRES(registers_mutex_);
+  int Put(int offset, unsigned value, int line) Q5_REQUIRES(registers_mutex_);
 
   /// The output's bit, as far as the module is known.
   Bit AllokOut() const;
@@ -147,8 +147,9 @@ class FpgaDevBase {
   int RestartOled();
   int StoreHardLimit(int counts);
 
-  std::mutex registers_mutex_;  ///< held by every write; guards meant_
-  std::array<std::optional<unsigned>, kOwnRegisters.size()> meant_;  ///< empty until written
+  platform::Mutex registers_mutex_;  ///< held by every write
+  /// Empty until written.
+  std::array<std::optional<unsigned>, kOwnRegisters.size()> meant_ Q5_GUARDED_BY(registers_mutex_);
   std::atomic<int> module_{-1};  ///< as it was first told; -1 before
 };
 

@@ -177,7 +177,7 @@ void FpgaRampControl::CheckFastFilterMeasurement(int swap) {
   const Proof& proof = WatchProof();
   Made since;
   {
-    const std::lock_guard lock(watch_mutex_);
+    const platform::Lock lock(watch_mutex_);
     since = watched_since_;
   }
   if (!LookAt(proof, of_current ? 1 - channel : channel, since).gone) return;
@@ -211,7 +211,7 @@ int FpgaRampControl::GetDischargeStatus(int check, int swap) {
 
 void FpgaRampControl::MonitorDischargeFlag() {
   {
-    const std::lock_guard lock(watch_mutex_);
+    const platform::Lock lock(watch_mutex_);
     watched_since_ = CountMade();
   }
   _dischargeflag = true;

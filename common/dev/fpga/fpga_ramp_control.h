@@ -14,11 +14,11 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <utility>
 
 #include "common/dev/fpga/fpga_dev_base.h"
+#include "platform/thread_safety.h"
 
 namespace Dev {
 
@@ -203,10 +203,10 @@ class FpgaRampControl : public virtual FpgaDevBase {
   int StopWaveform(int stop);
 
   FpgaLinks links_;
-  Made watched_since_{};
-  mutable std::mutex watch_mutex_;        ///< guards watched_since_
-  mutable std::mutex rampupprogresslock;  ///< guards _rampupinprogress
-  bool _rampupinprogress = false;
+  Made watched_since_ Q5_GUARDED_BY(watch_mutex_){};
+  mutable platform::Mutex watch_mutex_;
+  mutable platform::Mutex rampupprogresslock;
+  bool _rampupinprogress Q5_GUARDED_BY(rampupprogresslock) = false;
 };
 
 }  // namespace Dev

@@ -31,12 +31,12 @@ enum class Poll { kDown, kStillUp, kLost };
 }  // namespace
 
 void FpgaRampControl::SetRampUpInProgress(bool running) {
-  const std::lock_guard lock(rampupprogresslock);
+  const platform::Lock lock(rampupprogresslock);
   _rampupinprogress = running;
 }
 
 bool FpgaRampControl::IsRampUpInProgress() const {
-  const std::lock_guard lock(rampupprogresslock);
+  const platform::Lock lock(rampupprogresslock);
   return _rampupinprogress;
 }
 

@@ -61,7 +61,7 @@ int I2cMgr::Init(int mid, int rev) {
   logger_mgr::print(i2cmainL, kInfo, 0, "Loading the i2c devices done\n");
   const auto wkr = std::make_shared<I2cWkr>(this);
   {
-    const std::lock_guard lock(wkr_mutex_);
+    const platform::Lock lock(wkr_mutex_);
     _i2c_wkr = wkr;
   }
   return wkr->Init() == 0 && wkr->Start() == 0 ? 0 : -1;
@@ -78,12 +78,12 @@ void I2cMgr::DestroyWorker(Worker::ZmbWorker* worker) {
   const auto wkr = Wkr();
   assert(worker == wkr.get());
   wkr->EndThread();
-  const std::lock_guard lock(wkr_mutex_);
+  const platform::Lock lock(wkr_mutex_);
   _i2c_wkr.reset();
 }
 
 std::shared_ptr<I2cWkr> I2cMgr::Wkr() const {
-  const std::lock_guard lock(wkr_mutex_);
+  const platform::Lock lock(wkr_mutex_);
   return _i2c_wkr;
 }
 

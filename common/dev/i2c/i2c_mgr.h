@@ -9,11 +9,11 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "common/dev/i2c/i2c_dev.h"
 #include "common/dev/i2c/i2c_req.h"
 #include "libs/zmb/src/zmb_simple_worker.h"
+#include "platform/thread_safety.h"
 
 namespace Dev {
 
@@ -72,8 +72,8 @@ class I2cMgr : public Worker::ZmbSimpleWorker, public Worker::ZmbWorkerMgr {
   /// Keeps the worker alive while it is used; null when there is none.
   std::shared_ptr<I2cWkr> Wkr() const;
 
-  mutable std::mutex wkr_mutex_;  ///< guards the pointer
-  std::shared_ptr<I2cWkr> _i2c_wkr;
+  mutable platform::Mutex wkr_mutex_;
+  std::shared_ptr<I2cWkr> _i2c_wkr Q5_GUARDED_BY(wkr_mutex_);
 };
 
 }  // namespace Dev

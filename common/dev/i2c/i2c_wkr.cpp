@@ -130,7 +130,7 @@ void I2cWkr::RefuseWaiting() {
 // --- Scanner ---
 
 void I2cWkr::StartTimer(int seconds) {
-  const std::lock_guard lock(timer_mutex_);
+  const platform::Lock lock(timer_mutex_);
   ticker_.reset();
   ticker_ = platform::Machine().Clock().StartTicks(std::chrono::seconds(seconds),
                                                    [this] { HandleSigEvt(); });
@@ -140,7 +140,7 @@ void I2cWkr::StartTimer(int seconds) {
 }
 
 void I2cWkr::StopScanner() {
-  const std::lock_guard lock(timer_mutex_);
+  const platform::Lock lock(timer_mutex_);
   ticker_.reset();
   period_ = 0;
   _do_scan = false;
@@ -181,10 +181,16 @@ int I2cWkr::ScanJob(I2cJob& job) {
   if (_i2crunning.exchange(true)) return Refuse("Scanner:I2c transaction still running \n");
   int result = -1;
   platform::Guarded("I2cWkr.ScanJob", [&] { result = job.Device().Read(); });
-  _i2crunning = false;
-  held_up_ = false;
+  EndTransfer();
   if (result != 0) SetSafety(result, &job.Device());
   return 0;
+}
+
+// Whoever gives up sees either the transfer or its end.
+void I2cWkr::EndTransfer() {
+  const platform::Lock lock(handover_mutex_);
+  _i2crunning = false;
+  held_up_ = false;
 }
 
 int I2cWkr::Refuse(const char* text) {
@@ -199,39 +205,39 @@ int I2cWkr::InstI2cReq(I2cReq* req) {
   if (runner_.load() == std::this_thread::get_id()) return ExecI2cReq(req);
   const std::lock_guard one_caller(_i2c_req_mutex);
   const auto limit = platform::TimeBudget::Left(kLimit);
-  if (held_up_) return req->_status = -1;
+  if (limit <= platform::Nanoseconds::zero() || held_up_) return req->_status = -1;
   const auto handover = std::make_shared<Handover>();
   handover->request = *req;
-  std::unique_lock lock(handover_mutex_);
+  platform::Lock lock(handover_mutex_);
   if (!_running) return req->_status = -1;
   _i2c_req = handover;
   _do_req = true;
-  lock.unlock();
+  lock.Unlock();
   PostWork();
   LookFor(handover->served);
-  lock.lock();
+  lock.Relock();
   if (served_.wait_for(lock, limit, [&] { return handover->served.load(); })) {
     *req = handover->request;
     return req->_status;
   }
   _i2c_req.reset();
   _do_req = false;
-  held_up_ = true;
-  lock.unlock();
+  held_up_ = _i2crunning.load();
+  lock.Unlock();
   logger_mgr::print(i2cmainL, kError, 0, "I2C device %s: no answer within %.1f s\n",
                     req->_dev_info.Key().c_str(), std::chrono::duration<double>(limit).count());
   return req->_status = -1;
 }
 
 std::shared_ptr<I2cWkr::Handover> I2cWkr::TakeRequest() {
-  const std::lock_guard lock(handover_mutex_);
+  const platform::Lock lock(handover_mutex_);
   _do_req = false;
   return std::move(_i2c_req);
 }
 
 void I2cWkr::GiveBack(Handover& handover) {
   {
-    const std::lock_guard lock(handover_mutex_);
+    const platform::Lock lock(handover_mutex_);
     handover.served = true;
   }
   served_.notify_one();
@@ -263,20 +269,19 @@ int I2cWkr::ExecI2cReq(I2cReq* req) {
                       key.c_str());
   }
   req->Show(kDebug);
-  _i2crunning = false;
-  held_up_ = false;
+  EndTransfer();
   return req->_status;
 }
 
 // --- Network flag ---
 
 bool I2cWkr::GetNetworkCommInProgress() {
-  const std::lock_guard lock(_nwcommlock);
+  const platform::Lock lock(_nwcommlock);
   return _nwcomm;
 }
 
 void I2cWkr::SetNetworkCommInProgress(bool busy) {
-  const std::lock_guard lock(_nwcommlock);
+  const platform::Lock lock(_nwcommlock);
   _nwcomm = busy;
 }
 

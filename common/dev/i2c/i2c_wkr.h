@@ -20,6 +20,7 @@
 #include "common/dev/i2c/i2c_req.h"
 #include "libs/zmb/src/zmb_simple_publisher.h"
 #include "platform/clock.h"
+#include "platform/thread_safety.h"
 
 namespace Dev {
 
@@ -91,6 +92,7 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   int ReadDevice(I2cDev& device);
   int ScanJob(I2cJob& job);
   int ExecI2cReq(I2cReq* req);
+  void EndTransfer();
   static int Refuse(const char* text);
   std::shared_ptr<Handover> TakeRequest();
   void GiveBack(Handover& handover);
@@ -103,24 +105,24 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   std::vector<I2cJob> _periodic_list;
 
   std::mutex _i2c_req_mutex;  ///< one caller at a time; before scan_mutex_
-  std::mutex handover_mutex_;       ///< guards the next three
+  platform::Mutex handover_mutex_;
   std::condition_variable served_;
-  std::shared_ptr<Handover> _i2c_req;
+  std::shared_ptr<Handover> _i2c_req Q5_GUARDED_BY(handover_mutex_);
   std::atomic<bool> _do_req{false};
-  std::atomic<bool> held_up_{false};  ///< a caller has given up, and the worker is not back yet
+  std::atomic<bool> held_up_{false};  ///< a caller has given up on the transfer under way
 
   std::atomic<bool> _do_scan{false};
   std::atomic<bool> _i2crunning{false};  ///< a transfer is under way
 
-  std::mutex timer_mutex_;      ///< guards the ticker
+  platform::Mutex timer_mutex_;
   std::atomic<int> period_{0};  ///< seconds; 0 while the scanner is stopped
-  std::unique_ptr<platform::Ticker> ticker_;
+  std::unique_ptr<platform::Ticker> ticker_ Q5_GUARDED_BY(timer_mutex_);
 
   int _i2cfd1 = -1;
   int _i2cfd2 = -1;
 
-  std::mutex _nwcommlock;  ///< guards _nwcomm
-  bool _nwcomm = false;
+  platform::Mutex _nwcommlock;
+  bool _nwcomm Q5_GUARDED_BY(_nwcommlock) = false;
 };
 
 }  // namespace Dev
