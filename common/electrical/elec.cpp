@@ -110,7 +110,7 @@ void elec::DoCalcSlow() {
                     "Slow after calibration mag(0, 1) (%e, %e) phase(0, 1) (%e, %e) \n",
                     local[0].mag, local[1].mag, local[0].phase, local[1].phase);
   Calculate(local, Msg::ghmp->GetFrequency(), slowelectrical[slowupdateindex]);
-  const std::lock_guard lock(slowelecsem);
+  const platform::Lock lock(slowelecsem);
   slowresultindex = slowupdateindex;
   slowupdateindex = 1 - slowupdateindex;
 }
@@ -129,17 +129,17 @@ void elec::DoCalcFast() {
                     "Fast after calibration mag(0,1) (%e, %e) phase(0,1) (%e, %e)\n", local[0].mag,
                     local[1].mag, local[0].phase, local[1].phase);
   Calculate(local, Msg::ghmp->GetFrequency(), fastelectrical[fastupdateindex]);
-  const std::lock_guard lock(fastelecsem);
+  const platform::Lock lock(fastelecsem);
   fastresultindex = fastupdateindex;
   fastupdateindex = 1 - fastupdateindex;
 }
 
 void elec::GetResults(int which, electricalresults_t* results) const {
   if (which == 1 || which == 4) {
-    const std::lock_guard lock(slowelecsem);
+    const platform::Lock lock(slowelecsem);
     *results = slowelectrical[slowresultindex];
   } else {
-    const std::lock_guard lock(fastelecsem);
+    const platform::Lock lock(fastelecsem);
     *results = fastelectrical[fastresultindex];
   }
 }

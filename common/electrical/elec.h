@@ -8,10 +8,10 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 
 #include "common/calibration/phasor.h"
 #include "common/calibration/q5cal.h"
+#include "platform/thread_safety.h"
 
 namespace acquisition {
 
@@ -77,12 +77,12 @@ class elec {
   phasortoo_t slow[2]{};
   electricalresults_t fastelectrical[2]{};
   electricalresults_t slowelectrical[2]{};
-  int fastresultindex = 0;  ///< buffer to read; guarded by fastelecsem
-  int slowresultindex = 0;  ///< guarded by slowelecsem
+  int fastresultindex Q5_GUARDED_BY(fastelecsem) = 0;  ///< buffer to read
+  int slowresultindex Q5_GUARDED_BY(slowelecsem) = 0;
   int fastupdateindex = 1;  ///< buffer to write; of the sample path
   int slowupdateindex = 1;
-  mutable std::mutex fastelecsem;
-  mutable std::mutex slowelecsem;
+  mutable platform::Mutex fastelecsem;
+  mutable platform::Mutex slowelecsem;
 };
 
 }  // namespace acquisition

@@ -11,7 +11,7 @@ using Logger::logger_mgr;
 pthreadobj::~pthreadobj() { EndThread(); }
 
 int pthreadobj::Init() {
-  std::lock_guard lock(avlock);
+  platform::Lock lock(avlock);
   workindex = freeindex = 0;
   available = kSlots;
   slots_.fill(Slot{});
@@ -27,7 +27,7 @@ int pthreadobj::Init() {
 int pthreadobj::SetCallbackFunction(const char* name, Callback callback, void* data) {
   int index = -1;
   {
-    std::lock_guard lock(avlock);
+    platform::Lock lock(avlock);
     index = freeindex;
     if (available > 0) {
       Slot& slot = slots_[static_cast<size_t>(freeindex)];
@@ -48,19 +48,20 @@ void pthreadobj::Release() {
   PostWork();
 }
 
-int pthreadobj::TakeWork() {
-  std::lock_guard lock(avlock);
-  if (available == kSlots) return -1;
-  int index = workindex;
+// Null without work.
+pthreadobj::Slot* pthreadobj::TakeWork() {
+  platform::Lock lock(avlock);
+  if (available == kSlots) return nullptr;
+  Slot& slot = slots_[static_cast<size_t>(workindex)];
   workindex = (workindex + 1) % kSlots;
-  return index;
+  return &slot;
 }
 
-void pthreadobj::FinishWork(int index) {
+void pthreadobj::FinishWork(Slot& slot) {
   Slot finished;
   {
-    std::lock_guard lock(avlock);
-    finished = std::exchange(slots_[static_cast<size_t>(index)], Slot{});
+    platform::Lock lock(avlock);
+    finished = std::exchange(slot, Slot{});
     ++available;
     startflag = false;
   }
@@ -72,14 +73,13 @@ void pthreadobj::Run() {
   for (;;) {
     WaitWork();
     if (!_running) return;
-    int index = TakeWork();
-    if (index < 0) {
-      logger_mgr::print(Logger::mainL, Logger::kWarning, 0, "pt:No work index %d \n", index);
+    Slot* slot = TakeWork();
+    if (slot == nullptr) {
+      logger_mgr::print(Logger::mainL, Logger::kWarning, 0, "pt:No work index %d \n", -1);
       continue;
     }
     // The slot stays taken while its callback runs, so nobody else writes it.
-    Slot& slot = slots_[static_cast<size_t>(index)];
-    platform::Guarded(slot.name, [&] { slot.callback(slot.data); });
-    FinishWork(index);
+    platform::Guarded(slot->name, [&] { slot->callback(slot->data); });
+    FinishWork(*slot);
   }
 }

@@ -6,9 +6,9 @@
 
 #include <array>
 #include <atomic>
-#include <mutex>
 
 #include "libs/zmb/src/zmb_worker.h"
+#include "platform/thread_safety.h"
 
 class pthreadobj : public Worker::ZmbWorker {
  public:
@@ -37,13 +37,13 @@ class pthreadobj : public Worker::ZmbWorker {
     char name[kNameLength + 1] = "";
   };
 
-  int TakeWork();
-  void FinishWork(int index);
+  Slot* TakeWork();
+  void FinishWork(Slot& slot);
 
-  std::mutex avlock;  // guards all that follows
-  std::array<Slot, kSlots> slots_;
-  int workindex = 0;
-  int freeindex = 0;
-  int available = kSlots;
+  platform::Mutex avlock;
+  std::array<Slot, kSlots> slots_ Q5_GUARDED_BY(avlock);
+  int workindex Q5_GUARDED_BY(avlock) = 0;
+  int freeindex Q5_GUARDED_BY(avlock) = 0;
+  int available Q5_GUARDED_BY(avlock) = kSlots;
   std::atomic<bool> startflag{false};  // work was released and has not ended
 };

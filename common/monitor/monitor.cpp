@@ -10,6 +10,7 @@
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"
 #include "platform/guarded.h"
+#include "platform/thread_safety.h"
 
 using Logger::eventlog;
 using Logger::logger_mgr;
@@ -25,9 +26,9 @@ constexpr std::uint64_t kTimeoutEvent = 2;
 constexpr std::uint64_t kResetEvent = 3;
 
 struct SystemTimers {
-  std::mutex mutex;  // guards both
-  std::unique_ptr<platform::Ticker> timer1;
-  std::unique_ptr<platform::Ticker> timer2;
+  platform::Mutex mutex;
+  std::unique_ptr<platform::Ticker> timer1 Q5_GUARDED_BY(mutex);
+  std::unique_ptr<platform::Ticker> timer2 Q5_GUARDED_BY(mutex);
 };
 
 // Never destroyed: a tick may come while the process ends.
@@ -106,7 +107,7 @@ monitor::Timers& monitor::rtmin2() {
 
 int monitor::Init() {
   SystemTimers& timers = TheSystemTimers();
-  std::lock_guard lock(timers.mutex);
+  platform::Lock lock(timers.mutex);
   if (timers.timer2) return 0;
   auto& clock = platform::Machine().Clock();
   timers.timer1 = clock.StartTicks(kTick, HandleSigEvent1);
@@ -126,7 +127,7 @@ int monitor::Init() {
 
 void monitor::End() {
   SystemTimers& timers = TheSystemTimers();
-  std::lock_guard lock(timers.mutex);
+  platform::Lock lock(timers.mutex);
   timers.timer1.reset();
   timers.timer2.reset();
 }
@@ -232,7 +233,7 @@ monitor::~monitor() {
 }
 
 unsigned monitor::TimesArmed() const {
-  std::lock_guard lock(monitorlock);
+  platform::Lock lock(monitorlock);
   return armed;
 }
 
@@ -242,7 +243,7 @@ bool monitor::Running() const {
 }
 
 void monitor::Arm(std::uint64_t nanoseconds, int unit, Callback callback, void* data) {
-  std::lock_guard lock(monitorlock);
+  platform::Lock lock(monitorlock);
   cb = callback;
   cbdata = data;
   timerunit = unit;
@@ -258,7 +259,7 @@ int monitor::AddTimer(int its_time, int unit, Callback callback, void* data) {
   const std::uint64_t extra = recurring ? 0 : resolution;
   const std::uint64_t nanoseconds = static_cast<std::uint64_t>(its_time) * kNanoseconds[unit];
   if (!IsCoarse(unit)) {
-    std::lock_guard lock(monitorlock);
+    platform::Lock lock(monitorlock);
     timerunit = unit;
     time = counter = nanoseconds;
   } else {
@@ -315,7 +316,7 @@ int monitor::AddOKTimer(int its_time, int unit, Callback callback, void* data) {
 int monitor::ResetTimer() {
   Logger::evseqdataU64_t data{4, {kResetEvent}};
   {
-    std::lock_guard lock(monitorlock);
+    platform::Lock lock(monitorlock);
     counter = time;
     resettime = MonotonicTimeval();
     data.dataarr[1] = counter;
@@ -345,7 +346,7 @@ void monitor::ModifyTimer(int t) {
   const std::uint64_t nanoseconds =
       static_cast<std::uint64_t>(t > 0 ? t : 0) * kNanoseconds[timerunit];
   {
-    std::lock_guard lock(monitorlock);
+    platform::Lock lock(monitorlock);
     time = counter = nanoseconds;
   }
   logger_mgr::print(monitorL, Logger::kInfo, 0, "Modifytimer factor %d temp %llu \n", t,
@@ -353,27 +354,27 @@ void monitor::ModifyTimer(int t) {
 }
 
 std::uint64_t monitor::GetCounter() const {
-  std::lock_guard lock(monitorlock);
+  platform::Lock lock(monitorlock);
   return counter;
 }
 
 std::uint64_t monitor::GetBackupCounter() const {
-  std::lock_guard lock(monitorlock);
+  platform::Lock lock(monitorlock);
   return time;
 }
 
 bool monitor::IsCBStarted() const {
-  std::lock_guard lock(monitorlock);
+  platform::Lock lock(monitorlock);
   return cbstart.tv_sec > 0;
 }
 
 bool monitor::DidCBFinished() const {
-  std::lock_guard lock(monitorlock);
+  platform::Lock lock(monitorlock);
   return cbstart.tv_sec > 0 && cbend.tv_sec > 0;
 }
 
 bool monitor::TimeElapsed() const {
-  std::lock_guard lock(monitorlock);
+  platform::Lock lock(monitorlock);
   if (resettime.tv_sec == 0 && resettime.tv_usec == 0) return true;
   const timeval now = MonotonicTimeval();
   const auto since = std::chrono::seconds(now.tv_sec - resettime.tv_sec) +
@@ -384,11 +385,11 @@ bool monitor::TimeElapsed() const {
 void monitor::ClearMissedOnes() {
   std::uint64_t missed = 0;
   {
-    std::lock_guard lock(TheSystemTimers().mutex);
+    platform::Lock lock(TheSystemTimers().mutex);
     if (TheSystemTimers().timer2)
       missed = static_cast<std::uint64_t>(TheSystemTimers().timer2->Overrun());
   }
-  std::lock_guard lock(monitorlock);
+  platform::Lock lock(monitorlock);
   counter -= std::min(counter, missed * resolution);
   if (counter == 0) counter = time;
 }
@@ -397,7 +398,7 @@ void monitor::ClearMissedOnes() {
 int monitor::MilliSecondCountDown() {
   Logger::evseqdataU64_t data{3, {kTimeoutEvent}};
   {
-    std::lock_guard lock(monitorlock);
+    platform::Lock lock(monitorlock);
     counter -= std::min(counter, resolution);
     if (counter != 0) return 0;
     logger_mgr::print(monitorL, Logger::kDebug, 0, "EXP:%s\n", name.c_str());
@@ -419,7 +420,7 @@ void monitor::callercb() {
   void* data = nullptr;
   const timespec start = Now();
   {
-    std::lock_guard lock(monitorlock);
+    platform::Lock lock(monitorlock);
     cbstart = start;
     cbend = {};
     callback = cb;
@@ -432,7 +433,7 @@ void monitor::callercb() {
   const platform::Nanoseconds elapsed = clock.Monotonic() - began;
   const timespec end = Now();
   CalcCBElapsed(elapsed, start, end);
-  std::lock_guard lock(monitorlock);
+  platform::Lock lock(monitorlock);
   cbend = end;
 }
 

@@ -16,10 +16,10 @@
 #include <cstdint>
 #include <ctime>
 #include <map>
-#include <mutex>
 #include <string>
 
 #include "platform/clock.h"
+#include "platform/thread_safety.h"
 
 enum secs_t : int { SECSE = 0, MSECSE = 1, USECSE = 2, NSECSE = 3 };
 
@@ -106,19 +106,19 @@ class monitor {
 
   static std::atomic<unsigned> ID;
 
-  mutable std::mutex monitorlock;  // guards cb to counter and the callback times
+  mutable platform::Mutex monitorlock;
   const unsigned mID;
-  Callback cb = nullptr;
-  void* cbdata = nullptr;
-  std::uint64_t time = 0;     // period, nanoseconds
-  std::uint64_t counter = 0;  // nanoseconds left
+  Callback cb Q5_GUARDED_BY(monitorlock) = nullptr;
+  void* cbdata Q5_GUARDED_BY(monitorlock) = nullptr;
+  std::uint64_t time Q5_GUARDED_BY(monitorlock) = 0;     // period, nanoseconds
+  std::uint64_t counter Q5_GUARDED_BY(monitorlock) = 0;  // nanoseconds left
   const std::string name;
-  unsigned armed = 0;  // how often it was armed
+  unsigned armed Q5_GUARDED_BY(monitorlock) = 0;  // how often it was armed
   std::atomic<bool> recurring{true};
   std::atomic<bool> completeintime{false};
   std::atomic<int> timerunit{SECSE};
   static constexpr std::uint64_t resolution = 20'000'000;  // the tick, nanoseconds
-  timeval resettime{};
-  timespec cbstart{};
-  timespec cbend{};
+  timeval resettime Q5_GUARDED_BY(monitorlock){};
+  timespec cbstart Q5_GUARDED_BY(monitorlock){};
+  timespec cbend Q5_GUARDED_BY(monitorlock){};
 };

@@ -15,7 +15,6 @@
 
 #include <array>
 #include <atomic>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -24,6 +23,7 @@
 #include "common/xml/cal_tables.h"
 #include "common/xml/eeprom_chips.h"
 #include "common/xml/eeprom_links.h"
+#include "platform/thread_safety.h"
 
 namespace Dev {
 
@@ -144,8 +144,8 @@ class EepromGroup {
   std::string cal_due_date;
 
   std::atomic<int> post_result{0};
-  mutable std::mutex post_err_mutex_;  ///< guards post_err
-  std::string post_err;
+  mutable platform::Mutex post_err_mutex_;
+  std::string post_err Q5_GUARDED_BY(post_err_mutex_);
 };
 
 }  // namespace Dev

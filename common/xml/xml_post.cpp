@@ -69,12 +69,12 @@ void EepromGroup::XMLPostResults(int xres) {
     post_result |= kModuleBits[module];
     AppendText(kDiagnosticsPaths.at(module), std::string(failure->text) + failure->code_line);
   }
-  const std::lock_guard lock(post_err_mutex_);
+  const platform::Lock lock(post_err_mutex_);
   post_err = failure->post_err;
 }
 
 std::string EepromGroup::PostError() const {
-  const std::lock_guard lock(post_err_mutex_);
+  const platform::Lock lock(post_err_mutex_);
   return post_err;
 }
 
