@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "platform/fpga_driver.h"
+#include "platform/thread_safety.h"
 #include "simulator/parse.h"
 
 namespace simulator {
@@ -20,7 +21,7 @@ class AttributeFile final : public platform::DeviceFile {
 
   ssize_t Read(void* data, size_t size) override {
     if (access_ == O_WRONLY) return -EBADF;
-    const std::lock_guard lock(mutex_);
+    const platform::Lock lock(mutex_);
     if (!rest_) rest_ = attribute_.show() + "\n";
     const std::size_t count = rest_->copy(static_cast<char*>(data), size);
     rest_->erase(0, count);
@@ -44,8 +45,8 @@ class AttributeFile final : public platform::DeviceFile {
  private:
   const TextAttribute& attribute_;
   const int access_;
-  std::mutex mutex_;  ///< guards rest_
-  std::optional<std::string> rest_;
+  platform::Mutex mutex_;
+  std::optional<std::string> rest_ Q5_GUARDED_BY(mutex_);
 };
 
 std::string Hex(std::uint32_t value) {
@@ -99,7 +100,7 @@ DriverAttributes::DriverAttributes(const Config& config, DriverCounters& counter
       {Dev::kProcessPidPath,
        {},
        [this](std::string_view text) {
-         const std::lock_guard lock(pid_mutex_);
+         const platform::Lock lock(pid_mutex_);
          pid_ = text.substr(0, 32);
          return true;
        }},
@@ -115,7 +116,7 @@ DriverAttributes::DriverAttributes(const Config& config, DriverCounters& counter
 }
 
 std::string DriverAttributes::Pid() const {
-  const std::lock_guard lock(pid_mutex_);
+  const platform::Lock lock(pid_mutex_);
   return pid_;
 }
 

@@ -3,11 +3,11 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 
 #include "platform/instrument.h"
+#include "platform/thread_safety.h"
 #include "simulator/config.h"
 #include "simulator/driver_counters.h"
 #include "simulator/units.h"
@@ -37,8 +37,8 @@ class DriverAttributes {
  private:
   std::string Pid() const;
 
-  mutable std::mutex pid_mutex_;  ///< guards pid_
-  std::string pid_;
+  mutable platform::Mutex pid_mutex_;
+  std::string pid_ Q5_GUARDED_BY(pid_mutex_);
   std::vector<TextAttribute> all_;
 };
 

@@ -34,7 +34,7 @@ void KeepCount(DeviceSession::Reply& reply) {
 std::int64_t OpenFiles::Add(std::shared_ptr<platform::DeviceFile> file) {
   std::random_device random;
   std::uniform_int_distribution<std::int64_t> tokens(1, std::numeric_limits<std::int64_t>::max());
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   for (;;) {
     const std::int64_t token = tokens(random);
     if (files_.emplace(token, file).second) return token;
@@ -42,13 +42,13 @@ std::int64_t OpenFiles::Add(std::shared_ptr<platform::DeviceFile> file) {
 }
 
 std::shared_ptr<platform::DeviceFile> OpenFiles::Find(std::int64_t token) {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   const auto found = files_.find(token);
   return found == files_.end() ? nullptr : found->second.lock();
 }
 
 void OpenFiles::Remove(std::int64_t token) {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   files_.erase(token);
 }
 

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 
 #include "platform/instrument.h"
+#include "platform/thread_safety.h"
 #include "platform/wire.h"
 
 namespace simulator {
@@ -20,8 +20,8 @@ class OpenFiles {
   void Remove(std::int64_t token);
 
  private:
-  std::mutex mutex_;  ///< guards files_
-  std::map<std::int64_t, std::weak_ptr<platform::DeviceFile>> files_;
+  platform::Mutex mutex_;
+  std::map<std::int64_t, std::weak_ptr<platform::DeviceFile>> files_ Q5_GUARDED_BY(mutex_);
 };
 
 /// Threads: one per session; sessions side by side.

@@ -55,7 +55,7 @@ std::string FaultSwitch::Set(std::span<const std::string_view> words) {
     }
     amount = static_cast<int>(*given);
   }
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   fault_ = info->fault;
   amount_ = amount;
   changed_.notify_all();
@@ -63,32 +63,32 @@ std::string FaultSwitch::Set(std::span<const std::string_view> words) {
 }
 
 std::string FaultSwitch::Show() const {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   std::string text = FaultName(fault_);
   if (amount_ != 0) text += " " + std::to_string(amount_);
   return text;
 }
 
 Fault FaultSwitch::Chosen() const {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   return fault_;
 }
 
 Fault FaultSwitch::Now() {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   if (fault_ != Fault::kIntermittent) return fault_;
   return static_cast<int>(random_() % 100) < amount_ ? Fault::kOff : Fault::kOk;
 }
 
 platform::Nanoseconds FaultSwitch::Delay() const {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   const bool delays = fault_ == Fault::kSlow || fault_ == Fault::kDelayed;
   return std::chrono::milliseconds(delays ? amount_ : 0);
 }
 
 void FaultSwitch::AwaitLifted() {
-  std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return fault_ != Fault::kHang || released_; });
+  platform::Lock lock(mutex_);
+  changed_.wait(lock, [this]() Q5_REQUIRES(mutex_) { return fault_ != Fault::kHang || released_; });
 }
 
 void FaultSwitch::Hold(platform::Clock& clock) {
@@ -97,13 +97,13 @@ void FaultSwitch::Hold(platform::Clock& clock) {
 }
 
 void FaultSwitch::Release() {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   released_ = true;
   changed_.notify_all();
 }
 
 std::uint16_t FaultSwitch::Noise() {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   return static_cast<std::uint16_t>(random_());
 }
 

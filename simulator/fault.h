@@ -13,7 +13,6 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <random>
 #include <span>
@@ -22,6 +21,7 @@
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/thread_safety.h"
 
 namespace simulator {
 
@@ -57,12 +57,12 @@ class FaultSwitch {
 
  private:
   const std::vector<Fault> supported_;
-  mutable std::mutex mutex_;  ///< guards the fields below
+  mutable platform::Mutex mutex_;
   std::condition_variable changed_;
-  bool released_ = false;
-  Fault fault_ = Fault::kOk;
-  int amount_ = 0;  ///< milliseconds or percent
-  std::mt19937_64 random_;
+  bool released_ Q5_GUARDED_BY(mutex_) = false;
+  Fault fault_ Q5_GUARDED_BY(mutex_) = Fault::kOk;
+  int amount_ Q5_GUARDED_BY(mutex_) = 0;  ///< milliseconds or percent
+  std::mt19937_64 random_ Q5_GUARDED_BY(mutex_);
 };
 
 }  // namespace simulator

@@ -49,26 +49,26 @@ MeasCpld::MeasCpld(const std::string& name, CpldId id, std::uint16_t revision,
   units.AddValue(name + ".range", [this] { return Hex(Read().range_code, 2); });
   units.AddValue(name + ".test_mode", [this] { return std::to_string(Read().test_mode); });
   units.AddValue(name + ".status", [this] {
-    const std::lock_guard lock(mutex_);
+    const platform::Lock lock(mutex_);
     return Hex(Status(), 2);
   });
   units.AddValue(
       name + ".faults",
       [this] {
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         return Hex(faults_, 2);
       },
       [this](std::string_view text) {
         const auto value = ParseHexOrDecimal(text, 0xFF);
         TellBefore();
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         if (value) faults_ = static_cast<std::uint8_t>(*value);
         return value.has_value();
       });
   units.AddValue(
       name + ".overload",
       [this] {
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         return overload_ ? "1" : "0";
       },
       [this](std::string_view text) {
@@ -81,12 +81,12 @@ MeasCpld::MeasCpld(const std::string& name, CpldId id, std::uint16_t revision,
   units.AddValue(
       name + ".busy_ms",
       [this] {
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         return std::to_string(busy_time_ / std::chrono::milliseconds(1));
       },
       [this](std::string_view text) {
         const auto value = ParseNumber(text, kLongestBusyMs);
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         if (value) busy_time_ = std::chrono::milliseconds(*value);
         return value.has_value();
       });
@@ -96,13 +96,13 @@ void MeasCpld::AddFlag(const std::string& name, const char* value, bool& flag, U
   units.AddValue(
       name + value,
       [this, &flag] {
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         return flag ? "1" : "0";
       },
       [this, &flag](std::string_view text) {
         const auto given = ParseNumber(text, 1);
         TellBefore();
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         if (given) flag = *given != 0;
         return given.has_value();
       });
@@ -122,18 +122,18 @@ std::uint8_t MeasCpld::Status() const {
 }
 
 void MeasCpld::SetOverload(bool on) {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   overload_ = on;
   latched_ = latched_ || on;
 }
 
 void MeasCpld::SetAdcOverRange(bool on) {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   adc_over_range_ = on;
 }
 
 MeasCpld::Settings MeasCpld::Read() const {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   Settings settings;
   settings.config = static_cast<std::uint32_t>(config_[0] | config_[1] << 8 | config_[2] << 16);
   settings.range_code = range_code_;
@@ -189,7 +189,7 @@ void MeasCpld::Show(std::span<std::uint8_t> in) const {
 void MeasCpld::Exchange(std::uint8_t select, std::span<const std::uint8_t> out,
                         std::span<std::uint8_t> in, bool wrong) {
   TellBefore();
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   if (in.empty()) return;
   if (select == kIdentity) return Identify(in, wrong);
   if (select == kState) return Show(in);

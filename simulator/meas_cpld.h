@@ -11,11 +11,11 @@
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <span>
 #include <string>
 
 #include "platform/clock.h"
+#include "platform/thread_safety.h"
 #include "simulator/cpld_id.h"
 #include "simulator/units.h"
 
@@ -53,32 +53,32 @@ class MeasCpld {
   std::string Describe() const;
 
  private:
-  std::uint8_t Status() const;
-  bool Busy() const;
+  std::uint8_t Status() const Q5_REQUIRES(mutex_);
+  bool Busy() const Q5_REQUIRES(mutex_);
   void TellBefore() const {
     if (before_) before_();
   }
-  void Accept();
+  void Accept() Q5_REQUIRES(mutex_);
   void Identify(std::span<std::uint8_t> in, bool wrong) const;
-  void Configure(std::span<const std::uint8_t> out);
-  void SetRange(std::span<const std::uint8_t> out);
-  void Show(std::span<std::uint8_t> in) const;
+  void Configure(std::span<const std::uint8_t> out) Q5_REQUIRES(mutex_);
+  void SetRange(std::span<const std::uint8_t> out) Q5_REQUIRES(mutex_);
+  void Show(std::span<std::uint8_t> in) const Q5_REQUIRES(mutex_);
   void AddFlag(const std::string& name, const char* value, bool& flag, Units& units);
 
   const CpldId id_;
   const std::uint16_t revision_;
   platform::Clock& clock_;
   std::function<void()> before_;
-  mutable std::mutex mutex_;  ///< guards the fields below
-  std::array<std::uint8_t, 3> config_{};
-  std::uint8_t range_code_ = 0;
-  std::uint8_t test_mode_ = 0;
-  std::uint8_t faults_ = 0;
-  bool overload_ = false;
-  bool latched_ = false;
-  bool adc_over_range_ = false;
-  platform::Nanoseconds busy_time_;
-  platform::Nanoseconds busy_until_{0};
+  mutable platform::Mutex mutex_;
+  std::array<std::uint8_t, 3> config_ Q5_GUARDED_BY(mutex_){};
+  std::uint8_t range_code_ Q5_GUARDED_BY(mutex_) = 0;
+  std::uint8_t test_mode_ Q5_GUARDED_BY(mutex_) = 0;
+  std::uint8_t faults_ Q5_GUARDED_BY(mutex_) = 0;
+  bool overload_ Q5_GUARDED_BY(mutex_) = false;
+  bool latched_ Q5_GUARDED_BY(mutex_) = false;
+  bool adc_over_range_ Q5_GUARDED_BY(mutex_) = false;
+  platform::Nanoseconds busy_time_ Q5_GUARDED_BY(mutex_);
+  platform::Nanoseconds busy_until_ Q5_GUARDED_BY(mutex_){0};
 };
 
 }  // namespace simulator

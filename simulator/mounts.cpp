@@ -49,7 +49,7 @@ std::optional<int> Mounts::Mount(std::string_view arguments) {
   if (words.size() < 2) return std::nullopt;
   if (faults_.Now() == Fault::kOff) return kMountFailed;
   faults_.AwaitLifted();
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   return mounted_.emplace(words[1], words[0]).second ? kDone : kMountFailed;
 }
 
@@ -63,7 +63,7 @@ int Mounts::FindInTable(std::string_view pattern) const {
 }
 
 std::string Mounts::Table() const {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   std::string table;
   for (const auto& [path, device] : mounted_) {
     table += (table.empty() ? "" : ";") + device + " " + path;

@@ -6,11 +6,11 @@
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "platform/thread_safety.h"
 #include "simulator/fault.h"
 #include "simulator/shell.h"
 #include "simulator/units.h"
@@ -31,8 +31,9 @@ class Mounts {
   std::string Table() const;
 
   FaultSwitch faults_;
-  mutable std::mutex mutex_;                                 ///< guards mounted_
-  std::map<std::string, std::string, std::less<>> mounted_;  ///< path to device or share
+  mutable platform::Mutex mutex_;
+  /// Path to device or share.
+  std::map<std::string, std::string, std::less<>> mounted_ Q5_GUARDED_BY(mutex_);
 };
 
 }  // namespace simulator

@@ -19,7 +19,7 @@ std::optional<std::size_t> RegisterFile::Find(std::uint32_t offset) const {
 std::optional<std::uint16_t> RegisterFile::Read(std::uint32_t offset) const {
   const auto index = Find(offset);
   if (!index) return std::nullopt;
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   return values_[*index];
 }
 
@@ -31,7 +31,7 @@ bool RegisterFile::Write(std::uint32_t offset, std::uint16_t value) {
 bool RegisterFile::Drive(std::uint32_t offset, std::uint16_t value, std::uint16_t mask) {
   const auto index = Find(offset);
   if (!index) return false;
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   std::uint16_t& held = values_[*index];
   held = static_cast<std::uint16_t>((held & ~mask) | (value & mask));
   return true;

@@ -2,10 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <vector>
+
+#include "platform/thread_safety.h"
 
 namespace simulator {
 
@@ -34,8 +35,8 @@ class RegisterFile {
   std::optional<std::size_t> Find(std::uint32_t offset) const;
 
   const std::span<const RegisterInfo> table_;
-  mutable std::mutex mutex_;  ///< guards values_
-  std::vector<std::uint16_t> values_;
+  mutable platform::Mutex mutex_;
+  std::vector<std::uint16_t> values_ Q5_GUARDED_BY(mutex_);
 };
 
 }  // namespace simulator

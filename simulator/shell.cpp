@@ -30,14 +30,14 @@ int Shell::ExitStatus(std::string_view line) const {
 int Shell::Run(std::string_view line) {
   line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
   const int status = ExitStatus(line);
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   history_.push_back(std::string(line.substr(0, kLongestShown)) + " => " + std::to_string(status));
   if (history_.size() > kHistory) history_.pop_front();
   return status << 8;
 }
 
 std::string Shell::History() const {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   std::string text;
   for (const std::string& entry : history_) text += (text.empty() ? "" : "; ") + entry;
   return text;

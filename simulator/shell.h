@@ -4,10 +4,11 @@
 #include <deque>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "platform/thread_safety.h"
 
 namespace simulator {
 
@@ -32,8 +33,8 @@ class Shell {
   int ExitStatus(std::string_view line) const;
 
   std::map<std::string, Command, std::less<>> commands_;
-  mutable std::mutex mutex_;  ///< guards history_
-  std::deque<std::string> history_;
+  mutable platform::Mutex mutex_;
+  std::deque<std::string> history_ Q5_GUARDED_BY(mutex_);
 };
 
 }  // namespace simulator

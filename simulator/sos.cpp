@@ -77,22 +77,22 @@ Sos::Sos(Setup setup, platform::Clock& clock, SignalSource& source, Units& units
       ramp_seconds_(kDefaultRampSeconds) {
   units.AddFaults("sos", faults_);
   units.AddValue("sos.state", [this] {
-    const std::lock_guard lock(mutex_);
+    const platform::Lock lock(mutex_);
     return kStates[static_cast<std::size_t>(state_)];
   });
   units.AddValue("sos.target", [this] {
-    const std::lock_guard lock(mutex_);
+    const platform::Lock lock(mutex_);
     return std::to_string(drive_.level);
   });
   units.AddValue(
       "sos.ramp",
       [this] {
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         return std::to_string(ramp_seconds_);
       },
       [this](std::string_view text) {
         const auto seconds = ParseReal(text, 0, kMostRampSeconds);
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         ramp_seconds_ = seconds.value_or(ramp_seconds_);
         return seconds.has_value();
       });
@@ -102,7 +102,7 @@ Sos::Sos(Setup setup, platform::Clock& clock, SignalSource& source, Units& units
 
 void Sos::Hear(HostRecord record) {
   if (faults_.Chosen() == Fault::kOff) return;
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   const auto opcode = OpcodeOf(record);
   if (opcode && std::ranges::count(kSignsOfLife, *opcode) != 0) heard_at_ = clock_.Monotonic();
   HearRecord(record);
@@ -189,7 +189,7 @@ void Sos::End(State state) {
 // --- The source ---
 
 void Sos::Update() {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   const bool dead =
       faults_.Chosen() == Fault::kOff || (state_ == State::kRunning && !setup_.allok());
   if (dead) {

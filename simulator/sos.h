@@ -22,11 +22,11 @@
 
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <optional>
 
 #include "common/msg/hmp_test_setup.h"
 #include "platform/clock.h"
+#include "platform/thread_safety.h"
 #include "simulator/host_record.h"
 #include "simulator/signal/signal_source.h"
 #include "simulator/units.h"
@@ -65,33 +65,32 @@ class Sos {
     friend bool operator==(const Drive&, const Drive&) = default;
   };
 
-  // All of these are called with mutex_ held.
-  void HearRecord(HostRecord record);
-  void SetUp(int source_word, int limit, int test_type, bool voltage);
-  void TakeUpdate(int polarity, float hertz, int target, bool voltage);
-  void Start();
-  void End(State state);
+  void HearRecord(HostRecord record) Q5_REQUIRES(mutex_);
+  void SetUp(int source_word, int limit, int test_type, bool voltage) Q5_REQUIRES(mutex_);
+  void TakeUpdate(int polarity, float hertz, int target, bool voltage) Q5_REQUIRES(mutex_);
+  void Start() Q5_REQUIRES(mutex_);
+  void End(State state) Q5_REQUIRES(mutex_);
   /// Brings the source towards what is wanted, as far as it can go now.
-  void Follow();
-  void SwitchOn(const Drive& drive);
-  void SwitchOff(double seconds);
+  void Follow() Q5_REQUIRES(mutex_);
+  void SwitchOn(const Drive& drive) Q5_REQUIRES(mutex_);
+  void SwitchOff(double seconds) Q5_REQUIRES(mutex_);
 
   const Setup setup_;
   platform::Clock& clock_;
   SignalSource& source_;
   FaultSwitch faults_;
 
-  std::mutex mutex_;  ///< guards the fields below
-  double ramp_seconds_;
-  State state_ = State::kIdle;
-  bool voltage_ = true;          ///< which of the two kinds of update the test takes
-  int limit_ = 0;                ///< volts or amperes
-  bool names_frequency_ = true;  ///< in its updates
-  Drive drive_;                  ///< of the last update
-  std::optional<Drive> wanted_;
-  std::optional<Drive> driven_;
-  platform::Nanoseconds heard_at_{0};  ///< the last sign of the host's life
-  platform::Nanoseconds quiet_at_{0};  ///< when the last ramp to zero is over
+  platform::Mutex mutex_;
+  double ramp_seconds_ Q5_GUARDED_BY(mutex_);
+  State state_ Q5_GUARDED_BY(mutex_) = State::kIdle;
+  bool voltage_ Q5_GUARDED_BY(mutex_) = true;  ///< which of the two kinds of update the test takes
+  int limit_ Q5_GUARDED_BY(mutex_) = 0;        ///< volts or amperes
+  bool names_frequency_ Q5_GUARDED_BY(mutex_) = true;  ///< in its updates
+  Drive drive_ Q5_GUARDED_BY(mutex_);                  ///< of the last update
+  std::optional<Drive> wanted_ Q5_GUARDED_BY(mutex_);
+  std::optional<Drive> driven_ Q5_GUARDED_BY(mutex_);
+  platform::Nanoseconds heard_at_ Q5_GUARDED_BY(mutex_){0};  ///< the last sign of the host's life
+  platform::Nanoseconds quiet_at_ Q5_GUARDED_BY(mutex_){0};  ///< when the last ramp to zero is over
 };
 
 }  // namespace simulator

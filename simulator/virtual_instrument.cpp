@@ -98,13 +98,13 @@ int VirtualInstrument::SetRealtime(const timespec& time) {
       time.tv_sec > platform::Nanoseconds::max() / std::chrono::seconds(2)) {
     return -EINVAL;
   }
-  const std::lock_guard lock(time_mutex_);
+  const platform::Lock lock(time_mutex_);
   set_time_ = platform::ToNanoseconds(time) - clock_.Monotonic();
   return 0;
 }
 
 timespec VirtualInstrument::Realtime() {
-  const std::lock_guard lock(time_mutex_);
+  const platform::Lock lock(time_mutex_);
   return set_time_ ? platform::ToTimespec(*set_time_ + clock_.Monotonic()) : clock_.Realtime();
 }
 

@@ -11,6 +11,7 @@
 
 #include "platform/clock.h"
 #include "platform/instrument.h"
+#include "platform/thread_safety.h"
 #include "simulator/attributes.h"
 #include "simulator/config.h"
 #include "simulator/fpga_model.h"
@@ -87,9 +88,9 @@ class VirtualInstrument final : public platform::Instrument {
   Mounts mounts_;
   DeviceTable devices_;
   std::string problem_;
-  std::mutex time_mutex_;  ///< guards set_time_
+  platform::Mutex time_mutex_;
   /// Time of day less monotonic time, once it has been set.
-  std::optional<platform::Nanoseconds> set_time_;
+  std::optional<platform::Nanoseconds> set_time_ Q5_GUARDED_BY(time_mutex_);
   std::mutex log_mutex_;  ///< one line at a time
 };
 

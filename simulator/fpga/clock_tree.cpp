@@ -28,14 +28,14 @@ ClockTree::ClockTree(const Si5338* chip, Units& units) : chip_(chip) {
   units.AddValue(
       "clock.remote",
       [this] {
-        const std::lock_guard lock(remote_mutex_);
+        const platform::Lock lock(remote_mutex_);
         if (remote_same_) return std::string("same");
         return remote_hertz_ ? std::to_string(*remote_hertz_) + " Hz" : "off";
       },
       [this](std::string_view text) {
         const auto hertz = ParseNumber(text, kHighestRemote);
         if (text != "same" && text != "off" && hertz.value_or(0) == 0) return false;
-        const std::lock_guard lock(remote_mutex_);
+        const platform::Lock lock(remote_mutex_);
         remote_same_ = text == "same";
         remote_hertz_ = hertz;
         return true;
@@ -53,7 +53,7 @@ Clocks ClockTree::Make(std::uint16_t clock_select) const {
     clocks.converter = Divided(*clocks.source, clock_select, kConverterShift, kConverterMask);
     clocks.waveform = Divided(*clocks.source, clock_select, kWaveformShift, kWaveformMask);
   }
-  const std::lock_guard lock(remote_mutex_);
+  const platform::Lock lock(remote_mutex_);
   if ((clock_select & kConverterRemote) != 0 && !remote_same_) {
     clocks.converter.reset();
     if (remote_hertz_) clocks.converter = Fraction(*remote_hertz_);

@@ -6,9 +6,9 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <optional>
 
+#include "platform/thread_safety.h"
 #include "simulator/fraction.h"
 #include "simulator/i2c/si5338.h"
 #include "simulator/units.h"
@@ -35,9 +35,9 @@ class ClockTree {
 
  private:
   const Si5338* chip_;
-  mutable std::mutex remote_mutex_;  ///< guards the fields below
-  bool remote_same_ = true;
-  std::optional<std::uint64_t> remote_hertz_;
+  mutable platform::Mutex remote_mutex_;
+  bool remote_same_ Q5_GUARDED_BY(remote_mutex_) = true;
+  std::optional<std::uint64_t> remote_hertz_ Q5_GUARDED_BY(remote_mutex_);
 };
 
 }  // namespace simulator::fpga

@@ -40,7 +40,7 @@ SampleFaults::SampleFaults(std::uint64_t seed, Units& units)
   units.AddValue(
       "samples.corrupt",
       [this] {
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         return corruption_ ? corruption_->text : "off";
       },
       [this](std::string_view text) { return SetCorruption(text); });
@@ -60,7 +60,7 @@ SampleFaults::SampleFaults(std::uint64_t seed, Units& units)
 bool SampleFaults::SetCorruption(std::string_view text) {
   auto corruption = Parse(text);
   if (!corruption && text != "off") return false;
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   corruption_ = std::move(corruption);
   return true;
 }
@@ -121,7 +121,7 @@ void SampleFaults::Apply(const Corruption& corruption, std::span<std::uint32_t> 
 }
 
 void SampleFaults::Spoil(std::span<std::uint32_t> words) {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   if (faults_.Chosen() == Fault::kGarbage) {
     for (std::uint32_t& word : words) word = static_cast<std::uint32_t>(random_());
   }

@@ -15,13 +15,13 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <random>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include "platform/thread_safety.h"
 #include "simulator/fault.h"
 #include "simulator/units.h"
 
@@ -65,9 +65,9 @@ class SampleFaults {
 
   FaultSwitch faults_;
   std::atomic<std::int64_t> jump_{0};
-  mutable std::mutex mutex_;  ///< guards the fields below
-  std::optional<Corruption> corruption_;
-  std::mt19937_64 random_;
+  mutable platform::Mutex mutex_;
+  std::optional<Corruption> corruption_ Q5_GUARDED_BY(mutex_);
+  std::mt19937_64 random_ Q5_GUARDED_BY(mutex_);
 };
 
 }  // namespace simulator::fpga

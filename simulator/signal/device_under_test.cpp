@@ -96,13 +96,13 @@ DeviceUnderTest::DeviceUnderTest(Units& units) : circuit_(Bushing()) {
 }
 
 Circuit DeviceUnderTest::Get() const {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   return circuit_;
 }
 
 void DeviceUnderTest::Set(const Circuit& circuit) {
   if (before_) before_();
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   circuit_ = circuit;
   ++version_;
 }

@@ -9,11 +9,11 @@
 #include <complex>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "platform/thread_safety.h"
 #include "simulator/units.h"
 
 namespace simulator {
@@ -48,8 +48,8 @@ class DeviceUnderTest {
  private:
   std::function<void()> before_;
   std::atomic<std::uint64_t> version_{1};
-  mutable std::mutex mutex_;  ///< guards circuit_
-  Circuit circuit_;
+  mutable platform::Mutex mutex_;
+  Circuit circuit_ Q5_GUARDED_BY(mutex_);
 };
 
 }  // namespace simulator

@@ -105,7 +105,7 @@ void SignalSource::AddNumber(Units& units, const std::string& name, double Sourc
 }
 
 SourceSettings SignalSource::Get() const {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   return settings_;
 }
 
@@ -115,7 +115,7 @@ void SignalSource::Set(const SourceSettings& settings) {
 
 bool SignalSource::Change(const std::function<void(SourceSettings&)>& change) {
   if (before_) before_();
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   change(settings_);
   ++version_;
   return true;

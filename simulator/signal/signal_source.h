@@ -17,11 +17,11 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/thread_safety.h"
 #include "simulator/units.h"
 
 namespace simulator {
@@ -74,8 +74,8 @@ class SignalSource {
 
   std::function<void()> before_;
   std::atomic<std::uint64_t> version_{1};
-  mutable std::mutex mutex_;  ///< guards settings_
-  SourceSettings settings_;
+  mutable platform::Mutex mutex_;
+  SourceSettings settings_ Q5_GUARDED_BY(mutex_);
 };
 
 }  // namespace simulator

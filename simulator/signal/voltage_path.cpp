@@ -25,20 +25,20 @@ VoltagePath::VoltagePath(Units& units) : dividers_(ShippedDividers()) {
 }
 
 VoltagePath::Taps VoltagePath::Get() const {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   return taps_;
 }
 
 void VoltagePath::Set(const Taps& taps) {
   if (before_) before_();
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   taps_ = taps;
   ++version_;
 }
 
 void VoltagePath::SetOne(std::size_t channel, Tap tap) {
   if (before_) before_();
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   taps_.at(channel) = tap;
   ++version_;
 }

@@ -9,8 +9,8 @@
 #include <complex>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 
+#include "platform/thread_safety.h"
 #include "simulator/calibration/divider_hardware.h"
 #include "simulator/config.h"
 #include "simulator/units.h"
@@ -40,8 +40,8 @@ class VoltagePath {
   const Dividers dividers_;
   std::function<void()> before_;
   std::atomic<std::uint64_t> version_{1};
-  mutable std::mutex mutex_;  ///< guards taps_
-  Taps taps_{};
+  mutable platform::Mutex mutex_;
+  Taps taps_ Q5_GUARDED_BY(mutex_){};
 };
 
 }  // namespace simulator
