@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "platform/thread_safety.h"
 #include "simulator/fpga/registers.h"
 #include "simulator/parse.h"
 
@@ -65,7 +66,7 @@ class FpgaModel::File final : public platform::DeviceFile {
     Dev::FpgaCmd command;
     if (size < sizeof command) return -EINVAL;
     std::memcpy(&command, data, sizeof command);
-    const std::lock_guard lock(reading_mutex_);
+    const platform::Lock lock(reading_mutex_);
     const ssize_t result = fpga_.AwaitBlock(command, reader_);
     std::memcpy(data, &command, sizeof command);
     return result;
@@ -80,8 +81,8 @@ class FpgaModel::File final : public platform::DeviceFile {
 
  private:
   FpgaModel& fpga_;
-  std::mutex reading_mutex_;  ///< guards reader_
-  SampleReader reader_;
+  platform::Mutex reading_mutex_;
+  SampleReader reader_ Q5_GUARDED_BY(reading_mutex_);
 };
 
 FpgaModel::FpgaModel(const Config& config, platform::Clock& clock, Si5338* clock_chip,
@@ -120,7 +121,7 @@ void FpgaModel::AddRegisterValues(Units& units) {
       set = [this, offset](std::string_view text) {
         const auto value = ParseHexOrDecimal(text, 0xFFFF);
         if (!value) return false;
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         Change(offset, static_cast<std::uint16_t>(*value), kAll);
         return true;
       };
@@ -128,7 +129,7 @@ void FpgaModel::AddRegisterValues(Units& units) {
     units.AddValue(
         std::string("fpga.") + info.name,
         [this, offset] {
-          const std::lock_guard lock(mutex_);
+          const platform::Lock lock(mutex_);
           Refresh();
           return Hex(*registers_.Read(offset));
         },
@@ -140,26 +141,26 @@ void FpgaModel::AddLineValues(Units& units) {
   units.AddValue(
       "line.frequency",
       [this] {
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         return std::to_string(line_sync_.Line().Hertz(clock_.Monotonic()));
       },
       [this](std::string_view text) {
         const auto hertz = ParseReal(text, 0, PowerLine::kMostHertz);
         if (!hertz) return false;
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         SetLine(*hertz, line_sync_.Line().Drift());
         return true;
       });
   units.AddValue(
       "line.drift",
       [this] {
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         return std::to_string(line_sync_.Line().Drift());
       },
       [this](std::string_view text) {
         const auto drift = ParseReal(text, -PowerLine::kMostDrift, PowerLine::kMostDrift);
         if (!drift) return false;
-        const std::lock_guard lock(mutex_);
+        const platform::Lock lock(mutex_);
         SetLine(line_sync_.Line().Hertz(clock_.Monotonic()), *drift);
         return true;
       });
@@ -179,7 +180,7 @@ void FpgaModel::AddSignalValues(Units& units) {
                  [this] { return std::to_string(Signals().waveform_hertz) + " Hz"; });
   units.AddValue("fpga.waveform.mode", [this] { return Signals().fast ? "high-speed" : "normal"; });
   units.AddValue("fpga.waveform.loaded", [this] {
-    const std::lock_guard lock(mutex_);
+    const platform::Lock lock(mutex_);
     return memory_.Describe();
   });
 }
@@ -189,11 +190,11 @@ void FpgaModel::AddOledValues(Units& units) {
     units.AddValue(
         "fpga.oled.line" + std::to_string(line + 1),
         [this, line] {
-          const std::lock_guard lock(mutex_);
+          const platform::Lock lock(mutex_);
           return oled_.Line(line);
         },
         [this, line](std::string_view text) {
-          const std::lock_guard lock(mutex_);
+          const platform::Lock lock(mutex_);
           return oled_.SetLine(line, text);
         });
   }
@@ -226,7 +227,7 @@ int FpgaModel::Request(unsigned long request, Dev::FpgaCmd& command) {
   if (fault == Fault::kOff) return -EIO;
   faults_.Hold(clock_);
   const bool oled = command.devtype == Dev::FPGA_OLED_REG && config_.module == Module::kMain;
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   switch (request) {
     case Dev::Q5FPGA_CMD_RD:
       return oled ? ReadOled(command) : ReadRegister(command, fault);
@@ -336,12 +337,12 @@ void FpgaModel::ActOnEdges(std::uint16_t offset, unsigned before, unsigned after
 }
 
 void FpgaModel::Update() {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   Refresh();
 }
 
 FpgaSignals FpgaModel::Signals() {
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   Refresh();
   return SignalsLocked();
 }

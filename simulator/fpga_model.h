@@ -9,11 +9,11 @@
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "platform/clock.h"
 #include "platform/fpga_driver.h"
 #include "platform/instrument.h"
+#include "platform/thread_safety.h"
 #include "simulator/config.h"
 #include "simulator/fpga/allok_line.h"
 #include "simulator/fpga/clock_tree.h"
@@ -64,28 +64,27 @@ class FpgaModel {
 
   /// 0 or a negative errno, as the driver answers.
   int Request(unsigned long request, Dev::FpgaCmd& command);
-  int ReadRegister(Dev::FpgaCmd& command, Fault fault);
-  int WriteRegister(const Dev::FpgaCmd& command, Fault fault);
-  int ReadOled(Dev::FpgaCmd& command);
-  int WriteOled(const Dev::FpgaCmd& command, Fault fault);
-  int SwitchWaveformMode(const Dev::FpgaCmd& command, Fault fault);
+  int ReadRegister(Dev::FpgaCmd& command, Fault fault) Q5_REQUIRES(mutex_);
+  int WriteRegister(const Dev::FpgaCmd& command, Fault fault) Q5_REQUIRES(mutex_);
+  int ReadOled(Dev::FpgaCmd& command) Q5_REQUIRES(mutex_);
+  int WriteOled(const Dev::FpgaCmd& command, Fault fault) Q5_REQUIRES(mutex_);
+  int SwitchWaveformMode(const Dev::FpgaCmd& command, Fault fault) Q5_REQUIRES(mutex_);
   int Map(std::size_t length, off_t offset);
-  int StartSampling(const Dev::FpgaCmd& command);
-  int StopSampling(const Dev::FpgaCmd& command);
+  int StartSampling(const Dev::FpgaCmd& command) Q5_REQUIRES(mutex_);
+  int StopSampling(const Dev::FpgaCmd& command) Q5_REQUIRES(mutex_);
   /// write(2) and read(2) of a record: its size, or a negative errno.
   ssize_t AnnounceBlock(const Dev::FpgaCmd& command);
   ssize_t AwaitBlock(Dev::FpgaCmd& command, fpga::SampleReader& reader);
 
-  // All of these are called with mutex_ held.
-  void Refresh();
-  void FollowClocks();
-  void FollowAllok();
-  void FollowSamples(const fpga::Clocks& clocks);
+  void Refresh() Q5_REQUIRES(mutex_);
+  void FollowClocks() Q5_REQUIRES(mutex_);
+  void FollowAllok() Q5_REQUIRES(mutex_);
+  void FollowSamples(const fpga::Clocks& clocks) Q5_REQUIRES(mutex_);
   /// Changes a register from the bus or, with `mask`, from the hardware's side.
-  void Change(std::uint16_t offset, std::uint16_t value, std::uint16_t mask);
-  void ActOnEdges(std::uint16_t offset, unsigned before, unsigned after);
-  void SetLine(double hertz, double drift);
-  FpgaSignals SignalsLocked() const;
+  void Change(std::uint16_t offset, std::uint16_t value, std::uint16_t mask) Q5_REQUIRES(mutex_);
+  void ActOnEdges(std::uint16_t offset, unsigned before, unsigned after) Q5_REQUIRES(mutex_);
+  void SetLine(double hertz, double drift) Q5_REQUIRES(mutex_);
+  FpgaSignals SignalsLocked() const Q5_REQUIRES(mutex_);
 
   std::uint16_t Identity(bool wrong) const;
 
@@ -93,14 +92,15 @@ class FpgaModel {
   platform::Clock& clock_;
   Si5338* const clock_chip_;
   FaultSwitch faults_;
-  std::mutex mutex_;  ///< guards the fields below
+  /// Guards what can change of registers_, memory_, allok_ and sampler_, too.
+  platform::Mutex mutex_;
   RegisterFile registers_;
-  fpga::ClockTree clock_tree_;
-  fpga::WaveformGenerator generator_;
+  fpga::ClockTree clock_tree_ Q5_GUARDED_BY(mutex_);
+  fpga::WaveformGenerator generator_ Q5_GUARDED_BY(mutex_);
   fpga::WaveformMemory memory_;
-  fpga::LineSync line_sync_;
+  fpga::LineSync line_sync_ Q5_GUARDED_BY(mutex_);
   fpga::AllokLine allok_;
-  fpga::Oled oled_;
+  fpga::Oled oled_ Q5_GUARDED_BY(mutex_);
   fpga::Sampler sampler_;
   std::condition_variable sampling_changed_;  ///< begun, ended, or at another rate
 };

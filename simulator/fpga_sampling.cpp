@@ -41,7 +41,7 @@ ssize_t FpgaModel::AnnounceBlock(const Dev::FpgaCmd& command) {
   if (faults_.Now() == Fault::kOff) return -EIO;
   faults_.Hold(clock_);
   if (command.offset != Dev::Q5FPGA_CMD_SAMPLEBLOCK_NUM) return -EINVAL;
-  const std::lock_guard lock(mutex_);
+  const platform::Lock lock(mutex_);
   Refresh();
   const int result = sampler_.Announce(command.val);
   return result < 0 ? result : static_cast<ssize_t>(sizeof command);
@@ -56,7 +56,7 @@ ssize_t FpgaModel::AwaitBlock(Dev::FpgaCmd& command, SampleReader& reader) {
     clock_.SleepFor(kLongestWait);
     return -EAGAIN;
   }
-  std::unique_lock lock(mutex_);
+  platform::Lock lock(mutex_);
   Refresh();
   const std::uint64_t pages = command.val == 0 ? sampler_.BlockPages() : command.val;
   const auto counter = [&] {
@@ -96,21 +96,21 @@ void FpgaModel::FollowSamples(const Clocks& clocks) {
 
 void FpgaModel::AddSampleValues(Units& units) {
   units.AddValue("samples.rate", [this] {
-    const std::lock_guard lock(mutex_);
+    const platform::Lock lock(mutex_);
     Refresh();
     return sampler_.Rate() ? HertzText(*sampler_.Rate()) : "off";
   });
   units.AddValue("samples.counter", [this] {
-    const std::lock_guard lock(mutex_);
+    const platform::Lock lock(mutex_);
     Refresh();
     return std::to_string(sampler_.Pages());
   });
   units.AddValue("samples.block", [this] {
-    const std::lock_guard lock(mutex_);
+    const platform::Lock lock(mutex_);
     return std::to_string(sampler_.BlockPages());
   });
   units.AddValue("samples.running", [this] {
-    const std::lock_guard lock(mutex_);
+    const platform::Lock lock(mutex_);
     return sampler_.IsRunning() ? "1" : "0";
   });
   units.AddMemory("samples.ring", sampler_.Memory());
