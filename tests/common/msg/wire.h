@@ -35,6 +35,13 @@ inline Bytes WireRecord(int opcode, const Bytes& payload = {}, int src = 1, int 
   return PutWord(bytes, NaiveSum(bytes));
 }
 
+/// Its length and its sum are right.
+inline bool IsWhole(const Bytes& record) {
+  if (record.size() < 8 || WordAt(record, 4) != static_cast<int>(record.size()) - 8) return false;
+  const Bytes summed(record.begin(), record.end() - 2);
+  return (WordAt(record, summed.size()) & 0xFFFF) == NaiveSum(summed);
+}
+
 inline Bytes BytesOf(const void* data, int size) {
   const auto* bytes = static_cast<const std::uint8_t*>(data);
   return {bytes, bytes + size};
