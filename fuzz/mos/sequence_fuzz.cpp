@@ -6,7 +6,7 @@
 #include <span>
 
 #include "common/msg/hmp_opcodes.h"
-#include "fuzz/child.h"
+#include "fuzz/children.h"
 #include "tests/mos/daemon_bench.h"
 
 namespace {
@@ -148,20 +148,27 @@ simulator::Config ConfigOf(int choice) {
   return config;
 }
 
-void RunSteps(Input input) {
-  Daemon daemon(ConfigOf(input.Byte()));
+void RunSteps(std::span<const std::uint8_t> bytes) {
+  testing::FLAGS_gtest_break_on_failure = true;
+  Input input(bytes);
+  auto& daemon = *new Daemon(ConfigOf(input.Byte()));  // goes with the process
   for (int i = 0; i < kMostSteps && !input.AtEnd(); ++i) daemon.Do(input);
   daemon.RunOrdinaryTest();
+}
+
+fuzz::Children& TheChildren() {
+  static fuzz::Children children(RunSteps);
+  return children;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  testing::FLAGS_gtest_break_on_failure = true;
+  TheChildren();
   return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::Child::Run([=] { RunSteps(Input({data, size})); });
+  TheChildren().Run({data, size});
   return 0;
 }
