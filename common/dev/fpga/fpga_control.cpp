@@ -1,6 +1,7 @@
 // Reset, enables and clocks.
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "common/dev/fpga/fpga_dev_base.h"
 #include "common/log/capture.h"
@@ -102,7 +103,8 @@ int FpgaDevBase::ReadSclkFreq() {
   unsigned low = 0;
   unsigned high = 0;
   if (ReadReg(Q5FPGA_FREQ_EST_LSW, low) < 0 || ReadReg(Q5FPGA_FREQ_EST_MSW, high) < 0) return -1;
-  return static_cast<int>(high << kHalfBits | low);
+  const unsigned hertz = high << kHalfBits | low;
+  return std::in_range<int>(hertz) ? static_cast<int>(hertz) : -1;
 }
 
 }  // namespace Dev

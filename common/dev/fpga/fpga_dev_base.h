@@ -90,7 +90,7 @@ class FpgaDevBase {
   /// `cycle_length`: waveform samples per cycle minus 1. `clock_select` is not written after a
   /// failure of the first.
   int ConfigureClocks(unsigned cycle_length, unsigned clock_select);
-  /// The measured sample clock in Hz.
+  /// The measured sample clock in Hz; -1 for one that is beyond an int, too.
   int ReadSclkFreq();
 
   // --- Front display; the main module has it ---

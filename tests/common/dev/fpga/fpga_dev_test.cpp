@@ -123,6 +123,8 @@ TEST_F(FpgaTest, ResetAndClocksWriteInOrder) {
                                    {20, 0},      {24, 4095},   {6, 0x4820}};
   EXPECT_EQ(driver.writes, expected);
   EXPECT_EQ(fpga.ReadSclkFreq(), 0x01002345);
+  driver.registers[54] = 0x8000;
+  EXPECT_EQ(fpga.ReadSclkFreq(), -1);
 }
 
 // Every request of every operation fails once: the operation says so and nothing hangs; then it
