@@ -31,13 +31,19 @@ constexpr const char* kControls[] = {
     "set source.amplitude 20000",
     "fault i2c.SIGNAL_HOST.SI5338 off",
     "fault i2c.MEAS_CH1.SC18IS602B off",
-    "fault i2c.MEAS_CH2.SC18IS602B off",
+    "fault i2c.MEAS_CH2.SC18IS602B garbage",
+    "fault fpga off",
+    "fault fpga garbage",
+    "fault samples off",
+    "fault samples garbage",
     "fault i2c.SIGNAL_HOST.SI5338 ok",
     "fault i2c.MEAS_CH1.SC18IS602B ok",
     "fault i2c.MEAS_CH2.SC18IS602B ok",
+    "fault fpga ok",
+    "fault samples ok",
     "set source.on 0",
 };
-constexpr std::size_t kCalm = 6;  // the first line of those that bring the board back
+constexpr std::size_t kCalm = 10;  // the first line of those that bring the board back
 
 void Expect(bool holds, const char* what, const Bytes& reply = {}) {
   if (holds) return;

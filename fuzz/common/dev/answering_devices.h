@@ -26,7 +26,8 @@ namespace fuzz {
 class AnsweringDevices : public platform::BareInstrument {
  public:
   /// From now on the devices answer with `answers`, again and again; a use whose number is a
-  /// multiple of `failing` fails, none if that is 0.
+  /// multiple of `failing` fails, none if that is 0. After kMostUses they are gone, which ends
+  /// waits of many seconds.
   void Answer(std::span<const std::uint8_t> answers, unsigned failing) {
     const std::lock_guard lock(mutex_);
     answers_ = answers;
@@ -52,6 +53,8 @@ class AnsweringDevices : public platform::BareInstrument {
   }
 
  private:
+  static constexpr unsigned kMostUses = 5000;
+
   class File : public platform::DeviceFile {
    public:
     explicit File(AnsweringDevices& devices) : devices_(devices) {}
@@ -90,7 +93,7 @@ class AnsweringDevices : public platform::BareInstrument {
   bool Fails() {
     if (clock_ != nullptr) clock_->Advance(std::chrono::microseconds(100));
     const std::lock_guard lock(mutex_);
-    return failing_ != 0 && ++uses_ % failing_ == 0;
+    return ++uses_ > kMostUses || (failing_ != 0 && uses_ % failing_ == 0);
   }
   void Fill(void* data, std::size_t size) {
     const std::lock_guard lock(mutex_);
