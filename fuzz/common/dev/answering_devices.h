@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -33,6 +34,7 @@ class AnsweringDevices : public platform::BareInstrument {
     answers_ = answers;
     next_ = 0;
     uses_ = 0;
+    registers_.clear();
     failing_ = failing;
   }
   std::uint8_t Byte() {
@@ -74,8 +76,8 @@ class AnsweringDevices : public platform::BareInstrument {
       if (request == I2C_SMBUS) {
         auto& transfer = *static_cast<platform::SmbusTransfer*>(argument);
         devices_.Fill(transfer.data.data(), 1);
-      } else if (request == Dev::Q5FPGA_CMD_RD) {
-        devices_.Fill(&static_cast<Dev::FpgaCmd*>(argument)->val, sizeof(std::uint32_t));
+      } else if (request == Dev::Q5FPGA_CMD_RD || request == Dev::Q5FPGA_CMD_WR) {
+        devices_.UseRegister(request, *static_cast<Dev::FpgaCmd*>(argument));
       }
       return 0;
     }
@@ -95,6 +97,18 @@ class AnsweringDevices : public platform::BareInstrument {
     const std::lock_guard lock(mutex_);
     return ++uses_ > kMostUses || (failing_ != 0 && uses_ % failing_ == 0);
   }
+  /// Every other answer is what the register was given, as much waits for that.
+  void UseRegister(unsigned long request, Dev::FpgaCmd& command) {
+    const bool faithful = Byte() % 2 == 0;
+    if (request == Dev::Q5FPGA_CMD_RD && !faithful) return Fill(&command.val, sizeof command.val);
+    const std::lock_guard lock(mutex_);
+    std::uint32_t& value = registers_[command.offset];
+    if (request == Dev::Q5FPGA_CMD_RD) {
+      command.val = value;
+    } else {
+      value = command.val;
+    }
+  }
   void Fill(void* data, std::size_t size) {
     const std::lock_guard lock(mutex_);
     auto* bytes = static_cast<std::uint8_t*>(data);
@@ -106,6 +120,7 @@ class AnsweringDevices : public platform::BareInstrument {
   std::mutex mutex_;  ///< guards all that follows
   std::span<const std::uint8_t> answers_;
   std::size_t next_ = 0;
+  std::map<int, std::uint32_t> registers_;
   unsigned uses_ = 0;
   unsigned failing_ = 0;
 };

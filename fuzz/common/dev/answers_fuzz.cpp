@@ -168,12 +168,29 @@ void UpdateClock(Bench& bench, int argument) {
   Dev::SpclkDev clock(MakeClockChip(), bench.fpga);
   EXPECT(clock.SetTestFrequency(kHertz[argument % 8]) == 0);
   clock.SetWfSamplesPerCyc(kHertz[argument % 8]);
+  clock.SetMeasClkSrc(static_cast<short>(argument >> 3 & 1));
+  clock.SetRefClkSrc(static_cast<short>(argument >> 4 & 3));
+  clock.SetTestWFSignal(argument >> 5 & 3);
   clock.SetFreqJumpSize(1000, argument > 127);
   EXPECT(clock.Update(0) <= 0);
   clock.IncrDecrFrequency(argument % 4, 0);
   EXPECT(Within(clock.FpgaReadVersion(), -1, 0xFFFF));
   EXPECT(Within(clock.FpgaReadDeviceId(), -1, 0xFFFF));
   EXPECT(clock.FpgaReadSclkFreq() >= -1);
+}
+
+void Transfer(Bench& bench, int argument) {
+  constexpr Dev::I2cDev::Act kActs[] = {Dev::I2cDev::do_read, Dev::I2cDev::do_write,
+                                        Dev::I2cDev::do_wread, Dev::I2cDev::do_psocwread,
+                                        Dev::I2cDev::do_rawread};
+  char bytes[Dev::I2cReq::kBytes] = {};
+  for (const auto& [key, device] : Dev::I2cDev::GetDevices()) {
+    const Dev::I2cDevInfo& info = device->GetInfo();
+    const int result = bench.board.i2c.I2cWkrWrapper(
+        info._mid, info._aid, info._type, info._num, bytes, bench.board.devices.Byte() * 2 - 1,
+        bench.board.devices.Byte() * 2 - 1, kActs[argument % 5]);
+    EXPECT(Within(result, -10, Dev::I2cReq::kBytes));
+  }
 }
 
 // --- FPGA ---
@@ -245,7 +262,7 @@ void FillWaveform(Bench&, int argument) {
 constexpr Operation kOperations[] = {ScanAll,     ReadIdentity, ReadStatus,      Configure,
                                      WorkOffset,  ReadEeprom,   ReadCalibration, ReadClockChip,
                                      UpdateClock, Identify,     SwitchLines,     Ramp,
-                                     Discharge,   FollowLine,   FillWaveform};
+                                     Discharge,   FollowLine,   FillWaveform,    Transfer};
 
 void SetTest(int kind) {
   Msg::ghmp->ClearErrorCodes();
