@@ -1,8 +1,8 @@
 // Runs each input in a process of its own, for code whose objects and threads are those of a
 // process.
 //
-// A helper process makes the children, as it has one thread only: a child that is made while
-// another thread allocates never gets the allocator's lock.
+// A server process with one thread makes the children: a child that is made while another thread
+// allocates never gets the allocator's lock.
 #pragma once
 
 #include <sys/types.h>
