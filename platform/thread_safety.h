@@ -2,8 +2,9 @@
 // build.
 //
 // The standard library's mutexes carry no such words, so fields are guarded by a Mutex, which a
-// Lock holds. Constructors and destructors are not checked: nobody else knows the object then. A
-// lambda is checked by itself, so one that runs under the lock says so behind its parameters.
+// Lock holds. Constructors and destructors are not checked, so threads that they begin or end need
+// a second look. A lambda is checked by itself: one that runs under a lock says so after its
+// parameters.
 #pragma once
 
 #include <mutex>
