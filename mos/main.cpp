@@ -9,6 +9,7 @@
 
 #include <syslog.h>
 
+#include "common/dev/fpga/allok_drop.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/dev/i2c/i2c_mgr.h"
 #include "common/log/build_info.h"
@@ -96,7 +97,7 @@ void PrintBanner(std::FILE* build_info) {
 int main(int argc, char* argv[]) {
   ConnectLogHook<Logger::commonlibL>(platform::log_hook);
   ConnectLogHook<Logger::zmbL>(Common::zmb_log);
-  platform::EndOnUncaught();
+  platform::EndOnUncaught([] { Dev::TheAllokDrop().Send(); });
   ::umask(kUmask);
   Mos::Options options;
   if (auto status = Mos::ParseOptions(argc, argv, options)) return *status;

@@ -182,7 +182,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
 
   int _skip_ee2xml = 0;
   std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
-  std::mutex _request_mutex;  ///< held by a request, and by each step of the recovery
+  std::mutex _request_mutex;        ///< held by a request, and by each step of the recovery
   std::atomic<unsigned> _begun{0};  ///< set-ups and stops that the host has sent; changed under it
   std::mutex _watch_mutex;          ///< held by a look at the voltage; guards _voltage_watch
   VoltageWatch _voltage_watch;

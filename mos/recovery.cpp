@@ -64,8 +64,8 @@ int MeasMgr::AllokRecovery() {
   }
   // before there is a place for the word, a drop waits for the next tick; one of the daemon's own
   // lasts until the test is over
-  const bool may_rise = ghmp && !_made_safe && !_over_voltage;
-  if (fpgadev_allok != nullptr && may_rise && fpgadev_allok->GetALLOKOut() == 0) {
+  const auto may_rise = [this] { return ghmp && !_made_safe && !_over_voltage; };
+  if (fpgadev_allok != nullptr && may_rise() && fpgadev_allok->GetALLOKOut() == 0 && may_rise()) {
     if (ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MOS_ALLOK)) {
       ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_ALLOK);
     }
@@ -110,18 +110,18 @@ void MeasMgr::MakeSafe() {
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (!startflag || fpga == nullptr) return;
   platform::Clock& clock = platform::Machine().Clock();
+  const unsigned begun = _begun;
   const auto until = clock.Monotonic() + kProofTime;
-  const auto patient = [&clock, until] { return clock.Monotonic() < until; };
-  if (fpga->AwaitRampDown(ghmp->swapchannels, patient).outcome ==
-      Dev::FpgaRampControl::RampDown::kGone)
-    return;
+  const auto patient = [&] { return clock.Monotonic() < until && _begun == begun; };
+  const auto outcome = fpga->AwaitRampDown(ghmp->swapchannels, patient).outcome;
+  if (outcome == Dev::FpgaRampControl::RampDown::kGone || _begun != begun) return;
   DropAllok(*fpga);
 }
 
 // The other modules stop where nobody can say any more that the output is down.
 void MeasMgr::DropAllok(FpgaDev& fpga) {
   _made_safe = true;
-  if (fpga.SetALLOK() < 0) Dev::TheAllokDrop().Send();
+  if (fpga.SetALLOK() < 0) Dev::TheAllokDrop().SendFromThread();
   logger_mgr::print(measurementL, kError, 0, "%s: the output is not proved down\n", __func__);
 }
 
@@ -233,7 +233,8 @@ int MeasMgr::TestMonitor() {
   }
   if (!too_high) return 0;
   if (!_over_voltage.exchange(true)) ghmp->SetErrorCode(Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
-  if (FpgaDev* fpga = FpgaDev::GetDevice()) fpga->SetALLOK();
+  FpgaDev* fpga = FpgaDev::GetDevice();
+  if (fpga != nullptr && fpga->SetALLOK() < 0) Dev::TheAllokDrop().SendFromThread();
   return 0;
 }
 

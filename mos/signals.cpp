@@ -14,6 +14,15 @@ namespace Mos {
 namespace {
 
 constexpr int kHandled[] = {SIGSEGV, SIGILL, SIGABRT, SIGTERM, SIGPIPE, SIGFPE, SIGBUS};
+/// These end the daemon without a word.
+constexpr int kEnding[] = {SIGHUP, SIGINT, SIGQUIT};
+
+// The end comes when the handler returns; a watch that raises ALLOK again has no time left for it.
+void EndWithAllokDown(int signal_number) {
+  std::signal(signal_number, SIG_DFL);
+  Dev::TheAllokDrop().Send();
+  ::raise(signal_number);
+}
 
 // After one of these the daemon does not come back to its work.
 bool IsFatal(int signal_number) {
@@ -40,16 +49,19 @@ void sig_handler(int signal_number) {
   const int saved_errno = errno;
   const bool stays = signal_number == SIGPIPE && foreground != 0;
   std::signal(signal_number, stays ? SIG_IGN : SIG_DFL);
+  if (signal_number == SIGTERM) std::signal(SIGTERM, EndWithAllokDown);
   if (IsFatal(signal_number)) Dev::TheAllokDrop().Send();
   if (IsLogged(signal_number)) {
     Logger::logger_mgr::PrintFromSignal(Logger::mainL, Logger::kError, "%s.%d received SIGNAL %d\n",
                                         __func__, __LINE__, signal_number);
   }
+  if (IsFatal(signal_number)) EndWithAllokDown(signal_number);
   errno = saved_errno;
 }
 
 void InstallSignalHandlers() {
   for (int handled : kHandled) std::signal(handled, sig_handler);
+  for (int ending : kEnding) std::signal(ending, EndWithAllokDown);
 }
 
 void AllowCoreDumps() {

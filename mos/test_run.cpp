@@ -111,6 +111,8 @@ int MeasMgr::RestartAcquisition() {
 
 int MeasMgr::HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRep* reply) {
   CaptureRequest(*request);
+  if (_over_voltage) return Refuse(reply, Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
+  if (_made_safe) return Refuse(reply, Msg::NAK_MCODE_MOS_ALLOK);
   ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
   request->Show(kInfo);
   if (acqnormal != 0 && RestartAcquisition() < 0) {
@@ -119,7 +121,6 @@ int MeasMgr::HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRe
   msgmonitorm.ResetTimer();
   if (!GetCorrelators().BothThere()) return Refuse(reply, Msg::NAK_MCODE_MOS_NULLFILTER);
   ResetCorrelators();
-  _over_voltage = false;
   {
     const std::lock_guard lock(_watch_mutex);
     _voltage_watch.Begin();

@@ -9,11 +9,14 @@
 namespace platform {
 namespace {
 
+void (*farewell)() = nullptr;
+
 // Without an exception it is a programming error, which is worth a core file.
 [[noreturn]] void EndWithSentence() {
   if (!std::current_exception()) std::abort();
   Guarded("this program, which ends now,",
           [] { std::rethrow_exception(std::current_exception()); });
+  if (farewell != nullptr) farewell();
   ::_exit(1);
 }
 
@@ -23,6 +26,9 @@ void ReportEscaped(const char* name, const char* what) {
   log_hook.Insist("%s failed: %s\n", name, what);
 }
 
-void EndOnUncaught() { std::set_terminate(EndWithSentence); }
+void EndOnUncaught(void (*its_farewell)()) {
+  farewell = its_farewell;
+  std::set_terminate(EndWithSentence);
+}
 
 }  // namespace platform

@@ -37,7 +37,8 @@ void GuardedLoop(const char* name, Loop&& loop) {
   while (!Guarded(name, loop)) Machine().Clock().SleepFor(std::chrono::seconds(1));
 }
 
-/// From here on an exception that nobody catches ends the process with a sentence and status 1.
-void EndOnUncaught();
+/// From here on an exception that nobody catches ends the process with a sentence and status 1,
+/// after `farewell`.
+void EndOnUncaught(void (*farewell)());
 
 }  // namespace platform

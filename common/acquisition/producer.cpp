@@ -249,6 +249,8 @@ void Producer::CheckCounter(Run& run, std::uint32_t counter) {
   logger_mgr::print(acquisitionL, kError, 0, "%s.%d - Dumping sample data!!\n", "RunProducer",
                     __LINE__);
   ResetSums(run);
+  // as long as blocks are dumped there is no new result, and the old one grows stale
+  if (SampleChannels* channels = GetSampleChannels()) channels->stream_stands_still();
   SkipTo(run, counter);
 }
 

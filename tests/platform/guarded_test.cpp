@@ -30,7 +30,7 @@ TEST(Guarded, ALoopThatThrowsIsEnteredAgainAfterASecond) {
 TEST(Guarded, AnUncaughtExceptionEndsTheProcessWithASentence) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto die = [] {
-    platform::EndOnUncaught();
+    platform::EndOnUncaught(nullptr);
     std::thread([] { throw std::runtime_error("no memory"); }).join();
   };
   EXPECT_EXIT(die(), testing::ExitedWithCode(1), "ends now, failed: no memory");

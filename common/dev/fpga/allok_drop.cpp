@@ -4,8 +4,14 @@
 
 #include "platform/backend.h"
 #include "platform/fpga_driver.h"
+#include "platform/timed_calls.h"
 
 namespace Dev {
+namespace {
+
+constexpr auto kSendLimit = std::chrono::milliseconds(500);
+
+}  // namespace
 
 AllokDrop::~AllokDrop() {
   ready_ = nullptr;
@@ -31,6 +37,14 @@ int AllokDrop::Prepare(int offset, unsigned value) {
 
 void AllokDrop::Send() const {
   if (platform::PreparedIoctl* prepared = ready_) platform::Send(*prepared);
+}
+
+void AllokDrop::SendFromThread() const {
+  static auto& calls = *new platform::TimedCalls(1);  // its thread uses it to the very end
+  calls.Run(kSendLimit, [this] {
+    Send();
+    return 0;
+  });
 }
 
 AllokDrop& TheAllokDrop() {

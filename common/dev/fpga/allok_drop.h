@@ -23,6 +23,8 @@ class AllokDrop {
   int Prepare(int offset, unsigned value);
   /// Makes the write; nothing before the first Prepare. Async-signal-safe.
   void Send() const;
+  /// The same where a wedged driver must not hold up the caller; for the process's object.
+  void SendFromThread() const;
 
  private:
   platform::Mutex mutex_;

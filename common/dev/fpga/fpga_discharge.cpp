@@ -266,7 +266,7 @@ int FpgaRampControl::StopWaveform(int stop) {
 }
 
 FpgaRampControl::RampDownResult FpgaRampControl::AwaitRampDown(int swap, const Wanted& wanted) {
-  if (!ghmp->wrdischargeflag && CheckFPGARampStatus() < 0) {
+  if (!ghmp->wrdischargeflag && CheckFPGARampStatus(wanted) < 0) {
     logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN NOT COMPLETE \n");
     return {RampDown::kNotComplete};
   }

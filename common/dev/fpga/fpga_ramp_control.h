@@ -100,9 +100,11 @@ class FpgaRampControl : public virtual FpgaDevBase {
   int IsRampDone();
   /// 1 while the amplitude is on its way down, and when that cannot be told; else 0.
   int SourceRampToZero();
+  /// Asked before each look: false when nobody needs the proof any more.
+  using Wanted = std::function<bool()>;
   /// Waits until the hardware has finished a ramp-down: 3.1 s of polls 100 us apart at most, in a
   /// DC test 30 s. -1 too when the registers cannot be read for 10 ms.
-  int CheckFPGARampStatus();
+  int CheckFPGARampStatus(const Wanted& wanted = [] { return true; });
 
   // --- Proof that the output is gone. `swap` is 1 when the voltage is on channel 2. ---
 
@@ -121,8 +123,6 @@ class FpgaRampControl : public virtual FpgaDevBase {
     RampDown outcome;
     double magnitude = 0;  ///< V or A that were still there
   };
-  /// Asked before each look: false when nobody needs the proof any more.
-  using Wanted = std::function<bool()>;
 
   /// Waits for the ramp, then for the output: for 2000 looks 1 ms apart, three cycles, or in a DC
   /// test 30 s, whichever is longest, but no longer than 30 s beyond the looks. Changes no state

@@ -62,7 +62,7 @@ int FpgaRampControl::SourceRampToZero() {
   return (control & kGoingDown) == kRampEnable && multiplier != 0 ? 1 : 0;
 }
 
-int FpgaRampControl::CheckFPGARampStatus() {
+int FpgaRampControl::CheckFPGARampStatus(const Wanted& wanted) {
   const auto poll = [this] {
     unsigned control = 0;
     unsigned multiplier = 0;
@@ -76,7 +76,9 @@ int FpgaRampControl::CheckFPGARampStatus() {
   const int most = ghmp->IsDCTest() ? kMaxDcPolls : kMaxPolls;
   int lost = 0;
   int count = 0;
-  while (count < most && lost < kMaxLostPolls) {
+  platform::Clock& clock = platform::Machine().Clock();
+  const auto until = clock.Monotonic() + most * kPoll;  // a poll of a slow driver takes its time
+  while (count < most && lost < kMaxLostPolls && clock.Monotonic() < until && wanted()) {
     const Poll result = poll();
     if (result == Poll::kDown) return 0;
     lost = result == Poll::kLost ? lost + 1 : 0;
@@ -84,7 +86,7 @@ int FpgaRampControl::CheckFPGARampStatus() {
       logger_mgr::print(fpgaL, kInfo, 0, "%s.%d Ramping Down for %d milliseconds \n", __func__,
                         __LINE__, count / kPollsPerMillisecond);
     }
-    platform::Machine().Clock().SleepFor(kPoll);
+    clock.SleepFor(kPoll);
   }
   logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN RETRY %d \n", count);
   logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN UNSUCCESSFUL(AFTER RETRIES) \n");

@@ -23,6 +23,7 @@ constexpr unsigned kCommand = 4;
 
 /// Room for an identity of 255 bytes and the other properties of a peer.
 constexpr std::size_t kIntroductionBytes = 1024;
+constexpr std::size_t kCommandBytes = 64;
 
 std::uint64_t BigEndian(std::span<const std::uint8_t> bytes) {
   std::uint64_t value = 0;
@@ -45,12 +46,20 @@ std::optional<std::string_view> TakeText(std::string_view& from, std::size_t wid
 /// Of the READY command, whose properties are pairs of name and value; nothing for another one.
 std::optional<std::string> IdentityIn(std::string_view command) {
   if (TakeText(command, 1) != "READY") return std::nullopt;
+  std::string identity;
   while (const auto name = TakeText(command, 1)) {
     const auto value = TakeText(command, 4);
     if (!value) break;
-    if (name == "Identity") return std::string(*value);
+    if (name == "Identity") identity = *value;  // libzmq takes the last one, too
   }
-  return std::string();
+  return identity;
+}
+
+/// The only commands that a peer of a router has to send once it is connected. libzmq keeps others
+/// for the router, which never takes them.
+bool IsHeartbeat(std::string_view command) {
+  const auto name = TakeText(command, 1);
+  return name == "PING" || name == "PONG";
 }
 
 }  // namespace
@@ -63,10 +72,11 @@ const char* ZmbStreamWatch::Take(std::span<const std::uint8_t> bytes) {
       continue;
     }
     const auto part = bytes.first(std::min<std::uint64_t>(bytes.size(), body_left_));
-    if (!identity_) introduction_.append(part.begin(), part.end());
+    if (!identity_ || is_command_) introduction_.append(part.begin(), part.end());
     body_left_ -= part.size();
     bytes = bytes.subspan(part.size());
-    if (body_left_ == 0) EndFrame();
+    if (body_left_ > 0) continue;
+    if (const char* wrong = EndFrame()) return wrong;
   }
   return nullptr;
 }
@@ -119,13 +129,16 @@ const char* ZmbStreamWatch::BeginFrame(const Frame& frame) {
     introduction_.clear();
   } else if (frame.size > limits::kFrameBytes) {
     return "frame too long";
-  } else if (!frame.command) {
-    if (const char* wrong = Count(frame)) return wrong;
+  } else if (frame.command) {
+    if (frame.more || frame.size > kCommandBytes) return "command out of place";
+    introduction_.clear();
+  } else if (const char* wrong = Count(frame)) {
+    return wrong;
   }
   step_ = Step::kBody;
+  is_command_ = frame.command;
   body_left_ = frame.size;
-  if (body_left_ == 0) EndFrame();
-  return nullptr;
+  return body_left_ == 0 ? EndFrame() : nullptr;
 }
 
 // The receiver adds a frame of its own, the connection's routing identity.
@@ -144,12 +157,15 @@ const char* ZmbStreamWatch::Count(const Frame& frame) {
   return nullptr;
 }
 
-void ZmbStreamWatch::EndFrame() {
+const char* ZmbStreamWatch::EndFrame() {
   step_ = Step::kHeader;
   head_size_ = 0;
-  if (identity_) return;
+  if (identity_) {
+    return !is_command_ || IsHeartbeat(introduction_) ? nullptr : "command out of place";
+  }
   identity_ = version_ == Version::kThree ? IdentityIn(introduction_) : introduction_;
   introduction_ = {};
+  return nullptr;
 }
 
 }  // namespace Common

@@ -34,14 +34,15 @@ class ZmbStreamWatch {
   std::optional<Frame> WholeHeader() const;
   const char* BeginFrame(const Frame& frame);
   const char* Count(const Frame& frame);
-  void EndFrame();
+  const char* EndFrame();
 
   Step step_ = Step::kGreeting;
   Version version_ = Version::kOne;
   std::array<std::uint8_t, 64> head_{};  ///< of the greeting, later of a frame
   std::size_t head_size_ = 0;
   std::uint64_t body_left_ = 0;
-  std::string introduction_;  ///< what may hold the identity
+  bool is_command_ = false;
+  std::string introduction_;  ///< what may hold the identity; later a command
   std::optional<std::string> identity_;
   // the message that is arriving
   int frames_ = 0;

@@ -316,9 +316,6 @@ TEST_F(ServantTest, AWorkerOutlivesItsExceptions) {
   Peer client(ZMQ_DEALER);
   client.Connect(address).Send({"", "fail"}).Send({"", "hello"});
   EXPECT_EQ(client.Recv(), (Frames{"", "hello!"}));
-  for (const char* where : {"exception=\"in Run\"", "exception=\"in Handle\""}) {
-    EXPECT_NE(log_.Text().find(where), std::string::npos);
-  }
 }
 
 /// Work that is posted, without any bus.
