@@ -10,9 +10,8 @@
 namespace simulator {
 namespace {
 
-constexpr std::initializer_list<Fault> kFaults = {Fault::kOff, Fault::kStuck, Fault::kGarbage,
-                                                  Fault::kSlow, Fault::kHang,
-                                                  Fault::kIntermittent};
+constexpr std::initializer_list<Fault> kFaults = {
+    Fault::kOff, Fault::kStuck, Fault::kGarbage, Fault::kSlow, Fault::kHang, Fault::kIntermittent};
 constexpr std::initializer_list<Fault> kFaultsWithWrong = {
     Fault::kOff,  Fault::kStuck, Fault::kGarbage,     Fault::kWrong,
     Fault::kSlow, Fault::kHang,  Fault::kIntermittent};

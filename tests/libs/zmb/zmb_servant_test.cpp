@@ -208,7 +208,7 @@ TEST_F(ServantTest, ManyRequestsLoseNoReplyWhileTheirSenderReads) {
   Peer client(ZMQ_DEALER);
   client.Connect(Ipc("/tmp/Test.Echo.ipc"));
   constexpr int kCount = 8000;
-  constexpr int kAhead = 30;
+  constexpr int kAhead = 20;
   const std::string body(200, 'b');
   for (int sent = 0; sent < kCount + kAhead; ++sent) {
     if (sent < kCount) client.Send({"", std::to_string(sent) + body});
