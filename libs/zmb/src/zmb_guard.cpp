@@ -61,7 +61,10 @@ bool ZmbGuard::Admit(int fd) {
 bool ZmbGuard::Admit(int fd, const Ends& ends) {
   platform::Lock lock(mutex_);
   const char* refusal = RefusalOf(fd, ends);
-  if (refusal == nullptr) connections_.insert_or_assign(fd, Connection{ends.peer});
+  if (refusal == nullptr) {
+    connections_.insert_or_assign(fd, Connection{ends.peer});
+    Mark(fd, true);
+  }
   lock.Unlock();
   if (refusal != nullptr) Report(refusal, ends.peer);
   return refusal == nullptr;
@@ -114,6 +117,7 @@ bool ZmbGuard::IsNameOfAnother(const Connection& connection) const {
 void ZmbGuard::Closed(int fd) {
   const platform::Lock lock(mutex_);
   connections_.erase(fd);
+  Mark(fd, false);
 }
 
 void ZmbGuard::Report(const char* reason, std::uint32_t peer) {

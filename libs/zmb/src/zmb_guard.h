@@ -10,7 +10,10 @@
 // Threads: any.
 #pragma once
 
+#include <array>
+#include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -39,8 +42,21 @@ class ZmbGuard {
   /// Bytes that a connection brought. False: it is to be closed. True for one that is unknown.
   bool Received(int fd, std::span<const std::uint8_t> bytes);
   void Closed(int fd);
+  /// Whether `fd` may be one of the table; without a lock, for a close of any file whatever.
+  static bool MayBeConnection(int fd) {
+    if (fd < 0 || fd >= kMarks) return fd >= 0;
+    return marks_[static_cast<std::size_t>(fd)].load(std::memory_order_relaxed);
+  }
 
  private:
+  static constexpr int kMarks = 4096;
+
+  static void Mark(int fd, bool connection) {
+    if (fd >= 0 && fd < kMarks) marks_[static_cast<std::size_t>(fd)] = connection;
+  }
+
+  static inline std::array<std::atomic<bool>, kMarks> marks_{};
+
   struct Connection {
     std::uint32_t peer;
     ZmbStreamWatch watch{};
