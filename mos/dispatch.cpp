@@ -11,6 +11,7 @@
 #include "mos/keeper_watch.h"
 #include "mos/meas_mgr.h"
 #include "mos/process_objects.h"
+#include "mos/requests.h"
 #include "platform/guarded.h"
 #include "platform/timed_calls.h"
 
@@ -30,9 +31,6 @@ bool HasNoReply(int result) {
   return result == kUnsupported || result == kBadRecord || result == kClockRefused ||
          result == kFailed;
 }
-
-// The host's patience, and the silence watchdog's.
-constexpr auto kLongestRequest = std::chrono::seconds(8);
 
 // The largest reply of the catalogue.
 constexpr size_t kReplyBytes = 1178;

@@ -162,10 +162,9 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   void MakeSafe();
   void BeginRecovery();
   void DropAllok(Dev::FpgaDev& fpga);
-  static void RaiseAllok();
+  void RaiseAllok();
   void EndDischarge(Dev::FpgaDev& fpga, const Dev::FpgaRampControl::RampDownResult& result);
   void EndRecovery();
-  void EndVoltageWatch();
 
   // Its run and results (test_run.cpp, test_result.cpp).
   int RestartAcquisition();

@@ -14,6 +14,7 @@
 #include "mos/process_objects.h"
 #include "mos/requests.h"
 #include "platform/backend.h"
+#include "platform/timed_calls.h"
 
 namespace Mos {
 
@@ -63,7 +64,7 @@ int MeasMgr::AllokRecovery() {
     return 0;
   }
   // before there is a place for the word, a drop waits for the next tick; one of the daemon's own
-  // lasts until the test is over
+  // lasts until a stop or a set-up
   const auto may_rise = [this] { return ghmp && !_made_safe && !_over_voltage; };
   if (fpgadev_allok != nullptr && may_rise() && fpgadev_allok->GetALLOKOut() == 0 && may_rise()) {
     if (ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MOS_ALLOK)) {
@@ -139,6 +140,7 @@ void MeasMgr::Recover(RequestLock& lock) {
     lock.lock();
   }
   if (_begun != begun) return;
+  const platform::TimeBudget budget(kLongestRequest);  // requests wait behind this
   if (fpga != nullptr) EndDischarge(*fpga, ramp_down);
   EndRecovery();
 }
@@ -151,9 +153,13 @@ void MeasMgr::BeginRecovery() {
   if (FpgaDev* fpga = FpgaDev::GetDevice()) fpga->MonitorDischargeFlag();
 }
 
+// The flags fall last: they keep the monitor of the line from telling of a drop of the daemon's
+// own.
 void MeasMgr::RaiseAllok() {
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga != nullptr && fpga->GetALLOK() == 0) fpga->ClearALLOK();
+  _over_voltage = false;
+  _made_safe = false;
 }
 
 void MeasMgr::EndDischarge(FpgaDev& fpga, const Dev::FpgaRampControl::RampDownResult& ramp_down) {
@@ -180,22 +186,10 @@ void MeasMgr::EndRecovery() {
   }
   startflag = false;
   testmonitor.StopTimer();
-  if (ghmp->discharging == 0) {
-    RaiseAllok();
-    EndVoltageWatch();
-  }
+  if (ghmp->discharging == 0) RaiseAllok();
   if (SineCorrelator::GetVLFFlag()) SineCorrelator::ResetVLFFlag();
   ghmp->ResetVariables();
   measurement_log_.End("the host's silence");
-}
-
-// The flags fall last: they keep the monitor of the line from telling of a drop of the daemon's
-// own.
-void MeasMgr::EndVoltageWatch() {
-  testmonitor.StopTimer();
-  if (_over_voltage || _made_safe) RaiseAllok();
-  _over_voltage = false;
-  _made_safe = false;
 }
 
 // Waits for no handler: a voltage above the limit drops ALLOK whatever the host is being served.

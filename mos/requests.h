@@ -1,11 +1,16 @@
 // What the handlers of a test have in common.
 #pragma once
 
+#include <chrono>
+
 #include "common/acquisition/averager.h"
 #include "common/acquisition/sine_correlator.h"
 #include "common/msg/hmp_msg_head.h"
 
 namespace Mos {
+
+/// How long a request may hold the daemon: the host's patience, and the silence watchdog's.
+inline constexpr auto kLongestRequest = std::chrono::seconds(8);
 
 /// The trace of a test in the event log begins with the host's message.
 void CaptureRequest(const Msg::HmpMsgHead& request);

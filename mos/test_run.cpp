@@ -199,8 +199,8 @@ int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep*
     SineCorrelator::ResetVLFFlag();
     logger_mgr::print(measurementL, kInfo, 0, "Reset the VLF flag \n");
   }
+  testmonitor.StopTimer();
   RaiseAllok();
-  EndVoltageWatch();
   // after all that makes safe: with a chip that hangs it takes its time
   if (!ghmp->IsLineSyncTracker()) InitSpclk();
   AnswerStop(reply);

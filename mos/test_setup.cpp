@@ -177,7 +177,8 @@ int MeasMgr::SetTestUp(const SetUpKind& kind, const Request& request, void* repl
   // a recovery or a pause before this test no longer watches its discharge
   if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->ClearDischargeFlag();
   if (!ghmp->IsInternalHVVoltageTest()) DropDividers();
-  EndVoltageWatch();
+  testmonitor.StopTimer();
+  if (_over_voltage || _made_safe) RaiseAllok();
   Logger::Capture(Logger::MODE_CONFIG_INFO, ghmp->modeinfo.load());
   logger_mgr::print(measurementL, kInfo, 0, "Mode info from Ch2:%X Ch1:%X 90%% X %s %f \n",
                     static_cast<unsigned>(ghmp->measCh2_mode.load()),

@@ -6,6 +6,7 @@
 #include <optional>
 #include <system_error>
 
+#include "platform/look_for.h"
 #include "platform/thread_safety.h"
 
 namespace platform {
@@ -14,15 +15,8 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr int kShareBesideALateCall = 10;
-// Waking a thread costs more than a short request, so both sides look for each other a while.
-constexpr int kLooks = 100;
 
 thread_local std::optional<SteadyClock::time_point> budget_end;
-
-template <class Sign>
-void LookFor(Sign sign) {
-  for (int i = 0; i < kLooks && !sign(); ++i) std::this_thread::yield();
-}
 
 }  // namespace
 

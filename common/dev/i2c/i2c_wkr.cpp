@@ -11,6 +11,7 @@
 #include "common/msg/major_codes.h"
 #include "platform/backend.h"
 #include "platform/guarded.h"
+#include "platform/look_for.h"
 #include "platform/timed_calls.h"
 
 namespace Dev {
@@ -26,16 +27,8 @@ namespace {
 
 constexpr int kBusRetries = 10;  // of the adapter, for a chip that does not answer
 
-// Waking a thread costs more than a short request. So both sides look for each other for some
-// microseconds before they sleep; against the milliseconds of a bus that is nothing.
-constexpr int kLooks = 100;
-
 // Longer than any transfer of a healthy bus, and short beside the host's patience.
 constexpr platform::Nanoseconds kLimit = std::chrono::seconds(2);
-
-void LookFor(const std::atomic<bool>& sign) {
-  for (int i = 0; i < kLooks && !sign; ++i) std::this_thread::yield();
-}
 
 }  // namespace
 
@@ -111,7 +104,7 @@ void I2cWkr::Run() {
     if (!_running) break;
     HandleInstI2cReq();
     HandleScanI2cReq();
-    LookFor(_do_req);
+    platform::LookFor([this] { return _do_req.load(); });
   }
   StopScanner();
   RefuseWaiting();
@@ -214,7 +207,7 @@ int I2cWkr::InstI2cReq(I2cReq* req) {
   _do_req = true;
   lock.Unlock();
   PostWork();
-  LookFor(handover->served);
+  platform::LookFor([&] { return handover->served.load(); });
   lock.Relock();
   if (served_.wait_for(lock, limit, [&] { return handover->served.load(); })) {
     *req = handover->request;
