@@ -228,11 +228,9 @@ TEST(Abuse, HarmsNeitherTheDaemonNorAHostThatMeasures) {
       c.attack(peers);
     }
     EXPECT_TRUE(bench.daemon->WaitForOutput(c.logged));
-    const long growth = bench.daemon->ResidentKib() - before;
-    std::printf("%s: resident memory grew by %ld KiB\n", c.name, growth);
-#ifndef Q5_SANITIZED  // a sanitizer keeps freed memory
-    EXPECT_LT(growth, 32 << 10);
-#endif
+    const long now = bench.daemon->ResidentKib();
+    std::printf("%s: resident memory grew by %ld KiB\n", c.name, now - before);
+    test::ExpectNoGrowth(before, now, 32 << 10);
     EXPECT_LT(descriptors(), static_cast<std::ptrdiff_t>(kDescriptors) - 32);
     EXPECT_EQ(bench.Host({"progress"}).status, 0);
     ASSERT_TRUE(bench.daemon->Running());

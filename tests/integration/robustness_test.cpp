@@ -15,6 +15,7 @@ namespace {
 
 using test::Bench;
 using test::Bytes;
+using test::ExpectNoGrowth;
 using test::WireRecord;
 
 // A peer on plain ZeroMQ.
@@ -66,15 +67,6 @@ class Peer {
   void* context_;
   void* socket_;
 };
-
-// A sanitizer keeps freed memory for a while, so only a plain build's figure says anything.
-void ExpectNoGrowth(long before, long now, long allowed_kib) {
-#ifndef Q5_SANITIZED
-  EXPECT_LT(now, before + allowed_kib);
-#else
-  static_cast<void>(before + now + allowed_kib);
-#endif
-}
 
 std::string Text(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 

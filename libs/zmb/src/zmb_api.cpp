@@ -39,6 +39,16 @@ void LimitServer(void* router) {
   SetInt(router, ZMQ_RCVHWM, limits::kWaitingRequests);
   SetInt(router, ZMQ_SNDHWM, limits::kWaitingReplies);
   SetInt(router, ZMQ_ROUTER_HANDOVER, 1);
+  SetInt(router, ZMQ_ROUTER_MANDATORY, 1);  // tells when a reply has no place, see SendMsg
+  SetInt(router, ZMQ_SNDTIMEO, 0);
+}
+
+/// libzmq looks only now and then for what its I/O thread tells, such as what peers have read.
+/// Asking for events makes it look now.
+void HearWhatPeersRead(void* socket) {
+  int events = 0;
+  size_t size = sizeof events;
+  zmq_getsockopt(socket, ZMQ_EVENTS, &events, &size);
 }
 
 }  // namespace
@@ -92,12 +102,20 @@ int RecvMsg(void* socket, zmq_msg_t* msg, bool& more) {
 }
 
 int SendMsg(void* socket, zmq_msg_t* msg, int flags) {
-  int size;
-  do {
-    size = zmq_msg_send(msg, socket, flags);
-  } while (size == -1 && errno == EINTR);
-  return size;
+  bool heard = false;
+  for (;;) {
+    const int size = zmq_msg_send(msg, socket, flags);
+    if (size != -1) return size;
+    if (errno == EAGAIN && !heard) {
+      HearWhatPeersRead(socket);
+      heard = true;
+    } else if (errno != EINTR) {
+      return -1;
+    }
+  }
 }
+
+bool PeerTakesNothing(int error) { return error == EAGAIN || error == EHOSTUNREACH; }
 
 }  // namespace Common::zmb_api
 

@@ -72,7 +72,11 @@ std::unique_ptr<ZmbMsgFrame> ZmbMsgFrame::Recv(void* sock, int& more) {
 
 int ZmbMsgFrame::Send(void* sock, ZmbMsgFrame& frame, int flags) {
   if (zmb_api::SendMsg(sock, &frame._msg, flags) < 0) {
-    zmb_log.Print(ZMB_WARN, "<warn func=ZmbMsgFrame.Send flag=%d zmq_send_err=%d>\n", flags, errno);
+    // No line for a peer's doing: it would write one for each reply that it does not read.
+    if (!zmb_api::PeerTakesNothing(errno)) {
+      zmb_log.Print(ZMB_WARN, "<warn func=ZmbMsgFrame.Send flag=%d zmq_send_err=%d>\n", flags,
+                    errno);
+    }
     return -1;
   }
   frame._len = 0;
