@@ -1,8 +1,8 @@
 #include <memory>
 
 #include "host/command.h"
+#include "host/measurement_report.h"
 #include "host/number_check.h"
-#include "host/test_report.h"
 
 namespace host {
 namespace {
@@ -12,7 +12,7 @@ constexpr double kHighest = 1e6;
 
 constexpr int kMostRepeats = 1000000;
 
-struct MeasureOptions : TestOptions {
+struct MeasureOptions : MeasurementOptions {
   int repeat = 1;
 };
 

@@ -1,7 +1,7 @@
 #include "host/command.h"
+#include "host/measurement_result.h"
 #include "host/report.h"
 #include "host/request.h"
-#include "host/test_result.h"
 
 namespace host {
 namespace {

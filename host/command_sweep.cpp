@@ -3,17 +3,17 @@
 #include <memory>
 
 #include "host/command.h"
+#include "host/measurement_report.h"
 #include "host/number_check.h"
 #include "host/plot.h"
 #include "host/range_choice.h"
 #include "host/result_text.h"
 #include "host/sweep_list.h"
-#include "host/test_report.h"
 
 namespace host {
 namespace {
 
-struct SweepOptions : TestOptions {
+struct SweepOptions : MeasurementOptions {
   std::vector<double> frequencies;
   double from = 15;
   double to = 400;
@@ -29,28 +29,30 @@ constexpr std::string_view kPlotted[] = {"power_factor_percent", "parallel_capac
                                          "ratio"};
 
 // One frequency of a running test; the first one starts it.
-bool Measure(TestRun& run, TestPlan& plan, const TestTiming& timing, bool choose,
-             const TestResult* before, TestResult& point) {
-  const TestTiming at = timing.For(plan.frequency);
+bool Measure(MeasurementRun& run, MeasurementPlan& plan, const MeasurementTiming& timing,
+             bool choose, const MeasurementResult* before, MeasurementResult& point) {
+  const MeasurementTiming at = timing.For(plan.frequency);
   if (choose) BeginRange(plan, before);
   if (!run.Update(plan) || (before == nullptr && !run.Start())) return false;
   if (choose && !ChooseRange(run, plan, timing)) return false;
-  std::vector<TestResult> results;
+  std::vector<MeasurementResult> results;
   if (!run.Settle(at) || !run.Read(at, results)) return false;
   point = results.back();
   return run.CheckSource(plan, point);
 }
 
-std::vector<TestResult> Sweep(ConsoleRun& run, TestPlan plan, const TestTiming& timing,
-                              const std::vector<double>& frequencies, ResultPrinter& printer) {
-  std::vector<TestResult> points;
+std::vector<MeasurementResult> Sweep(ConsoleRun& run, MeasurementPlan plan,
+                                     const MeasurementTiming& timing,
+                                     const std::vector<double>& frequencies,
+                                     ResultPrinter& printer) {
+  std::vector<MeasurementResult> points;
   const bool choose = LeavesRangeOpen(plan);
   plan.frequency = static_cast<float>(frequencies.front());
   if (!run.test().BeginRow() || !run.test().SetUp(plan)) return points;
   for (const double frequency : frequencies) {
     plan.frequency = static_cast<float>(frequency);
-    TestResult point;
-    const TestResult* before = points.empty() ? nullptr : &points.back();
+    MeasurementResult point;
+    const MeasurementResult* before = points.empty() ? nullptr : &points.back();
     if (!Measure(run.test(), plan, timing, choose, before, point)) return points;
     points.push_back(point);
     run.ClearProgress();
@@ -72,10 +74,10 @@ PlotPanel PanelOf(const Quantity& quantity, std::vector<double> values) {
 }
 
 // A point for each result that has a place on the axis.
-Plot PlotOf(const SweepOptions& options, const std::vector<TestResult>& results) {
+Plot PlotOf(const SweepOptions& options, const std::vector<MeasurementResult>& results) {
   Plot plot{"frequency, Hz", !options.linear, {}, {}};
   std::vector<std::vector<Quantity>> points;
-  for (const TestResult& result : results) {
+  for (const MeasurementResult& result : results) {
     if (!(result.record.frequen > 0)) continue;
     plot.x.push_back(result.record.frequen);
     points.push_back(Quantities(result));

@@ -103,7 +103,7 @@ class Screen {
   }
 
   // With the head of a table before it where one begins. The units stay those of its first row.
-  std::string Row(const TestResult& result) {
+  std::string Row(const MeasurementResult& result) {
     if (table_ && table_->Takes(result)) return table_->Row(result);
     table_.emplace(std::span(&result, 1));
     return table_->Head() + table_->Row(result);

@@ -105,7 +105,9 @@ void LiveStream::State(const std::string& state) { Publish({{"state", state}}); 
 
 void LiveStream::Status(int status) { Publish({{"status", status}}); }
 
-void LiveStream::Result(const TestResult& result) { Publish({{"result", ResultEntry(result)}}); }
+void LiveStream::Result(const MeasurementResult& result) {
+  Publish({{"result", ResultEntry(result)}});
+}
 
 // A line that cannot be written is lost: the test itself must not suffer from it.
 void LiveStream::Publish(ordered_json entry) {

@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "host/test_result.h"
+#include "host/measurement_result.h"
 #include "platform/clock.h"
 #include "platform/unique_fd.h"
 
@@ -38,7 +38,7 @@ class LiveStream {
 
   void State(const std::string& state);
   void Status(int status);
-  void Result(const TestResult& result);
+  void Result(const MeasurementResult& result);
 
  private:
   void Publish(nlohmann::ordered_json entry);
@@ -52,7 +52,7 @@ struct LiveEntry {
   platform::Nanoseconds time{0};  ///< monotonic
   std::string state;              ///< empty for the others
   std::optional<int> status;
-  std::optional<TestResult> result;
+  std::optional<MeasurementResult> result;
 };
 
 class LiveFeed {

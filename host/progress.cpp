@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "host/test_result.h"
+#include "host/measurement_result.h"
 
 namespace host {
 namespace {

@@ -21,12 +21,12 @@ struct Other {
 };
 
 // A current in a voltage test, a voltage in a current test.
-Other OtherOf(TestPlan& plan) {
+Other OtherOf(MeasurementPlan& plan) {
   if (plan.current) return {ChannelMode(plan.source, 1), plan.voltage_range};
   return {ChannelMode(plan.source, 2), plan.current_range};
 }
 
-double PeakOf(const TestPlan& plan, const TestResult& result) {
+double PeakOf(const MeasurementPlan& plan, const MeasurementResult& result) {
   const double rms = plan.current ? kVoltsPerKilovolt * double{result.record.acfcvolt}
                                   : double{result.record.acamps};
   return std::abs(rms) * std::numbers::sqrt2;
@@ -34,13 +34,13 @@ double PeakOf(const TestPlan& plan, const TestResult& result) {
 
 }  // namespace
 
-bool LeavesRangeOpen(const TestPlan& plan) {
+bool LeavesRangeOpen(const MeasurementPlan& plan) {
   if (plan.dc) return false;
   return plan.current ? plan.voltage_range == 0 && ChannelMode(plan.source, 1) == Msg::AC_Volt
                       : plan.current_range == 0 && ChannelMode(plan.source, 2) == Msg::ACDC_Current;
 }
 
-void BeginRange(TestPlan& plan, const TestResult* before) {
+void BeginRange(MeasurementPlan& plan, const MeasurementResult* before) {
   const Other other = OtherOf(plan);
   other.range = 1;
   if (before == nullptr || !(before->record.frequen > 0)) return;
@@ -48,9 +48,9 @@ void BeginRange(TestPlan& plan, const TestResult* before) {
   other.range = RangeFor(other.mode, kMargin * PeakOf(plan, *before) * std::max(ratio, 1 / ratio));
 }
 
-bool ChooseRange(TestRun& run, TestPlan& plan, const TestTiming& timing) {
+bool ChooseRange(MeasurementRun& run, MeasurementPlan& plan, const MeasurementTiming& timing) {
   const Other other = OtherOf(plan);
-  TestTiming quick = timing;
+  MeasurementTiming quick = timing;
   quick.settle = std::min<Duration>(timing.settle, kQuick);
   quick.interval = std::min<Duration>(timing.interval, kQuick / 3);
   quick = quick.For(plan.frequency);
@@ -62,7 +62,7 @@ bool ChooseRange(TestRun& run, TestPlan& plan, const TestTiming& timing) {
     if (exceeds) {
       most_sensitive = wanted;
     } else {
-      TestResult result;
+      MeasurementResult result;
       if (!run.Poll(Msg::MSG6_RSLTYPE_FIR_FAST, result)) return false;
       const double full = FullScales(other.mode)[static_cast<std::size_t>(other.range - 1)];
       const double peak = std::max(PeakOf(plan, result), full * kResolved);

@@ -29,7 +29,7 @@ constexpr Prefix kPrefixes[] = {{"a", 1e-18}, {"f", 1e-15}, {"p", 1e-12}, {"n", 
                                 {"m", 1e-3},  {"", 1},      {"k", 1e3},   {"M", 1e6},  {"G", 1e9}};
 
 // The quantities that a line of a table has room for.
-std::vector<Quantity> TableQuantities(const TestResult& result) {
+std::vector<Quantity> TableQuantities(const MeasurementResult& result) {
   constexpr std::string_view kNotShown[] = {"impedance_ohm",         "series_capacitance_pf",
                                             "parallel_inductance_h", "series_inductance_h",
                                             "phase_degrees",         "power_w"};
@@ -52,7 +52,7 @@ ShownUnit UnitFor(const Quantity& quantity) {
   return {fmt::format("{}{}", prefix->name, base->plain), base->size / prefix->size};
 }
 
-std::string ResultText(const TestResult& result) {
+std::string ResultText(const MeasurementResult& result) {
   std::string text;
   for (const Quantity& quantity : Quantities(result)) {
     const ShownUnit unit = UnitFor(quantity);
@@ -64,9 +64,9 @@ std::string ResultText(const TestResult& result) {
                             StatusText(StatusOf(result)));
 }
 
-ResultTable::ResultTable(std::span<const TestResult> results) {
+ResultTable::ResultTable(std::span<const MeasurementResult> results) {
   std::vector<Quantity> largest;
-  for (const TestResult& result : results) {
+  for (const MeasurementResult& result : results) {
     const std::vector<Quantity> list = TableQuantities(result);
     if (largest.empty()) largest = list;
     for (std::size_t i = 0; i < std::min(list.size(), largest.size()); ++i) {
@@ -86,7 +86,7 @@ std::string ResultTable::Head() const {
   return labels + "status\n" + units + "\n";
 }
 
-std::string ResultTable::Row(const TestResult& result) const {
+std::string ResultTable::Row(const MeasurementResult& result) const {
   std::string text;
   const std::vector<Quantity> list = TableQuantities(result);
   for (std::size_t i = 0; i < std::min(list.size(), columns_.size()); ++i) {
@@ -96,7 +96,7 @@ std::string ResultTable::Row(const TestResult& result) const {
   return text + StatusText(StatusOf(result)) + "\n";
 }
 
-bool ResultTable::Takes(const TestResult& result) const {
+bool ResultTable::Takes(const MeasurementResult& result) const {
   return std::ranges::equal(TableQuantities(result), columns_, [](const auto& a, const auto& b) {
     return std::string_view(a.label) == b.label;
   });

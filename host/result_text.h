@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/test_result.h"
+#include "host/measurement_result.h"
 
 namespace host {
 
@@ -20,18 +20,18 @@ struct ShownUnit {
 ShownUnit UnitFor(const Quantity& quantity);
 
 /// A line for each quantity, and one for the status.
-std::string ResultText(const TestResult& result);
+std::string ResultText(const MeasurementResult& result);
 
 /// Results under each other, with one unit a column: the one for the largest value among those it
 /// is made for.
 class ResultTable {
  public:
-  explicit ResultTable(std::span<const TestResult> results);
+  explicit ResultTable(std::span<const MeasurementResult> results);
 
   std::string Head() const;
-  std::string Row(const TestResult& result) const;
+  std::string Row(const MeasurementResult& result) const;
   /// The result has the quantities of this table, so that it can be a row.
-  bool Takes(const TestResult& result) const;
+  bool Takes(const MeasurementResult& result) const;
 
  private:
   struct Column {

@@ -17,9 +17,9 @@
 
 #include "common/acquisition/ranging/fixed_range.h"
 #include "common/msg/input_mode.h"
+#include "host/measurement_run.h"
 #include "host/request.h"
 #include "host/road.h"
-#include "host/test_run.h"
 #include "tests/integration/process.h"
 
 namespace {
@@ -37,11 +37,11 @@ struct Times {
   double Total() const { return set_up + update + start + first; }
 };
 
-bool IsValid(const host::TestResult& result) {
+bool IsValid(const host::MeasurementResult& result) {
   return result.record.ranging == 0 && std::abs(1000 * result.record.acfcvolt / kTarget - 1) < 1e-3;
 }
 
-bool FirstValid(host::TestRun& run, host::TestResult& result) {
+bool FirstValid(host::MeasurementRun& run, host::MeasurementResult& result) {
   const auto patience = SteadyClock::now() + kPatience;
   while (SteadyClock::now() < patience) {
     if (!run.Poll(Msg::MSG6_RSLTYPE_FIR_SLOW, result)) return false;
@@ -51,8 +51,8 @@ bool FirstValid(host::TestRun& run, host::TestResult& result) {
   return false;
 }
 
-bool Measure(host::Session& session, const host::TestPlan& plan, Times& times) {
-  host::TestRun run(session);
+bool Measure(host::Session& session, const host::MeasurementPlan& plan, Times& times) {
+  host::MeasurementRun run(session);
   auto since = SteadyClock::now();
   const auto lap = [&since] {
     const auto before = std::exchange(since, SteadyClock::now());
@@ -64,7 +64,7 @@ bool Measure(host::Session& session, const host::TestPlan& plan, Times& times) {
   times.update = lap();
   if (!run.Start()) return false;
   times.start = lap();
-  host::TestResult result;
+  host::MeasurementResult result;
   if (!FirstValid(run, result)) return false;
   times.first = lap();
   times.filter = result.record.filtersel & 0xF;
@@ -87,7 +87,7 @@ int main(int argc, char* argv[]) {
   std::printf("%6s %10s %10s %10s %12s %10s %12s %10s   (ms, median)\n", "Hz", "set-up", "update",
               "start", "first valid", "total", "the physics", "beyond");
   for (const float hertz : {15.0F, 60.0F, 400.0F}) {
-    host::TestPlan plan;
+    host::MeasurementPlan plan;
     plan.frequency = hertz;
     plan.target = plan.highest = static_cast<std::int16_t>(kTarget);
     plan.source =

@@ -51,8 +51,8 @@ class Live : public testing::Test {
   platform::ScopedBackend scope_{backend_};
 };
 
-host::TestResult Result(float kilovolts) {
-  host::TestResult result;
+host::MeasurementResult Result(float kilovolts) {
+  host::MeasurementResult result;
   result.target = 10000;
   result.record.rsltype = 0x900;
   result.record.acfcvolt = kilovolts;

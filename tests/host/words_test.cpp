@@ -3,10 +3,10 @@
 
 #include <cmath>
 
+#include "host/measurement_kinds.h"
 #include "host/request.h"
 #include "host/result_text.h"
 #include "host/road.h"
-#include "host/test_kinds.h"
 
 namespace {
 
@@ -138,7 +138,7 @@ TEST(UnitFor, HasOneToThreeDigitsBeforeThePoint) {
 
 // A poll before any test: every field is 0.
 TEST(Results, NothingThatIsNoNumberIsPrinted) {
-  host::TestResult idle;
+  host::MeasurementResult idle;
   idle.record.rsltype = 0x900;
   for (const std::string& text :
        {host::ResultText(idle), host::CsvRow(idle), host::ResultJson(idle).dump()}) {
@@ -147,7 +147,7 @@ TEST(Results, NothingThatIsNoNumberIsPrinted) {
   }
 }
 
-TEST(TestKinds, HaveNames) {
+TEST(MeasurementKinds, HaveNames) {
   for (const char* text : {"pf", "TEST_HVVFPF", "hvvfpf"}) {
     ASSERT_NE(host::FindTestKind(text), nullptr) << text;
     EXPECT_EQ(host::FindTestKind(text)->type, 7);

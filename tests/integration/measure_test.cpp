@@ -16,17 +16,17 @@
 #include <thread>
 
 #include "common/msg/input_mode.h"
+#include "host/measurement_run.h"
 #include "host/request.h"
 #include "host/road.h"
-#include "host/test_run.h"
 #include "tests/integration/process.h"
 #include "tests/integration/request_draw.h"
 
 namespace {
 
 using host::ExitStatus;
-using host::TestPlan;
-using host::TestResult;
+using host::MeasurementPlan;
+using host::MeasurementResult;
 using Real = long double;
 using Complex = std::complex<Real>;
 
@@ -77,7 +77,7 @@ struct Device {
 
 /// The record's fields as the values that a test compares.
 struct Seen {
-  explicit Seen(const TestResult& result)
+  explicit Seen(const MeasurementResult& result)
       : volts(Real{1000} * result.record.acfcvolt),
         amperes(result.record.acamps),
         power_factor(Real{result.record.pwrfctr} / 100),
@@ -92,7 +92,8 @@ void ExpectClose(Real seen, Real truth, const char* what) {
       << what << ": " << static_cast<double>(seen) << " instead of " << static_cast<double>(truth);
 }
 
-void ExpectDevice(const TestResult& result, const Device& device, const TestPlan& plan) {
+void ExpectDevice(const MeasurementResult& result, const Device& device,
+                  const MeasurementPlan& plan) {
   const Seen seen(result);
   const Complex impedance = device.Impedance(plan.frequency);
   ExpectClose(seen.volts, plan.target, "volts");
@@ -141,7 +142,7 @@ Device DrawDevice(Draw& draw) {
 }
 
 /// A voltage at which the current has a range that fits, below 240 V from the low-voltage source.
-bool DrawPlan(Draw& draw, const Device& device, TestPlan& plan) {
+bool DrawPlan(Draw& draw, const Device& device, MeasurementPlan& plan) {
   plan = {};
   plan.frequency = static_cast<float>(draw.Decades(15, 400));
   plan.target = static_cast<std::int16_t>(draw.Decades(1, 12000));
@@ -175,14 +176,14 @@ class Measure : public testing::Test {
     return host::MakeTransport(*road, timeout_ms);
   }
   /// A test up to its start. The caller keeps the road.
-  bool StartTest(host::TestRun& run, const TestPlan& plan) {
+  bool StartTest(host::MeasurementRun& run, const MeasurementPlan& plan) {
     return run.BeginRow() && run.SetUp(plan) && run.Update(plan) && run.Start();
   }
-  std::optional<TestResult> Run(host::Transport& road, const TestPlan& plan) {
+  std::optional<MeasurementResult> Run(host::Transport& road, const MeasurementPlan& plan) {
     std::ostringstream out;
     host::Session session(road, false, out, out);
-    host::TestRun run(session);
-    host::TestTiming timing;
+    host::MeasurementRun run(session);
+    host::MeasurementTiming timing;
     // a direct result is the average of 90 blocks, which takes 3 s
     timing.settle = std::chrono::seconds(plan.dc ? 5 : 1);
     run.BeginRow();
@@ -198,15 +199,15 @@ class Measure : public testing::Test {
   void ExpectRightMeasurement(host::Transport& road, float hertz = 60) {
     const Device bushing{Device::kLossyCapacitor, 2.16529e9L, 350e-12L, 0};
     Set("dut.circuit", bushing.Text());
-    TestPlan plan = BushingPlan();
+    MeasurementPlan plan = BushingPlan();
     plan.frequency = hertz;
     const auto result = Run(road, plan);
     ASSERT_TRUE(result);
     ExpectDevice(*result, bushing, plan);
   }
   void ExpectRightMeasurement() { ExpectRightMeasurement(*Road("host")); }
-  static TestPlan BushingPlan() {
-    TestPlan plan;
+  static MeasurementPlan BushingPlan() {
+    MeasurementPlan plan;
     plan.target = plan.highest = 10000;
     plan.source =
         host::SourceWord(Msg::internalHVVoltageSourceE, 2, Msg::AC_Volt, Msg::ACDC_Current);
@@ -223,7 +224,7 @@ TEST_F(Measure, DevicesOverDecades) {
   const auto road = Road("host");
   for (std::uint64_t left = Number("Q5_DEVICES", 6); left > 0;) {
     const Device device = DrawDevice(draw);
-    TestPlan plan;
+    MeasurementPlan plan;
     if (!DrawPlan(draw, device, plan)) continue;
     --left;
     SCOPED_TRACE(fmt::format("{} at {} V, {} Hz, current range {}", device.Text(), plan.target,
@@ -257,7 +258,7 @@ TEST_F(Measure, DirectSources) {
     SCOPED_TRACE(row.current ? "current source" : "voltage source");
     Set("i2c.MEAS_CH1.DAC8571.dac0", dac(-802.24, 0.9959));
     Set("i2c.MEAS_CH2.DAC8571.dac0", dac(1.0304e5, 0.01006));
-    TestPlan plan;
+    MeasurementPlan plan;
     plan.type = row.type;
     plan.current = row.current;
     plan.dc = true;
@@ -279,7 +280,7 @@ TEST_F(Measure, AHostThatFallsSilent) {
     const auto road = Road("host");
     std::ostringstream out;
     host::Session session(*road, false, out, out);
-    host::TestRun run(session);
+    host::MeasurementRun run(session);
     ASSERT_TRUE(StartTest(run, BushingPlan()));
     std::this_thread::sleep_for(std::chrono::seconds(9));
     // the daemon has ended the test by itself
@@ -316,7 +317,7 @@ TEST_F(Measure, TheDaemonDiesInATest) {
     const auto road = Road("host", 2000);
     std::ostringstream out;
     host::Session session(*road, false, out, out);
-    host::TestRun run(session);
+    host::MeasurementRun run(session);
     ASSERT_TRUE(StartTest(run, BushingPlan()));
     bench_.daemon->Signal(SIGKILL);
     ASSERT_TRUE(bench_.daemon->Wait());
@@ -327,8 +328,8 @@ TEST_F(Measure, TheDaemonDiesInATest) {
 
 TEST_F(Measure, RequestsOutOfOrder) {
   const auto road = Road("host");
-  const TestPlan plan = BushingPlan();
-  TestPlan direct;
+  const MeasurementPlan plan = BushingPlan();
+  MeasurementPlan direct;
   direct.type = Msg::TEST_CONTACT_RESISTANCE;
   direct.current = direct.dc = true;
   direct.source =
@@ -370,7 +371,7 @@ class RawPolls : public Measure {
     EXPECT_EQ(host::ReadReply(request, exchange.reply, reply), "");
     return reply;
   }
-  void Begin(const TestPlan& plan) {
+  void Begin(const MeasurementPlan& plan) {
     for (const host::Bytes& request :
          {host::SetUpRequest(plan), host::PathRequest(plan), host::UpdateRequest(plan),
           host::PlainRequest(Msg::HMP_START_TEST)}) {
@@ -406,7 +407,7 @@ class RawPolls : public Measure {
 
 TEST_F(RawPolls, WhatARefusedUpdateLeavesIsNotValid) {
   Set("dut.circuit", "parallel R=2.16529e9 C=350e-12");
-  TestPlan plan = BushingPlan();
+  MeasurementPlan plan = BushingPlan();
   Begin(plan);
   ASSERT_TRUE(AwaitValid());
   plan.frequency = 50;
@@ -423,7 +424,7 @@ TEST_F(RawPolls, WhatARefusedUpdateLeavesIsNotValid) {
 
 TEST_F(RawPolls, AClippedCurrentOfAWindingIsNotValid) {
   Set("dut.circuit", "series R=0.4");
-  TestPlan plan;
+  MeasurementPlan plan;
   plan.type = Msg::TEST_WINDING_RESISTANCE;
   plan.current = plan.dc = true;
   plan.target = plan.highest = 5;

@@ -1,8 +1,8 @@
-#include "host/test_report.h"
+#include "host/measurement_report.h"
 
 #include <fmt/format.h>
 
-#include "host/test_kinds.h"
+#include "host/measurement_kinds.h"
 
 namespace host {
 
@@ -16,7 +16,7 @@ ConsoleRun::ConsoleRun(Session& session)
             progress_.Show(status, done);
             live_.Status(status);
           },
-          [this](const TestResult& result) { live_.Result(result); }) {
+          [this](const MeasurementResult& result) { live_.Result(result); }) {
   if (live_.IsOpen() || session.root().empty()) return;
   session.err() << "q5host: no file for q5host watch in " << session.root() << "/tmp\n";
 }
@@ -26,10 +26,10 @@ void ConsoleRun::End() {
   progress_.Clear();
 }
 
-ResultPrinter::ResultPrinter(Session& session, const TestOptions& options, int rows)
+ResultPrinter::ResultPrinter(Session& session, const MeasurementOptions& options, int rows)
     : session_(session), options_(options), single_(rows == 1) {}
 
-void ResultPrinter::Print(const TestResult& result) {
+void ResultPrinter::Print(const MeasurementResult& result) {
   std::ostream& out = session_.out();
   if (session_.json()) {
     PrintJson(result);
@@ -46,7 +46,7 @@ void ResultPrinter::Print(const TestResult& result) {
 }
 
 // The units stay those of the first row.
-void ResultPrinter::PrintTableRow(const TestResult& result) {
+void ResultPrinter::PrintTableRow(const MeasurementResult& result) {
   if (!table_) {
     table_.emplace(std::span(&result, 1));
     session_.out() << table_->Head();
@@ -54,7 +54,7 @@ void ResultPrinter::PrintTableRow(const TestResult& result) {
   session_.out() << table_->Row(result);
 }
 
-void ResultPrinter::PrintJson(const TestResult& result) {
+void ResultPrinter::PrintJson(const MeasurementResult& result) {
   if (printed_ == 0) {
     session_.out() << fmt::format("{{\n  \"test\": \"{}\",\n  \"measurements\": [",
                                   FindTestKind(options_.type)->name);
@@ -62,16 +62,16 @@ void ResultPrinter::PrintJson(const TestResult& result) {
   session_.out() << (printed_ == 0 ? "\n    " : ",\n    ") << ResultJson(result).dump();
 }
 
-ExitStatus ResultPrinter::End(const TestRun& run) {
-  const TestFailure& failure = run.failure();
+ExitStatus ResultPrinter::End(const MeasurementRun& run) {
+  const MeasurementFailure& failure = run.failure();
   if (!session_.json()) {
     if (failure.status != ExitStatus::kOk) session_.Fail(failure.status, failure.Text());
-    for (const TestFailure& later : run.later()) session_.Fail(later.status, later.Text());
+    for (const MeasurementFailure& later : run.later()) session_.Fail(later.status, later.Text());
     return failure.status;
   }
   nlohmann::ordered_json rest = nlohmann::ordered_json::object();
   if (failure.status != ExitStatus::kOk) rest.update(failure.Json());
-  for (const TestFailure& later : run.later()) rest["later"].push_back(later.Json());
+  for (const MeasurementFailure& later : run.later()) rest["later"].push_back(later.Json());
   if (printed_ == 0) {
     nlohmann::ordered_json json = {{"test", FindTestKind(options_.type)->name},
                                    {"measurements", nlohmann::ordered_json::array()}};

@@ -1,4 +1,4 @@
-#include "host/test_kinds.h"
+#include "host/measurement_kinds.h"
 
 #include <strings.h>
 
@@ -11,7 +11,7 @@ using namespace Msg;  // the kinds stand in it one by one
 
 #define Q5_KIND(type, alias, circuit) \
   { type, #type, alias, Circuit::circuit }
-constexpr TestKind kKinds[] = {
+constexpr MeasurementKind kKinds[] = {
     Q5_KIND(TEST_LINE_FREQ_MODULATION, "modulation", kVoltageAndCurrent),
     Q5_KIND(TEST_LINE_SYNC_REVERSAL, "reversal", kVoltageAndCurrent),
     Q5_KIND(TEST_FREQUENCY_SWEEP_DFR, "dfr", kVoltageAndCurrent),
@@ -43,10 +43,10 @@ bool Same(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-std::span<const TestKind> TestKinds() { return kKinds; }
+std::span<const MeasurementKind> MeasurementKinds() { return kKinds; }
 
-const TestKind* FindTestKind(std::string_view text) {
-  for (const TestKind& kind : kKinds) {
+const MeasurementKind* FindTestKind(std::string_view text) {
+  for (const MeasurementKind& kind : kKinds) {
     const std::string_view name = kind.name;
     if (Same(text, name) || Same(text, name.substr(kPrefix.size())) ||
         (!text.empty() && Same(text, kind.alias))) {

@@ -9,7 +9,7 @@ namespace host {
 /// What stands between the high voltage and the voltage channels.
 enum class Divider : std::uint8_t { kNone, kHv1, kHv2 };
 
-struct TestPlan {
+struct MeasurementPlan {
   Msg::RNG_TEST_TYPE type = Msg::TEST_HVVFPF;
   std::int16_t source = 0;   ///< source word, see SourceWord
   bool current = false;      ///< a current drives the test, not a voltage
@@ -36,11 +36,11 @@ Msg::SOURCE_E SourceKind(std::int16_t source);
 int ChannelMode(std::int16_t source, int channel);
 
 /// 0x03, or 0x33 for a current test.
-Bytes SetUpRequest(const TestPlan& plan);
+Bytes SetUpRequest(const MeasurementPlan& plan);
 /// 0x28, or 0x17.
-Bytes PathRequest(const TestPlan& plan);
+Bytes PathRequest(const MeasurementPlan& plan);
 /// 0x04, or 0x34.
-Bytes UpdateRequest(const TestPlan& plan);
+Bytes UpdateRequest(const MeasurementPlan& plan);
 /// 0x06.
 Bytes ResultRequest(Msg::msg6_rsltype filter);
 

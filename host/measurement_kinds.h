@@ -14,7 +14,7 @@ enum class Circuit : std::uint8_t {
   kTwoVoltages,        ///< both channels a voltage: a ratio
 };
 
-struct TestKind {
+struct MeasurementKind {
   Msg::RNG_TEST_TYPE type;
   const char* name;   ///< of RNG_TEST_TYPE
   const char* alias;  ///< shorter; empty for none
@@ -22,9 +22,9 @@ struct TestKind {
 };
 
 /// All kinds that a host can ask for, by rising number.
-std::span<const TestKind> TestKinds();
+std::span<const MeasurementKind> MeasurementKinds();
 
 /// By name or alias, in letters of either case, the name with or without "TEST_"; null for none.
-const TestKind* FindTestKind(std::string_view text);
+const MeasurementKind* FindTestKind(std::string_view text);
 
 }  // namespace host

@@ -1,4 +1,4 @@
-#include "host/test_result.h"
+#include "host/measurement_result.h"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -64,7 +64,7 @@ void AddRatio(const Msg::HmpTestRsltRep& record, List& list) {
                            {"phase_degrees", "phase", "deg", phase}});
 }
 
-const char* TargetKey(const TestContext& context) {
+const char* TargetKey(const MeasurementContext& context) {
   return context.current ? "target_a" : "target_v";
 }
 
@@ -78,7 +78,7 @@ std::string NumberText(double value) {
   return fmt::format("{:.{}g}", value, kDigits);
 }
 
-List Quantities(const TestResult& result) {
+List Quantities(const MeasurementResult& result) {
   const Msg::HmpTestRsltRep& record = result.record;
   const bool volts1 = (record.rsltype & Msg::RSLT_CH1_KILOVOLTS) != 0;
   const bool volts2 = (record.rsltype & Msg::RSLT_CH2_KILOVOLTS) != 0;
@@ -99,12 +99,12 @@ List Quantities(const TestResult& result) {
   return list;
 }
 
-TestResult ResultOf(const Reply& reply, const TestContext& context) {
+MeasurementResult ResultOf(const Reply& reply, const MeasurementContext& context) {
   return {context, *reinterpret_cast<const Msg::HmpTestRsltRep*>(reply.bytes.data()),
           platform::Machine().Clock().Realtime()};
 }
 
-nlohmann::ordered_json ResultEntry(const TestResult& result) {
+nlohmann::ordered_json ResultEntry(const MeasurementResult& result) {
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(&result.record);
   return {{"dc", result.dc},
           {"current", result.current},
@@ -116,9 +116,9 @@ nlohmann::ordered_json ResultEntry(const TestResult& result) {
           {"record", HexText(Bytes(bytes, bytes + sizeof result.record))}};
 }
 
-std::optional<TestResult> ResultOfEntry(const nlohmann::ordered_json& entry) {
+std::optional<MeasurementResult> ResultOfEntry(const nlohmann::ordered_json& entry) {
   try {
-    TestResult result;
+    MeasurementResult result;
     std::string error;
     const auto bytes = ParseHex(entry.at("record").get<std::string>(), error);
     if (!bytes || bytes->size() != sizeof result.record) return std::nullopt;
@@ -140,7 +140,7 @@ int ProgressOf(const Reply& reply) {
   return reinterpret_cast<const Msg::HmpAckProgressRep*>(reply.bytes.data())->status[0] & 0xFFFF;
 }
 
-int StatusOf(const TestResult& result) { return result.record.ranging & 0xFFFF; }
+int StatusOf(const MeasurementResult& result) { return result.record.ranging & 0xFFFF; }
 
 std::string StatusText(int status) {
   return status == 0 ? "valid data" : fmt::format("{}", fmt::join(NamesOf(status), ", "));
@@ -155,7 +155,7 @@ std::string TimeText(const timespec& time) {
   return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", utc, time.tv_nsec / kMilli);
 }
 
-nlohmann::ordered_json ResultJson(const TestResult& result) {
+nlohmann::ordered_json ResultJson(const MeasurementResult& result) {
   nlohmann::ordered_json json = {{"time", TimeText(result.time)},
                                  {TargetKey(result), result.target},
                                  {"range_voltage", result.voltage_range},
@@ -168,14 +168,14 @@ nlohmann::ordered_json ResultJson(const TestResult& result) {
   return json;
 }
 
-std::string CsvHead(const TestResult& result) {
+std::string CsvHead(const MeasurementResult& result) {
   std::string text = fmt::format("time,{},range_voltage,range_current,full_scale1,full_scale2,",
                                  TargetKey(result));
   for (const Quantity& quantity : Quantities(result)) text += fmt::format("{},", quantity.key);
   return text + "status\n";
 }
 
-std::string CsvRow(const TestResult& result) {
+std::string CsvRow(const MeasurementResult& result) {
   std::string text = fmt::format(
       "{},{},{},{},{},{},", TimeText(result.time), result.target, result.voltage_range,
       result.current_range, CsvNumber(result.record.ch1fulsc), CsvNumber(result.record.ch2fulsc));

@@ -1,4 +1,4 @@
-#include "host/test_options.h"
+#include "host/measurement_options.h"
 
 #include <fmt/format.h>
 
@@ -6,9 +6,9 @@
 #include <limits>
 
 #include "common/msg/input_mode.h"
+#include "host/measurement_kinds.h"
 #include "host/number_check.h"
 #include "host/ranges.h"
-#include "host/test_kinds.h"
 
 namespace host {
 namespace {
@@ -20,7 +20,7 @@ constexpr double kLongest = 86400;
 
 std::string KindNames() {
   std::string text = "Kind of test, by name or the short one in brackets:";
-  for (const TestKind& kind : TestKinds()) {
+  for (const MeasurementKind& kind : MeasurementKinds()) {
     text += std::string(" ") + kind.name;
     if (*kind.alias != '\0') text += fmt::format(" ({})", kind.alias);
   }
@@ -38,7 +38,7 @@ void DeclareLeads(CLI::App& app, const char* name, const char* what,
       ->group("Path");
 }
 
-void DeclareLevel(CLI::App& app, TestOptions& options) {
+void DeclareLevel(CLI::App& app, MeasurementOptions& options) {
   auto* voltage = app.add_option("--voltage", options.voltage,
                                  "A voltage test with this target, in whole volts; 0: a manual "
                                  "ramp of a source outside");
@@ -67,7 +67,7 @@ void DeclareLevel(CLI::App& app, TestOptions& options) {
       ->type_name("INDEX");
 }
 
-void DeclareSource(CLI::App& app, TestOptions& options) {
+void DeclareSource(CLI::App& app, MeasurementOptions& options) {
   auto* hv = app.add_flag("--hv", options.hv, "The internal high-voltage source (default for AC)");
   auto* lv = app.add_flag("--lv", options.lv, "The internal low-voltage source (default for DC)");
   auto* external = app.add_flag("--external", options.external, "A source outside");
@@ -104,7 +104,7 @@ std::int16_t LeadMask(const std::vector<std::string>& leads) {
   return static_cast<std::int16_t>(mask);
 }
 
-Msg::SOURCE_E KindOfSource(const TestOptions& options) {
+Msg::SOURCE_E KindOfSource(const MeasurementOptions& options) {
   if (options.current) {
     if (options.external) return Msg::externalCurrentSourceE;
     return options.dc ? Msg::internalDCCurrentSourceE : Msg::internalACCurrentSourceE;
@@ -114,13 +114,13 @@ Msg::SOURCE_E KindOfSource(const TestOptions& options) {
   return options.lv ? Msg::internalLVVoltageSourceE : Msg::internalHVVoltageSourceE;
 }
 
-std::int16_t SourceOf(const TestOptions& options, Circuit circuit) {
+std::int16_t SourceOf(const MeasurementOptions& options, Circuit circuit) {
   const int volts = options.dc ? Msg::DC_Volt : Msg::AC_Volt;
   return SourceWord(KindOfSource(options), options.current ? Msg::ACDC_Current : volts, volts,
                     circuit == Circuit::kTwoVoltages ? volts : int{Msg::ACDC_Current});
 }
 
-Divider DividerOf(const TestOptions& options, std::int16_t source) {
+Divider DividerOf(const MeasurementOptions& options, std::int16_t source) {
   if (options.divider == "hv1") return Divider::kHv1;
   if (options.divider == "hv2") return Divider::kHv2;
   const bool hv = SourceKind(source) == Msg::internalHVVoltageSourceE;
@@ -141,7 +141,7 @@ Duration Seconds(double seconds) {
 
 }  // namespace
 
-void DeclareTest(CLI::App& app, TestOptions& options) {
+void DeclareTest(CLI::App& app, MeasurementOptions& options) {
   app.add_option("--type", options.type, KindNames())->type_name("KIND")->capture_default_str();
   DeclareLevel(app, options);
   DeclareSource(app, options);
@@ -157,8 +157,8 @@ void DeclareTest(CLI::App& app, TestOptions& options) {
       ->excludes(app.get_parent()->get_option("--json"));
 }
 
-std::optional<TestPlan> PlanOf(const TestOptions& options, std::string& error) {
-  const TestKind* kind = FindTestKind(options.type);
+std::optional<MeasurementPlan> PlanOf(const MeasurementOptions& options, std::string& error) {
+  const MeasurementKind* kind = FindTestKind(options.type);
   const int target = options.current.value_or(options.voltage.value_or(0));
   if (kind == nullptr) {
     error = fmt::format("'{}' is no kind of test", options.type);
@@ -180,7 +180,7 @@ std::optional<TestPlan> PlanOf(const TestOptions& options, std::string& error) {
   }
   if (!error.empty()) return std::nullopt;
 
-  TestPlan plan;
+  MeasurementPlan plan;
   plan.type = kind->type;
   plan.current = options.current.has_value();
   plan.dc = options.dc;
@@ -202,7 +202,7 @@ std::optional<TestPlan> PlanOf(const TestOptions& options, std::string& error) {
   return plan;
 }
 
-TestTiming TimingOf(const TestOptions& options) {
+MeasurementTiming TimingOf(const MeasurementOptions& options) {
   return {Seconds(options.settle), Seconds(options.patience), Seconds(options.interval),
           options.polls};
 }

@@ -5,9 +5,9 @@
 
 #include "host/interruption.h"
 #include "host/live_stream.h"
+#include "host/measurement_options.h"
 #include "host/progress.h"
 #include "host/result_text.h"
-#include "host/test_options.h"
 
 namespace host {
 
@@ -17,7 +17,7 @@ class ConsoleRun {
  public:
   explicit ConsoleRun(Session& session);
 
-  TestRun& test() { return test_; }
+  MeasurementRun& test() { return test_; }
   /// Ends the row and removes the progress.
   void End();
   /// Before something is printed: the progress would be in its way.
@@ -27,7 +27,7 @@ class ConsoleRun {
   Interruption interruption_;  // outlives the run, which is stopped before Ctrl-C counts again
   LiveStream live_;
   Progress progress_;
-  TestRun test_;
+  MeasurementRun test_;
 };
 
 /// Prints results in the form that was asked for, each as soon as it is there: in JSON the parts of
@@ -35,18 +35,18 @@ class ConsoleRun {
 class ResultPrinter {
  public:
   /// `rows`: the most that will come; a single one gets a line for each quantity.
-  ResultPrinter(Session& session, const TestOptions& options, int rows);
+  ResultPrinter(Session& session, const MeasurementOptions& options, int rows);
 
-  void Print(const TestResult& result);
+  void Print(const MeasurementResult& result);
   /// Prints why the run ended early, if it did. The exit status of the run.
-  ExitStatus End(const TestRun& run);
+  ExitStatus End(const MeasurementRun& run);
 
  private:
-  void PrintJson(const TestResult& result);
-  void PrintTableRow(const TestResult& result);
+  void PrintJson(const MeasurementResult& result);
+  void PrintTableRow(const MeasurementResult& result);
 
   Session& session_;
-  const TestOptions& options_;
+  const MeasurementOptions& options_;
   const bool single_;
   int printed_ = 0;
   std::optional<ResultTable> table_;

@@ -1,4 +1,4 @@
-#include "host/test_run.h"
+#include "host/measurement_run.h"
 
 #include <fmt/format.h>
 
@@ -28,18 +28,18 @@ constexpr Duration kLongestSilence = seconds(1);
 
 }  // namespace
 
-TestTiming TestTiming::For(float frequency) const {
+MeasurementTiming MeasurementTiming::For(float frequency) const {
   const double cycle = frequency > 0 ? std::min(1 / double{frequency}, kLongestCycle) : 0;
   const auto cycles =
       std::chrono::duration_cast<Duration>(std::chrono::duration<double>(kCyclesToRead * cycle));
-  TestTiming timing = *this;
+  MeasurementTiming timing = *this;
   timing.settle = std::max(settle, cycles);
   timing.patience = std::max(patience, 2 * timing.settle);
   timing.interval = std::max(interval, cycles);
   return timing;
 }
 
-nlohmann::ordered_json TestFailure::Json() const {
+nlohmann::ordered_json MeasurementFailure::Json() const {
   nlohmann::ordered_json json = {{"step", step}};
   if (status == ExitStatus::kNak) {
     json.update(ReplyJson(nak));
@@ -49,25 +49,26 @@ nlohmann::ordered_json TestFailure::Json() const {
   return json;
 }
 
-TestRun::TestRun(Session& session, Interrupted interrupted, Watcher watcher, Reader reader)
+MeasurementRun::MeasurementRun(Session& session, Interrupted interrupted, Watcher watcher,
+                               Reader reader)
     : session_(session),
       interrupted_(std::move(interrupted)),
       watcher_(std::move(watcher)),
       reader_(std::move(reader)),
       clock_(platform::Machine().Clock()) {}
 
-TestRun::~TestRun() {
+MeasurementRun::~MeasurementRun() {
   Stop();
   EndRow();
 }
 
 // The first failure is the one that is told: what follows it is often its consequence.
-bool TestRun::Fail(ExitStatus status, const char* step, std::string reason) {
+bool MeasurementRun::Fail(ExitStatus status, const char* step, std::string reason) {
   if (failure_.status == ExitStatus::kOk) failure_ = {status, step, std::move(reason), {}};
   return false;
 }
 
-bool TestRun::Step(const char* step, const Bytes& request, Reply& reply) {
+bool MeasurementRun::Step(const char* step, const Bytes& request, Reply& reply) {
   if (failure_.status != ExitStatus::kOk) return false;
   std::string reason;
   const ExitStatus status = session_.TryAsk(request, reply, reason);
@@ -82,16 +83,16 @@ bool TestRun::Step(const char* step, const Bytes& request, Reply& reply) {
   return false;
 }
 
-bool TestRun::Step(const char* step, const Bytes& request) {
+bool MeasurementRun::Step(const char* step, const Bytes& request) {
   Reply reply;
   return Step(step, request, reply);
 }
 
 // Sent whatever has failed before, and that failure stays the first; but who interrupts a test has
 // to know that it could not be stopped.
-bool TestRun::Finish(const char* step, const Bytes& request) {
+bool MeasurementRun::Finish(const char* step, const Bytes& request) {
   if (silent_) return false;
-  TestFailure before = std::exchange(failure_, {});
+  MeasurementFailure before = std::exchange(failure_, {});
   const bool good = Step(step, request);
   silent_ = failure_.status == ExitStatus::kNoAnswer;
   const bool tell_this =
@@ -103,7 +104,7 @@ bool TestRun::Finish(const char* step, const Bytes& request) {
   return good;
 }
 
-bool TestRun::BeginRow() {
+bool MeasurementRun::BeginRow() {
   Msg::HmpStartRowReq record{};
   record.nteststart = 1;
   record.nphases = 1;
@@ -113,34 +114,36 @@ bool TestRun::BeginRow() {
   return false;
 }
 
-bool TestRun::SetUp(const TestPlan& plan) {
+bool MeasurementRun::SetUp(const MeasurementPlan& plan) {
   if (!Going("set-up")) return false;
   in_test_ = true;
   return Step("set-up", SetUpRequest(plan)) &&
          Step(plan.relays ? "relays" : "leads", PathRequest(plan));
 }
 
-bool TestRun::Update(const TestPlan& plan) {
+bool MeasurementRun::Update(const MeasurementPlan& plan) {
   context_ = {plan.dc, plan.current, plan.target, plan.voltage_range, plan.current_range};
   return Going("update") && Step("update", UpdateRequest(plan));
 }
 
-bool TestRun::Start() { return Going("start") && Step("start", PlainRequest(Msg::HMP_START_TEST)); }
+bool MeasurementRun::Start() {
+  return Going("start") && Step("start", PlainRequest(Msg::HMP_START_TEST));
+}
 
-bool TestRun::Progress(int& status) {
+bool MeasurementRun::Progress(int& status) {
   Reply reply;
   if (!Step("progress", PlainRequest(Msg::HMP_ACK_PROGRESS), reply)) return false;
   status = ProgressOf(reply);
   return true;
 }
 
-bool TestRun::Going(const char* step) {
+bool MeasurementRun::Going(const char* step) {
   if (failure_.status != ExitStatus::kOk) return false;
   return !interrupted_ || !interrupted_() ||
          Fail(ExitStatus::kInterrupted, step, "interrupted; the test was stopped");
 }
 
-bool TestRun::Look(const TestTiming& timing, bool& exceeds) {
+bool MeasurementRun::Look(const MeasurementTiming& timing, bool& exceeds) {
   const Duration begin = clock_.Monotonic();
   Duration clear_since = begin;
   Duration fitting_since = begin;
@@ -167,14 +170,14 @@ bool TestRun::Look(const TestTiming& timing, bool& exceeds) {
   return false;
 }
 
-bool TestRun::Settle(const TestTiming& timing) {
+bool MeasurementRun::Settle(const MeasurementTiming& timing) {
   bool exceeds = false;
   if (!Look(timing, exceeds)) return false;
   return !exceeds || Fail(ExitStatus::kUnsettled, "settling",
                           "the signal exceeds the range; a less sensitive one has a lower number");
 }
 
-bool TestRun::Wait(Duration duration) {
+bool MeasurementRun::Wait(Duration duration) {
   const Duration end = clock_.Monotonic() + duration;
   int status = 0;
   for (Duration now; (now = clock_.Monotonic()) < end;) {
@@ -187,7 +190,7 @@ bool TestRun::Wait(Duration duration) {
   return true;
 }
 
-bool TestRun::Poll(Msg::msg6_rsltype filter, TestResult& result) {
+bool MeasurementRun::Poll(Msg::msg6_rsltype filter, MeasurementResult& result) {
   Reply reply;
   if (!Step("result", ResultRequest(filter), reply)) return false;
   result = ResultOf(reply, context_);
@@ -197,8 +200,9 @@ bool TestRun::Poll(Msg::msg6_rsltype filter, TestResult& result) {
 
 // A change of the filter from one poll to the next makes the slow one begin anew, so that nothing
 // from before the test had settled is in what it sums. Those polls themselves show what was before.
-bool TestRun::Read(const TestTiming& timing, std::vector<TestResult>& results) {
-  TestResult result;
+bool MeasurementRun::Read(const MeasurementTiming& timing,
+                          std::vector<MeasurementResult>& results) {
+  MeasurementResult result;
   if (!Poll(Msg::MSG6_RSLTYPE_FIR_FAST, result) || !Poll(Msg::MSG6_RSLTYPE_FIR_SLOW, result)) {
     return false;
   }
@@ -218,7 +222,7 @@ bool TestRun::Read(const TestTiming& timing, std::vector<TestResult>& results) {
   return true;
 }
 
-bool TestRun::CheckSource(const TestPlan& plan, const TestResult& result) {
+bool MeasurementRun::CheckSource(const MeasurementPlan& plan, const MeasurementResult& result) {
   const Msg::SOURCE_E source = SourceKind(plan.source);
   const bool external =
       source == Msg::externalVoltageSourceE || source == Msg::externalCurrentSourceE;
@@ -232,16 +236,17 @@ bool TestRun::CheckSource(const TestPlan& plan, const TestResult& result) {
                   external ? "" : "; it hears only what passes the host's port (--via host)"));
 }
 
-bool TestRun::Stop() {
+bool MeasurementRun::Stop() {
   return std::exchange(in_test_, false) && Finish("stop", PlainRequest(Msg::HMP_STOP_TEST));
 }
 
-bool TestRun::EndRow() {
+bool MeasurementRun::EndRow() {
   return std::exchange(in_row_, false) && Finish("end of row", PlainRequest(Msg::HMP_END_ROW));
 }
 
-std::optional<TestResult> TestRun::Measure(const TestPlan& plan, const TestTiming& timing) {
-  std::vector<TestResult> results;
+std::optional<MeasurementResult> MeasurementRun::Measure(const MeasurementPlan& plan,
+                                                         const MeasurementTiming& timing) {
+  std::vector<MeasurementResult> results;
   const bool good = SetUp(plan) && Update(plan) && Start() && Settle(timing.For(plan.frequency)) &&
                     Read(timing.For(plan.frequency), results);
   const bool driven = good && CheckSource(plan, results.back());

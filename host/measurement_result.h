@@ -20,7 +20,7 @@ enum StatusFlag : int {
 };
 
 /// What was asked for when a result was read.
-struct TestContext {
+struct MeasurementContext {
   bool dc = false;       ///< of a DC test: what needs a phase means nothing
   bool current = false;  ///< `target` is in A, not in V
   int target = 0;
@@ -28,7 +28,7 @@ struct TestContext {
   int current_range = 0;
 };
 
-struct TestResult : TestContext {
+struct MeasurementResult : MeasurementContext {
   Msg::HmpTestRsltRep record{};
   timespec time{};  ///< of day, when it was read
 };
@@ -43,16 +43,16 @@ struct Quantity {
 
 /// What the result says, as far as it follows from what the channels see: volts and amperes, two
 /// voltages (a ratio), DC. No value where it would divide by 0: not finite.
-std::vector<Quantity> Quantities(const TestResult& result);
+std::vector<Quantity> Quantities(const MeasurementResult& result);
 
 /// What a good reply to 0x06 says, read now.
-TestResult ResultOf(const Reply& reply, const TestContext& context);
+MeasurementResult ResultOf(const Reply& reply, const MeasurementContext& context);
 /// A result as an entry of the live stream, and back; nothing when it is none.
-nlohmann::ordered_json ResultEntry(const TestResult& result);
-std::optional<TestResult> ResultOfEntry(const nlohmann::ordered_json& entry);
+nlohmann::ordered_json ResultEntry(const MeasurementResult& result);
+std::optional<MeasurementResult> ResultOfEntry(const nlohmann::ordered_json& entry);
 
 /// Channel status flags, as 0 to 0xFFFF: of a result, and of a good reply to 0x46.
-int StatusOf(const TestResult& result);
+int StatusOf(const MeasurementResult& result);
 int ProgressOf(const Reply& reply);
 /// The names of the bits with commas between them; "valid data" for none.
 std::string StatusText(int status);
@@ -64,11 +64,11 @@ std::string NumberText(double value);
 std::string TimeText(const timespec& time);
 
 /// Time, target, ranges, the quantities by their keys, "status" and "status_names".
-nlohmann::ordered_json ResultJson(const TestResult& result);
+nlohmann::ordered_json ResultJson(const MeasurementResult& result);
 
 /// CSV with the same keys as its head; the head of any one result fits all of a run. What is not
 /// finite is empty.
-std::string CsvHead(const TestResult& result);
-std::string CsvRow(const TestResult& result);
+std::string CsvHead(const MeasurementResult& result);
+std::string CsvRow(const MeasurementResult& result);
 
 }  // namespace host

@@ -1,4 +1,4 @@
-#include "host/test_plan.h"
+#include "host/measurement_plan.h"
 
 #include "common/msg/input_mode.h"
 #include "host/request.h"
@@ -25,7 +25,7 @@ constexpr std::int16_t kDividerLeads[] = {0, kLeadHv1, kLeadHv2};
 
 // What updates of a voltage and of a current test have in common.
 template <class Record>
-Record UpdateRecord(const TestPlan& plan) {
+Record UpdateRecord(const MeasurementPlan& plan) {
   Record record{};
   record.modesw1 = Msg::MODESW1_FILTER | Msg::MODESW1_DC_OFFSET;
   record.acdctest = !plan.dc ? kSine : plan.reversed ? kNegative : kPositive;
@@ -34,7 +34,7 @@ Record UpdateRecord(const TestPlan& plan) {
   return record;
 }
 
-Bytes LeadsRequest(const TestPlan& plan) {
+Bytes LeadsRequest(const MeasurementPlan& plan) {
   Msg::HmpLeadConfigReq record{};
   record.energize = static_cast<std::int16_t>(
       plan.energize | kDividerLeads[static_cast<std::size_t>(plan.divider)]);
@@ -44,7 +44,7 @@ Bytes LeadsRequest(const TestPlan& plan) {
   return RequestOf(Msg::HMP_LEAD_CONFIG, record);
 }
 
-Bytes RelaysRequest(const TestPlan& plan) {
+Bytes RelaysRequest(const MeasurementPlan& plan) {
   const DividerRelays& divider = kRelays[static_cast<std::size_t>(plan.divider)];
   Msg::HmpTestRlyReq record{};
   record.mvvp = divider.positive;
@@ -76,7 +76,7 @@ int ChannelMode(std::int16_t source, int channel) {
   return source >> (channel + 1) * kNibble & kNibbleMask;
 }
 
-Bytes SetUpRequest(const TestPlan& plan) {
+Bytes SetUpRequest(const MeasurementPlan& plan) {
   if (plan.current) {
     Msg::HmpIniTestParamReqI record{};
     record.testype = plan.type;
@@ -95,11 +95,11 @@ Bytes SetUpRequest(const TestPlan& plan) {
   return RequestOf(Msg::HMP_INI_TEST_PARAM, record);
 }
 
-Bytes PathRequest(const TestPlan& plan) {
+Bytes PathRequest(const MeasurementPlan& plan) {
   return plan.relays ? RelaysRequest(plan) : LeadsRequest(plan);
 }
 
-Bytes UpdateRequest(const TestPlan& plan) {
+Bytes UpdateRequest(const MeasurementPlan& plan) {
   if (plan.current) {
     auto record = UpdateRecord<Msg::HmpUpdTestParamReqI>(plan);
     record.amp = plan.target;

@@ -5,12 +5,12 @@
 #include <optional>
 #include <string>
 
-#include "host/test_run.h"
+#include "host/measurement_run.h"
 
 namespace host {
 
 /// As on the command line; what is left open follows from the rest in PlanOf.
-struct TestOptions {
+struct MeasurementOptions {
   std::string type = "pf";     ///< see FindTestKind
   std::optional<int> voltage;  ///< target, V; this or `current`
   std::optional<int> current;  ///< target, A
@@ -31,7 +31,7 @@ struct TestOptions {
   std::vector<std::string> measure = {"MIR"};
   std::vector<std::string> guard;
   std::vector<std::string> floating;
-  double settle = 2;  ///< these three in seconds, see TestTiming
+  double settle = 2;  ///< these three in seconds, see MeasurementTiming
   double patience = 60;
   double interval = 0.2;
   int polls = 5;
@@ -39,10 +39,10 @@ struct TestOptions {
 };
 
 /// Adds them to a command. `options` must live as long as its action.
-void DeclareTest(CLI::App& app, TestOptions& options);
+void DeclareTest(CLI::App& app, MeasurementOptions& options);
 
 /// The test that they describe; nothing, and a reason in `error`, where they contradict each other.
-std::optional<TestPlan> PlanOf(const TestOptions& options, std::string& error);
-TestTiming TimingOf(const TestOptions& options);
+std::optional<MeasurementPlan> PlanOf(const MeasurementOptions& options, std::string& error);
+MeasurementTiming TimingOf(const MeasurementOptions& options);
 
 }  // namespace host

@@ -37,9 +37,9 @@ std::vector<int> Words(const Bytes& record, std::initializer_list<std::size_t> o
 }
 
 // Waits cost no time.
-class TestRunTest : public testing::Test {
+class MeasurementRunTest : public testing::Test {
  protected:
-  TestRunTest() { clock_.SetAutoAdvance(true); }
+  MeasurementRunTest() { clock_.SetAutoAdvance(true); }
 
   platform::TemporaryRoot root_;
   platform::TestInstrument instrument_;
@@ -51,7 +51,7 @@ class TestRunTest : public testing::Test {
 
 const std::vector<int> kWholeTest = {0x36, 0x03, 0x28, 0x04, 0x05, 0x46, 0x06, 0x07, 0x37};
 
-TEST_F(TestRunTest, AsksInOrderAndReportsInUnits) {
+TEST_F(MeasurementRunTest, AsksInOrderAndReportsInUnits) {
   daemon_.progress = {0x0101, 0x0001, 0};
   const auto run = daemon_.Run(
       {"measure", "--voltage", "10000", "--frequency", "50", "--range-current", "5", "--json"});
@@ -84,7 +84,7 @@ TEST_F(TestRunTest, AsksInOrderAndReportsInUnits) {
   EXPECT_EQ(daemon_.Asked(0x06).size(), 7U);
 }
 
-TEST_F(TestRunTest, ASourceThatGaveNothingIsAFailure) {
+TEST_F(MeasurementRunTest, ASourceThatGaveNothingIsAFailure) {
   const struct {
     std::vector<std::string> words;
     ExitStatus status;
@@ -111,7 +111,7 @@ TEST_F(TestRunTest, ASourceThatGaveNothingIsAFailure) {
   }
 }
 
-TEST_F(TestRunTest, FieldsAreAtTheirPlaces) {
+TEST_F(MeasurementRunTest, FieldsAreAtTheirPlaces) {
   daemon_.Run({"measure",
                "--type",
                "dfr",
@@ -164,7 +164,7 @@ TEST_F(TestRunTest, FieldsAreAtTheirPlaces) {
               ElementsAre(0x1000, 0x4000, 0x1000, 0x4000, 0x1000, 0x4000));
 }
 
-TEST_F(TestRunTest, RefusalStopsTheTestAndIsReportedInWords) {
+TEST_F(MeasurementRunTest, RefusalStopsTheTestAndIsReportedInWords) {
   struct {
     int opcode;
     const char* step;
@@ -195,7 +195,7 @@ TEST_F(TestRunTest, RefusalStopsTheTestAndIsReportedInWords) {
               testing::AllOf(HasSubstr("update: refused"), HasSubstr("stop: refused")));
 }
 
-TEST_F(TestRunTest, SilenceLateDataAndCtrlCEndATest) {
+TEST_F(MeasurementRunTest, SilenceLateDataAndCtrlCEndATest) {
   const std::vector<int> kUnsettled = {0x36, 0x03, 0x28, 0x04, 0x05, 0x46, 0x07, 0x37};
   daemon_.silent = 0x05;
   daemon_.timeout_ms = 1000;
@@ -241,7 +241,7 @@ TEST_F(TestRunTest, SilenceLateDataAndCtrlCEndATest) {
   EXPECT_THAT(run.err, HasSubstr("stop: no answer"));
 }
 
-TEST_F(TestRunTest, RepeatsWithinARowAndKeepsASlowTestAlive) {
+TEST_F(MeasurementRunTest, RepeatsWithinARowAndKeepsASlowTestAlive) {
   daemon_.volts = 10;
   const auto run = daemon_.Run({"measure", "--voltage", "10", "--repeat", "2", "--csv",
                                 "--frequency", "0.01", "--polls", "1"});
@@ -255,7 +255,7 @@ TEST_F(TestRunTest, RepeatsWithinARowAndKeepsASlowTestAlive) {
   EXPECT_GE(daemon_.Asked(0x46).size(), 2U * 600 / 8);
 }
 
-TEST_F(TestRunTest, WhatCannotBeIsRefusedInWordsAndAsksNothing) {
+TEST_F(MeasurementRunTest, WhatCannotBeIsRefusedInWordsAndAsksNothing) {
   const struct {
     std::vector<std::string> words;
     const char* reason;
