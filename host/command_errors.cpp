@@ -1,6 +1,6 @@
 #include <memory>
 
-#include "common/msg/error_words.h"
+#include "common/msg/records/error_words.h"
 #include "host/command.h"
 #include "host/last_nak.h"
 #include "host/report.h"

@@ -4,7 +4,7 @@
 #include <span>
 #include <string_view>
 
-#include "common/msg/hmp_test_setup.h"
+#include "common/msg/records/hmp_test_setup.h"
 
 namespace host {
 

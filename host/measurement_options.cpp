@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "common/msg/input_mode.h"
+#include "common/msg/records/input_mode.h"
 #include "host/measurement_kinds.h"
 #include "host/number_check.h"
 #include "host/ranges.h"

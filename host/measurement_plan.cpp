@@ -1,6 +1,6 @@
 #include "host/measurement_plan.h"
 
-#include "common/msg/input_mode.h"
+#include "common/msg/records/input_mode.h"
 #include "host/request.h"
 
 namespace host {

@@ -1,7 +1,7 @@
 // A test as a host asks for it, and the requests that follow from it.
 #pragma once
 
-#include "common/msg/hmp_records.h"
+#include "common/msg/records/hmp_records.h"
 #include "host/hex.h"
 
 namespace host {

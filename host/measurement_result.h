@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "common/msg/hmp_results.h"
-#include "common/msg/status_flags.h"
+#include "common/msg/records/hmp_results.h"
+#include "common/msg/records/status_flags.h"
 #include "host/reply.h"
 
 namespace host {

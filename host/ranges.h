@@ -8,7 +8,7 @@
 #include <span>
 #include <string>
 
-#include "common/msg/input_mode.h"
+#include "common/msg/records/input_mode.h"
 
 namespace host {
 

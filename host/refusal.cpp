@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "common/msg/major_codes.h"
+#include "common/msg/records/major_codes.h"
 
 namespace host {
 namespace {

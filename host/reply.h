@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "common/msg/hmp_records.h"
+#include "common/msg/records/hmp_records.h"
 #include "host/hex.h"
 
 namespace host {

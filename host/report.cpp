@@ -7,7 +7,7 @@
 #include <cmath>
 #include <string_view>
 
-#include "common/msg/major_codes.h"
+#include "common/msg/records/major_codes.h"
 #include "host/refusal.h"
 
 namespace host {

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "common/msg/hmp_records.h"
+#include "common/msg/records/hmp_records.h"
 #include "host/hex.h"
 
 namespace host {

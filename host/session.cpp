@@ -1,6 +1,6 @@
 #include "host/session.h"
 
-#include "common/msg/major_codes.h"
+#include "common/msg/records/major_codes.h"
 #include "host/last_nak.h"
 #include "host/report.h"
 

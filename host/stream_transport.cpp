@@ -12,7 +12,7 @@
 #include <chrono>
 #include <cstring>
 
-#include "common/msg/hmp_msg_head.h"
+#include "common/msg/records/hmp_msg_head.h"
 #include "host/transport.h"
 #include "platform/unique_fd.h"
 

@@ -1,8 +1,8 @@
 // The board at start-up: I2C, the channels' identity, calibration, and a first configuration.
 #include "common/dev/i2c/i2c_eeprom.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
-#include "common/msg/major_codes.h"
+#include "common/msg/records/major_codes.h"
+#include "common/msg/state/hmp_data.h"
 #include "common/xml/xml_post.h"
 #include "mos/meas_mgr.h"
 

@@ -3,7 +3,7 @@
 // Threads: runs once at start-up, before the sample threads.
 #pragma once
 
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 
 namespace libconfig {
 class Config;

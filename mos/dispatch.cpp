@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
-#include "common/msg/hmp_opcodes.h"
+#include "common/msg/records/hmp_opcodes.h"
+#include "common/msg/state/hmp_data.h"
 #include "mos/keeper_watch.h"
 #include "mos/meas_mgr.h"
 #include "mos/process_objects.h"

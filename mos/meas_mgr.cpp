@@ -6,7 +6,7 @@
 #include "common/acquisition/correct.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "mos/options.h"
 #include "mos/process_flags.h"
 #include "mos/process_objects.h"

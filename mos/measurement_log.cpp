@@ -6,8 +6,8 @@
 #include <string>
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
-#include "common/msg/major_codes.h"
+#include "common/msg/records/major_codes.h"
+#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace Mos {

@@ -4,7 +4,7 @@
 // Threads: that of the requests, and recovery while it holds their lock.
 #pragma once
 
-#include "common/msg/hmp_records.h"
+#include "common/msg/records/hmp_records.h"
 #include "platform/clock.h"
 
 namespace Mos {

@@ -7,9 +7,9 @@
 
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/log/capture.h"
-#include "common/msg/hmp_data.h"
-#include "common/msg/hmp_error_rep.h"
-#include "common/msg/prepare_nak.h"
+#include "common/msg/records/hmp_error_rep.h"
+#include "common/msg/state/hmp_data.h"
+#include "common/msg/state/prepare_nak.h"
 #include "platform/backend.h"
 
 namespace Mos {

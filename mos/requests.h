@@ -5,7 +5,7 @@
 
 #include "common/acquisition/averager.h"
 #include "common/acquisition/sine_correlator.h"
-#include "common/msg/hmp_msg_head.h"
+#include "common/msg/records/hmp_msg_head.h"
 
 namespace Mos {
 

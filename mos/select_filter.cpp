@@ -3,7 +3,7 @@
 
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "mos/meas_mgr.h"
 
 namespace Mos {

@@ -1,9 +1,9 @@
 // Handlers of the housekeeping requests.
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/firmware_version.h"
-#include "common/msg/hmp_data.h"
-#include "common/msg/safety_nak.h"
+#include "common/msg/state/firmware_version.h"
+#include "common/msg/state/hmp_data.h"
+#include "common/msg/state/safety_nak.h"
 #include "mos/meas_mgr.h"
 #include "mos/process_objects.h"
 #include "mos/requests.h"

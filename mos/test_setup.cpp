@@ -4,7 +4,7 @@
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "mos/meas_mgr.h"
 #include "mos/process_flags.h"
 #include "mos/process_objects.h"

@@ -1,6 +1,6 @@
 #include "simulator/host_record.h"
 
-#include "common/msg/checksum.h"
+#include "common/msg/records/checksum.h"
 
 namespace simulator {
 

@@ -8,7 +8,7 @@
 #include <optional>
 #include <span>
 
-#include "common/msg/record_layout.h"
+#include "common/msg/records/record_layout.h"
 
 namespace simulator {
 

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <utility>
 
-#include "common/msg/hmp_error_rep.h"
+#include "common/msg/records/hmp_error_rep.h"
 
 namespace simulator {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "common/msg/hmp_opcodes.h"
+#include "common/msg/records/hmp_opcodes.h"
 #include "simulator/parse.h"
 
 namespace simulator {

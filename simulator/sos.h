@@ -24,7 +24,7 @@
 #include <functional>
 #include <optional>
 
-#include "common/msg/hmp_test_setup.h"
+#include "common/msg/records/hmp_test_setup.h"
 #include "platform/clock.h"
 #include "platform/thread_safety.h"
 #include "simulator/host_record.h"

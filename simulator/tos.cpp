@@ -1,7 +1,7 @@
 #include "simulator/tos.h"
 
-#include "common/msg/hmp_opcodes.h"
-#include "common/msg/hmp_service.h"
+#include "common/msg/records/hmp_opcodes.h"
+#include "common/msg/records/hmp_service.h"
 
 namespace simulator {
 namespace {

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "common/acquisition/ranging/fixed_range.h"
-#include "common/msg/input_mode.h"
+#include "common/msg/records/input_mode.h"
 #include "host/measurement_run.h"
 #include "host/request.h"
 #include "host/road.h"

@@ -18,7 +18,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/common/msg/wire.h"
+#include "tests/common/msg/records/wire.h"
 #include "tests/integration/process.h"
 
 namespace {

@@ -21,7 +21,7 @@
 #include "common/acquisition/ranging/channel_pair.h"
 #include "common/acquisition/sample_ring.h"
 #include "common/dev/fpga/fpga_dev.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 #include "platform/fpga_driver.h"
 #include "tests/integration/process.h"

@@ -10,7 +10,7 @@
 #include "common/dev/fpga/fpga_registers.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "common/signalh/sample_rate.h"
 #include "platform/backend.h"
 #include "platform/device_fd.h"

@@ -6,7 +6,7 @@
 
 #include "common/acquisition/sample_word.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 
 using Logger::logger_mgr;
 using Logger::sinecorrelatorL;

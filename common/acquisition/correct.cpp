@@ -1,7 +1,7 @@
 #include "common/acquisition/correct.h"
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "common/xml/eeprom_dev.h"
 
 using Dev::mode_range_table_ent;

@@ -4,7 +4,7 @@
 #include <atomic>
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/input_mode.h"
+#include "common/msg/records/input_mode.h"
 #include "common/xml/eeprom_group.h"
 
 namespace acquisition {

@@ -11,7 +11,7 @@
 #include "common/electrical/elec.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 
 using Dev::mode_range_table_ent;
 using Logger::logger_mgr;

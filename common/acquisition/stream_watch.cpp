@@ -5,8 +5,8 @@
 
 #include "common/acquisition/sample_channel.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
-#include "common/msg/major_codes.h"
+#include "common/msg/records/major_codes.h"
+#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 #include "platform/guarded.h"
 

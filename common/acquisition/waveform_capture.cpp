@@ -10,7 +10,7 @@
 
 #include "common/acquisition/sample_word.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace acquisition {

@@ -5,7 +5,7 @@
 #include <numbers>
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 
 using Logger::elecL;
 using Logger::logger_mgr;

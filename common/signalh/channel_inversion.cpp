@@ -1,7 +1,7 @@
 // The FPGA inverts channels whose inputs the board has the other way round.
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "common/signalh/signal_common.h"
 #include "common/xml/eeprom_dev.h"
 

@@ -1,7 +1,7 @@
 // The filter relay of the low-voltage source. It hangs on the main module, which acknowledges what
 // it was asked for; the ramp waits until the shared state says that the relay is as it should be.
 #include "common/log/capture.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "common/signalh/signal_common.h"
 
 using Logger::Capture;

@@ -8,7 +8,7 @@
 #include "common/dev/i2c/filter_selection.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 
 namespace signalh {
 

@@ -6,9 +6,9 @@
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
-#include "common/msg/major_codes.h"
-#include "common/msg/module_id.h"
+#include "common/msg/records/major_codes.h"
+#include "common/msg/records/module_id.h"
+#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 using Dev::MeasChannel;

@@ -2,7 +2,7 @@
 
 #include <span>
 
-#include "common/msg/module_id.h"
+#include "common/msg/records/module_id.h"
 
 namespace Dev {
 namespace {

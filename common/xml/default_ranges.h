@@ -5,7 +5,7 @@
 #include <bit>
 #include <cstdint>
 
-#include "common/msg/input_mode.h"
+#include "common/msg/records/input_mode.h"
 #include "common/xml/cal_tables.h"
 
 namespace Dev {

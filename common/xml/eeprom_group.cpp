@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/module_id.h"
+#include "common/msg/records/module_id.h"
 #include "common/xml/chip_files.h"
 #include "common/xml/instrument_file.h"
 #include "common/xml/raw_image.h"

@@ -18,8 +18,8 @@
 #include <string>
 #include <vector>
 
-#include "common/msg/errorcodes.h"
-#include "common/msg/input_mode.h"
+#include "common/msg/records/input_mode.h"
+#include "common/msg/state/errorcodes.h"
 #include "common/xml/cal_tables.h"
 #include "common/xml/eeprom_chips.h"
 #include "common/xml/eeprom_links.h"

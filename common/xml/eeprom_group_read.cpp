@@ -5,8 +5,8 @@
 #include <string>
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/major_codes.h"
-#include "common/msg/module_id.h"
+#include "common/msg/records/major_codes.h"
+#include "common/msg/records/module_id.h"
 #include "common/xml/chip_files.h"
 #include "common/xml/default_ranges.h"
 #include "common/xml/eeprom_dev.h"

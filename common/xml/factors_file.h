@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "common/msg/input_mode.h"
+#include "common/msg/records/input_mode.h"
 #include "common/xml/cal_tables.h"
 
 namespace Dev {

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/major_codes.h"
+#include "common/msg/records/major_codes.h"
 #include "common/xml/chip_files.h"
 #include "common/xml/eeprom_group.h"
 #include "platform/backend.h"

@@ -5,7 +5,7 @@
 #include <chrono>
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/module_id.h"
+#include "common/msg/records/module_id.h"
 #include "common/xml/chip_files.h"
 #include "common/xml/eeprom_group.h"
 #include "common/xml/instrument_file.h"

@@ -1,7 +1,7 @@
 // Any bytes as the reply to any request: checked, and if it passes told in both forms.
 #include <cstdlib>
 
-#include "common/msg/checksum.h"
+#include "common/msg/records/checksum.h"
 #include "host/report.h"
 #include "host/request.h"
 

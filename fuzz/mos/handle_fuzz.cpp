@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <memory>
 
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "mos/meas_mgr.h"
-#include "tests/common/msg/wire.h"
+#include "tests/common/msg/records/wire.h"
 #include "tests/platform/bare_machine.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {

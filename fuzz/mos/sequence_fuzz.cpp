@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <span>
 
-#include "common/msg/hmp_opcodes.h"
-#include "common/msg/major_codes.h"
+#include "common/msg/records/hmp_opcodes.h"
+#include "common/msg/records/major_codes.h"
 #include "fuzz/children.h"
 #include "tests/mos/daemon_bench.h"
 

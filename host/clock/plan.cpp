@@ -5,7 +5,7 @@
 #include <libconfig.h++>
 
 #include "common/dev/sclk/clock_plan.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "common/signalh/sample_rate.h"
 #include "mos/daemon_config.h"
 

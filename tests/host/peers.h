@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/common/msg/wire.h"
+#include "tests/common/msg/records/wire.h"
 
 namespace test {
 

@@ -17,7 +17,7 @@
 
 #include "host/transport.h"
 #include "platform/unique_fd.h"
-#include "tests/common/msg/wire.h"
+#include "tests/common/msg/records/wire.h"
 #include "tests/integration/process.h"
 
 namespace {

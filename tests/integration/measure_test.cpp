@@ -15,7 +15,7 @@
 #include <sstream>
 #include <thread>
 
-#include "common/msg/input_mode.h"
+#include "common/msg/records/input_mode.h"
 #include "host/measurement_run.h"
 #include "host/request.h"
 #include "host/road.h"

@@ -11,7 +11,7 @@
 #include <numbers>
 
 #include "common/electrical/elec.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 #include "tests/integration/signal_path.h"
 

@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "common/msg/hmp_opcodes.h"
+#include "common/msg/records/hmp_opcodes.h"
 #include "host/hex.h"
 
 namespace test {

@@ -8,7 +8,7 @@
 #include <random>
 #include <string>
 
-#include "tests/common/msg/wire.h"
+#include "tests/common/msg/records/wire.h"
 #include "tests/integration/process.h"
 
 namespace {

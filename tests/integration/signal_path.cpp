@@ -4,8 +4,8 @@
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/eventlog.h"
 #include "common/monitor/monitor.h"
-#include "common/msg/hmp_data.h"
-#include "common/msg/hmp_error_rep.h"
+#include "common/msg/records/hmp_error_rep.h"
+#include "common/msg/state/hmp_data.h"
 #include "mos/meas_mgr.h"
 #include "platform/backend.h"
 

@@ -6,7 +6,7 @@
 #include "mos/meas_mgr.h"
 #include "simulator/root_dir.h"
 #include "tests/common/dev/i2c/board_machine.h"
-#include "tests/common/msg/wire.h"
+#include "tests/common/msg/records/wire.h"
 
 /// Serves one record; the reply, and the handler's result.
 inline test::Bytes AskManager(Mos::MeasMgr& manager, const test::Bytes& payload, int& result) {

@@ -7,11 +7,11 @@
 #include <memory>
 #include <set>
 
-#include "common/msg/hmp_data.h"
-#include "common/msg/major_codes.h"
-#include "common/msg/safety_nak.h"
+#include "common/msg/records/major_codes.h"
+#include "common/msg/state/hmp_data.h"
+#include "common/msg/state/safety_nak.h"
 #include "mos/meas_mgr.h"
-#include "tests/common/msg/wire.h"
+#include "tests/common/msg/records/wire.h"
 #include "tests/platform/bare_machine.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/dev/fpga/fpga_dev.h"
-#include "common/msg/safety_nak.h"
+#include "common/msg/state/safety_nak.h"
 #include "common/signalh/sample_rate.h"
 #include "mos/process_flags.h"
 #include "tests/mos/daemon_bench.h"

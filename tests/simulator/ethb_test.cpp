@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "common/msg/error_words.h"
-#include "common/msg/major_codes.h"
+#include "common/msg/records/error_words.h"
+#include "common/msg/records/major_codes.h"
 #include "platform/real_clock.h"
 #include "simulator/listeners.h"
 

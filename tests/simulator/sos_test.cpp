@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "common/msg/checksum.h"
-#include "common/msg/hmp_opcodes.h"
-#include "common/msg/hmp_service.h"
+#include "common/msg/records/checksum.h"
+#include "common/msg/records/hmp_opcodes.h"
+#include "common/msg/records/hmp_service.h"
 #include "simulator/tos.h"
 #include "tests/simulator/sample_fixture.h"
 

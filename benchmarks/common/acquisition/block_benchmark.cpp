@@ -16,7 +16,7 @@
 #include "common/acquisition/sample_status.h"
 #include "common/acquisition/sample_word.h"
 #include "common/electrical/elec.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 
 #ifdef Q5_FFTW3
 #include <fftw3.h>

@@ -23,7 +23,7 @@
 #include "common/calibration/phasor.h"
 #include "common/dev/fpga/fpga_registers.h"
 #include "common/dev/i2c/meas_channel.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "platform/thread_safety.h"
 
 namespace AcquisitionSystem {

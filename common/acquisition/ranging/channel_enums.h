@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "common/msg/status_flags.h"
+#include "common/msg/records/status_flags.h"
 
 namespace AcquisitionSystem {
 

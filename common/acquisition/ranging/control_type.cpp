@@ -1,7 +1,7 @@
 #include "common/acquisition/ranging/control_type.h"
 
-#include "common/msg/hmp_test_setup.h"
-#include "common/msg/input_mode.h"
+#include "common/msg/records/hmp_test_setup.h"
+#include "common/msg/records/input_mode.h"
 
 namespace AcquisitionSystem {
 

@@ -9,7 +9,7 @@
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/acquisition/sine_correlator.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/major_codes.h"
+#include "common/msg/records/major_codes.h"
 #include "platform/backend.h"
 
 namespace AcquisitionSystem {

@@ -5,7 +5,7 @@
 #include "common/dev/fpga/fpga_dev_base.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 
 namespace Dev {
 

@@ -6,7 +6,7 @@
 #include "common/dev/fpga/fpga_ramp_control.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace Dev {

@@ -3,7 +3,7 @@
 
 #include "common/dev/i2c/chip_road.h"
 #include "common/dev/i2c/device_ids.h"
-#include "common/msg/module_id.h"
+#include "common/msg/records/module_id.h"
 
 namespace Dev {
 

@@ -7,7 +7,7 @@
 #include "common/dev/i2c/device_table.h"
 #include "common/dev/i2c/i2c_bus.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace Dev {

@@ -5,7 +5,7 @@
 
 #include "common/dev/i2c/device_ids.h"
 #include "common/dev/i2c/i2c_info.h"
-#include "common/msg/module_id.h"
+#include "common/msg/records/module_id.h"
 
 namespace Dev {
 

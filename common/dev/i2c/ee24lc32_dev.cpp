@@ -6,7 +6,7 @@
 #include "common/dev/i2c/channel_words.h"
 #include "common/dev/i2c/chip_road.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/major_codes.h"
+#include "common/msg/records/major_codes.h"
 
 namespace Dev {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "common/dev/i2c/meas_channel_regs.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 
 namespace Dev {
 

@@ -10,7 +10,7 @@
 #include "common/dev/i2c/i2c_bus.h"
 #include "common/dev/i2c/i2c_mux.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace Dev {

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "common/dev/i2c/ee24lc32_dev.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 
 namespace Dev {
 namespace {

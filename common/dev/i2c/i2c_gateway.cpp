@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <iterator>
 
-#include "common/msg/module_id.h"
+#include "common/msg/records/module_id.h"
 
 namespace Dev {
 namespace {

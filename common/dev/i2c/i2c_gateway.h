@@ -5,7 +5,7 @@
 #include <span>
 
 #include "common/dev/i2c/i2c_req.h"
-#include "common/msg/hmp_service.h"
+#include "common/msg/records/hmp_service.h"
 
 namespace Dev {
 

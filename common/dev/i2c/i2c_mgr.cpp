@@ -11,7 +11,7 @@
 #include "common/dev/i2c/i2c_mux.h"
 #include "common/dev/i2c/i2c_wkr.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_opcodes.h"
+#include "common/msg/records/hmp_opcodes.h"
 
 namespace Dev {
 

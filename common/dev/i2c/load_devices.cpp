@@ -17,7 +17,7 @@
 #include "common/dev/i2c/tmp112_dev.h"
 #include "common/dev/i2c/tps659112_dev.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 
 namespace Dev {
 namespace {

@@ -1,8 +1,8 @@
 #include "common/dev/i2c/set_safety.h"
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/major_codes.h"
-#include "common/msg/safety_nak.h"
+#include "common/msg/records/major_codes.h"
+#include "common/msg/state/safety_nak.h"
 
 namespace Dev {
 

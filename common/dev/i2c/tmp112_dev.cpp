@@ -4,8 +4,8 @@
 #include "common/dev/i2c/sensor_publisher.h"
 #include "common/dev/i2c/temperature.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/major_codes.h"
-#include "common/msg/module_id.h"
+#include "common/msg/records/major_codes.h"
+#include "common/msg/records/module_id.h"
 
 namespace Dev {
 namespace {

@@ -13,7 +13,7 @@
 #include "common/dev/i2c/i2c_eeprom.h"
 #include "common/dev/i2c/sensor_publisher.h"
 #include "common/dev/sclk/spclk_dev.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "common/signalh/signal_common.h"
 #include "fuzz/common/dev/answering_devices.h"
 #include "simulator/root_dir.h"

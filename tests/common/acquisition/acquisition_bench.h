@@ -6,7 +6,7 @@
 #include <libconfig.h++>
 
 #include "common/acquisition/sample_channel.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "tests/platform/bare_machine.h"
 
 namespace acquisition_test {

@@ -10,8 +10,8 @@
 #include <thread>
 
 #include "common/acquisition/sample_channel.h"
-#include "common/msg/hmp_data.h"
-#include "common/msg/major_codes.h"
+#include "common/msg/records/major_codes.h"
+#include "common/msg/state/hmp_data.h"
 #include "tests/common/acquisition/scripted_driver.h"
 
 namespace acquisition {

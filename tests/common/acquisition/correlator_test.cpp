@@ -8,7 +8,7 @@
 #include "common/acquisition/filters.h"
 #include "common/electrical/elec.h"
 #include "tests/common/acquisition/acquisition_bench.h"
-#include "tests/common/msg/error_list.h"
+#include "tests/common/msg/state/error_list.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 
 #include "common/acquisition/sample_word.h"
 #include "common/acquisition/waveform_capture.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "tests/common/acquisition/scripted_driver.h"
 
 namespace acquisition {

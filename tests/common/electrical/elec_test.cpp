@@ -10,7 +10,7 @@
 #include <limits>
 #include <numbers>
 
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <libconfig.h++>
 #include <limits>
 
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 
 namespace {
 

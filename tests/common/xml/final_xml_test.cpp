@@ -1,7 +1,7 @@
 // Final XML files into tables, and files that are not as they should be.
 #include <bit>
 
-#include "common/msg/major_codes.h"
+#include "common/msg/records/major_codes.h"
 #include "common/xml/eeprom_dev.h"
 #include "tests/common/xml/group_bench.h"
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "common/msg/module_id.h"
+#include "common/msg/records/module_id.h"
 #include "common/xml/eeprom_group.h"
 #include "tests/common/xml/board_files.h"
 #include "tests/platform/bare_machine.h"

@@ -1,5 +1,5 @@
 // The two passes from chips to tables, the waits between the modules, and how it all ended.
-#include "common/msg/major_codes.h"
+#include "common/msg/records/major_codes.h"
 #include "common/xml/eeprom_dev.h"
 #include "common/xml/xml_post.h"
 #include "tests/common/xml/group_bench.h"

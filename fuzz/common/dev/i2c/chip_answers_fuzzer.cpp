@@ -15,8 +15,8 @@
 
 #include "common/dev/i2c/i2c_bus.h"
 #include "common/dev/i2c/i2c_dev.h"
-#include "common/msg/hmp_data.h"
-#include "common/msg/safety_nak.h"
+#include "common/msg/state/hmp_data.h"
+#include "common/msg/state/safety_nak.h"
 #include "platform/ioctl_table.h"
 #include "tests/platform/bare_machine.h"
 

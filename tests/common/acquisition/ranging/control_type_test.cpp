@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "common/msg/hmp_test_setup.h"
-#include "common/msg/input_mode.h"
+#include "common/msg/records/hmp_test_setup.h"
+#include "common/msg/records/input_mode.h"
 
 namespace {
 

@@ -19,9 +19,9 @@
 #include <vector>
 
 #include "common/dev/fpga/fpga_dev.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "platform/unique_fd.h"
-#include "tests/common/msg/error_list.h"
+#include "tests/common/msg/state/error_list.h"
 #include "tests/platform/bare_machine.h"
 
 namespace fpga_test {

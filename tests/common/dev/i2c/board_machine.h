@@ -10,13 +10,13 @@
 #include <string>
 
 #include "common/dev/i2c/i2c_mgr.h"
-#include "common/msg/hmp_data.h"
+#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 #include "platform/fake_clock.h"
 #include "platform/local.h"
 #include "simulator/control.h"
 #include "simulator/virtual_instrument.h"
-#include "tests/common/msg/error_list.h"
+#include "tests/common/msg/state/error_list.h"
 #include "tests/platform/temporary_root.h"
 
 /// A base of fixtures; the daemon's devices are process-wide, so one object a process.

@@ -19,8 +19,8 @@
 #include <vector>
 
 #include "common/dev/i2c/i2c_dev.h"
-#include "common/msg/hmp_data.h"
-#include "tests/common/msg/error_list.h"
+#include "common/msg/state/hmp_data.h"
+#include "tests/common/msg/state/error_list.h"
 #include "tests/platform/bare_machine.h"
 
 namespace i2c_test {

@@ -8,8 +8,8 @@
 #include "common/dev/i2c/filter_selection.h"
 #include "common/dev/i2c/meas_channel_regs.h"
 #include "common/dev/i2c/temperature.h"
-#include "common/msg/hmp_data.h"
-#include "tests/common/msg/error_list.h"
+#include "common/msg/state/hmp_data.h"
+#include "tests/common/msg/state/error_list.h"
 
 namespace {
 

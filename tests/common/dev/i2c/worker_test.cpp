@@ -11,8 +11,8 @@
 
 #include "common/dev/i2c/device_table.h"
 #include "common/dev/i2c/i2c_mgr.h"
-#include "common/msg/major_codes.h"
-#include "common/msg/safety_nak.h"
+#include "common/msg/records/major_codes.h"
+#include "common/msg/state/safety_nak.h"
 #include "platform/semaphore.h"
 #include "tests/common/dev/i2c/fake_bus.h"
 

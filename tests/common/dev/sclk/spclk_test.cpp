@@ -10,7 +10,7 @@
 #include "common/dev/i2c/i2c_mux.h"
 #include "common/dev/sclk/clock_registers.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/module_id.h"
+#include "common/msg/records/module_id.h"
 #include "tests/common/dev/sclk/chip_clock.h"
 #include "tests/common/dev/sclk/fake_board.h"
 

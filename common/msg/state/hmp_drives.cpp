@@ -1,0 +1,140 @@
+// The file systems of this module's card and of the other modules.
+#include <cstring>
+#include <string>
+
+#include "common/log/logger_mgr.h"
+#include "common/msg/state/hmp_data.h"
+#include "platform/backend.h"
+
+using Logger::logger_mgr;
+using Logger::systemcheckL;
+
+namespace Msg {
+namespace {
+
+struct MountPoint {
+  const char* path;
+  const char* share;
+  std::atomic<int> HMPData::*attempts;
+  std::atomic<bool> HMPData::*in_progress;
+};
+
+constexpr MountPoint kMountPoints[] = {
+    {"/mnt/main", "//192.168.42.51/Root", &HMPData::fail1, &HMPData::mount1progress},
+    {"/mnt/meas", "//192.168.42.52/Root", &HMPData::fail2, &HMPData::mount2progress},
+    {"/mnt/src", "//192.168.42.53/Root", &HMPData::fail3, &HMPData::mount3progress},
+};
+constexpr const MountPoint& kMain = kMountPoints[0];
+constexpr const MountPoint& kSource = kMountPoints[2];
+
+// A module that starts needs a while before it shares: the first calls only count.
+constexpr int kCallsBeforeMount = 5;
+
+struct Partition {
+  const char* name;
+  const char* path;
+  const char* device;
+};
+
+constexpr Partition kPartitions[] = {
+    {"p1", "/media/mmcblk0p1", "/dev/mmcblk0p1"},
+    {"p2", "/media/mmcblk0p2", "/dev/mmcblk0p2"},
+};
+constexpr int kMountRetries = 2;
+
+int Run(const std::string& command) { return platform::Machine().System(command.c_str()); }
+
+int FindMounted(std::string_view path) {
+  return Run("cat /etc/mtab|egrep -i " + std::string(path));
+}
+
+const MountPoint* FindMountPoint(std::string_view path) {
+  for (const MountPoint& point : kMountPoints) {
+    if (path == point.path) return &point;
+  }
+  return nullptr;
+}
+
+void MountPartition(const Partition& partition) {
+  if (FindMounted(partition.path) == 0) {
+    logger_mgr::print(systemcheckL, Logger::kInfo, 0, "Mounted %s on boot up \n", partition.name);
+    return;
+  }
+  const std::string command = std::string("mount ") + partition.device + " " + partition.path + " ";
+  int status = Run(command);
+  for (int attempt = 1; status != 0 && attempt <= kMountRetries; ++attempt) {
+    logger_mgr::print(systemcheckL, Logger::kWarning, 0, "mount %s fail try %d \n", partition.path,
+                      attempt);
+    logger_mgr::print(systemcheckL, Logger::kInfo, 0, "Mounting %s before initializing... \n",
+                      partition.name);
+    status = Run(command);
+  }
+}
+
+}  // namespace
+
+void HMPData::Show(int line, const char* text, int ms) const {
+  if (links_.show) links_.show(line, text, ms);
+}
+
+bool HMPData::MountBusy() {
+  if (!networkmountbusy) return false;
+  if (Run(" ps |grep -in \"mount -t cifs\"|grep -v grep") == 0) {
+    logger_mgr::print(systemcheckL, Logger::kInfo, 0, "mount busy\n");
+    return true;
+  }
+  networkmountbusy = false;
+  return false;
+}
+
+int HMPData::CheckMountPoint(const char* path, int len) {
+  if (MountBusy()) return -1;
+  return FindMounted({path, ::strnlen(path, len < 0 ? 0 : static_cast<std::size_t>(len))});
+}
+
+void HMPData::MountNetworkShare(const char* path, const char* share) {
+  const MountPoint* point = FindMountPoint(path);
+  if (point == nullptr) return;
+  std::atomic<bool>& in_progress = this->*point->in_progress;
+  const int calls = ++(this->*point->attempts);
+  logger_mgr::print(systemcheckL, Logger::kInfo, 0, "Mtab count %d %s %d \n", calls, path,
+                    in_progress.load());
+  if (calls <= kCallsBeforeMount || in_progress.exchange(true)) return;
+  const int status = Run(std::string("mount -t cifs ") + share + " " + path +
+                         " -o username=root,password=tarnid58");
+  logger_mgr::print(systemcheckL, Logger::kInfo, 0, "Mtab progress  %d %d \n", calls, status);
+  in_progress = false;
+}
+
+bool HMPData::MountModules() {
+  int status[2] = {};
+  int* result = status;
+  for (const MountPoint* point : {&kMain, &kSource}) {
+    *result = CheckMountPoint(point->path, static_cast<int>(std::strlen(point->path)));
+    if (*result > 0) MountNetworkShare(point->path, point->share);
+    ++result;
+  }
+  if (status[0] == 0 && status[1] == 0) {
+    logger_mgr::print(systemcheckL, Logger::kInfo, 0, "Mount network success \n");
+    return true;
+  }
+  logger_mgr::print(systemcheckL, Logger::kInfo, 0, "Mount network fail or busy s1 %d s2 %d \n",
+                    status[0], status[1]);
+  return false;
+}
+
+void HMPData::CheckNetworkDrives() {
+  constexpr int kShownMs = 500;
+  logger_mgr::print(systemcheckL, Logger::kInfo, 0, "SDMSG: checking sd \n");
+  const bool shown = postpass != 0;
+  if (shown) Show(2, "Checking SD", kShownMs);
+  CheckLocalDrives();
+  if (IsMeasModule()) networkmountdone = MountModules();
+  if (shown) Show(2, "");
+}
+
+void HMPData::CheckLocalDrives() {
+  for (const Partition& partition : kPartitions) MountPartition(partition);
+}
+
+}  // namespace Msg

@@ -1,0 +1,155 @@
+// What the host's requests leave behind.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "common/log/logger_mgr.h"
+#include "common/msg/state/hmp_data.h"
+
+using Logger::logger_mgr;
+using Logger::msgL;
+
+namespace Msg {
+namespace {
+
+constexpr unsigned kModeBits = 4;
+constexpr unsigned kModeMask = 0xF;
+
+constexpr Input_Mode ModeAt(unsigned modes, unsigned place) {
+  return static_cast<Input_Mode>(modes >> (place * kModeBits) & kModeMask);
+}
+
+// A demagnetisation is driven beyond the voltage that the host names; what a short cannot hold is
+// held at its end.
+constexpr short DemagVoltage(short volts) {
+  const int raised = static_cast<int>(std::trunc(volts / 0.9 + 0.5));
+  return static_cast<short>(std::min<int>(raised, std::numeric_limits<short>::max()));
+}
+
+// 100 Hz, as nearly as a float in its eighth digit. There a host that measured with range 0 stays
+// on it, so that ranges can be tested.
+bool IsRangeTestFrequency(float hertz) {
+  return hertz > 99.99998807907104 && hertz < 100.00001192092896;
+}
+
+}  // namespace
+
+void HMPData::SetSourceMode() { sourcemode = static_cast<short>(source & kModeMask); }
+
+void HMPData::SetModeInfo() {
+  const unsigned modes = static_cast<unsigned>(source) >> kModeBits & 0xFFF;
+  modeinfo = static_cast<short>(modes);
+  const Input_Mode source_mode = ModeAt(modes, 0);
+  srcCh3_mode = source_mode == Off ? ACDC_Current : source_mode;
+  const bool swapped = swapchannels == 1;
+  measCh1_mode = ModeAt(modes, swapped ? 2 : 1);
+  measCh2_mode = ModeAt(modes, swapped ? 1 : 2);
+}
+
+void HMPData::SetCurrentMsg(short opcode) { currentmsg = opcode; }
+
+short HMPData::GetCurrentMsg() const { return currentmsg; }
+
+void HMPData::SetTestParams(const HmpIniTestParamReq& request) {
+  resonatortuningtest = false;
+  testype = request.testype;
+  source = request.voltsrc;
+  SetSourceMode();
+  SetModeInfo();
+  SetCurrentMsg(request.opcode);
+  const short volts = testype == TEST_DEMAG ? DemagVoltage(request.voltmax) : request.voltmax;
+  voltmax = volts;
+  maxval = volts;
+  volttarget = volts;
+}
+
+void HMPData::SetTestParams(const HmpIniTestParamReqI& request) {
+  resonatortuningtest = false;
+  testype = request.testype;
+  source = request.currentsrc;
+  ilimit = request.ilimit;
+  vlimit = static_cast<unsigned short>(request.vlimit / 10);
+  SetCurrentMsg(request.opcode);
+  SetSourceMode();
+  SetModeInfo();
+  ampmax = request.ampmax;
+  maxval = request.ampmax;
+}
+
+void HMPData::SetTestParams(const HmpUpdTestParamReq& request) {
+  previousvolttarget = volttarget.load();
+  previoustestpolarity = testPolarity.load();
+  previousvoltscal = voltscal.load();
+  previouscurange = curange.load();
+  previousfrequency = frequency.load();
+
+  modesw1 = static_cast<short>(request.modesw1);
+  acdctest = request.acdctest;
+  testPolarity = request.polarity;
+  volttarget = request.volttarget;
+  voltscal = static_cast<short>(request.voltscal);
+  curange = request.curange;
+  const float hertz = request.frequency;
+  const bool range_test = IsRangeTestFrequency(hertz);
+  if (range_test && previouscurange == 0) {
+    curange = 0;
+    logger_mgr::print(msgL, Logger::kInfo, 0,
+                      "%s.%d: Frequency:%f Setting curange to %d for range testing\n", __func__,
+                      __LINE__, double{hertz}, 0);
+  }
+  if (range_test && previousvoltscal == 0) {
+    voltscal = 0;
+    logger_mgr::print(msgL, Logger::kInfo, 0,
+                      "%s.%d: Frequency:%f Setting voltscal to %d for range testing\n", __func__,
+                      __LINE__, double{hertz}, 0);
+  }
+  SetFrequency(testype == TEST_DEMAG ? hertz / 2 : hertz);
+  SetCurrentMsg(request.opcode);
+}
+
+void HMPData::SetTestParams(const HmpUpdTestParamReqI& request) {
+  previousampmax = ampmax.load();
+  previoustestpolarity = testPolarity.load();
+  previousampscal = ampscal.load();
+  previousvoltrange = voltrange.load();
+  previousfrequency = frequency.load();
+
+  modesw1 = static_cast<short>(request.modesw1);
+  acdctest = request.acdctest;
+  testPolarity = request.polarity;
+  if (request.amp != 0) voltmax = request.amp;
+  ampscal = static_cast<short>(request.ampscal);
+  voltrange = request.voltrange;
+  SetFrequency(float{request.frequency});
+  SetCurrentMsg(request.opcode);
+}
+
+void HMPData::SetTestParams(const HmpStopTestReq& request) {
+  SetLineFrequency(0);
+  SetCurrentMsg(request.opcode);
+}
+
+void HMPData::SetTestParams(const HmpPauseTestReq& request) { SetCurrentMsg(request.opcode); }
+
+void HMPData::StoreMsg3Params(short source_word, short volts) {
+  source = source_word;
+  SetSourceMode();
+  SetModeInfo();
+  voltmax = volts;
+}
+
+void HMPData::StoreMsg33Params(short source_word, short amps) {
+  source = source_word;
+  SetSourceMode();
+  SetModeInfo();
+  ampmax = amps;
+}
+
+void HMPData::ResetVariables() {
+  if (!IsMeasModule()) return;
+  firstUpdate = false;
+  SetStartTest(false);
+  curange = 0;
+}
+
+}  // namespace Msg

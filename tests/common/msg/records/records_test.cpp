@@ -1,0 +1,176 @@
+#include "common/msg/records/hmp_records.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "common/log/logger_mgr.h"
+#include "tests/common/msg/records/wire.h"
+
+namespace {
+
+using test::As;
+using test::Bytes;
+using test::BytesOf;
+using test::WireRecord;
+using testing::HasSubstr;
+
+// A work buffer as the dispatcher hands it out, but dirty: the request's header, then what was
+// there.
+template <class Reply>
+Bytes DirtyBuffer(int opcode) {
+  Bytes buffer(sizeof(Reply), 0xEE);
+  Bytes request = WireRecord(opcode, {9, 9});
+  std::copy_n(request.begin(), 6, buffer.begin());
+  return buffer;
+}
+
+TEST(Records, AckAlone) {
+  Bytes buffer = DirtyBuffer<Msg::HmpUpdTestParamRep>(0x04);
+  As<Msg::HmpUpdTestParamRep>(buffer)->SetAck();
+  EXPECT_EQ(buffer, WireRecord(-4, {6}));
+
+  buffer = DirtyBuffer<Msg::HmpUpdTestParamRep>(0x04);
+  As<Msg::HmpUpdTestParamRep>(buffer)->SetAckInProgress();
+  EXPECT_EQ(buffer, WireRecord(-4, {23}));
+}
+
+TEST(Records, AckWithData) {
+  Bytes buffer = DirtyBuffer<Msg::HmpAckProgressRep>(0x46);
+  auto* progress = As<Msg::HmpAckProgressRep>(buffer);
+  progress->InitPayload();
+  progress->status[0] = static_cast<std::int16_t>(0x8123);
+  progress->SetAck();
+  Bytes payload(41);
+  payload[0] = 6;
+  payload[1] = 0x23;
+  payload[2] = 0x81;
+  EXPECT_EQ(buffer, WireRecord(0xFFBA, payload));
+  EXPECT_EQ(buffer[2], 0xBA);
+  EXPECT_EQ(buffer[3], 0xFF);
+}
+
+// The three result replies share a base; each clears and sums its own length.
+template <class Reply>
+void ExpectResult(int opcode, std::size_t size) {
+  Bytes buffer = DirtyBuffer<Reply>(opcode);
+  auto* result = As<Reply>(buffer);
+  result->InitPayload();
+  EXPECT_EQ(int{result->len}, static_cast<int>(size) - 8);
+  result->ranging = 0x1234;
+  result->acamps = -2.0F;  // 0xC0000000
+  result->filtersel = 0x0201;
+  result->SetAck();
+  Bytes payload(size - 8);
+  payload[0] = 6;
+  payload[1] = 0x34;
+  payload[2] = 0x12;
+  payload[25 - 6 + 3] = 0xC0;
+  payload[151 - 6] = 0x01;
+  payload[152 - 6] = 0x02;
+  EXPECT_EQ(buffer, WireRecord(-opcode, payload));
+}
+
+TEST(Records, Results) {
+  ExpectResult<Msg::HmpTestRsltRep>(0x06, 155);
+  ExpectResult<Msg::HmpTestRsltExtRep>(0x16, 167);
+  ExpectResult<Msg::HmpTestRsltExtExtRep>(0x26, 179);
+}
+
+TEST(Records, MiscConfigTextsEndInTheirFields) {
+  Bytes buffer = DirtyBuffer<Msg::HmpMiscConfigRep>(0x38);
+  auto* misc = As<Msg::HmpMiscConfigRep>(buffer);
+  misc->InitPayload();
+  misc->SetCalibrationDueDate("a text of more than sixteen");
+  misc->SetCalibrationDate("2024-05-06");
+  misc->SetCalibrationDate("2025");
+  misc->SetLineFrequency(0.5F);  // 0x3F000000
+  misc->SetAck();
+  Bytes payload(167);
+  payload[0] = 6;
+  std::string_view("2025").copy(reinterpret_cast<char*>(&payload[1]), 4);
+  std::string_view("a text of more t").copy(reinterpret_cast<char*>(&payload[18]), 16);
+  payload[38] = 0x3F;
+  EXPECT_EQ(buffer, WireRecord(-0x38, payload));
+  misc->SetCalibrationDate(nullptr);
+  EXPECT_EQ(misc->calibdate[0], 0);
+}
+
+TEST(Records, ShortNak) {
+  Bytes buffer = DirtyBuffer<Msg::HmpNakRep>(0x05);
+  auto* nak = As<Msg::HmpNakRep>(buffer);
+  nak->SetErrCode(0x0123);
+  EXPECT_EQ(BytesOf(nak, nak->GetSize()), WireRecord(-5, {21, 0x23, 0x01}));
+
+  Msg::NakEdata0E details{};
+  details.safety = 0x0102;
+  details.sync = 1;
+  details.maxv_exc = 2;
+  nak->SetErrCode(details);
+  Bytes payload(23);
+  std::copy_n(Bytes{21, 14, 0, 0x02, 0x01, 1}.begin(), 6, payload.begin());
+  payload[22] = 2;
+  EXPECT_EQ(BytesOf(nak, nak->GetSize()), WireRecord(-5, payload));
+}
+
+TEST(Records, OpcodeTableHasTheSizesOfTheWireFormat) {
+  struct {
+    int opcode, request, reply;
+  } const cases[] = {{0x03, 40, 9},   {0x04, 30, 9},   {0x05, 8, 9},   {0x06, 12, 155},
+                     {0x07, 8, 9},    {0x16, 12, 167}, {0x17, 44, 9},  {0x1A, 36, 9},
+                     {0x1B, 10, 9},   {0x1D, 12, 9},   {0x1F, 8, 169}, {0x21, 76, 9},
+                     {0x26, 12, 179}, {0x27, 8, 9},    {0x28, 18, 9},  {0x33, 40, 9},
+                     {0x34, 30, 9},   {0x35, 12, 9},   {0x36, 12, 9},  {0x37, 8, 9},
+                     {0x38, 8, 175},  {0x46, 8, 49},   {0x50, 30, 29}, {0xFD, 8, 0}};
+  EXPECT_EQ(Msg::Messages().size(), std::size(cases));
+  for (const auto& c : cases) {
+    const Msg::Message* found = Msg::FindMessage(static_cast<std::int16_t>(c.opcode));
+    ASSERT_NE(found, nullptr) << c.opcode;
+    EXPECT_EQ(found->opcode, c.opcode);
+    EXPECT_EQ(found->request->size, c.request) << c.opcode;
+    EXPECT_EQ(found->reply == nullptr ? 0 : found->reply->size, c.reply) << c.opcode;
+    EXPECT_EQ(Msg::FindMessage(static_cast<std::int16_t>(-c.opcode)), found);
+  }
+  for (int unknown : {0, 1, 2, 0x08, 0x47, 0xFC, 0xFE, 32767, -32768}) {
+    EXPECT_EQ(Msg::FindMessage(static_cast<std::int16_t>(unknown)), nullptr) << unknown;
+  }
+}
+
+std::string ShownAt(int level, const auto& record) {
+  Logger::logger_mgr::SetModuleLevel(Logger::msgL, level);
+  testing::internal::CaptureStderr();
+  record.Show(6);
+  Logger::logger_mgr::SetModuleLevel(Logger::msgL, 0);
+  return testing::internal::GetCapturedStderr();
+}
+
+TEST(Records, ShowEveryKindOfField) {
+  Bytes bytes =
+      WireRecord(0x1A, {1,    0,    0xFF, 0xFF, 3, 0, 0, 0, 0, 0, 0,    0,    0,    0,
+                        0x48, 0x42, 9,    0,    0, 0, 1, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF});
+  std::string log = ShownAt(6, *As<Msg::HmpSetSampParamReq>(bytes));
+  EXPECT_THAT(log, HasSubstr("<HmpSetSampParamReq src=1 dst=2 opcode=26 0x001A len=28 "
+                             "sigmeasrefclk=1 sigmeassclk=-1 sigmeasenclk0=3 "));
+  EXPECT_THAT(log, HasSubstr(" freq=50 adcclkpersamp=9 samppercyc=65536 "));
+  EXPECT_THAT(log, HasSubstr(" freqjumpsize=-2 "));
+  EXPECT_EQ(ShownAt(5, *As<Msg::HmpSetSampParamReq>(bytes)), "");
+
+  Msg::HmpFPDisplayReq display{};
+  std::memcpy(display.line1, "not ended, 16 ch", 16);
+  std::memcpy(display.line2, "a\nb%s", 5);
+  log = ShownAt(6, display);
+  EXPECT_THAT(log, HasSubstr(" line1=\"not ended, 16 ch\" line2=\"a.b%s\" "));
+  Msg::HmpSetTimeOfDayReq time{};
+  time.secondsSinceEpoch = 4294967295U;
+  EXPECT_THAT(ShownAt(6, time), HasSubstr("secondsSinceEpoch=4294967295 "));
+}
+
+TEST(Records, ShowALongRecordOverSeveralLinesWithoutLoss) {
+  Bytes bytes(sizeof(Msg::HmpTestRsltExtExtRep), 0xBB);
+  std::string log = ShownAt(6, *As<Msg::HmpTestRsltExtExtRep>(bytes));
+  for (const Msg::Field& field : Msg::LayoutOf<Msg::HmpTestRsltExtExtRep>::kLayout.fields) {
+    EXPECT_THAT(log, HasSubstr(std::string(" ") + field.name + "="));
+  }
+  EXPECT_THAT(log, testing::EndsWith("/>\n"));
+}
+
+}  // namespace

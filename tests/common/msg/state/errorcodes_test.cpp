@@ -1,0 +1,341 @@
+// The daemon's list of error words, and what the NAK record makes of it.
+#include "common/msg/state/errorcodes.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <libconfig.h++>
+#include <thread>
+
+#include "common/log/logger_mgr.h"
+#include "common/msg/records/hmp_error_rep.h"
+#include "common/msg/state/hmp_data.h"
+#include "common/msg/state/prepare_nak.h"
+#include "tests/common/msg/records/wire.h"
+#include "tests/common/msg/state/error_list.h"
+
+namespace {
+
+using Msg::Errorcodes;
+using Msg::HmpErrorRep;
+using Words = std::vector<int>;
+using ::ListOf;
+
+Words ListOf(const HmpErrorRep& record) {
+  Words words;
+  for (int i = 0; i < record.count; ++i) words.push_back(record.ecodes[i] & 0xFFFF);
+  return words;
+}
+
+HmpErrorRep RecordOf(const Words& words) {
+  HmpErrorRep record{};
+  record.opcode = 6;
+  for (const int word : words) record.ecodes[record.count++] = static_cast<short>(word);
+  return record;
+}
+
+TEST(MajorCodes, HaveNumbersAndNames) {
+  EXPECT_EQ(std::size(Msg::kMajorCodes), 408u);
+  const struct {
+    int code;
+    const char* name;
+  } cases[] = {
+      {1, "NAK_MCODE_UNUSED"},
+      {70, "NAK_MCODE_SOS_RAMPDNVOLT"},
+      {448, "NAK_MCODE_UNKNOWNMSG"},
+      {603, "NAK_MCODE_FPFPGA_RELAY_RESET"},
+      {1218, "NAK_MCODE_MAX_MOS_VOLTAGE"},
+      {1536, "NAK_MCODE_BOOT_SMBUS"},
+      {1834, "NAK_MCODE_ERR_CODE_POST_TMUP"},
+      {4095, "NAK_MCODE_MAX"},
+  };
+  for (const auto& c : cases) EXPECT_STREQ(Msg::MajorCodeName(c.code), c.name);
+  for (const int none : {-1, 0, 9, 31, 1835, 4094, 4096, 65535}) {
+    EXPECT_EQ(Msg::MajorCodeName(none), nullptr) << none;
+  }
+}
+
+TEST(ErrorList, BeginsWithItsModule) {
+  for (const auto& [module, word] : {std::pair{0, 1}, {1, 2}, {2, 3}, {3, 1}}) {
+    Errorcodes errors(module);
+    EXPECT_EQ(errors.CopyErrorCodes().errorindex, -1);
+    EXPECT_FALSE(errors.ReportError());
+    EXPECT_EQ(errors.GetErrorIndex(), 1);
+    EXPECT_FALSE(errors.ReportError());
+    errors.SetErrorCode(74);
+    errors.SetErrorCode(74);
+    EXPECT_TRUE(errors.ReportError());
+    EXPECT_EQ(ListOf(errors), (Words{word, 74, 74}));
+    errors.ClearErrorCodes();
+    EXPECT_FALSE(errors.ReportError());
+    EXPECT_EQ(errors.CopyErrorCodes().errorindex, -1);
+  }
+}
+
+TEST(ErrorList, KeepsTheDataOfAWord) {
+  const struct {
+    const char* what;
+    void (*add)(Errorcodes&);
+    Words words;
+  } cases[] = {
+      {"none", [](Errorcodes& e) { e.SetErrorCode(200, 0); }, {200}},
+      {"the low bits only", [](Errorcodes& e) { e.SetErrorCode(0x50C8, 0, 9); }, {200}},
+      {"two", [](Errorcodes& e) { e.SetErrorCode(200, 2, -1, 7); }, {0x20C8, 0xFFFF, 7}},
+      {"fewer given than told", [](Errorcodes& e) { e.SetErrorCode(200, 15, 5); }, {0x10C8, 5}},
+      {"more given than told", [](Errorcodes& e) { e.SetErrorCode(200, 1, 5, 6); }, {0x10C8, 5}},
+      {"less than none", [](Errorcodes& e) { e.SetErrorCode(200, -1, 5); }, {200}},
+      {"60 Hz", [](Errorcodes& e) { e.SetFrequencyError(328, 60.9F); }, {0x1148, 60}},
+      {"1 Hz", [](Errorcodes& e) { e.SetFrequencyError(328, 1.0F); }, {0x1148, 1}},
+      {"0.05 Hz", [](Errorcodes& e) { e.SetFrequencyError(328, 0.05F); }, {0x2148, 1, 500}},
+      {"too high", [](Errorcodes& e) { e.SetFrequencyError(328, 1e9F); }, {0x1148, 32767}},
+      {"too low", [](Errorcodes& e) { e.SetFrequencyError(328, -INFINITY); }, {0x2148, 1, 0x8000}},
+      {"no number", [](Errorcodes& e) { e.SetFrequencyError(328, NAN); }, {0x1148, 0}},
+  };
+  for (const auto& c : cases) {
+    Errorcodes errors(Msg::MEAS_MODULE);
+    c.add(errors);
+    Words expected = {2};
+    expected.insert(expected.end(), c.words.begin(), c.words.end());
+    EXPECT_EQ(ListOf(errors), expected) << c.what;
+  }
+}
+
+TEST(ErrorList, NeverGrowsPast64Words) {
+  for (const int words : {63, 64, 65, 1000}) {
+    Errorcodes errors(Msg::MEAS_MODULE);
+    for (int i = 1; i <= words; ++i) errors.SetErrorCode(static_cast<short>(i));
+    const Words list = ListOf(errors);
+    ASSERT_EQ(list.size(), 64u);
+    EXPECT_EQ(list[62], 62);
+    EXPECT_EQ(list[63], words);  // the newest has the last place
+  }
+  for (int before = 58; before <= 64; ++before) {  // words in the list when one with data comes
+    SCOPED_TRACE(before);
+    Errorcodes errors(Msg::MEAS_MODULE);
+    for (int i = 1; i < before; ++i) errors.SetErrorCode(7);
+    errors.SetErrorCode(200, 4, 1, 2, 3, 4);
+    const Words list = ListOf(errors);
+    const int fitting = std::clamp(63 - before, 0, 4);
+    const int place = std::min(before, 63);
+    EXPECT_EQ(static_cast<int>(list.size()), place + 1 + fitting);
+    EXPECT_EQ(list.at(static_cast<std::size_t>(place)), fitting << 12 | 200);
+    EXPECT_LE(list.size(), 64u);
+  }
+}
+
+TEST(ErrorList, TellsCodesFromData) {
+  Errorcodes errors(Msg::MEAS_MODULE);
+  EXPECT_TRUE(errors.IsErrorCodeNew(2));
+  errors.SetErrorCode(200, 1, 74);
+  EXPECT_TRUE(errors.IsErrorCodeNew(2));  // the module, not a code
+  EXPECT_TRUE(errors.IsErrorCodeNew(74));
+  EXPECT_FALSE(errors.IsErrorCodeNew(0x10C8));
+}
+
+TEST(StickyErrors, OutliveTheListAndJoinItOnce) {
+  Errorcodes errors(Msg::MEAS_MODULE);
+  EXPECT_FALSE(errors.IsStickyError());
+  errors.SetStickyError(385);
+  errors.SetStickyError(200, 2, 385, 74);
+  errors.SetErrorCode(9);
+  errors.ClearErrorCodes();
+  EXPECT_TRUE(errors.IsStickyError());
+  EXPECT_FALSE(errors.ReportError());
+  errors.SetErrorCode(385);
+  for (int i = 0; i < 2; ++i) {
+    errors.CopyStickyErrors();
+    EXPECT_EQ(ListOf(errors), (Words{2, 385, 0x20C8, 385, 74}));
+  }
+}
+
+TEST(StickyErrors, HaveRoomForTen) {
+  for (int before = 0; before <= 12; ++before) {
+    SCOPED_TRACE(before);
+    Errorcodes errors(Msg::MEAS_MODULE);
+    for (int i = 1; i <= before; ++i) errors.SetStickyError(static_cast<short>(i));
+    errors.SetStickyError(200, 3, 51, 52, 53);
+    errors.CopyStickyErrors();
+    const Words list = ListOf(errors);
+    const int place = std::min(before, 9) + 1;
+    const int fitting = std::clamp(9 - before, 0, 3);
+    ASSERT_EQ(static_cast<int>(list.size()), place + 1 + fitting);
+    EXPECT_EQ(list.at(static_cast<std::size_t>(place)), fitting << 12 | 200);
+  }
+}
+
+TEST(StickyErrors, StopAtTheEndOfTheList) {
+  Errorcodes errors(Msg::MEAS_MODULE);
+  errors.SetStickyError(200, 3, 51, 52, 53);
+  errors.SetStickyError(201);
+  for (int i = 1; i < 62; ++i) errors.SetErrorCode(7);
+  errors.CopyStickyErrors();
+  Words list = ListOf(errors);
+  ASSERT_EQ(list.size(), 64u);
+  EXPECT_EQ(list[62], 0x10C8);
+  EXPECT_EQ(list[63], 51);
+}
+
+TEST(BootErrors, AreClearedAndOthersKeepTheirPlaces) {
+  Errorcodes only_boot(Msg::MEAS_MODULE);
+  only_boot.SetErrorCode(1536, 2, 74, 75);
+  only_boot.SetErrorCode(1805);
+  only_boot.ClearBootErrorCodes();
+  EXPECT_FALSE(only_boot.ReportError());
+  EXPECT_EQ(only_boot.CopyErrorCodes().errorindex, -1);
+
+  Errorcodes mixed(Msg::MEAS_MODULE);
+  mixed.SetErrorCode(1537);
+  mixed.SetErrorCode(200, 1, 1600);  // data that looks like a boot code
+  mixed.SetErrorCode(1548, 1, 200);
+  mixed.SetErrorCode(1535);
+  mixed.ClearBootErrorCodes();
+  EXPECT_EQ(ListOf(mixed), (Words{2, 0, 0x10C8, 1600, 0, 0, 1535}));
+  mixed.ClearBootErrorCodes();
+  EXPECT_EQ(ListOf(mixed), (Words{2, 0, 0x10C8, 1600, 0, 0, 1535}));
+}
+
+TEST(ErrorList, PrintsItsWords) {
+  Errorcodes errors(Msg::MEAS_MODULE);
+  testing::internal::CaptureStderr();
+  errors.PrintErrorCodes();
+  errors.SetErrorCode(200, 1, -1);
+  errors.PrintErrorCodes();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "0x2 0x10c8 0xffff  <--ecodes\n");
+}
+
+TEST(ErrorList, TakesWordsFromManyThreads) {
+  Errorcodes errors(Msg::MEAS_MODULE);
+  {
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < 4; ++t) {
+      threads.emplace_back([&errors] {
+        for (int i = 0; i < 500; ++i) {
+          errors.SetErrorCode(200, 2, i, i);
+          errors.SetStickyError(385);
+          errors.CopyStickyErrors();
+          if (i % 50 == 0) errors.ClearErrorCodes();
+          errors.ClearBootErrorCodes();
+        }
+      });
+    }
+  }
+  const Words list = ListOf(errors);
+  ASSERT_LE(list.size(), 64u);
+  for (std::size_t i = 1; i < list.size(); ++i) {
+    if ((list[i] & 0xFFF) != 200 || list[i] >> 12 != 2 || i + 2 >= list.size()) continue;
+    EXPECT_EQ(list[i + 1], list[i + 2]);  // words of one error stay together
+    i += 2;
+  }
+}
+
+TEST(NakRecord, TakesAsManyWordsAsFit) {
+  for (const auto& [before, n, copied] :
+       {std::tuple{0, 0, 0}, {0, 64, 64}, {0, 70, 64}, {60, 10, 4}, {64, 1, 0}}) {
+    HmpErrorRep record = RecordOf(Words(static_cast<std::size_t>(before), 7));
+    const std::vector<short> words(70, 9);
+    EXPECT_EQ(record.CopyHMPErrorCodes(words.data(), n), copied + 1);
+    EXPECT_EQ(int{record.count}, before + copied);
+    EXPECT_FALSE(record.ChksmInvalid());
+  }
+}
+
+TEST(NakRecord, FindsTheHighestCode) {
+  const struct {
+    Words words;
+    int major;
+  } cases[] = {
+      {{2}, -1},
+      {{2, 74, 448, 75}, 448},
+      {{2, 0x204A, 3000, 3001, 75}, 75},  // data is no code
+      {{2, 4095, 74}, 74},
+      {{2, 4095}, -1},
+      {{2, 74, 0xF000 | 75, 2000}, 75},  // a count beyond the list
+  };
+  for (const auto& c : cases) {
+    HmpErrorRep record = RecordOf(c.words);
+    record.SetMajorError();
+    EXPECT_EQ(record.GetMajorErrorCode(), c.major);
+    EXPECT_EQ(int{record.count}, static_cast<int>(c.words.size()));
+  }
+}
+
+TEST(NakRecord, ShiftsItsListOnce) {
+  HmpErrorRep record = RecordOf({2, 74, 75});
+  for (int i = 0; i < 2; ++i) {
+    record.ShiftErrorCodes();
+    EXPECT_EQ(ListOf(record), (Words{0, 2, 74, 75}));
+    EXPECT_FALSE(record.ChksmInvalid());
+  }
+  Words full(64, 7);
+  full[62] = 8;
+  record = RecordOf(full);
+  record.ShiftErrorCodes();
+  EXPECT_EQ(int{record.count}, 64);
+  EXPECT_EQ(int{record.ecodes[0]}, 0);
+  EXPECT_EQ(int{record.ecodes[63]}, 8);
+}
+
+TEST(NakRecord, TellsAFrequency) {
+  HmpErrorRep record = RecordOf({});
+  record.SetFrequencyError(Msg::NAK_MOS_ERR, 328, 0.25F, 1, 9);
+  record.SetFrequencyError(Msg::NAK_SOS_ERR, 327, 400.0F, 0);
+  EXPECT_EQ(ListOf(record), (Words{2, 0x3148, 1, 2500, 9, 0x1147, 400}));
+  for (int i = 0; i < 100; ++i) record.SetFrequencyError(Msg::NAK_MOS_ERR, 328, 0.25F, 0);
+  EXPECT_EQ(int{record.count}, 64);
+}
+
+TEST(UserErrors, HaveAMajorCodeForEachBit) {
+  HmpErrorRep record = RecordOf({2, 0x1090, 0x41});
+  EXPECT_EQ(record.GetMajorErr(144, 1), 65535);  // not set up yet
+  HmpErrorRep::InitMajorErrors();
+  HmpErrorRep::InitMajorErrors();
+  const struct {
+    int code;
+    Words data;
+    int major;
+  } cases[] = {
+      {144, {0x41}, 838},   {149, {1}, 832},        {145, {0x10, 2}, 772}, {150, {32}, 773},
+      {146, {3}, 961},      {151, {2}, 960},        {147, {2}, 898},       {152, {4}, 897},
+      {148, {0x80}, 1163},  {153, {0xFF}, 1163},    {254, {0x8000}, 1041}, {254, {0xFFFF}, 1041},
+      {254, {0x4000}, 899}, {254, {64, 128}, 1037}, {144, {0x80}, 65535},  {144, {}, 65535},
+      {154, {8}, 65535},    {155, {32}, 65535},     {74, {1}, 65535},      {4095, {1}, 65535},
+  };
+  for (const auto& c : cases) {
+    Words words = {2, static_cast<int>(c.data.size()) << 12 | c.code};
+    words.insert(words.end(), c.data.begin(), c.data.end());
+    words.push_back(74);
+    record = RecordOf(words);
+    EXPECT_EQ(record.GetMajorErr(static_cast<short>(c.code), 1), c.major) << c.code;
+  }
+  record = RecordOf({2, 0x109A, 8, 0x209B, 32, 64});
+  EXPECT_EQ(record.ParseErrorData(1), 899);
+  EXPECT_EQ(record.ParseErrorData(3), 1042);
+  for (const int index : {-1, 0, 6, 64, 1000}) EXPECT_EQ(record.ParseErrorData(index), 65535);
+  record = RecordOf(Words(64, 0xF000 | 254));  // the last words count beyond the record
+  EXPECT_EQ(record.ParseErrorData(63), 65535);
+}
+
+TEST(PrepareNak, JoinsTheListToTheReply) {
+  libconfig::Config config;
+  Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
+  ASSERT_NE(Msg::ghmp, nullptr);
+  HmpErrorRep record = RecordOf({99, 99});
+  int nak = 0;
+  PrepareNak(Msg::NAK_MOS_ERR, nak, &record, "nothing yet\n");
+  EXPECT_EQ(nak, 1);
+  EXPECT_EQ(int{record.opcode}, -6);
+  EXPECT_EQ(ListOf(record), Words{});
+
+  Msg::ghmp->SetErrorCode(328, 1, 60);
+  PrepareNak(Msg::NAK_MOS_ERR, nak, &record, "joins what stands there\n");
+  EXPECT_EQ(ListOf(record), (Words{2, 0x1148, 60}));
+  PrepareNak(Msg::NAK_MOS_ERR, nak, &record, "again\n");
+  EXPECT_EQ(ListOf(record), (Words{2, 0x1148, 60, 2, 0x1148, 60}));
+  EXPECT_EQ(int{record.opcode}, -6);
+  EXPECT_FALSE(record.ChksmInvalid());
+  nak = 0;
+  PrepareNak(Msg::NAK_MOS_ERR, nak, &record, "a new reply\n");
+  EXPECT_EQ(ListOf(record), (Words{2, 0x1148, 60}));
+}
+
+}  // namespace

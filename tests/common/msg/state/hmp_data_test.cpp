@@ -1,0 +1,468 @@
+// The shared test state: kinds of test, what requests leave behind, flags.
+#include "common/msg/state/hmp_data.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <libconfig.h++>
+#include <set>
+#include <string>
+#include <thread>
+
+namespace {
+
+using Msg::HMPData;
+using Predicate = bool (HMPData::*)() const;
+
+class HmpData : public testing::Test {
+ protected:
+  libconfig::Config config;
+  HMPData data{config, Msg::MEAS_MODULE};
+  HMPData source_data{config, Msg::SOURCE_MODULE};
+};
+
+TEST_F(HmpData, BeginsAsATestOfNothing) {
+  EXPECT_EQ(data.modeinfo, 0x120);
+  EXPECT_TRUE(data.IsDFRTest());
+  EXPECT_EQ(data.chpolarity[0] + data.chpolarity[1], 2);
+  EXPECT_EQ(data.GetLineFrequency(), (m3x64_num{0, 0, 1}));
+  EXPECT_FLOAT_EQ(data.demagcurrent, 5.0F);
+  EXPECT_TRUE(data.erramp_ctrl_loop && data.networkmountbusy);
+  EXPECT_TRUE(data.IsMeasModule() && !data.IsSourceModule() && !data.IsMainModule());
+}
+
+TEST_F(HmpData, KindsFollowTheSourceMode) {
+  const struct {
+    Predicate predicate;
+    std::set<int> modes;
+  } cases[] = {
+      {&HMPData::IsInternalHVVoltageTest, {0}}, {&HMPData::IsExternalVoltageTest, {1}},
+      {&HMPData::IsInternalLVVoltageTest, {2}}, {&HMPData::IsInternalDCCurrentTest, {3}},
+      {&HMPData::IsInternalDCLVTest, {5}},      {&HMPData::IsInternalACCurrentTest, {6}},
+      {&HMPData::CurrentTest, {3, 6}},          {&HMPData::IsInternalLVTest, {2, 5}},
+      {&HMPData::VoltageTest, {0, 2, 5}},       {&HMPData::IsDCTest, {3, 5}},
+  };
+  for (int mode = 0; mode < 16; ++mode) {
+    data.StoreMsg3Params(static_cast<short>(0x7F0 | mode), 10);
+    for (const auto& c : cases) EXPECT_EQ((data.*c.predicate)(), c.modes.contains(mode)) << mode;
+  }
+}
+
+TEST_F(HmpData, KindsFollowTheTestType) {
+  const struct {
+    Predicate predicate;
+    std::set<int> types;
+  } cases[] = {
+      {&HMPData::Rule1Filter, {7}},
+      {&HMPData::Rule2Filter, {0, 1, 3, 4, 6, 10, 12, 14, 15, 16}},
+      {&HMPData::Rule3Filter, {2, 5, 8, 9, 11, 13, 16, 17}},
+      {&HMPData::IsOLTCDRMTest, {19}},
+      {&HMPData::IsLineSyncTracker, {1}},
+      {&HMPData::IsMultiSampleRangingTest, {0, 1, 2, 3, 5, 6, 7, 14, 15, 18}},
+  };
+  data.frequency = 0.5F;
+  data.vlfthreshold = 1;
+  for (const int type : {-32768, -1, 0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11,   12,   13,
+                         14,     15, 16, 17, 18, 19, 20, 21, 31, 32, 33, 39, 64, 1000, 32767}) {
+    data.testype = static_cast<short>(type);
+    for (const auto& c : cases) {
+      EXPECT_EQ((data.*c.predicate)(), c.types.contains(type)) << type;
+    }
+    EXPECT_EQ(HMPData::IsHVTest(type), (std::set{0, 1, 4, 6, 7, 14, 15}.contains(type)));
+    EXPECT_EQ(HMPData::IsCurrentTest(type), (std::set{8, 9, 17}.contains(type)));
+    EXPECT_EQ(data.IsVLFTest(), type != 16);
+    const char* name = HMPData::GetTestType(type);
+    EXPECT_EQ(name != nullptr, (type >= 0 && type <= 17) || type == 20) << type;
+  }
+  EXPECT_STREQ(HMPData::GetTestType(7), "TEST_HVVFPF");
+  EXPECT_STREQ(HMPData::GetTestType(17), "TEST_WR_FOR_DEMAG");
+  data.testype = 0;
+  data.SetManualRampTest(true);
+  EXPECT_FALSE(data.IsMultiSampleRangingTest());
+}
+
+TEST_F(HmpData, KindsFollowTheFrequency) {
+  data.vlfthreshold = 1;
+  const struct {
+    float hertz;
+    bool vlf, fft, line_sync, special;
+    int multiplier;
+  } cases[] = {
+      {0.999F, true, true, false, true, 1},   {1.0F, false, true, false, true, 1},
+      {40.0F, false, true, false, true, 1},   {40.01F, false, true, false, false, 1},
+      {46.99F, false, true, false, false, 1}, {47.0F, false, true, true, false, 1},
+      {63.0F, false, true, true, false, 1},   {63.01F, false, true, false, false, 1},
+      {70.0F, false, true, false, true, 1},   {800.0F, false, true, false, true, 1},
+      {800.1F, false, true, false, true, 2},  {900.0F, false, true, false, true, 2},
+      {900.1F, false, false, false, true, 2},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.hertz);
+    data.SetFrequency(c.hertz);
+    data.testype = 7;
+    EXPECT_EQ(data.IsVLFTest(), c.vlf);
+    EXPECT_EQ(data.SpecialVLFReset(), c.vlf);
+    EXPECT_EQ(data.AreFFTsRequired(), c.fft);
+    EXPECT_EQ(data.IsSpecialHaldenRamp(), c.special);
+    EXPECT_EQ(data.VoltageMultiplier(), c.multiplier);
+    EXPECT_FALSE(data.IsLineSyncTestNG());
+    data.testype = 3;
+    EXPECT_FALSE(data.IsSpecialHaldenRamp());
+    EXPECT_EQ(data.IsLineSyncTestNG(), c.line_sync);
+  }
+  data.SetFFT900(1);
+  EXPECT_TRUE(data.AreFFTsRequired());
+}
+
+TEST_F(HmpData, RampsFollowTheFrequencyThatTheSourceRunsAt) {
+  data.vlfthreshold = 1;
+  data.frequency = 400.0F;
+  data.previousfrequency = 15.0F;
+  const struct {
+    int message;
+    bool first_update, timer_up, above, timer_down;
+  } cases[] = {
+      {4, false, true, false, true},   // nothing runs yet
+      {4, true, false, false, false},  // still at 15 Hz
+      {7, true, false, true, false},   // stops from 400 Hz
+      {0x27, false, false, true, false}, {5, false, false, false, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.message);
+    data.SetCurrentMsg(static_cast<short>(c.message));
+    data.firstUpdate = c.first_update;
+    EXPECT_EQ(data.HVTimerRampUp(), c.timer_up);
+    EXPECT_EQ(data.IsFrequencyAboveMinimumRamp(), c.above);
+    EXPECT_EQ(data.IsTimerRampDown(), c.timer_down);
+  }
+  data.frequency = 20.0F;
+  EXPECT_TRUE(data.HVTimerRampUp());
+  data.sourcemode = 2;
+  EXPECT_FALSE(data.HVTimerRampUp());
+}
+
+TEST_F(HmpData, SourceWordNamesTheModes) {
+  const struct {
+    int source, swap, mode, info, source_mode, channel1, channel2;
+  } cases[] = {
+      {0x0120, 0, 0, 0x012, 2, 1, 0},     {0x0120, 1, 0, 0x012, 2, 0, 1},
+      {0x1203, 0, 3, 0x120, 1, 2, 1},     {0x1203, 1, 3, 0x120, 1, 1, 2},
+      {0x1203, 2, 3, 0x120, 1, 2, 1},  // only 1 swaps
+      {0xFFFF, 0, 15, 0xFFF, 15, 15, 15},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.source);
+    data.swapchannels = c.swap;
+    data.StoreMsg33Params(static_cast<short>(c.source), 300);
+    EXPECT_EQ(data.sourcemode, c.mode);
+    EXPECT_EQ(data.modeinfo, c.info);
+    EXPECT_EQ(int{data.srcCh3_mode}, c.source_mode);
+    EXPECT_EQ(int{data.measCh1_mode}, c.channel1);
+    EXPECT_EQ(int{data.measCh2_mode}, c.channel2);
+    EXPECT_EQ(data.ampmax, 300);
+  }
+}
+
+TEST_F(HmpData, KindsFollowTheInputModes) {
+  const struct {
+    int source;
+    bool ttr, dfr, dfr_on_source;
+  } cases[] = {
+      {0x2210, true, false, false}, {0x1210, false, true, false}, {0x2110, false, false, true}};
+  for (const auto& c : cases) {
+    for (HMPData* each : {&data, &source_data})
+      each->StoreMsg3Params(static_cast<short>(c.source), 1);
+    EXPECT_EQ(data.IsTTRTest(), c.ttr);
+    EXPECT_EQ(data.IsDFRTest(), c.dfr);
+    EXPECT_EQ(source_data.IsDFRTest(), c.dfr_on_source);
+    data.testype = 2;
+    EXPECT_FALSE(data.WriteDFRSpecialRegister());
+    data.sourcemode = 2;
+    EXPECT_EQ(data.WriteDFRSpecialRegister(), c.dfr);
+  }
+}
+
+TEST_F(HmpData, SetUpOfAVoltageTest) {
+  Msg::HmpIniTestParamReq request{};
+  request.opcode = 3;
+  request.testype = 7;
+  request.voltsrc = 0x1200;
+  request.voltmax = 90;
+  data.resonatortuningtest = true;
+  data.SetTestParams(request);
+  EXPECT_FALSE(data.resonatortuningtest);
+  EXPECT_EQ(data.testype, 7);
+  EXPECT_TRUE(data.IsDFRTest());
+  EXPECT_EQ(data.GetCurrentMsg(), 3);
+  for (const auto& [volts, stored] : {std::pair{90, 100}, {0, 0}, {10, 11}, {32767, 32767}}) {
+    request.testype = 16;
+    request.voltmax = static_cast<short>(volts);
+    data.SetTestParams(request);
+    EXPECT_EQ(data.voltmax, stored);
+    EXPECT_EQ(data.maxval, stored);
+    EXPECT_EQ(data.volttarget, stored);
+  }
+}
+
+TEST_F(HmpData, SetUpOfACurrentTest) {
+  Msg::HmpIniTestParamReqI request{};
+  request.opcode = 0x33;
+  request.testype = 9;
+  request.currentsrc = 0x1303;
+  request.ampmax = 25;
+  request.ilimit = 65535;
+  request.vlimit = 65535;
+  data.voltmax = 77;
+  data.SetTestParams(request);
+  EXPECT_TRUE(data.IsInternalDCCurrentTest());
+  EXPECT_EQ(data.ampmax, 25);
+  EXPECT_EQ(data.maxval, 25);
+  EXPECT_EQ(data.voltmax, 77);
+  EXPECT_EQ(data.ilimit, 65535);
+  EXPECT_EQ(data.vlimit, 6553);
+}
+
+TEST_F(HmpData, UpdateOfAVoltageTestKeepsWhatWasBefore) {
+  Msg::HmpUpdTestParamReq request{};
+  request.opcode = 4;
+  request.modesw1 = 0x8002;
+  request.polarity = 1;
+  request.volttarget = 120;
+  request.voltscal = 3;
+  request.curange = 5;
+  request.frequency = 60.0F;
+  data.SetTestParams(request);
+  EXPECT_TRUE(data.IsDCOffsetEnabled());
+  EXPECT_FALSE(data.IsFilterEnabled());
+  EXPECT_TRUE(data.IsHmpUpdateMsg());
+  request.volttarget = 200;
+  request.polarity = 0;
+  request.voltscal = 4;
+  request.curange = 6;
+  request.frequency = 50.0F;
+  data.SetTestParams(request);
+  EXPECT_EQ(data.previousvolttarget, 120);
+  EXPECT_EQ(data.previoustestpolarity, 1);
+  EXPECT_EQ(data.previousvoltscal, 3);
+  EXPECT_EQ(data.previouscurange, 5);
+  EXPECT_FLOAT_EQ(data.previousfrequency, 60.0F);
+  EXPECT_EQ(data.volttarget, 200);
+  EXPECT_FLOAT_EQ(data.GetFrequency(), 50.0F);
+  data.testype = 16;
+  data.SetTestParams(request);
+  EXPECT_FLOAT_EQ(data.GetFrequency(), 25.0F);
+}
+
+TEST_F(HmpData, RangeZeroStaysAtOneHundredHertz) {
+  const struct {
+    float hertz;
+    int before_current, before_voltage, current, voltage;
+  } cases[] = {
+      {100.0F, 0, 0, 0, 0},       {100.0F, 0, 2, 0, 8}, {100.0F, 2, 0, 9, 0},
+      {100.0F, 1, 1, 9, 8},       {99.0F, 0, 0, 9, 8},  {101.0F, 0, 0, 9, 8},
+      {99.9999847F, 0, 0, 9, 8},  // the next float but one
+      {100.0000153F, 0, 0, 9, 8},
+  };
+  for (const auto& c : cases) {
+    Msg::HmpUpdTestParamReq request{};
+    request.frequency = c.hertz;
+    request.curange = 9;
+    request.voltscal = 8;
+    data.curange = static_cast<short>(c.before_current);
+    data.voltscal = static_cast<short>(c.before_voltage);
+    data.SetTestParams(request);
+    EXPECT_EQ(data.curange, c.current) << c.hertz;
+    EXPECT_EQ(data.voltscal, c.voltage) << c.hertz;
+  }
+}
+
+TEST_F(HmpData, UpdateOfACurrentTest) {
+  Msg::HmpUpdTestParamReqI request{};
+  request.opcode = 0x34;
+  request.modesw1 = 1;
+  request.amp = 0;
+  request.ampscal = 3;
+  request.voltrange = 4;
+  request.frequency = 70.0F;
+  data.voltmax = 77;
+  data.ampmax = 12;
+  data.SetTestParams(request);
+  EXPECT_TRUE(data.IsFilterEnabled());
+  EXPECT_EQ(data.voltmax, 77);
+  EXPECT_EQ(data.previousampmax, 12);
+  request.amp = 30;
+  data.SetTestParams(request);
+  EXPECT_EQ(data.voltmax, 30);
+  EXPECT_EQ(data.previousampscal, 3);
+  EXPECT_EQ(data.previousvoltrange, 4);
+  EXPECT_FLOAT_EQ(data.previousfrequency, 70.0F);
+}
+
+TEST_F(HmpData, StopAndPause) {
+  data.SetLineFrequency(60);
+  EXPECT_EQ(data.GetLineFrequency(), (m3x64_num{60, 0, 1}));
+  Msg::HmpStopTestReq stop{};
+  stop.opcode = 7;
+  data.SetTestParams(stop);
+  EXPECT_EQ(data.GetLineFrequency(), (m3x64_num{0, 0, 1}));
+  EXPECT_TRUE(data.IsHmpStopMsg());
+  Msg::HmpPauseTestReq pause{};
+  pause.opcode = 0x27;
+  data.SetTestParams(pause);
+  EXPECT_TRUE(data.IsHmpPauseMsg());
+  EXPECT_FALSE(data.IsHmpStopMsg());
+
+  data.SetStartTest(true);
+  data.firstUpdate = true;
+  data.curange = 3;
+  data.ResetVariables();
+  EXPECT_FALSE(data.IsTestStarted() || data.firstUpdate);
+  EXPECT_EQ(data.curange, 0);
+}
+
+TEST_F(HmpData, AnExactFrequencyIsKept) {
+  data.SetFrequency(m3x64_num{59, 999, 1000});
+  EXPECT_FLOAT_EQ(data.GetFrequency(), 59.999F);
+  EXPECT_EQ(data.GetLineFrequency(), (m3x64_num{59, 999, 1000}));
+  data.SetFrequency(m3x64_num{50, 1, 0});
+  EXPECT_FLOAT_EQ(data.GetFrequency(), 50.0F);
+}
+
+TEST_F(HmpData, ChannelsThatThereAreNotAreLeftAlone) {
+  for (const int channel : {-1, 2, 1000}) {
+    data.SetRangingInfo(channel, 5.0F);
+    data.SetFilter(channel, 5);
+    data.SetPolarity(channel, 5);
+    data.IncrMaxSampleRepetitions(channel);
+    data.IncrPowerSanityFail(channel);
+    data.SetCPLDRevInfo(channel, 5, 5);
+    EXPECT_EQ(data.SetEarlyDCOffset(channel), -1);
+    EXPECT_EQ(data.ClearEarlyDCOffset(channel), -1);
+    EXPECT_EQ(data.GetRangingInfo(channel), 0.0F);
+    EXPECT_EQ(data.GetMaxSampleRepetitions(channel), 0);
+    EXPECT_FALSE(data.GetEarlyDCOffset(channel));
+  }
+  for (const int channel : {0, 1}) {
+    data.SetRangingInfo(channel, 1.5F + static_cast<float>(channel));
+    data.SetFilter(channel, static_cast<short>(3 + channel));
+    data.SetPolarity(channel, -1);
+    data.SetCPLDRevInfo(channel, static_cast<short>(0x10 + channel), 2);
+    for (int i = 0; i <= channel; ++i) data.IncrMaxSampleRepetitions(channel);
+    for (int i = 0; i <= channel; ++i) data.IncrPowerSanityFail(channel);
+  }
+  EXPECT_EQ(data.GetRangingInfo(0), 1.5F);
+  EXPECT_EQ(data.GetRangingInfo(1), 2.5F);
+  EXPECT_EQ(data.GetFilter(1), 4);
+  EXPECT_EQ(data.chpolarity[1], -1);
+  EXPECT_EQ(data.GetCPLDID(1), 0x11);
+  EXPECT_EQ(data.ch2cpldrev, 2);
+  EXPECT_EQ(data.GetMaxSampleRepetitions(1), 2);
+  EXPECT_EQ(data.GetPowerSanityFail(0), 1);
+  data.ResetMaxSampleRepetitions();
+  EXPECT_EQ(data.GetMaxSampleRepetitions(1), 0);
+  EXPECT_EQ(data.GetPowerSanityFail(1), 2);
+}
+
+TEST_F(HmpData, StatusTellsThatItChanged) {
+  data.SetMeasurementStatus(0);
+  EXPECT_FALSE(data.meas_status_change);
+  data.SetMeasurementStatus(5);
+  EXPECT_TRUE(data.meas_status_change);
+}
+
+TEST_F(HmpData, PowerStageErrorsCarryTheTuning) {
+  auto last = [this] {
+    const auto list = data.CopyErrorCodes();
+    return std::vector<short>(list.words.begin() + 1, list.words.begin() + list.errorindex);
+  };
+  data.SetPSOCErrors(705, 10, 11);
+  EXPECT_EQ(last(), (std::vector<short>{0x22C1, 10, 11}));
+  for (short i = 0; i < 7; ++i) data.StoreTuningChanges(i, static_cast<short>(-i));
+  EXPECT_EQ(data.tuningindex, 5);
+  data.ClearErrorCodes();
+  data.SetPSOCErrors(705, 1, 2, 3, 4);
+  EXPECT_EQ(last(), (std::vector<short>{static_cast<short>(0xE2C1), 1, 2, 3, 4, 0, 0, 1, -1, 2, -2,
+                                        3, -3, 6, -6}));
+  data.ClearErrorCodes();
+  data.tuningindex = 6;
+  data.SetPSOCErrors(705, 1, 2);
+  EXPECT_FALSE(data.ReportError());
+}
+
+TEST_F(HmpData, ConsumerFlagIsHeldUntilTheLastHasLetGo) {
+  EXPECT_FALSE(data.GetConsumerFlag());
+  data.ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
+  data.ChangeConsumerFlag(true, Msg::eConsChanger_ACQ_CH1);
+  data.ChangeConsumerFlag(true, Msg::eConsChanger_ACQ_CH1);
+  data.ChangeConsumerFlag(false, Msg::eConsChanger_ACQ_CH2);
+  data.ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
+  EXPECT_TRUE(data.GetConsumerFlag());
+  data.ChangeConsumerFlag(false, Msg::eConsChanger_ACQ_CH1);
+  EXPECT_FALSE(data.GetConsumerFlag());
+}
+
+TEST_F(HmpData, ThreadsChangeTheirOwnBitsOfTheConsumerFlag) {
+  {
+    std::vector<std::jthread> threads;
+    for (const unsigned changer : {1u, 2u, 4u, 8u}) {
+      threads.emplace_back([this, changer] {
+        for (int i = 0; i < 1000; ++i) data.ChangeConsumerFlag(i % 2 == 0, changer);
+        data.ChangeConsumerFlag(changer != 2, changer);
+      });
+    }
+  }
+  EXPECT_EQ(data.resetConsumer, 13u);
+}
+
+TEST_F(HmpData, EarlyDcOffsetNeedsBothChannels) {
+  EXPECT_EQ(data.SetEarlyDCOffset(0), 0);
+  data.SetEarlyDCOffset(0);
+  EXPECT_FALSE(data.GetEarlyDCOffset());
+  EXPECT_FALSE(data.GetTransitionToEarlyDCOffset());
+  data.SetEarlyDCOffset(1);
+  EXPECT_TRUE(data.GetEarlyDCOffset() && data.GetMeasEarlyDCOffset());
+  EXPECT_TRUE(data.GetTransitionToEarlyDCOffset());
+  EXPECT_FALSE(data.GetTransitionToEarlyDCOffset());  // once for each transition
+  data.SetEarlyDCOffset(1);
+  EXPECT_FALSE(data.GetTransitionToEarlyDCOffset());
+
+  data.ClearEarlyDCOffset(1);
+  EXPECT_TRUE(data.GetEarlyDCOffset(0));
+  EXPECT_FALSE(data.GetEarlyDCOffset() || data.GetMeasEarlyDCOffset());
+  data.SetEarlyDCOffset(1);
+  data.ClearMeasEarlyDCOffset();
+  EXPECT_TRUE(data.GetEarlyDCOffset());
+  EXPECT_FALSE(data.GetTransitionToEarlyDCOffset());
+  data.ClearEarlyDCOffset();
+  EXPECT_FALSE(data.GetEarlyDCOffset(0) || data.GetEarlyDCOffset(1));
+
+  // the source module waits for the measurement module too
+  for (const int channel : {0, 1}) source_data.SetEarlyDCOffset(channel);
+  EXPECT_TRUE(source_data.GetEarlyDCOffset());
+  source_data.measearlyDCoffset = false;
+  EXPECT_FALSE(source_data.GetEarlyDCOffset());
+}
+
+TEST_F(HmpData, RampNeedsLeaveFromAll) {
+  data.vlfthreshold = 1;
+  for (int bits = 0; bits < 32; ++bits) {
+    const bool allowed = bits & 1;
+    const bool paused = bits & 2;
+    const bool offset = bits & 4;
+    const bool relay = bits & 8;
+    const bool vlf = bits & 16;
+    data.SetRampAllowed(allowed);
+    data.SetCurrentMsg(paused ? 0x27 : 4);
+    data.ClearEarlyDCOffset();
+    if (offset) data.SetEarlyDCOffset(0);
+    if (offset) data.SetEarlyDCOffset(1);
+    data.SetLVSFilterRelay(relay);
+    data.SetFrequency(vlf ? 0.1F : 50.0F);
+    for (const int phase : {0, 1}) {
+      const bool expected = allowed && !paused && relay && (offset || (vlf && phase == 1));
+      EXPECT_EQ(data.IsItGoodToRamp(phase), expected) << bits << " " << phase;
+    }
+  }
+}
+
+}  // namespace
