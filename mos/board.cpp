@@ -1,5 +1,6 @@
 // The board at start-up: I2C, the channels' identity, calibration, and a first configuration.
-#include "common/dev/i2c/i2c_eeprom.h"
+#include "common/dev/i2c/chips/i2c_eeprom.h"
+#include "common/dev/i2c/chips/register_drivers.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
@@ -21,6 +22,7 @@ constexpr int kChannels[] = {0, 1};
 }  // namespace
 
 int MeasMgr::StartBoard(int revision) {
+  Dev::RegisterDrivers();
   if (_i2cMgr.Init(Msg::MEAS_MODULE, revision) < 0) return -1;
   if (_i2cMgr.Start() != 0) return -1;
   IdentifyChannels();

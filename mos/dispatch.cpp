@@ -8,10 +8,10 @@
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/hmp_opcodes.h"
 #include "common/msg/state/hmp_data.h"
+#include "mos/handlers/requests.h"
 #include "mos/keeper_watch.h"
 #include "mos/meas_mgr.h"
 #include "mos/process_objects.h"
-#include "mos/requests.h"
 #include "platform/guarded.h"
 #include "platform/timed_calls.h"
 

@@ -11,7 +11,7 @@
 
 #include "common/dev/fpga/allok_drop.h"
 #include "common/dev/fpga/fpga_dev.h"
-#include "common/dev/i2c/i2c_mgr.h"
+#include "common/dev/i2c/bus/i2c_mgr.h"
 #include "common/log/build_info.h"
 #include "common/log/eventlog.h"
 #include "common/log/logger_mgr.h"

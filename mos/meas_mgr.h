@@ -16,7 +16,7 @@
 
 #include "common/acquisition/acquisition.h"
 #include "common/dev/fpga/fpga_dev.h"
-#include "common/dev/i2c/i2c_mgr.h"
+#include "common/dev/i2c/bus/i2c_mgr.h"
 #include "common/dev/sclk/spclk_dev.h"
 #include "common/msg/records/hmp_error_rep.h"
 #include "common/msg/records/hmp_records.h"

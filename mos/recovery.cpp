@@ -10,9 +10,9 @@
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
+#include "mos/handlers/requests.h"
 #include "mos/meas_mgr.h"
 #include "mos/process_objects.h"
-#include "mos/requests.h"
 #include "platform/backend.h"
 #include "platform/timed_calls.h"
 

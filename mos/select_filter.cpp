@@ -4,6 +4,7 @@
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
+#include "common/signalh/filter_selection.h"
 #include "mos/meas_mgr.h"
 
 namespace Mos {
@@ -45,7 +46,7 @@ int MeasMgr::SelectFilter(float frequency, bool exec_sequence1) {
   for (int channel : {0, 1}) {
     const MeasChCfgReg* base = channel == 0 ? bases.channel1 : bases.channel2;
     if (base != nullptr) {
-      const MeasChCfgReg config = base->SelectFilter(frequency, _rev);
+      const MeasChCfgReg config = signalh::SelectFilter(*base, frequency, _rev);
       filters[channel] = config.GetFilter();
       results[channel] = SetMeasChCfgReg(channel, config, exec_sequence1);
     }

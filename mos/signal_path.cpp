@@ -3,7 +3,7 @@
 #include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/channel_pair.h"
 #include "common/dev/fpga/fpga_dev.h"
-#include "common/dev/i2c/i2c_eeprom.h"
+#include "common/dev/i2c/chips/i2c_eeprom.h"
 #include "common/electrical/elec.h"
 #include "common/log/logger_mgr.h"
 #include "mos/meas_mgr.h"

@@ -5,10 +5,10 @@
 #include <cmath>
 #include <cstdint>
 
-#include "common/dev/i2c/filter_selection.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
+#include "common/signalh/filter_selection.h"
 
 namespace signalh {
 
@@ -95,7 +95,7 @@ int DetermineFilter(float freq) {
   const bool enabled = ghmp->IsFilterEnabled();
   logger_mgr::print(signalhL, kInfo, 0, "%s: filterenable %d frequency %f testype:%d \n", __func__,
                     enabled ? 1 : 0, static_cast<double>(freq), ghmp->testype.load());
-  return enabled ? Dev::FilterByRule(freq) : Dev::kLegacyFilter;
+  return enabled ? FilterByRule(freq) : kLegacyFilter;
 }
 
 float GetNyquistFreq() {

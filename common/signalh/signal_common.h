@@ -10,9 +10,9 @@
 #include <atomic>
 #include <functional>
 
-#include "common/dev/i2c/i2c_mgr.h"
-#include "common/dev/i2c/meas_channel.h"
-#include "common/dev/i2c/meas_channel_regs.h"
+#include "common/dev/i2c/bus/i2c_mgr.h"
+#include "common/dev/i2c/front_end/meas_channel.h"
+#include "common/dev/i2c/front_end/meas_channel_regs.h"
 
 class SignalCommon {
  public:

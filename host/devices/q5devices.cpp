@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "common/dev/i2c/device_table.h"
+#include "common/dev/i2c/bus/device_table.h"
 #include "common/log/build_info.h"
 #include "host/exit_status.h"
 #include "simulator/control_server.h"

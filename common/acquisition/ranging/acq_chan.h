@@ -22,7 +22,7 @@
 #include "common/acquisition/sample_channel.h"
 #include "common/calibration/phasor.h"
 #include "common/dev/fpga/fpga_registers.h"
-#include "common/dev/i2c/meas_channel.h"
+#include "common/dev/i2c/front_end/meas_channel.h"
 #include "common/msg/state/hmp_data.h"
 #include "platform/thread_safety.h"
 

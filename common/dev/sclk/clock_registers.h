@@ -6,7 +6,7 @@
 
 #include <memory>
 
-#include "common/dev/i2c/si5338_registers.h"
+#include "common/dev/i2c/chips/si5338_registers.h"
 #include "common/dev/sclk/clock_params.h"
 #include "common/dev/sclk/multisynth.h"
 

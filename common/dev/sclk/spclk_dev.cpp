@@ -7,7 +7,7 @@
 #include <mutex>
 
 #include "common/dev/fpga/waveform_source.h"
-#include "common/dev/i2c/device_table.h"
+#include "common/dev/i2c/bus/device_table.h"
 #include "common/dev/sclk/clock_plan.h"
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"

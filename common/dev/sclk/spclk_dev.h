@@ -9,7 +9,7 @@
 #include <memory>
 
 #include "common/dev/fpga/fpga_dev.h"
-#include "common/dev/i2c/si5338_dev.h"
+#include "common/dev/i2c/chips/si5338_dev.h"
 #include "common/dev/sclk/clock_params.h"
 
 namespace Dev {

@@ -10,8 +10,9 @@
 #include "common/dev/fpga/driver_version.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/dev/fpga/waveform_source.h"
-#include "common/dev/i2c/i2c_eeprom.h"
-#include "common/dev/i2c/sensor_publisher.h"
+#include "common/dev/i2c/bus/sensor_publisher.h"
+#include "common/dev/i2c/chips/i2c_eeprom.h"
+#include "common/dev/i2c/chips/register_drivers.h"
 #include "common/dev/sclk/spclk_dev.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/signalh/signal_common.h"
@@ -40,6 +41,7 @@ class Board {
     devices.SetClock(clock_);
     Msg::HMPData::GetHMPData(settings_, Msg::MEAS_MODULE);
     EXPECT(files_.Claim(machine_.root.Path()).empty() && files_.WriteFiles({}).empty());
+    Dev::RegisterDrivers();
     EXPECT(i2c.Init(Msg::MEAS_MODULE, kRevision) == 0);
     for (const int channel : {0, 1}) Msg::ghmp->SetCPLDRevInfo(channel, 0x1093, 0);
     i2c.appndDevTbl(Msg::MEAS_MODULE, kRevision);

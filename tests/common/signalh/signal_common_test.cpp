@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "common/dev/fpga/fpga_dev.h"
-#include "common/dev/i2c/front_end_chips.h"
+#include "common/dev/i2c/chips/front_end_chips.h"
 #include "tests/common/dev/i2c/board_machine.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "common/dev/i2c/i2c_mgr.h"
+#include "common/dev/i2c/bus/i2c_mgr.h"
 #include "tests/common/dev/i2c/fake_bus.h"
 
 namespace {

@@ -13,8 +13,9 @@
 #include <memory>
 #include <span>
 
-#include "common/dev/i2c/i2c_bus.h"
-#include "common/dev/i2c/i2c_dev.h"
+#include "common/dev/i2c/bus/i2c_bus.h"
+#include "common/dev/i2c/bus/i2c_dev.h"
+#include "common/dev/i2c/chips/register_drivers.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/msg/state/safety_nak.h"
 #include "platform/ioctl_table.h"
@@ -65,6 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   machine.clock.SetAutoAdvance(true);
   static libconfig::Config config;
   Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
+  Dev::RegisterDrivers();
   Dev::I2cDev::LoadI2cDevices(Msg::MEAS_MODULE, 4);
   static const int bus = Dev::OpenBus(2);
   tape = {data, size};

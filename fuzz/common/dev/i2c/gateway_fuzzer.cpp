@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "common/dev/i2c/i2c_gateway.h"
-#include "common/dev/i2c/i2c_mgr.h"
+#include "common/dev/i2c/bus/i2c_gateway.h"
+#include "common/dev/i2c/bus/i2c_mgr.h"
 #include "libs/zmb/src/zmb_message.h"
 #include "tests/platform/bare_machine.h"
 

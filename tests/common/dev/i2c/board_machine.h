@@ -9,7 +9,8 @@
 #include <libconfig.h++>
 #include <string>
 
-#include "common/dev/i2c/i2c_mgr.h"
+#include "common/dev/i2c/bus/i2c_mgr.h"
+#include "common/dev/i2c/chips/register_drivers.h"
 #include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 #include "platform/fake_clock.h"
@@ -35,6 +36,7 @@ class BoardMachine {
   /// Loads the devices and starts the worker, as the daemon does.
   void StartBoard() {
     const int revision = static_cast<int>(config.board_revision);
+    Dev::RegisterDrivers();
     ASSERT_EQ(i2c.Init(Msg::MEAS_MODULE, revision), 0);
     for (int channel : {0, 1}) {
       const auto id = static_cast<short>(config.cpld.at(static_cast<std::size_t>(channel)).id);

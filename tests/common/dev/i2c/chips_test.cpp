@@ -4,9 +4,9 @@
 #include <map>
 #include <tuple>
 
-#include "common/dev/i2c/ee24lc32_dev.h"
-#include "common/dev/i2c/i2c_dev.h"
-#include "common/dev/i2c/sensor_publisher.h"
+#include "common/dev/i2c/bus/i2c_dev.h"
+#include "common/dev/i2c/bus/sensor_publisher.h"
+#include "common/dev/i2c/chips/ee24lc32_dev.h"
 #include "tests/common/dev/i2c/board_machine.h"
 
 namespace {

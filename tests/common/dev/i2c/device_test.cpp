@@ -2,8 +2,9 @@
 // its steps fails.
 #include <gtest/gtest.h>
 
-#include "common/dev/i2c/device_table.h"
-#include "common/dev/i2c/i2c_mux.h"
+#include "common/dev/i2c/bus/device_table.h"
+#include "common/dev/i2c/bus/i2c_mux.h"
+#include "common/dev/i2c/chips/register_drivers.h"
 #include "tests/common/dev/i2c/fake_bus.h"
 
 namespace {
@@ -75,6 +76,7 @@ TEST(DeviceTable, IsTheBoardsOwn) {
 void ExpectLoaded(int i2cswitch, int channel2) {
   const Board board;
   Msg::ghmp->i2cswitch = i2cswitch;
+  Dev::RegisterDrivers();
   I2cDev::LoadI2cDevices(Msg::MEAS_MODULE, 3);
   const std::size_t count = I2cDev::GetDevices().size();
   EXPECT_GE(count, 1u);
@@ -92,6 +94,7 @@ void ExpectLoaded(int i2cswitch, int channel2) {
     EXPECT_EQ(device->GetRevision(), 3) << key;
     EXPECT_EQ(device->Path().ToString(), PathOf(*wired, channel2)) << key;
   }
+  Dev::RegisterDrivers();
   I2cDev::LoadI2cDevices(Msg::SOURCE_MODULE, 3);
   EXPECT_EQ(I2cDev::GetDevices().size(), count) << "the second load adds nothing";
   EXPECT_EQ(I2cDev::GetDevice("0.5.8.1"), nullptr);

@@ -18,7 +18,8 @@
 #include <utility>
 #include <vector>
 
-#include "common/dev/i2c/i2c_dev.h"
+#include "common/dev/i2c/bus/i2c_dev.h"
+#include "common/dev/i2c/chips/register_drivers.h"
 #include "common/msg/state/hmp_data.h"
 #include "tests/common/msg/state/error_list.h"
 #include "tests/platform/bare_machine.h"
@@ -176,6 +177,7 @@ struct Board {
   }
   /// The table's devices are loaded and gone again, so that a test's own are alone on the buses.
   static void ClearDevices() {
+    Dev::RegisterDrivers();
     Dev::I2cDev::LoadI2cDevices(Msg::MEAS_MODULE, 3);
     Dev::I2cDev::DelDevices();
   }

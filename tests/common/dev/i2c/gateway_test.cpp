@@ -1,11 +1,11 @@
 // Requests from other programs.
-#include "common/dev/i2c/i2c_gateway.h"
+#include "common/dev/i2c/bus/i2c_gateway.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
 
-#include "common/dev/i2c/i2c_mgr.h"
+#include "common/dev/i2c/bus/i2c_mgr.h"
 #include "libs/zmb/src/zmb_message.h"
 #include "tests/common/dev/i2c/fake_bus.h"
 #include "tests/libs/zmb/zmb_fixture.h"

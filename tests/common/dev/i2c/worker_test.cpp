@@ -1,6 +1,6 @@
 // The I2C worker: scanning by hand on the test's thread, where every outcome is one, and requests
 // with the worker's own thread.
-#include "common/dev/i2c/i2c_wkr.h"
+#include "common/dev/i2c/bus/i2c_wkr.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +9,8 @@
 #include <set>
 #include <thread>
 
-#include "common/dev/i2c/device_table.h"
-#include "common/dev/i2c/i2c_mgr.h"
+#include "common/dev/i2c/bus/device_table.h"
+#include "common/dev/i2c/bus/i2c_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/safety_nak.h"
 #include "platform/semaphore.h"

@@ -6,8 +6,8 @@
 #include <cmath>
 #include <limits>
 
-#include "common/dev/i2c/i2c_bus.h"
-#include "common/dev/i2c/i2c_mux.h"
+#include "common/dev/i2c/bus/i2c_bus.h"
+#include "common/dev/i2c/bus/i2c_mux.h"
 #include "common/dev/sclk/clock_registers.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/module_id.h"

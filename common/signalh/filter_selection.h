@@ -1,0 +1,28 @@
+// Which anti-alias filter a measurement channel takes for a signal.
+//
+// The rules follow the kind of the test in `ghmp`; frequencies are in hertz. Threads: those that
+// set up tests.
+#pragma once
+
+#include "common/dev/i2c/front_end/meas_channel_regs.h"
+
+namespace signalh {
+
+inline constexpr int kNoFilter = 1;
+inline constexpr int kLegacyFilter = 2;
+inline constexpr int kTestModeFilter = 15;
+
+/// The legacy filter below 70 Hz, else 0 for no choice.
+int LegacyFilter(float freq);
+
+/// The filter of the R3 boards, 3 to 14: by the test where that alone decides, else by the
+/// frequency, each bound inclusive. kTestModeFilter for a frequency that is not a number.
+int FilterSelectionR3(float freq);
+
+/// By the rule of the present test, filtering being on; the legacy filter for tests without a rule.
+int FilterByRule(float freq);
+
+/// `base` with the filter for a signal of `freq` hertz on a board of `revision`.
+Dev::MeasChCfgReg SelectFilter(const Dev::MeasChCfgReg& base, float freq, int revision);
+
+}  // namespace signalh

@@ -1,0 +1,182 @@
+// Handlers of the relays and leads of a test: they tell which high-voltage divider stands in front
+// of a channel, and that the channels can take their ranges.
+#include <iterator>
+#include <string>
+
+#include "common/acquisition/correct.h"
+#include "common/acquisition/range_table.h"
+#include "common/acquisition/ranging/acq_ch_following.h"
+#include "common/dev/i2c/chips/i2c_eeprom.h"
+#include "common/log/capture.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/records/major_codes.h"
+#include "common/msg/state/hmp_data.h"
+#include "mos/handlers/requests.h"
+#include "mos/meas_mgr.h"
+#include "mos/process_objects.h"
+
+namespace Mos {
+
+using AcquisitionSystem::AcqChan;
+using AcquisitionSystem::AcqChFollowing;
+using Dev::EepromGroup;
+using Dev::mode_range_table_ent;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Logger::measurementL;
+using Msg::ghmp;
+
+namespace {
+
+constexpr int kHv1 = 0;
+constexpr int kHv2 = 1;
+constexpr int kNoDivider = -1;
+
+constexpr bool HasBit(int word, int bit) { return (word >> bit & 1) != 0; }
+
+/// Which divider the relays of a path choose; bits of its positive and its negative side.
+constexpr int DividerOf(int positive, int negative) {
+  if (HasBit(positive, 12) && HasBit(negative, 14)) return kHv1;
+  if (HasBit(positive, 11) && HasBit(negative, 13)) return kHv2;
+  return kNoDivider;
+}
+
+/// The log's words on what a path uses.
+struct PathTexts {
+  const char* hv1;
+  const char* hv2;
+  const char* none;
+};
+constexpr PathTexts kMainPath{"SOS USING HV1 MESS 17 channel 1\n",
+                              "SOS USING HV2 MESS 17 channel 1\n", "SOS MESS 17 else HV1 \n"};
+constexpr PathTexts kChannel1Path{"USING HV1 MESS 17 channel 1\n", "USING HV2 MESS 17 channel 1\n",
+                                  "MESS 17 else HV1 \n"};
+constexpr PathTexts kChannel2Path{"USING HV1 MESS 17 channel 2\n", "USING HV2 MESS 17 channel 2\n",
+                                  "MESS 17 else HV2 \n"};
+
+int TellDivider(int divider, const PathTexts& texts) {
+  const char* text = texts.none;
+  if (divider == kHv1) text = texts.hv1;
+  if (divider == kHv2) text = texts.hv2;
+  logger_mgr::print(measurementL, kInfo, 0, "%s", text);
+  return divider;
+}
+
+/// What a divider's bit of the energized leads means for both channels.
+struct LeadTexts {
+  int bit;
+  int divider;
+  const char* channel1;
+  const char* channel2;
+  const char* none;
+};
+constexpr LeadTexts kHvLeads[] = {{10, kHv1, "USING HV1 MESS 28 channel 1\n",
+                                   "USING HV1 MESS 28 channel 2\n", " MESS 28 else hv1 \n"},
+                                  {11, kHv2, "USING HV2 MESS 28 channel 1\n",
+                                   "USING HV2 MESS 28 channel 2\n", " MESS 28 else hv2 \n"}};
+
+std::string LeadList(const char* title, int leads) {
+  std::string text = title;
+  const char* separator = "";
+  for (std::size_t bit = 0; bit < std::size(Msg::kLeadNames); ++bit) {
+    if (!HasBit(leads, static_cast<int>(bit))) continue;
+    text += separator;
+    text += Msg::kLeadNames[bit];
+    separator = ",";
+  }
+  return text;
+}
+
+void GetCircuitDescription(const Msg::HmpLeadConfigReq& request) {
+  logger_mgr::print(
+      measurementL, kInfo, 0, "%s %s %s %s %s\n", LeadList("Energize ", request.energize).c_str(),
+      LeadList("Measure ", request.measure).c_str(), LeadList("Guard ", request.guard).c_str(),
+      LeadList("Floating ", request.fltleads).c_str(), request.calibonoff > 0 ? "ON" : "");
+}
+
+// What is wrong with the instrument stops a test before its path is set; what is wrong for good
+// stops every test at high voltage, and a channel without ranges every test.
+bool MustRefuse() {
+  if (ghmp->ReportError()) return true;
+  if (ghmp->IsInternalHVVoltageTest() && ghmp->IsStickyError()) {
+    ghmp->CopyStickyErrors();
+    return true;
+  }
+  if (acquisition::IsCalibrated(0) && acquisition::IsCalibrated(1)) return false;
+  ghmp->SetErrorCode(Msg::NAK_MCODE_EEPROMXML);
+  return true;
+}
+
+}  // namespace
+
+const mode_range_table_ent* MeasMgr::DividerEntry(int divider) const {
+  if (divider == kNoDivider) return &EepromGroup::identity_tbl;
+  const Dev::range_table* table = Dev::GetEepromGroup(_i2cMgr).GetMainrefTableEnt(divider);
+  const bool has_entry = table != nullptr && table->ent != nullptr;
+  return has_entry ? table->ent : &EepromGroup::identity_tbl;
+}
+
+void MeasMgr::UseDividers(const mode_range_table_ent* first, const mode_range_table_ent* second) {
+  meas1 = first;
+  meas2 = second;
+  auto& correct = acquisition::Correct::GetCorrect();
+  correct.Corr_set_ref_chan(0, meas1);
+  correct.Corr_set_ref_chan(1, meas2);
+  if (AcqChan* channel = AcqChan::get_AcqCh_instance(ACQ_CH1)) channel->set_meas(meas1);
+  if (AcqChan* channel = AcqChan::get_AcqCh_instance(ACQ_CH2)) channel->set_meas(meas2);
+  ghmp->SetHVMeasScaleFactor(meas1->ScalingFactor);
+  ghmp->SetHV2MeasScaleFactor(meas2->ScalingFactor);
+}
+
+// Of a test before: its path is not the one of the test that is set up now.
+void MeasMgr::DropDividers() { UseDividers(DividerEntry(kNoDivider), DividerEntry(kNoDivider)); }
+
+int MeasMgr::HandleMsg17(const Msg::HmpTestRlyReq* request, Msg::HmpTestRlyRep* reply) {
+  CaptureRequest(*request);
+  request->Show(kInfo);
+  msgmonitorm.ResetTimer();
+  if (MustRefuse()) return RefuseWithList(reply, "Mos Msg17 error codes\n");
+  measV = DividerEntry(TellDivider(DividerOf(request->mvvp, request->mvvn), kMainPath));
+  const int divider1 = TellDivider(DividerOf(request->m1vp, request->m1vn), kChannel1Path);
+  const int divider2 = TellDivider(DividerOf(request->m2vp, request->m2vn), kChannel2Path);
+  UseDividers(DividerEntry(divider1), DividerEntry(divider2));
+  AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_ALL_TEST_PARAMS);
+  const float factor1 = meas1->ScalingFactor;
+  const float factor2 = meas2->ScalingFactor;
+  logger_mgr::print(measurementL, kInfo, 0, "scalefactor1 %f factor2 %f \n", double{factor1},
+                    double{factor2});
+  Logger::CaptureFloats(Logger::HVSCALEFACTORS, factor1, factor2);
+  reply->SetAck();
+  return 0;
+}
+
+int MeasMgr::HandleMsg28(const Msg::HmpLeadConfigReq* request, Msg::HmpLeadConfigRep* reply) {
+  CaptureRequest(*request);
+  request->Show(kInfo);
+  GetCircuitDescription(*request);
+  if (MustRefuse()) return RefuseWithList(reply, "Mos Msg28 error codes\n");
+  int dividers[2] = {kNoDivider, kNoDivider};
+  for (const LeadTexts& lead : kHvLeads) {
+    if (!HasBit(request->energize, lead.bit)) {
+      logger_mgr::print(measurementL, kInfo, 0, "%s", lead.none);
+      continue;
+    }
+    for (const int channel : {0, 1}) {
+      const auto mode = channel == 0 ? ghmp->measCh1_mode.load() : ghmp->measCh2_mode.load();
+      if (mode != Msg::AC_Volt) continue;
+      dividers[channel] = lead.divider;
+      logger_mgr::print(measurementL, kInfo, 0, "%s", channel == 0 ? lead.channel1 : lead.channel2);
+    }
+  }
+  UseDividers(DividerEntry(dividers[0]), DividerEntry(dividers[1]));
+  const float factor1 = meas1->ScalingFactor;
+  const float factor2 = meas2->ScalingFactor;
+  logger_mgr::print(measurementL, kInfo, 0, " MESS 28 scalefactor1 %f factor2 %f \n",
+                    double{factor1}, double{factor2});
+  Logger::CaptureFloats(Logger::HVSCALEFACTORS, factor1, factor2);
+  AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_ALL_TEST_PARAMS);
+  reply->SetAck();
+  return 0;
+}
+
+}  // namespace Mos

@@ -1,0 +1,90 @@
+// Handlers of the housekeeping requests.
+
+#include "common/log/logger_mgr.h"
+#include "common/msg/state/firmware_version.h"
+#include "common/msg/state/hmp_data.h"
+#include "common/msg/state/safety_nak.h"
+#include "mos/handlers/requests.h"
+#include "mos/meas_mgr.h"
+#include "mos/process_objects.h"
+#include "platform/backend.h"
+
+namespace Mos {
+namespace {
+
+using Logger::logger_mgr;
+using Logger::measurementL;
+
+template <class Request>
+void NoteRequest(const Request& request) {
+  CaptureRequest(request);
+  request.Show(Logger::kInfo);
+}
+
+}  // namespace
+
+int MeasMgr::HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep* reply) {
+  Msg::ghmp->ClearBootErrorCodes();  // a host that reads the versions has seen the boot's result
+  NoteRequest(*request);
+  Msg::SetText(reply->meas_version, Msg::FirmwareVersion());
+  Msg::SetText(reply->desc, "None");
+  Msg::SetText(reply->main_version, "N/A");
+  Msg::SetText(reply->src_version, "N/A");
+  Msg::SetText(reply->quality, "TBD");
+  Msg::SetText(reply->serialnum, "TBD");
+  reply->SetAck();
+  return 0;
+}
+
+int MeasMgr::HandleMsg21(const Msg::HmpFWUpdateInitReq* request, Msg::HmpFWUpdateInitRep* reply) {
+  NoteRequest(*request);
+  // nobody would read the sensors any more
+  if (Msg::ghmp->testStart) return Refuse(reply, Msg::NAK_MCODE_OPCODE);
+  StopI2cScanner();
+  reply->SetAck();
+  return 0;
+}
+
+int MeasMgr::HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTimeOfDayRep* reply) {
+  NoteRequest(*request);
+  const timespec time{static_cast<time_t>(request->secondsSinceEpoch), 0};
+  // A clock that cannot be set is not the host's concern: it is answered with an ACK all the same.
+  platform::Machine().SetRealtime(time);
+  logger_mgr::print(measurementL, Logger::kNotice, 0, "MESSAGE_35 Set TOD: secs %d\n",
+                    static_cast<int>(request->secondsSinceEpoch));
+  reply->SetAck();
+  return 0;
+}
+
+int MeasMgr::HandleMsg36(const Msg::HmpStartRowReq* request, Msg::HmpStartRowRep* reply) {
+  NoteRequest(*request);
+  reply->SetAck();
+  return 0;
+}
+
+int MeasMgr::HandleMsg37(const Msg::HmpEndRowReq* request, Msg::HmpEndRowRep* reply) {
+  NoteRequest(*request);
+  reply->SetAck();
+  logger_mgr::print(measurementL, Logger::kNotice, 0, "Cleared HMP error codes \n");
+  Msg::ghmp->ClearErrorCodes();
+  Msg::safetyFault.Clear();
+  return 0;
+}
+
+int MeasMgr::HandleMsg38(const Msg::HmpMiscConfigReq* request, Msg::HmpMiscConfigRep* reply) {
+  NoteRequest(*request);
+  // The calibration dates, the line frequency and the compatibility index go out as 0: nothing in
+  // the daemon knows them.
+  reply->SetAck();
+  return 0;
+}
+
+int MeasMgr::HandleMsg46(const Msg::HmpAckProgressReq* request, Msg::HmpAckProgressRep* reply) {
+  NoteRequest(*request);
+  msgmonitorm.ResetTimer();
+  reply->status[0] = ChannelsStatus();
+  reply->SetAck();
+  return 0;
+}
+
+}  // namespace Mos

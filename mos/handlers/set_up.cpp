@@ -1,0 +1,219 @@
+// Handlers that set a test up, for voltage and for current.
+#include "common/acquisition/correct.h"
+#include "common/acquisition/ranging/acq_chan.h"
+#include "common/dev/fpga/fpga_dev.h"
+#include "common/log/capture.h"
+#include "common/log/logger_mgr.h"
+#include "common/msg/state/hmp_data.h"
+#include "mos/handlers/requests.h"
+#include "mos/meas_mgr.h"
+#include "mos/process_flags.h"
+#include "mos/process_objects.h"
+#include "mos/recovery.h"
+
+namespace Mos {
+
+using Dev::MeasChCfgReg;
+using Logger::kError;
+using Logger::kInfo;
+using Logger::logger_mgr;
+using Logger::measurementL;
+using Msg::ghmp;
+
+namespace {
+
+constexpr int kHostSilence = 8;  // seconds
+constexpr int kStartFilter = 2;
+constexpr int kCaptureEachPass = 2;
+constexpr int kInvertedRevision = 3;  // boards with channels that come in negated
+
+/// What the channels are for a pair of input modes.
+struct Gateway {
+  Msg::Input_Mode mode1;
+  Msg::Input_Mode mode2;
+  const char* text;
+  const char* registers;
+  const MeasChCfgReg* config1;
+  const MeasChCfgReg* config2;
+};
+
+constexpr char kZeroPhase[] = "zero phase cpld ch11 0x%x  ch2 0x%x rangecode 0x%x \n";
+constexpr char kZeroPhaseFilter[] = "using the zerophase filter ch1 0x%x ch2 0x%x rc 0x%x \n";
+constexpr Gateway kGateways[] = {
+    {Msg::AC_Volt, Msg::AC_Volt, "voltage-voltage set gateway\n", kZeroPhase, &Dev::cfg03_filter,
+     &Dev::cfg03_filter},
+    {Msg::AC_Volt, Msg::ACDC_Current, "voltage-current set gateway\n", kZeroPhaseFilter,
+     &Dev::cfg03_filter, &Dev::cfg04_filter},
+    {Msg::DC_Volt, Msg::DC_Volt, "DC voltage - DC voltage set gateway\n", kZeroPhase,
+     &Dev::cfg05_filter, &Dev::cfg05_filter},
+    {Msg::DC_Volt, Msg::ACDC_Current, "DC voltage - DC current set gateway\n", kZeroPhaseFilter,
+     &Dev::cfg05_filter, &Dev::cfg04_filter},
+};
+
+unsigned AsNumber(const MeasChCfgReg& config) {
+  const auto bytes = config.Bytes();
+  return bytes[0] | unsigned{bytes[1]} << 8 | unsigned{bytes[2]} << 16;
+}
+
+void LogRegisters(const Gateway& gateway) {
+  const unsigned range = gateway.config1->Bytes()[0];
+  const unsigned first = AsNumber(*gateway.config1);
+  const unsigned second = AsNumber(*gateway.config2);
+  if (gateway.registers == kZeroPhase) {
+    logger_mgr::print(measurementL, kInfo, 0, kZeroPhase, first, second, range);
+  } else {
+    logger_mgr::print(measurementL, kInfo, 0, kZeroPhaseFilter, first, second, range);
+  }
+}
+
+Logger::eventtypes_t EventOfVoltageTest() {
+  const bool internal = ghmp->IsInternalHVVoltageTest();
+  if (ghmp->IsTTRTest()) return internal ? Logger::VAREKTTR : Logger::LVTTR;
+  if (internal) return Logger::HIGHVOLTAGE;
+  return ghmp->IsDFRTest() ? Logger::DFR : Logger::TEST_UNDEFINED;
+}
+
+// A set-up that is repeated finds the watchdog running.
+void StartWatchdog(MeasMgr* manager) {
+  if (msgmonitorm.AddTimer(kHostSilence, SECSE, MessageMonitorCB, manager) < 0) {
+    msgmonitorm.ResetTimer();
+  }
+}
+
+// A direct voltage lies at 0 Hz, whatever frequency its updates name. A test before this one may
+// have left the corrections elsewhere.
+void FollowVoltageSource() {
+  auto& correct = acquisition::Correct::GetCorrect();
+  if (ghmp->IsDCTest()) {
+    correct.Corr_set_frequency(0);
+  } else {
+    correct.Corr_set_frequency();
+  }
+}
+
+// Gives both correlators the modes of the test; 0, or the result of the refusal.
+int SetModes(const char* fast_codes, const char* slow_codes, void* reply) {
+  const Correlators filters = GetCorrelators();
+  const struct {
+    acquisition::SineCorrelator* filter;
+    const char* missing;
+    const char* codes;
+  } rows[] = {{filters.g_fastFilter, "FAST FILTER NOT CREATED\n", fast_codes},
+              {filters.g_slowFilter, "SLOW FILTER NOT CREATED \n", slow_codes}};
+  for (const auto& row : rows) {
+    if (row.filter == nullptr) {
+      logger_mgr::print(measurementL, kError, 0, "%s", row.missing);
+    } else if (row.filter->SetMeasurementModes() < 0) {
+      return RefuseWithList(reply, row.codes);
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+void MeasMgr::ResetVariables() {
+  _filterselect = {-1, -1};
+  ghmp->testPolarity = 0;
+}
+
+void MeasMgr::SetWaveformCapture(int mode) {
+  if (_acquisition) _acquisition->SetWaveformCapture(mode);
+}
+
+void MeasMgr::SetUpChannels() {
+  logger_mgr::print(measurementL, kInfo, 0, "Using the gateway \n");
+  // what a disturbance has left in the hardware ends with the test that it disturbed
+  if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->RestoreRegisters();
+  for (const Gateway& gateway : kGateways) {
+    if (gateway.mode1 != ghmp->measCh1_mode || gateway.mode2 != ghmp->measCh2_mode) continue;
+    logger_mgr::print(measurementL, kInfo, 0, "%s", gateway.text);
+    for (const int channel : {0, 1}) IniMeasChI2cSpiBridge(channel);
+    SetMeasChCfgReg(0, *gateway.config1, false);
+    SetMeasChCfgReg(1, *gateway.config2, false);
+    LogRegisters(gateway);
+    for (const int channel : {0, 1}) CorrectForFilter(channel, kStartFilter);
+    break;
+  }
+  if (_rev == kInvertedRevision) DoInversionMagic();
+}
+
+/// What the two set-ups have for themselves.
+struct MeasMgr::SetUpKind {
+  bool capture_told_first;
+  const char* highest_name;
+  std::atomic<short> Msg::HMPData::*highest;
+  const char* fast_codes;
+  const char* slow_codes;
+};
+
+template <class Request>
+int MeasMgr::SetTestUp(const SetUpKind& kind, const Request& request, void* reply) {
+  ++_begun;
+  measurement_log_.SetUp();
+  if (kind.capture_told_first) Logger::Capture(Logger::START_WAVEFORM_CAPTURE);
+  CaptureRequest(request);
+  logger_mgr::print(measurementL, kInfo, 0, "Start test \n");
+  StartWatchdog(this);
+  StartI2cScanner();  // an update of the firmware that was begun and given up has stopped it
+  ghmp->getresult = 0;
+  SetWaveformCapture(kCaptureEachPass);
+  if (!kind.capture_told_first) Logger::Capture(Logger::START_WAVEFORM_CAPTURE);
+  request.Show(kInfo);
+  ghmp->ResetMaxSampleRepetitions();
+  // while no test is set up, this takes the phasors of the test before away
+  if (acqnormal == 0) ResetCorrelators();
+  AcquisitionSystem::AcqChan::begin_test();
+  MarkUpdate(false);
+  // a test that its host has left without a stop: its words would refuse this one
+  if (ghmp->testStart) {
+    if (ghmp->discharging == 0) ghmp->ClearErrorCodes();
+    ghmp->firstUpdate = false;
+    startflag = false;  // its updates set everything, whatever the test before has set
+  }
+  ghmp->SetStartTest(true);
+  ghmp->SetTestParams(request);
+  ghmp->discharging = 0;
+  // a recovery or a pause before this test no longer watches its discharge
+  if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->ClearDischargeFlag();
+  if (!ghmp->IsInternalHVVoltageTest()) DropDividers();
+  testmonitor.StopTimer();
+  if (_over_voltage || _made_safe) RaiseAllok();
+  Logger::Capture(Logger::MODE_CONFIG_INFO, ghmp->modeinfo.load());
+  logger_mgr::print(measurementL, kInfo, 0, "Mode info from Ch2:%X Ch1:%X 90%% X %s %f \n",
+                    static_cast<unsigned>(ghmp->measCh2_mode.load()),
+                    static_cast<unsigned>(ghmp->measCh1_mode.load()), kind.highest_name,
+                    (ghmp->*kind.highest).load() * 0.9);
+  if (SetModes(kind.fast_codes, kind.slow_codes, reply) < 0) return -1;
+  SetUpChannels();
+  return 0;
+}
+
+int MeasMgr::HandleMsg3(const Msg::HmpIniTestParamReq* request, Msg::HmpIniTestParamRep* reply) {
+  static constexpr SetUpKind kVoltage{false, "voltmax", &Msg::HMPData::voltmax,
+                                      "Fastfilter Msg3 error codes \n",
+                                      "Slowfilter Msg3 error codes \n"};
+  ghmp->SetManualRampTest(false);
+  if (SetTestUp(kVoltage, *request, reply) < 0) return -1;
+  FollowVoltageSource();
+  Logger::Capture(EventOfVoltageTest());
+  ResetVariables();
+  reply->SetAck();
+  reply->Show(kInfo);
+  return 0;
+}
+
+int MeasMgr::HandleMsg33(const Msg::HmpIniTestParamReqI* request, Msg::HmpIniTestParamRepI* reply) {
+  static constexpr SetUpKind kCurrent{true, "ampmax", &Msg::HMPData::ampmax,
+                                      "Fastfilter Msg 33 error codes \n",
+                                      "Slowfilter Msg 33 error codes \n"};
+  if (SetTestUp(kCurrent, *request, reply) < 0) return -1;
+  acquisition::Correct::GetCorrect().Corr_set_frequency(0);
+  Logger::Capture(Logger::CONTACT_RESISTANCE);
+  ResetVariables();
+  reply->SetAck();
+  reply->Show(kInfo);
+  return 0;
+}
+
+}  // namespace Mos

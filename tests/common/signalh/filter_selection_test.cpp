@@ -1,0 +1,76 @@
+// Which filter a test takes.
+#include "common/signalh/filter_selection.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <libconfig.h++>
+#include <limits>
+
+#include "common/msg/state/hmp_data.h"
+
+namespace {
+
+using Msg::ghmp;
+using signalh::FilterSelectionR3;
+
+class FilterSelection : public testing::Test {
+ protected:
+  FilterSelection() { Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE); }
+  libconfig::Config config;
+};
+
+TEST_F(FilterSelection, FiltersFollowTheFrequency) {
+  ghmp->testype = Msg::TEST_FREQUENCY_SWEEP_DFR;
+  const struct {
+    float bound;
+    int filter;
+  } bounds[] = {{0.00316F, 3}, {0.01F, 4},  {0.0316F, 5}, {0.1F, 6},    {0.316F, 7}, {1.0F, 8},
+                {3.16F, 9},    {10.0F, 10}, {31.6F, 11},  {100.0F, 12}, {316.0F, 13}};
+  for (const auto& [bound, filter] : bounds) {
+    EXPECT_EQ(FilterSelectionR3(bound), filter);
+    EXPECT_EQ(FilterSelectionR3(std::nextafter(bound, 1e9F)), filter + 1);
+  }
+  EXPECT_EQ(FilterSelectionR3(1e9F), 14);
+  EXPECT_EQ(FilterSelectionR3(std::numeric_limits<float>::quiet_NaN()), 15);
+}
+
+TEST_F(FilterSelection, FiltersFollowBoardAndTest) {
+  constexpr short kOff = 0;
+  constexpr short kOn = Msg::MODESW1_FILTER;
+  const struct {
+    const char* what;
+    short modesw1;
+    int revision;
+    Msg::RNG_TEST_TYPE test;
+    Msg::SOURCE_E source;
+    float freq;
+    int filter;
+  } cases[] = {
+      {"off, old board", kOff, 2, Msg::TEST_HVVFPF, Msg::internalHVVoltageSourceE, 60, 0},
+      {"off, new board", kOff, 3, Msg::TEST_HVVFPF, Msg::internalHVVoltageSourceE, 60, 1},
+      {"old board", kOn, 2, Msg::TEST_LVTTR, Msg::internalHVVoltageSourceE, 0.05F, 2},
+      {"rule 1, low", kOn, 3, Msg::TEST_HVVFPF, Msg::internalHVVoltageSourceE, 69.99F, 2},
+      {"rule 1, high", kOn, 3, Msg::TEST_HVVFPF, Msg::internalHVVoltageSourceE, 70, 12},
+      {"rule 2", kOn, 3, Msg::TEST_HVTTR, Msg::internalHVVoltageSourceE, 400, 2},
+      {"rule 2 before 3", kOn, 3, Msg::TEST_DEMAG, Msg::internalHVVoltageSourceE, 5, 2},
+      {"rule 3", kOn, 3, Msg::TEST_LVTTR, Msg::internalHVVoltageSourceE, 50, 12},
+      {"rule 3, DC current", kOn, 3, Msg::TEST_WINDING_RESISTANCE, Msg::internalDCCurrentSourceE,
+       50, 7},
+      {"rule 3, DC voltage", kOn, 4, Msg::TEST_DCIR, Msg::internalDCLVVoltageSourceE, 50, 7},
+      {"no rule", kOn, 3, Msg::TEST_NONE, Msg::internalHVVoltageSourceE, 50, 2},
+  };
+  for (const auto& c : cases) {
+    ghmp->modesw1 = c.modesw1;
+    ghmp->testype = c.test;
+    ghmp->sourcemode = c.source;
+    const Dev::MeasChCfgReg chosen = signalh::SelectFilter(Dev::cfg04_filter, c.freq, c.revision);
+    EXPECT_EQ(chosen.GetFilter(), c.filter) << c.what;
+    EXPECT_EQ(chosen.InputMode, Dev::cfg04_filter.InputMode) << c.what;
+    EXPECT_EQ(chosen.Bytes()[2], Dev::cfg04_filter.Bytes()[2]) << c.what;
+  }
+  ghmp->testype = Msg::TEST_OLTC_DRM;
+  EXPECT_EQ(FilterSelectionR3(0.05F), 10);
+}
+
+}  // namespace
