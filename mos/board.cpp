@@ -70,7 +70,7 @@ void MeasMgr::PrepareChannels(bool calibrated) {
   for (int channel : kChannels) {
     const Dev::MeasChCfgReg& config = *kConfigs[channel];
     SetMeasChCfgReg(channel, config, false);
-    if (calibrated) CorrectForFilter(channel, config.GetFilter());
+    if (calibrated) filters_.CorrectForFilter(channel, config.GetFilter());
   }
 }
 

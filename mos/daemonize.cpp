@@ -15,8 +15,8 @@
 
 #include "common/log/build_info.h"
 #include "common/log/logger_mgr.h"
+#include "mos/instrument/process_flags.h"
 #include "mos/options.h"
-#include "mos/process_flags.h"
 #include "platform/backend.h"
 #include "platform/fpga_driver.h"
 #include "platform/output_file.h"

@@ -8,10 +8,10 @@
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/hmp_opcodes.h"
 #include "common/msg/state/hmp_data.h"
-#include "mos/handlers/requests.h"
+#include "mos/handlers/handlers.h"
+#include "mos/instrument/process_objects.h"
 #include "mos/keeper_watch.h"
 #include "mos/meas_mgr.h"
-#include "mos/process_objects.h"
 #include "platform/guarded.h"
 #include "platform/timed_calls.h"
 
@@ -39,34 +39,43 @@ static_assert(sizeof(Msg::HmpPostRep) == kReplyBytes);
 struct Entry {
   int opcode;
   size_t request_bytes;
-  int (*call)(MeasMgr&, const void* request, void* reply);
+  int (*call)(handlers::All&, const void* request, void* reply);
 };
 
 template <auto Handler>
 struct Adapter;
 
-template <typename Request, typename Reply, int (MeasMgr::*Handler)(const Request*, Reply*)>
+template <class Theme, class Request, class Reply, int (Theme::*Handler)(const Request*, Reply*)>
 struct Adapter<Handler> {
   static_assert(sizeof(Reply) <= kReplyBytes);
   static constexpr Entry For(int opcode) {
-    return {opcode, sizeof(Request), [](MeasMgr& manager, const void* request, void* reply) {
-              return (manager.*Handler)(static_cast<const Request*>(request),
-                                        static_cast<Reply*>(reply));
+    return {opcode, sizeof(Request), [](handlers::All& all, const void* request, void* reply) {
+              return (std::get<Theme>(all).*Handler)(static_cast<const Request*>(request),
+                                                     static_cast<Reply*>(reply));
             }};
   }
 };
 
 constexpr Entry kHandlers[] = {
-    Adapter<&MeasMgr::HandleMsg3>::For(0x03),  Adapter<&MeasMgr::HandleMsg4>::For(0x04),
-    Adapter<&MeasMgr::HandleMsg5>::For(0x05),  Adapter<&MeasMgr::HandleMsg6>::For(0x06),
-    Adapter<&MeasMgr::HandleMsg7>::For(0x07),  Adapter<&MeasMgr::HandleMsg16>::For(0x16),
-    Adapter<&MeasMgr::HandleMsg17>::For(0x17), Adapter<&MeasMgr::HandleMsg1F>::For(0x1F),
-    Adapter<&MeasMgr::HandleMsg21>::For(0x21), Adapter<&MeasMgr::HandleMsg26>::For(0x26),
-    Adapter<&MeasMgr::HandleMsg27>::For(0x27), Adapter<&MeasMgr::HandleMsg28>::For(0x28),
-    Adapter<&MeasMgr::HandleMsg33>::For(0x33), Adapter<&MeasMgr::HandleMsg34>::For(0x34),
-    Adapter<&MeasMgr::HandleMsg35>::For(0x35), Adapter<&MeasMgr::HandleMsg36>::For(0x36),
-    Adapter<&MeasMgr::HandleMsg37>::For(0x37), Adapter<&MeasMgr::HandleMsg38>::For(0x38),
-    Adapter<&MeasMgr::HandleMsg46>::For(0x46),
+    Adapter<&handlers::SetUp::HandleMsg3>::For(0x03),
+    Adapter<&handlers::Update::HandleMsg4>::For(0x04),
+    Adapter<&handlers::Run::HandleMsg5>::For(0x05),
+    Adapter<&handlers::Results::HandleMsg6>::For(0x06),
+    Adapter<&handlers::Run::HandleMsg7>::For(0x07),
+    Adapter<&handlers::Run::HandleMsg16>::For(0x16),
+    Adapter<&handlers::Relays::HandleMsg17>::For(0x17),
+    Adapter<&handlers::Service::HandleMsg1F>::For(0x1F),
+    Adapter<&handlers::Service::HandleMsg21>::For(0x21),
+    Adapter<&handlers::Run::HandleMsg26>::For(0x26),
+    Adapter<&handlers::Run::HandleMsg27>::For(0x27),
+    Adapter<&handlers::Relays::HandleMsg28>::For(0x28),
+    Adapter<&handlers::SetUp::HandleMsg33>::For(0x33),
+    Adapter<&handlers::Update::HandleMsg34>::For(0x34),
+    Adapter<&handlers::Service::HandleMsg35>::For(0x35),
+    Adapter<&handlers::Service::HandleMsg36>::For(0x36),
+    Adapter<&handlers::Service::HandleMsg37>::For(0x37),
+    Adapter<&handlers::Service::HandleMsg38>::For(0x38),
+    Adapter<&handlers::Service::HandleMsg46>::For(0x46),
 };
 
 const Entry* FindHandler(int opcode) {
@@ -97,10 +106,9 @@ bool FitsBuffer(const Msg::HmpMsgHead& reply) {
 }
 
 // A request that fails must not end the daemon, and with it every watch on a test that runs.
-int Call(const Entry& entry, MeasMgr& manager, const void* request, Buffer& buffer) {
+int Call(const Entry& entry, handlers::All& all, const void* request, Buffer& buffer) {
   int result = kFailed;
-  platform::Guarded("MeasMgr.Handle",
-                    [&] { result = entry.call(manager, request, buffer.data()); });
+  platform::Guarded("MeasMgr.Handle", [&] { result = entry.call(all, request, buffer.data()); });
   return result;
 }
 
@@ -121,7 +129,7 @@ void WatchKeeper(int opcode, int result, const Common::ZmbMessage& msg) {
 }  // namespace
 
 int MeasMgr::Handle(Common::ZmbMessage* msg) {
-  const std::lock_guard lock(_request_mutex);
+  const std::lock_guard lock(measurement_.Mutex());
   const platform::TimeBudget budget(kLongestRequest);
   int frame_bytes = 0;
   void* frame = msg->GetPayload(frame_bytes);
@@ -143,7 +151,7 @@ int MeasMgr::Handle(Common::ZmbMessage* msg) {
       logger_mgr::print(measurementL, Logger::kDebug, 0,
                         "<warn func=MeasMgr.Handle req=unsupported/>\n");
     } else if (head->GetSize() >= static_cast<int>(entry->request_bytes)) {
-      result = Call(*entry, *this, frame, buffer);
+      result = Call(*entry, handlers_, frame, buffer);
       WatchKeeper(opcode, result, *msg);
     }
   }
@@ -160,7 +168,7 @@ int MeasMgr::Handle(Common::ZmbMessage* msg) {
       BeginReply(buffer, whole);
       HandleMsgBad(*nak);
     }
-    measurement_log_.Refusal(opcode, *nak);
+    measurement_.NoteRefusal(opcode, *nak);
     nak->Show(Logger::kError);
   }
   msg->SetPayload(buffer.data(), head->GetSize());

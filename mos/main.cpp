@@ -20,11 +20,11 @@
 #include "common/msg/state/safety_nak.h"
 #include "libs/zmb/src/zmb_log.h"
 #include "mos/daemonize.h"
+#include "mos/instrument/process_flags.h"
+#include "mos/instrument/process_objects.h"
+#include "mos/instrument/recovery.h"
 #include "mos/meas_mgr.h"
 #include "mos/options.h"
-#include "mos/process_flags.h"
-#include "mos/process_objects.h"
-#include "mos/recovery.h"
 #include "mos/resources.h"
 #include "mos/signals.h"
 #include "platform/backend.h"
@@ -126,7 +126,8 @@ int main(int argc, char* argv[]) {
   manager.SetEeXmlOpt(options.skip_ee2xml);
   monitor::Init();
   monitor allokm("allokm");
-  if (options.monitor) allokm.AddOKTimer(kAllokPeriod, MSECSE, Mos::AllokCB, &manager);
+  if (options.monitor)
+    allokm.AddOKTimer(kAllokPeriod, MSECSE, Mos::AllokCB, &manager.GetRecovery());
   Mos::logmonitor.AddTimer(2, SECSE, Logger::LogCallBack, nullptr);
   build_info.reset();
   Mos::MeasMgr::StartResults();

@@ -7,9 +7,9 @@
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
+#include "mos/instrument/process_flags.h"
+#include "mos/instrument/process_objects.h"
 #include "mos/options.h"
-#include "mos/process_flags.h"
-#include "mos/process_objects.h"
 
 namespace Mos {
 
@@ -85,6 +85,7 @@ void MeasMgr::ReadConfiguration() {
                  kConfigPath);
   }
   _daemonconfig = SetConfigParameters(_varekconfig, data);
+  recovery_.SetHighestVoltage(_daemonconfig.maxhvvoltagemeasurement);
   if (configured && _daemonconfig.meascalibration <= 0) {
     StartupError("meascalibration is %d: results are not corrected by the calibration\n",
                  _daemonconfig.meascalibration);
@@ -105,6 +106,11 @@ int MeasMgr::StartDeferredWork() {
   }
   logger_mgr::GetLogger()->SetBackgroundQueue(QueueOnPt);
   return 0;
+}
+
+int NotifyMosPendingFrequency(float frequency, int curange, int voltscal) {
+  MeasMgr* manager = MeasMgr::Instance();
+  return manager == nullptr ? -1 : manager->PendingFrequency(frequency, curange, voltscal);
 }
 
 void MeasMgr::SetFeUris() {

@@ -10,7 +10,7 @@
 #include "common/log/build_info.h"
 #include "common/log/logger_mgr.h"
 #include "libs/zmb/src/zmb_id.h"
-#include "mos/process_flags.h"
+#include "mos/instrument/process_flags.h"
 
 namespace Mos {
 namespace {

@@ -6,8 +6,8 @@
 #include "common/dev/i2c/chips/i2c_eeprom.h"
 #include "common/electrical/elec.h"
 #include "common/log/logger_mgr.h"
+#include "mos/instrument/process_flags.h"
 #include "mos/meas_mgr.h"
-#include "mos/process_flags.h"
 
 namespace Mos {
 
@@ -75,14 +75,8 @@ void MeasMgr::CreateChannels() {
     fpga->SetLinks({.fast_filter = ReadFastFilter, .fast_results = CountFastResults});
 }
 
-void MeasMgr::CorrectForFilter(int channel, int filter) {
-  const Dev::range_table* table = Dev::GetEepromGroup(_i2cMgr).GetCalTableEnt(channel);
-  const bool has_row = table != nullptr && filter >= 0 && filter < table->num_ents;
-  Correct::GetCorrect().Corr_set_filter(channel, has_row ? &table->ent[filter] : nullptr);
-}
-
 void MeasMgr::EndAcquisition() {
-  const std::lock_guard lock(_request_mutex);
+  const std::lock_guard lock(measurement_.Mutex());
   _acquisition.reset();
 }
 

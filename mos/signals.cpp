@@ -8,7 +8,7 @@
 
 #include "common/dev/fpga/allok_drop.h"
 #include "common/log/logger_mgr.h"
-#include "mos/process_flags.h"
+#include "mos/instrument/process_flags.h"
 
 namespace Mos {
 namespace {

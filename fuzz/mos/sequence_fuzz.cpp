@@ -147,9 +147,9 @@ class Daemon : public DaemonBench {
 
   void Pass(std::chrono::milliseconds time) {
     clock.Advance(time);
-    manager.AllokRecovery();
-    manager.TestMonitor();
-    manager.MessageMonitor();
+    manager.GetRecovery().AllokRecovery();
+    manager.GetRecovery().TestMonitor();
+    manager.GetRecovery().MessageMonitor();
   }
 };
 

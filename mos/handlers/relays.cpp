@@ -1,36 +1,26 @@
-// Handlers of the relays and leads of a test: they tell which high-voltage divider stands in front
-// of a channel, and that the channels can take their ranges.
+#include "mos/handlers/relays.h"
+
 #include <iterator>
 #include <string>
 
-#include "common/acquisition/correct.h"
 #include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/acq_ch_following.h"
-#include "common/dev/i2c/chips/i2c_eeprom.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
-#include "mos/handlers/requests.h"
-#include "mos/meas_mgr.h"
-#include "mos/process_objects.h"
+#include "mos/handlers/answers.h"
+#include "mos/instrument/process_objects.h"
 
-namespace Mos {
+namespace Mos::handlers {
 
-using AcquisitionSystem::AcqChan;
 using AcquisitionSystem::AcqChFollowing;
-using Dev::EepromGroup;
-using Dev::mode_range_table_ent;
 using Logger::kInfo;
 using Logger::logger_mgr;
 using Logger::measurementL;
 using Msg::ghmp;
 
 namespace {
-
-constexpr int kHv1 = 0;
-constexpr int kHv2 = 1;
-constexpr int kNoDivider = -1;
 
 constexpr bool HasBit(int word, int bit) { return (word >> bit & 1) != 0; }
 
@@ -109,40 +99,19 @@ bool MustRefuse() {
 
 }  // namespace
 
-const mode_range_table_ent* MeasMgr::DividerEntry(int divider) const {
-  if (divider == kNoDivider) return &EepromGroup::identity_tbl;
-  const Dev::range_table* table = Dev::GetEepromGroup(_i2cMgr).GetMainrefTableEnt(divider);
-  const bool has_entry = table != nullptr && table->ent != nullptr;
-  return has_entry ? table->ent : &EepromGroup::identity_tbl;
-}
-
-void MeasMgr::UseDividers(const mode_range_table_ent* first, const mode_range_table_ent* second) {
-  meas1 = first;
-  meas2 = second;
-  auto& correct = acquisition::Correct::GetCorrect();
-  correct.Corr_set_ref_chan(0, meas1);
-  correct.Corr_set_ref_chan(1, meas2);
-  if (AcqChan* channel = AcqChan::get_AcqCh_instance(ACQ_CH1)) channel->set_meas(meas1);
-  if (AcqChan* channel = AcqChan::get_AcqCh_instance(ACQ_CH2)) channel->set_meas(meas2);
-  ghmp->SetHVMeasScaleFactor(meas1->ScalingFactor);
-  ghmp->SetHV2MeasScaleFactor(meas2->ScalingFactor);
-}
-
-// Of a test before: its path is not the one of the test that is set up now.
-void MeasMgr::DropDividers() { UseDividers(DividerEntry(kNoDivider), DividerEntry(kNoDivider)); }
-
-int MeasMgr::HandleMsg17(const Msg::HmpTestRlyReq* request, Msg::HmpTestRlyRep* reply) {
+int Relays::HandleMsg17(const Msg::HmpTestRlyReq* request, Msg::HmpTestRlyRep* reply) {
   CaptureRequest(*request);
   request->Show(kInfo);
   msgmonitorm.ResetTimer();
   if (MustRefuse()) return RefuseWithList(reply, "Mos Msg17 error codes\n");
-  measV = DividerEntry(TellDivider(DividerOf(request->mvvp, request->mvvn), kMainPath));
+  Dividers& dividers = its_.dividers;
+  dividers.measV = dividers.Entry(TellDivider(DividerOf(request->mvvp, request->mvvn), kMainPath));
   const int divider1 = TellDivider(DividerOf(request->m1vp, request->m1vn), kChannel1Path);
   const int divider2 = TellDivider(DividerOf(request->m2vp, request->m2vn), kChannel2Path);
-  UseDividers(DividerEntry(divider1), DividerEntry(divider2));
+  dividers.Use(dividers.Entry(divider1), dividers.Entry(divider2));
   AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_ALL_TEST_PARAMS);
-  const float factor1 = meas1->ScalingFactor;
-  const float factor2 = meas2->ScalingFactor;
+  const float factor1 = dividers.meas1->ScalingFactor;
+  const float factor2 = dividers.meas2->ScalingFactor;
   logger_mgr::print(measurementL, kInfo, 0, "scalefactor1 %f factor2 %f \n", double{factor1},
                     double{factor2});
   Logger::CaptureFloats(Logger::HVSCALEFACTORS, factor1, factor2);
@@ -150,12 +119,12 @@ int MeasMgr::HandleMsg17(const Msg::HmpTestRlyReq* request, Msg::HmpTestRlyRep* 
   return 0;
 }
 
-int MeasMgr::HandleMsg28(const Msg::HmpLeadConfigReq* request, Msg::HmpLeadConfigRep* reply) {
+int Relays::HandleMsg28(const Msg::HmpLeadConfigReq* request, Msg::HmpLeadConfigRep* reply) {
   CaptureRequest(*request);
   request->Show(kInfo);
   GetCircuitDescription(*request);
   if (MustRefuse()) return RefuseWithList(reply, "Mos Msg28 error codes\n");
-  int dividers[2] = {kNoDivider, kNoDivider};
+  int chosen[2] = {kNoDivider, kNoDivider};
   for (const LeadTexts& lead : kHvLeads) {
     if (!HasBit(request->energize, lead.bit)) {
       logger_mgr::print(measurementL, kInfo, 0, "%s", lead.none);
@@ -164,13 +133,14 @@ int MeasMgr::HandleMsg28(const Msg::HmpLeadConfigReq* request, Msg::HmpLeadConfi
     for (const int channel : {0, 1}) {
       const auto mode = channel == 0 ? ghmp->measCh1_mode.load() : ghmp->measCh2_mode.load();
       if (mode != Msg::AC_Volt) continue;
-      dividers[channel] = lead.divider;
+      chosen[channel] = lead.divider;
       logger_mgr::print(measurementL, kInfo, 0, "%s", channel == 0 ? lead.channel1 : lead.channel2);
     }
   }
-  UseDividers(DividerEntry(dividers[0]), DividerEntry(dividers[1]));
-  const float factor1 = meas1->ScalingFactor;
-  const float factor2 = meas2->ScalingFactor;
+  Dividers& dividers = its_.dividers;
+  dividers.Use(dividers.Entry(chosen[0]), dividers.Entry(chosen[1]));
+  const float factor1 = dividers.meas1->ScalingFactor;
+  const float factor2 = dividers.meas2->ScalingFactor;
   logger_mgr::print(measurementL, kInfo, 0, " MESS 28 scalefactor1 %f factor2 %f \n",
                     double{factor1}, double{factor2});
   Logger::CaptureFloats(Logger::HVSCALEFACTORS, factor1, factor2);
@@ -179,4 +149,4 @@ int MeasMgr::HandleMsg28(const Msg::HmpLeadConfigReq* request, Msg::HmpLeadConfi
   return 0;
 }
 
-}  // namespace Mos
+}  // namespace Mos::handlers

@@ -1,5 +1,5 @@
-// The handler of the result poll: what the correlators and the electrical results hold, as the
-// host's record has it. It is also the way by which faults reach the host during a test.
+#include "mos/handlers/results.h"
+
 #include <array>
 
 #include "common/acquisition/averager.h"
@@ -12,11 +12,11 @@
 #include "common/msg/state/hmp_data.h"
 #include "common/msg/state/prepare_nak.h"
 #include "common/msg/state/safety_nak.h"
-#include "mos/handlers/requests.h"
-#include "mos/meas_mgr.h"
-#include "mos/process_objects.h"
+#include "mos/handlers/answers.h"
+#include "mos/instrument/correlators.h"
+#include "mos/instrument/process_objects.h"
 
-namespace Mos {
+namespace Mos::handlers {
 
 using acquisition::electricalresults_t;
 using acquisition::phasortoo_t;
@@ -253,7 +253,8 @@ int AnswerFaults(Msg::HmpTestRsltRep* reply, bool paused) {
 
 }  // namespace
 
-int MeasMgr::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep* reply) {
+int Results::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep* reply) {
+  auto& _filterselect = its_.measurement._filterselect;
   ++ghmp->getresult;
   msgmonitorm.ResetTimer();
   CaptureRequest(*request);
@@ -289,7 +290,7 @@ int MeasMgr::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep*
     poll.fr = {};
   }
   reply->InitPayload();
-  TakeValues(poll, _acquisition ? _acquisition->AverageFilter() : nullptr);
+  TakeValues(poll, its_.acquisition ? its_.acquisition->AverageFilter() : nullptr);
   TakeDuration(poll);
   LogStatusChange(poll, _filterselect[1]);
   const auto ranging = static_cast<short>(before | LastWordOnRanging(poll));
@@ -303,8 +304,8 @@ int MeasMgr::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep*
   LogResult(poll);
   reply->Show(kInfo);
   StoreStatus(ranging, paused);
-  measurement_log_.Result(*reply);
+  its_.measurement.NoteResult(*reply);
   return 0;
 }
 
-}  // namespace Mos
+}  // namespace Mos::handlers

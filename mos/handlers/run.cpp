@@ -1,4 +1,5 @@
-// Handlers that start, pause and stop a test, and the diagnostic results.
+#include "mos/handlers/run.h"
+
 #include <array>
 
 #include "common/acquisition/correct.h"
@@ -10,13 +11,13 @@
 #include "common/msg/state/hmp_data.h"
 #include "common/msg/state/prepare_nak.h"
 #include "common/msg/state/safety_nak.h"
-#include "mos/handlers/requests.h"
-#include "mos/meas_mgr.h"
-#include "mos/process_flags.h"
-#include "mos/process_objects.h"
-#include "mos/recovery.h"
+#include "mos/handlers/answers.h"
+#include "mos/instrument/correlators.h"
+#include "mos/instrument/process_flags.h"
+#include "mos/instrument/process_objects.h"
+#include "mos/instrument/system_log.h"
 
-namespace Mos {
+namespace Mos::handlers {
 
 using acquisition::phasortoo_t;
 using acquisition::SineCorrelator;
@@ -31,7 +32,6 @@ using Msg::ghmp;
 namespace {
 
 constexpr int kCaptureOnce = 1;
-constexpr int kVoltageWatch = 100;                  // ms
 constexpr float kDischargeFilterFrequency = 40.0F;  // Hz
 
 bool IsVeryLowFrequency() {
@@ -91,28 +91,29 @@ void TellViolations() {
 // The correlators made anew would take the kind of test and the ranges of the set-up with them. The
 // clock stays as the test's update has set it, so their cycle is the same. The channels are back at
 // their first range, so they take the test's again.
-int MeasMgr::RestartAcquisition() {
-  if (!_acquisition || _acquisition->StopAcquisition() != 0) return -1;
+int Run::RestartAcquisition() {
+  if (!its_.acquisition || its_.acquisition->StopAcquisition() != 0) return -1;
   const short type = ghmp->testype;
   const short current_range = ghmp->curange;
   const short voltage_range = ghmp->voltrange;
   const int samples = ghmp->samplespercyc;
-  const int announced =
-      _acquisition->SetMeasurementParameters({.samplesPerCycle = samples, .filterReset = samples});
+  const int announced = its_.acquisition->SetMeasurementParameters(
+      {.samplesPerCycle = samples, .filterReset = samples});
   ghmp->testype = type;
   ghmp->curange = current_range;
   ghmp->voltrange = voltage_range;
-  if (announced < 0 || _acquisition->StartAcquisition() < 0) return -1;
+  if (announced < 0 || its_.acquisition->StartAcquisition() < 0) return -1;
   if (ghmp->testStart) {
     AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_ALL_TEST_PARAMS);
   }
   return 0;
 }
 
-int MeasMgr::HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRep* reply) {
+int Run::HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRep* reply) {
   CaptureRequest(*request);
-  if (_over_voltage) return Refuse(reply, Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
-  if (_made_safe) return Refuse(reply, Msg::NAK_MCODE_MOS_ALLOK);
+  if (const short reason = its_.recovery.ReasonAgainstStart(); reason != 0) {
+    return Refuse(reply, reason);
+  }
   ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
   request->Show(kInfo);
   if (acqnormal != 0 && RestartAcquisition() < 0) {
@@ -121,21 +122,17 @@ int MeasMgr::HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRe
   msgmonitorm.ResetTimer();
   if (!GetCorrelators().BothThere()) return Refuse(reply, Msg::NAK_MCODE_MOS_NULLFILTER);
   ResetCorrelators();
-  {
-    const std::lock_guard lock(_watch_mutex);
-    _voltage_watch.Begin();
-  }
-  startflag = true;
-  measurement_log_.Start();
+  its_.recovery.ForgetVoltage();
+  its_.measurement.Start();
   if (ghmp->IsInternalHVVoltageTest() || ghmp->IsExternalVoltageTest()) {
-    testmonitor.AddTimer(kVoltageWatch, MSECSE, TestMonitorCB, this);
+    its_.recovery.WatchVoltage();
   }
   reply->SetAck();
   reply->Show(kInfo);
   return 0;
 }
 
-int MeasMgr::HandleMsg16(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExtRep* reply) {
+int Run::HandleMsg16(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExtRep* reply) {
   CaptureRequest(*request);
   TellPhasors<Texts16>();
   reply->InitPayload();
@@ -143,7 +140,7 @@ int MeasMgr::HandleMsg16(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExt
   return 0;
 }
 
-int MeasMgr::HandleMsg26(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExtExtRep* reply) {
+int Run::HandleMsg26(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExtExtRep* reply) {
   CaptureRequest(*request);
   TellPhasors<Texts26>();
   reply->InitPayload();
@@ -151,7 +148,7 @@ int MeasMgr::HandleMsg26(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExt
   return 0;
 }
 
-int MeasMgr::HandleMsg27(const Msg::HmpPauseTestReq* request, Msg::HmpPauseTestRep* reply) {
+int Run::HandleMsg27(const Msg::HmpPauseTestReq* request, Msg::HmpPauseTestRep* reply) {
   request->Show(kInfo);
   msgmonitorm.ResetTimer();
   ghmp->SetTestParams(*request);
@@ -162,10 +159,11 @@ int MeasMgr::HandleMsg27(const Msg::HmpPauseTestReq* request, Msg::HmpPauseTestR
                       result);
   }
   if (IsVeryLowFrequency()) {
-    const int result = SelectFilter(kDischargeFilterFrequency, false);
+    const int result = its_.filters.SelectFilter(kDischargeFilterFrequency, false);
     logger_mgr::print(measurementL, kInfo, 0, "%s.%d: fltr: SelectFilter(%f) ret:%d\n", __func__,
                       __LINE__, double{kDischargeFilterFrequency}, result);
   }
+  its_.measurement.Pause();
   ghmp->discharging = 1;
   if (FpgaDev* fpga = FpgaDev::GetDevice()) fpga->MonitorDischargeFlag();
   reply->SetAck();
@@ -173,9 +171,9 @@ int MeasMgr::HandleMsg27(const Msg::HmpPauseTestReq* request, Msg::HmpPauseTestR
   return 0;
 }
 
-int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep* reply) {
-  ++_begun;
-  SetWaveformCapture(kCaptureOnce);
+int Run::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep* reply) {
+  its_.measurement.Stop();
+  its_.SetWaveformCapture(kCaptureOnce);
   Logger::Capture(Logger::END_WAVEFORM_CAPTURE);
   msgmonitorm.StopTimer();
   CaptureRequest(*request);
@@ -194,24 +192,22 @@ int MeasMgr::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep*
   ghmp->discharging = 0;
   ghmp->curange = 0;
   request->Show(kInfo);
-  startflag = false;
+  its_.measurement.BeginEnd();
   if (SineCorrelator::GetVLFFlag()) {
     SineCorrelator::ResetVLFFlag();
     logger_mgr::print(measurementL, kInfo, 0, "Reset the VLF flag \n");
   }
   testmonitor.StopTimer();
-  RaiseAllok();
+  its_.recovery.RaiseAllok();
   // after all that makes safe: with a chip that hangs it takes its time
-  if (!ghmp->IsLineSyncTracker()) InitSpclk();
+  if (!ghmp->IsLineSyncTracker()) its_.clock.Init();
   AnswerStop(reply);
-  ghmp->firstUpdate = false;
-  ghmp->SetStartTest(false);
   ghmp->vlfreset = false;
   logger_mgr::print(measurementL, kInfo, 0, "End Test max_sample ch1 %d ch2 %d\n",
                     ghmp->GetMaxSampleRepetitions(0), ghmp->GetMaxSampleRepetitions(1));
-  measurement_log_.End("a stop");
-  ++snapshotcounter;
+  its_.measurement.End("a stop");
+  ++its_.measurement.snapshotcounter;
   return 0;
 }
 
-}  // namespace Mos
+}  // namespace Mos::handlers

@@ -1,15 +1,15 @@
-// Handlers of the housekeeping requests.
+#include "mos/handlers/service.h"
 
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/firmware_version.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/msg/state/safety_nak.h"
-#include "mos/handlers/requests.h"
-#include "mos/meas_mgr.h"
-#include "mos/process_objects.h"
+#include "mos/handlers/answers.h"
+#include "mos/instrument/correlators.h"
+#include "mos/instrument/process_objects.h"
 #include "platform/backend.h"
 
-namespace Mos {
+namespace Mos::handlers {
 namespace {
 
 using Logger::logger_mgr;
@@ -23,7 +23,7 @@ void NoteRequest(const Request& request) {
 
 }  // namespace
 
-int MeasMgr::HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep* reply) {
+int Service::HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep* reply) {
   Msg::ghmp->ClearBootErrorCodes();  // a host that reads the versions has seen the boot's result
   NoteRequest(*request);
   Msg::SetText(reply->meas_version, Msg::FirmwareVersion());
@@ -36,16 +36,16 @@ int MeasMgr::HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep
   return 0;
 }
 
-int MeasMgr::HandleMsg21(const Msg::HmpFWUpdateInitReq* request, Msg::HmpFWUpdateInitRep* reply) {
+int Service::HandleMsg21(const Msg::HmpFWUpdateInitReq* request, Msg::HmpFWUpdateInitRep* reply) {
   NoteRequest(*request);
   // nobody would read the sensors any more
   if (Msg::ghmp->testStart) return Refuse(reply, Msg::NAK_MCODE_OPCODE);
-  StopI2cScanner();
+  its_.channels.StopI2cScanner();
   reply->SetAck();
   return 0;
 }
 
-int MeasMgr::HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTimeOfDayRep* reply) {
+int Service::HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTimeOfDayRep* reply) {
   NoteRequest(*request);
   const timespec time{static_cast<time_t>(request->secondsSinceEpoch), 0};
   // A clock that cannot be set is not the host's concern: it is answered with an ACK all the same.
@@ -56,13 +56,13 @@ int MeasMgr::HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTime
   return 0;
 }
 
-int MeasMgr::HandleMsg36(const Msg::HmpStartRowReq* request, Msg::HmpStartRowRep* reply) {
+int Service::HandleMsg36(const Msg::HmpStartRowReq* request, Msg::HmpStartRowRep* reply) {
   NoteRequest(*request);
   reply->SetAck();
   return 0;
 }
 
-int MeasMgr::HandleMsg37(const Msg::HmpEndRowReq* request, Msg::HmpEndRowRep* reply) {
+int Service::HandleMsg37(const Msg::HmpEndRowReq* request, Msg::HmpEndRowRep* reply) {
   NoteRequest(*request);
   reply->SetAck();
   logger_mgr::print(measurementL, Logger::kNotice, 0, "Cleared HMP error codes \n");
@@ -71,7 +71,7 @@ int MeasMgr::HandleMsg37(const Msg::HmpEndRowReq* request, Msg::HmpEndRowRep* re
   return 0;
 }
 
-int MeasMgr::HandleMsg38(const Msg::HmpMiscConfigReq* request, Msg::HmpMiscConfigRep* reply) {
+int Service::HandleMsg38(const Msg::HmpMiscConfigReq* request, Msg::HmpMiscConfigRep* reply) {
   NoteRequest(*request);
   // The calibration dates, the line frequency and the compatibility index go out as 0: nothing in
   // the daemon knows them.
@@ -79,7 +79,7 @@ int MeasMgr::HandleMsg38(const Msg::HmpMiscConfigReq* request, Msg::HmpMiscConfi
   return 0;
 }
 
-int MeasMgr::HandleMsg46(const Msg::HmpAckProgressReq* request, Msg::HmpAckProgressRep* reply) {
+int Service::HandleMsg46(const Msg::HmpAckProgressReq* request, Msg::HmpAckProgressRep* reply) {
   NoteRequest(*request);
   msgmonitorm.ResetTimer();
   reply->status[0] = ChannelsStatus();
@@ -87,4 +87,4 @@ int MeasMgr::HandleMsg46(const Msg::HmpAckProgressReq* request, Msg::HmpAckProgr
   return 0;
 }
 
-}  // namespace Mos
+}  // namespace Mos::handlers

@@ -1,17 +1,17 @@
-// Handlers that set a test up, for voltage and for current.
+#include "mos/handlers/set_up.h"
+
 #include "common/acquisition/correct.h"
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
-#include "mos/handlers/requests.h"
-#include "mos/meas_mgr.h"
-#include "mos/process_flags.h"
-#include "mos/process_objects.h"
-#include "mos/recovery.h"
+#include "mos/handlers/answers.h"
+#include "mos/instrument/correlators.h"
+#include "mos/instrument/process_flags.h"
+#include "mos/instrument/process_objects.h"
 
-namespace Mos {
+namespace Mos::handlers {
 
 using Dev::MeasChCfgReg;
 using Logger::kError;
@@ -22,7 +22,6 @@ using Msg::ghmp;
 
 namespace {
 
-constexpr int kHostSilence = 8;  // seconds
 constexpr int kStartFilter = 2;
 constexpr int kCaptureEachPass = 2;
 constexpr int kInvertedRevision = 3;  // boards with channels that come in negated
@@ -73,13 +72,6 @@ Logger::eventtypes_t EventOfVoltageTest() {
   return ghmp->IsDFRTest() ? Logger::DFR : Logger::TEST_UNDEFINED;
 }
 
-// A set-up that is repeated finds the watchdog running.
-void StartWatchdog(MeasMgr* manager) {
-  if (msgmonitorm.AddTimer(kHostSilence, SECSE, MessageMonitorCB, manager) < 0) {
-    msgmonitorm.ResetTimer();
-  }
-}
-
 // A direct voltage lies at 0 Hz, whatever frequency its updates name. A test before this one may
 // have left the corrections elsewhere.
 void FollowVoltageSource() {
@@ -112,34 +104,30 @@ int SetModes(const char* fast_codes, const char* slow_codes, void* reply) {
 
 }  // namespace
 
-void MeasMgr::ResetVariables() {
-  _filterselect = {-1, -1};
+void SetUp::ResetVariables() {
+  its_.measurement._filterselect = {-1, -1};
   ghmp->testPolarity = 0;
 }
 
-void MeasMgr::SetWaveformCapture(int mode) {
-  if (_acquisition) _acquisition->SetWaveformCapture(mode);
-}
-
-void MeasMgr::SetUpChannels() {
+void SetUp::SetUpChannels() {
   logger_mgr::print(measurementL, kInfo, 0, "Using the gateway \n");
   // what a disturbance has left in the hardware ends with the test that it disturbed
   if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->RestoreRegisters();
   for (const Gateway& gateway : kGateways) {
     if (gateway.mode1 != ghmp->measCh1_mode || gateway.mode2 != ghmp->measCh2_mode) continue;
     logger_mgr::print(measurementL, kInfo, 0, "%s", gateway.text);
-    for (const int channel : {0, 1}) IniMeasChI2cSpiBridge(channel);
-    SetMeasChCfgReg(0, *gateway.config1, false);
-    SetMeasChCfgReg(1, *gateway.config2, false);
+    for (const int channel : {0, 1}) its_.channels.IniMeasChI2cSpiBridge(channel);
+    its_.channels.SetMeasChCfgReg(0, *gateway.config1, false);
+    its_.channels.SetMeasChCfgReg(1, *gateway.config2, false);
     LogRegisters(gateway);
-    for (const int channel : {0, 1}) CorrectForFilter(channel, kStartFilter);
+    for (const int channel : {0, 1}) its_.filters.CorrectForFilter(channel, kStartFilter);
     break;
   }
-  if (_rev == kInvertedRevision) DoInversionMagic();
+  if (its_.channels.GetRevision() == kInvertedRevision) its_.channels.DoInversionMagic();
 }
 
 /// What the two set-ups have for themselves.
-struct MeasMgr::SetUpKind {
+struct SetUp::Kind {
   bool capture_told_first;
   const char* highest_name;
   std::atomic<short> Msg::HMPData::*highest;
@@ -148,37 +136,32 @@ struct MeasMgr::SetUpKind {
 };
 
 template <class Request>
-int MeasMgr::SetTestUp(const SetUpKind& kind, const Request& request, void* reply) {
-  ++_begun;
-  measurement_log_.SetUp();
+int SetUp::Begin(const Kind& kind, const Request& request, void* reply) {
+  its_.measurement.Begin();
   if (kind.capture_told_first) Logger::Capture(Logger::START_WAVEFORM_CAPTURE);
   CaptureRequest(request);
   logger_mgr::print(measurementL, kInfo, 0, "Start test \n");
-  StartWatchdog(this);
-  StartI2cScanner();  // an update of the firmware that was begun and given up has stopped it
+  its_.recovery.WatchHost();
+  // an update of the firmware that was begun and given up has stopped it
+  its_.channels.StartI2cScanner();
   ghmp->getresult = 0;
-  SetWaveformCapture(kCaptureEachPass);
+  its_.SetWaveformCapture(kCaptureEachPass);
   if (!kind.capture_told_first) Logger::Capture(Logger::START_WAVEFORM_CAPTURE);
   request.Show(kInfo);
   ghmp->ResetMaxSampleRepetitions();
   // while no test is set up, this takes the phasors of the test before away
   if (acqnormal == 0) ResetCorrelators();
   AcquisitionSystem::AcqChan::begin_test();
-  MarkUpdate(false);
   // a test that its host has left without a stop: its words would refuse this one
-  if (ghmp->testStart) {
-    if (ghmp->discharging == 0) ghmp->ClearErrorCodes();
-    ghmp->firstUpdate = false;
-    startflag = false;  // its updates set everything, whatever the test before has set
-  }
-  ghmp->SetStartTest(true);
+  if (ghmp->testStart && ghmp->discharging == 0) ghmp->ClearErrorCodes();
+  its_.measurement.SetUp();
   ghmp->SetTestParams(request);
   ghmp->discharging = 0;
   // a recovery or a pause before this test no longer watches its discharge
   if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->ClearDischargeFlag();
-  if (!ghmp->IsInternalHVVoltageTest()) DropDividers();
+  if (!ghmp->IsInternalHVVoltageTest()) its_.dividers.Drop();
   testmonitor.StopTimer();
-  if (_over_voltage || _made_safe) RaiseAllok();
+  if (its_.recovery.HoldsAllok()) its_.recovery.RaiseAllok();
   Logger::Capture(Logger::MODE_CONFIG_INFO, ghmp->modeinfo.load());
   logger_mgr::print(measurementL, kInfo, 0, "Mode info from Ch2:%X Ch1:%X 90%% X %s %f \n",
                     static_cast<unsigned>(ghmp->measCh2_mode.load()),
@@ -189,12 +172,12 @@ int MeasMgr::SetTestUp(const SetUpKind& kind, const Request& request, void* repl
   return 0;
 }
 
-int MeasMgr::HandleMsg3(const Msg::HmpIniTestParamReq* request, Msg::HmpIniTestParamRep* reply) {
-  static constexpr SetUpKind kVoltage{false, "voltmax", &Msg::HMPData::voltmax,
-                                      "Fastfilter Msg3 error codes \n",
-                                      "Slowfilter Msg3 error codes \n"};
+int SetUp::HandleMsg3(const Msg::HmpIniTestParamReq* request, Msg::HmpIniTestParamRep* reply) {
+  static constexpr Kind kVoltage{false, "voltmax", &Msg::HMPData::voltmax,
+                                 "Fastfilter Msg3 error codes \n",
+                                 "Slowfilter Msg3 error codes \n"};
   ghmp->SetManualRampTest(false);
-  if (SetTestUp(kVoltage, *request, reply) < 0) return -1;
+  if (Begin(kVoltage, *request, reply) < 0) return -1;
   FollowVoltageSource();
   Logger::Capture(EventOfVoltageTest());
   ResetVariables();
@@ -203,11 +186,11 @@ int MeasMgr::HandleMsg3(const Msg::HmpIniTestParamReq* request, Msg::HmpIniTestP
   return 0;
 }
 
-int MeasMgr::HandleMsg33(const Msg::HmpIniTestParamReqI* request, Msg::HmpIniTestParamRepI* reply) {
-  static constexpr SetUpKind kCurrent{true, "ampmax", &Msg::HMPData::ampmax,
-                                      "Fastfilter Msg 33 error codes \n",
-                                      "Slowfilter Msg 33 error codes \n"};
-  if (SetTestUp(kCurrent, *request, reply) < 0) return -1;
+int SetUp::HandleMsg33(const Msg::HmpIniTestParamReqI* request, Msg::HmpIniTestParamRepI* reply) {
+  static constexpr Kind kCurrent{true, "ampmax", &Msg::HMPData::ampmax,
+                                 "Fastfilter Msg 33 error codes \n",
+                                 "Slowfilter Msg 33 error codes \n"};
+  if (Begin(kCurrent, *request, reply) < 0) return -1;
   acquisition::Correct::GetCorrect().Corr_set_frequency(0);
   Logger::Capture(Logger::CONTACT_RESISTANCE);
   ResetVariables();
@@ -216,4 +199,4 @@ int MeasMgr::HandleMsg33(const Msg::HmpIniTestParamReqI* request, Msg::HmpIniTes
   return 0;
 }
 
-}  // namespace Mos
+}  // namespace Mos::handlers

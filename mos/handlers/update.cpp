@@ -1,8 +1,6 @@
-// Handlers that set or change a test's parameters, for voltage and for current, and the source
-// module's word that the frequency will change.
-#include <chrono>
+#include "mos/handlers/update.h"
 
-#include "common/acquisition/range_table.h"
+#include "common/acquisition/acquisition.h"
 #include "common/acquisition/ranging/acq_ch_following.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
@@ -10,16 +8,17 @@
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/signalh/sample_rate.h"
-#include "mos/handlers/requests.h"
-#include "mos/meas_mgr.h"
-#include "mos/process_flags.h"
-#include "mos/process_objects.h"
-#include "platform/backend.h"
+#include "mos/handlers/answers.h"
+#include "mos/handlers/line_frequency.h"
+#include "mos/handlers/update_limits.h"
+#include "mos/instrument/correlators.h"
+#include "mos/instrument/process_flags.h"
+#include "mos/instrument/process_objects.h"
+#include "mos/instrument/system_log.h"
 
-namespace Mos {
+namespace Mos::handlers {
 
 using acquisition::SineCorrelator;
-using AcquisitionSystem::AcqChan;
 using AcquisitionSystem::AcqChFollowing;
 using Logger::kError;
 using Logger::kInfo;
@@ -40,89 +39,9 @@ enum Changed : unsigned {
   kNeedsSourceAtZero = kPolarity | kFrequency,
 };
 
-constexpr float kLowestFrequencyTimes10000 = 1.0F;  // Hz
-constexpr float kHighestFrequency = 1000.0F;        // Hz
-constexpr float kOltcFrequency = 39.0625F;          // Hz
-constexpr float kQuickFrequency = 3.0F;             // Hz; a cycle at least as fast is over soon
+constexpr float kOltcFrequency = 39.0625F;  // Hz
+constexpr float kQuickFrequency = 3.0F;     // Hz; a cycle at least as fast is over soon
 constexpr unsigned kVlfWaveformSamples = 0x40000;
-constexpr unsigned kAdClocksPerSample = 64;
-constexpr std::chrono::seconds kLineWait{3};
-constexpr std::chrono::milliseconds kLinePoll{1};
-constexpr std::uint64_t kLowestLine = 47;   // Hz
-constexpr std::uint64_t kHighestLine = 63;  // Hz
-
-// A number that is none fails both comparisons.
-bool IsPossible(float hertz) {
-  if (hertz * 10000 >= kLowestFrequencyTimes10000 && hertz <= kHighestFrequency) return true;
-  logger_mgr::print(measurementL, kError, 0,
-                    "Invalid parameter value frequency:%f must be 0.0001 to 1000.0\n",
-                    double{hertz});
-  return false;
-}
-
-bool IsPolarity(int polarity) {
-  if (polarity == 0 || polarity == 1) return true;
-  logger_mgr::print(measurementL, kError, 0, "Invalid parameter value polarity:%d\n", polarity);
-  return false;
-}
-
-// Ranges that an update names; 0 leaves the choice to the channel.
-struct NamedRanges {
-  int voltage;
-  const char* voltage_name;
-  int current;
-  const char* current_name;
-};
-
-// Both channels must have the range that an update names for their kind of input.
-short ProblemOf(const NamedRanges& ranges) {
-  for (const ACQ_CHAN_NUM ch : {ACQ_CH1, ACQ_CH2}) {
-    const AcqChan* channel = AcqChan::get_AcqCh_instance(ch);
-    if (channel == nullptr) continue;
-    const int mode = channel->get_mode();
-    const bool current = mode == Msg::ACDC_Current;
-    const int range = current ? ranges.current : ranges.voltage;
-    if (range >= 0 && range <= acquisition::range_table_size(ch, mode)) continue;
-    logger_mgr::print(measurementL, kError, 0, "Invalid parameter value %s:%d\n",
-                      current ? ranges.current_name : ranges.voltage_name, range);
-    return current ? Msg::NAK_MCODE_RANGE_SET : Msg::NAK_MCODE_MOS_INVALIDVOLT;
-  }
-  return 0;
-}
-
-// What is wrong with a request, as an error word; 0 for nothing.
-short ProblemOf(const Msg::HmpUpdTestParamReq& request) {
-  if (!IsPolarity(request.polarity)) return Msg::NAK_MCODE_MOS_INVALIDPOL;
-  const int volts = request.volttarget;
-  if (volts < 0 || volts > ghmp->voltmax) {
-    logger_mgr::print(measurementL, kError, 0, "Invalid parameter value volt:%d  voltmax:%d\n",
-                      volts, ghmp->voltmax.load());
-    return Msg::NAK_MCODE_MOS_INVALIDVOLT;
-  }
-  if (const short problem =
-          ProblemOf(NamedRanges{request.voltscal, "voltscal", request.curange, "curange"});
-      problem != 0) {
-    return problem;
-  }
-  if (ghmp->IsLineSyncTracker() || IsPossible(request.frequency)) return 0;
-  return Msg::NAK_MCODE_MOS_SPCLKINVFREQ;
-}
-
-short ProblemOf(const Msg::HmpUpdTestParamReqI& request) {
-  if (!IsPolarity(request.polarity)) return Msg::NAK_MCODE_MOS_INVALIDPOL;
-  const int amps = request.amp;
-  if (amps < 0) {
-    logger_mgr::print(measurementL, kError, 0, "Invalid parameter value amp:%d\n", amps);
-    return Msg::NAK_MCODE_PSOC_MAXAMPERAGE;
-  }
-  if (const short problem =
-          ProblemOf(NamedRanges{request.voltrange, "voltrange", request.ampscal, "ampscal"});
-      problem != 0) {
-    return problem;
-  }
-  if (ghmp->IsLineSyncTracker() || IsPossible(request.frequency)) return 0;
-  return Msg::NAK_MCODE_MOS_SPCLKINVFREQ;
-}
 
 void TellFrequencyDone(float hertz, bool done) {
   const Logger::msg4freqdata_t data{hertz, done};
@@ -136,60 +55,9 @@ bool CheckfrequencySequence() {
   return IsSlow(ghmp->previousfrequency) && !IsSlow(ghmp->frequency);
 }
 
-// As long as the source module has not told the line's frequency; at most 3 s.
-platform::Nanoseconds AwaitLineFrequency() {
-  platform::Clock& clock = platform::Machine().Clock();
-  const auto estimator_start_time = clock.Monotonic();
-  while (ghmp->GetLineFrequency().a == 0) {
-    if (clock.Monotonic() - estimator_start_time > kLineWait) break;
-    clock.SleepFor(kLinePoll);
-  }
-  return clock.Monotonic() - estimator_start_time;
-}
-
-void LogWait(const char* prefix, platform::Nanoseconds waited) {
-  const auto micro = std::chrono::duration_cast<std::chrono::microseconds>(waited).count();
-  logger_mgr::print(measurementL, kInfo, 0,
-                    "%s.%d:%s MOS waited %ld.%06ldsec. for line frequency from SOS\n", __func__,
-                    __LINE__, prefix, static_cast<long>(micro / 1000000),
-                    static_cast<long>(micro % 1000000));
-  const m3x64_num line = ghmp->GetLineFrequency();
-  logger_mgr::print(measurementL, kInfo, 0,
-                    "%s.%d:%s Using line frequency %lld %lld/%lld(%f) from SOS\n", __func__,
-                    __LINE__, prefix, static_cast<long long>(line.a),
-                    static_cast<long long>(line.b), static_cast<long long>(line.c), ValueOf(line));
-}
-
-// False when the line's frequency is not there. In a started test it has been waited for before.
-bool HasLineFrequency(const char* prefix, bool started) {
-  if (!started) LogWait(prefix, AwaitLineFrequency());
-  const m3x64_num line = ghmp->GetLineFrequency();
-  if (line.a >= kLowestLine && line.a <= kHighestLine) return true;
-  logger_mgr::print(measurementL, kError, 0,
-                    "%s.%d:%s Invalid measured frequency:%f not close to 50Hz or 60Hz\n", __func__,
-                    __LINE__, prefix, ValueOf(line));
-  return false;
-}
-
 template <class Value>
 unsigned BitIf(const std::atomic<Value>& now, const std::atomic<Value>& before, unsigned bit) {
   return now.load() != before.load() ? bit : 0;
-}
-
-unsigned VoltageChanges() {
-  return BitIf(ghmp->volttarget, ghmp->previousvolttarget, kTarget) |
-         BitIf(ghmp->testPolarity, ghmp->previoustestpolarity, kPolarity) |
-         BitIf(ghmp->voltscal, ghmp->previousvoltscal, kRange) |
-         BitIf(ghmp->curange, ghmp->previouscurange, kOtherRange) |
-         BitIf(ghmp->frequency, ghmp->previousfrequency, kFrequency);
-}
-
-unsigned CurrentChanges() {
-  return BitIf(ghmp->ampmax, ghmp->previousampmax, kTarget) |
-         BitIf(ghmp->testPolarity, ghmp->previoustestpolarity, kPolarity) |
-         BitIf(ghmp->ampscal, ghmp->previousampscal, kRange) |
-         BitIf(ghmp->voltrange, ghmp->previousvoltrange, kOtherRange) |
-         BitIf(ghmp->frequency, ghmp->previousfrequency, kFrequency);
 }
 
 void MarkSlowCycle() {
@@ -242,13 +110,6 @@ void LogAcquisition(const char* message) {
       acquisition::kClockDivider, cycle);
 }
 
-// The frequency of a test that follows the line is the line's, whatever the request says.
-float FollowLine(float hertz) {
-  if (!ghmp->IsLineSyncTracker()) return hertz;
-  ghmp->SetFrequency(ghmp->GetLineFrequency());
-  return ghmp->GetFrequency();
-}
-
 // The reply of an update whose filter could not be set; the bus may have said nothing.
 int RefuseFilter(void* reply) {
   if (!ghmp->ReportError()) ghmp->SetErrorCode(Msg::NAK_MCODE_CPLD_CONFIG);
@@ -262,10 +123,120 @@ int RefuseClock(short code, float hertz, void* reply) {
   return -1;
 }
 
+// --- What the two kinds of update have for themselves ---
+
+struct OfVoltage {
+  using Request = Msg::HmpUpdTestParamReq;
+  using Reply = Msg::HmpUpdTestParamRep;
+  static constexpr char kOpening[] = "Mos Msg4 ";
+  static constexpr char kLinePrefix[] = "LSYN";
+  /// The correlators take a new cycle before the channels hear of the update.
+  static constexpr bool kFitsFirst = true;
+
+  static Request Wanted(const Request& request) { return request; }
+  static void Prepare() {
+    if (ghmp->IsLineSyncTracker()) ghmp->ClearEarlyDCOffset();
+  }
+  static void Take(const Request& request) {
+    ghmp->SetTestParams(request);
+    if (request.volttarget == 0) ghmp->SetManualRampTest(true);
+  }
+  /// A running ramp by hand, or slow cycle, is not disturbed.
+  static bool KeepsFilters(bool running) {
+    return running && (ghmp->IsManualRampTest() || ghmp->IsVLFTest());
+  }
+  static int SelectFilters(ChannelFilters& filters, float hertz) {
+    logger_mgr::print(measurementL, kInfo, 0, "AcqCh2 %s.%d: BoStep2 - Calling SelectFilter(%f)\n",
+                      __func__, __LINE__, double{hertz});
+    return filters.SelectFilter(hertz, false);
+  }
+  static unsigned Changes() {
+    return BitIf(ghmp->volttarget, ghmp->previousvolttarget, kTarget) |
+           BitIf(ghmp->testPolarity, ghmp->previoustestpolarity, kPolarity) |
+           BitIf(ghmp->voltscal, ghmp->previousvoltscal, kRange) |
+           BitIf(ghmp->curange, ghmp->previouscurange, kOtherRange) |
+           BitIf(ghmp->frequency, ghmp->previousfrequency, kFrequency);
+  }
+  static void BeginTarget() {
+    TellSystem("Msg4 req volttarget %u\n", static_cast<unsigned>(ghmp->volttarget.load()));
+    if (ghmp->IsManualRampTest()) ResetCorrelators();
+  }
+  static void BeginCycle() {
+    if (ghmp->IsVLFTest()) {
+      SineCorrelator::SetVLFFlag();
+      logger_mgr::print(measurementL, kInfo, 0, "%s.%d set the VLF flag\n", __func__, __LINE__);
+    }
+    SineCorrelator::SetCycleComplete(false);
+  }
+  static void TellChannels(unsigned changed) {
+    if ((changed & kNeedsSourceAtZero) != 0) {
+      AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_SOURCE_RAMPED_TO_ZERO);
+    }
+    if (ghmp->testype != Msg::TEST_HVTTR || changed != 0) {
+      AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_UPDATE_TEST_PARAMS);
+    }
+  }
+  static void EndCycle(float) {}
+  static void Acknowledge(Reply& reply, float hertz) {
+    if (hertz < kQuickFrequency && ghmp->testype != Msg::TEST_DEMAG) {
+      reply.SetAckInProgress();
+    } else {
+      reply.SetAck();
+    }
+  }
+};
+
+struct OfCurrent {
+  using Request = Msg::HmpUpdTestParamReqI;
+  using Reply = Msg::HmpUpdTestParamRepI;
+  static constexpr char kOpening[] = "Mos Msg 34 ";
+  static constexpr char kLinePrefix[] = "";
+  static constexpr bool kFitsFirst = false;
+
+  static Request Wanted(Request request) {
+    if (ghmp->IsOLTCDRMTest()) request.frequency = kOltcFrequency;
+    return request;
+  }
+  static void Prepare() {}
+  static void Take(const Request& request) { ghmp->SetTestParams(request); }
+  static bool KeepsFilters(bool) { return false; }
+  static int SelectFilters(ChannelFilters& filters, float hertz) {
+    const int selected = filters.SelectFilter(hertz, false);
+    logger_mgr::print(measurementL, kInfo, 0, "%s.%d: fltr: SelectFilter(%f) ret:%d\n", __func__,
+                      __LINE__, double{hertz}, selected);
+    return selected;
+  }
+  static unsigned Changes() {
+    return BitIf(ghmp->ampmax, ghmp->previousampmax, kTarget) |
+           BitIf(ghmp->testPolarity, ghmp->previoustestpolarity, kPolarity) |
+           BitIf(ghmp->ampscal, ghmp->previousampscal, kRange) |
+           BitIf(ghmp->voltrange, ghmp->previousvoltrange, kOtherRange) |
+           BitIf(ghmp->frequency, ghmp->previousfrequency, kFrequency);
+  }
+  static void BeginTarget() {
+    logger_mgr::print(measurementL, kInfo, 0, "Msg 34 req amp max %u\n",
+                      static_cast<unsigned>(ghmp->ampmax.load()));
+  }
+  static void BeginCycle() {
+    if (!ghmp->IsVLFTest()) return;
+    MarkSlowCycle();
+    logger_mgr::print(measurementL, kInfo, 0, "set the VLF flag  \n");
+  }
+  static void TellChannels(unsigned) {
+    AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_UPDATE_TEST_PARAMS);
+  }
+  static void EndCycle(float hertz) {
+    if (!IsSlow(hertz)) return;
+    MarkSlowCycle();
+    logger_mgr::print(measurementL, kInfo, 0, "VLF turned on \n");
+  }
+  static void Acknowledge(Reply& reply, float) { reply.SetAck(); }
+};
+
 }  // namespace
 
 /// An update under way.
-struct MeasMgr::Update {
+struct Update::Change {
   float frequency;  ///< Hz; the line's where the test follows it
   void* reply;
   unsigned changed = kAllButPolarity;
@@ -273,60 +244,52 @@ struct MeasMgr::Update {
 };
 
 // Steps of the clock's new settings that do not depend on what has changed.
-void MeasMgr::SetSampling(Update& update) {
+void Update::SetSampling(Change& update) {
+  Dev::SpclkDev& clock = *its_.clock.Device();
   msgmonitorm.ResetTimer();
-  _spclk->SetDefaultParamters();
+  clock.SetDefaultParamters();
   const bool slow = IsSlow(update.frequency);
   update.samples =
       signalh::CalculateSamplesPerCyc(update.frequency, slow ? ghmp->GetVLFBlockReadyInterrupts()
                                                              : ghmp->GetBlockReadyInterrupts());
-  _spclk->SetSamplesPerCyc(static_cast<unsigned>(update.samples));
-  _spclk->SetAdClksPerSample(kAdClocksPerSample);
+  clock.SetSamplesPerCyc(static_cast<unsigned>(update.samples));
+  clock.SetAdClksPerSample(kAdClocksPerSample);
   if (slow) {
-    _spclk->SetWfSamplesPerCyc(kVlfWaveformSamples);
+    clock.SetWfSamplesPerCyc(kVlfWaveformSamples);
     logger_mgr::print(measurementL, kInfo, 0, "Mos VLF samplespercyc %d %d pfreq %f\n",
-                      update.samples, static_cast<int>(_spclk->GetWfSamplesPerCyc()),
+                      update.samples, static_cast<int>(clock.GetWfSamplesPerCyc()),
                       double{update.frequency});
     SineCorrelator::SetVLFFlag();
   } else {
     // a test may go from very slow to normal, and its durations with it
     if (SineCorrelator::GetVLFFlag()) SineCorrelator::ResetVLFFlag();
-    _spclk->SetWfSamplesPerCyc(update.frequency);
-    ghmp->wfgensamplespercyc = _spclk->GetWfSamplesPerCyc();
+    clock.SetWfSamplesPerCyc(update.frequency);
+    ghmp->wfgensamplespercyc = clock.GetWfSamplesPerCyc();
   }
   if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) {
-    fpga->SetWaveformCycleLength(static_cast<int>(_spclk->GetWfSamplesPerCyc()));
+    fpga->SetWaveformCycleLength(static_cast<int>(clock.GetWfSamplesPerCyc()));
   }
   ghmp->samplespercyc = update.samples;
-  if (spclksync != 0) _spclk->SetMeasClkSrc(1);
+  if (spclksync != 0) clock.SetMeasClkSrc(1);
 }
 
-void MeasMgr::MarkUpdate(bool whole) {
-  _half_updated = !whole;
-  for (const ACQ_CHAN_NUM ch : {ACQ_CH1, ACQ_CH2}) {
-    AcqChan* channel = AcqChan::get_AcqCh_instance(ch);
-    if (channel == nullptr) continue;
-    channel->Guard().SpoilUpdate(whole ? 0 : AcquisitionSystem::Data_Not_Valid);
-  }
-}
-
-void MeasMgr::NoteChanges(Update& update, unsigned changed) {
-  if (startflag) {
-    if (!_half_updated) update.changed = changed;
+void Update::NoteChanges(Change& update, unsigned changed) {
+  if (its_.measurement.IsRunning()) {
+    if (!its_.measurement.NeedsWholeUpdate()) update.changed = changed;
   } else {
     const int signal = ghmp->acdctest;
     logger_mgr::print(measurementL, kInfo, 0, "Setting waveform signal to %d\n", signal);
-    _spclk->SetTestWFSignal(signal);
+    its_.clock.Device()->SetTestWFSignal(signal);
     Logger::Capture(Logger::SET_WAVEFORM_SIG, signal);
   }
   logger_mgr::print(measurementL, kInfo, 0, "%s.%d: parameter_changed:0x%04X\n", __func__, __LINE__,
                     update.changed);
 }
 
-int MeasMgr::SetClock(const Update& update) {
+int Update::SetClock(const Change& update) {
   const float hertz = update.frequency;
   const bool changed = (update.changed & kFrequency) != 0;
-  if (changed && _spclk->SetTestFrequency(hertz) < 0) {
+  if (changed && its_.clock.Device()->SetTestFrequency(hertz) < 0) {
     TellSystem("SPCLK SetTestFrequency() FAIL \n");
     logger_mgr::print(measurementL, kError, 0, "SPCLK SetTestFrequency() FAIL \n");
     return RefuseClock(Msg::NAK_MCODE_MOS_SPCLKSETFREQ, hertz, update.reply);
@@ -336,7 +299,7 @@ int MeasMgr::SetClock(const Update& update) {
   TellSystem("setting the frequency %7.4f \n", double{hertz});
   logger_mgr::print(measurementL, kInfo, 0, "freq %f samplespercyc %u clockspersample %u \n",
                     double{hertz}, static_cast<unsigned>(update.samples), kAdClocksPerSample);
-  const int result = _spclk->Update(0);
+  const int result = its_.clock.Device()->Update(0);
   if (result >= 0) return 0;
   logger_mgr::print(measurementL, kError, 0,
                     "SPCLK Update() FAIL FOR FREQUENCY %fHz samplespercyc %d \n", double{hertz},
@@ -346,148 +309,87 @@ int MeasMgr::SetClock(const Update& update) {
   return result;
 }
 
-// A new length of the cycle starts the correlators anew.
-void MeasMgr::FitCorrelators(int samples) {
+// A new length of the cycle starts the correlators from the beginning.
+void Update::FitCorrelators(int samples) {
   const Correlators filters = GetCorrelators();
   if (filters.g_fastFilter->GetSamplesPerCycle() == samples) return;
   ghmp->samplespercyc = samples;
   const auto reinit = [&] {
     filters.g_fastFilter->Reinit(samples, samples);
-    if (_acquisition) _acquisition->AverageFilter()->Reinit(samples);
+    if (its_.acquisition) its_.acquisition->AverageFilter()->Reinit(samples);
     filters.g_slowFilter->Reinit(samples, samples);
   };
-  if (!_acquisition) return reinit();
-  _acquisition->BetweenBlocks(reinit);
+  if (!its_.acquisition) return reinit();
+  its_.acquisition->BetweenBlocks(reinit);
 }
 
 // From here the samples count again.
-void MeasMgr::EndUpdate(const Update& update) {
-  ghmp->firstUpdate = true;
+void Update::EndUpdate(const Change& update) {
+  its_.measurement.EndUpdate();
   TellFrequencyDone(update.frequency, true);
   msgmonitorm.ResetTimer();
   ResetCorrelators();
   ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
 }
 
-int MeasMgr::TuneForVoltage(Update& update, bool manual_ramp) {
-  if (!startflag || !(manual_ramp || ghmp->IsVLFTest())) {
-    logger_mgr::print(measurementL, kInfo, 0, "AcqCh2 %s.%d: BoStep2 - Calling SelectFilter(%f)\n",
-                      __func__, __LINE__, double{update.frequency});
-    if (SelectFilter(update.frequency, false) < 0) return RefuseFilter(update.reply);
+template <class Kind>
+int Update::Tune(Change& update) {
+  if (!Kind::KeepsFilters(its_.measurement.IsRunning()) &&
+      Kind::SelectFilters(its_.filters, update.frequency) < 0) {
+    return RefuseFilter(update.reply);
   }
-  if (_spclk == nullptr) return Refuse(update.reply, Msg::NAK_MCODE_MOS_SPCLKNOTFOUND);
+  if (its_.clock.Device() == nullptr) return Refuse(update.reply, Msg::NAK_MCODE_MOS_SPCLKNOTFOUND);
   SetSampling(update);
-  NoteChanges(update, VoltageChanges());
-  if ((update.changed & kTarget) != 0) {
-    TellSystem("Msg4 req volttarget %u\n", static_cast<unsigned>(ghmp->volttarget.load()));
-    if (manual_ramp) ResetCorrelators();
-  }
+  NoteChanges(update, Kind::Changes());
+  if ((update.changed & kTarget) != 0) Kind::BeginTarget();
   return SetClock(update);
 }
 
-int MeasMgr::TuneForCurrent(Update& update) {
-  const int selected = SelectFilter(update.frequency, false);
-  logger_mgr::print(measurementL, kInfo, 0, "%s.%d: fltr: SelectFilter(%f) ret:%d\n", __func__,
-                    __LINE__, double{update.frequency}, selected);
-  if (selected < 0) return RefuseFilter(update.reply);
-  if (_spclk == nullptr) return Refuse(update.reply, Msg::NAK_MCODE_MOS_SPCLKNOTFOUND);
-  SetSampling(update);
-  NoteChanges(update, CurrentChanges());
-  if ((update.changed & kTarget) != 0) {
-    logger_mgr::print(measurementL, kInfo, 0, "Msg 34 req amp max %u\n",
-                      static_cast<unsigned>(ghmp->ampmax.load()));
+template <class Kind>
+int Update::Handle(const typename Kind::Request& asked, typename Kind::Reply& reply) {
+  const auto request = Kind::Wanted(asked);
+  const bool running = its_.measurement.IsRunning();
+  BeginUpdate(request);
+  Kind::Prepare();
+  LogAcquisition(Kind::kOpening);
+  request.Show(kInfo);
+  if (const short problem = ProblemOf(request); problem != 0) return Refuse(&reply, problem);
+  if (ghmp->IsLineSyncTracker() && !HasLineFrequency(Kind::kLinePrefix, running)) {
+    return Refuse(&reply, Msg::NAK_MCODE_MOS_SPCLKINVFREQ);
   }
-  return SetClock(update);
-}
-
-int MeasMgr::HandleMsg4(const Msg::HmpUpdTestParamReq* request, Msg::HmpUpdTestParamRep* reply) {
-  BeginUpdate(*request);
-  if (ghmp->IsLineSyncTracker()) ghmp->ClearEarlyDCOffset();
-  LogAcquisition("Mos Msg4 ");
-  request->Show(kInfo);
-  if (const short problem = ProblemOf(*request); problem != 0) return Refuse(reply, problem);
-  if (ghmp->IsLineSyncTracker() && !HasLineFrequency("LSYN", startflag)) {
-    return Refuse(reply, Msg::NAK_MCODE_MOS_SPCLKINVFREQ);
-  }
-  if (!GetCorrelators().BothThere()) return Refuse(reply, Msg::NAK_MCODE_MOS_NULLFILTER);
-  ghmp->SetTestParams(*request);
-  if (request->volttarget == 0) ghmp->SetManualRampTest(true);
-  Update update{.frequency = FollowLine(request->frequency), .reply = reply};
+  if (!GetCorrelators().BothThere()) return Refuse(&reply, Msg::NAK_MCODE_MOS_NULLFILTER);
+  Kind::Take(request);
+  Change update{.frequency = FollowLine(request.frequency), .reply = &reply};
 
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
-  if (const int result = TuneForVoltage(update, ghmp->IsManualRampTest()); result < 0) {
-    MarkUpdate(false);
+  if (const int result = Tune<Kind>(update); result < 0) {
+    its_.measurement.MarkUpdate(false);
     ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
     return result;
   }
-  MarkUpdate(true);
+  its_.measurement.MarkUpdate(true);
   FollowSignal(update.frequency);
-  if (ghmp->IsVLFTest()) {
-    SineCorrelator::SetVLFFlag();
-    logger_mgr::print(measurementL, kInfo, 0, "%s.%d set the VLF flag\n", __func__, __LINE__);
-  }
-  SineCorrelator::SetCycleComplete(false);
-  FitCorrelators(update.samples);
-  if (startflag) {
-    if ((update.changed & kNeedsSourceAtZero) != 0) {
-      AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_SOURCE_RAMPED_TO_ZERO);
-    }
-    if (ghmp->testype != Msg::TEST_HVTTR || update.changed != 0) {
-      AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_UPDATE_TEST_PARAMS);
-    }
-  }
+  Kind::BeginCycle();
+  if (Kind::kFitsFirst) FitCorrelators(update.samples);
+  if (running) Kind::TellChannels(update.changed);
+  if (!Kind::kFitsFirst) FitCorrelators(update.samples);
   TellSamples(update.samples, update.frequency);
-  if (update.frequency < kQuickFrequency && ghmp->testype != Msg::TEST_DEMAG) {
-    reply->SetAckInProgress();
-  } else {
-    reply->SetAck();
-  }
-  reply->Show(kInfo);
+  Kind::EndCycle(update.frequency);
+  Kind::Acknowledge(reply, update.frequency);
+  reply.Show(kInfo);
   EndUpdate(update);
   return 0;
 }
 
-int MeasMgr::HandleMsg34(const Msg::HmpUpdTestParamReqI* request, Msg::HmpUpdTestParamRepI* reply) {
-  Msg::HmpUpdTestParamReqI wanted = *request;
-  if (ghmp->IsOLTCDRMTest()) wanted.frequency = kOltcFrequency;
-  BeginUpdate(wanted);
-  LogAcquisition("Mos Msg 34 ");
-  wanted.Show(kInfo);
-  if (const short problem = ProblemOf(wanted); problem != 0) return Refuse(reply, problem);
-  if (ghmp->IsLineSyncTracker() && !HasLineFrequency("", startflag)) {
-    return Refuse(reply, Msg::NAK_MCODE_MOS_SPCLKINVFREQ);
-  }
-  if (!GetCorrelators().BothThere()) return Refuse(reply, Msg::NAK_MCODE_MOS_NULLFILTER);
-  ghmp->SetTestParams(wanted);
-  Update update{.frequency = FollowLine(wanted.frequency), .reply = reply};
-
-  ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
-  if (const int result = TuneForCurrent(update); result < 0) {
-    MarkUpdate(false);
-    ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
-    return result;
-  }
-  MarkUpdate(true);
-  FollowSignal(update.frequency);
-  if (ghmp->IsVLFTest()) {
-    MarkSlowCycle();
-    logger_mgr::print(measurementL, kInfo, 0, "set the VLF flag  \n");
-  }
-  if (startflag)
-    AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_UPDATE_TEST_PARAMS);
-  FitCorrelators(update.samples);
-  TellSamples(update.samples, update.frequency);
-  if (IsSlow(update.frequency)) {
-    MarkSlowCycle();
-    logger_mgr::print(measurementL, kInfo, 0, "VLF turned on \n");
-  }
-  reply->SetAck();
-  reply->Show(kInfo);
-  EndUpdate(update);
-  return 0;
+int Update::HandleMsg4(const Msg::HmpUpdTestParamReq* request, Msg::HmpUpdTestParamRep* reply) {
+  return Handle<OfVoltage>(*request, *reply);
 }
 
-int MeasMgr::PendingFrequency(float frequency, int curange, int voltscal) {
+int Update::HandleMsg34(const Msg::HmpUpdTestParamReqI* request, Msg::HmpUpdTestParamRepI* reply) {
+  return Handle<OfCurrent>(*request, *reply);
+}
+
+int Update::PendingFrequency(float frequency, int curange, int voltscal) {
   logger_mgr::print(
       measurementL, kInfo, 0,
       "%s.%d: pubsub saveFreq:%f freq:%f saveIRange:%d Irng:%d saveVRange:%d Vrng:%d\n", __func__,
@@ -496,7 +398,7 @@ int MeasMgr::PendingFrequency(float frequency, int curange, int voltscal) {
   ghmp->curange = static_cast<short>(curange);
   ghmp->voltscal = static_cast<short>(voltscal);
   ghmp->SetFrequency(frequency);
-  const int selected = SelectFilter(frequency, false);
+  const int selected = its_.filters.SelectFilter(frequency, false);
   logger_mgr::print(measurementL, kInfo, 0,
                     "AcqCh2 %s.%d: BoStep2 - Set Channel Filters - fltr: SelectFilter(%f) ret:%d\n",
                     __func__, __LINE__, double{frequency}, selected);
@@ -509,9 +411,4 @@ int MeasMgr::PendingFrequency(float frequency, int curange, int voltscal) {
   return 0;
 }
 
-int NotifyMosPendingFrequency(float frequency, int curange, int voltscal) {
-  MeasMgr* manager = MeasMgr::Instance();
-  return manager == nullptr ? -1 : manager->PendingFrequency(frequency, curange, voltscal);
-}
-
-}  // namespace Mos
+}  // namespace Mos::handlers

@@ -5,9 +5,9 @@
 #include "common/acquisition/sine_correlator.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/monitor/monitor.h"
-#include "mos/process_objects.h"
-#include "mos/recovery.h"
-#include "mos/voltage_watch.h"
+#include "mos/instrument/process_objects.h"
+#include "mos/instrument/recovery.h"
+#include "mos/instrument/voltage_watch.h"
 #include "tests/mos/daemon_bench.h"
 #include "tests/platform/bare_machine.h"
 
@@ -23,7 +23,7 @@ class SilentHost : public testing::Test {
     Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
     EXPECT_EQ(monitor::Init(), 0);
     Ask(0x03, 32);
-    Mos::MeasMgr::startflag = true;
+    manager.GetMeasurement().Start();
   }
   ~SilentHost() override {
     Mos::msgmonitorm.StopTimer();
@@ -47,12 +47,12 @@ TEST_F(SilentHost, IsGivenEightSecondsFromItsLastMessage) {
     machine.clock.Advance(seconds(7));
     Ask(opcode, payload);
     EXPECT_TRUE(ghmp->testStart) << opcode;
-    Mos::MeasMgr::startflag = true;  // which a set-up ends
+    manager.GetMeasurement().Start();  // which a set-up ends
   }
   machine.clock.Advance(seconds(7));
   Ask(0x16, 4);  // does not count
   machine.clock.Advance(std::chrono::milliseconds(1100));
-  EXPECT_FALSE(Mos::MeasMgr::startflag);
+  EXPECT_FALSE(manager.GetMeasurement().IsRunning());
   EXPECT_FALSE(ghmp->testStart);
   EXPECT_TRUE(ghmp->GetConsumerFlag());
   EXPECT_FALSE(Mos::msgmonitorm.IsTimerAlive());
@@ -90,7 +90,7 @@ TEST_F(Recovery, LeavesAloneWhatTheHostBeginsMeanwhile) {
     return std::optional(1000.0);
   }});
   ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
-  manager.RecoverMos();
+  manager.GetRecovery().RecoverMos();
   EXPECT_EQ(looks, 3);
   EXPECT_TRUE(ghmp->testStart);
   EXPECT_EQ(ghmp->testype, Msg::TEST_HVVFPF);
@@ -104,7 +104,7 @@ TEST_F(Recovery, LeavesAloneWhatTheHostBeginsMeanwhile) {
 
   acquisition::SineCorrelator::SetVLFFlag();
   fpga->SetLinks({.fast_filter = [](Dev::FastReading, int) { return std::optional(0.0); }});
-  manager.RecoverMos();
+  manager.GetRecovery().RecoverMos();
   EXPECT_FALSE(ghmp->testStart);
   EXPECT_FALSE(Mos::msgmonitorm.IsTimerAlive());
   EXPECT_FALSE(acquisition::SineCorrelator::GetVLFFlag());
@@ -118,20 +118,20 @@ TEST_F(Recovery, DropsAllokWithoutAProof) {
   Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
   ASSERT_EQ(fpga->ClearALLOK(), 0);
   fpga->SetLinks({.fast_filter = [](Dev::FastReading, int) { return std::optional(1000.0); }});
-  manager.RecoverMos();
-  Mos::AllokCB(&manager);
+  manager.GetRecovery().RecoverMos();
+  Mos::AllokCB(&manager.GetRecovery());
   EXPECT_EQ(fpga->GetALLOKOut(), 0);
   EXPECT_FALSE(ghmp->testStart);
   Send(0x37, Msg::HmpEndRowReq{});
   SetUpTest();
   EXPECT_NE(fpga->GetALLOKOut(), 0);
-  Mos::AllokCB(&manager);
+  Mos::AllokCB(&manager.GetRecovery());
   EXPECT_EQ(Errors(), std::vector<int>{});
 }
 
 TEST_F(Recovery, MakesSafeBesideARequestThatHangs) {
   SetUpTest();
-  Mos::MeasMgr::startflag = true;
+  manager.GetMeasurement().Start();
   Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
   ASSERT_EQ(fpga->ClearALLOK(), 0);
   EXPECT_EQ(Send(0x27, Msg::HmpPauseTestReq{}), 6);
@@ -148,7 +148,7 @@ TEST_F(Recovery, MakesSafeBesideARequestThatHangs) {
     const std::jthread host([this] { Send(0x06, Msg::HmpTestRsltReq{}); });
     while (!hangs) std::this_thread::yield();
     clock.Advance(seconds(9));
-    manager.MessageMonitor();
+    manager.GetRecovery().MessageMonitor();
   }
   EXPECT_EQ(fpga->GetALLOKOut(), 0);
   EXPECT_FALSE(ghmp->testStart);
@@ -207,12 +207,12 @@ TEST_F(AllokLine, IsRaisedAgainOncePerDrop) {
   ASSERT_EQ(Init(), 0);
   Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
   ASSERT_EQ(fpga->ClearALLOK(), 0);
-  Mos::AllokCB(&manager);
+  Mos::AllokCB(&manager.GetRecovery());
   EXPECT_EQ(Errors(), std::vector<int>{});
   ASSERT_EQ(fpga->SetALLOK(), 0);
   ASSERT_EQ(fpga->GetALLOKOut(), 0);
-  Mos::AllokCB(&manager);
-  Mos::AllokCB(&manager);
+  Mos::AllokCB(&manager.GetRecovery());
+  Mos::AllokCB(&manager.GetRecovery());
   EXPECT_NE(fpga->GetALLOKOut(), 0);
   EXPECT_EQ(Errors(), (std::vector<int>{2, 1104}));
 }

@@ -11,7 +11,7 @@
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/msg/state/safety_nak.h"
 #include "common/signalh/sample_rate.h"
-#include "mos/process_flags.h"
+#include "mos/instrument/process_flags.h"
 #include "tests/mos/daemon_bench.h"
 
 namespace {
@@ -167,7 +167,7 @@ TEST_F(TestRun, WithoutATestResultsAreZeroAndAStopIsAnswered) {
   EXPECT_EQ(+record.acamps, 0);
   EXPECT_EQ(+record.rsltype, kKilovoltsAndAmperes);
   EXPECT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
-  EXPECT_FALSE(Mos::MeasMgr::startflag);
+  EXPECT_FALSE(manager.GetMeasurement().IsRunning());
 }
 
 TEST_F(TestRun, AnUpdateToANormalFrequencyEndsTheSlowCycle) {
@@ -228,7 +228,7 @@ TEST_F(TestRun, DiagnosticResultsChangeNothing) {
     ASSERT_EQ(reply.size(), size);
     for (std::size_t i = 7; i + 2 < size; ++i) EXPECT_EQ(reply[i], 0) << i;
   }
-  EXPECT_TRUE(Mos::MeasMgr::startflag);
+  EXPECT_TRUE(manager.GetMeasurement().IsRunning());
   EXPECT_EQ(ghmp->testype, Msg::TEST_HVVFPF);
 }
 
@@ -314,7 +314,7 @@ TEST_F(AcquisitionOfATest, FollowsTheTestsClockAndRange) {
 
 TEST_F(AcquisitionOfATest, BeginsAnewBesideARecovery) {
   const std::jthread timer([this](const std::stop_token& end) {
-    while (!end.stop_requested()) manager.RecoverMos();
+    while (!end.stop_requested()) manager.GetRecovery().RecoverMos();
   });
   for (int i = 0; i < 10; ++i) {
     const int answer = Send(0x05, Msg::HmpStartTestReq{});

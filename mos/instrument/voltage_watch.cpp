@@ -1,4 +1,4 @@
-#include "mos/voltage_watch.h"
+#include "mos/instrument/voltage_watch.h"
 
 #include "common/acquisition/ranging/channel_enums.h"
 

@@ -1,4 +1,4 @@
-#include "mos/process_flags.h"
+#include "mos/instrument/process_flags.h"
 
 namespace Mos {
 

@@ -1,4 +1,4 @@
-#include "mos/process_objects.h"
+#include "mos/instrument/process_objects.h"
 
 namespace Mos {
 

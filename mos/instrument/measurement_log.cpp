@@ -1,4 +1,4 @@
-#include "mos/measurement_log.h"
+#include "mos/instrument/measurement_log.h"
 
 #include <algorithm>
 #include <chrono>
@@ -28,14 +28,7 @@ int FirstCode(const Msg::HmpErrorRep& nak) {
 
 }  // namespace
 
-void MeasurementLog::SetUp() {
-  if (state_ == State::kStarted) End("a new set-up");
-  *this = {};
-  state_ = State::kSetUp;
-}
-
 void MeasurementLog::Start() {
-  state_ = State::kStarted;
   started_ = Now();
   const bool current = ghmp->CurrentTest();
   const char* kind = Msg::HMPData::GetTestType(ghmp->testype);
@@ -56,8 +49,7 @@ void MeasurementLog::Refusal(int opcode, const Msg::HmpErrorRep& nak) {
   refused_code_ = FirstCode(nak);
 }
 
-void MeasurementLog::End(const char* how) {
-  if (state_ == State::kIdle) return;
+void MeasurementLog::End(const char* how) const {
   std::string last = "no result";
   char text[96];
   if (refused_opcode_ != 0) {
@@ -73,10 +65,9 @@ void MeasurementLog::End(const char* how) {
     last = text;
   }
   const std::chrono::duration<double> duration =
-      state_ == State::kStarted ? Now() - started_ : platform::Nanoseconds{0};
+      started_ ? Now() - *started_ : platform::Nanoseconds{0};
   logger_mgr::print(measurementL, kNotice, 0, "test ends by %s after %.1f s: %s\n", how,
                     duration.count(), last.c_str());
-  *this = {};
 }
 
 }  // namespace Mos

@@ -1,8 +1,10 @@
 // Two lines in the log for each test, so that a person sees at a glance what ran: one at its start
 // (kind, target, frequency), one at its end (duration, last result or refusal).
 //
-// Threads: that of the requests, and recovery while it holds their lock.
+// Threads: one at a time.
 #pragma once
+
+#include <optional>
 
 #include "common/msg/records/hmp_records.h"
 #include "platform/clock.h"
@@ -11,18 +13,14 @@ namespace Mos {
 
 class MeasurementLog {
  public:
-  void SetUp();
   void Start();
   void Result(const Msg::HmpTestRsltRep& record);
   void Refusal(int opcode, const Msg::HmpErrorRep& nak);
-  /// `how` says what ended the test. Writes nothing when no test was set up.
-  void End(const char* how);
+  /// `how` says what ended the test.
+  void End(const char* how) const;
 
  private:
-  enum class State { kIdle, kSetUp, kStarted };
-
-  State state_ = State::kIdle;
-  platform::Nanoseconds started_{0};  ///< monotonic
+  std::optional<platform::Nanoseconds> started_;  ///< monotonic
   bool has_result_ = false;
   struct {
     int status;

@@ -1,11 +1,13 @@
-// The filters of both channels for the frequency of a test.
+#include "mos/instrument/channel_filters.h"
+
 #include <algorithm>
 
+#include "common/acquisition/correct.h"
+#include "common/dev/i2c/chips/i2c_eeprom.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/signalh/filter_selection.h"
-#include "mos/meas_mgr.h"
 
 namespace Mos {
 
@@ -39,16 +41,16 @@ Bases BasesOfTest(float frequency) {
 
 }  // namespace
 
-int MeasMgr::SelectFilter(float frequency, bool exec_sequence1) {
+int ChannelFilters::SelectFilter(float frequency, bool exec_sequence1) {
   const Bases bases = BasesOfTest(frequency);
   int filters[2] = {};
   int results[2] = {};
   for (int channel : {0, 1}) {
     const MeasChCfgReg* base = channel == 0 ? bases.channel1 : bases.channel2;
     if (base != nullptr) {
-      const MeasChCfgReg config = signalh::SelectFilter(*base, frequency, _rev);
+      const MeasChCfgReg config = signalh::SelectFilter(*base, frequency, channels_.GetRevision());
       filters[channel] = config.GetFilter();
-      results[channel] = SetMeasChCfgReg(channel, config, exec_sequence1);
+      results[channel] = channels_.SetMeasChCfgReg(channel, config, exec_sequence1);
     }
     CorrectForFilter(channel, filters[channel]);
   }
@@ -58,6 +60,13 @@ int MeasMgr::SelectFilter(float frequency, bool exec_sequence1) {
                     "Mos::MeasMgr", __func__, filters[0], filters[1], results[0], results[1],
                     exec_sequence1 ? 1 : 0);
   return std::min(results[0], results[1]);
+}
+
+void ChannelFilters::CorrectForFilter(int channel, int filter) {
+  const Dev::range_table* table = Dev::GetEepromGroup(i2c_).GetCalTableEnt(channel);
+  const bool has_row = table != nullptr && filter >= 0 && filter < table->num_ents;
+  acquisition::Correct::GetCorrect().Corr_set_filter(channel,
+                                                     has_row ? &table->ent[filter] : nullptr);
 }
 
 }  // namespace Mos

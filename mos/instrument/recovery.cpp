@@ -1,4 +1,4 @@
-#include "mos/recovery.h"
+#include "mos/instrument/recovery.h"
 
 #include <thread>
 
@@ -10,9 +10,8 @@
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
-#include "mos/handlers/requests.h"
-#include "mos/meas_mgr.h"
-#include "mos/process_objects.h"
+#include "mos/instrument/correlators.h"
+#include "mos/instrument/process_objects.h"
 #include "platform/backend.h"
 #include "platform/timed_calls.h"
 
@@ -44,18 +43,41 @@ void Quiesce(const char* func) {
                     func, result);
 }
 
+constexpr int kHostSilence = 8;      // s
+constexpr int kVoltagePeriod = 100;  // ms
+
 }  // namespace
 
-int AllokCB(void* mgr) { return static_cast<MeasMgr*>(mgr)->AllokRecovery(); }
-int MessageMonitorCB(void* mgr) { return static_cast<MeasMgr*>(mgr)->MessageMonitor(); }
-int TestMonitorCB(void* mgr) { return static_cast<MeasMgr*>(mgr)->TestMonitor(); }
+int AllokCB(void* its) { return static_cast<Recovery*>(its)->AllokRecovery(); }
+int MessageMonitorCB(void* its) { return static_cast<Recovery*>(its)->MessageMonitor(); }
+int TestMonitorCB(void* its) { return static_cast<Recovery*>(its)->TestMonitor(); }
 
 void QuiesceSM() {
   logger_mgr::print(measurementL, kError, 0, "%s:safety switch \n", __func__);
   Quiesce(__func__);
 }
 
-int MeasMgr::AllokRecovery() {
+// A set-up that is repeated finds the watchdog running.
+void Recovery::WatchHost() {
+  if (msgmonitorm.AddTimer(kHostSilence, SECSE, MessageMonitorCB, this) < 0) {
+    msgmonitorm.ResetTimer();
+  }
+}
+
+void Recovery::ForgetVoltage() {
+  const std::lock_guard lock(watch_mutex_);
+  voltage_watch_.Begin();
+}
+
+void Recovery::WatchVoltage() { testmonitor.AddTimer(kVoltagePeriod, MSECSE, TestMonitorCB, this); }
+
+short Recovery::ReasonAgainstStart() const {
+  if (over_voltage_) return Msg::NAK_MCODE_MAX_MOS_VOLTAGE;
+  if (made_safe_) return Msg::NAK_MCODE_MOS_ALLOK;
+  return 0;
+}
+
+int Recovery::AllokRecovery() {
   static FpgaDev* const fpgadev_allok = FpgaDev::GetDevice();
   static std::atomic<int> allokcount{0};
   static std::atomic<bool> allokprogress{false};
@@ -65,7 +87,7 @@ int MeasMgr::AllokRecovery() {
   }
   // before there is a place for the word, a drop waits for the next tick; one of the daemon's own
   // lasts until a stop or a set-up
-  const auto may_rise = [this] { return ghmp && !_made_safe && !_over_voltage; };
+  const auto may_rise = [this] { return ghmp && !made_safe_ && !over_voltage_; };
   if (fpgadev_allok != nullptr && may_rise() && fpgadev_allok->GetALLOKOut() == 0 && may_rise()) {
     if (ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MOS_ALLOK)) {
       ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_ALLOK);
@@ -77,9 +99,9 @@ int MeasMgr::AllokRecovery() {
   return 0;
 }
 
-int MeasMgr::MessageMonitor() {
+int Recovery::MessageMonitor() {
   const auto is_silent = [] { return msgmonitorm.IsTimerAlive() && msgmonitorm.TimeElapsed(); };
-  RequestLock lock(_request_mutex, std::try_to_lock);
+  RequestLock lock(measurement_.Mutex(), std::try_to_lock);
   for (int i = 0; i < kServingLooks && !lock; ++i) {
     std::this_thread::sleep_for(kServingLook);
     lock.try_lock();
@@ -89,63 +111,63 @@ int MeasMgr::MessageMonitor() {
     lock.lock();
   }
   // what was being served when the time was up has broken the silence
-  if (!_made_safe && !is_silent()) return 0;
+  if (!made_safe_ && !is_silent()) return 0;
   logger_mgr::print(measurementL, kError, 0,
                     "No msgmonitorm Message received.... Do mos recovery\n");
   Recover(lock);
   return 0;
 }
 
-int MeasMgr::RecoverMos() {
-  RequestLock lock(_request_mutex);
+int Recovery::RecoverMos() {
+  RequestLock lock(measurement_.Mutex());
   Recover(lock);
   return 0;
 }
 
 // A request hangs at a device, and the host's time is up. What needs nothing of the request's is
 // done at once; the recovery follows when it is over.
-void MeasMgr::MakeSafe() {
+void Recovery::MakeSafe() {
   logger_mgr::print(measurementL, kError, 0,
                     "%s: a request hangs, and its host is silent: coming to rest\n", __func__);
   Quiesce(__func__);
   FpgaDev* fpga = FpgaDev::GetDevice();
-  if (!startflag || fpga == nullptr) return;
+  if (!measurement_.IsRunning() || fpga == nullptr) return;
   platform::Clock& clock = platform::Machine().Clock();
-  const unsigned begun = _begun;
+  const unsigned begun = measurement_.Begun();
   const auto until = clock.Monotonic() + kProofTime;
-  const auto patient = [&] { return clock.Monotonic() < until && _begun == begun; };
+  const auto patient = [&] { return clock.Monotonic() < until && measurement_.Begun() == begun; };
   const auto outcome = fpga->AwaitRampDown(ghmp->swapchannels, patient).outcome;
-  if (outcome == Dev::FpgaRampControl::RampDown::kGone || _begun != begun) return;
+  if (outcome == Dev::FpgaRampControl::RampDown::kGone || measurement_.Begun() != begun) return;
   DropAllok(*fpga);
 }
 
 // The other modules stop where nobody can say any more that the output is down.
-void MeasMgr::DropAllok(FpgaDev& fpga) {
-  _made_safe = true;
+void Recovery::DropAllok(FpgaDev& fpga) {
+  made_safe_ = true;
   if (fpga.SetALLOK() < 0) Dev::TheAllokDrop().SendFromThread();
   logger_mgr::print(measurementL, kError, 0, "%s: the output is not proved down\n", __func__);
 }
 
 // The wait for the ramp-down holds up no request: it may take as long as a discharge. What the host
 // begins meanwhile is its own: its words, its waveform and its discharge are not touched any more.
-void MeasMgr::Recover(RequestLock& lock) {
-  const unsigned begun = _begun;
+void Recovery::Recover(RequestLock& lock) {
+  const unsigned begun = measurement_.Begun();
   BeginRecovery();
   FpgaDev* fpga = FpgaDev::GetDevice();
   Dev::FpgaRampControl::RampDownResult ramp_down{};
   if (fpga != nullptr) {
     const int swap = ghmp->swapchannels;
     lock.unlock();
-    ramp_down = fpga->AwaitRampDown(swap, [this, begun] { return _begun == begun; });
+    ramp_down = fpga->AwaitRampDown(swap, [this, begun] { return measurement_.Begun() == begun; });
     lock.lock();
   }
-  if (_begun != begun) return;
+  if (measurement_.Begun() != begun) return;
   const platform::TimeBudget budget(kLongestRequest);  // requests wait behind this
   if (fpga != nullptr) EndDischarge(*fpga, ramp_down);
   EndRecovery();
 }
 
-void MeasMgr::BeginRecovery() {
+void Recovery::BeginRecovery() {
   Logger::Capture(Logger::RECOVER_EVENT);
   msgmonitorm.StopTimer();  // its next period would begin a second recovery beside this one
   Quiesce("RecoverMos");
@@ -155,14 +177,14 @@ void MeasMgr::BeginRecovery() {
 
 // The flags fall last: they keep the monitor of the line from telling of a drop of the daemon's
 // own.
-void MeasMgr::RaiseAllok() {
+void Recovery::RaiseAllok() {
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga != nullptr && fpga->GetALLOK() == 0) fpga->ClearALLOK();
-  _over_voltage = false;
-  _made_safe = false;
+  over_voltage_ = false;
+  made_safe_ = false;
 }
 
-void MeasMgr::EndDischarge(FpgaDev& fpga, const Dev::FpgaRampControl::RampDownResult& ramp_down) {
+void Recovery::EndDischarge(FpgaDev& fpga, const Dev::FpgaRampControl::RampDownResult& ramp_down) {
   if (fpga.EndRampDown(ramp_down, 1)) {
     fpga.ClearDischargeFlag();
     ghmp->discharging = 0;
@@ -174,31 +196,31 @@ void MeasMgr::EndDischarge(FpgaDev& fpga, const Dev::FpgaRampControl::RampDownRe
 }
 
 // The samples are discarded only now: the proof needed fresh ones.
-void MeasMgr::EndRecovery() {
+void Recovery::EndRecovery() {
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   // Nobody is left to read the words of the test, and they would refuse the next host's. What says
   // that the output is still there stays, and so does what goes wrong from here on.
   if (ghmp->discharging == 0) ghmp->ClearErrorCodes();
-  if (!ghmp->IsLineSyncTracker()) InitSpclk();
+  if (!ghmp->IsLineSyncTracker()) clock_.Init();
   if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
     logger_mgr::print(measurementL, kError, 0, "%s.%d: ACQ_EVT_STOP_TEST failed\n", __func__,
                       __LINE__);
   }
-  startflag = false;
+  measurement_.BeginEnd();
   testmonitor.StopTimer();
   if (ghmp->discharging == 0) RaiseAllok();
   if (SineCorrelator::GetVLFFlag()) SineCorrelator::ResetVLFFlag();
   ghmp->ResetVariables();
-  measurement_log_.End("the host's silence");
+  measurement_.End("the host's silence");
 }
 
 // Waits for no handler: a voltage above the limit drops ALLOK whatever the host is being served.
-int MeasMgr::TestMonitor() {
-  const std::unique_lock alone(_watch_mutex, std::try_to_lock);
+int Recovery::TestMonitor() {
+  const std::unique_lock alone(watch_mutex_, std::try_to_lock);
   if (!alone) return 0;  // the look before takes longer than a period
   logger_mgr::print(measurementL, Logger::kDebug, 0, "TestMonitor started \n");
   const bool limited = ghmp->IsInternalHVVoltageTest() || ghmp->IsExternalVoltageTest();
-  if (!startflag || !limited) return 0;
+  if (!measurement_.IsRunning() || !limited) return 0;
   const bool swapped = ghmp->swapchannels == 1;
   const int channel = swapped ? 1 : 0;
   phasortoo_t phasors[2] = {};
@@ -216,7 +238,7 @@ int MeasMgr::TestMonitor() {
     }
   });
   look.volts = phasors[channel].mag;
-  const bool too_high = _voltage_watch.IsTooHigh(look, _daemonconfig.maxhvvoltagemeasurement);
+  const bool too_high = voltage_watch_.IsTooHigh(look, highest_volts_);
   if (ghmp->VoltageTest()) {
     const Logger::evseqdataF_t values{
         4,
@@ -226,7 +248,7 @@ int MeasMgr::TestMonitor() {
         ->CaptureEvent(too_high ? kError : Logger::kDebug, Logger::TESTFAILCHECK1, &values);
   }
   if (!too_high) return 0;
-  if (!_over_voltage.exchange(true)) ghmp->SetErrorCode(Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
+  if (!over_voltage_.exchange(true)) ghmp->SetErrorCode(Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga != nullptr && fpga->SetALLOK() < 0) Dev::TheAllokDrop().SendFromThread();
   return 0;

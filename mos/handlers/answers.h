@@ -1,0 +1,17 @@
+// What all handlers do with a request and its answer.
+#pragma once
+
+#include "common/msg/records/hmp_msg_head.h"
+
+namespace Mos::handlers {
+
+/// The trace of a test in the event log begins with the host's message.
+void CaptureRequest(const Msg::HmpMsgHead& request);
+
+/// Makes `reply` (as long as an HmpErrorRep at least) a NAK of the one word `code`; -1, the result
+/// of a handler that refuses.
+int Refuse(void* reply, short code);
+/// As Refuse, with the daemon's list of error words; `text` is for the log.
+int RefuseWithList(void* reply, const char* text);
+
+}  // namespace Mos::handlers

@@ -1,0 +1,29 @@
+#include "mos/instrument/correlators.h"
+
+#include "common/acquisition/ranging/acq_chan.h"
+#include "common/msg/state/hmp_data.h"
+
+namespace Mos {
+
+using AcquisitionSystem::AcqChan;
+
+Correlators GetCorrelators() {
+  return {AcqChan::get_sineCorr_Fast(), AcqChan::get_sineCorr_Slow()};
+}
+
+void ResetCorrelators() {
+  AcqChan::set_reset_sine_correlators_request(acquisition::kResetNow);
+  if (Msg::ghmp->testStart) return;
+  const Correlators filters = GetCorrelators();
+  if (filters.g_slowFilter != nullptr) filters.g_slowFilter->PhasorsReset();
+  if (filters.g_fastFilter != nullptr) filters.g_fastFilter->PhasorsReset();
+}
+
+short ChannelStatus(int channel) {
+  const AcqChan* its = AcqChan::get_AcqCh_instance(channel == 0 ? ACQ_CH1 : ACQ_CH2);
+  return its == nullptr ? short{0} : static_cast<short>(its->get_status_flag());
+}
+
+short ChannelsStatus() { return static_cast<short>(ChannelStatus(0) | ChannelStatus(1)); }
+
+}  // namespace Mos

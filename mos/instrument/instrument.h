@@ -1,0 +1,31 @@
+// What the handlers work on, each part with its own owner's rules.
+#pragma once
+
+#include <memory>
+
+#include "common/acquisition/acquisition.h"
+#include "common/signalh/signal_common.h"
+#include "mos/instrument/channel_filters.h"
+#include "mos/instrument/dividers.h"
+#include "mos/instrument/measurement.h"
+#include "mos/instrument/recovery.h"
+#include "mos/instrument/sampling_clock.h"
+
+namespace Mos {
+
+struct Instrument {
+  SignalCommon& channels;
+  ChannelFilters& filters;
+  Dividers& dividers;
+  SamplingClock& clock;
+  Measurement& measurement;
+  Recovery& recovery;
+  const std::unique_ptr<acquisition::Acquisition>& acquisition;  ///< null before start-up
+
+  /// See acquisition::Producer::g_waveformCaptureRunning.
+  void SetWaveformCapture(int mode) const {
+    if (acquisition) acquisition->SetWaveformCapture(mode);
+  }
+};
+
+}  // namespace Mos
