@@ -44,7 +44,7 @@ ALLOWED = {
     "simulator": ["platform", "libs/fraction", "common/log"] + RECORDS,
     "host": LIBS + ["common/log"] + RECORDS,
     "host/clock": ["platform", "libs/fraction", "common/dev/sclk", "common/log", "common/msg/state",
-                   "common/signalh", "host", "mos/instrument"] + RECORDS,
+                   "common/signalh", "host", "mos"] + RECORDS,
     "host/devices": ["platform", "common/dev/i2c/bus", "common/log", "host", "simulator"] + RECORDS,
     "tests": ["*"],
     "benchmarks": ["*"],
