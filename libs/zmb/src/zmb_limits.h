@@ -10,18 +10,21 @@ namespace Common::limits {
 inline constexpr int kFrames = 64;
 /// The largest record has 32,775 bytes.
 inline constexpr int kFrameBytes = 64 << 10;
-/// All frames in front of the payload. They go back with the reply, so a peer that does not read
-/// has them kept with every waiting reply.
+/// All frames in front of the payload, each with its overhead. They go back with the reply, so a
+/// peer that does not read has them kept with every waiting reply.
 inline constexpr int kEnvelopeBytes = 2 << 10;
+/// What a frame takes beside its bytes, however few these are.
+inline constexpr int kFrameOverhead = 128;
 inline constexpr int kMessageBytes = kFrameBytes + 2 * kEnvelopeBytes;
 
 // --- One connection ---
 
 /// Requests that wait for their turn; the transport holds a peer back that sends more.
-inline constexpr int kWaitingRequests = 4;
+inline constexpr int kWaitingRequests = 2;
 /// Replies that wait for their peer to read. More are dropped: nobody reads them.
 inline constexpr int kWaitingReplies = 48;
-/// From the connection to the end of its handshake.
+/// From the connection to the end of its handshake. A connection that takes longer gives its place
+/// to the next one.
 inline constexpr int kHandshakeMs = 2000;
 
 // --- All connections of the process ---

@@ -33,6 +33,8 @@ class ZmbStreamWatch {
   void TakeGreeting();
   std::optional<Frame> WholeHeader() const;
   const char* BeginFrame(const Frame& frame);
+  const char* BeginIntroduction(const Frame& frame);
+  const char* BeginCommand(const Frame& frame);
   const char* Count(const Frame& frame);
   const char* EndFrame();
 
@@ -44,10 +46,7 @@ class ZmbStreamWatch {
   bool is_command_ = false;
   std::string introduction_;  ///< what may hold the identity; later a command
   std::optional<std::string> identity_;
-  // the message that is arriving
-  int frames_ = 0;
-  std::uint64_t bytes_ = 0;
-  std::uint64_t envelope_ = 0;
+  std::uint64_t envelope_ = 0;  ///< of the message that is arriving, as it is charged
 };
 
 }  // namespace Common
