@@ -73,7 +73,6 @@ Socket OpenSocket(void* context, int type) {
   Socket socket(zmq_socket(context, type));
   if (!socket) return socket;
   SetLinger(socket.get(), kLingerMs);
-  SetInt(socket.get(), ZMQ_HANDSHAKE_IVL, limits::kHandshakeMs);
   const int64_t max_frame = limits::kFrameBytes;
   zmq_setsockopt(socket.get(), ZMQ_MAXMSGSIZE, &max_frame, sizeof max_frame);
   KeepAlive(socket.get());
@@ -87,9 +86,16 @@ int SetIdentity(void* socket, const char* data, size_t size) {
 
 int SetLinger(void* socket, int milliseconds) { return SetInt(socket, ZMQ_LINGER, milliseconds); }
 
-int Bind(void* socket, const char* address) { return zmq_bind(socket, address); }
+// ZmbGuard limits the handshakes of those that connect to this end.
+int Bind(void* socket, const char* address) {
+  SetInt(socket, ZMQ_HANDSHAKE_IVL, 0);
+  return zmq_bind(socket, address);
+}
 
-int Connect(void* socket, const char* address) { return zmq_connect(socket, address); }
+int Connect(void* socket, const char* address) {
+  SetInt(socket, ZMQ_HANDSHAKE_IVL, limits::kHandshakeMs);
+  return zmq_connect(socket, address);
+}
 
 int Poll(zmq_pollitem_t* items, int count, long timeout_ms) {
   return zmq_poll(items, count, timeout_ms);

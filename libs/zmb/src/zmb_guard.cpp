@@ -60,12 +60,15 @@ bool ZmbGuard::Admit(int fd) {
 
 bool ZmbGuard::Admit(int fd, const Ends& ends) {
   platform::Lock lock(mutex_);
+  connections_.erase(fd);  // a new one, so an old one of the number is gone
+  const auto overdue = EndOverdue();
   const char* refusal = RefusalOf(fd, ends);
   if (refusal == nullptr) {
-    connections_.insert_or_assign(fd, Connection{ends.peer});
+    connections_.emplace(fd, Connection{.peer = ends.peer, .since = now_()});
     Mark(fd, true);
   }
   lock.Unlock();
+  if (overdue) Report("handshake too slow", *overdue);
   if (refusal != nullptr) Report(refusal, ends.peer);
   return refusal == nullptr;
 }
@@ -76,6 +79,7 @@ const char* ZmbGuard::RefusalOf(int fd, const Ends& ends) const {
   int same = 0;
   int tcp = 0;
   for (const auto& [other_fd, other] : connections_) {
+    if (other.ended) continue;
     if (other.peer == ends.peer) ++same;
     if (other.peer != 0) ++tcp;
   }
@@ -84,10 +88,27 @@ const char* ZmbGuard::RefusalOf(int fd, const Ends& ends) const {
   return nullptr;
 }
 
+// libzmq never ends the handshake of a peer of the first two versions, so its own limit would cut
+// them in the middle of their work. The descriptor cannot be another file's yet: who closes it
+// waits in Closed until this is over. libzmq sees the end and closes it; until then the entry
+// stays, since bytes that came before the shutdown can still be received.
+std::optional<std::uint32_t> ZmbGuard::EndOverdue() {
+  const Time limit = now_() - std::chrono::milliseconds(limits::kHandshakeMs);
+  std::optional<std::uint32_t> peer;
+  for (auto& [fd, connection] : connections_) {
+    if (connection.named || connection.ended || connection.since > limit) continue;
+    connection.ended = true;
+    ::shutdown(fd, SHUT_RDWR);
+    peer = connection.peer;
+  }
+  return peer;
+}
+
 bool ZmbGuard::Received(int fd, std::span<const std::uint8_t> bytes) {
   platform::Lock lock(mutex_);
   const auto entry = connections_.find(fd);
   if (entry == connections_.end()) return true;
+  if (entry->second.ended) return false;
   const std::uint32_t peer = entry->second.peer;
   const char* refusal = Follow(entry->second, bytes);
   lock.Unlock();
@@ -97,7 +118,9 @@ bool ZmbGuard::Received(int fd, std::span<const std::uint8_t> bytes) {
 
 const char* ZmbGuard::Follow(Connection& connection, std::span<const std::uint8_t> bytes) const {
   if (const char* wrong = connection.watch.Take(bytes)) return wrong;
-  if (connection.named || !connection.watch.Identity()) return nullptr;
+  const auto& name = connection.watch.Identity();
+  if (connection.named || !name) return nullptr;
+  if (name->starts_with('\0')) return "identity of the transport's own";
   if (IsNameOfAnother(connection)) return "identity of another address";
   connection.named = true;
   return nullptr;
@@ -122,7 +145,7 @@ void ZmbGuard::Closed(int fd) {
 
 void ZmbGuard::Report(const char* reason, std::uint32_t peer) {
   platform::Lock lock(mutex_);
-  const auto now = std::chrono::steady_clock::now();
+  const Time now = now_();
   const auto [reported, first] = reported_.try_emplace(reason, now);
   if (!first && now - reported->second < kQuiet) return;
   reported->second = now;

@@ -15,6 +15,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <unordered_map>
@@ -32,10 +33,15 @@ class ZmbGuard {
     std::uint32_t own = 0;
   };
 
+  using Time = std::chrono::steady_clock::time_point;
+
   static ZmbGuard& Instance();
 
+  explicit ZmbGuard(Time (*now)() = &std::chrono::steady_clock::now) : now_(now) {}
+
   /// A connection that was just accepted. False: it is to be closed. Admitted are peers within the
-  /// machine, of the loopback and of the net in which they reached this module.
+  /// machine, of the loopback and of the net in which they reached this module. Connections whose
+  /// handshake takes too long are shut down first.
   bool Admit(int fd, const Ends& ends);
   /// As Admit, with the ends that the socket itself names.
   bool Admit(int fd);
@@ -59,23 +65,27 @@ class ZmbGuard {
 
   struct Connection {
     std::uint32_t peer;
+    Time since;
     ZmbStreamWatch watch{};
-    bool named = false;
+    bool named = false;  ///< the handshake is over
+    bool ended = false;  ///< by this guard; libzmq has not closed it yet
   };
 
   // Both: null, or why not.
   const char* RefusalOf(int fd, const Ends& ends) const Q5_REQUIRES(mutex_);
   const char* Follow(Connection& connection, std::span<const std::uint8_t> bytes) const
       Q5_REQUIRES(mutex_);
+  /// The peer of one that was ended.
+  std::optional<std::uint32_t> EndOverdue() Q5_REQUIRES(mutex_);
   bool IsNameOfAnother(const Connection& connection) const Q5_REQUIRES(mutex_);
   /// Not under the lock: the log may close a file of its own.
   void Report(const char* reason, std::uint32_t peer);
 
+  Time (*const now_)();
   platform::Mutex mutex_;
   /// By descriptor.
   std::unordered_map<int, Connection> connections_ Q5_GUARDED_BY(mutex_);
-  std::unordered_map<std::string_view, std::chrono::steady_clock::time_point> reported_
-      Q5_GUARDED_BY(mutex_);
+  std::unordered_map<std::string_view, Time> reported_ Q5_GUARDED_BY(mutex_);
 };
 
 }  // namespace Common

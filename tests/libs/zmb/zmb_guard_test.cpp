@@ -3,12 +3,15 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 #include <string>
 
 #include "libs/zmb/src/zmb_limits.h"
+#include "platform/unique_fd.h"
 #include "tests/libs/zmb/zmb_fixture.h"
 
 namespace {
@@ -59,15 +62,18 @@ class ZmbGuardTest : public testing::Test {
     return lines;
   }
 
-  ZmbGuard guard_;
-  int fd_ = 2;
+  static ZmbGuard::Time Now() { return now_; }
+
+  static inline ZmbGuard::Time now_;
+  ZmbGuard guard_{&Now};
+  int fd_ = 100;  // numbers that no file of this process has
   zmb_test::LogLines log_;
 };
 
 TEST_F(ZmbGuardTest, AdmitsSoManyOfEachAddressAndOfTheNetwork) {
   EXPECT_FALSE(Admits(kStranger));
   EXPECT_EQ(AdmitAll(kHost), 32);
-  guard_.Closed(3 + 1);
+  guard_.Closed(fd_ - 1);
   EXPECT_EQ(AdmitAll(kHost), 1) << "in the place of one that has gone";
   EXPECT_EQ(AdmitAll(kOther), 32);
   EXPECT_EQ(AdmitAll(kLoopback), 32);
@@ -98,6 +104,29 @@ TEST_F(ZmbGuardTest, AnIdentityBelongsToItsAddress) {
   guard_.Closed(4);
   guard_.Admit(4, {kOther, kOwn});
   EXPECT_TRUE(Takes(4, kThree)) << "nobody has it any more";
+  guard_.Admit(6, {kOther, kOwn});
+  EXPECT_FALSE(Takes(6, "\x06\0\0Host"s)) << "the transport makes such names itself";
+}
+
+TEST_F(ZmbGuardTest, AHandshakeWithoutEndGivesItsPlaceUp) {
+  int ends[2];
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+  const platform::UniqueFd own(ends[0]), peer(ends[1]);
+  EXPECT_TRUE(guard_.Admit(own.Get(), {kHost, kOwn}));
+  for (const std::string& greeting : {kOne, kTwo, kThree}) {
+    EXPECT_TRUE(Admits(kHost));
+    EXPECT_TRUE(Takes(fd_, greeting));
+  }
+  EXPECT_EQ(AdmitAll(kHost), 28);
+  EXPECT_TRUE(Takes(own.Get(), kThree.substr(0, 64)));
+  now_ += std::chrono::milliseconds(Common::limits::kHandshakeMs - 1);
+  EXPECT_FALSE(Admits(kHost));
+  now_ += std::chrono::milliseconds(1);
+  EXPECT_EQ(AdmitAll(kHost), 29) << "beside the three that introduced themselves";
+  char byte;
+  EXPECT_EQ(::recv(peer.Get(), &byte, 1, MSG_DONTWAIT), 0) << "its connection is shut down";
+  EXPECT_FALSE(Takes(own.Get(), kThree.substr(64))) << "what had come before that";
+  EXPECT_EQ(Logged("reason=\"handshake too slow\""), 1);
 }
 
 TEST(ZmbStreamWatch, FollowsEveryVersion) {
@@ -113,17 +142,17 @@ TEST(ZmbStreamWatch, FollowsEveryVersion) {
       {"2", kTwo, "\x01\x01x"s, "\0\x01x"s, "\x02\0\0\0\0\0\x01\0\x01"s,
        "\x03\0\0\0\0\0\0\x08\x01"s + std::string(0x801, 'd'), ""},
       {"3", kThree, "\x01\x01x"s, "\0\x01x"s, "\x02\x80\0\0\0\0\0\0\0"s,
-       "\x03\0\0\0\0\0\0\x08\x01"s + std::string(0x801, 'd'), "\x04\x05\x04PING"s},
+       "\x03\0\0\0\0\0\0\x08\x01"s + std::string(0x801, 'd'), "\x04\x07\x04PING\0\0"s},
   };
   for (const auto& v : versions) {
-    const std::string message = Times(62, v.more) + v.last + v.command;
+    const std::string message = Times(15, v.more) + v.last + v.command;
     const struct {
       const char* name;
       std::string stream;
       std::string wrong;
     } cases[] = {
         {"messages", Times(5, message), ""},
-        {"64 frames", message + v.more + message, "too many frames"},
+        {"16 frames before the last", message + v.more + message, "envelope too long"},
         {"a huge frame", message + v.huge, "frame too long"},
         {"a wide envelope", message + v.wide, "envelope too long"},
     };
@@ -143,6 +172,26 @@ TEST(ZmbStreamWatch, FollowsEveryVersion) {
     ZmbStreamWatch early;
     EXPECT_EQ(early.Take(Bytes(v.greeting).first(v.greeting.size() - 1)), nullptr);
     EXPECT_FALSE(early.Identity()) << v.name;
+  }
+}
+
+TEST(ZmbStreamWatch, RefusesWhatTheTransportTakesForSomethingElse) {
+  const std::string two = kTwo.substr(0, 12);
+  const struct {
+    const char* name;
+    std::string stream;
+    const char* wrong;
+  } cases[] = {
+      {"version 1: more of an introduction", "\x05\x01Host"s, "introduction out of place"},
+      {"version 2: more of an introduction", two + "\x01\x04Host"s, "introduction out of place"},
+      {"version 2: a command before it", two + "\x04\x04None"s, "introduction out of place"},
+      {"version 2: a command in a message", kTwo + "\x01\x01x\x04\0"s, "command out of place"},
+      {"version 3: a command of no use", kThree + "\x04\x0A\x09SUBSCRIBE"s, "command out of place"},
+      {"version 3: a PING without its time", kThree + "\x04\x06\x04PING\0"s,
+       "command out of place"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_STREQ(ZmbStreamWatch().Take(Bytes(c.stream)), c.wrong) << c.name;
   }
 }
 
