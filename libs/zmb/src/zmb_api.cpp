@@ -20,6 +20,10 @@ constexpr int kKeepAliveIdleS = 10;
 constexpr int kKeepAliveIntervalS = 5;
 constexpr int kKeepAliveProbes = 3;
 
+// By default a frame keeps the whole buffer of 8 KiB in which it came, so one of 40 bytes that waits
+// with a reply would take that much. zmq.h declares the option for draft builds only.
+constexpr int kZeroCopyRecv = 10;
+
 int SetInt(void* socket, int option, int value) {
   return zmq_setsockopt(socket, option, &value, sizeof value);
 }
@@ -64,7 +68,9 @@ Context OpenContext() {
   if (!CallsAreGuarded()) {
     zmb_log.Print(ZMB_ERROR, "<panic func=zmb_api.OpenContext connections=unguarded/>\n");
   }
-  return Context(zmq_ctx_new());  // one I/O thread is the library's default
+  Context context(zmq_ctx_new());  // one I/O thread is the library's default
+  if (context) zmq_ctx_set(context.get(), kZeroCopyRecv, 0);
+  return context;
 }
 
 void ShutContext(void* context) { zmq_ctx_shutdown(context); }
