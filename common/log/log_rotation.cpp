@@ -124,11 +124,13 @@ void logger_mgr::ReleaseClaim() {
 
 int logger_mgr::RotateLogFile(int flags, int force) {
   int result = -1;
+  const std::int64_t waited = WaitingBytes();
   platform::Guarded("RotateLogFile", [&] {
     RetryBackup();
     result = Rotate(flags, force);
   });
-  BoundLiveLog();
+  // a log that waits only since now gets the time until the next look to be staged
+  if (WaitingBytes() <= waited) BoundLiveLog();
   return result;
 }
 
@@ -139,8 +141,7 @@ void logger_mgr::BoundLiveLog() {
   {
     platform::Lock lock(log_mutex_);
     if (!rotates_ || swapping_ || ::fstat(_logfd, &status) != 0) return;
-    const std::int64_t limit = std::max(_maxlogsize - waiting_bytes_, _maxlogsize / 4);
-    if (status.st_size < limit || ::ftruncate(_logfd, 0) != 0) return;
+    if (status.st_size < _maxlogsize - waiting_bytes_ || ::ftruncate(_logfd, 0) != 0) return;
     ::lseek(_logfd, 0, SEEK_SET);
   }
   Complain("Logger: dropped %lld bytes of the log, which could not be rotated\n",

@@ -161,29 +161,31 @@ TEST_F(RotationTest, WhatCannotBeStoredIsKept) {
 }
 
 TEST_F(RotationTest, ALogThatNothingTakesIsEmptiedAtItsLimit) {
-  constexpr int kWaiting = kMaxLogSize / 4;
   struct Case {
     const char* what;
     bool staging;
     bool queue;
+    unsigned waiting;
   };
-  for (const Case& c : {Case{"no staging directory", false, true}, Case{"no queue", true, false}}) {
+  for (const Case& c : {Case{"no staging directory", false, true, kMaxLogSize / 4},
+                        Case{"no queue", true, false, kMaxLogSize / 4},
+                        Case{"little left", true, false, kMaxLogSize / 10 * 9}}) {
     SCOPED_TRACE(c.what);
     if (!c.staging) fs::remove(At("/staging"));
     std::uintmax_t below = 0, after = 0;
     AsDaemon([&](logger_mgr& logger) {
       if (!c.queue) logger.SetBackgroundQueue(nullptr);
-      fs::resize_file(At(kLog), kWaiting);
+      fs::resize_file(At(kLog), c.waiting);
       Rotate(logger, "stays in memory");
       // what waits and what is new share the limit
-      fs::resize_file(At(kLog), kMaxLogSize - kWaiting - 4096);
+      fs::resize_file(At(kLog), kMaxLogSize - c.waiting - 4096);
       logger.CheckUpdate();
       below = fs::file_size(At(kLog));
-      fs::resize_file(At(kLog), kMaxLogSize - kWaiting);
+      fs::resize_file(At(kLog), kMaxLogSize - c.waiting);
       logger.CheckUpdate();
       after = fs::file_size(At(kLog));
     });
-    EXPECT_GE(below, std::uintmax_t{kMaxLogSize - kWaiting - 4096});
+    EXPECT_GE(below, std::uintmax_t{kMaxLogSize} - c.waiting - 4096);
     EXPECT_LT(after, 4096U);
     EXPECT_THAT(Read(kLog), HasSubstr("Logger: dropped"));
     fs::create_directory(At("/staging"));
