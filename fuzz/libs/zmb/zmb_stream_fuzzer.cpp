@@ -71,6 +71,7 @@ class Bus {
     const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
     Require(::connect(fd, reinterpret_cast<sockaddr*>(&name), sizeof name) == 0);
     ::send(fd, handshake.data(), handshake.size(), MSG_NOSIGNAL);
+    if (!handshake.empty()) AwaitReady(fd);
     ::send(fd, input.data(), input.size(), MSG_NOSIGNAL);
     ::close(fd);
   }
@@ -81,6 +82,16 @@ class Bus {
   }
 
  private:
+  /// libzmq ends a connection that goes on before.
+  static void AwaitReady(int fd) {
+    char part[64];
+    for (std::string heard; heard.find("READY") == std::string::npos;) {
+      const ssize_t n = ::recv(fd, part, sizeof part, 0);
+      Require(n > 0);
+      heard.append(part, static_cast<size_t>(n));
+    }
+  }
+
   std::string Path() const { return root_ + "/tmp/Fuzz.Echo.ipc"; }
 
   std::string root_;
