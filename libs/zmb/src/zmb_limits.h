@@ -21,7 +21,8 @@ inline constexpr int kMessageBytes = kFrameBytes + 2 * kEnvelopeBytes;
 
 /// Requests that wait for their turn; the transport holds a peer back that sends more.
 inline constexpr int kWaitingRequests = 2;
-/// Replies that wait for their peer to read. More are dropped: nobody reads them.
+/// Replies that wait for their peer to read. More are dropped: a peer that reads loses none only
+/// while it does not ask further ahead than this.
 inline constexpr int kWaitingReplies = 48;
 /// From the connection to the end of its handshake. A connection that takes longer gives its place
 /// to the next one.

@@ -201,7 +201,7 @@ TEST_F(ServantTest, AClientThatComesBackUnderItsIdentityIsServed) {
   EXPECT_EQ(Hello(address, "Test.Client"), "hello!");
 }
 
-TEST_F(ServantTest, ManyRequestsLoseNoReplyWhileTheirSenderReads) {
+TEST_F(ServantTest, ManyRequestsLoseNoReplyWhileNoMoreThanTheLimitWait) {
   Echo echo;
   echo.SetZid("Test.Echo");
   const Running running(echo, Ipc("/tmp/Test.Echo.ipc"));
