@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <thread>
 
 #include "platform/fake_clock.h"
@@ -69,6 +71,21 @@ TEST(RealClock, NoCallbackRunsOnceTheTickerIsGone) {
     ticker.reset();
     *alive = false;
     alive.reset();
+  }
+}
+
+TEST(RealClock, AFaultInACallbackReachesItsHandler) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+    const auto die = [fault] {
+      std::signal(fault, [](int number) { ::_exit(number); });
+      const auto ticker = RealClock().StartTicks(milliseconds(1), [fault] {
+        ::raise(fault);
+        ::_exit(0);
+      });
+      ::pause();
+    };
+    EXPECT_EXIT(die(), testing::ExitedWithCode(fault), "");
   }
 }
 
