@@ -14,9 +14,9 @@ void (*farewell)() = nullptr;
 // Without an exception it is a programming error, which is worth a core file.
 [[noreturn]] void EndWithSentence() {
   if (!std::current_exception()) std::abort();
+  if (farewell != nullptr) farewell();  // first: the log may be what hangs
   Guarded("this program, which ends now,",
           [] { std::rethrow_exception(std::current_exception()); });
-  if (farewell != nullptr) farewell();
   ::_exit(1);
 }
 
