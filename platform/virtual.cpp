@@ -1,6 +1,7 @@
 #include "platform/virtual.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -101,6 +102,7 @@ class VirtualBackend::RemoteDevice final : public Device {
       Q5_REQUIRES(request_mutex_);
   int EnsureOpen() Q5_REQUIRES(request_mutex_);
   void Disconnect() Q5_REQUIRES(request_mutex_);
+  bool ServerIsGone() const Q5_REQUIRES(request_mutex_);
   // The same for the reading connection.
   int ReadRequest(size_t size, std::span<const std::byte> record, wire::Packet& reply)
       Q5_REQUIRES(read_mutex_);
@@ -177,6 +179,11 @@ void VirtualBackend::RemoteDevice::Disconnect() {
   open_ = false;
 }
 
+bool VirtualBackend::RemoteDevice::ServerIsGone() const {
+  pollfd look{main_.Get(), 0, 0};
+  return ::poll(&look, 1, 0) > 0;  // only the end of the connection counts
+}
+
 int VirtualBackend::RemoteDevice::Request(wire::Op op, std::int64_t value,
                                           std::span<const std::byte> data, wire::Packet& reply) {
   for (bool retried = false;; retried = true) {
@@ -220,6 +227,8 @@ int VirtualBackend::RemoteDevice::Prepare(unsigned long request,
                                           std::span<const std::byte> argument,
                                           PreparedIoctl& prepared) {
   const Lock lock(request_mutex_);
+  // no request finds out for it
+  if (open_ && ServerIsGone()) Disconnect();
   if (const int error = EnsureOpen()) return -error;
   const wire::Header header{.op = wire::Op::kIoctl,
                             .sequence = ++sequence_,

@@ -204,6 +204,23 @@ TEST_F(VirtualBackendTest, DeviceComesBackWithItsServer) {
   backend_.Close(fd);
 }
 
+TEST_F(VirtualBackendTest, WhatIsPreparedAgainReachesARestartedServer) {
+  StartServer();
+  const int fd = OpenDevice();
+  PreparedIoctl prepared;
+  for (const std::int64_t slave : {1, 2}) {
+    ASSERT_EQ(backend_.Prepare(fd, I2C_SLAVE, &slave, sizeof slave, prepared), 0);
+    Send(prepared);
+    for (int i = 0; i < 5000 && instrument_.slave != slave; ++i) {
+      std::this_thread::sleep_for(milliseconds(1));
+    }
+    EXPECT_EQ(instrument_.slave, slave);
+    server_.reset();
+    StartServer();
+  }
+  backend_.Close(fd);
+}
+
 TEST_F(VirtualBackendTest, ARequestTakesTheTimeItTakes) {
   StartServer();
   const int fd = OpenDevice();
