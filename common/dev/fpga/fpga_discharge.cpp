@@ -267,6 +267,7 @@ int FpgaRampControl::StopWaveform(int stop) {
 
 FpgaRampControl::RampDownResult FpgaRampControl::AwaitRampDown(int swap, const Wanted& wanted) {
   if (!ghmp->wrdischargeflag && CheckFPGARampStatus(wanted) < 0) {
+    if (!wanted()) return {RampDown::kAbandoned};
     logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN NOT COMPLETE \n");
     return {RampDown::kNotComplete};
   }

@@ -103,7 +103,7 @@ class FpgaRampControl : public virtual FpgaDevBase {
   /// Asked before each look: false when nobody needs the proof any more.
   using Wanted = std::function<bool()>;
   /// Waits until the hardware has finished a ramp-down: 3.1 s of polls 100 us apart at most, in a
-  /// DC test 30 s. -1 too when the registers cannot be read for 10 ms.
+  /// DC test 30 s. -1 too when the registers cannot be read for 10 ms, or nobody needs it.
   int CheckFPGARampStatus(const Wanted& wanted = [] { return true; });
 
   // --- Proof that the output is gone. `swap` is 1 when the voltage is on channel 2. ---

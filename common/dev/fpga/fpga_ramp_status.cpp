@@ -88,6 +88,7 @@ int FpgaRampControl::CheckFPGARampStatus(const Wanted& wanted) {
     }
     clock.SleepFor(kPoll);
   }
+  if (!wanted()) return -1;
   logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN RETRY %d \n", count);
   logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN UNSUCCESSFUL(AFTER RETRIES) \n");
   return -1;

@@ -384,6 +384,11 @@ TEST_F(RampTest, TheWaitForTheHardwareHasItsLimit) {
   EXPECT_FALSE(fpga.WaitForRampDownToZero(1, 0, 1));
   EXPECT_EQ(Errors(), (std::vector<int>{3, 71}));
 
+  // what nobody needs any more has not failed
+  int asks = 0;
+  const auto once = [&asks] { return asks++ == 0; };
+  EXPECT_EQ(fpga.AwaitRampDown(0, once).outcome, Dev::FpgaRampControl::RampDown::kAbandoned);
+
   // in a DC test there is none, but for registers that cannot be read
   data.sourcemode = kDc;
   int polls = 0;
