@@ -80,8 +80,9 @@ short Recovery::ReasonAgainstStart() const {
 int Recovery::AllokRecovery() {
   static FpgaDev* const fpgadev_allok = FpgaDev::GetDevice();
   static std::atomic<int> allokcount{0};
-  static std::atomic<bool> allokprogress{false};
-  if (allokprogress.exchange(true)) {
+  static std::mutex allokprogress;
+  const std::unique_lock alone(allokprogress, std::try_to_lock);
+  if (!alone) {
     logger_mgr::print(measurementL, kInfo, 0, "Allok recovery in progress\n");
     return 0;
   }
@@ -95,7 +96,6 @@ int Recovery::AllokRecovery() {
     fpgadev_allok->ClearALLOK();
     logger_mgr::print(measurementL, kError, 0, "Mos Allok recovery done %d \n", ++allokcount);
   }
-  allokprogress = false;
   return 0;
 }
 
@@ -248,7 +248,9 @@ int Recovery::TestMonitor() {
         ->CaptureEvent(too_high ? kError : Logger::kDebug, Logger::TESTFAILCHECK1, &values);
   }
   if (!too_high) return 0;
-  if (!over_voltage_.exchange(true)) ghmp->SetErrorCode(Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
+  if (!over_voltage_.exchange(true) && ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MAX_MOS_VOLTAGE)) {
+    ghmp->SetErrorCode(Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
+  }
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga != nullptr && fpga->SetALLOK() < 0) Dev::TheAllokDrop().SendFromThread();
   return 0;
