@@ -60,6 +60,8 @@ class Acquisition {
   Averager* AverageFilter() { return filters_.average.get(); }
   const BlockCounts& Counts() const { return counts_; }
   bool IsRunning() const { return producer_.IsRunning(); }
+  /// See Producer.
+  bool IsStale() const { return producer_.IsStale(); }
   /// Calls `work` while no block is handled; for what the filters must not see within one.
   template <class Work>
   void BetweenBlocks(Work work) {

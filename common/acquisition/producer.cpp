@@ -279,6 +279,7 @@ void Producer::HandleBlock(Run& run, std::uint32_t counter) {
     run.shed = true;
   } else {
     Process(run, block, run.layout.pairs);
+    if (last) watch_.CaughtUp();
   }
   if (last) ServeResetRequest(run);
   parts_.snapshot.CheckSnapShot();

@@ -52,6 +52,8 @@ class Producer {
   /// No block is handled once this has returned, until Begin.
   void Halt();
   bool IsRunning() const { return g_running; }
+  /// The blocks of a test that goes on have not been taken for too long.
+  bool IsStale() const { return g_running && watch_.IsStale(); }
   /// Calls `work` while no block is handled.
   template <class Work>
   void BetweenBlocks(Work work) {

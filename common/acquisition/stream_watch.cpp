@@ -41,12 +41,18 @@ void StreamWatch::Start() {
   thread_ = std::thread([this] { platform::GuardedLoop("StreamWatch", [this] { Run(); }); });
 }
 
+void StreamWatch::Begin(int pairs) {
+  pairs_ = pairs;
+  newest_since_ = Machine().Clock().Monotonic();
+}
+
 void StreamWatch::Waits() {
   if (waiting_since_.load() == kNotWaiting) waiting_since_ = Machine().Clock().Monotonic();
 }
 
+// The counter that ends a wait may have been read long ago when the daemon was held up meanwhile.
 bool StreamWatch::BlockCame() {
-  waiting_since_ = kNotWaiting;
+  asked_at_ = waiting_since_.exchange(kNotWaiting);
   return stands_still_.exchange(false);
 }
 
@@ -71,6 +77,10 @@ Nanoseconds StreamWatch::Limit() const {
   if (!(rate > 0)) return kLongestWait;
   const std::chrono::duration<double> blocks(kBlocksMissing * pairs_ / rate);
   return std::max(kLongestWait, std::chrono::duration_cast<Nanoseconds>(blocks));
+}
+
+bool StreamWatch::IsStale() const {
+  return IsUpdated() && Machine().Clock().Monotonic() - newest_since_.load() > Limit();
 }
 
 void StreamWatch::Look() {

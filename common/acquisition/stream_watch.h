@@ -19,7 +19,11 @@ class StreamWatch {
   /// Starts the thread.
   void Start();
   /// Blocks are of `pairs` pairs from now on.
-  void Begin(int pairs) { pairs_ = pairs; }
+  void Begin(int pairs);
+
+  /// A test goes on whose latest block is older than it may be, so the results are too: what was
+  /// held up may have been the whole daemon. Threads: any.
+  bool IsStale() const;
 
   // --- The producer ---
 
@@ -27,6 +31,8 @@ class StreamWatch {
   void Waits();
   /// A new block has come. True when the stream was found to stand still before it.
   bool BlockCame();
+  /// The producer has caught up with the driver: the latest block is in the results.
+  void CaughtUp() { newest_since_ = asked_at_; }
   /// The error word for a stream that has stopped.
   static void RaiseStop();
   /// A test is set up, and its first update has set the clock.
@@ -45,8 +51,12 @@ class StreamWatch {
   static constexpr platform::Nanoseconds kNotWaiting{-1};
 
   std::atomic<platform::Nanoseconds> waiting_since_{kNotWaiting};  ///< monotonic
+  std::atomic<platform::Nanoseconds> newest_since_{};  ///< the latest block is not older
   std::atomic<bool> stands_still_{false};
   std::atomic<int> pairs_{0};
+
+  // of the producer
+  platform::Nanoseconds asked_at_{0};  ///< when it began to wait for the block that came
 
   // of the thread
   platform::Nanoseconds wanted_since_{0};

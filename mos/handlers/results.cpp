@@ -281,7 +281,7 @@ int Results::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep*
             .discharge = static_cast<short>(fpga == nullptr ? 0 : fpga->GetDischargeStatus(1, 0))};
   // before the values and behind them: a result that was spoilt, or became good, between is not
   // valid
-  const short before = LastWordOnRanging(poll);
+  const int before = LastWordOnRanging(poll) | its_.Staleness();
   acquisition::elec::GetElec().GetResults(request->rsltype, &poll.r);
   acquisition::elec::GetElec().GetResults(Msg::MSG6_RSLTYPE_FIR_FAST, &poll.fr);
   if (ghmp->IsManualRampTest() && ghmp->volttarget == 0) {
@@ -293,7 +293,7 @@ int Results::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep*
   TakeValues(poll, its_.acquisition ? its_.acquisition->AverageFilter() : nullptr);
   TakeDuration(poll);
   LogStatusChange(poll, _filterselect[1]);
-  const auto ranging = static_cast<short>(before | LastWordOnRanging(poll));
+  const auto ranging = static_cast<short>(before | LastWordOnRanging(poll) | its_.Staleness());
   reply->ranging = ranging;
   FillRecord(poll, *reply);
   reply->SetAck();

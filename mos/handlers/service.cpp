@@ -82,7 +82,7 @@ int Service::HandleMsg38(const Msg::HmpMiscConfigReq* request, Msg::HmpMiscConfi
 int Service::HandleMsg46(const Msg::HmpAckProgressReq* request, Msg::HmpAckProgressRep* reply) {
   NoteRequest(*request);
   msgmonitorm.ResetTimer();
-  reply->status[0] = ChannelsStatus();
+  reply->status[0] = static_cast<short>(ChannelsStatus() | its_.Staleness());
   reply->SetAck();
   return 0;
 }

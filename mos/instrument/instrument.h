@@ -26,6 +26,12 @@ struct Instrument {
   void SetWaveformCapture(int mode) const {
     if (acquisition) acquisition->SetWaveformCapture(mode);
   }
+
+  /// What the status word carries for a result of samples that are too old.
+  short Staleness() const {
+    const bool is_stale = acquisition && acquisition->IsStale();
+    return is_stale ? AcquisitionSystem::Data_Not_Valid : 0;
+  }
 };
 
 }  // namespace Mos

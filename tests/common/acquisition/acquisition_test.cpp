@@ -299,6 +299,47 @@ TEST_F(AcquisitionTest, AStreamThatStandsStillInATestIsReported) {
   ghmp->testStart = false;
 }
 
+// The daemon as a whole is held up: no look in between, and the first block may be an old one.
+TEST_F(AcquisitionTest, AHeldUpDaemonsResultsAreStaleUntilABlockThatItHasSinceAskedFor) {
+  using std::chrono::milliseconds;
+  EXPECT_FALSE(acquisition->IsStale());
+  ASSERT_EQ(acquisition->InitAcquisition(), 0);
+  const struct {
+    const char* what;
+    float hertz;
+    bool updated;
+    int held_ms;
+    bool stale;
+  } cases[] = {{"a short one", 60, true, 900, false},
+               {"a long one", 60, true, 1500, true},
+               {"without an update", 60, false, 1500, false},
+               {"within three slow blocks", 0.5F, true, 5900, false},
+               {"beyond them", 0.5F, true, 6100, true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    ghmp->testStart = true;
+    ghmp->firstUpdate = c.updated;
+    Start();
+    ghmp->SetFrequency(c.hertz);
+    ghmp->samplespercyc = kTestPairs;  // a block is a cycle
+    EXPECT_FALSE(acquisition->IsStale()) << "before the first block";
+    driver.Produce(1);
+    driver.AwaitIdle();
+    machine.clock.Advance(milliseconds(c.held_ms));
+    EXPECT_EQ(acquisition->IsStale(), c.stale);
+    driver.Produce(1);
+    driver.AwaitIdle();
+    EXPECT_EQ(acquisition->IsStale(), c.stale) << "it may have come long ago";
+    driver.Produce(1);
+    driver.AwaitIdle();
+    EXPECT_FALSE(acquisition->IsStale());
+    machine.clock.Advance(std::chrono::hours(1));
+    acquisition->StopAcquisition();
+    EXPECT_FALSE(acquisition->IsStale()) << "nothing is sampled";
+  }
+  ghmp->testStart = ghmp->firstUpdate = false;
+}
+
 TEST_F(AcquisitionTest, AResetRequestIsServedAtTheNewestBlockAndKeepsBlocksFromTheFilters) {
   ASSERT_EQ(acquisition->InitAcquisition(), 0);
   Start();

@@ -111,6 +111,23 @@ TEST_F(TestRun, WithoutAnUpdateNothingIsValid) {
   }
 }
 
+// As after a stop of the whole daemon: the host may ask before the first block has been taken.
+TEST_F(TestRun, AfterAStallNoOldValueIsValid) {
+  Control("set source.amplitude 100");
+  Control("set source.on 1");
+  SetUpTest(100, RangeFor(0.04), 60);
+  for (const bool progress : {true, false}) {
+    ASSERT_TRUE(AwaitValid());
+    clock.SetAutoAdvance(false);
+    clock.Spend(std::chrono::seconds(2));
+    if (progress) Send(0x46, Msg::HmpAckProgressReq{});
+    const int status = progress ? test::WordAt(reply, 7) : int{Poll().ranging};
+    EXPECT_NE(status & AcquisitionSystem::Data_Not_Valid, 0) << progress;
+    clock.SetAutoAdvance(true);
+  }
+  EXPECT_TRUE(AwaitValid());
+}
+
 TEST_F(TestRun, AFrontEndThatNoLongerAnswersIsGivenUp) {
   Control("set source.amplitude 100");
   Control("set source.on 1");
