@@ -117,7 +117,6 @@ int main(int argc, char* argv[]) {
   if (fpga == nullptr) return -1;
   PrintBanner(build_info.get());
   Msg::HmpErrorRep::InitMajorErrors();
-  fpga->ClearALLOK();
   Mos::g_fpgafd = fpga->GetDeviceFd();
 
   Dev::I2cMgr& i2c = Dev::I2cMgr::CreateI2cMgr(options.gid.c_str(), options.gport);
@@ -126,19 +125,24 @@ int main(int argc, char* argv[]) {
   manager.SetEeXmlOpt(options.skip_ee2xml);
   monitor::Init();
   monitor allokm("allokm");
-  if (options.monitor)
-    allokm.AddOKTimer(kAllokPeriod, MSECSE, Mos::AllokCB, &manager.GetRecovery());
   Mos::logmonitor.AddTimer(2, SECSE, Logger::LogCallBack, nullptr);
   build_info.reset();
   Mos::MeasMgr::StartResults();
 
   manager.SetRevision(fpga->GetRevision());
   const bool ready = manager.Init(manager.GetRevision()) == 0;
-  if (ready) manager.Start();
+  if (ready) {
+    // A raised line says that a daemon watches. So not before the end points are bound, as another
+    // daemon may hold the line down, and not before the board is ready.
+    fpga->ClearALLOK();
+    if (options.monitor) allokm.AddOKTimer(kAllokPeriod, MSECSE, Mos::AllokCB, &manager.GetRecovery());
+    manager.Start();
+  }
   // no callback and no scan may run into what goes now
   Mos::logmonitor.StopTimer();
+  monitor::End();
+  if (ready) fpga->SetALLOK();
   manager.EndAcquisition();
   i2c.End();
-  monitor::End();
   return ready ? 0 : 1;
 }

@@ -14,8 +14,10 @@ namespace Mos {
 namespace {
 
 constexpr int kHandled[] = {SIGSEGV, SIGILL, SIGABRT, SIGTERM, SIGPIPE, SIGFPE, SIGBUS};
-/// These end the daemon without a word.
-constexpr int kEnding[] = {SIGHUP, SIGINT, SIGQUIT};
+/// These end the daemon without a word, as do the real-time signals.
+constexpr int kEnding[] = {SIGHUP,    SIGINT,  SIGQUIT, SIGUSR1, SIGUSR2,
+                           SIGALRM,   SIGTRAP, SIGSYS,  SIGPOLL, SIGVTALRM,
+                           SIGSTKFLT, SIGPWR,  SIGPROF, SIGXCPU, SIGXFSZ};
 
 // The end comes when the handler returns; a watch that raises ALLOK again has no time left for it.
 void EndWithAllokDown(int signal_number) {
@@ -30,6 +32,13 @@ bool IsFatal(int signal_number) {
     if (fatal == signal_number) return true;
   }
   return false;
+}
+
+// One that the starter ignores stays ignored (nohup), one that is used stays in use (a profiler).
+void EndOn(int signal_number) {
+  struct sigaction now {};
+  ::sigaction(signal_number, nullptr, &now);
+  if (now.sa_handler == SIG_DFL) std::signal(signal_number, EndWithAllokDown);
 }
 
 // SIGUSR1 is logged alike when somebody else installs the handler for it; nothing here does.
@@ -48,8 +57,8 @@ bool IsLogged(int signal_number) {
 void sig_handler(int signal_number) {
   const int saved_errno = errno;
   const bool stays = signal_number == SIGPIPE && foreground != 0;
-  std::signal(signal_number, stays ? SIG_IGN : SIG_DFL);
-  if (signal_number == SIGTERM) std::signal(SIGTERM, EndWithAllokDown);
+  const bool ends = signal_number == SIGTERM || signal_number == SIGPIPE;
+  std::signal(signal_number, stays ? SIG_IGN : ends ? EndWithAllokDown : SIG_DFL);
   if (IsFatal(signal_number)) Dev::TheAllokDrop().Send();
   if (IsLogged(signal_number)) {
     Logger::logger_mgr::PrintFromSignal(Logger::mainL, Logger::kError, "%s.%d received SIGNAL %d\n",
@@ -61,7 +70,8 @@ void sig_handler(int signal_number) {
 
 void InstallSignalHandlers() {
   for (int handled : kHandled) std::signal(handled, sig_handler);
-  for (int ending : kEnding) std::signal(ending, EndWithAllokDown);
+  for (int ending : kEnding) EndOn(ending);
+  for (int ending = SIGRTMIN; ending <= SIGRTMAX; ++ending) EndOn(ending);
 }
 
 void AllowCoreDumps() {

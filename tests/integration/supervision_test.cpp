@@ -1,5 +1,6 @@
 // Configuration, log and timers of the real daemon, in real time.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -7,6 +8,7 @@
 #include <fstream>
 #include <thread>
 
+#include "common/dev/fpga/fpga_registers.h"
 #include "common/monitor/monitor.h"
 #include "tests/integration/process.h"
 
@@ -94,6 +96,69 @@ TEST(Supervision, ADaemonsLogCanBeSeenAndModulesGetMounted) {
   }
   EXPECT_NE(mounts.find("//192.168.42.51/Root /mnt/main"), std::string::npos) << mounts;
   EXPECT_NE(mounts.find("//192.168.42.53/Root /mnt/src"), std::string::npos) << mounts;
+}
+
+TEST(Supervision, ALineThatADaemonHoldsDownIsNotRaisedByASecondOne) {
+  Bench bench;
+  const auto line = [&] { return bench.Control({"get", "allok.meas"}).output; };
+  bench.StartDaemon({"--nomonitor"});
+  EXPECT_EQ(line(), "ok 1\n");
+  const std::string misc = "fpga.Q5FPGA_MISC_CTRL";
+  const auto word = std::stoul(bench.Control({"get", misc}).output.substr(3), nullptr, 16);
+  const std::string held = std::to_string(word & ~std::size_t{Dev::kAllokOut});
+  ASSERT_EQ(bench.Control({"set", misc, held}).status, 0);
+  EXPECT_EQ(line(), "ok 0\n");
+  EXPECT_EQ(test::RunProgram("mos", {"--foreground"}, bench.environment()).status, 1);
+  EXPECT_EQ(line(), "ok 0\n");
+}
+
+TEST(Supervision, ASignalThatEndsTheDaemonDropsTheLine) {
+  Bench bench;
+  const struct {
+    int signal;
+    int times;  // the last one ends it
+  } cases[] = {{SIGTERM, 2}, {SIGSEGV, 1}, {SIGUSR1, 1}, {SIGXFSZ, 1}, {SIGRTMIN, 1}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.signal);
+    bench.StartDaemon();
+    EXPECT_EQ(bench.Control({"get", "allok.meas"}).output, "ok 1\n");
+    for (int i = 0; i < c.times; ++i) {
+      EXPECT_TRUE(bench.daemon->Running());
+      bench.daemon->Signal(c.signal);
+      if (i + 1 == c.times) break;
+      EXPECT_EQ(bench.Host({"progress"}).status, 0);
+    }
+    EXPECT_EQ(bench.daemon->Wait(), 128 + c.signal);
+    EXPECT_EQ(bench.Control({"get", "allok.meas"}).output, "ok 0\n");
+  }
+}
+
+TEST(Supervision, ASignalThatTheStarterIgnoresStaysIgnored) {
+  Bench bench;
+  const auto before = ::signal(SIGHUP, SIG_IGN);
+  bench.StartDaemon();
+  ::signal(SIGHUP, before);
+  bench.daemon->Signal(SIGHUP);
+  EXPECT_EQ(bench.Host({"progress"}).status, 0);
+  EXPECT_TRUE(bench.daemon->Running());
+}
+
+// In the background the reader of a pipe may go once.
+TEST(Supervision, ASecondSigpipeEndsABackgroundDaemonWithTheLineDown) {
+  Bench bench;
+  ASSERT_EQ(test::RunProgram("mos", {}, bench.environment()).status, 0);
+  ASSERT_EQ(bench.Host({"--timeout", "10000", "progress"}).status, 0);
+  pid_t pid = 0;
+  std::ifstream(bench.root / "tmp/moslock") >> pid;
+  ASSERT_GT(pid, 1);
+  ::kill(pid, SIGPIPE);
+  EXPECT_EQ(bench.Host({"progress"}).status, 0);
+  EXPECT_EQ(bench.Control({"get", "allok.meas"}).output, "ok 1\n");
+  ::kill(pid, SIGPIPE);
+  for (int i = 0; i < 200 && bench.Control({"get", "allok.meas"}).output != "ok 0\n"; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  EXPECT_EQ(bench.Control({"get", "allok.meas"}).output, "ok 0\n");
 }
 
 // Each file that the daemon writes while it starts, with a link to somebody else's file in its
