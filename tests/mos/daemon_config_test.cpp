@@ -1,12 +1,10 @@
-// The daemon's configuration: good files, bad files, every key.
+// The daemon's configuration: good files, bad files, keys of each kind.
 #include "mos/daemon_config.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <libconfig.h++>
@@ -67,166 +65,35 @@ class DaemonConfig : public testing::Test {
   std::string log;
 };
 
-using Data = const Msg::HMPData&;
-using Own = const Mos::DaemonConfig&;
+using Place = double (*)(const Msg::HMPData&, const Mos::DaemonConfig&);
 
+// Keys of each kind: real and whole, in the shared state and in the daemon's own, with each limit.
 const struct Key {
   const char* name;
   bool real;
-  double (*value)(Data, Own);
-  double fallback;
-  double good;                       // another value that it may have
-  std::vector<std::string> refused;  // written values that count as missing
+  double fallback, good;
+  const char* refused;  // a written value that counts as missing
+  Place place;
 } kKeys[] = {
-    {"hvmeasurementscalefactor",
-     true,
-     [](Data d, Own) -> double { return d.GetHVScaleFactor(); },
-     50,
-     42.5,
-     {"0.0", "-1.0", "1e39", "1e-60"}},
-    {"vlfinterruptspersecond",
-     false,
-     [](Data d, Own) -> double { return d.GetVLFBlockReadyInterrupts(); },
-     10,
-     4,
-     {"0", "-1"}},
-    {"vlfthreshold",
-     false,
-     [](Data d, Own) -> double { return d.GetVLFThreshold(); },
-     1,
-     0,
-     {"-1"}},
-    {"normalinterruptspersecond",
-     false,
-     [](Data d, Own) -> double { return d.GetBlockReadyInterrupts(); },
-     60,
-     30,
-     {"0", "-60"}},
-    {"maxsamplelimit",
-     false,
-     [](Data d, Own) -> double { return d.max_sample_limit; },
-     5,
-     9,
-     {"0"}},
-    {"powersanityfaillimit",
-     false,
-     [](Data d, Own) -> double { return d.power_sanity_fail_limit; },
-     5,
-     9,
-     {"0"}},
-    {"progresstimeout",
-     false,
-     [](Data d, Own) -> double { return d.progresstimeout; },
-     25,
-     100,
-     {}},
-    {"dctesttimeout", false, [](Data d, Own) -> double { return d.dctesttimeout; }, 120, 60, {"0"}},
-    {"currentfudgefactor",
-     true,
-     [](Data d, Own) -> double { return d.currentfudgefactor; },
-     1,
-     1.5,
-     {"0.0", "-1.5"}},
-    {"currentautorangelimit",
-     false,
-     [](Data d, Own) -> double { return d.currentautorangelimit; },
-     11,
-     7,
-     {"0", "-2"}},
-    {"multisamplerangingcount",
-     false,
-     [](Data d, Own) -> double { return d.GetMultiSampleRangingCount(); },
-     1,
-     3,
-     {"0", "-2"}},
-    {"voltagefudgefactor",
-     true,
-     [](Data d, Own) -> double { return d.voltagefudgefactor; },
-     1,
-     1.25,
-     {"0.0"}},
-    {"i2cswitch", false, [](Data d, Own) -> double { return d.GetI2CSwitchSetting(); }, 1, 0, {}},
-    {"vlfvoltagemin",
-     true,
-     [](Data d, Own) -> double { return d._vlfvoltagemin; },
-     10,
-     2.5,
-     {"0.0", "-1.0"}},
-    {"dccurrentmin",
-     true,
-     [](Data d, Own) -> double { return d._dccurrentmin; },
-     0.05F,
-     0.25,
-     {"0.0"}},
-    {"acvoltagemin", true, [](Data d, Own) -> double { return d._acvoltagemin; }, 5, 2.5, {"0.0"}},
-    {"hvacvoltagemin",
-     true,
-     [](Data d, Own) -> double { return d._hvacvoltagemin; },
-     100,
-     50,
-     {"0.0"}},
-    {"straycapacitance", false, [](Data, Own o) -> double { return o.straycapacitance; }, 0, 1, {}},
-    {"mosmaxhvvoltage",
-     false,
-     [](Data, Own o) -> double { return o.maxhvvoltagemeasurement; },
-     12500,
-     2000,
-     {"0", "-1"}},
-    {"consumerbacklog",
-     false,
-     [](Data d, Own) -> double { return d.GetConsumerBacklog(); },
-     4,
-     8,
-     {"0", "-1"}},
-    {"meascalibration", false, [](Data, Own o) -> double { return o.meascalibration; }, 0, 1, {}},
-    {"HVvoltageautorangelimit",
-     false,
-     [](Data d, Own) -> double { return d.hvvoltagerangelimit; },
-     11,
-     6,
-     {}},
-    {"DCvoltageautorangelimit",
-     false,
-     [](Data d, Own) -> double { return d.dcvoltagerangelimit; },
-     11,
-     5,
-     {}},
-    {"maxsamplerate",
-     false,
-     [](Data d, Own) -> double { return d.maxsamplingrate; },
-     50000,
-     40000,
-     {}},
-    {"minsamplerate",
-     false,
-     [](Data d, Own) -> double { return d.minsamplingrate; },
-     25000,
-     20000,
-     {}},
-    {"vlfresetcyclefraction",
-     true,
-     [](Data d, Own) -> double { return d.vlfresetcyclefraction; },
-     0.05F,
-     0.5,
-     {}},
-    {"vlfmeasrelaywarmtime",
-     false,
-     [](Data d, Own) -> double { return d.vlfmeasrelaywarmtime; },
-     0,
-     7,
-     {}},
-    {"enable_nak_on_sample_fault",
-     false,
-     [](Data d, Own) -> double { return d.enable_nak_on_sample_fault; },
-     0,
-     1,
-     {}},
-    {"enable_nak_on_sample_overrange",
-     false,
-     [](Data d, Own) -> double { return d.enable_nak_on_sample_overrange; },
-     0,
-     1,
-     {}},
+    {"hvmeasurementscalefactor", true, 50, 42.5, "1e39",
+     [](auto& d, auto&) -> double { return d.hvscalefactor; }},
+    {"voltagefudgefactor", true, 1, 1.5, "1e-60",
+     [](auto& d, auto&) -> double { return d.voltagefudgefactor; }},
+    {"vlfthreshold", false, 1, 0, "-1", [](auto& d, auto&) -> double { return d.vlfthreshold; }},
+    {"maxsamplelimit", false, 5, 9, "0",
+     [](auto& d, auto&) -> double { return d.max_sample_limit; }},
+    {"dccurrentmin", true, 0.05F, 0.25, "0.0",
+     [](auto& d, auto&) -> double { return d._dccurrentmin; }},
+    {"hvacvoltagemin", true, 100, 50, "-1.0",
+     [](auto& d, auto&) -> double { return d._hvacvoltagemin; }},
+    {"mosmaxhvvoltage", false, 12500, 2000, "-1",
+     [](auto&, auto& o) -> double { return o.maxhvvoltagemeasurement; }},
+    {"meascalibration", false, 0, 1, nullptr,
+     [](auto&, auto& o) -> double { return o.meascalibration; }},
+    {"maxsamplerate", false, 50000, 40000, nullptr,
+     [](auto& d, auto&) -> double { return d.maxsamplingrate; }},
+    {"minsamplerate", false, 25000, 20000, nullptr,
+     [](auto& d, auto&) -> double { return d.minsamplingrate; }},
 };
 
 std::string Written(const Key& key, double value) {
@@ -235,34 +102,16 @@ std::string Written(const Key& key, double value) {
   return text.str();
 }
 
-TEST_F(DaemonConfig, EveryKeyReachesItsPlace) {
+TEST_F(DaemonConfig, AKeyReachesItsPlaceOrHasItsDefault) {
   std::string all;
   for (const Key& key : kKeys) all += Written(key, key.good);
   Set(all);
-  for (const Key& key : kKeys) EXPECT_EQ(key.value(*data, own), key.good) << key.name;
-  EXPECT_THAT(log, testing::Not(HasSubstr("meas:3 ")));
-  EXPECT_THAT(log, HasSubstr("hmp hv scalefactor 42.500000 normalinterruptrate 30 "
-                             "vlfinterruptspersec 4 vlfthreshold 0\n"));
-  EXPECT_THAT(log, HasSubstr("acvoltagemin 2.500000 hvvoltagemin 50.000000 dccurrentmin 0.250000 "
-                             "vlfvoltagemin 2.500000 \n"));
-  EXPECT_THAT(log, HasSubstr("maxsamplingrate  40000 minsamplingrate 20000 meas cal 1\n"));
-  EXPECT_THAT(log, HasSubstr("NAK on Sample OverRange : Enabled \n"));
-}
-
-TEST_F(DaemonConfig, AMissingKeyHasItsDefault) {
+  for (const Key& key : kKeys) EXPECT_EQ(key.place(*data, own), key.good) << key.name;
   Set("");
-  for (const Key& key : kKeys) EXPECT_EQ(key.value(*data, own), key.fallback) << key.name;
-  EXPECT_THAT(log, HasSubstr("assuming default powersanity 5 \n"));
+  for (const Key& key : kKeys) EXPECT_EQ(key.place(*data, own), key.fallback) << key.name;
   EXPECT_THAT(log, HasSubstr("assuming default maxsample 5 \n"));
-  for (const char* line :
-       {"VarekConfig.hvmeasurementscalefactor is missing or out of its limits, using 50\n",
-        "VarekConfig.vlfinterruptspersecond is missing or out of its limits, using 10\n",
-        "VarekConfig.vlfthreshold is missing or out of its limits, using 1\n",
-        "VarekConfig.normalinterruptspersecond is missing or out of its limits, using 60\n",
-        "VarekConfig.currentfudgefactor is missing or out of its limits, using 1\n",
-        "VarekConfig.voltagefudgefactor is missing or out of its limits, using 1\n"}) {
-    EXPECT_THAT(log, HasSubstr(line));
-  }
+  EXPECT_THAT(log, HasSubstr("VarekConfig.hvmeasurementscalefactor is missing or out of its "
+                             "limits, using 50\n"));
 }
 
 TEST_F(DaemonConfig, AKeyOfTheWrongTypeOrOutOfItsLimitsCountsAsMissing) {
@@ -273,13 +122,12 @@ TEST_F(DaemonConfig, AKeyOfTheWrongTypeOrOutOfItsLimitsCountsAsMissing) {
     if (!key.real) wrong_type.emplace_back("99999999999L");
     for (const std::string& value : wrong_type) {
       Set(std::string(key.name) + " = " + value + ";");
-      EXPECT_EQ(key.value(*data, own), key.fallback) << value;
+      EXPECT_EQ(key.place(*data, own), key.fallback) << value;
       EXPECT_THAT(log, HasSubstr(std::string(key.name) + " is no ")) << value;
     }
-    for (const std::string& value : key.refused) {
-      Set(std::string(key.name) + " = " + value + ";");
-      EXPECT_EQ(key.value(*data, own), key.fallback) << value;
-    }
+    if (key.refused == nullptr) continue;
+    Set(std::string(key.name) + " = " + key.refused + ";");
+    EXPECT_EQ(key.place(*data, own), key.fallback) << key.refused;
   }
 }
 
@@ -333,12 +181,6 @@ TEST_F(DaemonConfig, AFileThatCannotBeReadIsTold) {
   ASSERT_EQ(::mkfifo(File().c_str(), 0600), 0);
   EXPECT_EQ(Init(), -1);
   EXPECT_EQ(told, line);
-  fs::remove(File());
-  Write(Group(""));
-  ::chmod(File().c_str(), 0);
-  if (::access(File().c_str(), R_OK) == 0) GTEST_SKIP() << "the super-user reads everything";
-  EXPECT_EQ(Init(), -1);
-  EXPECT_EQ(told, line);
 }
 
 TEST_F(DaemonConfig, LongLinesAreReadOrRefusedAtOnce) {
@@ -354,21 +196,15 @@ TEST_F(DaemonConfig, LongLinesAreReadOrRefusedAtOnce) {
   EXPECT_EQ(Init(), -1);
 }
 
-TEST_F(DaemonConfig, TheShippedFileHasEveryKey) {
-  std::ifstream sample(SAMPLE_CONFIG);
-  std::stringstream text;
-  text << sample.rdbuf();
-  Write(text.str());
+TEST_F(DaemonConfig, TheShippedFileIsTaken) {
+  fs::copy_file(SAMPLE_CONFIG, File());
   ASSERT_EQ(Init(), 0) << told;
-  for (const Key& key : kKeys) {
-    EXPECT_TRUE(config.exists(std::string("VarekConfig.") + key.name)) << key.name;
-  }
   data = std::make_unique<Msg::HMPData>(config, Msg::MEAS_MODULE);
   own = Mos::SetConfigParameters(config, *data);
   for (const Key& key : kKeys) {
     // the virtual instrument's calibration is in use, unlike that of a daemon without a file
     const double expected = std::string_view(key.name) == "meascalibration" ? 1 : key.fallback;
-    EXPECT_EQ(key.value(*data, own), expected) << key.name;
+    EXPECT_EQ(key.place(*data, own), expected) << key.name;
   }
 }
 
