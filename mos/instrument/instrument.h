@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "common/acquisition/acquisition.h"
+#include "common/acquisition/ranging/channel_enums.h"
 #include "common/signalh/signal_common.h"
 #include "mos/instrument/channel_filters.h"
 #include "mos/instrument/dividers.h"
