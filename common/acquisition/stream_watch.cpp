@@ -79,8 +79,10 @@ Nanoseconds StreamWatch::Limit() const {
   return std::max(kLongestWait, std::chrono::duration_cast<Nanoseconds>(blocks));
 }
 
+// The watch looks first, so that a host reads its error word and not only that a result is invalid.
 bool StreamWatch::IsStale() const {
-  return IsUpdated() && Machine().Clock().Monotonic() - newest_since_.load() > Limit();
+  const Nanoseconds age = Machine().Clock().Monotonic() - newest_since_.load();
+  return IsUpdated() && age > Limit() + 2 * kTick;
 }
 
 void StreamWatch::Look() {

@@ -313,8 +313,8 @@ TEST_F(AcquisitionTest, AHeldUpDaemonsResultsAreStaleUntilABlockThatItHasSinceAs
   } cases[] = {{"a short one", 60, true, 900, false},
                {"a long one", 60, true, 1500, true},
                {"without an update", 60, false, 1500, false},
-               {"within three slow blocks", 0.5F, true, 5900, false},
-               {"beyond them", 0.5F, true, 6100, true}};
+               {"within three slow blocks", 0.5F, true, 6100, false},
+               {"beyond them", 0.5F, true, 6300, true}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     ghmp->testStart = true;
