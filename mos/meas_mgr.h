@@ -31,6 +31,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
 
   /// A null `id` keeps the class's own name, a `port` of 0 means no TCP link. `i2c` outlives it.
   MeasMgr(Dev::I2cMgr& i2c, const char* id, std::uint16_t port);
+  ~MeasMgr() override;
 
   int Init() override;
   /// As Init(), with the board revision of the FPGA. -1 when the daemon's end points cannot be
@@ -75,8 +76,9 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   /// `calibrated`: filters are corrected from the calibration.
   void PrepareChannels(bool calibrated);
 
-  // The way of the samples (signal_path.cpp).
+  // The path of the samples (signal_path.cpp).
   void CreateChannels();
+  void LinkFpga();
   void PrepareAcquisition();
 
   // The FPGA and the sampling clock (clocks.cpp).
@@ -96,7 +98,8 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   ChannelFilters filters_{*this, _i2cMgr};
   Dividers dividers_{_i2cMgr};
   Measurement measurement_;
-  Recovery recovery_{measurement_, clock_};
+  FilterReader filter_reader_;
+  Recovery recovery_{measurement_, clock_, filter_reader_};
   const Instrument instrument_{*this,        filters_,  dividers_,   clock_,
                                measurement_, recovery_, _acquisition};
   handlers::All handlers_{instrument_, instrument_, instrument_,

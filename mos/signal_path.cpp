@@ -1,4 +1,4 @@
-// The way of the samples at start-up: channels, corrections, results, acquisition.
+// The path of the samples at start-up: channels, corrections, results, acquisition.
 #include "common/acquisition/correct.h"
 #include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/channel_pair.h"
@@ -38,52 +38,76 @@ double Magnitude(const SineCorrelator& filter, Dev::FastReading what, int channe
   return phasors[channel].mag;
 }
 
-std::optional<double> ReadFastFilter(Dev::FastReading what, int channel) {
+std::optional<double> ReadFastFilter(FilterReader& filters, Dev::FastReading what, int channel) {
   std::optional<double> reading;
   if (channel < 0 || channel > 1) return reading;
-  AcquisitionSystem::AcqChan::WithFastCorrelator(
-      [&](const SineCorrelator& filter) { reading = Magnitude(filter, what, channel); });
+  filters.WithFilters([&](const SineCorrelator& fast, const SineCorrelator&) {
+    reading = Magnitude(fast, what, channel);
+  });
   return reading;
 }
 
-std::int64_t CountFastResults(Dev::FastReading what) {
+std::int64_t CountFastResults(FilterReader& filters, Dev::FastReading what) {
   std::int64_t count = 0;
-  AcquisitionSystem::AcqChan::WithFastCorrelator([&](const SineCorrelator& filter) {
-    count = what == Dev::FastReading::kPhasor    ? filter.GetResultCount()
-            : what == Dev::FastReading::kAverage ? filter.GetAverageCount()
-                                                 : filter.GetBlockCount();
+  filters.WithFilters([&](const SineCorrelator& fast, const SineCorrelator&) {
+    count = what == Dev::FastReading::kPhasor    ? fast.GetResultCount()
+            : what == Dev::FastReading::kAverage ? fast.GetAverageCount()
+                                                 : fast.GetBlockCount();
   });
   return count;
 }
 
+// Shows on the board that the sums have begun again.
+void MarkSlowFilterReset() {
+  if (auto* fpga = Dev::FpgaDev::GetDevice()) fpga->WriteReg(Dev::Q5FPGA_SCRATCH, 1, __LINE__);
+}
+
 }  // namespace
 
-void MeasMgr::StartResults() {
-  acquisition::ElecLinks links;
-  links.corr_phasors = [](const phasortoo_t* in, phasortoo_t* out) {
-    return Correct::GetCorrect().Corr_phasors(in, out);
-  };
-  acquisition::elec::SetLinks(links);
-  acquisition::elec::GetElec().Init();
-}
+void MeasMgr::StartResults() { acquisition::elec::GetElec().Init(); }
 
 void MeasMgr::CreateChannels() {
   acquisition::SetRangeTables(&Dev::GetEepromGroup(_i2cMgr));
   AcquisitionSystem::SetFrontEnds(Channel(0), Channel(1));
   AcquisitionSystem::ChannelPair::Instance();
-  if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice())
-    fpga->SetLinks({.fast_filter = ReadFastFilter, .fast_results = CountFastResults});
+  LinkFpga();
+}
+
+void MeasMgr::LinkFpga() {
+  Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  if (fpga == nullptr) return;
+  FilterReader& filters = filter_reader_;
+  fpga->SetLinks(
+      {.fast_filter = [&filters](Dev::FastReading what,
+                                 int channel) { return ReadFastFilter(filters, what, channel); },
+       .fast_results =
+           [&filters](Dev::FastReading what) { return CountFastResults(filters, what); }});
+}
+
+MeasMgr::~MeasMgr() {
+  if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->SetLinks({});
 }
 
 void MeasMgr::EndAcquisition() {
   const std::lock_guard lock(measurement_.Mutex());
+  filter_reader_.Attach(nullptr);
   _acquisition.reset();
 }
 
 void MeasMgr::PrepareAcquisition() {
   const Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
   const int device = fpga == nullptr ? -1 : fpga->GetDeviceFd();
-  _acquisition = std::make_unique<acquisition::Acquisition>(device);
+  auto* channels = AcquisitionSystem::ChannelPair::Instance();
+  if (channels == nullptr) {
+    logger_mgr::print(measurementL, kError, 0, "<panic func=MeasMgr.Init acq_init=failed/>\n");
+    return;
+  }
+  _acquisition = std::make_unique<acquisition::Acquisition>(
+      device, acquisition::Acquisition::Outputs{.channels = *channels,
+                                                .correct = Correct::GetCorrect(),
+                                                .results = acquisition::elec::GetElec(),
+                                                .slow_filter_reset = MarkSlowFilterReset});
+  filter_reader_.Attach(_acquisition.get());
   if (_acquisition->StopAcquisition() != 0) {
     logger_mgr::print(measurementL, kError, 0, "<panic func=SrcMgr.Init acq_stop=failed/\n>");
   }

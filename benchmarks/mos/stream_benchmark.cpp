@@ -18,10 +18,12 @@
 #include <fstream>
 #include <thread>
 
+#include "common/acquisition/acquisition.h"
 #include "common/acquisition/ranging/channel_pair.h"
 #include "common/acquisition/sample_ring.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/msg/state/hmp_data.h"
+#include "mos/meas_mgr.h"
 #include "platform/backend.h"
 #include "platform/fpga_driver.h"
 #include "tests/integration/process.h"
@@ -114,9 +116,14 @@ std::vector<double> Latencies(const Watch& watch, double pace, std::size_t first
 /// In a process of its own, with Q5_ROOT set.
 int Measure(double pace, double seconds) {
   if (!test::StartSignalPath()) return 1;
-  auto* channels = acquisition::GetSampleChannels();
-  static Watch watch(*channels);
-  acquisition::SetSampleChannels(&watch);
+  Mos::MeasMgr::Instance()->EndAcquisition();
+  static Watch watch(*AcquisitionSystem::ChannelPair::Instance());
+  static acquisition::Acquisition acquisition(
+      Dev::FpgaDev::GetDevice()->GetDeviceFd(),
+      {watch, acquisition::Correct::GetCorrect(), acquisition::elec::GetElec()});
+  if (acquisition.InitAcquisition() != 0) return 1;
+  acquisition.SetMeasurementParameters({});
+  acquisition.StartAcquisition();
   if (!test::BeginResults(1, 1)) return 1;
   std::this_thread::sleep_for(std::chrono::seconds(2));
   const double before = ProcessorSeconds();

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 
 #include "common/acquisition/instrument_file.h"
 #include "common/dev/fpga/fpga_dev.h"
@@ -55,8 +56,12 @@ Number OrDefault(Number value, Number fallback) {
 
 }  // namespace
 
-Acquisition::Acquisition(int fpga_fd)
-    : stream_(fpga_fd, ring_), producer_({fpga_fd, ring_, stream_, pool_, counts_, snapshot_}) {}
+Acquisition::Acquisition(int fpga_fd, const Outputs& outputs)
+    : outputs_(outputs),
+      stream_(fpga_fd, ring_),
+      consumer_(counts_, outputs.channels),
+      producer_({fpga_fd, ring_, stream_, pool_, counts_, snapshot_, outputs.channels,
+                 outputs.correct, outputs.results}) {}
 
 Acquisition::~Acquisition() {
   // a driver that does not stop must not keep the channels at filters that go now
@@ -120,14 +125,21 @@ int Acquisition::SetMeasurementParameters(const MeasurementParameters& parameter
     logger_mgr::print(acquisitionL, kError, 0, "write error to FPGA device file\n");
   }
   const long reference = OrDefault(parameters.refFrequency, kReferenceFrequency);
-  filters_ =
+  ReplaceFilters(
       CreateFilters({.pairs = layout_.pairs,
                      .reference_frequency = static_cast<double>(reference),
                      .sample_clock_divider = OrDefault(parameters.clockDivider, kClockDivider),
                      .samples_per_cycle = samples,
                      .filterreset = reset,
-                     .swapchannels = parameters.swapChannels});
+                     .swapchannels = parameters.swapChannels,
+                     .slow_filter_reset = outputs_.slow_filter_reset}));
   return result;
+}
+
+void Acquisition::ReplaceFilters(Filters filters) {
+  outputs_.channels.set_SineCorrelators(filters.fast.get(), filters.slow.get());
+  const std::lock_guard lock(filters_mutex_);
+  filters_ = std::move(filters);
 }
 
 int Acquisition::StartAcquisition() {
@@ -163,7 +175,7 @@ void Acquisition::EndRun() {
   logger_mgr::print(acquisitionL, kInfo, 0, "Consumer count %d producer count %d \n",
                     counts_.GetConsumerBlockCount(), counts_.GetSampleBlockCount());
   counts_.Clear();
-  DeleteFilters(filters_);
+  ReplaceFilters({});
 }
 
 }  // namespace acquisition

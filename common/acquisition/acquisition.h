@@ -1,6 +1,7 @@
 // Acquisition of both channels' samples: what it consists of, and its start and stop.
 //
-//   driver's ring ──> producer ──> pool ──> slow and fast filter, statistics
+//   driver's ring ──> producer ──> pool ──> slow filter ──> fast filter ──> corrections ──> results
+//                         │          │           └────> channels: figures, statistics
 //                         │          └────> snapshots
 //                         └ wakes ──> consumer ──> an event for both channels
 //
@@ -8,6 +9,7 @@
 // thread.
 #pragma once
 
+#include <functional>
 #include <mutex>
 
 #include "common/acquisition/block_counts.h"
@@ -37,8 +39,16 @@ struct MeasurementParameters {
 
 class Acquisition {
  public:
+  /// Where the samples go. All of it outlives acquisition.
+  struct Outputs {
+    SampleChannels& channels;
+    Correct& correct;
+    elec& results;
+    std::function<void()> slow_filter_reset = {};  ///< called at each
+  };
+
   /// `fpga_fd` is the FPGA device's descriptor and stays open as long as this lives.
-  explicit Acquisition(int fpga_fd);
+  Acquisition(int fpga_fd, const Outputs& outputs);
   ~Acquisition();
 
   /// Opens the files, maps the ring, allocates the pool, starts the threads. -1, with the reason on
@@ -54,10 +64,17 @@ class Acquisition {
   /// cannot be opened; the driver's errno.
   int StopAcquisition();
 
-  /// Null while acquisition is stopped. Valid until StopAcquisition.
+  /// Null while acquisition is stopped. Valid until StopAcquisition, so for its caller's thread.
   SineCorrelator* FastFilter() { return filters_.fast.get(); }
   SineCorrelator* SlowFilter() { return filters_.slow.get(); }
   Averager* AverageFilter() { return filters_.average.get(); }
+  /// For any other thread: calls `use` with the fast and the slow filter, which are not deleted
+  /// meanwhile; not while acquisition is stopped.
+  template <class Use>
+  void WithFilters(Use use) {
+    const std::lock_guard lock(filters_mutex_);
+    if (filters_.fast && filters_.slow) use(*filters_.fast, *filters_.slow);
+  }
   const BlockCounts& Counts() const { return counts_; }
   bool IsRunning() const { return producer_.IsRunning(); }
   /// See Producer.
@@ -73,8 +90,12 @@ class Acquisition {
  private:
   const char* OpenFiles();
   void EndRun();
+  /// While the producer works on no block.
+  void ReplaceFilters(Filters filters);
 
-  std::mutex stop_mutex_;  ///< one stop at a time
+  const Outputs outputs_;
+  std::mutex stop_mutex_;     ///< one stop at a time
+  std::mutex filters_mutex_;  ///< held to replace the filters
   BlockLayout layout_;
   SampleRing ring_;
   SampleStream stream_;
@@ -82,7 +103,7 @@ class Acquisition {
   BlockCounts counts_;
   Filters filters_;
   Snapshot snapshot_{pool_};
-  Consumer consumer_{counts_};
+  Consumer consumer_;
   Producer producer_;
   bool g_initComplete = false;
 };

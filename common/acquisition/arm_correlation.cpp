@@ -23,33 +23,41 @@ constexpr SampleSums kNoSamples{0, -kSampleFullScale - 1, kSampleFullScale};
 }  // namespace
 
 ARMCorrelation::ARMCorrelation(int filtertype, int resetCount, double refFrequency, long divider,
-                               std::int64_t samplesPerCycle, int swapChannels,
-                               std::shared_ptr<BlockProducts> products)
-    : SineCorrelator(filtertype, resetCount, refFrequency, divider, samplesPerCycle, swapChannels),
-      products_(std::move(products)),
+                               std::int64_t samplesPerCycle, int swapChannels, int most_pairs,
+                               std::function<void()> on_reset)
+    : SineCorrelator(filtertype, resetCount, refFrequency, divider, samplesPerCycle, swapChannels,
+                     std::move(on_reset)),
+      products_(filtertype == kSlow ? static_cast<std::size_t>(most_pairs) : 0),
       kernel_(BestCorrelatorKernel()) {}
 
 bool ARMCorrelation::Fits(int pairs) const {
-  if (pairs <= products_->pairs()) return true;
+  if (pairs <= products_.Capacity()) return true;
   logger_mgr::print(sinecorrelatorL, Logger::kError, 0,
                     "%s.%d: block of %d pairs, there is room for %d\n", __func__, __LINE__, pairs,
-                    products_->pairs());
+                    products_.Capacity());
   return false;
 }
 
 // --- The slow filter ---
 
-void ARMCorrelation::update(const int* words, int pairs) {
-  if (pairs <= 0 || !Fits(pairs)) return;
-  std::array<SampleSums, 2> block{kNoSamples, kNoSamples};
-  products_->runs.clear();
-  BeginBlock();
-  for (int at = 0; at < pairs;) at += UpdateRun(words, at, pairs, block);
-  MakeResult();
-  StoreFigures(words, pairs, block);
+SineCorrelator::SlowBlock ARMCorrelation::update(const int* words, int pairs) {
+  products_.runs.clear();
+  products_.pairs = pairs > 0 && Fits(pairs) ? pairs : 0;
+  if (products_.pairs == 0) return {products_, nullptr};
+  SumBlock(words, pairs);
+  return {products_, EndBlock()};
 }
 
-// The pairs up to the next cycle's end, reset or the block's end; gives their number.
+void ARMCorrelation::SumBlock(const int* words, int pairs) {
+  std::array<SampleSums, 2> block{kNoSamples, kNoSamples};
+  BeginBlock();
+  for (int at = 0; at < pairs;) at += UpdateRun(words, at, pairs, block);
+  MakeFigures(words, pairs, block);
+  TakeFigures(products_.figures);
+  if (++passes_ % kLogEvery == 0 && ghmp->testStart) LogFigures();
+}
+
+// The pairs up to the next cycle's end, reset or the block's end; returns their number.
 int ARMCorrelation::UpdateRun(const int* words, int first, int pairs,
                               std::array<SampleSums, 2>& block) {
   platform::Lock lock(updatelock);
@@ -62,12 +70,12 @@ int ARMCorrelation::UpdateRun(const int* words, int first, int pairs,
               {}};
   std::array<std::int64_t, 2> before{};
   for (int ch = 0; ch < 2; ++ch) {
-    run.sines[ch] = products_->saccptr[ch].data() + first;
-    run.cosines[ch] = products_->caccptr[ch].data() + first;
+    run.sines[ch] = products_.saccptr[ch].data() + first;
+    run.cosines[ch] = products_.caccptr[ch].data() + first;
     before[ch] = block[ch].sum;
   }
-  products_->runs.push_back({first, run.pairs, {}, {}});
-  BlockProducts::Run& sums = products_->runs.back();
+  products_.runs.push_back({first, run.pairs, {}, {}});
+  BlockProducts::Run& sums = products_.runs.back();
   kernel_.correlate(run, sums.sines.data(), sums.cosines.data(), block.data());
   for (int ch = 0; ch < 2; ++ch) {
     _sacc[ch] -= sums.sines[ch];
@@ -99,62 +107,65 @@ void ARMCorrelation::EndRun(RunEnd end) {
   if (end.reset_due) ResetWindow();
 }
 
-void ARMCorrelation::StoreFigures(const int* words, int pairs,
-                                  const std::array<SampleSums, 2>& block) {
-  SampleChannels* channels = GetSampleChannels();
-  if (channels == nullptr) return;
+void ARMCorrelation::MakeFigures(const int* words, int pairs,
+                                 const std::array<SampleSums, 2>& block) {
   std::array<int, 2> average{};
   std::array<double, 2> squares{};
   for (int ch = 0; ch < 2; ++ch) average[ch] = static_cast<int>(block[ch].sum / pairs);
   kernel_.squares(words, pairs, average.data(), squares.data());
-  const bool told = ++passes_ % kLogEvery == 0 && ghmp->testStart;
   for (int ch = 0; ch < 2; ++ch) {
-    BlockFigures figures;
+    BlockFigures& figures = products_.figures[ch];
     figures.sample_count = pairs;
     figures.min_sample = block[ch].min;
     figures.max_sample = block[ch].max;
     figures.avg_sample = average[ch];
     figures.max_amplitude = std::max(block[ch].max - average[ch], average[ch] - block[ch].min);
     figures.variance = pairs > 1 ? squares[ch] / (pairs - 1) : 0;
-    channels->Channel(ch).StoreBlockFigures(figures);
-    if (!told) continue;
+  }
+}
+
+void ARMCorrelation::LogFigures() const {
+  for (int ch = 0; ch < 2; ++ch) {
+    const BlockFigures& figures = products_.figures[ch];
     logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0,
                       "%s.%d: ch%d samples %d min %d max %d avg %d amplitude %d variance %f\n",
-                      __func__, __LINE__, ch + 1, pairs, figures.min_sample, figures.max_sample,
-                      figures.avg_sample, figures.max_amplitude, figures.variance);
+                      __func__, __LINE__, ch + 1, figures.sample_count, figures.min_sample,
+                      figures.max_sample, figures.avg_sample, figures.max_amplitude,
+                      figures.variance);
   }
 }
 
 // --- The fast filter ---
 
-void ARMCorrelation::updateF(const int*, int pairs) {
-  if (pairs <= 0 || !Fits(pairs)) return;
+const FinishedCycle* ARMCorrelation::updateF(const BlockProducts& products) {
+  if (products.pairs == 0) return nullptr;
   next_run_ = 0;
   BeginBlock();
-  for (int at = 0; at < pairs;) at += UpdateRunF(at, pairs);
-  MakeResult();
+  TakeFigures(products.figures);
+  for (int at = 0; at < products.pairs;) at += UpdateRunF(products, at);
+  return EndBlock();
 }
 
 // The runs of both filters are mostly the same.
-BlockProducts::Run ARMCorrelation::SumOf(int first, int pairs) {
-  const auto& runs = products_->runs;
+BlockProducts::Run ARMCorrelation::SumOf(const BlockProducts& products, int first, int pairs) {
+  const auto& runs = products.runs;
   while (next_run_ < runs.size() && runs[next_run_].first < first) ++next_run_;
   if (next_run_ < runs.size() && runs[next_run_].first == first && runs[next_run_].pairs == pairs) {
     return runs[next_run_];
   }
   const double* const arrays[kProductArrays] = {
-      products_->saccptr[0].data() + first, products_->saccptr[1].data() + first,
-      products_->caccptr[0].data() + first, products_->caccptr[1].data() + first};
+      products.saccptr[0].data() + first, products.saccptr[1].data() + first,
+      products.caccptr[0].data() + first, products.caccptr[1].data() + first};
   double sums[kProductArrays];
   kernel_.sum(arrays, pairs, sums);
   return {first, pairs, {sums[0], sums[1]}, {sums[2], sums[3]}};
 }
 
-int ARMCorrelation::UpdateRunF(int first, int pairs) {
+int ARMCorrelation::UpdateRunF(const BlockProducts& products, int first) {
   platform::Lock lock(updatelock);
   in_middle_of_cycle = true;
-  const int run = PairsToNextEnd(pairs - first);
-  const BlockProducts::Run sums = SumOf(first, run);
+  const int run = PairsToNextEnd(products.pairs - first);
+  const BlockProducts::Run sums = SumOf(products, first, run);
   for (int ch = 0; ch < 2; ++ch) {
     _sacc[ch] -= sums.sines[ch];
     _cacc[ch] += sums.cosines[ch];

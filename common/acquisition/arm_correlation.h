@@ -1,7 +1,7 @@
 // The correlator that multiplies on this processor.
 #pragma once
 
-#include <memory>
+#include <functional>
 
 #include "common/acquisition/block_products.h"
 #include "common/acquisition/correlator_kernel.h"
@@ -11,18 +11,15 @@ namespace acquisition {
 
 class ARMCorrelation : public SineCorrelator {
  public:
-  /// `products` is the same object for both filters and bounds the size of a block; the other
-  /// arguments are those of SineCorrelator.
+  /// `most_pairs` bounds the size of a block; the fast filter holds none. The other arguments are
+  /// those of SineCorrelator.
   ARMCorrelation(int filtertype, int resetCount, double refFrequency, long divider,
-                 std::int64_t samplesPerCycle, int swapChannels,
-                 std::shared_ptr<BlockProducts> products);
+                 std::int64_t samplesPerCycle, int swapChannels, int most_pairs,
+                 std::function<void()> on_reset = {});
 
-  /// Also gives the channels the block's figures. A block that `products` is too small for is told
-  /// in the log and not summed.
-  void update(const int* words, int pairs) override;
-  /// Sums the products that update left for the same block, or takes its sums where the runs are
-  /// the same: it multiplies nothing.
-  void updateF(const int* words, int pairs) override;
+  SlowBlock update(const int* words, int pairs) override;
+  /// Where a run is one of the slow filter's, its sums serve as they are.
+  const FinishedCycle* updateF(const BlockProducts& products) override;
 
   bool DSPInterfaceReady() const override { return false; }
   int GetBlockNoMask() const override { return 0; }
@@ -36,16 +33,18 @@ class ARMCorrelation : public SineCorrelator {
   };
 
   bool Fits(int pairs) const;
+  void SumBlock(const int* words, int pairs);
   int UpdateRun(const int* words, int first, int pairs, std::array<SampleSums, 2>& block);
   RunEnd CountRun(int pairs) Q5_REQUIRES(updatelock);
   void EndRun(RunEnd end);
-  int UpdateRunF(int first, int pairs);
-  BlockProducts::Run SumOf(int first, int pairs);
+  int UpdateRunF(const BlockProducts& products, int first);
+  BlockProducts::Run SumOf(const BlockProducts& products, int first, int pairs);
   RunEnd CountRunF(int pairs) Q5_REQUIRES(updatelock);
   void EndRunF(RunEnd end);
-  void StoreFigures(const int* words, int pairs, const std::array<SampleSums, 2>& block);
+  void MakeFigures(const int* words, int pairs, const std::array<SampleSums, 2>& block);
+  void LogFigures() const;
 
-  const std::shared_ptr<BlockProducts> products_;
+  BlockProducts products_;  ///< of the slow filter
   const CorrelatorKernel& kernel_;
   int passes_ = 0;
   std::size_t next_run_ = 0;  ///< of the slow filter's, for the fast one

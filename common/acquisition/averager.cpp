@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "common/acquisition/range_table.h"
-#include "common/acquisition/sample_channel.h"
 #include "common/log/logger_mgr.h"
 
 using Logger::averagerL;
@@ -47,13 +46,9 @@ int Averager::GetScaleFactors() {
   return first == nullptr || second == nullptr ? -1 : 0;
 }
 
-void Averager::update() {
-  SampleChannels* channels = GetSampleChannels();
-  if (channels == nullptr) return;
+void Averager::update(const PairFigures& figures, const std::array<double, 2>& scales) {
   for (int ch = 0; ch < 2; ++ch) {
-    const SampleChannel& channel = channels->Channel(ch);
-    _avg[ch] = static_cast<double>(channel.GetBlockFigures().avg_sample) *
-               static_cast<double>(channel.get_range_info_in_use()->ScalingFactor);
+    _avg[ch] = static_cast<double>(figures[ch].avg_sample) * scales[ch];
   }
   StoreResult();
 }

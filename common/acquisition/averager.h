@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "common/acquisition/block_figures.h"
 #include "common/xml/cal_tables.h"
 #include "platform/thread_safety.h"
 
@@ -22,8 +23,8 @@ class Averager {
 
   /// 0; -1 when a mode has no entries, and then that channel's stays as it was.
   int SetChannelModes(int mode1, int mode2, int range1, int range2);
-  /// Takes the channels' latest block averages; nothing without channels.
-  void update();
+  /// Takes a block's averages; `scales` are those of the ranges in use, V or A a count.
+  void update(const PairFigures& figures, const std::array<double, 2>& scales);
   /// The averages stored last, V or A.
   void GetPhasors(double* averages) const;
   void Reinit(std::int64_t samplesPerCycle) { _samples_per_cycle = samplesPerCycle; }

@@ -1,10 +1,12 @@
-// The products of a block's samples with the reference, as the slow filter leaves them for the fast
-// one.
+// What the slow filter makes of a block: the products of its samples with the reference, which are
+// all that the fast filter needs, and its figures.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <vector>
+
+#include "common/acquisition/block_figures.h"
 
 namespace acquisition {
 
@@ -18,17 +20,19 @@ struct BlockProducts {
     std::array<double, 2> cosines{};
   };
 
-  explicit BlockProducts(std::size_t pairs) {
+  explicit BlockProducts(std::size_t most_pairs) {
     for (auto* products : {&saccptr, &caccptr}) {
-      for (auto& channel : *products) channel.resize(pairs);
+      for (auto& channel : *products) channel.resize(most_pairs);
     }
-    runs.reserve(pairs);
+    runs.reserve(most_pairs);
   }
-  int pairs() const { return static_cast<int>(saccptr[0].size()); }
+  int Capacity() const { return static_cast<int>(saccptr[0].size()); }
 
+  int pairs = 0;                               ///< in the block; 0 for one that was not summed
   std::array<std::vector<double>, 2> saccptr;  ///< by channel: sample times sine, by pair
   std::array<std::vector<double>, 2> caccptr;  ///< sample times cosine
   std::vector<Run> runs;  ///< those that the slow filter has summed, one after the other
+  PairFigures figures;
 };
 
 }  // namespace acquisition

@@ -6,7 +6,6 @@
 #include <cstdio>
 
 #include "common/acquisition/instrument_file.h"
-#include "common/acquisition/sample_channel.h"
 #include "common/acquisition/sample_pool.h"
 #include "common/log/eventlog.h"
 #include "common/log/histogram.h"
@@ -132,8 +131,7 @@ void Consumer::RunConsumer() {
 }
 
 void Consumer::Notify() {
-  SampleChannels* channels = GetSampleChannels();
-  if (channels == nullptr || channels->notify_samples_received() == 0) return;
+  if (channels_.notify_samples_received() == 0) return;
   logger_mgr::print(acquisitionL, kError, 0, "%s.%d: ACQ_EVT_SAMPLES_RECEIVED failed\n",
                     "RunConsumer", __LINE__);
 }

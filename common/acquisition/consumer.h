@@ -7,6 +7,7 @@
 
 #include "common/acquisition/block_counts.h"
 #include "common/acquisition/driver_attribute.h"
+#include "common/acquisition/sample_channel.h"
 #include "platform/clock.h"
 #include "platform/unique_fd.h"
 
@@ -43,8 +44,8 @@ class CounterFile {
 
 class Consumer {
  public:
-  /// `counts` outlives it.
-  explicit Consumer(BlockCounts& counts) : counts_(counts) {}
+  /// Both outlive it.
+  Consumer(BlockCounts& counts, SampleChannels& channels) : counts_(counts), channels_(channels) {}
   ~Consumer();
 
   /// Opens its files. The path that could not be opened, or null.
@@ -60,6 +61,7 @@ class Consumer {
   void CountBlocks();
 
   BlockCounts& counts_;
+  SampleChannels& channels_;
   DriverAttribute block_index_;
   DriverAttribute received_;
   CounterFile counter_file_;

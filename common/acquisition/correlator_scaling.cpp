@@ -110,6 +110,7 @@ void SineCorrelator::RunMeasurementScaling() {
                       "%s _mag[0] %lg ch1 scale %lg _mag[1] %lg ch2 scale %lg \n", TypeText(),
                       _mag[0], Scale(0), _mag[1], Scale(1));
   }
+  has_finished_ = true;
   CheckPlausible();
 }
 
@@ -122,6 +123,8 @@ double SineCorrelator::Expected() const {
 // Each cycle is compared with what the test wants, which asks for no root.
 void SineCorrelator::BeginBlock() {
   ++blocks_begun_;
+  has_finished_ = false;
+  finished_ = {};
   const double expected = ghmp->testStart ? Expected() : 0;
   const double scale = TotalScale(VoltageChannel()) * std::numbers::sqrt2;
   const double large = expected * kUnexpected / scale;
@@ -136,17 +139,11 @@ bool SineCorrelator::IsLarge() const {
   return c * c + s * s > large_squared_ * samples * samples;
 }
 
-void SineCorrelator::CheckPlausible() const {
-  const int ch = VoltageChannel();
+void SineCorrelator::CheckPlausible() {
+  const double magnitude = _mag[VoltageChannel()];
   const double expected = Expected();
-  if (!(expected > 0) || !(_mag[ch] > expected * kUnexpected) || !ghmp->testStart) return;
-  if (ghmp->VoltageTest() && ghmp->volttarget > 0) {
-    SampleChannels* channels = GetSampleChannels();
-    logger_mgr::print(sinecorrelatorL, Logger::kWarning, 0,
-                      "Voltage unexpected %e AcqCh%d status %s BUSY\n", _mag[ch], ch + 1,
-                      channels == nullptr ? "" : channels->Channel(ch).status_text());
-  } else {
-    logger_mgr::print(sinecorrelatorL, Logger::kWarning, 0, "Amperage unexpected %e \n", _mag[ch]);
+  if (expected > 0 && magnitude > expected * kUnexpected && ghmp->testStart) {
+    finished_.unexpected = magnitude;
   }
 }
 
@@ -161,16 +158,9 @@ double SineCorrelator::MovingAverage(int channel, double average) {
          static_cast<double>(std::min<std::int64_t>(_mvavgcount + 1, kMovingAverage));
 }
 
-void SineCorrelator::updateDC() {
-  SampleChannels* channels = GetSampleChannels();
-  if (channels == nullptr) return;
+void SineCorrelator::updateDC(const PairFigures& figures, bool smooth) {
   std::array<double, 2> averages{};
-  bool smooth = ghmp->discharging == 0;
-  for (int ch = 0; ch < 2; ++ch) {
-    const SampleChannel& channel = channels->Channel(ch);
-    averages[ch] = static_cast<double>(channel.GetBlockFigures().avg_sample);
-    smooth = smooth && channel.get_status_flag() == 0;
-  }
+  for (int ch = 0; ch < 2; ++ch) averages[ch] = static_cast<double>(figures[ch].avg_sample);
   if (smooth) {
     const platform::Lock lock(updatelock);
     for (int ch = 0; ch < 2; ++ch) averages[ch] = MovingAverage(ch, averages[ch]);
@@ -202,14 +192,16 @@ void SineCorrelator::RunMeasurementScalingDC(std::array<double, 2>& averages) co
 
 // --- What others ask for ---
 
-void SineCorrelator::CalculateMaxVoltage() {
-  SampleChannels* channels = GetSampleChannels();
-  if (channels == nullptr) return;
+void SineCorrelator::CalculateMaxVoltage(const PairFigures& figures) {
   const int ch = VoltageChannel();
-  double peak =
-      static_cast<double>(channels->Channel(ch).GetBlockFigures().max_amplitude) * Scale(ch);
+  double peak = static_cast<double>(figures[ch].max_amplitude) * Scale(ch);
   if (ghmp->IsInternalHVVoltageTest()) peak *= static_cast<double>(ghmp->GetHVScaleFactor());
   _maxvoltage = peak;
+}
+
+void SineCorrelator::TakeFigures(const PairFigures& figures) {
+  const platform::Lock lock(phasorlock);
+  figures_ = figures;
 }
 
 void SineCorrelator::GetAvgPhasors(phasortoo_t* phasors) const {
@@ -221,28 +213,25 @@ void SineCorrelator::GetAvgPhasors(phasortoo_t* phasors) const {
 }
 
 double SineCorrelator::BlockAverage(int channel) const {
-  SampleChannels* channels = GetSampleChannels();
-  if (channels == nullptr) return 0;
-  return static_cast<double>(channels->Channel(channel).GetBlockFigures().avg_sample) *
-         Scale(channel);
+  return static_cast<double>(figures_[channel].avg_sample) * Scale(channel);
 }
 
 void SineCorrelator::GetAvgs(phasortoo_t* averages) const {
+  const platform::Lock lock(phasorlock);
   for (int ch = 0; ch < 2; ++ch) averages[ch].mag = BlockAverage(ch);
 }
 
 void SineCorrelator::calc_std_dev(double* deviations) const {
-  SampleChannels* channels = GetSampleChannels();
-  for (int ch = 0; ch < 2; ++ch) {
-    const double variance =
-        channels == nullptr ? 0 : channels->Channel(ch).GetBlockFigures().variance;
-    deviations[ch] = std::sqrt(variance) * Scale(ch);
-  }
+  const platform::Lock lock(phasorlock);
+  for (int ch = 0; ch < 2; ++ch) deviations[ch] = std::sqrt(figures_[ch].variance) * Scale(ch);
 }
 
 void SineCorrelator::StoreOffsetPhasors() {
-  std::array<double, 2> offsets{BlockAverage(0), BlockAverage(1)};
-  if (_filtertype == kSlow) {
+  std::array<double, 2> offsets{};
+  if (_filtertype == kFast) {
+    const platform::Lock lock(phasorlock);
+    offsets = {BlockAverage(0), BlockAverage(1)};
+  } else {
     const platform::Lock lock(updatelock);
     const auto samples = static_cast<double>(std::max<std::int64_t>(_sample_count, 1));
     for (int ch = 0; ch < 2; ++ch) offsets[ch] = _cycle_avgacc[ch] / samples * Scale(ch);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "common/acquisition/arm_correlation.h"
@@ -17,6 +18,7 @@ struct FilterSettings {
   std::int64_t samples_per_cycle = 0;
   int filterreset = 0;   ///< pairs between the fast filter's resets
   int swapchannels = 0;  ///< 1: the voltage is on channel 2
+  std::function<void()> slow_filter_reset = {};
 };
 
 struct Filters {
@@ -25,10 +27,6 @@ struct Filters {
   std::unique_ptr<Averager> average;
 };
 
-/// Makes all three and tells the channels. Neither this nor DeleteFilters while the producer works
-/// on a block.
 Filters CreateFilters(const FilterSettings& settings);
-/// Takes them away from the channels and deletes them.
-void DeleteFilters(Filters& filters);
 
 }  // namespace acquisition

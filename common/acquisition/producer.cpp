@@ -181,11 +181,11 @@ void Producer::StartAgain(Run& run) {
   if (run.lost) PauseAfterFailure();
 }
 
-void Producer::ReportStartAgain() {
+void Producer::ReportStartAgain() const {
   logger_mgr::print(acquisitionL, kWarning, 0, "%s.%d: sampling was started again\n", "RunProducer",
                     __LINE__);
   if (!StreamWatch::IsUpdated()) return;
-  if (SampleChannels* channels = GetSampleChannels()) channels->stream_began_again();
+  parts_.channels.stream_began_again();
   StreamWatch::RaiseStop();
 }
 
@@ -203,7 +203,8 @@ void Producer::PauseAfterFailure() {
 void Producer::CheckStatus(const Run& run) {
   const std::size_t most = (Dev::kSampleRingBytes - run.source) / kPairBytes;
   const int pairs = std::min(kCheckedPairs, static_cast<int>(most));
-  const int result = CheckFaultAndOverRangeStatusBits(parts_.ring.At(run.source), pairs);
+  const int result =
+      CheckFaultAndOverRangeStatusBits(parts_.ring.At(run.source), pairs, parts_.channels);
   if ((result & kFaultBit) != 0 && ghmp->GetEnableNAKonSampleFault()) {
     RaiseOnce(Msg::NAK_MCODE_FAULT_IN_SAMPLES);
   }
@@ -250,7 +251,7 @@ void Producer::CheckCounter(Run& run, std::uint32_t counter) {
                     __LINE__);
   ResetSums(run);
   // as long as blocks are dumped there is no new result, and the old one grows stale
-  if (SampleChannels* channels = GetSampleChannels()) channels->stream_stands_still();
+  parts_.channels.stream_stands_still();
   SkipTo(run, counter);
 }
 
@@ -332,41 +333,82 @@ void Producer::Process(Run& run, const int* block, int pairs) {
     return;
   }
   if (run.shed) ResetSums(run);
-  SampleChannels* channels = GetSampleChannels();
-  if (channels != nullptr) channels->expect_block(block, pairs);
-  Correlate(block, pairs);
-  if (channels != nullptr) {
-    statistics_times_.startInterval();
-    channels->process_sample_buff(block, pairs);
-    statistics_times_.endInterval();
-  }
+  parts_.channels.expect_block(block, pairs);
+  const PairFigures& figures = Correlate(block, pairs);
+  statistics_times_.startInterval();
+  parts_.channels.process_sample_buff(block, pairs);
+  statistics_times_.endInterval();
   if (!ghmp->GetConsumerFlag() && ghmp->IsDCTest()) {
-    filters_->slow->updateDC();
-    filters_->fast->updateDC();
+    const bool smooth = IsSmooth();
+    filters_->slow->updateDC(figures, smooth);
+    filters_->fast->updateDC(figures, smooth);
   }
-  if (SineCorrelator::GetVLFFlag()) {
-    filters_->average->update();
-    filters_->fast->CalculateMaxVoltage();
-  }
+  if (SineCorrelator::GetVLFFlag()) FollowSlowTest(figures);
   if (ghmp->SpecialVLFReset()) {
     filters_->slow->DoSpecialVLFReset();
     filters_->fast->DoSpecialVLFReset();
   }
 }
 
-void Producer::Correlate(const int* block, int pairs) {
+const PairFigures& Producer::Correlate(const int* block, int pairs) {
   update_times_.startInterval();
-  filters_->slow->update(block, pairs);
-  filters_->fast->updateF(block, pairs);
+  const auto [products, cycle] = filters_->slow->update(block, pairs);
+  Publish(SineCorrelator::kSlow, *filters_->slow, cycle);
+  for (int ch : {0, 1}) parts_.channels.Channel(ch).StoreBlockFigures(products.figures[ch]);
+  Publish(SineCorrelator::kFast, *filters_->fast, filters_->fast->updateF(products));
   update_times_.endInterval();
+  return products.figures;
+}
+
+/// A filter has a result only once the electrical results have it, as the channels then call it
+/// valid.
+void Producer::Publish(int filtertype, SineCorrelator& filter, const FinishedCycle* cycle) {
+  if (cycle == nullptr) return;
+  if (cycle->is_result) {
+    const phasorarr_t& measured = cycle->phasors;
+    phasortoo_t corrected[2] = {};
+    for (int ch : {0, 1}) {
+      corrected[ch].phase = measured.phase[ch];
+      corrected[ch].mag = measured.mag[ch];
+      corrected[ch].sample_count = measured.sample_count;
+    }
+    parts_.correct.Corr_phasors(corrected, corrected);
+    parts_.results.StorePhasors(&filtertype, &measured, corrected);
+    filter.Published();
+  }
+  if (cycle->unexpected > 0) ReportUnexpected(cycle->unexpected);
+}
+
+void Producer::ReportUnexpected(double magnitude) const {
+  if (ghmp->VoltageTest() && ghmp->volttarget > 0) {
+    const int ch = ghmp->swapchannels == 1 ? 1 : 0;
+    logger_mgr::print(Logger::sinecorrelatorL, kWarning, 0,
+                      "Voltage unexpected %e AcqCh%d status %s BUSY\n", magnitude, ch + 1,
+                      parts_.channels.Channel(ch).status_text());
+  } else {
+    logger_mgr::print(Logger::sinecorrelatorL, kWarning, 0, "Amperage unexpected %e \n", magnitude);
+  }
+}
+
+bool Producer::IsSmooth() const {
+  return ghmp->discharging == 0 && parts_.channels.Channel(0).get_status_flag() == 0 &&
+         parts_.channels.Channel(1).get_status_flag() == 0;
+}
+
+/// A cycle takes so long that the host polls averages and the peak meanwhile.
+void Producer::FollowSlowTest(const PairFigures& figures) {
+  std::array<double, 2> scales{};
+  for (int ch : {0, 1}) {
+    scales[ch] = parts_.channels.Channel(ch).get_range_info_in_use()->ScalingFactor;
+  }
+  filters_->average->update(figures, scales);
+  filters_->fast->CalculateMaxVoltage(figures);
 }
 
 /// Both filters begin at the same pair.
 void Producer::ResetSums(Run& run) {
   run.shed = false;
-  if (SampleChannels* channels = GetSampleChannels()) return channels->reset_sine_correlators();
-  filters_->slow->reset(0);
-  filters_->fast->reset(0);
+  parts_.channels.reset_sine_correlators();
 }
 
 void Producer::ServeResetRequest(Run& run) {
@@ -383,11 +425,9 @@ void Producer::PrintHistograms() {
   update_times_.reset();
   statistics_times_.print();
   statistics_times_.reset();
-  SampleChannels* channels = GetSampleChannels();
-  if (channels == nullptr) return;
   for (int channel : {0, 1}) {
     logger_mgr::print(acquisitionL, kDebug, 0, "%s.%d: AcqCh%d %s\n", "RunProducer", __LINE__,
-                      channel + 1, channels->Channel(channel).status_text());
+                      channel + 1, parts_.channels.Channel(channel).status_text());
   }
 }
 

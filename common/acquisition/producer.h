@@ -1,6 +1,7 @@
-// The producer: takes each new block from the driver's ring, checks it, copies it to the pool and
-// feeds it to the correlators and the channels' statistics. When it has handled everything that the
-// driver reported it wakes the consumer.
+// The producer: takes each new block from the driver's ring, checks it and copies it to the pool.
+// From there it only goes forward: the slow filter's products to the fast filter, its figures to
+// the channels, the phasors of both to the corrections and on to the electrical results. When all
+// that the driver reported is handled, the producer wakes the consumer.
 //
 // Positions and counters are in the driver's unit, pages of 512 pairs, and wrap at 32 bits.
 #pragma once
@@ -13,6 +14,7 @@
 
 #include "common/acquisition/block_counts.h"
 #include "common/acquisition/block_layout.h"
+#include "common/acquisition/correct.h"
 #include "common/acquisition/driver_attribute.h"
 #include "common/acquisition/filters.h"
 #include "common/acquisition/sample_pool.h"
@@ -21,6 +23,7 @@
 #include "common/acquisition/snapshot.h"
 #include "common/acquisition/stream_watch.h"
 #include "common/acquisition/waveform_capture.h"
+#include "common/electrical/elec.h"
 #include "common/log/histogram.h"
 #include "platform/thread_safety.h"
 #include "platform/unique_fd.h"
@@ -37,9 +40,12 @@ class Producer {
     SamplePool& pool;
     BlockCounts& counts;
     Snapshot& snapshot;
+    SampleChannels& channels;
+    Correct& correct;
+    elec& results;
   };
 
-  explicit Producer(const Parts& parts) : parts_(parts) {}
+  explicit Producer(const Parts& parts) : parts_(parts), watch_(parts.channels) {}
   ~Producer();
 
   /// Opens its files. The path that could not be opened, or null.
@@ -85,7 +91,7 @@ class Producer {
   void PauseAfterFailure();
   void NoteCounterBack(Run& run, std::uint32_t counter);
   void StartAgain(Run& run);
-  static void ReportStartAgain();
+  void ReportStartAgain() const;
 
   void CheckStatus(const Run& run);
   void RaiseOnce(short code);
@@ -102,7 +108,11 @@ class Producer {
   static bool IsLost(const Run& run, std::size_t written);
   bool IsSkipped(const Run& run, std::uint32_t counter, bool last) const Q5_REQUIRES(pass_mutex_);
   void Process(Run& run, const int* block, int pairs) Q5_REQUIRES(pass_mutex_);
-  void Correlate(const int* block, int pairs) Q5_REQUIRES(pass_mutex_);
+  const PairFigures& Correlate(const int* block, int pairs) Q5_REQUIRES(pass_mutex_);
+  void Publish(int filtertype, SineCorrelator& filter, const FinishedCycle* cycle);
+  void ReportUnexpected(double magnitude) const;
+  void FollowSlowTest(const PairFigures& figures) Q5_REQUIRES(pass_mutex_);
+  bool IsSmooth() const;
   void ResetSums(Run& run) Q5_REQUIRES(pass_mutex_);
   void ServeResetRequest(Run& run) Q5_REQUIRES(pass_mutex_);
   void PrintHistograms();

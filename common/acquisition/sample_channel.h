@@ -1,37 +1,24 @@
-// What acquisition tells the channels and asks of them. The channels' room implements it and
-// registers itself at start-up; without channels (nothing registered) acquisition leaves out what
-// only they could do.
+// What acquisition passes to the channels and asks of them. `ranging` implements it.
 //
 // Threads: the producer, the consumer and request handlers call at the same time.
 #pragma once
 
 #include <cstdint>
 
+#include "common/acquisition/block_figures.h"
 #include "common/xml/cal_tables.h"
 
 namespace acquisition {
 
 class SineCorrelator;
 
-/// What one block's samples of one channel come to, in sample counts.
-struct BlockFigures {
-  int sample_count = 0;  ///< samples in the block
-  int min_sample = 0;
-  int max_sample = 0;
-  int avg_sample = 0;
-  int max_amplitude = 0;  ///< largest distance from the average
-  double variance = 0;    ///< about the average, of a sample (divided by count - 1)
-};
-
 /// One channel.
 class SampleChannel {
  public:
   virtual ~SampleChannel() = default;
 
-  /// From the slow correlator, once a block.
+  /// Once a block, after the slow filter.
   virtual void StoreBlockFigures(const BlockFigures& figures) = 0;
-  /// Those of the latest block, whole.
-  virtual BlockFigures GetBlockFigures() const = 0;
 
   /// Never null.
   virtual const Dev::mode_range_table_ent* get_range_info_in_use() const = 0;
@@ -73,10 +60,6 @@ class SampleChannels {
   /// Samples have come: an event for both channels. 0, or the first channel's failure.
   virtual int notify_samples_received() = 0;
 };
-
-/// Before acquisition starts; null takes them away. Not owned.
-void SetSampleChannels(SampleChannels* channels);
-SampleChannels* GetSampleChannels();
 
 /// Asks the producer for a reset of the correlators, which it makes between two blocks: 0 none, 1
 /// after one further block, 2 now. While it is not 0 no block reaches a correlator. This is the way

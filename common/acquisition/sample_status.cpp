@@ -3,7 +3,6 @@
 #include <array>
 
 #include "common/acquisition/correlator_kernel.h"
-#include "common/acquisition/sample_channel.h"
 #include "common/acquisition/sample_word.h"
 #include "common/log/logger_mgr.h"
 
@@ -85,7 +84,7 @@ void LogCount(const Condition& condition, int channel) {
 
 /// The CPLD is read where the channel's block event is handled: the producer does not wait for a
 /// bus.
-int Report(const ChannelStatus& status, int channel) {
+int Report(const ChannelStatus& status, int channel, SampleChannels& channels) {
   int result = 0;
   if (status.over_range.consecutive() > 0) {
     result |= kStatusOverRange;
@@ -99,8 +98,7 @@ int Report(const ChannelStatus& status, int channel) {
                       "AcqCh%d %s.%d NAK_MCODE_FAULT_IN_SAMPLES consecutive count = %d\n",
                       channel + 1, __func__, __LINE__, status.fault.consecutive());
   }
-  SampleChannels* channels = GetSampleChannels();
-  if (result != 0 && channels != nullptr) channels->Channel(channel).set_CPLD_status_request();
+  if (result != 0) channels.Channel(channel).set_CPLD_status_request();
   LogCount(status.over_range, channel);
   LogCount(status.fault, channel);
   return result;
@@ -108,17 +106,17 @@ int Report(const ChannelStatus& status, int channel) {
 
 }  // namespace
 
-int CheckFaultAndOverRangeStatusBits(const int* words, int pairs) {
+int CheckFaultAndOverRangeStatusBits(const int* words, int pairs, SampleChannels& channels) {
   if ((BestCorrelatorKernel().bits(words, pairs) & kConditionMask) == 0) return 0;
-  std::array<ChannelStatus, 2> channels;
+  std::array<ChannelStatus, 2> status;
   for (int i = 0; i < pairs; ++i) {
     for (int ch = 0; ch < 2; ++ch) {
       const int word = words[2 * i + ch];
-      channels[ch].fault.Take(word, ch, i);
-      channels[ch].over_range.Take(word, ch, i);
+      status[ch].fault.Take(word, ch, i);
+      status[ch].over_range.Take(word, ch, i);
     }
   }
-  return Report(channels[0], 0) | Report(channels[1], 1);
+  return Report(status[0], 0, channels) | Report(status[1], 1, channels);
 }
 
 }  // namespace acquisition

@@ -4,6 +4,8 @@
 // samples of a channel it counts.
 #pragma once
 
+#include "common/acquisition/sample_channel.h"
+
 namespace acquisition {
 
 inline constexpr int kStatusFault = 1;
@@ -11,6 +13,6 @@ inline constexpr int kStatusOverRange = 2;
 
 /// Scans `pairs` pairs; every scan starts as after good samples. Or of the bits above, 0 for none.
 /// A channel with one of them is asked to read its CPLD. Threads: any.
-int CheckFaultAndOverRangeStatusBits(const int* words, int pairs);
+int CheckFaultAndOverRangeStatusBits(const int* words, int pairs, SampleChannels& channels);
 
 }  // namespace acquisition

@@ -6,9 +6,8 @@
 #include <cstdint>
 #include <limits>
 #include <numbers>
+#include <utility>
 
-#include "common/dev/fpga/fpga_dev.h"
-#include "common/electrical/elec.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
@@ -32,9 +31,11 @@ constexpr mode_range_table_ent kNoEntry{};
 }  // namespace
 
 SineCorrelator::SineCorrelator(int filtertype, int resetCount, double refFrequency, long divider,
-                               std::int64_t samplesPerCycle, int swapChannels)
+                               std::int64_t samplesPerCycle, int swapChannels,
+                               std::function<void()> on_reset)
     : _filtertype(filtertype),
       _swapchannels(swapChannels),
+      on_reset_(std::move(on_reset)),
       _ch1_measurementmode(&kNoEntry),
       _ch2_measurementmode(&kNoEntry) {
   set_frequencies(refFrequency, divider, samplesPerCycle);
@@ -96,7 +97,7 @@ void SineCorrelator::reset(int) {
     if (!ended_.cleared) PhasorsReset();
   }
   if (_filtertype != kSlow) return;
-  if (auto* fpga = Dev::FpgaDev::GetDevice()) fpga->WriteReg(Dev::Q5FPGA_SCRATCH, 1, __LINE__);
+  if (on_reset_) on_reset_();
   Logger::Capture(Logger::SINE_CORRELATOR_RESET, samples, settled, settles);
 }
 
@@ -193,6 +194,11 @@ void SineCorrelator::MakeResult() {
   ended_.waiting = 0;
 }
 
+const FinishedCycle* SineCorrelator::EndBlock() {
+  MakeResult();
+  return has_finished_ ? &finished_ : nullptr;
+}
+
 void SineCorrelator::calc_phasors() {
   for (int ch = 0; ch < 2; ++ch) {
     const double s = ended_.sacc[ch];
@@ -230,8 +236,8 @@ void SineCorrelator::StoreResult() {
     _filterindex = 1 - _filterindex;
   }
   ++results_made_;
-  elec::GetElec().StorePhasors(&_filtertype, &result);
-  has_result_ = true;
+  finished_.phasors = result;
+  finished_.is_result = true;
 }
 
 void SineCorrelator::GetPhasors(phasortoo_t* phasors) const {

@@ -7,8 +7,8 @@
 // reference restarts with each reset of the slow filter, so a phase counts from the first sample
 // after it; both channels and both filters share it.
 //
-// Here stands what is independent of who multiplies: scaling, results, averages, resets. A subclass
-// sums (arm_correlation.h).
+// This class has what is independent of who multiplies: scaling, results, averages, resets. A
+// subclass sums (arm_correlation.h).
 //
 // The phasors of a cycle are made of what its end stored. Of the cycles that end in one block only
 // the last one's are made, at the block's end: nobody could have read the others. A log that wants
@@ -22,9 +22,10 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <functional>
 
-#include "common/acquisition/sample_channel.h"
-#include "common/calibration/phasor.h"
+#include "common/acquisition/block_products.h"
+#include "common/acquisition/finished_cycle.h"
 #include "common/xml/cal_tables.h"
 #include "platform/thread_safety.h"
 
@@ -38,26 +39,37 @@ class SineCorrelator {
 
   /// `filtertype` kSlow or kFast. `resetCount`: pairs to a reset of its own, 0 for never, below 0
   /// for 8192. `refFrequency` (Hz) has no effect, `divider` is only logged. `swapChannels`
-  /// 1: the voltage is on channel 2.
+  /// 1: the voltage is on channel 2. `on_reset` is called at each reset of the slow filter.
   SineCorrelator(int filtertype, int resetCount, double refFrequency, long divider,
-                 std::int64_t samplesPerCycle, int swapChannels);
+                 std::int64_t samplesPerCycle, int swapChannels,
+                 std::function<void()> on_reset = {});
   virtual ~SineCorrelator() = default;
   SineCorrelator(const SineCorrelator&) = delete;
   SineCorrelator& operator=(const SineCorrelator&) = delete;
 
   // --- The sample path ---
 
-  /// A block of `pairs` pairs for the slow filter; for the fast one, right after it.
-  virtual void update(const int* words, int pairs) = 0;
-  virtual void updateF(const int* words, int pairs) = 0;
+  struct SlowBlock {
+    const BlockProducts& products;  ///< valid until the next block
+    const FinishedCycle* cycle;     ///< null: none has ended in the block
+  };
+
+  /// Sums a block of `pairs` pairs in the slow filter. One that it cannot hold is logged and not
+  /// summed.
+  virtual SlowBlock update(const int* words, int pairs) = 0;
+  /// Sums the slow filter's products of the same block in the fast one, which multiplies nothing.
+  /// Null: no cycle has ended in the block.
+  virtual const FinishedCycle* updateF(const BlockProducts& products) = 0;
+  /// The cycle that the last of these returned is where its readers look for it.
+  void Published() { has_result_ = true; }
   /// Of a filter that is fed by other means than the two above.
   virtual bool DSPInterfaceReady() const = 0;
   virtual int GetBlockNoMask() const = 0;
   virtual void newDataReady(int pairs, int position) = 0;
-  /// The DC averages, once a block in a DC test.
-  void updateDC();
-  /// Peak of the voltage channel's latest block, V.
-  void CalculateMaxVoltage();
+  /// The DC averages, once a block in a DC test; smoothed as long as `smooth`.
+  void updateDC(const PairFigures& figures, bool smooth);
+  /// Peak of the voltage channel's block, V.
+  void CalculateMaxVoltage(const PairFigures& figures);
   /// Resets once the configured part of a very slow cycle has passed.
   void DoSpecialVLFReset();
 
@@ -92,7 +104,7 @@ class SineCorrelator {
   std::int64_t GetCycleCount() const;
   /// Pairs since then.
   std::int64_t GetSampleCount() const;
-  /// A result has been stored since the last reset that came from outside.
+  /// A result has been published since the last reset that came from outside.
   bool HasResult() const { return has_result_; }
   bool IsInMiddleOfCycle() const { return in_middle_of_cycle; }
   /// Time since the last reset: seconds, in a very-low-frequency test 1024ths of a cycle; at most
@@ -146,13 +158,14 @@ class SineCorrelator {
 
   // Called without `updatelock`.
   void BeginBlock();
+  void TakeFigures(const PairFigures& figures);
   void CaptureNewCycleEvent();
   /// After the end of a cycle.
   void EndCycle();
   /// A reset of its own, after which its results stay good.
   void ResetWindow();
-  /// At the end of a block: the phasors of the last cycle that has ended.
-  void MakeResult();
+  /// At the end of a block: makes the phasors of the last cycle that has ended.
+  const FinishedCycle* EndBlock();
 
   std::array<double, 2> _cacc Q5_GUARDED_BY(updatelock){};  ///< cosine sums, in sample counts
   std::array<double, 2> _sacc Q5_GUARDED_BY(updatelock){};  ///< sine sums
@@ -166,6 +179,7 @@ class SineCorrelator {
   mutable platform::Mutex updatelock;
 
  private:
+  void MakeResult();
   bool CheckValidModes() const;
   int VoltageChannel() const { return _swapchannels == 1 ? 1 : 0; }
   const char* TypeText() const { return _filtertype == kFast ? "fast" : "slow"; }
@@ -184,14 +198,15 @@ class SineCorrelator {
   void calc_phasors();
   void RunMeasurementScaling();
   void StoreResult();
-  void CheckPlausible() const;
+  void CheckPlausible();
   double MovingAverage(int channel, double average) Q5_REQUIRES(updatelock);
   void RunMeasurementScalingDC(std::array<double, 2>& averages) const;
-  double BlockAverage(int channel) const;
+  double BlockAverage(int channel) const Q5_REQUIRES(phasorlock);
   double Seconds() const Q5_REQUIRES(updatelock);
 
   const int _filtertype;
   const int _swapchannels;
+  const std::function<void()> on_reset_;
   double _sample_freq Q5_GUARDED_BY(updatelock) = 0;  ///< Hz
   std::atomic<double> _signal_freq{0};
   std::int64_t _samples_per_cycle Q5_GUARDED_BY(updatelock) = 0;
@@ -213,7 +228,9 @@ class SineCorrelator {
 
   // Of the producer: the last cycle's result.
   CycleEnd ended_;
-  double large_squared_ = 0;  ///< a magnitude in counts that is not plausible, squared
+  FinishedCycle finished_;
+  bool has_finished_ = false;  ///< a cycle, in this block
+  double large_squared_ = 0;   ///< a magnitude in counts that is not plausible, squared
   std::array<double, 2> _mag{};
   std::array<double, 2> _phase{};
   int printresult = 0;
@@ -228,6 +245,7 @@ class SineCorrelator {
   int _phasorindex Q5_GUARDED_BY(phasorlock) = 0;  ///< buffer to read
   std::array<double, 2> _avgfilter Q5_GUARDED_BY(phasorlock){};
   std::array<phasortoo_t, 2> offset_phasors Q5_GUARDED_BY(phasorlock){};
+  PairFigures figures_ Q5_GUARDED_BY(phasorlock){};  ///< of the latest block
 
   std::atomic<double> _maxvoltage{0};
   std::atomic<std::int64_t> results_made_{0};

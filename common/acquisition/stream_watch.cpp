@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "common/acquisition/sample_channel.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
@@ -97,7 +96,7 @@ void StreamWatch::Look() {
 
 void StreamWatch::Report(Nanoseconds waited) {
   stands_still_ = true;
-  if (SampleChannels* channels = GetSampleChannels()) channels->stream_stands_still();
+  channels_.stream_stands_still();
   logger_mgr::print(acquisitionL, Logger::kError, 0, "%s.%d: no samples for %.1f s\n",
                     "StreamWatch", __LINE__, std::chrono::duration<double>(waited).count());
   RaiseStop();

@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <thread>
 
+#include "common/acquisition/sample_channel.h"
 #include "platform/clock.h"
 #include "platform/thread_safety.h"
 
@@ -15,6 +16,8 @@ namespace acquisition {
 
 class StreamWatch {
  public:
+  /// `channels` outlives it.
+  explicit StreamWatch(SampleChannels& channels) : channels_(channels) {}
   ~StreamWatch();
   /// Starts the thread.
   void Start();
@@ -50,6 +53,7 @@ class StreamWatch {
 
   static constexpr platform::Nanoseconds kNotWaiting{-1};
 
+  SampleChannels& channels_;
   std::atomic<platform::Nanoseconds> waiting_since_{kNotWaiting};  ///< monotonic
   std::atomic<platform::Nanoseconds> newest_since_{};  ///< the latest block is not older
   std::atomic<bool> stands_still_{false};

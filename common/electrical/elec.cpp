@@ -17,28 +17,10 @@ constexpr int kSlowFilter = 0;
 constexpr int kFastFilter = 1;
 constexpr double kTwoPi = 2 * std::numbers::pi;
 
-ElecLinks elec_links;
-
 double fix_dphase(double d) {
   if (d < 0) d += kTwoPi;
   if (d > kTwoPi) d -= kTwoPi;
   return d;
-}
-
-void Correct(phasortoo_t* phasors) {
-  if (elec_links.corr_phasors != nullptr) elec_links.corr_phasors(phasors, phasors);
-}
-
-bool ApplyStray(phasortoo_t* phasors) {
-  return elec_links.stray != nullptr && elec_links.stray->ApplyCalibration(phasors) != 0;
-}
-
-void TakeInput(const phasorarr_t& from, phasortoo_t* to) {
-  for (int ch = 0; ch < 2; ++ch) {
-    to[ch].phase = from.phase[ch];
-    to[ch].mag = from.mag[ch];
-    to[ch].sample_count = from.sample_count;
-  }
 }
 
 // A field that a later line uses is rounded to single precision before.
@@ -84,14 +66,20 @@ elec& elec::GetElec() {
   return instance;
 }
 
-void elec::SetLinks(const ElecLinks& links) { elec_links = links; }
+bool elec::ApplyStray(phasortoo_t* phasors) const {
+  return stray != nullptr && stray->ApplyCalibration(phasors) != 0;
+}
 
-void elec::StorePhasors(const int* filtertype, const phasorarr_t* phasors) {
+void elec::StorePhasors(const int* filtertype, const phasorarr_t* measured,
+                        const phasortoo_t* corrected) {
   if (*filtertype == kFastFilter) {
-    TakeInput(*phasors, fast);
+    std::copy_n(corrected, 2, fast);
     DoCalcFast();
   } else if (*filtertype == kSlowFilter) {
-    TakeInput(*phasors, slow);
+    logger_mgr::print(elecL, Logger::kDebug, 0,
+                      "Slow before calibration mag(0, 1) (%e, %e) phase(0, 1) (%e, %e) \n",
+                      measured->mag[0], measured->mag[1], measured->phase[0], measured->phase[1]);
+    std::copy_n(corrected, 2, slow);
     DoCalcSlow();
   }
 }
@@ -99,10 +87,6 @@ void elec::StorePhasors(const int* filtertype, const phasorarr_t* phasors) {
 void elec::DoCalcSlow() {
   phasortoo_t local[2];
   std::copy_n(slow, 2, local);
-  logger_mgr::print(elecL, Logger::kDebug, 0,
-                    "Slow before calibration mag(0, 1) (%e, %e) phase(0, 1) (%e, %e) \n",
-                    local[0].mag, local[1].mag, local[0].phase, local[1].phase);
-  Correct(local);
   if (!ApplyStray(local)) {
     logger_mgr::print(elecL, Logger::kDebug, 0, "No slow Calibration applied\n");
   }
@@ -118,7 +102,6 @@ void elec::DoCalcSlow() {
 void elec::DoCalcFast() {
   phasortoo_t local[2];
   std::copy_n(fast, 2, local);
-  Correct(local);
   logger_mgr::print(elecL, Logger::kDebug, 0,
                     "Fast before calibration mag(0,1) (%e, %e) phase(0,1) (%e, %e)\n", local[0].mag,
                     local[1].mag, local[0].phase, local[1].phase);

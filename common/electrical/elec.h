@@ -37,21 +37,10 @@ struct electricalresults_t {
   float ch2acrms;   ///< always 0
 };
 
-/// What results need of the rooms above.
-struct ElecLinks {
-  /// Applies the channels' corrections to two phasors; both arguments may be the same array. Null:
-  /// phasors stay as they are.
-  int (*corr_phasors)(const phasortoo_t* in, phasortoo_t* out) = nullptr;
-  /// The calibration of the whole instrument, not owned. Null: none is applied.
-  calibration::Q5Cal* stray = nullptr;
-};
-
 class elec {
  public:
   /// Made on first use.
   static elec& GetElec();
-  /// Before acquisition starts.
-  static void SetLinks(const ElecLinks& links);
   /// Objects made so far.
   static int GetCounter() { return counter; }
 
@@ -60,19 +49,26 @@ class elec {
   elec& operator=(const elec&) = delete;
 
   void Init() {}
-  /// Takes a cycle's phasors of the fast (`*filtertype` 1) or the slow filter (0) and makes the
-  /// results. Any other type is ignored.
-  void StorePhasors(const int* filtertype, const phasorarr_t* phasors);
+  /// The calibration of the whole instrument, not owned. Null: none is applied. Before acquisition
+  /// starts.
+  void SetStray(calibration::Q5Cal* its_stray) { stray = its_stray; }
+  /// Takes a cycle's phasors of the fast (`*filtertype` 1) or the slow filter (0), as measured and
+  /// (an array of two) as the channels' corrections make them, and makes the results of these. Any
+  /// other type is ignored.
+  void StorePhasors(const int* filtertype, const phasorarr_t* measured,
+                    const phasortoo_t* corrected);
   /// Copies the slow result (`which` 1 or 4) or the fast one (any other). All 0 until the filter's
   /// first cycle.
   void GetResults(int which, electricalresults_t* results) const;
 
  private:
+  bool ApplyStray(phasortoo_t* phasors) const;
   void DoCalcSlow();
   void DoCalcFast();
 
   static inline std::atomic<int> counter{0};
 
+  calibration::Q5Cal* stray = nullptr;
   phasortoo_t fast[2]{};  ///< latest input
   phasortoo_t slow[2]{};
   electricalresults_t fastelectrical[2]{};

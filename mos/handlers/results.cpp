@@ -223,12 +223,12 @@ void LogResult(const Poll& poll) {
                     r.phase[0], r.phase[1], r.mag[0], r.mag[1]);
 }
 
-void StoreStatus(short ranging, bool discharge_watched) {
+void StoreStatus(short ranging, bool discharge_watched, const Instrument& its) {
   const bool changed = ghmp->meas_status != ranging;
   ghmp->SetMeasurementStatus(ranging);
   if (!changed) return;
   Logger::Capture(Logger::MEASUREMENT_STATUS_CHANGE, ranging);
-  if (ghmp->IsVLFTest() && !discharge_watched && ranging != 0) ResetCorrelators();
+  if (ghmp->IsVLFTest() && !discharge_watched && ranging != 0) its.ResetCorrelators();
 }
 
 // While the discharge is watched a fault is told once; before that, at each poll.
@@ -275,7 +275,7 @@ int Results::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep*
 
   const auto mode1 = ghmp->measCh1_mode.load();
   const auto mode2 = ghmp->measCh2_mode.load();
-  Poll poll{.filters = GetCorrelators(),
+  Poll poll{.filters = its_.GetCorrelators(),
             .unit1 = UnitOf(mode1, Msg::RSLT_CH1_KILOVOLTS, Msg::RSLT_CH1_AMPERES),
             .unit2 = UnitOf(mode2, Msg::RSLT_CH2_KILOVOLTS, Msg::RSLT_CH2_AMPERES),
             .discharge = static_cast<short>(fpga == nullptr ? 0 : fpga->GetDischargeStatus(1, 0))};
@@ -285,7 +285,7 @@ int Results::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep*
   acquisition::elec::GetElec().GetResults(request->rsltype, &poll.r);
   acquisition::elec::GetElec().GetResults(Msg::MSG6_RSLTYPE_FIR_FAST, &poll.fr);
   if (ghmp->IsManualRampTest() && ghmp->volttarget == 0) {
-    ResetCorrelators();
+    its_.ResetCorrelators();
     poll.r = {};
     poll.fr = {};
   }
@@ -299,11 +299,11 @@ int Results::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep*
   reply->SetAck();
   if (_filterselect[0] != -1 && _filterselect[0] != _filterselect[1]) {
     logger_mgr::print(measurementL, kInfo, 0, "filter change-->reset\n");
-    ResetCorrelators();
+    its_.ResetCorrelators();
   }
   LogResult(poll);
   reply->Show(kInfo);
-  StoreStatus(ranging, paused);
+  StoreStatus(ranging, paused, its_);
   its_.measurement.NoteResult(*reply);
   return 0;
 }

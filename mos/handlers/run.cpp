@@ -60,8 +60,7 @@ std::array<phasortoo_t, 2> CorrectedPhasors(const SineCorrelator* filter) {
 }
 
 template <class Texts>
-void TellPhasors() {
-  const Correlators filters = GetCorrelators();
+void TellPhasors(const Correlators& filters) {
   const auto fast = CorrectedPhasors(filters.g_fastFilter);
   const auto slow = CorrectedPhasors(filters.g_slowFilter);
   TellSystem(Texts::kSlow, slow[0].phase, slow[0].mag, slow[1].phase, slow[1].mag);
@@ -120,8 +119,8 @@ int Run::HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRep* r
     return Refuse(reply, Msg::NAK_MCODE_MOS_ACQSTART);
   }
   msgmonitorm.ResetTimer();
-  if (!GetCorrelators().BothThere()) return Refuse(reply, Msg::NAK_MCODE_MOS_NULLFILTER);
-  ResetCorrelators();
+  if (!its_.GetCorrelators().BothThere()) return Refuse(reply, Msg::NAK_MCODE_MOS_NULLFILTER);
+  its_.ResetCorrelators();
   its_.recovery.ForgetVoltage();
   its_.measurement.Start();
   if (ghmp->IsInternalHVVoltageTest() || ghmp->IsExternalVoltageTest()) {
@@ -134,7 +133,7 @@ int Run::HandleMsg5(const Msg::HmpStartTestReq* request, Msg::HmpStartTestRep* r
 
 int Run::HandleMsg16(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExtRep* reply) {
   CaptureRequest(*request);
-  TellPhasors<Texts16>();
+  TellPhasors<Texts16>(its_.GetCorrelators());
   reply->InitPayload();
   reply->SetAck();
   return 0;
@@ -142,7 +141,7 @@ int Run::HandleMsg16(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExtRep*
 
 int Run::HandleMsg26(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltExtExtRep* reply) {
   CaptureRequest(*request);
-  TellPhasors<Texts26>();
+  TellPhasors<Texts26>(its_.GetCorrelators());
   reply->InitPayload();
   reply->SetAck();
   return 0;

@@ -84,8 +84,8 @@ void FollowVoltageSource() {
 }
 
 // Gives both correlators the modes of the test; 0, or the result of the refusal.
-int SetModes(const char* fast_codes, const char* slow_codes, void* reply) {
-  const Correlators filters = GetCorrelators();
+int SetModes(const Correlators& filters, const char* fast_codes, const char* slow_codes,
+             void* reply) {
   const struct {
     acquisition::SineCorrelator* filter;
     const char* missing;
@@ -150,7 +150,7 @@ int SetUp::Begin(const Kind& kind, const Request& request, void* reply) {
   request.Show(kInfo);
   ghmp->ResetMaxSampleRepetitions();
   // while no test is set up, this takes the phasors of the test before away
-  if (acqnormal == 0) ResetCorrelators();
+  if (acqnormal == 0) its_.ResetCorrelators();
   AcquisitionSystem::AcqChan::begin_test();
   // a test that its host has left without a stop: its words would refuse this one
   if (ghmp->testStart && ghmp->discharging == 0) ghmp->ClearErrorCodes();
@@ -167,7 +167,7 @@ int SetUp::Begin(const Kind& kind, const Request& request, void* reply) {
                     static_cast<unsigned>(ghmp->measCh2_mode.load()),
                     static_cast<unsigned>(ghmp->measCh1_mode.load()), kind.highest_name,
                     (ghmp->*kind.highest).load() * 0.9);
-  if (SetModes(kind.fast_codes, kind.slow_codes, reply) < 0) return -1;
+  if (SetModes(its_.GetCorrelators(), kind.fast_codes, kind.slow_codes, reply) < 0) return -1;
   SetUpChannels();
   return 0;
 }

@@ -65,8 +65,7 @@ void MarkSlowCycle() {
   SineCorrelator::SetCycleComplete(false);
 }
 
-void FollowSignal(float hertz) {
-  const Correlators filters = GetCorrelators();
+void FollowSignal(const Correlators& filters, float hertz) {
   filters.g_fastFilter->SetSignalFrequency(hertz);
   filters.g_slowFilter->SetSignalFrequency(hertz);
 }
@@ -101,8 +100,7 @@ void BeginUpdate(const Msg::HmpMsgHead& request) {
 }
 
 // Acquisition runs with its own reference; the divider of a sample is always the same.
-void LogAcquisition(const char* message) {
-  const auto* slow = GetCorrelators().g_slowFilter;
+void LogAcquisition(const char* message, const acquisition::SineCorrelator* slow) {
   const long cycle = slow == nullptr ? 0 : slow->GetSamplesPerCycle();
   logger_mgr::print(
       measurementL, kInfo, 0, "%s g_resetacc %d g_refer_freq %lld divider %ld cycle %ld \n",
@@ -157,9 +155,9 @@ struct OfVoltage {
            BitIf(ghmp->curange, ghmp->previouscurange, kOtherRange) |
            BitIf(ghmp->frequency, ghmp->previousfrequency, kFrequency);
   }
-  static void BeginTarget() {
+  static void BeginTarget(const Instrument& its) {
     TellSystem("Msg4 req volttarget %u\n", static_cast<unsigned>(ghmp->volttarget.load()));
-    if (ghmp->IsManualRampTest()) ResetCorrelators();
+    if (ghmp->IsManualRampTest()) its.ResetCorrelators();
   }
   static void BeginCycle() {
     if (ghmp->IsVLFTest()) {
@@ -213,7 +211,7 @@ struct OfCurrent {
            BitIf(ghmp->voltrange, ghmp->previousvoltrange, kOtherRange) |
            BitIf(ghmp->frequency, ghmp->previousfrequency, kFrequency);
   }
-  static void BeginTarget() {
+  static void BeginTarget(const Instrument&) {
     logger_mgr::print(measurementL, kInfo, 0, "Msg 34 req amp max %u\n",
                       static_cast<unsigned>(ghmp->ampmax.load()));
   }
@@ -311,16 +309,14 @@ int Update::SetClock(const Change& update) {
 
 // A new length of the cycle starts the correlators from the beginning.
 void Update::FitCorrelators(int samples) {
-  const Correlators filters = GetCorrelators();
+  const Correlators filters = its_.GetCorrelators();
   if (filters.g_fastFilter->GetSamplesPerCycle() == samples) return;
   ghmp->samplespercyc = samples;
-  const auto reinit = [&] {
+  its_.acquisition->BetweenBlocks([&] {
     filters.g_fastFilter->Reinit(samples, samples);
-    if (its_.acquisition) its_.acquisition->AverageFilter()->Reinit(samples);
+    its_.acquisition->AverageFilter()->Reinit(samples);
     filters.g_slowFilter->Reinit(samples, samples);
-  };
-  if (!its_.acquisition) return reinit();
-  its_.acquisition->BetweenBlocks(reinit);
+  });
 }
 
 // From here the samples count again.
@@ -328,7 +324,7 @@ void Update::EndUpdate(const Change& update) {
   its_.measurement.EndUpdate();
   TellFrequencyDone(update.frequency, true);
   msgmonitorm.ResetTimer();
-  ResetCorrelators();
+  its_.ResetCorrelators();
   ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
 }
 
@@ -341,7 +337,7 @@ int Update::Tune(Change& update) {
   if (its_.clock.Device() == nullptr) return Refuse(update.reply, Msg::NAK_MCODE_MOS_SPCLKNOTFOUND);
   SetSampling(update);
   NoteChanges(update, Kind::Changes());
-  if ((update.changed & kTarget) != 0) Kind::BeginTarget();
+  if ((update.changed & kTarget) != 0) Kind::BeginTarget(its_);
   return SetClock(update);
 }
 
@@ -351,13 +347,13 @@ int Update::Handle(const typename Kind::Request& asked, typename Kind::Reply& re
   const bool running = its_.measurement.IsRunning();
   BeginUpdate(request);
   Kind::Prepare();
-  LogAcquisition(Kind::kOpening);
+  LogAcquisition(Kind::kOpening, its_.GetCorrelators().g_slowFilter);
   request.Show(kInfo);
   if (const short problem = ProblemOf(request); problem != 0) return Refuse(&reply, problem);
   if (ghmp->IsLineSyncTracker() && !HasLineFrequency(Kind::kLinePrefix, running)) {
     return Refuse(&reply, Msg::NAK_MCODE_MOS_SPCLKINVFREQ);
   }
-  if (!GetCorrelators().BothThere()) return Refuse(&reply, Msg::NAK_MCODE_MOS_NULLFILTER);
+  if (!its_.GetCorrelators().BothThere()) return Refuse(&reply, Msg::NAK_MCODE_MOS_NULLFILTER);
   Kind::Take(request);
   Change update{.frequency = FollowLine(request.frequency), .reply = &reply};
 
@@ -368,7 +364,7 @@ int Update::Handle(const typename Kind::Request& asked, typename Kind::Reply& re
     return result;
   }
   its_.measurement.MarkUpdate(true);
-  FollowSignal(update.frequency);
+  FollowSignal(its_.GetCorrelators(), update.frequency);
   Kind::BeginCycle();
   if (Kind::kFitsFirst) FitCorrelators(update.samples);
   if (running) Kind::TellChannels(update.changed);

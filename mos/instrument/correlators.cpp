@@ -7,14 +7,14 @@ namespace Mos {
 
 using AcquisitionSystem::AcqChan;
 
-Correlators GetCorrelators() {
-  return {AcqChan::get_sineCorr_Fast(), AcqChan::get_sineCorr_Slow()};
+Correlators GetCorrelators(acquisition::Acquisition* acquisition) {
+  if (acquisition == nullptr) return {};
+  return {acquisition->FastFilter(), acquisition->SlowFilter()};
 }
 
-void ResetCorrelators() {
+void ResetCorrelators(const Correlators& filters) {
   AcqChan::set_reset_sine_correlators_request(acquisition::kResetNow);
   if (Msg::ghmp->testStart) return;
-  const Correlators filters = GetCorrelators();
   if (filters.g_slowFilter != nullptr) filters.g_slowFilter->PhasorsReset();
   if (filters.g_fastFilter != nullptr) filters.g_fastFilter->PhasorsReset();
 }

@@ -7,6 +7,7 @@
 #include "common/acquisition/ranging/channel_enums.h"
 #include "common/signalh/signal_common.h"
 #include "mos/instrument/channel_filters.h"
+#include "mos/instrument/correlators.h"
 #include "mos/instrument/dividers.h"
 #include "mos/instrument/measurement.h"
 #include "mos/instrument/recovery.h"
@@ -22,6 +23,9 @@ struct Instrument {
   Measurement& measurement;
   Recovery& recovery;
   const std::unique_ptr<acquisition::Acquisition>& acquisition;  ///< null before start-up
+
+  Correlators GetCorrelators() const { return Mos::GetCorrelators(acquisition.get()); }
+  void ResetCorrelators() const { Mos::ResetCorrelators(GetCorrelators()); }
 
   /// See acquisition::Producer::g_waveformCaptureRunning.
   void SetWaveformCapture(int mode) const {

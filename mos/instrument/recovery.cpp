@@ -230,12 +230,10 @@ int Recovery::TestMonitor() {
                           .status = ChannelStatus(channel),
                           .own_range = ghmp->voltscal == 0,
                           .hertz = double{ghmp->frequency}};
-  AcqChan::WithFastCorrelator([&](const SineCorrelator& fast) {
+  filters_.WithFilters([&](const SineCorrelator& fast, const SineCorrelator& slow) {
     fast.GetPhasors(phasors);
     look.results = fast.GetResultCount();
-    if (const SineCorrelator* slow = AcqChan::get_sineCorr_Slow()) {
-      seconds = slow->MonitorSampleCount();
-    }
+    seconds = slow.MonitorSampleCount();
   });
   look.volts = phasors[channel].mag;
   const bool too_high = voltage_watch_.IsTooHigh(look, highest_volts_);

@@ -10,6 +10,7 @@
 #include <mutex>
 
 #include "common/dev/fpga/fpga_dev.h"
+#include "mos/instrument/filter_reader.h"
 #include "mos/instrument/measurement.h"
 #include "mos/instrument/sampling_clock.h"
 #include "mos/instrument/voltage_watch.h"
@@ -29,9 +30,9 @@ inline constexpr auto kLongestRequest = std::chrono::seconds(8);
 
 class Recovery {
  public:
-  /// Both outlive the object.
-  Recovery(Measurement& measurement, SamplingClock& clock)
-      : measurement_(measurement), clock_(clock) {}
+  /// All outlive the object.
+  Recovery(Measurement& measurement, SamplingClock& clock, FilterReader& filters)
+      : measurement_(measurement), clock_(clock), filters_(filters) {}
 
   /// V; before the first test.
   void SetHighestVoltage(double volts) { highest_volts_ = volts; }
@@ -69,6 +70,7 @@ class Recovery {
 
   Measurement& measurement_;
   SamplingClock& clock_;
+  FilterReader& filters_;
   double highest_volts_ = 0;
   std::mutex watch_mutex_;  ///< held by a look at the voltage; guards voltage_watch_
   VoltageWatch voltage_watch_;

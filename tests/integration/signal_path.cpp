@@ -27,6 +27,7 @@ bool StartSignalPath() {
   if (fpga == nullptr) return false;
   Dev::I2cMgr& i2c = Dev::I2cMgr::CreateI2cMgr("SignalPath.I2cMgr", 0);
   Mos::MeasMgr& manager = Mos::MeasMgr::CreateMeasMgr(i2c, "SignalPath.MeasMgr", 0);
+  Mos::MeasMgr::SetInstance(&manager);
   monitor::Init();
   Mos::MeasMgr::StartResults();
   manager.SetRevision(fpga->GetRevision());

@@ -29,7 +29,6 @@ constexpr double kPi = std::numbers::pi;
 
 struct Channel : acquisition::SampleChannel {
   void StoreBlockFigures(const acquisition::BlockFigures& stored) override { figures = stored; }
-  acquisition::BlockFigures GetBlockFigures() const override { return figures; }
   const Dev::mode_range_table_ent* get_range_info_in_use() const override { return &entry; }
   int get_range_index() const override { return 1; }
   int get_last_cpld_range() const override { return -1; }
@@ -57,12 +56,8 @@ struct Setting {
     Msg::ghmp.Set(&data);
     data.SetFrequency(60);
     data.ChangeConsumerFlag(false, ~0U);
-    acquisition::SetSampleChannels(&channels);
   }
-  ~Setting() {
-    acquisition::SetSampleChannels(nullptr);
-    Msg::ghmp.Set(nullptr);
-  }
+  ~Setting() { Msg::ghmp.Set(nullptr); }
   libconfig::Config config;
   Msg::HMPData data{config, Msg::MEAS_MODULE};
   Channels channels;
@@ -79,6 +74,16 @@ std::vector<int> Block(long samples_per_cycle) {
   return words;
 }
 
+void Publish(int filtertype, const acquisition::FinishedCycle* cycle) {
+  if (cycle == nullptr) return;
+  acquisition::phasortoo_t corrected[2] = {};
+  for (int ch : {0, 1}) {
+    corrected[ch].phase = cycle->phasors.phase[ch];
+    corrected[ch].mag = cycle->phasors.mag[ch];
+  }
+  acquisition::elec::GetElec().StorePhasors(&filtertype, &cycle->phasors, corrected);
+}
+
 void BM_Block(benchmark::State& state) {
   Setting setting;
   const long samples_per_cycle = state.range(0);
@@ -87,11 +92,14 @@ void BM_Block(benchmark::State& state) {
   const std::vector<int> ring = Block(samples_per_cycle);
   std::vector<int> pool(ring.size());
   for (auto _ : state) {
-    benchmark::DoNotOptimize(acquisition::CheckFaultAndOverRangeStatusBits(ring.data(), kPairs));
+    benchmark::DoNotOptimize(
+        acquisition::CheckFaultAndOverRangeStatusBits(ring.data(), kPairs, setting.channels));
     std::memcpy(pool.data(), ring.data(), pool.size() * sizeof(int));
     benchmark::DoNotOptimize(SignalCalculator::HasBadSample(pool));
-    filters.slow->update(pool.data(), kPairs);
-    filters.fast->updateF(pool.data(), kPairs);
+    const auto [products, cycle] = filters.slow->update(pool.data(), kPairs);
+    Publish(acquisition::SineCorrelator::kSlow, cycle);
+    for (int ch : {0, 1}) setting.channels.Channel(ch).StoreBlockFigures(products.figures[ch]);
+    Publish(acquisition::SineCorrelator::kFast, filters.fast->updateF(products));
     if (!SignalCalculator::IsCleanBlock(pool)) {
       benchmark::DoNotOptimize(SignalCalculator::ScanBlock(pool, false));
     }
@@ -113,7 +121,12 @@ struct Sums {
       phasors.phase[ch] = std::atan2(s[ch], c[ch]);
       phasors.mag[ch] = std::sqrt(s[ch] * s[ch] + c[ch] * c[ch]) / static_cast<double>(pairs);
     }
-    acquisition::elec::GetElec().StorePhasors(&filtertype, &phasors);
+    acquisition::phasortoo_t corrected[2] = {};
+    for (int ch = 0; ch < 2; ++ch) {
+      corrected[ch].phase = phasors.phase[ch];
+      corrected[ch].mag = phasors.mag[ch];
+    }
+    acquisition::elec::GetElec().StorePhasors(&filtertype, &phasors, corrected);
   }
 };
 

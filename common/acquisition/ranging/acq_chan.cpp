@@ -33,7 +33,6 @@ Dev::MeasChCpldIdRev CpldOf(ACQ_CHAN_NUM ch) {
 
 }  // namespace
 
-std::mutex AcqChan::correlators_lock_;
 std::atomic<SineCorrelator*> AcqChan::sineCorr_Fast{nullptr};
 std::atomic<SineCorrelator*> AcqChan::sineCorr_Slow{nullptr};
 std::array<std::atomic<AcqChan*>, ACQ_CHAN_COUNT> AcqChan::instance_array{};
@@ -67,11 +66,8 @@ void AcqChan::set_AcqCh_instance(ACQ_CHAN_NUM ch, AcqChan* channel) {
 // --- The correlators ---
 
 void AcqChan::set_SineCorrelators(SineCorrelator* fast, SineCorrelator* slow) {
-  {
-    const std::lock_guard lock(correlators_lock_);
-    sineCorr_Fast = fast;
-    sineCorr_Slow = slow;
-  }
+  sineCorr_Fast = fast;
+  sineCorr_Slow = slow;
   if (fast == nullptr && slow == nullptr) return;
   for (ACQ_CHAN_NUM ch = ACQ_CH1; ch < ACQ_CHAN_COUNT; ch = inc(ch)) {
     if (AcqChan* channel = get_AcqCh_instance(ch)) channel->init_test_parameters();

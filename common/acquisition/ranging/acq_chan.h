@@ -11,7 +11,6 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 
 #include "common/acquisition/dobj.h"
 #include "common/acquisition/ranging/channel_enums.h"
@@ -61,16 +60,10 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
 
   /// With correlators, both channels are set up for a test. Null pointers take them away.
   static void set_SineCorrelators(SineCorrelator* fast, SineCorrelator* slow);
-  // For the sample threads, and the thread that starts and stops acquisition.
+  // For the sample threads, and the thread that starts and stops acquisition. Others ask
+  // acquisition, which owns them.
   static SineCorrelator* get_sineCorr_Fast() { return sineCorr_Fast; }
   static SineCorrelator* get_sineCorr_Slow() { return sineCorr_Slow; }
-  /// For any other thread: calls `use` with the fast one, which is not taken away meanwhile; not
-  /// without one.
-  template <class Use>
-  static void WithFastCorrelator(Use use) {
-    const std::lock_guard lock(correlators_lock_);
-    if (SineCorrelator* fast = sineCorr_Fast) use(*fast);
-  }
   /// Resets both, and both channels' figures of a cycle, and takes the request away. The producer;
   /// other threads ask for it.
   static void reset_sine_correlators();
@@ -176,7 +169,7 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   // --- The latest block (sample counts) ---
 
   void StoreBlockFigures(const acquisition::BlockFigures& figures) override;
-  acquisition::BlockFigures GetBlockFigures() const override;
+  acquisition::BlockFigures GetBlockFigures() const;
   int get_sample_count() const { return GetBlockFigures().sample_count; }
   int get_min_sample() const { return GetBlockFigures().min_sample; }
   int get_max_sample() const { return GetBlockFigures().max_sample; }
@@ -250,7 +243,6 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
     return read(full_cycle_, SetsPerCycle());
   }
 
-  static std::mutex correlators_lock_;  // held to change the two below, and while one is in use
   static std::atomic<SineCorrelator*> sineCorr_Fast;
   static std::atomic<SineCorrelator*> sineCorr_Slow;
   static std::array<std::atomic<AcqChan*>, ACQ_CHAN_COUNT> instance_array;

@@ -6,11 +6,7 @@ ChannelPair* ChannelPair::Instance() {
   AcqChFollowing1* first = AcqChFollowing1::Instance();
   AcqChFollowing2* second = AcqChFollowing2::Instance();
   if (first == nullptr || second == nullptr) return nullptr;
-  static ChannelPair* const instance = [first, second] {
-    auto* pair = new ChannelPair(*first, *second);
-    acquisition::SetSampleChannels(pair);
-    return pair;
-  }();
+  static auto* const instance = new ChannelPair(*first, *second);
   return instance;
 }
 

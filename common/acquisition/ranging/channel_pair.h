@@ -8,8 +8,7 @@ namespace AcquisitionSystem {
 
 class ChannelPair : public acquisition::SampleChannels {
  public:
-  /// Of the process's own channels (made here if need be) and registered with acquisition. Null
-  /// without front ends.
+  /// Of the process's own channels (made here if need be). Null without front ends.
   static ChannelPair* Instance();
 
   /// Registers both channels (AcqChan's registry); they outlive the pair.

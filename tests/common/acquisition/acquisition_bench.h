@@ -13,7 +13,6 @@ namespace acquisition_test {
 
 struct TestChannel : acquisition::SampleChannel {
   void StoreBlockFigures(const acquisition::BlockFigures& stored) override { figures = stored; }
-  acquisition::BlockFigures GetBlockFigures() const override { return figures; }
   const Dev::mode_range_table_ent* get_range_info_in_use() const override { return range; }
   int get_range_index() const override { return range_index; }
   int get_last_cpld_range() const override { return cpld_range; }
@@ -31,8 +30,6 @@ struct TestChannel : acquisition::SampleChannel {
 };
 
 struct TestChannels : acquisition::SampleChannels {
-  TestChannels() { acquisition::SetSampleChannels(this); }
-  ~TestChannels() override { acquisition::SetSampleChannels(nullptr); }
   acquisition::SampleChannel& Channel(int channel) override { return channels[channel]; }
   void set_SineCorrelators(acquisition::SineCorrelator* its_fast,
                            acquisition::SineCorrelator* its_slow) override {

@@ -23,14 +23,7 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 
 struct QuietChannel final : SampleChannel {
-  void StoreBlockFigures(const BlockFigures& its) override {
-    const std::lock_guard lock(mutex);
-    figures = its;
-  }
-  BlockFigures GetBlockFigures() const override {
-    const std::lock_guard lock(mutex);
-    return figures;
-  }
+  void StoreBlockFigures(const BlockFigures&) override {}
   const Dev::mode_range_table_ent* get_range_info_in_use() const override { return &entry; }
   int get_range_index() const override { return 1; }
   int get_last_cpld_range() const override { return 0; }
@@ -38,8 +31,6 @@ struct QuietChannel final : SampleChannel {
   std::uint16_t get_status_flag() const override { return 0; }
   const char* status_text() const override { return ""; }
 
-  mutable std::mutex mutex;
-  BlockFigures figures;
   Dev::mode_range_table_ent entry{};
 };
 
@@ -99,18 +90,17 @@ class AcquisitionTest : public testing::Test {
     ghmp->SetFrequency(60.0F);
     ghmp->meas_status = 1;
     ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
-    SetSampleChannels(&channels);
     SetResetRequest(0);
     for (const char* directory : {"/var/volatile", "/tmp"}) {
       std::filesystem::create_directories(machine.backend.Path(directory));
     }
     fd = platform::Machine().Open(Dev::kFpgaDevicePath, O_RDWR);
-    acquisition = std::make_unique<Acquisition>(fd);
+    acquisition = std::make_unique<Acquisition>(
+        fd, Acquisition::Outputs{channels, Correct::GetCorrect(), elec::GetElec()});
   }
   ~AcquisitionTest() override {
     acquisition.reset();
     platform::Machine().Close(fd);
-    SetSampleChannels(nullptr);
   }
   void Start() {
     ASSERT_EQ(acquisition->SetMeasurementParameters({}), 0);

@@ -129,14 +129,13 @@ TEST_F(CorrectTest, SourcesThatAreSwitchedOffOrMissingChangeNothing) {
 TEST_F(CorrectTest, AveragesAreScaledByTheRangeInUse) {
   acquisition::Averager averager(512, 0, 2, 1, 4, 4);
   EXPECT_EQ(averager.SetChannelModes(2, 9, 1, 1), -1);
-  channels.channels[0].entry.ScalingFactor = 0.5F;
-  channels.channels[1].entry.ScalingFactor = 0.25F;
   double averages[2] = {1, 1};
   averager.GetPhasors(averages);
   EXPECT_EQ(averages[0], 0);
   for (const long counts : {100L, -300L, 7L}) {
-    for (auto& channel : channels.channels) channel.figures.avg_sample = counts;
-    averager.update();
+    acquisition::PairFigures figures;
+    for (auto& its : figures) its.avg_sample = static_cast<int>(counts);
+    averager.update(figures, {0.5, 0.25});
     averager.GetPhasors(averages);
     EXPECT_EQ(averages[0], static_cast<double>(counts) * 0.5);
     EXPECT_EQ(averages[1], static_cast<double>(counts) * 0.25);

@@ -57,8 +57,7 @@ class CorrelatorTest : public acquisition_test::AcquisitionTest {
                    int pairs = kPairs) {
     for (std::size_t at = 0; at < words.size(); at += 2 * static_cast<std::size_t>(pairs)) {
       const int n = std::min(pairs, static_cast<int>((words.size() - at) / 2));
-      filters.slow->update(words.data() + at, n);
-      filters.fast->updateF(words.data() + at, n);
+      filters.fast->updateF(filters.slow->update(words.data() + at, n).products);
     }
   }
   static std::array<phasortoo_t, 2> Scaled(const std::unique_ptr<SineCorrelator>& filter) {
@@ -169,14 +168,20 @@ TEST_F(CorrelatorTest, WindowsAndTheConsumerFlag) {
   Feed(filters, Words(large, 512, 512));
   EXPECT_NEAR(mags().first, 2 * rms, 2);
   EXPECT_NEAR(mags().second, 3 * rms, 2);
-  acquisition::electricalresults_t r{};
-  acquisition::elec::GetElec().GetResults(2, &r);
-  EXPECT_EQ(r.mag[0], Scaled(filters.fast)[0].mag);
+  const std::vector<int> words = Words(small, 512, 1024);
+  const auto* finished = filters.slow->update(words.data(), 1024).cycle;
+  ASSERT_NE(finished, nullptr);
+  EXPECT_TRUE(finished->is_result);
+  EXPECT_EQ(finished->phasors.mag[0], Scaled(filters.slow)[0].mag);
+  filters.slow->reset(0);
+  Feed(filters, Words(small, 512, 512));
+  Feed(filters, Words(large, 512, 512));
 
   data.ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   Feed(filters, Words(small, 512, 1024));
   EXPECT_NEAR(mags().second, 3 * rms, 2);  // as before
   EXPECT_EQ(filters.slow->GetCycleCount(), 4);
+  EXPECT_FALSE(filters.slow->update(words.data(), 1024).cycle->is_result);
   data.ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
 
   filters.slow->reset(0);
@@ -205,16 +210,15 @@ TEST_F(CorrelatorTest, FiguresOfABlock) {
   for (int i = 0; i < 101; ++i) {
     square_sum += std::pow(words[2 * i] / 256 - average, 2);
   }
-  filters.slow->update(words.data(), 101);
-  const auto& figures = channels.channels[0].figures;
+  const auto& [figures, second] = filters.slow->update(words.data(), 101).products.figures;
   EXPECT_EQ(figures.sample_count, 101);
   EXPECT_EQ(figures.avg_sample, average);
   EXPECT_EQ(figures.max_amplitude,
             std::max(figures.max_sample - average, average - figures.min_sample));
   EXPECT_DOUBLE_EQ(figures.variance, static_cast<double>(square_sum / 100));
-  EXPECT_EQ(channels.channels[1].figures.min_sample, 0);
-  EXPECT_EQ(channels.channels[1].figures.max_sample, 100);
-  EXPECT_EQ(channels.channels[1].figures.max_amplitude, 50);
+  EXPECT_EQ(second.min_sample, 0);
+  EXPECT_EQ(second.max_sample, 100);
+  EXPECT_EQ(second.max_amplitude, 50);
 
   // a sum of them needs more than 32 bits
   filters.slow->reset(0);
@@ -280,7 +284,7 @@ TEST_F(CorrelatorTest, VoltsAndAmps) {
   EXPECT_EQ(ListOf(data).back(), 265);
   EXPECT_EQ(filters.slow->SetScaleFactors(0, 5, 1), -1);
   EXPECT_EQ(filters.slow->SetScaleFactors(1, Msg::DC_Volt, 1), 0);
-  for (auto& channel : channels.channels) channel.figures.avg_sample = 1000;
+  filters.slow->update(std::vector<int>(2, 1000 * 256).data(), 1);
   phasortoo_t averages[2]{};
   filters.slow->GetAvgs(averages);
   EXPECT_EQ(averages[0].mag, 0);
@@ -290,9 +294,10 @@ TEST_F(CorrelatorTest, VoltsAndAmps) {
 TEST_F(CorrelatorTest, DcAverages) {
   data.sourcemode = Msg::internalDCLVVoltageSourceE;
   auto filters = Make(512);
-  const auto average = [&](int counts) {
-    channels.channels[0].figures.avg_sample = counts;
-    filters.slow->updateDC();
+  const auto average = [&](int counts, bool smooth = true) {
+    acquisition::PairFigures figures;
+    figures[0].avg_sample = counts;
+    filters.slow->updateDC(figures, smooth);
     phasortoo_t averages[2]{};
     filters.slow->GetAvgPhasors(averages);
     return averages[0].mag / 8.932e-5F;
@@ -302,12 +307,7 @@ TEST_F(CorrelatorTest, DcAverages) {
     expected += 1000 * n - (n > 90 ? 1000 * (n - 90) : 0);
     ASSERT_NEAR(average(1000 * n), expected / std::min(n, 90), 1e-6) << n;
   }
-  channels.channels[1].status = 1;
-  EXPECT_NEAR(average(5), 5, 1e-9);  // at once
-  channels.channels[1].status = 0;
-  data.discharging = 1;
-  EXPECT_NEAR(average(6), 6, 1e-9);
-  data.discharging = 0;
+  EXPECT_NEAR(average(5, false), 5, 1e-9);  // at once
   filters.slow->reset(0);
   EXPECT_NEAR(average(70), 70, 1e-9);  // starts anew
 
@@ -369,7 +369,7 @@ TEST_F(CorrelatorTest, RequestsAndReadersMeetTheProducer) {
   });
   for (int i = 0; i < 200; ++i) {
     Feed(filters, words);
-    filters.slow->updateDC();
+    filters.slow->updateDC({}, true);
     if (!acquisition::ReplaceResetRequest(acquisition::kResetNow, acquisition::kNoReset)) continue;
     filters.slow->reset(0);
     filters.fast->reset(0);

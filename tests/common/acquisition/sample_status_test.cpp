@@ -62,7 +62,8 @@ TEST(SampleStatus, OneBadSampleIsAGlitchTwoCount) {
       words.push_back(0x65432100 | StatusOf(c.second[i]));
     }
     testing::internal::CaptureStderr();
-    EXPECT_EQ(CheckFaultAndOverRangeStatusBits(words.data(), static_cast<int>(words.size() / 2)),
+    EXPECT_EQ(CheckFaultAndOverRangeStatusBits(words.data(), static_cast<int>(words.size() / 2),
+                                               channels),
               c.result);
     const bool asked = channels.channels[0].cpld_requests + channels.channels[1].cpld_requests > 0;
     EXPECT_EQ(asked, c.result != 0);

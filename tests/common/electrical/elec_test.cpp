@@ -15,7 +15,6 @@
 namespace {
 
 using acquisition::elec;
-using acquisition::ElecLinks;
 using acquisition::electricalresults_t;
 using acquisition::phasorarr_t;
 using acquisition::phasortoo_t;
@@ -37,13 +36,11 @@ class ElecTest : public testing::Test {
     Msg::ghmp.Set(&data);
     data.frequency = kHertz;
   }
-  ~ElecTest() override {
-    Msg::ghmp.Set(nullptr);
-    elec::SetLinks({});
-  }
+  ~ElecTest() override { Msg::ghmp.Set(nullptr); }
   electricalresults_t Results(double m0, double p0, double m1, double p1, int type = 0) {
-    const phasorarr_t phasors{{p0, p1}, {m0, m1}, 512};
-    results_.StorePhasors(&type, &phasors);
+    const phasorarr_t measured{{0, 0}, {7, 7}, 512};
+    const phasortoo_t corrected[2] = {{p0, m0, 0, 0, 512}, {p1, m1, 0, 0, 512}};
+    results_.StorePhasors(&type, &measured, corrected);
     electricalresults_t r{};
     results_.GetResults(type == 0 ? 4 : 2, &r);
     return r;
@@ -128,15 +125,11 @@ TEST_F(ElecTest, EachFilterHasItsOwnResult) {
   }
 }
 
-TEST_F(ElecTest, CorrectionsComeBeforeTheInstrumentsCalibration) {
+TEST_F(ElecTest, TheInstrumentsCalibrationComesLast) {
   Doubling doubling;
-  elec::SetLinks({[](const phasortoo_t* in, phasortoo_t* out) {
-                    out[1].mag = in[1].mag + 1;
-                    return 0;
-                  },
-                  &doubling});
-  EXPECT_EQ(Results(10, 1, 2, 0.5).mag[1], 6);
-  EXPECT_EQ(Results(10, 1, 4, 0.5, 1).mag[1], 10);
+  results_.SetStray(&doubling);
+  EXPECT_EQ(Results(10, 1, 3, 0.5).mag[1], 6);
+  EXPECT_EQ(Results(10, 1, 5, 0.5, 1).mag[1], 10);
 }
 
 }  // namespace

@@ -261,9 +261,8 @@ TEST_F(TestRun, ADcTestWithoutACurrentHasNoResistance) {
 
 TEST_F(TestRun, AScaleTakenAwayWhileTheFilterSettlesIsTakenAgain) {
   manager.EndAcquisition();  // the test is the consumer
-  const auto products = std::make_shared<acquisition::BlockProducts>(1024);
-  acquisition::ARMCorrelation fast(1, 512, 12.5e6, 32, 512, 0, products);
-  acquisition::ARMCorrelation slow(0, 0, 12.5e6, 32, 512, 0, products);
+  acquisition::ARMCorrelation fast(1, 512, 12.5e6, 32, 512, 0, 1024);
+  acquisition::ARMCorrelation slow(0, 0, 12.5e6, 32, 512, 0, 1024);
   AcqChan::set_SineCorrelators(&fast, &slow);
   ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
   ghmp->SetStartTest(true);
@@ -273,8 +272,9 @@ TEST_F(TestRun, AScaleTakenAwayWhileTheFilterSettlesIsTakenAgain) {
   const std::vector<int> block(2048, 0x100);
   const auto step = [&] {
     clock.Advance(std::chrono::seconds(1));
-    slow.update(block.data(), 1024);
-    fast.updateF(block.data(), 1024);
+    const auto [products, cycle] = slow.update(block.data(), 1024);
+    if (cycle != nullptr) slow.Published();
+    if (fast.updateF(products) != nullptr) fast.Published();
     channel.external_event_notify(ACQ_EVT_SAMPLES_RECEIVED);
     AcqChan::set_reset_sine_correlators_request(0);
   };

@@ -167,7 +167,6 @@ class ClippedSignal : public Channels {
   static constexpr double kFull = 8388607;
 
   ClippedSignal() {
-    acquisition::SetSampleChannels(&pair);
     ghmp->SetFrequency(60);
     ghmp->sourcemode = Msg::internalLVVoltageSourceE;
     ghmp->measCh1_mode = Msg::AC_Volt;
@@ -176,13 +175,13 @@ class ClippedSignal : public Channels {
     ghmp->testStart = true;
   }
   ~ClippedSignal() override {
-    acquisition::DeleteFilters(filters);
-    acquisition::SetSampleChannels(nullptr);
+    AcqChan::set_SineCorrelators(nullptr, nullptr);
     ghmp->testStart = false;
   }
   void Make(int cycle) {
     ghmp->samplespercyc = cycle;
     filters = acquisition::CreateFilters({kPairs, 12500000, 32, cycle, cycle, 0});
+    pair.set_SineCorrelators(filters.fast.get(), filters.slow.get());
     first.set_status_flag(0, Valid_Data);
     second.set_status_flag(0, Valid_Data);
     second.set_sample_discard_count(0);
@@ -202,8 +201,10 @@ class ClippedSignal : public Channels {
     }
     if (acquisition::GetResetRequest() == 0) {
       pair.expect_block(block.data(), kPairs);
-      filters.slow->update(block.data(), kPairs);
-      filters.fast->updateF(block.data(), kPairs);
+      const auto [products, finished] = filters.slow->update(block.data(), kPairs);
+      if (finished != nullptr) filters.slow->Published();
+      for (int ch : {0, 1}) pair.Channel(ch).StoreBlockFigures(products.figures[ch]);
+      if (filters.fast->updateF(products) != nullptr) filters.fast->Published();
       pair.process_sample_buff(block.data(), kPairs);
     }
     if (acquisition::GetResetRequest() != 0) pair.reset_sine_correlators();
@@ -254,7 +255,7 @@ TEST_F(ClippedSignal, NeverMakesAValidResult) {
     EXPECT_GT(good, blocks) << "a whole cycle of good samples";
     ASSERT_EQ(second.get_status_flag(), Valid_Data);
     for (const double amplitude : Amplitudes()) EXPECT_NEAR(amplitude, 0.5, 1e-6);
-    acquisition::DeleteFilters(filters);
+    pair.set_SineCorrelators(nullptr, nullptr);
   }
 }
 
@@ -341,7 +342,6 @@ TEST_F(Channels, EventsAndLatches) {
 }
 
 TEST_F(Channels, CorrelatorsStartATest) {
-  acquisition::SetSampleChannels(&pair);
   ghmp->testype = Msg::TEST_HVTTR;
   ghmp->curange = ghmp->voltrange = 3;
   ghmp->frequency = 60;
@@ -350,6 +350,7 @@ TEST_F(Channels, CorrelatorsStartATest) {
   EXPECT_EQ(AcqChan::get_standard_dev(deviations), -1);
   acquisition::Filters filters =
       acquisition::CreateFilters({kPairs, 12500000, 32, 4 * kPairs, 4 * kPairs, 0});
+  pair.set_SineCorrelators(filters.fast.get(), filters.slow.get());
   ghmp->samplespercyc = 4 * kPairs;
   EXPECT_EQ(ghmp->testype, Msg::TEST_NONE);
   EXPECT_EQ(ghmp->curange, 0);
@@ -380,10 +381,9 @@ TEST_F(Channels, CorrelatorsStartATest) {
   EXPECT_FALSE(first.full_cycle_statistics_available());
 
   ghmp->testype = Msg::TEST_HVTTR;
-  acquisition::DeleteFilters(filters);
+  pair.set_SineCorrelators(nullptr, nullptr);
   EXPECT_EQ(ghmp->testype, Msg::TEST_HVTTR);  // an end sets nothing up
   EXPECT_EQ(AcqChan::get_sineCorr_Slow(), nullptr);
-  acquisition::SetSampleChannels(nullptr);
 }
 
 TEST_F(Channels, CaptureHoldsThePairs) {
