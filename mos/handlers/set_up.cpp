@@ -169,6 +169,7 @@ int SetUp::Begin(const Kind& kind, const Request& request, void* reply) {
                     (ghmp->*kind.highest).load() * 0.9);
   if (SetModes(its_.GetCorrelators(), kind.fast_codes, kind.slow_codes, reply) < 0) return -1;
   SetUpChannels();
+  AcquisitionSystem::AcqChan::announce_parameters();
   return 0;
 }
 

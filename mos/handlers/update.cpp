@@ -320,8 +320,9 @@ void Update::FitCorrelators(int samples) {
 }
 
 // From here the samples count again.
-void Update::EndUpdate(const Change& update) {
+void Update::EndUpdate(const Change& update, bool running) {
   its_.measurement.EndUpdate();
+  if (!running) AcquisitionSystem::AcqChan::announce_parameters();
   TellFrequencyDone(update.frequency, true);
   msgmonitorm.ResetTimer();
   its_.ResetCorrelators();
@@ -373,7 +374,7 @@ int Update::Handle(const typename Kind::Request& asked, typename Kind::Reply& re
   Kind::EndCycle(update.frequency);
   Kind::Acknowledge(reply, update.frequency);
   reply.Show(kInfo);
-  EndUpdate(update);
+  EndUpdate(update, running);
   return 0;
 }
 

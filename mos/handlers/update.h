@@ -34,7 +34,7 @@ class Update {
   void NoteChanges(Change& update, unsigned changed);
   int SetClock(const Change& update);
   void FitCorrelators(int samples);
-  void EndUpdate(const Change& update);
+  void EndUpdate(const Change& update, bool running);
 
   const Instrument& its_;
 };

@@ -38,6 +38,7 @@ bool BeginResults(int voltage_range, int current_range) {
   Msg::ghmp->voltscal = static_cast<short>(voltage_range);
   Msg::ghmp->curange = static_cast<short>(current_range);
   Msg::ghmp->SetStartTest(true);
+  AcqChan::announce_parameters();
   Msg::ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
   platform::Clock& clock = platform::Machine().Clock();
   const auto patience = clock.Monotonic() + kPatience;

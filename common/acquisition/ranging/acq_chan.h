@@ -14,6 +14,7 @@
 
 #include "common/acquisition/dobj.h"
 #include "common/acquisition/ranging/channel_enums.h"
+#include "common/acquisition/ranging/channel_parameters.h"
 #include "common/acquisition/ranging/control_type.h"
 #include "common/acquisition/ranging/fixed_range.h"
 #include "common/acquisition/ranging/full_cycle.h"
@@ -132,6 +133,8 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   ResultGuard& Guard() { return result_guard_; }
   /// A test is set up: what spoilt the one before no longer counts.
   static void begin_test();
+  /// Its parameters are known: each channel takes them at the next block that counts.
+  static void announce_parameters();
   /// Of both correlators, which the guard goes by.
   static ResultGuard::Sums get_sums();
 
@@ -234,6 +237,7 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   void StartFiguresOfTest();
 
   void HandleEvent(EXTERNAL_EVENT event) Q5_REQUIRES(ext_event_mutex);
+  ChannelParameters NextParameters() Q5_REQUIRES(ext_event_mutex);
   template <class Matches>
   int FindRange(int mode, Matches matches) const;
   int SetsPerCycle() const Q5_REQUIRES(figures_lock_);
@@ -267,6 +271,7 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
 
   mutable platform::Mutex ext_event_mutex;  // one event at a time, which may change fixed_range_
   std::array<std::int64_t, ACQ_EVT_TYPES> event_counts_ Q5_GUARDED_BY(ext_event_mutex){};
+  unsigned parameters_version_ Q5_GUARDED_BY(ext_event_mutex) = 0;
   FixedRange fixed_range_{*this};
 
   mutable platform::Mutex figures_lock_;

@@ -100,13 +100,31 @@ void AcqChan::HandleEvent(EXTERNAL_EVENT event) {
       return;
     case ACQ_EVT_ALL_TEST_PARAMS:
     case ACQ_EVT_UPDATE_TEST_PARAMS:
-      return fixed_range_.Start();
+      return fixed_range_.Start(NextParameters());
+    case ACQ_EVT_SOURCE_RAMPED_TO_ZERO:
+      return fixed_range_.Change(NextParameters());
     case ACQ_EVT_STOP_TEST:
       result_guard_.BeginTest();
       return fixed_range_.Stop();
     default:
       return;
   }
+}
+
+void AcqChan::announce_parameters() {
+  for (ACQ_CHAN_NUM ch = ACQ_CH1; ch < ACQ_CHAN_COUNT; ch = inc(ch)) {
+    AcqChan* channel = get_AcqCh_instance(ch);
+    if (channel == nullptr) continue;
+    const platform::Lock lock(channel->ext_event_mutex);
+    channel->fixed_range_.Change(channel->NextParameters());
+  }
+}
+
+ChannelParameters AcqChan::NextParameters() {
+  set_control_type();
+  ChannelParameters parameters = ParametersOf(*Msg::ghmp, hwch, get_mode());
+  parameters.version = ++parameters_version_;
+  return parameters;
 }
 
 std::int64_t AcqChan::GetEventCount(EXTERNAL_EVENT event) const {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <numbers>
 
 #include "common/acquisition/correct.h"
 #include "common/acquisition/range_table.h"
@@ -29,13 +28,9 @@ constexpr int kLooksToGiveUp = 2;  // without an answer
 constexpr int kAttempts = 100;     ///< blocks in which the CPLD may be busy
 constexpr double kDefaultDelay = 0.1;
 
-bool IsCurrent(int mode) { return mode == Msg::ACDC_Current; }
-
 }  // namespace
 
-double get_filter_delay_time() {
-  const int first = ghmp->GetFilter(0);
-  const int second = ghmp->GetFilter(1);
+double get_filter_delay_time(int first, int second) {
   constexpr int kFilters = std::size(analogfilterdelays);
   const auto delay = [](int filter) {
     return filter > 0 && filter < kFilters ? analogfilterdelays[filter] : -1.0;
@@ -49,30 +44,11 @@ double get_filter_delay_time() {
 
 // --- Which range ---
 
-int FixedRange::HostRange() const {
-  const bool current_test = ghmp->CurrentTest();
-  if (IsCurrent(channel_.get_mode())) return current_test ? ghmp->ampscal : ghmp->curange;
-  return current_test ? ghmp->voltrange : ghmp->voltscal;
-}
-
-double FixedRange::TargetPeak() const {
-  const bool current = IsCurrent(channel_.get_mode());
-  if (current != ghmp->CurrentTest()) return 0;
-  double level = current ? ghmp->ampmax : ghmp->volttarget;
-  if (ghmp->IsInternalHVVoltageTest() || channel_.get_mode() == Msg::AC_Volt) {
-    const bool second = channel_.get_hwch() == ACQ_CH2;
-    const double lead = second ? ghmp->GetHV2MeasScaleFactor() : ghmp->GetHVMeasScaleFactor();
-    if (lead > 0) level /= lead;
-  }
-  return ghmp->IsDCTest() ? level : level * std::numbers::sqrt2;
-}
-
 int FixedRange::Choose() const {
-  const int mode = channel_.get_mode();
+  const int mode = parameters_.mode;
   const int entries = acquisition::range_table_size(channel_.get_hwch(), mode);
-  const int host = HostRange();
-  if (host > 0 && host <= entries) return host;
-  const double peak = TargetPeak() * kHeadroom;
+  if (parameters_.range > 0 && parameters_.range <= entries) return parameters_.range;
+  const double peak = parameters_.peak * kHeadroom;
   int fitting = 0;
   int least_sensitive = 1;
   const auto full_scale = [&](int index) {
@@ -86,25 +62,23 @@ int FixedRange::Choose() const {
   return peak > 0 && fitting > 0 ? fitting : least_sensitive;
 }
 
-FixedRange::Setting FixedRange::Wanted() const {
-  return {.mode = channel_.get_mode(),
-          .index = Choose(),
-          .filters = {ghmp->GetFilter(0), ghmp->GetFilter(1)},
-          .frequency = ghmp->GetFrequency()};
-}
-
 // --- Taking it ---
 
-void FixedRange::Start() {
-  channel_.set_control_type();
-  setting_ = Wanted();
+void FixedRange::Start(const ChannelParameters& parameters) {
+  parameters_ = parameters;
+  Begin();
+}
+
+void FixedRange::Begin() {
+  version_ = parameters_.version;
+  index_ = Choose();
   attempts_ = 0;
   lost_looks_ = 0;
   scaled_ = false;
   phase_ = Phase::kWrite;
   channel_.set_status_flag(kStatusKeepMask, Ranging);
   logger_mgr::print(chanfsmL, kInfo, 0, "%s %s.%d: mode:%d range_index:%d\n", channel_.name(),
-                    __func__, __LINE__, setting_.mode, setting_.index);
+                    __func__, __LINE__, parameters_.mode, index_);
   if (!acquisition::IsCalibrated(channel_.get_hwch())) {
     return GiveUp("the channel is not calibrated", Msg::NAK_MCODE_EEPROMXML);
   }
@@ -113,7 +87,7 @@ void FixedRange::Start() {
 
 // A set-up gives the correlators the first range, and a restart of acquisition the channel as well.
 bool FixedRange::InForce() const {
-  const auto* entry = channel_.get_range_table_ent(setting_.mode, setting_.index);
+  const auto* entry = channel_.get_range_table_ent(parameters_.mode, index_);
   const auto* filter = AcqChan::get_sineCorr_Slow();
   return channel_.get_range_info_in_use() == entry &&
          (filter == nullptr || filter->GetRange(channel_.get_hwch()) == entry);
@@ -125,10 +99,12 @@ bool FixedRange::IsTaken() const {
 }
 
 void FixedRange::Step() {
-  if (ghmp->testStart && (Wanted() != setting_ || (IsTaken() && !InForce()))) return Start();
+  const bool is_lost = parameters_.version != version_ || (IsTaken() && !InForce());
+  if (is_lost && ghmp->testStart) return Begin();
   switch (phase_) {
     case Phase::kIdle:
       return LookAtFrontEnd();
+    case Phase::kRest:
     case Phase::kGivenUp:
       return;
     case Phase::kWrite:
@@ -145,21 +121,20 @@ void FixedRange::Step() {
 }
 
 void FixedRange::Stop() {
-  phase_ = Phase::kIdle;
+  phase_ = Phase::kRest;
   scaled_ = false;
-  setting_ = {};
   channel_.init_test_parameters();
   channel_.set_status_flag(kStatusKeepMask, Data_Not_Valid);
 }
 
 void FixedRange::Write() {
   if (++attempts_ > kAttempts) return GiveUp("the range was not taken", Msg::NAK_MCODE_RANGE_SET);
-  const auto* entry = channel_.get_range_table_ent(setting_.mode, setting_.index);
+  const auto* entry = channel_.get_range_table_ent(parameters_.mode, index_);
   std::uint8_t status = 0;
   const auto code = static_cast<std::uint8_t>(entry->RangeCode);
   if (channel_.FrontEnd().set_range_register(code, status) < 0) return;
   if (!Dev::NotBusyMeasFPGAStatus(status)) return;
-  channel_.set_range_index(setting_.index);
+  channel_.set_range_index(index_);
   channel_.set_range_info_in_use(entry);
   attempts_ = 0;
   phase_ = Phase::kConfirm;
@@ -173,7 +148,8 @@ void FixedRange::Confirm() {
   const auto code = static_cast<int>(channel_.get_range_info_in_use()->RangeCode & 0xFF);
   if (channel_.get_last_cpld_range() != code) return;
   TakeScale();
-  const std::chrono::duration<double> delay(get_filter_delay_time());
+  const std::chrono::duration<double> delay(
+      get_filter_delay_time(parameters_.filters[0], parameters_.filters[1]));
   settled_at_ = platform::Machine().Clock().Monotonic() +
                 std::chrono::duration_cast<platform::Nanoseconds>(delay);
   phase_ = Phase::kSettle;
@@ -182,7 +158,7 @@ void FixedRange::Confirm() {
 void FixedRange::TakeScale() {
   for (auto* filter : {AcqChan::get_sineCorr_Fast(), AcqChan::get_sineCorr_Slow()}) {
     if (filter == nullptr) continue;
-    filter->SetScaleFactors(channel_.get_hwch(), setting_.mode, setting_.index);
+    filter->SetScaleFactors(channel_.get_hwch(), parameters_.mode, index_);
   }
   acquisition::Correct::GetCorrect().Corr_set_range(channel_.get_hwch(), channel_);
 }
@@ -203,7 +179,7 @@ void FixedRange::Restart() {
 void FixedRange::AwaitFirstCycle() {
   if (AcqChan::get_sineCorr_Slow() == nullptr) return;
   const auto sums = AcqChan::get_sums();
-  if (!sums.has_result && !ghmp->IsVLFTest()) return;
+  if (!sums.has_result && !parameters_.is_very_slow) return;
   if (!sums.has_result) channel_.Guard().AcceptOpenCycle(sums);
   phase_ = Phase::kIdle;
   // whether the signal fits the range is for the samples to say
@@ -228,7 +204,7 @@ void FixedRange::LookAtFrontEnd() {
 
 void FixedRange::GiveUp(const char* what, short code) {
   logger_mgr::print(chanfsmL, kError, 0, "%s %s.%d: range_index:%d %s\n", channel_.name(), __func__,
-                    __LINE__, setting_.index, what);
+                    __LINE__, index_, what);
   ghmp->SetErrorCode(code, 1, channel_.get_hwch());
   channel_.set_status_flag(kStatusKeepMask, Data_Not_Valid);
   phase_ = Phase::kGivenUp;

@@ -13,6 +13,7 @@
 
 #include <atomic>
 
+#include "common/acquisition/ranging/channel_parameters.h"
 #include "platform/clock.h"
 
 namespace AcquisitionSystem {
@@ -22,8 +23,8 @@ class AcqChan;
 /// Seconds that a filter takes to settle, by filter index; below 0 for those that never measure.
 inline constexpr double analogfilterdelays[16] = {-1.0, 0.1,  0.1, 18.0, 6.0, 1.8, 0.7, 0.5,
                                                   0.2,  0.15, 0.1, 0.1,  0.1, 0.1, 0.1, -1.0};
-/// The longer delay of both channels' filters, s; 0.1 when one is none that measures.
-double get_filter_delay_time();
+/// The longer delay of both channels' filters, s; 0.1 unless both are filters that measure.
+double get_filter_delay_time(int first, int second);
 
 class FixedRange {
  public:
@@ -31,9 +32,10 @@ class FixedRange {
   explicit FixedRange(AcqChan& channel) : channel_(channel) {}
 
   /// The test's parameters have come, or changed: takes the range from the beginning.
-  void Start();
-  /// A block has come: goes on, and begins anew by itself when a range, a filter or a frequency is
-  /// no longer that of the test.
+  void Start(const ChannelParameters& parameters);
+  /// They will change further: from the beginning at the next block.
+  void Change(const ChannelParameters& parameters) { parameters_ = parameters; }
+  /// A block has come: goes on, and from the beginning when the range is no longer in force.
   void Step();
   /// The test is over: the channel goes back to its first range, and its data is not valid.
   void Stop();
@@ -42,30 +44,17 @@ class FixedRange {
   /// results. Any thread.
   bool IsScaled() const { return scaled_; }
 
-  /// The index that suits the test: the host's own, when it names one that there is; else the most
+ private:
+  enum class Phase { kRest, kIdle, kWrite, kConfirm, kSettle, kRestart, kFirstCycle, kGivenUp };
+
+  void Begin();
+  /// The index that suits the test: the host's own, when it names a valid one; else the most
   /// sensitive one whose full scale is above the target level's peak, where a level is known; else
   /// the least sensitive one.
   int Choose() const;
-
- private:
-  enum class Phase { kIdle, kWrite, kConfirm, kSettle, kRestart, kFirstCycle, kGivenUp };
-
-  /// What a range is taken for.
-  struct Setting {
-    int mode = 0;  ///< Msg::Input_Mode
-    int index = 0;
-    int filters[2] = {};
-    float frequency = 0;  ///< Hz
-    bool operator==(const Setting&) const = default;
-  };
-
-  Setting Wanted() const;
-  /// The front end has confirmed the range, and the correlators have been told.
+  /// The front end has confirmed the range, and the correlators have it.
   bool IsTaken() const;
   bool InForce() const;
-  int HostRange() const;
-  /// Peak at the channel's input, V or A; 0 when it is not known.
-  double TargetPeak() const;
 
   void Write();
   void Confirm();
@@ -77,8 +66,10 @@ class FixedRange {
   void GiveUp(const char* what, short code);
 
   AcqChan& channel_;
-  Phase phase_ = Phase::kIdle;
-  Setting setting_;
+  Phase phase_ = Phase::kRest;
+  ChannelParameters parameters_;
+  unsigned version_ = 0;  ///< of those that the range is taken for
+  int index_ = 0;         ///< of the range
   int attempts_ = 0;
   platform::Nanoseconds settled_at_{0};  ///< monotonic
   platform::Nanoseconds next_look_{0};   ///< likewise

@@ -269,6 +269,7 @@ TEST_F(TestRun, AScaleTakenAwayWhileTheFilterSettlesIsTakenAgain) {
   ghmp->curange = static_cast<short>(RangeFor(4e-5));
   const auto* entry = acquisition::get_range_table_ent(1, Msg::ACDC_Current, ghmp->curange);
   AcqChan& channel = *AcqChan::get_AcqCh_instance(ACQ_CH2);
+  AcqChan::announce_parameters();
   const std::vector<int> block(2048, 0x100);
   const auto step = [&] {
     clock.Advance(std::chrono::seconds(1));
