@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <utility>
 
-#include "common/acquisition/instrument_file.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/dev/fpga/fpga_registers.h"
+#include "common/lib/instrument_file.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
@@ -73,7 +73,7 @@ Acquisition::~Acquisition() {
 const char* Acquisition::OpenFiles() {
   if (const char* failed = snapshot_.Open()) return failed;
   for (const char* path : kScratchFiles) {
-    if (!CreateInstrumentFile(path)) return path;
+    if (!lib::CreateFile(path)) return path;
   }
   if (const char* failed = producer_.Open()) return failed;
   return consumer_.Open();

@@ -5,8 +5,8 @@
 #include <array>
 #include <cstdio>
 
-#include "common/acquisition/instrument_file.h"
 #include "common/acquisition/sample_pool.h"
+#include "common/lib/instrument_file.h"
 #include "common/log/eventlog.h"
 #include "common/log/histogram.h"
 #include "common/log/logger_mgr.h"
@@ -37,14 +37,14 @@ constexpr long kFullLineSeconds = 11;
 
 bool CounterFile::Create() {
   // a line each wake-up: to force each of them out would cost more than all else here
-  file_ = CreateInstrumentFile(kCountersPath, Writes::kInTime);
+  file_ = lib::CreateFile(kCountersPath, lib::Writes::kInTime);
   return static_cast<bool>(file_);
 }
 
 void CounterFile::Begin(int blocks_per_chunk, int blocks_in_pool) {
   blocks_per_chunk_ = blocks_per_chunk;
   blocks_in_pool_ = blocks_in_pool;
-  ReplaceContents(file_.Get(), "");
+  lib::ReplaceContents(file_.Get(), "");
   size_ = 0;
   last_minutes_ = 0;
   last_seconds_ = 0;
@@ -99,8 +99,8 @@ const char* Consumer::Open() {
   if (!block_index_.Open(kBlockIndexPath)) return kBlockIndexPath;
   if (!received_.Open(kReceivedPath)) return kReceivedPath;
   if (!counter_file_.Create()) return kCountersPath;
-  const platform::UniqueFd phasors = CreateInstrumentFile(kPhasorsPath);
-  if (!phasors || !ReplaceContents(phasors.Get(), kPhasorsHeading)) return kPhasorsPath;
+  const platform::UniqueFd phasors = lib::CreateFile(kPhasorsPath);
+  if (!phasors || !lib::ReplaceContents(phasors.Get(), kPhasorsHeading)) return kPhasorsPath;
   return nullptr;
 }
 

@@ -5,9 +5,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "common/acquisition/instrument_file.h"
 #include "common/acquisition/sample_channel.h"
 #include "common/acquisition/sample_status.h"
+#include "common/lib/instrument_file.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
@@ -55,7 +55,7 @@ Producer::~Producer() {
 }
 
 const char* Producer::Open() {
-  waveform_file_ = CreateInstrumentFile(kWaveformPath);
+  waveform_file_ = lib::CreateFile(kWaveformPath);
   if (!waveform_file_) return kWaveformPath;
   return overflow_.Open(kOverflowPath) ? nullptr : kOverflowPath;
 }

@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <string>
 
-#include "common/acquisition/instrument_file.h"
 #include "common/acquisition/sample_word.h"
 #include "common/acquisition/waveform_capture.h"
+#include "common/lib/instrument_file.h"
 #include "common/log/log_files.h"
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"
@@ -44,9 +44,9 @@ Snapshot::~Snapshot() {
 }
 
 const char* Snapshot::Open() {
-  command_file_ = CreateInstrumentFile(kCommandPath);
+  command_file_ = lib::CreateFile(kCommandPath);
   if (!command_file_) return kCommandPath;
-  scratch_ = CreateInstrumentFile(kScratchPath);
+  scratch_ = lib::CreateFile(kScratchPath);
   return scratch_ ? nullptr : kScratchPath;
 }
 
@@ -64,7 +64,7 @@ void Snapshot::CheckSnapShot() {
     case State::kRunning:
       return;
     case State::kComplete:
-      ReplaceContents(command_file_.Get(), "");
+      lib::ReplaceContents(command_file_.Get(), "");
       g_snapshotStart = State::kNone;
   }
 }
@@ -78,11 +78,11 @@ void Snapshot::TakeCommand() {
     logger_mgr::print(acquisitionL, kError, 0,
                       "%s.%d: wrong input format, it should be as samplecount filename\n",
                       "CheckSnapShot", __LINE__);
-    ReplaceContents(command_file_.Get(), "");
+    lib::ReplaceContents(command_file_.Get(), "");
     return;
   }
-  ReplaceContents(command_file_.Get(),
-                  "Capturing " + std::to_string(command->samples) + " samples. Please wait...\n");
+  lib::ReplaceContents(command_file_.Get(), "Capturing " + std::to_string(command->samples) +
+                                                " samples. Please wait...\n");
   {
     const platform::Lock lock(g_smutex);
     command_ = *std::move(command);
@@ -203,7 +203,7 @@ bool Snapshot::MoveToOutput(const SnapshotCommand& command) {
     logger_mgr::print(acquisitionL, kError, 0, "%s: %s cannot be written: %m\n", "RunSnapshot",
                       command.file.c_str());
   }
-  ReplaceContents(scratch_.Get(), "");
+  lib::ReplaceContents(scratch_.Get(), "");
   return moved;
 }
 

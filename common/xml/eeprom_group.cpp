@@ -6,10 +6,10 @@
 #include <string_view>
 #include <utility>
 
+#include "common/lib/instrument_file.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/module_id.h"
 #include "common/xml/chip_files.h"
-#include "common/xml/instrument_file.h"
 #include "common/xml/raw_image.h"
 #include "common/xml/raw_template.h"
 #include "common/xml/xml_post.h"
@@ -90,7 +90,7 @@ void EepromGroup::WarnOf(EepromKind kind) const {
     if (found == std::end(kMainWarnings)) return;
     text = found->text;
   }
-  AppendText(kDiagnosticsPaths.at(static_cast<std::size_t>(module_)), text);
+  lib::AppendText(kDiagnosticsPaths.at(static_cast<std::size_t>(module_)), text, ee_grpL);
 }
 
 EepromGroup::Pass EepromGroup::WriteRaw(std::size_t place) {
@@ -111,7 +111,7 @@ EepromGroup::Pass EepromGroup::WriteRaw(std::size_t place) {
 
 EepromGroup::Pass EepromGroup::WriteOne(std::size_t place) {
   if (!UpdateFile(chips_.List()[place])) return Pass::Next;
-  RemoveFile(_file_f.c_str());  // of an earlier start, perhaps of another board
+  lib::RemoveFile(_file_f.c_str(), ee_grpL);  // of an earlier start, perhaps of another board
   if (chips_.Read(place, kFirstRead, 0) != 0) {
     logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: its EEPROM cannot be read\n",
                       _file_f.c_str());
@@ -148,7 +148,7 @@ int EepromGroup::WriteEepromToXml(char*) {
   for (std::size_t place = 0; place < chips_.List().size(); ++place) {
     const Pass result = WriteOne(place);
     // what is left of a record that failed its checks is not to be measured with
-    if (result != Pass::Written) RemoveFile(_file_f.c_str());
+    if (result != Pass::Written) lib::RemoveFile(_file_f.c_str(), ee_grpL);
     if (result == Pass::Fail) return -1;
     if (result == Pass::Bad) WarnOf(chips_.List()[place].kind);
     if (result == Pass::Written && main) Upload();

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "common/lib/instrument_file.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/records/module_id.h"
@@ -14,7 +15,6 @@
 #include "common/xml/factors_file.h"
 #include "common/xml/file_checks.h"
 #include "common/xml/final_xml.h"
-#include "common/xml/instrument_file.h"
 #include "common/xml/intcal_rows.h"
 #include "common/xml/range_rows.h"
 #include "common/xml/raw_template.h"
@@ -137,7 +137,7 @@ void EepromGroup::ReadSystemDates(const XmlDocument& document) {
 void EepromGroup::ReadSSNFromXml(const XmlDocument& document) {
   sys_ser_num = TextOf(document, "sys_serial_num", kSerialChars);
   if (sys_ser_num.empty()) return;
-  WriteText(kDiscoveryPath, "#Varek#Q5#Serialnum#" + sys_ser_num + "\n");
+  lib::WriteText(kDiscoveryPath, "#Varek#Q5#Serialnum#" + sys_ser_num + "\n", ee_grpL);
 }
 
 void EepromGroup::ReadIntCalFromXml(const XmlDocument& document, const char* path) {
@@ -248,7 +248,7 @@ int EepromGroup::ReadMeasModule() {
     if (!UpdateFile(chip) || ReadChannel(tables) != 0) result = -1;
     factors += FactorsOf(second ? 1 : 0, tables.range_tbl);
   }
-  WriteText(kFactorsPath, factors);
+  lib::WriteText(kFactorsPath, factors, ee_grpL);
   return result;
 }
 

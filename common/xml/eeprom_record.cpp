@@ -9,8 +9,8 @@
 #include <span>
 #include <utility>
 
+#include "common/lib/instrument_file.h"
 #include "common/log/logger_mgr.h"
-#include "common/xml/instrument_file.h"
 #include "common/xml/xml_document.h"
 
 using Logger::ee24lc32L;
@@ -136,7 +136,7 @@ int EEPROMaccess::inflatefile(std::FILE* file, int length, int address, std::uin
 }
 
 int EEPROMaccess::Read(const char* filename) {
-  OwnedFile file = OpenFile(filename, "wbe");
+  lib::OwnedFile file = lib::OpenFile(filename, "wbe", Logger::ee_grpL);
   if (!file) return -1;
   EEPROMhdr header{};
   std::uint16_t sum = 0;
@@ -160,7 +160,7 @@ int EEPROMaccess::Read(const char* filename) {
       return -1;
     }
   }
-  if (CloseWritten(std::move(file), filename) != 0) return -1;
+  if (lib::CloseWritten(std::move(file), filename, Logger::ee_grpL) != 0) return -1;
   const std::uint16_t checksum = ChecksumOf(header, sum);
   if (checksum == header.chksum) return 0;
   logger_mgr::print(ee24lc32L, Logger::kError, 0, "%s: record with checksum 0x%x, not 0x%x\n",
@@ -200,7 +200,7 @@ int EEPROMaccess::Write(const char* filename, int ucblocklen, bool only_size) {
   sizeOnly = only_size;
   totalBytesWritten = 0;
   if (ucblocklen < 0 || ucblocklen > kEepromBytes - static_cast<int>(sizeof(EEPROMhdr))) return -1;
-  const OwnedFile file = OpenFile(filename, "rbe");
+  const lib::OwnedFile file = lib::OpenFile(filename, "rbe", Logger::ee_grpL);
   if (!file) return -1;
   const OpenChip chip(*this);
   if (!chip.IsOpen()) return -1;

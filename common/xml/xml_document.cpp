@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/lib/instrument_file.h"
 #include "common/log/logger_mgr.h"
-#include "common/xml/instrument_file.h"
 
 using Logger::ee_grpL;
 using Logger::logger_mgr;
@@ -57,7 +57,7 @@ bool IsElement(const xmlNode* node, const char* name) {
 }
 
 bool ReadAll(const char* path, std::string& text) {
-  const OwnedFile file = OpenFile(path, "rbe");
+  const lib::OwnedFile file = lib::OpenFile(path, "rbe", ee_grpL);
   if (!file) return false;
   char chunk[16384];
   while (text.size() <= kMaxXmlBytes) {
@@ -151,7 +151,8 @@ int XmlDocument::Save(const char* path) const {
   int size = 0;
   xmlDocDumpMemory(doc_.get(), &memory, &size);
   const OwnedText text(memory);
-  if (text) return WriteText(path, {ToChars(text.get()), static_cast<std::size_t>(size)});
+  if (text)
+    return lib::WriteText(path, {ToChars(text.get()), static_cast<std::size_t>(size)}, ee_grpL);
   logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: no text can be made of it\n", path);
   return -1;
 }

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <chrono>
 
+#include "common/lib/instrument_file.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/module_id.h"
 #include "common/xml/chip_files.h"
 #include "common/xml/eeprom_group.h"
-#include "common/xml/instrument_file.h"
 #include "platform/backend.h"
 
 using Logger::ee_grpL;
@@ -67,7 +67,8 @@ void EepromGroup::XMLPostResults(int xres) {
   for (std::size_t module = 0; module < std::size(kModuleBits); ++module) {
     if ((xres & kModuleBits[module]) == 0) continue;
     post_result |= kModuleBits[module];
-    AppendText(kDiagnosticsPaths.at(module), std::string(failure->text) + failure->code_line);
+    lib::AppendText(kDiagnosticsPaths.at(module), std::string(failure->text) + failure->code_line,
+                    ee_grpL);
   }
   const platform::Lock lock(post_err_mutex_);
   post_err = failure->post_err;

@@ -8,8 +8,9 @@
 #include <memory>
 #include <vector>
 
+#include "common/lib/instrument_file.h"
+#include "common/log/logger_mgr.h"
 #include "common/xml/eeprom_record.h"
-#include "common/xml/instrument_file.h"
 #include "common/xml/xml_document.h"
 
 namespace {
@@ -40,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   content[0] = 0xDB;
   content[1] = 0x1E;
   Chip(content).Read("/dev/null");
-  const Dev::OwnedFile file = Dev::OpenFile("/dev/null", "wbe");
+  const lib::OwnedFile file = lib::OpenFile("/dev/null", "wbe", Logger::ee_grpL);
   std::uint16_t sum = 0;
   const int length = static_cast<int>(std::min<std::size_t>(size, Dev::kEepromBytes));
   const int result = Chip(std::move(content)).inflatefile(file.get(), length, 0, sum);
