@@ -12,6 +12,8 @@ inline constexpr char kHeaderPath[] = "/varek/config/temphead.xml";
 /// Where the main module's uploads arrive.
 inline constexpr char kUploadDirectory[] = "/home/root/";
 
+inline constexpr char kMeas1File[] = "3s_meas1_f.xml";
+inline constexpr char kMeas2File[] = "4s_meas2_f.xml";
 inline constexpr char kBackplaneFile[] = "5m_back_f.xml";
 inline constexpr char kMainrefFile[] = "11m_mainref_f.xml";
 

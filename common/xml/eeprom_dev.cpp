@@ -7,6 +7,8 @@
 #include <cstring>
 #include <tuple>
 
+#include "common/xml/chip_files.h"
+
 namespace Dev {
 namespace {
 
@@ -64,6 +66,19 @@ MeasCh2EEPROM& MeasCh2EEPROM::GetMeasCh2EEPROM() {
 PSCAssemblyEEPROM& PSCAssemblyEEPROM::GetPSCAssemblyEEPROM() {
   static PSCAssemblyEEPROM board;
   return board;
+}
+
+std::span<const CalibratedBoard> CalibratedBoards() {
+  auto& meas1 = MeasCh1EEPROM::GetMeasCh1EEPROM();
+  auto& meas2 = MeasCh2EEPROM::GetMeasCh2EEPROM();
+  auto& mainref = MainRefEEPROM::GetMainRefEEPROM();
+  static const CalibratedBoard boards[] = {
+      {EepromKind::MeasCh1, kConfigDirectory, kMeas1File, meas1, meas1.action_3s, meas1.calrev_3s},
+      {EepromKind::MeasCh2, kConfigDirectory, kMeas2File, meas2, meas2.action_4s, meas2.calrev_4s},
+      {EepromKind::MainRef, kUploadDirectory, kMainrefFile, mainref, mainref.action_11m,
+       mainref.calrev_11m},
+  };
+  return boards;
 }
 
 }  // namespace Dev

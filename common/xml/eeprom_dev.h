@@ -4,7 +4,10 @@
 #pragma once
 
 #include <atomic>
+#include <span>
 #include <string>
+
+#include "common/xml/eeprom_chips.h"
 
 namespace Dev {
 
@@ -64,5 +67,17 @@ class PSCAssemblyEEPROM : public eepromdev {
  public:
   static PSCAssemblyEEPROM& GetPSCAssemblyEEPROM();
 };
+
+/// A board whose calibration the measurement module uses.
+struct CalibratedBoard {
+  EepromKind kind;
+  const char* directory;
+  const char* file;  ///< the final XML file
+  eepromdev& board;
+  std::atomic<int>& action;
+  std::atomic<int>& calrev;
+};
+/// Channel 1, channel 2, main reference.
+std::span<const CalibratedBoard> CalibratedBoards();
 
 }  // namespace Dev

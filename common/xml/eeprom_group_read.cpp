@@ -1,6 +1,5 @@
 // The calibration group: final XML files into tables.
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -47,18 +46,17 @@ std::string TextOf(const XmlDocument& document, const char* name, std::size_t si
   return processFieldName(document, name, size).value_or("");
 }
 
-bool ReadCalDateFromXml(const XmlDocument& document, const eepromdev& board,
-                        std::atomic<int>& action) {
+bool ReadCalDateFromXml(const XmlDocument& document, const CalibratedBoard& of) {
   const auto date = processFieldName(document, "brd_cal_date", kDateChars);
-  if (date) action = board.ChkBrdCalDate(date->c_str());
+  if (date) of.action = of.board.ChkBrdCalDate(date->c_str());
   return date.has_value();
 }
 
-bool ReadCalRevFromXml(const XmlDocument& document, eepromdev& board, std::atomic<int>& calrev) {
+bool ReadCalRevFromXml(const XmlDocument& document, const CalibratedBoard& of) {
   const auto revision = RevisionOf(document, kBoardCalBlock);
   if (!revision) return false;
-  calrev = *revision;
-  board.SetCalRevision(*revision);
+  of.calrev = *revision;
+  of.board.SetCalRevision(*revision);
   return true;
 }
 
@@ -188,35 +186,21 @@ void EepromGroup::SetMainrefError(const char* text, int step) {
 }
 
 void EepromGroup::ReadDatesAndRevisions() {
-  auto& meas1 = MeasCh1EEPROM::GetMeasCh1EEPROM();
-  auto& meas2 = MeasCh2EEPROM::GetMeasCh2EEPROM();
-  auto& mainref = MainRefEEPROM::GetMainRefEEPROM();
-  struct Board {
-    std::string path;
-    eepromdev& board;
-    std::atomic<int>& action;
-    std::atomic<int>& calrev;
-    bool is_mainref;
-  };
-  const Board boards[] = {
-      {std::string(kConfigDirectory) + "3s_meas1_f.xml", meas1, meas1.action_3s, meas1.calrev_3s,
-       false},
-      {std::string(kConfigDirectory) + "4s_meas2_f.xml", meas2, meas2.action_4s, meas2.calrev_4s,
-       false},
-      {Uploaded(kMainrefFile), mainref, mainref.action_11m, mainref.calrev_11m, true},
-  };
-  for (const Board& board : boards) {
-    const XmlDocument document = XmlDocument::Load(board.path.c_str());
-    const bool dated = ReadCalDateFromXml(document, board.board, board.action);
-    const bool revised = ReadCalRevFromXml(document, board.board, board.calrev);
-    if (!dated && board.is_mainref) SetMainrefError("Mainref xml error, date\n", kDateStep);
-    if (!revised && board.is_mainref) SetMainrefError("Mainref xml error, rev\n", kRevisionStep);
+  const auto boards = CalibratedBoards();
+  for (const CalibratedBoard& board : boards) {
+    const std::string path = std::string(board.directory) + board.file;
+    const XmlDocument document = XmlDocument::Load(path.c_str());
+    const bool dated = ReadCalDateFromXml(document, board);
+    const bool revised = ReadCalRevFromXml(document, board);
+    if (board.kind != EepromKind::MainRef) continue;
+    if (!dated) SetMainrefError("Mainref xml error, date\n", kDateStep);
+    if (!revised) SetMainrefError("Mainref xml error, rev\n", kRevisionStep);
   }
-  logger_mgr::print(ee_grpL, Logger::kNotice, 0, "actions: %d %d %d\n", meas1.action_3s.load(),
-                    meas2.action_4s.load(), mainref.action_11m.load());
-  logger_mgr::print(ee_grpL, Logger::kNotice, 0, "revs: %d %d %d\n", meas1.calrev_3s.load(),
-                    meas2.calrev_4s.load(), mainref.calrev_11m.load());
-  if (meas1.calrev_3s != meas2.calrev_4s) xml_post_result(kXmlPostFail, kXmlPostRevision);
+  logger_mgr::print(ee_grpL, Logger::kNotice, 0, "actions: %d %d %d\n", boards[0].action.load(),
+                    boards[1].action.load(), boards[2].action.load());
+  logger_mgr::print(ee_grpL, Logger::kNotice, 0, "revs: %d %d %d\n", boards[0].calrev.load(),
+                    boards[1].calrev.load(), boards[2].calrev.load());
+  if (boards[0].calrev != boards[1].calrev) xml_post_result(kXmlPostFail, kXmlPostRevision);
 }
 
 int EepromGroup::ReadUploadedFiles() {

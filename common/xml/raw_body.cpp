@@ -45,9 +45,9 @@ bool IsCalibration(const std::string& block) {
 }
 
 void StoreCalRevision(EepromKind kind, int revision) {
-  if (kind == EepromKind::MeasCh1) MeasCh1EEPROM::GetMeasCh1EEPROM().calrev_3s = revision;
-  if (kind == EepromKind::MeasCh2) MeasCh2EEPROM::GetMeasCh2EEPROM().calrev_4s = revision;
-  if (kind == EepromKind::MainRef) MainRefEEPROM::GetMainRefEEPROM().calrev_11m = revision;
+  for (const CalibratedBoard& board : CalibratedBoards()) {
+    if (board.kind == kind) board.calrev = revision;
+  }
 }
 
 }  // namespace
