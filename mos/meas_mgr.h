@@ -95,8 +95,8 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   int _skip_ee2xml = 0;
   std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
   SamplingClock clock_;
-  ChannelFilters filters_{*this, _i2cMgr};
-  Dividers dividers_{_i2cMgr};
+  ChannelFilters filters_{*this};
+  Dividers dividers_;
   Measurement measurement_;
   FilterReader filter_reader_;
   Recovery recovery_{measurement_, clock_, filter_reader_};

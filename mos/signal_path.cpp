@@ -1,11 +1,11 @@
 // The path of the samples at start-up: channels, corrections, results, acquisition.
 #include "common/acquisition/correct.h"
-#include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/channel_pair.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/dev/i2c/chips/i2c_eeprom.h"
 #include "common/electrical/elec.h"
 #include "common/log/logger_mgr.h"
+#include "common/xml/range_tables.h"
 #include "mos/instrument/process_flags.h"
 #include "mos/meas_mgr.h"
 
@@ -67,7 +67,7 @@ void MarkSlowFilterReset() {
 void MeasMgr::StartResults() { acquisition::elec::GetElec().Init(); }
 
 void MeasMgr::CreateChannels() {
-  acquisition::SetRangeTables(&Dev::GetEepromGroup(_i2cMgr));
+  Dev::SetRangeTables(&Dev::GetEepromGroup(_i2cMgr));
   AcquisitionSystem::SetFrontEnds(Channel(0), Channel(1));
   AcquisitionSystem::ChannelPair::Instance();
   LinkFpga();

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "common/acquisition/range_table.h"
 #include "common/log/logger_mgr.h"
+#include "common/xml/range_tables.h"
 
 using Logger::averagerL;
 using Logger::logger_mgr;
@@ -28,9 +28,9 @@ int Averager::SetChannelModes(int mode1, int mode2, int range1, int range2) {
 int Averager::GetScaleFactors() {
   const bool swapped = _swapchannels == 1;
   const auto* first =
-      get_range_table_ent(0, swapped ? _modech2 : _modech1, swapped ? _rangech2 : _rangech1);
+      Dev::get_range_table_ent(0, swapped ? _modech2 : _modech1, swapped ? _rangech2 : _rangech1);
   const auto* second =
-      get_range_table_ent(1, swapped ? _modech1 : _modech2, swapped ? _rangech1 : _rangech2);
+      Dev::get_range_table_ent(1, swapped ? _modech1 : _modech2, swapped ? _rangech1 : _rangech2);
   if (first == nullptr) {
     logger_mgr::print(averagerL, Logger::kError, 0,
                       "Get range entry FAILED modech1 %d rangech1 %d \n", _modech1, _rangech1);

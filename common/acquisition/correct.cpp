@@ -31,9 +31,6 @@ bool PhaseAdds(int ch) {
 
 }  // namespace
 
-constexpr mode_range_table_ent Correct::identity_factors = {
-    0, 0.0F, 1.0F, 0.0F, {{1.0F, 0.0F, 0.0F, 0.0F}}, {{0.0F, 0.0F, 0.0F, 0.0F}}};
-
 Correct& Correct::GetCorrect() {
   static Correct instance;
   return instance;

@@ -37,7 +37,7 @@ class Correct {
   /// Made on first use.
   static Correct& GetCorrect();
   /// Scale 1, gain 1, phase 0.
-  static const Dev::mode_range_table_ent identity_factors;
+  static constexpr const Dev::mode_range_table_ent& identity_factors = Dev::kIdentityEntry;
 
   Correct() { Corr_init(); }
   Correct(const Correct&) = delete;

@@ -4,12 +4,12 @@
 #include <limits>
 #include <numbers>
 
-#include "common/acquisition/range_table.h"
 #include "common/acquisition/sine_correlator.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
+#include "common/xml/range_tables.h"
 
 using Dev::mode_range_table_ent;
 using Logger::logger_mgr;
@@ -42,14 +42,14 @@ int SineCorrelator::SetMeasurementModes() {
   const bool swapped = _swapchannels == 1;
   const int first = swapped ? ghmp->measCh2_mode : ghmp->measCh1_mode;
   const int second = swapped ? ghmp->measCh1_mode : ghmp->measCh2_mode;
-  _ch1_measurementmode = get_range_table_ent(0, first, 1);
-  _ch2_measurementmode = get_range_table_ent(1, second, 1);
+  _ch1_measurementmode = Dev::get_range_table_ent(0, first, 1);
+  _ch2_measurementmode = Dev::get_range_table_ent(1, second, 1);
   return 0;
 }
 
 int SineCorrelator::SetScaleFactors(int channel, int mode, int range) {
   if (channel != 0 && channel != 1) return -1;
-  const mode_range_table_ent* entry = get_range_table_ent(channel, mode, range);
+  const mode_range_table_ent* entry = Dev::get_range_table_ent(channel, mode, range);
   if (entry == nullptr) return -1;
   (channel == 0 ? _ch1_measurementmode : _ch2_measurementmode) = entry;
   logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0,

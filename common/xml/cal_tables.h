@@ -25,9 +25,13 @@ struct mode_range_table_ent {
 };
 static_assert(sizeof(mode_range_table_ent) == 48);
 
+/// Scale 1, no correction.
+inline constexpr mode_range_table_ent kIdentityEntry = {
+    0, 0.0F, 1.0F, 0.0F, {{1.0F, 0.0F, 0.0F, 0.0F}}, {{0.0F, 0.0F, 0.0F, 0.0F}}};
+
 struct range_table {
   int num_ents;
-  mode_range_table_ent* ent;  ///< range index i is ent[i - 1]
+  const mode_range_table_ent* ent;  ///< range index i is ent[i - 1]
 };
 
 inline constexpr int kIntcalKeyChars = 64;

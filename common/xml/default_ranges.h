@@ -31,8 +31,11 @@ inline constexpr DefaultRange kDefaultRanges[] = {
 };
 
 constexpr mode_range_table_ent RowOf(const DefaultRange& range) {
-  return {range.code, range.full_scale,           std::bit_cast<float>(range.scaling_factor),
-          0.0F,       {{1.0F, 0.0F, 0.0F, 0.0F}}, {{0.0F, 0.0F, 0.0F, 0.0F}}};
+  mode_range_table_ent row = kIdentityEntry;
+  row.RangeCode = range.code;
+  row.FullScale = range.full_scale;
+  row.ScalingFactor = std::bit_cast<float>(range.scaling_factor);
+  return row;
 }
 
 }  // namespace Dev

@@ -66,9 +66,6 @@ int Run(const std::string& command) {
 
 }  // namespace
 
-constexpr mode_range_table_ent EepromGroup::identity_tbl = {
-    0, 0.0F, 1.0F, 0.0F, {{1.0F, 0.0F, 0.0F, 0.0F}}, {{0.0F, 0.0F, 0.0F, 0.0F}}};
-
 EepromGroup::EepromGroup(int module, EepromChips& chips, Msg::Errorcodes& errors, EepromLinks links)
     : module_(module), chips_(chips), errors_(errors), links_(std::move(links)) {}
 

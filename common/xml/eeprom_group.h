@@ -37,7 +37,7 @@ class EepromGroup {
   EepromGroup& operator=(const EepromGroup&) = delete;
 
   /// A path without a divider: scale 1, no correction.
-  static const mode_range_table_ent identity_tbl;
+  static constexpr const mode_range_table_ent& identity_tbl = kIdentityEntry;
 
   // --- The two passes ---
 
@@ -48,16 +48,16 @@ class EepromGroup {
   /// default ones.
   int ReadEeDataFromXml(int& err);
 
-  // --- The tables ---
+  // --- The tables; everybody but their owner asks range_tables.h ---
 
   /// Null for a channel outside 0 and 1 or a mode (Input_Mode) outside 0 to 4.
-  range_table* GetRangeTable(int channel, int mode);
+  const range_table* GetRangeTable(int channel, int mode) const;
   /// False while the ranges of a channel (0 or 1) are the default ones.
   bool IsCalibrated(int channel) const;
-  /// Filter n is row n of the channel's table, from 0. Null for a channel that there is not.
-  range_table* GetCalTableEnt(int channel);
+  /// Filter n is row n of the channel's table, from 0. Null for a missing channel.
+  const range_table* GetCalTableEnt(int channel) const;
   /// Of the dividers HV1 (0) and HV2 (1); null for any other.
-  range_table* GetMainrefTableEnt(int n);
+  const range_table* GetMainrefTableEnt(int n) const;
   /// 1: capacitance, 2: resistance; 0 is empty. Null for any other.
   intcal_table* GetIntcalTableEnt(int n);
 

@@ -62,7 +62,7 @@ bool ReadCalRevFromXml(const XmlDocument& document, const CalibratedBoard& of) {
 
 }  // namespace
 
-range_table* EepromGroup::GetRangeTable(int channel, int mode) {
+const range_table* EepromGroup::GetRangeTable(int channel, int mode) const {
   if (channel < 0 || channel > 1 || mode < 0 || mode >= Msg::INPUT_MODE_COUNT) return nullptr;
   return &channels_[static_cast<std::size_t>(channel)].range_tbl[static_cast<std::size_t>(mode)];
 }
@@ -71,12 +71,12 @@ bool EepromGroup::IsCalibrated(int channel) const {
   return (channel == 0 || channel == 1) && channels_[static_cast<std::size_t>(channel)].calibrated;
 }
 
-range_table* EepromGroup::GetCalTableEnt(int channel) {
+const range_table* EepromGroup::GetCalTableEnt(int channel) const {
   if (channel < 0 || channel > 1) return nullptr;
   return &channels_[static_cast<std::size_t>(channel)].calfilter_tbl;
 }
 
-range_table* EepromGroup::GetMainrefTableEnt(int n) {
+const range_table* EepromGroup::GetMainrefTableEnt(int n) const {
   return n == 0 || n == 1 ? &mainref_tbl[static_cast<std::size_t>(n)] : nullptr;
 }
 

@@ -3,12 +3,12 @@
 #include <iterator>
 #include <string>
 
-#include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/acq_ch_following.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
+#include "common/xml/range_tables.h"
 #include "mos/handlers/answers.h"
 #include "mos/instrument/process_objects.h"
 
@@ -92,7 +92,7 @@ bool MustRefuse() {
     ghmp->CopyStickyErrors();
     return true;
   }
-  if (acquisition::IsCalibrated(0) && acquisition::IsCalibrated(1)) return false;
+  if (Dev::IsCalibrated(0) && Dev::IsCalibrated(1)) return false;
   ghmp->SetErrorCode(Msg::NAK_MCODE_EEPROMXML);
   return true;
 }

@@ -1,10 +1,10 @@
 #include "mos/handlers/update_limits.h"
 
-#include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
+#include "common/xml/range_tables.h"
 
 namespace Mos::handlers {
 
@@ -50,7 +50,7 @@ short ProblemOf(const NamedRanges& ranges) {
     const int mode = channel->get_mode();
     const bool current = mode == Msg::ACDC_Current;
     const int range = current ? ranges.current : ranges.voltage;
-    if (range >= 0 && range <= acquisition::range_table_size(ch, mode)) continue;
+    if (range >= 0 && range <= Dev::range_table_size(ch, mode)) continue;
     logger_mgr::print(measurementL, kError, 0, "Invalid parameter value %s:%d\n",
                       current ? ranges.current_name : ranges.voltage_name, range);
     return current ? Msg::NAK_MCODE_RANGE_SET : Msg::NAK_MCODE_MOS_INVALIDVOLT;

@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "common/acquisition/correct.h"
-#include "common/dev/i2c/chips/i2c_eeprom.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/signalh/filter_selection.h"
+#include "common/xml/range_tables.h"
 
 namespace Mos {
 
@@ -63,10 +63,7 @@ int ChannelFilters::SelectFilter(float frequency, bool exec_sequence1) {
 }
 
 void ChannelFilters::CorrectForFilter(int channel, int filter) {
-  const Dev::range_table* table = Dev::GetEepromGroup(i2c_).GetCalTableEnt(channel);
-  const bool has_row = table != nullptr && filter >= 0 && filter < table->num_ents;
-  acquisition::Correct::GetCorrect().Corr_set_filter(channel,
-                                                     has_row ? &table->ent[filter] : nullptr);
+  acquisition::Correct::GetCorrect().Corr_set_filter(channel, Dev::FilterEntry(channel, filter));
 }
 
 }  // namespace Mos

@@ -2,22 +2,16 @@
 
 #include "common/acquisition/correct.h"
 #include "common/acquisition/ranging/acq_chan.h"
-#include "common/dev/i2c/chips/i2c_eeprom.h"
 #include "common/msg/state/hmp_data.h"
+#include "common/xml/range_tables.h"
 
 namespace Mos {
 
 using AcquisitionSystem::AcqChan;
-using Dev::EepromGroup;
 using Dev::mode_range_table_ent;
 using Msg::ghmp;
 
-const mode_range_table_ent* Dividers::Entry(int divider) const {
-  if (divider == kNoDivider) return &EepromGroup::identity_tbl;
-  const Dev::range_table* table = Dev::GetEepromGroup(i2c_).GetMainrefTableEnt(divider);
-  const bool has_entry = table != nullptr && table->ent != nullptr;
-  return has_entry ? table->ent : &EepromGroup::identity_tbl;
-}
+const mode_range_table_ent* Dividers::Entry(int divider) { return &Dev::DividerEntry(divider); }
 
 void Dividers::Use(const mode_range_table_ent* first, const mode_range_table_ent* second) {
   meas1 = first;

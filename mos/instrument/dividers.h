@@ -2,7 +2,6 @@
 // calibration.
 #pragma once
 
-#include "common/dev/i2c/bus/i2c_mgr.h"
 #include "common/xml/cal_tables.h"
 
 namespace Mos {
@@ -13,11 +12,8 @@ inline constexpr int kNoDivider = -1;
 
 class Dividers {
  public:
-  /// `i2c` outlives the object.
-  explicit Dividers(Dev::I2cMgr& i2c) : i2c_(i2c) {}
-
   /// The row of a divider; that of no divider when the calibration has none.
-  const Dev::mode_range_table_ent* Entry(int divider) const;
+  static const Dev::mode_range_table_ent* Entry(int divider);
   /// Makes the rows those of channel 1 and 2, for corrections, channels and full scales.
   void Use(const Dev::mode_range_table_ent* first, const Dev::mode_range_table_ent* second);
   /// A test that is set up has a path of its own, not the one of the test before.
@@ -26,9 +22,6 @@ class Dividers {
   const Dev::mode_range_table_ent* measV = nullptr;  ///< of the main path
   const Dev::mode_range_table_ent* meas1 = nullptr;
   const Dev::mode_range_table_ent* meas2 = nullptr;
-
- private:
-  Dev::I2cMgr& i2c_;
 };
 
 }  // namespace Mos

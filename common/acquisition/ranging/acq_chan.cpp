@@ -1,15 +1,15 @@
 #include "common/acquisition/ranging/acq_chan.h"
 
 #include "common/acquisition/correct.h"
-#include "common/acquisition/range_table.h"
 #include "common/acquisition/sine_correlator.h"
 #include "common/log/logger_mgr.h"
+#include "common/xml/range_tables.h"
 #include "platform/backend.h"
 
 namespace AcquisitionSystem {
 
 using acquisition::Correct;
-using acquisition::temp_range_info;
+using Dev::temp_range_info;
 using Logger::chanfsmL;
 using Logger::kError;
 using Logger::kInfo;
@@ -199,7 +199,7 @@ void AcqChan::set_range_info_in_use(const mode_range_table_ent* entry) {
 }
 
 const mode_range_table_ent* AcqChan::get_range_table_ent(int mode, int index) const {
-  return acquisition::get_range_table_ent(hwch, mode, index);
+  return Dev::get_range_table_ent(hwch, mode, index);
 }
 
 int AcqChan::find_range_index(unsigned char code, int mode) const {
@@ -214,7 +214,7 @@ int AcqChan::find_range_index(const mode_range_table_ent* wanted, int mode) cons
 
 template <class Matches>
 int AcqChan::FindRange(int mode, Matches matches) const {
-  const int entries = acquisition::range_table_size(hwch, mode);
+  const int entries = Dev::range_table_size(hwch, mode);
   for (int index = 1; index <= entries; ++index) {
     const mode_range_table_ent* entry = get_range_table_ent(mode, index);
     if (entry != nullptr && matches(entry)) return index;

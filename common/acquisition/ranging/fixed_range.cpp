@@ -4,11 +4,11 @@
 #include <iterator>
 
 #include "common/acquisition/correct.h"
-#include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/acquisition/sine_correlator.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
+#include "common/xml/range_tables.h"
 #include "platform/backend.h"
 
 namespace AcquisitionSystem {
@@ -46,7 +46,7 @@ double get_filter_delay_time(int first, int second) {
 
 int FixedRange::Choose() const {
   const int mode = parameters_.mode;
-  const int entries = acquisition::range_table_size(channel_.get_hwch(), mode);
+  const int entries = Dev::range_table_size(channel_.get_hwch(), mode);
   if (parameters_.range > 0 && parameters_.range <= entries) return parameters_.range;
   const double peak = parameters_.peak * kHeadroom;
   int fitting = 0;
@@ -79,7 +79,7 @@ void FixedRange::Begin() {
   channel_.set_status_flag(kStatusKeepMask, Ranging);
   logger_mgr::print(chanfsmL, kInfo, 0, "%s %s.%d: mode:%d range_index:%d\n", channel_.name(),
                     __func__, __LINE__, parameters_.mode, index_);
-  if (!acquisition::IsCalibrated(channel_.get_hwch())) {
+  if (!Dev::IsCalibrated(channel_.get_hwch())) {
     return GiveUp("the channel is not calibrated", Msg::NAK_MCODE_EEPROMXML);
   }
   Step();

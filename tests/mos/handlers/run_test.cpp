@@ -6,11 +6,11 @@
 #include <thread>
 
 #include "common/acquisition/arm_correlation.h"
-#include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/msg/state/safety_nak.h"
 #include "common/signalh/sample_rate.h"
+#include "common/xml/range_tables.h"
 #include "mos/instrument/process_flags.h"
 #include "tests/mos/daemon_bench.h"
 
@@ -63,8 +63,8 @@ class TestRun : public DaemonBench, public testing::Test {
   /// The most sensitive range for a current (A, RMS).
   static int RangeFor(double amperes) {
     int best = 1;
-    for (int i = 1; i <= acquisition::range_table_size(1, Msg::ACDC_Current); ++i) {
-      const auto* entry = acquisition::get_range_table_ent(1, Msg::ACDC_Current, i);
+    for (int i = 1; i <= Dev::range_table_size(1, Msg::ACDC_Current); ++i) {
+      const auto* entry = Dev::get_range_table_ent(1, Msg::ACDC_Current, i);
       if (entry->FullScale > amperes * std::numbers::sqrt2 * 1.1) best = i;
     }
     return best;
@@ -267,7 +267,7 @@ TEST_F(TestRun, AScaleTakenAwayWhileTheFilterSettlesIsTakenAgain) {
   ghmp->ChangeConsumerFlag(false, Msg::eConsChanger_MOS);
   ghmp->SetStartTest(true);
   ghmp->curange = static_cast<short>(RangeFor(4e-5));
-  const auto* entry = acquisition::get_range_table_ent(1, Msg::ACDC_Current, ghmp->curange);
+  const auto* entry = Dev::get_range_table_ent(1, Msg::ACDC_Current, ghmp->curange);
   AcqChan& channel = *AcqChan::get_AcqCh_instance(ACQ_CH2);
   AcqChan::announce_parameters();
   const std::vector<int> block(2048, 0x100);

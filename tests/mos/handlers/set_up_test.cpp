@@ -4,9 +4,9 @@
 
 #include <limits>
 
-#include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/dev/i2c/chips/i2c_eeprom.h"
+#include "common/xml/range_tables.h"
 #include "tests/mos/daemon_bench.h"
 
 namespace {
@@ -56,7 +56,7 @@ class TestSetUp : public DaemonBench, public testing::Test {
 
 TEST_F(TestSetUp, EachFieldOfAVoltageUpdateHasItsLimits) {
   ASSERT_EQ(SetUpVoltage(Msg::TEST_HVVFPF), 6);
-  const int entries = acquisition::range_table_size(0, Msg::AC_Volt);
+  const int entries = Dev::range_table_size(0, Msg::AC_Volt);
   ASSERT_GT(entries, 1);
   const auto with = [](auto change) {
     auto request = Voltage();

@@ -11,8 +11,8 @@
 #include <thread>
 
 #include "common/acquisition/filters.h"
-#include "common/acquisition/range_table.h"
 #include "common/acquisition/ranging/channel_pair.h"
+#include "common/xml/range_tables.h"
 #include "tests/common/acquisition/ranging/sample_blocks.h"
 #include "tests/common/xml/group_bench.h"
 #include "tests/platform/bare_machine.h"
@@ -434,7 +434,7 @@ TEST_F(Channels, ReadersSeeWholeBlocks) {
 
 class RangeTables : public xml_bench::GroupTest {
  protected:
-  ~RangeTables() override { acquisition::SetRangeTables(nullptr); }
+  ~RangeTables() override { Dev::SetRangeTables(nullptr); }
 };
 
 TEST_F(RangeTables, EntriesOrDefaults) {
@@ -444,13 +444,13 @@ TEST_F(RangeTables, EntriesOrDefaults) {
   Dev::MeasChannel front_end(no_bus, Msg::MEAS_MODULE, 0);
   AcqChFollowing1 input(front_end, Dev::MEAS_MOD);
   EXPECT_EQ(input.find_range_index(2, Msg::AC_Volt), -1);
-  EXPECT_EQ(input.get_range_table_ent(Msg::DCIR, 1), acquisition::temp_range_info(Msg::DCIR));
+  EXPECT_EQ(input.get_range_table_ent(Msg::DCIR, 1), Dev::temp_range_info(Msg::DCIR));
 
   WriteChannels();
   WriteUploads();
   Dev::EepromGroup group(module, chips, errors);
   ASSERT_EQ(group.ReadEeDataFromXml(err), 0);
-  acquisition::SetRangeTables(&group);
+  Dev::SetRangeTables(&group);
   const Dev::range_table* table = group.GetRangeTable(0, Msg::AC_Volt);
   ASSERT_EQ(table->num_ents, 3);
   for (int index = 1; index <= 3; ++index) {
@@ -462,8 +462,7 @@ TEST_F(RangeTables, EntriesOrDefaults) {
     EXPECT_EQ(input.find_range_index(code, Msg::ACDC_Current), -1);
   }
   for (const int index : {-1, 0, 4}) {
-    EXPECT_EQ(input.get_range_table_ent(Msg::AC_Volt, index),
-              acquisition::temp_range_info(Msg::AC_Volt));
+    EXPECT_EQ(input.get_range_table_ent(Msg::AC_Volt, index), Dev::temp_range_info(Msg::AC_Volt));
   }
   for (const int mode : {-1, 0, 5}) EXPECT_EQ(input.get_range_table_ent(mode, 1), nullptr);
 }

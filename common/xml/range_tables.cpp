@@ -1,4 +1,4 @@
-#include "common/acquisition/range_table.h"
+#include "common/xml/range_tables.h"
 
 #include <array>
 #include <atomic>
@@ -7,13 +7,11 @@
 #include "common/msg/records/input_mode.h"
 #include "common/xml/eeprom_group.h"
 
-namespace acquisition {
-
-using Dev::mode_range_table_ent;
+namespace Dev {
 
 namespace {
 
-std::atomic<Dev::EepromGroup*> range_tables{nullptr};
+std::atomic<const EepromGroup*> tables_of_all{nullptr};
 
 constexpr mode_range_table_ent Default(unsigned code, float scaling_factor) {
   mode_range_table_ent entry{};
@@ -27,29 +25,46 @@ constexpr std::array<mode_range_table_ent, Msg::INPUT_MODE_COUNT> kDefaults = {
     Default(0, 0), Default(42, 8.932e-6F), Default(36, 8.932e-5F), Default(36, 3.573e-7F),
     Default(132, 1.209e-11F)};
 
-const Dev::range_table* Table(int channel, int mode) {
-  Dev::EepromGroup* tables = range_tables;
-  const Dev::range_table* table =
-      tables == nullptr ? nullptr : tables->GetRangeTable(channel, mode);
+/// Null for a table without rows.
+const range_table* Filled(const range_table* table) {
   return table == nullptr || table->ent == nullptr ? nullptr : table;
+}
+
+const range_table* Table(int channel, int mode) {
+  const EepromGroup* group = tables_of_all;
+  return group == nullptr ? nullptr : Filled(group->GetRangeTable(channel, mode));
 }
 
 }  // namespace
 
-void SetRangeTables(Dev::EepromGroup* tables) { range_tables = tables; }
+void SetRangeTables(const EepromGroup* group) { tables_of_all = group; }
 
 const mode_range_table_ent* temp_range_info(int mode) {
   return &kDefaults.at(static_cast<std::size_t>(mode));
 }
 
 int range_table_size(int channel, int mode) {
-  const Dev::range_table* table = Table(channel, mode);
+  const range_table* table = Table(channel, mode);
   return table == nullptr ? 0 : table->num_ents;
 }
 
 bool IsCalibrated(int channel) {
-  const Dev::EepromGroup* tables = range_tables;
-  return tables != nullptr && tables->IsCalibrated(channel);
+  const EepromGroup* group = tables_of_all;
+  return group != nullptr && group->IsCalibrated(channel);
+}
+
+const mode_range_table_ent* FilterEntry(int channel, int filter) {
+  const EepromGroup* group = tables_of_all;
+  const range_table* table = group == nullptr ? nullptr : Filled(group->GetCalTableEnt(channel));
+  const bool has_row = table != nullptr && filter >= 0 && filter < table->num_ents;
+  return has_row ? &table->ent[filter] : nullptr;
+}
+
+const mode_range_table_ent& DividerEntry(int divider) {
+  const EepromGroup* group = tables_of_all;
+  const range_table* table =
+      group == nullptr ? nullptr : Filled(group->GetMainrefTableEnt(divider));
+  return table == nullptr ? kIdentityEntry : *table->ent;
 }
 
 const mode_range_table_ent* get_range_table_ent(int channel, int mode, int range_index) {
@@ -58,7 +73,7 @@ const mode_range_table_ent* get_range_table_ent(int channel, int mode, int range
                               __func__, __LINE__, mode);
     return nullptr;
   }
-  const Dev::range_table* table = Table(channel, mode);
+  const range_table* table = Table(channel, mode);
   if (table != nullptr && range_index >= 1 && range_index <= table->num_ents) {
     return &table->ent[range_index - 1];
   }
@@ -68,4 +83,4 @@ const mode_range_table_ent* get_range_table_ent(int channel, int mode, int range
   return temp_range_info(mode);
 }
 
-}  // namespace acquisition
+}  // namespace Dev
