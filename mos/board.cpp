@@ -23,7 +23,7 @@ constexpr int kChannels[] = {0, 1};
 
 int MeasMgr::StartBoard(int revision) {
   Dev::RegisterDrivers();
-  if (_i2cMgr.Init(Msg::MEAS_MODULE, revision) < 0) return -1;
+  if (_i2cMgr.Init(Msg::MEAS_MODULE, revision, *ghmp) < 0) return -1;
   if (_i2cMgr.Start() != 0) return -1;
   IdentifyChannels();
   // which sensors the channel boards have follows from their identity
@@ -48,7 +48,7 @@ void MeasMgr::IdentifyChannels() {
 }
 
 bool MeasMgr::ReadCalibration() {
-  Dev::EepromGroup& group = Dev::GetEepromGroup(_i2cMgr);
+  Dev::EepromGroup& group = Dev::GetEepromGroup(_i2cMgr, *ghmp);
   if (_skip_ee2xml != 0) {
     group.xml_post_result(Dev::kXmlPostPass, 0);
   } else {

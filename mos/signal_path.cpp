@@ -67,7 +67,7 @@ void MarkSlowFilterReset() {
 void MeasMgr::StartResults() { acquisition::elec::GetElec().Init(); }
 
 void MeasMgr::CreateChannels() {
-  Dev::SetRangeTables(&Dev::GetEepromGroup(_i2cMgr));
+  Dev::SetRangeTables(&Dev::GetEepromGroup(_i2cMgr, *Msg::ghmp));
   AcquisitionSystem::SetFrontEnds(Channel(0), Channel(1));
   AcquisitionSystem::ChannelPair::Instance();
   LinkFpga();

@@ -91,7 +91,7 @@ int SignalCommon::SetMeasChCfgReg(int channel, const MeasChCfgReg& config, bool)
   GetMeasChStaReg(channel, before);  // leaves its event in the log
   unsigned char status = 0;
   if (const int result = WriteConfig(channel, config, status); result < 0) return result;
-  if (!MeasChCfgReg::IsSuccessfulTransaction(status)) {
+  if (!MeasChCfgReg::IsSuccessfulTransaction(status, *Msg::ghmp)) {
     logger_mgr::print(signalhL, kError, 0, "%s.%d IsSuccessfulTransaction(0x%02X) failed\n",
                       __func__, __LINE__, static_cast<unsigned>(status));
     GetMeasChStaReg(channel, before);

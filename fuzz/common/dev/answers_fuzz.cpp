@@ -42,7 +42,7 @@ class Board {
     Msg::HMPData::GetHMPData(settings_, Msg::MEAS_MODULE);
     EXPECT(files_.Claim(machine_.root.Path()).empty() && files_.WriteFiles({}).empty());
     Dev::RegisterDrivers();
-    EXPECT(i2c.Init(Msg::MEAS_MODULE, kRevision) == 0);
+    EXPECT(i2c.Init(Msg::MEAS_MODULE, kRevision, *Msg::ghmp) == 0);
     for (const int channel : {0, 1}) Msg::ghmp->SetCPLDRevInfo(channel, 0x1093, 0);
     i2c.appndDevTbl(Msg::MEAS_MODULE, kRevision);
     i2c.appndPerScanList();

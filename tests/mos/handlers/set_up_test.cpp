@@ -223,8 +223,8 @@ TEST_F(TestSetUp, EveryTestAndSourceWordIsAnswered) {
 
 TEST_F(TestSetUp, DividersNeedBothSidesOfAPath) {
   ASSERT_EQ(SetUpVoltage(Msg::TEST_HVVFPF), 6);
-  const Dev::range_table* hv1 = Dev::GetEepromGroup(i2c).GetMainrefTableEnt(0);
-  const Dev::range_table* hv2 = Dev::GetEepromGroup(i2c).GetMainrefTableEnt(1);
+  const Dev::range_table* hv1 = Dev::GetEepromGroup(i2c, *ghmp).GetMainrefTableEnt(0);
+  const Dev::range_table* hv2 = Dev::GetEepromGroup(i2c, *ghmp).GetMainrefTableEnt(1);
   const auto* first = AcqChan::get_AcqCh_instance(ACQ_CH1);
   const auto* none = &Dev::EepromGroup::identity_tbl;
   Msg::HmpTestRlyReq relays{};

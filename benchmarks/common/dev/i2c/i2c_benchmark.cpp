@@ -22,7 +22,7 @@ constexpr int kLength = 2;
 struct Bench : i2c_test::Board {
   Bench() {
     bus.keeps_log = false;
-    manager.Init(i2c_test::kBareModule, 3);
+    manager.Init(i2c_test::kBareModule, 3, *Msg::ghmp);
   }
   i2c_test::TestDev& device = i2c_test::AddTestDev(1, 999, false);
   Dev::I2cMgr manager{"Bench.I2cMgr", 0};

@@ -7,7 +7,6 @@
 #include "common/dev/i2c/bus/device_table.h"
 #include "common/dev/i2c/bus/i2c_bus.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace Dev {
@@ -32,8 +31,8 @@ int ErrorOf(ssize_t count) { return count < 0 ? errno : EIO; }
 }  // namespace
 
 ChipPath::ChipPath(const I2cDevInfo& info, int fd, const char* name, int log_module,
-                   ChipWords words)
-    : info_(info), fd_(fd), name_(name), log_module_(log_module), words_(words) {}
+                   ChipWords words, Report report)
+    : info_(info), fd_(fd), name_(name), log_module_(log_module), words_(words), report_(report) {}
 
 ChipPath::~ChipPath() {
   constexpr unsigned char kNone = 0;
@@ -70,7 +69,7 @@ int ChipPath::SwitchMux(int addr, int channel, const char* place) {
   if (SelectAddress(fd_, addr) < 0) {
     const int error = errno;
     logger_mgr::print(log_module_, kError, 0, "%s%s\n", name_, place);
-    Msg::ghmp->SetErrorCode(static_cast<short>(words_.select), 1, error);
+    report_(words_.select, error);
     return -1;
   }
   const unsigned char select = MuxChannelByte(channel, info_._rev > kLastOldMuxRevision);
@@ -82,7 +81,7 @@ int ChipPath::SelectChip() {
   if (SelectAddress(fd_, info_._addr) == 0) return 0;
   const int error = errno;
   logger_mgr::print(log_module_, kError, 0, "%s SLAVE ERROR\n", name_);
-  Msg::ghmp->SetErrorCode(static_cast<short>(words_.select), 1, error);
+  report_(words_.select, error);
   return -1;
 }
 
@@ -104,7 +103,7 @@ int ChipPath::Read(std::span<unsigned char> bytes) {
 
 int ChipPath::Fail(const char* what, int word, int error) {
   logger_mgr::print(log_module_, kError, 0, "%s%s %s\n", name_, what, std::strerror(error));
-  Msg::ghmp->SetErrorCode(static_cast<short>(word), 1, error);
+  report_(word, error);
   return -1;
 }
 

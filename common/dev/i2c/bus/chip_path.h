@@ -1,8 +1,7 @@
-// The road to a chip for devices that select it themselves: multiplexers, address, and the way
-// back.
+// The path to a chip for devices that select it themselves: multiplexers, address, and back.
 //
-// Every step that fails is told in the log and added to the error list as the chip's own word for
-// it, with errno as its data. Threads: the I2C worker.
+// Every step that fails is logged and reported as the chip's own error word for it, with errno as
+// its data. Threads: the I2C worker.
 #pragma once
 
 #include <span>
@@ -20,15 +19,19 @@ struct ChipWords {
 
 class ChipPath {
  public:
+  /// Adds an error word with one data word to the error list.
+  using Report = void (*)(int word, int value);
+
   /// `name` is the chip's in the log, `log_module` its module there; `info` and `name` outlive the
   /// object. `fd` is a descriptor of the chip's bus.
-  ChipPath(const I2cDevInfo& info, int fd, const char* name, int log_module, ChipWords words);
-  /// Switches the multiplexers off that have been switched, the deepest first.
+  ChipPath(const I2cDevInfo& info, int fd, const char* name, int log_module, ChipWords words,
+           Report report);
+  /// Switches the used multiplexers off, the deepest first.
   ~ChipPath();
   ChipPath(const ChipPath&) = delete;
   ChipPath& operator=(const ChipPath&) = delete;
 
-  // 0, or -1 after a fault that is told and reported.
+  // 0, or -1 after a fault that is logged and reported.
 
   /// Switches the multiplexers and selects the chip.
   int Open();
@@ -48,6 +51,7 @@ class ChipPath {
   const char* name_;
   const int log_module_;
   const ChipWords words_;
+  const Report report_;
   int switched_[2] = {-1, -1};  ///< addresses of the multiplexers that are on
 };
 

@@ -10,7 +10,6 @@
 #include "common/dev/i2c/bus/i2c_bus.h"
 #include "common/dev/i2c/bus/i2c_mux.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace Dev {
@@ -32,6 +31,7 @@ std::size_t Bytes(int len) { return static_cast<std::size_t>(len < 0 ? 0 : len);
 }  // namespace
 
 const std::string I2cDev::_fpfpgakey = DeviceKey(Msg::MAIN_MODULE, FP_SRCMEAS, FPGA, 1);
+Msg::HMPData* I2cDev::state_ = nullptr;
 
 I2cDev::I2cDev(const I2cDevInfo& info)
     : Device(info._mid, info._aid, info._type, info._num, info._id, info._rev),
@@ -229,9 +229,11 @@ void I2cDev::ShowDevices(int level) {
 }
 
 void I2cDev::i2c_report_nak(int code, int value) {
-  Msg::ghmp->SetErrorCode(static_cast<short>(code), 1, value);
+  state_->SetErrorCode(static_cast<short>(code), 1, value);
 }
 
-bool I2cDev::NewMessageHandling() { return Msg::ghmp->GetCurrentMsg() == kNewMessage; }
+bool I2cDev::NewMessageHandling() { return state_->GetCurrentMsg() == kNewMessage; }
+
+std::span<const int> I2cDev::InternalSensors() { return state_->intsens_table; }
 
 }  // namespace Dev

@@ -10,12 +10,14 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "common/dev/i2c/bus/device.h"
 #include "common/dev/i2c/bus/device_ids.h"
 #include "common/dev/i2c/bus/i2c_ch_id.h"
 #include "common/dev/i2c/bus/i2c_info.h"
+#include "common/msg/state/hmp_data.h"
 
 namespace Dev {
 
@@ -98,10 +100,10 @@ class I2cDev : public Device {
   static void ShowDevices(int level);
 
   /// Creates the devices of a module (MODULE_ID) whose chips this program drives; the second call
-  /// in a process does nothing. Needs `ghmp`.
-  static void LoadI2cDevices(int mid, int rev);
+  /// in a process only takes `state`, which all devices share and which outlives them.
+  static void LoadI2cDevices(int mid, int rev, Msg::HMPData& state);
   /// Adds the temperature sensors of the channel boards, whose address follows from the CPLD
-  /// identities in `ghmp`. Nothing for the main module.
+  /// identities in the state. Nothing for the main module.
   static void appndDevTbl(int mid, int rev);
 
  protected:
@@ -109,6 +111,8 @@ class I2cDev : public Device {
   static void i2c_report_nak(int code, int value);
   /// True while the host's present message is 40.
   static bool NewMessageHandling();
+  /// The sensors that count for the fans, by SensorId.
+  static std::span<const int> InternalSensors();
 
   const char _addr;
   const char _bus;
@@ -124,6 +128,7 @@ class I2cDev : public Device {
   int Select(const char* func);
 
   static const std::string _fpfpgakey;
+  static Msg::HMPData* state_;
 
   std::atomic<int> _doreqorig{0};  ///< SetVar calls without their ResetVar
 };

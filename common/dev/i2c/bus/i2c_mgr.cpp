@@ -53,13 +53,13 @@ I2cMgr::~I2cMgr() { End(); }
 
 int I2cMgr::Init() { return ZmbSimpleWorker::Init(); }
 
-int I2cMgr::Init(int mid, int rev) {
+int I2cMgr::Init(int mid, int rev, Msg::HMPData& state) {
   if (Init() < 0) return -1;
   logger_mgr::print(i2cmainL, kInfo, 0, "Loading the i2c muxs\n");
   I2cMux::LoadI2cMuxs(mid, rev);
-  I2cDev::LoadI2cDevices(mid, rev);
+  I2cDev::LoadI2cDevices(mid, rev, state);
   logger_mgr::print(i2cmainL, kInfo, 0, "Loading the i2c devices done\n");
-  const auto wkr = std::make_shared<I2cWkr>(this);
+  const auto wkr = std::make_shared<I2cWkr>(state, this);
   {
     const platform::Lock lock(wkr_mutex_);
     _i2c_wkr = wkr;

@@ -31,9 +31,9 @@ class I2cMgr : public Worker::ZmbSimpleWorker, public Worker::ZmbWorkerMgr {
 
   int Init() override;
   /// As Init(); then loads multiplexers and devices of module `mid` with board revision `rev` and
-  /// starts the I2C worker. Start is still to be called for requests from the bus. Needs `ghmp`.
-  /// -1 when the end points cannot be bound or there is no thread for the worker.
-  int Init(int mid, int rev);
+  /// starts the I2C worker. Start is still to be called for requests from the bus. `state`
+  /// outlives the manager. -1 when the end points cannot be bound or the worker gets no thread.
+  int Init(int mid, int rev, Msg::HMPData& state);
   /// Ends both threads; requests give -1 from then on. Before what devices work with goes away.
   void End();
 

@@ -8,7 +8,6 @@
 #include "common/dev/i2c/bus/set_safety.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
-#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 #include "platform/guarded.h"
 #include "platform/look_for.h"
@@ -21,7 +20,6 @@ using Logger::kDebug;
 using Logger::kError;
 using Logger::kWarning;
 using Logger::logger_mgr;
-using Msg::ghmp;
 
 namespace {
 
@@ -159,7 +157,7 @@ int I2cWkr::HandleScanI2cReq() {
                     period_.load());
   const std::lock_guard lock(scan_mutex_);
   for (I2cJob& job : _periodic_list) {
-    if (ghmp->testStart && !job.GetScanReq()) continue;
+    if (state_.testStart && !job.GetScanReq()) continue;
     if (ScanJob(job) < 0) return -1;
     if (HandleInstI2cReq() < 0) {
       logger_mgr::print(i2cmainL, kDebug, 0,
@@ -188,7 +186,7 @@ void I2cWkr::EndTransfer() {
 
 int I2cWkr::Refuse(const char* text) {
   logger_mgr::print(i2cmainL, kError, 0, "%s", text);
-  ghmp->SetErrorCode(Msg::NAK_MCODE_I2CNOTSERIALIZED);
+  state_.SetErrorCode(Msg::NAK_MCODE_I2CNOTSERIALIZED);
   return -1;
 }
 

@@ -26,7 +26,9 @@ namespace Dev {
 
 class I2cWkr : public Worker::ZmbSimplePublisher {
  public:
-  using ZmbSimplePublisher::ZmbSimplePublisher;
+  /// `state` outlives the worker.
+  explicit I2cWkr(Msg::HMPData& state, Worker::ZmbWorkerMgr* manager = nullptr)
+      : ZmbSimplePublisher(manager), state_(state) {}
   /// A request that waits is given back with status -1.
   ~I2cWkr() override;
 
@@ -93,11 +95,12 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   int ScanJob(I2cJob& job);
   int ExecI2cReq(I2cReq* req);
   void EndTransfer();
-  static int Refuse(const char* text);
+  int Refuse(const char* text);
   std::shared_ptr<Handover> TakeRequest();
   void GiveBack(Handover& handover);
   void RefuseWaiting();
 
+  Msg::HMPData& state_;
   std::atomic<std::thread::id> runner_{};  ///< the worker's own thread while it runs
 
   std::mutex scan_mutex_;  ///< held during a scan; guards the lists

@@ -8,7 +8,6 @@
 #include "common/dev/i2c/bus/meas_channel_id.h"
 #include "common/dev/i2c/bus/sensor_publisher.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
 
 namespace Dev {
 namespace {
@@ -20,9 +19,9 @@ using Logger::logger_mgr;
 constexpr std::uint8_t kOwnChannel = 3;
 constexpr std::uint8_t kSharedChannel = 2;
 
-std::uint8_t Channel(std::uint8_t hmux) {
+std::uint8_t Channel(std::uint8_t hmux, const Msg::HMPData& state) {
   if (hmux != kSwitched) return hmux;
-  return Msg::ghmp->GetI2CSwitchSetting() != 0 ? kOwnChannel : kSharedChannel;
+  return state.GetI2CSwitchSetting() != 0 ? kOwnChannel : kSharedChannel;
 }
 
 std::span<const Driver> drivers;  // set before other threads run
@@ -35,8 +34,9 @@ void Add(const I2cDevInfo& info) {
 }
 
 /// The DS75S of channel 0 or 1, or nothing (0) when the board's CPLD is not known.
-std::uint8_t ChannelSensorAddress(const ChannelSensorRow& row, int channel) {
-  const int id = static_cast<unsigned short>(Msg::ghmp->GetCPLDID(channel));
+std::uint8_t ChannelSensorAddress(const ChannelSensorRow& row, int channel,
+                                  const Msg::HMPData& state) {
+  const int id = static_cast<unsigned short>(state.GetCPLDID(channel));
   if (id == MEAS_CHANNEL_ID_0985) return row.addr_0985;
   if (id == MEAS_CHANNEL_ID_1093) return row.addr_1093;
   logger_mgr::print(i2cmainL, kError, 0, "%s.%d: GetCPLDID(ACQ_CH%d) returned invalid ID:0x%04X\n",
@@ -48,7 +48,8 @@ std::uint8_t ChannelSensorAddress(const ChannelSensorRow& row, int channel) {
 
 void SetDrivers(std::span<const Driver> of_all_chips) { drivers = of_all_chips; }
 
-void I2cDev::LoadI2cDevices(int mid, int rev) {
+void I2cDev::LoadI2cDevices(int mid, int rev, Msg::HMPData& state) {
+  state_ = &state;
   static bool loaded = false;
   if (std::exchange(loaded, true)) return;
   for (const DeviceRow& row : kDeviceRows) {
@@ -59,21 +60,21 @@ void I2cDev::LoadI2cDevices(int mid, int rev) {
          ._num = row.num,
          ._rate = row.rate,
          ._bus = static_cast<char>(row.bus),
-         ._hmux = Channel(row.hmux),
+         ._hmux = Channel(row.hmux, *state_),
          ._lmux = row.lmux,
          ._addr = static_cast<char>(row.addr),
          ._id = row.id,
          ._rev = rev,
          ._scanreq = row.scan});
   }
-  ListInternalSensors(mid);
+  state.SetInternalSensors(ListInternalSensors(mid));
 }
 
 void I2cDev::appndDevTbl(int mid, int rev) {
   if (!kOnSignal.Has(mid)) return;
   int channel = 0;
   for (const ChannelSensorRow& row : kChannelSensorRows) {
-    const std::uint8_t address = ChannelSensorAddress(row, channel++);
+    const std::uint8_t address = ChannelSensorAddress(row, channel++, *state_);
     if (address == 0) continue;
     Add({._mid = mid,
          ._aid = row.aid,
@@ -81,7 +82,7 @@ void I2cDev::appndDevTbl(int mid, int rev) {
          ._num = row.num,
          ._rate = kChannelSensorRate,
          ._bus = 2,
-         ._hmux = Channel(row.hmux),
+         ._hmux = Channel(row.hmux, *state_),
          ._lmux = 4,
          ._addr = static_cast<char>(address),
          ._id = kChannelSensorId,

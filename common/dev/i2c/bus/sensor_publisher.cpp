@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "common/dev/i2c/bus/device_table.h"
-#include "common/msg/state/hmp_data.h"
 
 namespace Dev {
 namespace {
@@ -30,7 +29,7 @@ void SendTemp(const I2cDevInfo& info, SensorType type, float celsius) {
 
 int SensorId(const I2cDevInfo& info) { return SensorId(info._mid, info._aid, info._addr); }
 
-void ListInternalSensors(int mid) {
+std::vector<int> ListInternalSensors(int mid) {
   std::vector<int> ids;
   for (const DeviceRow& row : kDeviceRows) {
     if (row.modules.Has(mid) && IsTemperature(row)) ids.push_back(SensorId(mid, row.aid, row.addr));
@@ -42,15 +41,14 @@ void ListInternalSensors(int mid) {
       ids.push_back(SensorId(mid, row.aid, addr));
     }
   }
-  Msg::ghmp->SetInternalSensors(std::move(ids));
+  return ids;
 }
 
-int TempFanCount::Advance(const I2cDevInfo& info) {
-  const std::vector<int>& ids = Msg::ghmp->intsens_table;
-  const auto found = std::ranges::find(ids, SensorId(info));
-  if (found == ids.end()) return -1;
-  tempfancnt.resize(ids.size());
-  int& next = tempfancnt[static_cast<std::size_t>(found - ids.begin())];
+int TempFanCount::Advance(const I2cDevInfo& info, std::span<const int> listed) {
+  const auto found = std::ranges::find(listed, SensorId(info));
+  if (found == listed.end()) return -1;
+  tempfancnt.resize(listed.size());
+  int& next = tempfancnt[static_cast<std::size_t>(found - listed.begin())];
   const int count = next;
   next = (count + 1) % kScansPerPublication;
   return count;

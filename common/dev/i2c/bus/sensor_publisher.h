@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <span>
 #include <vector>
 
 #include "common/dev/i2c/bus/i2c_info.h"
@@ -24,17 +25,17 @@ using SendTempLink =
 void SetSendTempLink(SendTempLink link);
 void SendTemp(const I2cDevInfo& info, SensorType type, float celsius);
 
-/// The id of a sensor in the list of those that count for the fans.
+/// The id of a sensor in such a list.
 int SensorId(const I2cDevInfo& info);
-/// Lists the module's sensors in `ghmp`; before the scanner starts.
-void ListInternalSensors(int mid);
+/// The ids of the module's sensors that count for the fans.
+std::vector<int> ListInternalSensors(int mid);
 
 /// Counts the scans of the listed sensors of one class: 0 to 12 and again 0. At 0 a sensor
 /// publishes, so at its first scan and every 13th after it. Threads: the I2C worker.
 class TempFanCount {
  public:
-  /// The count of this scan; -1 for a sensor that is not listed.
-  int Advance(const I2cDevInfo& info);
+  /// The count of this scan; -1 for a sensor that is not in `listed`, which is always the same.
+  int Advance(const I2cDevInfo& info, std::span<const int> listed);
 
  private:
   std::vector<int> tempfancnt;  ///< of the next scan, by place in the list

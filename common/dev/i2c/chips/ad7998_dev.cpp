@@ -64,11 +64,11 @@ float ValueOf(const Codes& codes, std::size_t channel) {
          static_cast<float>(codes[kPlus5V]) / kSteps * rail.of_plus_5v;
 }
 
-int ReadCodes(ChipPath& road, Codes& codes) {
+int ReadCodes(ChipPath& path, Codes& codes) {
   for (std::size_t channel = 0; channel < kChannels; ++channel) {
     const auto convert = static_cast<unsigned char>((channel << 4) + 0x80);
     unsigned char word[2] = {};
-    if (road.Write({&convert, 1}) < 0 || road.Read(word) < 0) return -1;
+    if (path.Write({&convert, 1}) < 0 || path.Read(word) < 0) return -1;
     codes[channel] = (word[0] & 0x0F) << 8 | word[1];  // the top nibble says which channel it is
   }
   return 0;
@@ -81,18 +81,18 @@ TempFanCount fan_count;
 int AD7998Dev::Read() {
   const int board = ChannelBoard(_info);
   if (board < 0) return -1;
-  ChipPath road(_info, _fd, "AD7998", ad7998L, kWords[board]);
-  if (road.Open() < 0) return -1;
-  return _rate == 0 ? ReadBoot(road, board) : ReadScan(road);
+  ChipPath path(_info, _fd, "AD7998", ad7998L, kWords[board], i2c_report_nak);
+  if (path.Open() < 0) return -1;
+  return _rate == 0 ? ReadBoot(path, board) : ReadScan(path);
 }
 
-int AD7998Dev::ReadBoot(ChipPath& road, int board) {
-  return road.Write(kSetUp, kBootWords[board], "/MEAS_SOURCE ERROR");
+int AD7998Dev::ReadBoot(ChipPath& path, int board) {
+  return path.Write(kSetUp, kBootWords[board], "/MEAS_SOURCE ERROR");
 }
 
-int AD7998Dev::ReadScan(ChipPath& road) {
+int AD7998Dev::ReadScan(ChipPath& path) {
   Codes codes{};
-  if (road.Write(kCycleTimerOff) < 0 || ReadCodes(road, codes) < 0) return -1;
+  if (path.Write(kCycleTimerOff) < 0 || ReadCodes(path, codes) < 0) return -1;
   for (std::size_t channel = 0; channel < kChannels; ++channel) {
     const auto value = static_cast<double>(ValueOf(codes, channel));
     if (_aid == MEAS_CH1) {
@@ -103,10 +103,10 @@ int AD7998Dev::ReadScan(ChipPath& road) {
                         value);
     }
   }
-  if (fan_count.Advance(_info) == 0) {
+  if (fan_count.Advance(_info, InternalSensors()) == 0) {
     SendTemp(_info, kSensorAd7998, ValueOf(codes, kReferenceTemperature));
   }
-  if (road.Write(kCycleTimerOn) < 0) return -1;
+  if (path.Write(kCycleTimerOn) < 0) return -1;
   CheckFans();
   return 0;
 }

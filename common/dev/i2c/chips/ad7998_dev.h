@@ -17,8 +17,8 @@ class AD7998Dev : public I2cDev {
   int Read() override;
 
  private:
-  int ReadBoot(ChipPath& road, int board);
-  int ReadScan(ChipPath& road);
+  int ReadBoot(ChipPath& path, int board);
+  int ReadScan(ChipPath& path);
   void CheckFans();
 };
 

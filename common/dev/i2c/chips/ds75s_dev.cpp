@@ -32,9 +32,10 @@ TempFanCount fan_count;
 int DS75SDev::Read() {
   const int board = ChannelBoard(_info);
   if (board < 0) return -1;
-  const int count = fan_count.Advance(_info);
+  const int count = fan_count.Advance(_info, InternalSensors());
   float celsius = 0;
-  if (ReadCelsius(ChipPath(_info, _fd, "DS75", ds75sL, kWords[board]), celsius) < 0) return -1;
+  if (ReadCelsius(ChipPath(_info, _fd, "DS75", ds75sL, kWords[board], i2c_report_nak), celsius) < 0)
+    return -1;
   if (_aid == MEAS_CH1) {
     logger_mgr::print(ds75sL, kInfo, 0, "DS75/SIGNAL/MEAS_CH1=%f°C\n",
                       static_cast<double>(celsius));

@@ -42,10 +42,10 @@ ChipWords WordsOf(const I2cDevInfo& info) {
 std::array<unsigned char, EE24LC32Dev::kBufferSize> eebuf;
 
 /// The chip takes an address of two bytes, high byte first.
-int SetAddress(ChipPath& road, int high, int low) {
+int SetAddress(ChipPath& path, int high, int low) {
   const unsigned char address[] = {static_cast<unsigned char>(high),
                                    static_cast<unsigned char>(low)};
-  return road.Write(address);
+  return path.Write(address);
 }
 
 }  // namespace
@@ -61,33 +61,33 @@ int EE24LC32Dev::DoReq(char*, int len, char*, int len2, Act act) {
   logger_mgr::print(ee24lc32L, kDebug, 0, "HERE EEPROM DoReq() %x\n", static_cast<unsigned>(_addr));
   eebuf.fill(0xFF);
   if (_rev == kAbsentRevision && _addr == kAbsentAddress) return 0;
-  ChipPath road(_info, _fd, "EEPROM", ee24lc32L, WordsOf(_info));
-  if (road.Open() < 0) return -1;
-  return Plan(road, len, len2, act);
+  ChipPath path(_info, _fd, "EEPROM", ee24lc32L, WordsOf(_info), i2c_report_nak);
+  if (path.Open() < 0) return -1;
+  return Plan(path, len, len2, act);
 }
 
-int EE24LC32Dev::Plan(ChipPath& road, int len, int len2, Act act) {
-  if (len2 == 0) return ReadSequence(road, 0, len);
-  if (act == do_rawread) return ReadSequence(road, len, len2);
-  if (len2 < 0 || len2 >= kBufferSize) return ReadSequence(road, 0, len2);  // told there
+int EE24LC32Dev::Plan(ChipPath& path, int len, int len2, Act act) {
+  if (len2 == 0) return ReadSequence(path, 0, len);
+  if (act == do_rawread) return ReadSequence(path, len, len2);
+  if (len2 < 0 || len2 >= kBufferSize) return ReadSequence(path, 0, len2);  // told there
   unsigned char length[2] = {};
-  if (SetAddress(road, (len2 + kBlockLengthOffset) >> 8, len2 + kBlockLengthOffset) < 0 ||
-      road.Read(length) < 0) {
+  if (SetAddress(path, (len2 + kBlockLengthOffset) >> 8, len2 + kBlockLengthOffset) < 0 ||
+      path.Read(length) < 0) {
     return -1;
   }
-  return ReadSequence(road, 0, len2 + (length[1] << 8 | length[0]));
+  return ReadSequence(path, 0, len2 + (length[1] << 8 | length[0]));
 }
 
-int EE24LC32Dev::ReadSequence(ChipPath& road, int address, int count) {
+int EE24LC32Dev::ReadSequence(ChipPath& path, int address, int count) {
   if (address < 0 || address >= kBufferSize || count < 0 || count > kBufferSize) {
     logger_mgr::print(ee24lc32L, kError, 0, "EEPROM %s: no %d bytes at address %d\n", _key.c_str(),
                       count, address);
     return -1;
   }
-  if (SetAddress(road, address >> 8, address) < 0) return -1;
+  if (SetAddress(path, address >> 8, address) < 0) return -1;
   const auto data = std::span(eebuf).first(static_cast<std::size_t>(count));
   for (std::size_t done = 0; done < data.size(); done += kChunk) {
-    if (road.Read(data.subspan(done, std::min<std::size_t>(kChunk, data.size() - done))) < 0) {
+    if (path.Read(data.subspan(done, std::min<std::size_t>(kChunk, data.size() - done))) < 0) {
       return -1;
     }
   }

@@ -32,8 +32,8 @@ class EE24LC32Dev : public I2cDev {
   static const std::array<unsigned char, kBufferSize>& GetData();
 
  private:
-  int Plan(ChipPath& road, int len, int len2, Act act);
-  int ReadSequence(ChipPath& road, int address, int count);
+  int Plan(ChipPath& path, int len, int len2, Act act);
+  int ReadSequence(ChipPath& path, int address, int count);
 };
 
 }  // namespace Dev

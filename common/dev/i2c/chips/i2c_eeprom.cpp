@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "common/dev/i2c/chips/ee24lc32_dev.h"
-#include "common/msg/state/hmp_data.h"
 
 namespace Dev {
 namespace {
@@ -70,10 +69,9 @@ std::unique_ptr<EEPROMaccess> I2cEepromChips::Access(std::size_t place) {
   return std::make_unique<EEPROMi2caccess>(GetEePromDevInfoTbl()[place], _i2cMgr);
 }
 
-EepromGroup& GetEepromGroup(I2cMgr& manager, EepromLinks links) {
+EepromGroup& GetEepromGroup(I2cMgr& manager, Msg::HMPData& state, EepromLinks links) {
   static I2cEepromChips chips(manager);
-  static EepromGroup group(Msg::ghmp->module, chips, *static_cast<Msg::HMPData*>(Msg::ghmp),
-                           std::move(links));
+  static EepromGroup group(state.module, chips, state, std::move(links));
   return group;
 }
 

@@ -18,7 +18,7 @@ class EEPROMi2caccess : public EEPROMaccess {
   EEPROMi2caccess(const I2cDevInfo& info, I2cMgr& manager) : dev(info), _i2cMgr(manager) {}
 
   int openprom() override { return 0; }
-  /// Writes nothing and gives 0: chips are written where they are made.
+  /// Writes nothing and returns 0: chips are written where they are made.
   int writeprom(unsigned char*, int, int) override { return 0; }
   int readprom(unsigned char* data, int count, int address) override;
   void closeprom() override {}
@@ -47,8 +47,8 @@ class I2cEepromChips : public EepromChips {
   std::vector<EepromChip> chips_;
 };
 
-/// The daemon's calibration group, made on the first call with `ghmp`'s module and error list; the
-/// arguments of later calls are ignored.
-EepromGroup& GetEepromGroup(I2cMgr& manager, EepromLinks links = {});
+/// The daemon's calibration group, made on the first call for the module of `state`, whose error
+/// list it uses; the arguments of later calls are ignored.
+EepromGroup& GetEepromGroup(I2cMgr& manager, Msg::HMPData& state, EepromLinks links = {});
 
 }  // namespace Dev

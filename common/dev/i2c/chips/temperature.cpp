@@ -18,9 +18,9 @@ float temp_ctoc(int raw) {
 
 float temp_ctof(int raw) { return temp_ctoc(raw) * kFahrenheitPerCelsius + kFahrenheitOffset; }
 
-int ReadCelsius(ChipPath&& road, float& celsius) {
+int ReadCelsius(ChipPath&& path, float& celsius) {
   unsigned char word[2] = {};
-  if (road.Open() < 0 || road.Write({&kTemperatureRegister, 1}) < 0 || road.Read(word) < 0) {
+  if (path.Open() < 0 || path.Write({&kTemperatureRegister, 1}) < 0 || path.Read(word) < 0) {
     return -1;
   }
   celsius = temp_ctoc(word[0] << 8 | word[1]);

@@ -10,7 +10,7 @@ float temp_ctoc(int raw);
 /// The same in degrees Fahrenheit.
 float temp_ctof(int raw);
 
-/// Opens the road and reads the temperature. 0 or -1.
-int ReadCelsius(ChipPath&& road, float& celsius);
+/// Opens the path and reads the temperature. 0 or -1.
+int ReadCelsius(ChipPath&& path, float& celsius);
 
 }  // namespace Dev

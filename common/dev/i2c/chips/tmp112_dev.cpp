@@ -45,9 +45,11 @@ TempFanCount fan_count;
 
 int TMP112Dev::Read() {
   logger_mgr::print(tmp112L, kDebug, 0, "HERE TMP112 %x\n", static_cast<unsigned>(_addr));
-  const int count = fan_count.Advance(_info);
+  const int count = fan_count.Advance(_info, InternalSensors());
   float celsius = 0;
-  if (ReadCelsius(ChipPath(_info, _fd, "TMP112", tmp112L, WordsOf(_info)), celsius) < 0) return -1;
+  if (ReadCelsius(ChipPath(_info, _fd, "TMP112", tmp112L, WordsOf(_info), i2c_report_nak),
+                  celsius) < 0)
+    return -1;
   logger_mgr::print(tmp112L, kInfo, 0, "TMP112/%s/FP_SRCMEAS=%f°C\n", ModuleName(_mid),
                     static_cast<double>(celsius));
   if (count == 0) SendTemp(_info, kSensorTmp112, celsius);

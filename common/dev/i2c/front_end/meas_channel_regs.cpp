@@ -6,7 +6,6 @@
 #include "common/dev/i2c/bus/meas_channel_id.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
-#include "common/msg/state/hmp_data.h"
 
 namespace Dev {
 namespace {
@@ -56,9 +55,9 @@ void MeasChCfgReg::Show(int level) const {
                     static_cast<unsigned>(bytes[2]));
 }
 
-bool MeasChCfgReg::IsSuccessfulTransaction(std::uint8_t status) {
+bool MeasChCfgReg::IsSuccessfulTransaction(std::uint8_t status, Msg::Errorcodes& errors) {
   for (std::size_t i = 0; i < std::size(kStatusWords); ++i) {
-    if ((status & (0x80 >> i)) != 0) Msg::ghmp->SetErrorCode(kStatusWords[i]);
+    if ((status & (0x80 >> i)) != 0) errors.SetErrorCode(kStatusWords[i]);
   }
   return status == 0;
 }

@@ -11,6 +11,8 @@
 #include <span>
 #include <string>
 
+#include "common/msg/state/errorcodes.h"
+
 namespace Dev {
 
 static_assert(std::endian::native == std::endian::little, "register images rely on it");
@@ -83,8 +85,8 @@ struct MeasChCfgReg {
   int GetFilter() const { return FilterSel; }
   void Show(int level) const;
 
-  /// Adds the error word of every bit that is set in a status byte. True when there is none.
-  static bool IsSuccessfulTransaction(std::uint8_t status);
+  /// Adds the error word of every bit that is set in a status byte to `errors`. True for none.
+  static bool IsSuccessfulTransaction(std::uint8_t status, Msg::Errorcodes& errors);
 };
 static_assert(sizeof(MeasChCfgReg) == MeasChCfgReg::kBytes);
 

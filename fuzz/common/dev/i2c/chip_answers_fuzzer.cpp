@@ -65,9 +65,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static platform::MachineInPlace<Chips> machine;
   machine.clock.SetAutoAdvance(true);
   static libconfig::Config config;
-  Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
+  auto& state = Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
   Dev::RegisterDrivers();
-  Dev::I2cDev::LoadI2cDevices(Msg::MEAS_MODULE, 4);
+  Dev::I2cDev::LoadI2cDevices(Msg::MEAS_MODULE, 4, state);
   static const int bus = Dev::OpenBus(2);
   tape = {data, size};
   for (const auto& [key, device] : Dev::I2cDev::GetDevices()) {

@@ -37,7 +37,7 @@ class BoardMachine {
   void StartBoard() {
     const int revision = static_cast<int>(config.board_revision);
     Dev::RegisterDrivers();
-    ASSERT_EQ(i2c.Init(Msg::MEAS_MODULE, revision), 0);
+    ASSERT_EQ(i2c.Init(Msg::MEAS_MODULE, revision, *Msg::ghmp), 0);
     for (int channel : {0, 1}) {
       const auto id = static_cast<short>(config.cpld.at(static_cast<std::size_t>(channel)).id);
       Msg::ghmp->SetCPLDRevInfo(channel, id, 0);

@@ -77,7 +77,7 @@ void ExpectLoaded(int i2cswitch, int channel2) {
   const Board board;
   Msg::ghmp->i2cswitch = i2cswitch;
   Dev::RegisterDrivers();
-  I2cDev::LoadI2cDevices(Msg::MEAS_MODULE, 3);
+  I2cDev::LoadI2cDevices(Msg::MEAS_MODULE, 3, *Msg::ghmp);
   const std::size_t count = I2cDev::GetDevices().size();
   EXPECT_GE(count, 1u);
   for (const auto& entry : I2cDev::GetDevices()) {
@@ -95,7 +95,7 @@ void ExpectLoaded(int i2cswitch, int channel2) {
     EXPECT_EQ(device->Path().ToString(), PathOf(*wired, channel2)) << key;
   }
   Dev::RegisterDrivers();
-  I2cDev::LoadI2cDevices(Msg::SOURCE_MODULE, 3);
+  I2cDev::LoadI2cDevices(Msg::SOURCE_MODULE, 3, *Msg::ghmp);
   EXPECT_EQ(I2cDev::GetDevices().size(), count) << "the second load adds nothing";
   EXPECT_EQ(I2cDev::GetDevice("0.5.8.1"), nullptr);
   EXPECT_FALSE(I2cDev::GetDevice("1.0.17.1")->IsFPFPGA());

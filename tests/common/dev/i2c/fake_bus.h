@@ -178,7 +178,7 @@ struct Board {
   /// The table's devices are loaded and gone again, so that a test's own are alone on the buses.
   static void ClearDevices() {
     Dev::RegisterDrivers();
-    Dev::I2cDev::LoadI2cDevices(Msg::MEAS_MODULE, 3);
+    Dev::I2cDev::LoadI2cDevices(Msg::MEAS_MODULE, 3, *Msg::ghmp);
     Dev::I2cDev::DelDevices();
   }
   /// Error words that the daemon has collected.

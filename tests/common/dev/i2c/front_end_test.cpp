@@ -55,7 +55,8 @@ TEST_F(FrontEnd, RegistersTravelMostSignificantByteFirst) {
 TEST_F(FrontEnd, EveryStatusBitHasItsWord) {
   for (int status = 0; status < 256; ++status) {
     ghmp->ClearErrorCodes();
-    const bool good = MeasChCfgReg::IsSuccessfulTransaction(static_cast<std::uint8_t>(status));
+    const bool good =
+        MeasChCfgReg::IsSuccessfulTransaction(static_cast<std::uint8_t>(status), *ghmp);
     std::vector<int> expected;
     for (int bit = 7; bit >= 0; --bit) {
       if ((status >> bit & 1) != 0) expected.push_back(736 + 7 - bit);

@@ -92,7 +92,7 @@ TEST(Gateway, AnswersOverTheBus) {
                         ._hmux = 4,
                         ._lmux = 4,
                         ._addr = 0x13});
-  ASSERT_EQ(manager.Init(i2c_test::kBareModule, 3), 0);
+  ASSERT_EQ(manager.Init(i2c_test::kBareModule, 3, *Msg::ghmp), 0);
   ASSERT_EQ(manager.Start(), 0);
 
   zmb_test::Peer tcp(ZMQ_DEALER);
@@ -122,7 +122,7 @@ TEST(Gateway, AnswersFailures) {
     }
   };
   all();  // without a worker
-  ASSERT_EQ(manager.Init(i2c_test::kBareModule, 3), 0);
+  ASSERT_EQ(manager.Init(i2c_test::kBareModule, 3, *Msg::ghmp), 0);
   all();
   EXPECT_EQ(board.bus.TakeLog(), Log{});
 }

@@ -57,7 +57,7 @@ struct ScanBench : Board {
     }
   }
   std::map<int, int> reads;  ///< by device
-  Dev::I2cWkr worker;
+  Dev::I2cWkr worker{*Msg::ghmp};
 };
 
 TEST(Scan, ReadsEachDeviceAtItsRate) {
@@ -136,7 +136,7 @@ TEST(Scan, FollowsTheTick) {
   };
   AddTestDev(2, 999, true);
   Dev::I2cMgr manager("Test.I2cMgr", 0);
-  ASSERT_EQ(manager.Init(i2c_test::kBareModule, 3), 0);
+  ASSERT_EQ(manager.Init(i2c_test::kBareModule, 3, *Msg::ghmp), 0);
   I2cReq req = RequestTo(2);
   const auto settle = [&] {  // a request is served after the start, or a scan, that came before it
     EXPECT_EQ(manager.I2cWkrExecReq(&req), 1);
@@ -166,7 +166,7 @@ struct RequestBench : Board {
     ClearDevices();
     for (int num = 1; num <= 4; ++num) devices.push_back(&AddTestDev(num, 1, true));
   }
-  void Start() { ASSERT_EQ(manager.Init(i2c_test::kBareModule, 3), 0); }
+  void Start() { ASSERT_EQ(manager.Init(i2c_test::kBareModule, 3, *Msg::ghmp), 0); }
   int Wrapper(int num, char* buf, int len, int len2, I2cDev::Act act) {
     return manager.I2cWkrWrapper(1, Dev::MEAS_CH1, Dev::SPI_BRIDGE, num, buf, len, len2, act);
   }
@@ -256,6 +256,7 @@ TEST(Requests, OfTheWorkersOwnThreadAreRefused) {
 /// Tells when a request has been handed over.
 class WatchedWkr : public Dev::I2cWkr {
  public:
+  using I2cWkr::I2cWkr;
   ~WatchedWkr() override { EndThread(); }
   void PostWork() override {
     I2cWkr::PostWork();
@@ -270,7 +271,7 @@ TEST(Scan, GivesUpInTheMiddleOfARequest) {
   int scanned = 0;
   TestDev& device = AddTestDev(1, 1, true);
   device.scan = [&] { return ++reads < 0 ? 1 : 0; };
-  WatchedWkr worker;
+  WatchedWkr worker{*Msg::ghmp};
   device.request = [&](char*) {
     worker.HandleSigEvt();
     scanned = worker.HandleScanI2cReq();
@@ -291,7 +292,7 @@ TEST(Scan, GivesUpInTheMiddleOfARequest) {
 TEST(Requests, AreServedBetweenTwoDevicesOfAScan) {
   Board board;
   platform::Semaphore posted;
-  WatchedWkr worker;
+  WatchedWkr worker{*Msg::ghmp};
   I2cReq req = RequestTo(3);
   Log order;  // of the worker's thread
   std::jthread caller;
@@ -328,7 +329,7 @@ TEST(Requests, AreGivenUpWhileATransferDoesNotComeBack) {
     if (++requests == 1) lifted.Wait();
     return 3;
   };
-  WatchedWkr worker;
+  WatchedWkr worker{*Msg::ghmp};
   ASSERT_EQ(worker.Start(), 0);
   I2cReq req = RequestTo(1);
   EXPECT_EQ(worker.InstI2cReq(&req), -1);
@@ -348,7 +349,7 @@ TEST(Requests, AreGivenBackWhenTheWorkerEnds) {
     go.Wait();
     return 0;
   };
-  WatchedWkr worker;
+  WatchedWkr worker{*Msg::ghmp};
   worker.posted = &posted;
   I2cReq req = RequestTo(1);
   req._status = 5;
