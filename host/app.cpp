@@ -9,7 +9,7 @@
 #include "common/log/build_info.h"
 #include "host/command.h"
 #include "host/last_nak.h"
-#include "host/road.h"
+#include "host/transport_address.h"
 
 namespace host {
 namespace {
@@ -73,7 +73,7 @@ struct Options {
 void Declare(CLI::App& app, Options& options) {
   app.footer(kFooter);
   app.set_version_flag("--version", fmt::format("q5host {}", hgrev));
-  app.fallthrough();  // the options may stand behind the command, too
+  app.fallthrough();  // options may follow the command, too
   app.require_subcommand(1);
   auto* root = app.add_option("--root", options.root, "The instrument's directory, as for q5sim")
                    ->type_name("DIR");
@@ -101,9 +101,9 @@ void Complete(Options& options, Route route) {
   ::unsetenv("Q5_ROOT");  // for a daemon it moves every path; here the paths are whole
 }
 
-std::optional<Road> RoadOf(const Options& options, std::string& error) {
-  if (!options.connect.empty()) return RoadTo(options.connect, error);
-  if (!options.root.empty()) return RoadInto(options.root, options.via, error);
+std::optional<TransportAddress> AddressOf(const Options& options, std::string& error) {
+  if (!options.connect.empty()) return AddressFrom(options.connect, error);
+  if (!options.root.empty()) return AddressUnder(options.root, options.via, error);
   error = "where to? give --root or --connect, or set Q5_ROOT";
   return std::nullopt;
 }
@@ -132,7 +132,7 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
       app.exit(error, out, err);
       return ExitStatus::kOk;
     }
-    // a word that is no command is told before the command that is missing
+    // an unknown command is reported before a missing one
     const std::vector<std::string> rest = app.remaining();
     const std::string what =
         rest.empty() ? error.what() : fmt::format("'{}' is not known here", rest.front());
@@ -143,8 +143,8 @@ ExitStatus RunHost(const std::vector<std::string>& arguments, std::ostream& out,
 
   Complete(options, route);
   std::string error;
-  std::optional<Road> road = RoadOf(options, error);
-  auto transport = road ? MakeTransport(*road, options.timeout_ms) : nullptr;
+  std::optional<TransportAddress> address = AddressOf(options, error);
+  auto transport = address ? MakeTransport(*address, options.timeout_ms) : nullptr;
   if (!transport) {
     TellFailure(options.json, error, out, err);
     return ExitStatus::kUsage;

@@ -19,7 +19,7 @@
 #include "common/msg/records/input_mode.h"
 #include "host/measurement_run.h"
 #include "host/request.h"
-#include "host/road.h"
+#include "host/transport_address.h"
 #include "tests/integration/process.h"
 
 namespace {
@@ -78,9 +78,9 @@ int main(int argc, char* argv[]) {
   test::Bench bench;
   bench.StartDaemon();
   std::string error;
-  const auto road = host::RoadInto(bench.root.Path(), "host", error);
-  if (!road) return std::fprintf(stderr, "%s\n", error.c_str()), 1;
-  const auto transport = host::MakeTransport(*road, 10000);
+  const auto address = host::AddressUnder(bench.root.Path(), "host", error);
+  if (!address) return std::fprintf(stderr, "%s\n", error.c_str()), 1;
+  const auto transport = host::MakeTransport(*address, 10000);
   std::ostringstream out;
   host::Session session(*transport, false, out, out);
 

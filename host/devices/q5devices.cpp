@@ -75,13 +75,13 @@ class Listing {
   }
 
  private:
-  struct Road {
+  struct Route {
     int bus, hmux, lmux;
   };
 
   /// The path and the address are those at which the instrument has a chip, where the table leaves
   /// a choice; else the first.
-  Line Make(int aid, int type, int num, const char* id, int rate, bool in_test, const Road& road,
+  Line Make(int aid, int type, int num, const char* id, int rate, bool in_test, const Route& route,
             const std::vector<int>& addresses) const {
     Line line{Dev::DeviceKey(Msg::MEAS_MODULE, aid, type, num),
               id,
@@ -91,10 +91,10 @@ class Listing {
               in_test ? "yes" : "no",
               std::string(kNone)};
     const std::vector<int> channels =
-        road.hmux == Dev::kSwitched ? std::vector{3, 2} : std::vector{road.hmux};
+        route.hmux == Dev::kSwitched ? std::vector{3, 2} : std::vector{route.hmux};
     for (const int channel : channels) {
       for (const int address : addresses) {
-        const std::string path = PathOf(road.bus, channel, road.lmux);
+        const std::string path = PathOf(route.bus, channel, route.lmux);
         const std::string text = fmt::format("0x{:02X}", address);
         const auto found = readings_.find(path + " " + text);
         if (line.path.empty() || found != readings_.end()) {

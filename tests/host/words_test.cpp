@@ -6,7 +6,7 @@
 #include "host/measurement_kinds.h"
 #include "host/request.h"
 #include "host/result_text.h"
-#include "host/road.h"
+#include "host/transport_address.h"
 
 namespace {
 
@@ -65,17 +65,17 @@ TEST(WithChecksum, MakesARecordWholeOrTellsWhyNot) {
 }
 
 TEST(RoadTo, KnowsTheAddressesOfTheThreeRoads) {
-  using host::Road;
+  using host::TransportAddress;
   struct {
     const char* uri;
     int kind;  // -1: none
     const char* address;
   } const cases[] = {
-      {"tcp://127.0.0.1", Road::kBus, "tcp://127.0.0.1:3088"},
-      {"tcp://127.0.0.1:99", Road::kBus, "tcp://127.0.0.1:99"},
-      {"ipc:///tmp/x.ipc", Road::kBus, "ipc:///tmp/x.ipc"},
-      {"host://localhost", Road::kHost, "localhost:3087"},
-      {"host://127.0.0.51:65535", Road::kHost, "127.0.0.51:65535"},
+      {"tcp://127.0.0.1", TransportAddress::kBus, "tcp://127.0.0.1:3088"},
+      {"tcp://127.0.0.1:99", TransportAddress::kBus, "tcp://127.0.0.1:99"},
+      {"ipc:///tmp/x.ipc", TransportAddress::kBus, "ipc:///tmp/x.ipc"},
+      {"host://localhost", TransportAddress::kHost, "localhost:3087"},
+      {"host://127.0.0.51:65535", TransportAddress::kHost, "127.0.0.51:65535"},
       {"127.0.0.1", -1, ""},
       {"", -1, ""},
       {"tcp://", -1, ""},
@@ -92,10 +92,10 @@ TEST(RoadTo, KnowsTheAddressesOfTheThreeRoads) {
   };
   for (const auto& c : cases) {
     std::string error;
-    auto road = host::RoadTo(c.uri, error);
-    ASSERT_EQ(road ? static_cast<int>(road->kind) : -1, c.kind) << c.uri;
-    EXPECT_EQ(road ? road->address : "", c.address) << c.uri;
-    EXPECT_EQ(error.find(c.uri) != std::string::npos, !road) << error;
+    auto address = host::AddressFrom(c.uri, error);
+    ASSERT_EQ(address ? static_cast<int>(address->kind) : -1, c.kind) << c.uri;
+    EXPECT_EQ(address ? address->address : "", c.address) << c.uri;
+    EXPECT_EQ(error.find(c.uri) != std::string::npos, !address) << error;
   }
 }
 

@@ -18,7 +18,7 @@
 #include "common/msg/records/input_mode.h"
 #include "host/measurement_run.h"
 #include "host/request.h"
-#include "host/road.h"
+#include "host/transport_address.h"
 #include "tests/integration/process.h"
 #include "tests/integration/request_draw.h"
 
@@ -169,19 +169,19 @@ class Measure : public testing::Test {
     const auto result = bench_.Control({"set", name, value});
     ASSERT_EQ(result.status, 0) << name << " " << value << ": " << result.output;
   }
-  std::unique_ptr<host::Transport> Road(const char* via, int timeout_ms = kTimeoutMs) {
+  std::unique_ptr<host::Transport> Connect(const char* via, int timeout_ms = kTimeoutMs) {
     std::string error;
-    const auto road = host::RoadInto(bench_.root.Path(), via, error);
-    EXPECT_TRUE(road) << error;
-    return host::MakeTransport(*road, timeout_ms);
+    const auto address = host::AddressUnder(bench_.root.Path(), via, error);
+    EXPECT_TRUE(address) << error;
+    return host::MakeTransport(*address, timeout_ms);
   }
-  /// A test up to its start. The caller keeps the road.
+  /// A test up to its start. The caller keeps the transport.
   bool StartTest(host::MeasurementRun& run, const MeasurementPlan& plan) {
     return run.BeginRow() && run.SetUp(plan) && run.Update(plan) && run.Start();
   }
-  std::optional<MeasurementResult> Run(host::Transport& road, const MeasurementPlan& plan) {
+  std::optional<MeasurementResult> Run(host::Transport& transport, const MeasurementPlan& plan) {
     std::ostringstream out;
-    host::Session session(road, false, out, out);
+    host::Session session(transport, false, out, out);
     host::MeasurementRun run(session);
     host::MeasurementTiming timing;
     // a direct result is the average of 90 blocks, which takes 3 s
@@ -196,16 +196,16 @@ class Measure : public testing::Test {
   /// The main module takes one host at a time, and needs a moment to see that one has gone.
   static void MissHost() { std::this_thread::sleep_for(std::chrono::milliseconds(300)); }
   /// The bushing at line frequency, through the whole chain.
-  void ExpectRightMeasurement(host::Transport& road, float hertz = 60) {
+  void ExpectRightMeasurement(host::Transport& transport, float hertz = 60) {
     const Device bushing{Device::kLossyCapacitor, 2.16529e9L, 350e-12L, 0};
     Set("dut.circuit", bushing.Text());
     MeasurementPlan plan = BushingPlan();
     plan.frequency = hertz;
-    const auto result = Run(road, plan);
+    const auto result = Run(transport, plan);
     ASSERT_TRUE(result);
     ExpectDevice(*result, bushing, plan);
   }
-  void ExpectRightMeasurement() { ExpectRightMeasurement(*Road("host")); }
+  void ExpectRightMeasurement() { ExpectRightMeasurement(*Connect("host")); }
   static MeasurementPlan BushingPlan() {
     MeasurementPlan plan;
     plan.target = plan.highest = 10000;
@@ -221,7 +221,7 @@ class Measure : public testing::Test {
 
 TEST_F(Measure, DevicesOverDecades) {
   Draw draw(Seed());
-  const auto road = Road("host");
+  const auto transport = Connect("host");
   for (std::uint64_t left = Number("Q5_DEVICES", 6); left > 0;) {
     const Device device = DrawDevice(draw);
     MeasurementPlan plan;
@@ -230,7 +230,7 @@ TEST_F(Measure, DevicesOverDecades) {
     SCOPED_TRACE(fmt::format("{} at {} V, {} Hz, current range {}", device.Text(), plan.target,
                              plan.frequency, plan.current_range));
     Set("dut.circuit", device.Text());
-    const auto result = Run(*road, plan);
+    const auto result = Run(*transport, plan);
     ASSERT_TRUE(result);
     ExpectDevice(*result, device, plan);
   }
@@ -246,7 +246,7 @@ TEST_F(Measure, DirectSources) {
   const auto dac = [](double offset, double per_count) {
     return std::to_string(0x8000 + std::lround(offset * per_count));
   };
-  const auto road = Road("host");
+  const auto transport = Connect("host");
   const struct {
     Msg::RNG_TEST_TYPE type;
     Msg::SOURCE_E source;
@@ -266,7 +266,7 @@ TEST_F(Measure, DirectSources) {
     plan.source = host::SourceWord(row.source, 1, Msg::DC_Volt, Msg::ACDC_Current);
     plan.voltage_range = 1;
     plan.current_range = 2;
-    const auto result = Run(*road, plan);
+    const auto result = Run(*transport, plan);
     ASSERT_TRUE(result);
     const Seen seen(*result);
     ExpectClose(seen.volts, kAmperes * kOhms, "volts");
@@ -277,9 +277,9 @@ TEST_F(Measure, DirectSources) {
 
 TEST_F(Measure, AHostThatFallsSilent) {
   {
-    const auto road = Road("host");
+    const auto transport = Connect("host");
     std::ostringstream out;
-    host::Session session(*road, false, out, out);
+    host::Session session(*transport, false, out, out);
     host::MeasurementRun run(session);
     ASSERT_TRUE(StartTest(run, BushingPlan()));
     std::this_thread::sleep_for(std::chrono::seconds(9));
@@ -294,12 +294,12 @@ TEST_F(Measure, TwoHostsAtOnce) {
   std::atomic<bool> done = false;
   std::atomic<int> answers = 0;
   std::thread other([&] {
-    const auto road = Road("bus");
+    const auto transport = Connect("bus");
     for (int i = 0; !done; ++i) {
       const host::Bytes request = i % 2 == 0 ? host::PlainRequest(Msg::HMP_ACK_PROGRESS)
                                              : host::ResultRequest(Msg::MSG6_RSLTYPE_FIR_SLOW);
       host::Reply reply;
-      const auto exchange = road->Ask(request);
+      const auto exchange = transport->Ask(request);
       EXPECT_EQ(exchange.error, "");
       EXPECT_EQ(host::ReadReply(request, exchange.reply, reply), "");
       ++answers;
@@ -314,9 +314,9 @@ TEST_F(Measure, TwoHostsAtOnce) {
 
 TEST_F(Measure, TheDaemonDiesInATest) {
   {
-    const auto road = Road("host", 2000);
+    const auto transport = Connect("host", 2000);
     std::ostringstream out;
-    host::Session session(*road, false, out, out);
+    host::Session session(*transport, false, out, out);
     host::MeasurementRun run(session);
     ASSERT_TRUE(StartTest(run, BushingPlan()));
     bench_.daemon->Signal(SIGKILL);
@@ -327,7 +327,7 @@ TEST_F(Measure, TheDaemonDiesInATest) {
 }
 
 TEST_F(Measure, RequestsOutOfOrder) {
-  const auto road = Road("host");
+  const auto transport = Connect("host");
   const MeasurementPlan plan = BushingPlan();
   MeasurementPlan direct;
   direct.type = Msg::TEST_CONTACT_RESISTANCE;
@@ -351,14 +351,14 @@ TEST_F(Measure, RequestsOutOfOrder) {
   for (const auto& order : orders) {
     for (const host::Bytes& request : order) {
       host::Reply reply;
-      const auto exchange = road->Ask(request);
+      const auto exchange = transport->Ask(request);
       ASSERT_EQ(exchange.error, "");
       EXPECT_EQ(host::ReadReply(request, exchange.reply, reply), "");
     }
   }
-  road->Ask(host::PlainRequest(Msg::HMP_END_ROW));
+  transport->Ask(host::PlainRequest(Msg::HMP_END_ROW));
   // where corrections left at 0 Hz would show
-  ExpectRightMeasurement(*road, 200);
+  ExpectRightMeasurement(*transport, 200);
 }
 
 // Polls as a host does that looks at the results only.
@@ -366,7 +366,7 @@ class RawPolls : public Measure {
  protected:
   host::Reply Ask(const host::Bytes& request) {
     host::Reply reply;
-    const auto exchange = road_->Ask(request);
+    const auto exchange = transport_->Ask(request);
     EXPECT_EQ(exchange.error, "");
     EXPECT_EQ(host::ReadReply(request, exchange.reply, reply), "");
     return reply;
@@ -402,7 +402,7 @@ class RawPolls : public Measure {
     }
   }
 
-  std::unique_ptr<host::Transport> road_ = Road("host");
+  std::unique_ptr<host::Transport> transport_ = Connect("host");
 };
 
 TEST_F(RawPolls, WhatARefusedUpdateLeavesIsNotValid) {
@@ -440,18 +440,18 @@ TEST_F(Measure, AnyRequestsInAnyOrder) {
   const auto count = Number("Q5_REQUESTS", 1500);
   long resident = 0;
   {
-    const auto road = Road("host");
+    const auto transport = Connect("host");
     for (std::uint64_t i = 0; i < count; ++i) {
       const host::Bytes request = draw.Next();
       host::Reply reply;
-      const auto exchange = road->Ask(request);
+      const auto exchange = transport->Ask(request);
       ASSERT_EQ(exchange.error, "") << "request " << i << ": " << host::HexText(request);
       ASSERT_EQ(host::ReadReply(request, exchange.reply, reply), "")
           << "request " << i << ": " << host::HexText(request);
       if (i == count / 5) resident = bench_.daemon->ResidentKib();
     }
     for (const auto opcode : {Msg::HMP_STOP_TEST, Msg::HMP_END_ROW}) {
-      road->Ask(host::PlainRequest(opcode));
+      transport->Ask(host::PlainRequest(opcode));
     }
   }
   EXPECT_TRUE(bench_.daemon->Running());

@@ -1,4 +1,4 @@
-#include "host/road.h"
+#include "host/transport_address.h"
 
 #include <fmt/format.h>
 
@@ -34,18 +34,20 @@ std::optional<std::string> WithPort(std::string_view text, int port) {
 
 }  // namespace
 
-std::optional<Road> RoadTo(std::string_view uri, std::string& error) {
+std::optional<TransportAddress> AddressFrom(std::string_view uri, std::string& error) {
   std::size_t mark = uri.find("://");
   std::string_view scheme = uri.substr(0, mark);
   std::string_view rest = mark == uri.npos ? "" : uri.substr(mark + 3);
   if (scheme == "ipc" && rest.size() > 1 && rest.find('/') != rest.npos && rest.back() != '/') {
-    return Road{Road::kBus, std::string(uri)};
+    return TransportAddress{TransportAddress::kBus, std::string(uri)};
   }
   if (scheme == "tcp") {
-    if (auto address = WithPort(rest, kBusPort)) return Road{Road::kBus, "tcp://" + *address};
+    if (auto address = WithPort(rest, kBusPort))
+      return TransportAddress{TransportAddress::kBus, "tcp://" + *address};
   }
   if (scheme == "host") {
-    if (auto address = WithPort(rest, kHostPort)) return Road{Road::kHost, *address};
+    if (auto address = WithPort(rest, kHostPort))
+      return TransportAddress{TransportAddress::kHost, *address};
   }
   error =
       fmt::format("'{}' is no address; take ipc://PATH, tcp://ADDRESS[:{}] or host://ADDRESS[:{}]",
@@ -53,8 +55,9 @@ std::optional<Road> RoadTo(std::string_view uri, std::string& error) {
   return std::nullopt;
 }
 
-std::optional<Road> RoadInto(const std::string& root, std::string_view via, std::string& error) {
-  if (via == "bus") return RoadTo(fmt::format("ipc://{}/{}", root, kIpcPath), error);
+std::optional<TransportAddress> AddressUnder(const std::string& root, std::string_view via,
+                                             std::string& error) {
+  if (via == "bus") return AddressFrom(fmt::format("ipc://{}/{}", root, kIpcPath), error);
 
   const std::string path = fmt::format("{}/{}", root, kHostsPath);
   std::ifstream file(path);
@@ -69,7 +72,7 @@ std::optional<Road> RoadInto(const std::string& root, std::string_view via, std:
     error = fmt::format("{} has no line for '{}'", path, name);
     return std::nullopt;
   }
-  return RoadTo(fmt::format("{}://{}", via, address), error);
+  return AddressFrom(fmt::format("{}://{}", via, address), error);
 }
 
 std::string AddressIn(std::string_view hosts, std::string_view name) {
@@ -84,9 +87,9 @@ std::string AddressIn(std::string_view hosts, std::string_view name) {
   return "";
 }
 
-std::unique_ptr<Transport> MakeTransport(const Road& road, int timeout_ms) {
-  return road.kind == Road::kBus ? MakeBusTransport(road.address, timeout_ms)
-                                 : MakeStreamTransport(road.address, timeout_ms);
+std::unique_ptr<Transport> MakeTransport(const TransportAddress& address, int timeout_ms) {
+  return address.kind == TransportAddress::kBus ? MakeBusTransport(address.address, timeout_ms)
+                                                : MakeStreamTransport(address.address, timeout_ms);
 }
 
 }  // namespace host
