@@ -17,6 +17,6 @@ endfunction()
 git_says(HGREV rev-parse --short=12 HEAD)
 git_says(HGSUMM log -1 --format=%s)
 git_says(HGBRANCH rev-parse --abbrev-ref HEAD)
-# the date of the revision, not of the compiler run: the same source gives the same program
+# the date of the revision, not of the compiler run: the same source makes the same program
 git_says(BLDDATE log -1 --format=%cd --date=format:%Y-%m-%dT%H:%M:%S)
 configure_file(${SOURCE_DIR}/common/log/build_info.cpp.in ${OUTPUT} @ONLY)

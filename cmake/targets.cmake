@@ -1,5 +1,5 @@
 # How this tree declares its targets: every folder is one target, and its link libraries are the
-# rooms that it may include.
+# folders that it may include.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 pkg_check_modules(ZMQ REQUIRED IMPORTED_TARGET libzmq)
@@ -21,18 +21,18 @@ if(Q5_SANITIZE)
   target_link_options(q5_options INTERFACE -fsanitize=${Q5_SANITIZE})
 endif()
 if(Q5_FUZZ)
-  # every room is instrumented for coverage; only the fuzz targets link the driver
+  # every folder is instrumented for coverage; only the fuzz targets link the driver
   target_compile_options(q5_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# q5_library(NAME SOURCES... LINK ROOMS...)
+# q5_library(NAME SOURCES... LINK FOLDERS...)
 function(q5_library name)
   cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})
   add_library(${name} STATIC ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PUBLIC q5_options ${ARG_LINK})
 endfunction()
 
-# q5_program(NAME SOURCES... LINK ROOMS...)
+# q5_program(NAME SOURCES... LINK FOLDERS...)
 function(q5_program name)
   cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})

@@ -33,7 +33,7 @@ void Require(bool holds, const char* what) {
   std::abort();
 }
 
-void Tell(int number) {
+void Report(int number) {
   std::signal(SIGALRM, SIG_DFL);  // for a stack that cannot be printed
   ::alarm(5);
   if (number == SIGALRM) std::fputs("a child hangs\n", stderr);
@@ -84,8 +84,8 @@ int Children::RunOne(Work work, std::size_t size) {
   Require(pid >= 0, "fork");
   if (pid == 0) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    std::signal(SIGABRT, Tell);
-    std::signal(SIGALRM, Tell);
+    std::signal(SIGABRT, Report);
+    std::signal(SIGALRM, Report);
     ::alarm(kLongest);
     std::fill_n(counters_begin, Counters(), std::uint8_t{0});
     work({shared_->input, size});

@@ -1,4 +1,4 @@
-// The message bus as a road for host records.
+// The message bus as a transport of host records.
 #include <fmt/format.h>
 #include <unistd.h>
 #include <zmq.h>
@@ -30,7 +30,7 @@ class BusTransport : public Transport {
   Exchange Ask(const Bytes& request) override {
     Exchange exchange;
     if (!Connect(exchange.error)) return exchange;
-    // A descriptor of its own tells each reply from those to earlier requests.
+    // A descriptor of its own separates each reply from those to earlier requests.
     std::string name = fmt::format("q5host.{}.{}", ::getpid(), ++asked_);
     ZmbMessage::Buffer descriptor{name.data(), static_cast<int>(name.size())};
     int size = static_cast<int>(request.size());

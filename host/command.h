@@ -1,4 +1,4 @@
-// The commands of q5host. Each is a file of its own that declares its options and tells what to do;
+// The commands of q5host. Each is a file of its own that declares its options and its action;
 // a new one is a line more in the table of app.cpp.
 #pragma once
 
@@ -22,7 +22,7 @@ struct Command {
   const char* name;
   const char* summary;
   Route route;
-  /// Adds the command's own options and gives its action.
+  /// Adds the command's own options and returns its action.
   Action (*declare)(CLI::App& options);
 };
 

@@ -16,7 +16,7 @@ struct Refusal {
 /// Where an instrument's directory keeps it.
 std::string NakFile(const std::string& root);
 
-/// Nothing is told when it cannot be written: the refusal itself was told.
+/// A failed write is not reported: the refusal itself has been.
 void KeepNak(const std::string& file, const Refusal& refusal);
 /// Nothing when there is none.
 std::optional<Refusal> LastNak(const std::string& file);

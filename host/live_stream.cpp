@@ -35,7 +35,7 @@ bool Lock(int file, int command, short& type) {
   return done;
 }
 
-// Looking takes no lock, so that it never stands in a client's way.
+// Looking takes no lock, so that it never blocks a client.
 bool IsLocked(const std::string& path) {
   const platform::UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   short type = F_WRLCK;

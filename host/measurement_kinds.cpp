@@ -7,7 +7,7 @@
 namespace host {
 namespace {
 
-using namespace Msg;  // the kinds stand in it one by one
+using namespace Msg;  // for the names of the kinds
 
 #define Q5_KIND(type, alias, circuit) \
   { type, #type, alias, Circuit::circuit }

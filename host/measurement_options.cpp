@@ -81,7 +81,7 @@ void DeclareSource(CLI::App& app, MeasurementOptions& options) {
                  "Divider before the voltage channels (hv1 with --hv, else none)")
       ->check(CLI::IsMember({"none", "hv1", "hv2"}))
       ->group("Path");
-  app.add_flag("--relays", options.relays, "Tell the path by relays, not by leads")->group("Path");
+  app.add_flag("--relays", options.relays, "Name the path by relays, not by leads")->group("Path");
   DeclareLeads(app, "--energize", "Leads energized, besides the divider's", options.energize);
   DeclareLeads(app, "--measure", "Leads measured", options.measure);
   DeclareLeads(app, "--guard", "Leads guarded", options.guard);

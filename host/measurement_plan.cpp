@@ -13,7 +13,7 @@ constexpr int kVoltageLimitScale = 10;  // of a current test: it is sent in tent
 // acdctest: the wave that the source's generator plays.
 enum Wave : std::int16_t { kSine = 0, kPositive = 1, kNegative = 2 };
 
-// Bits of the leads HV1 and HV2, and of the relay words that stand for them.
+// Bits of the leads HV1 and HV2, and of the relay words that mean them.
 constexpr std::int16_t kLeadHv1 = 1 << 10;
 constexpr std::int16_t kLeadHv2 = 1 << 11;
 struct DividerRelays {
@@ -49,7 +49,7 @@ Bytes RelaysRequest(const MeasurementPlan& plan) {
   Msg::HmpTestRlyReq record{};
   record.mvvp = divider.positive;
   record.mvvn = divider.negative;
-  // the divider stands before a channel that sees a voltage only
+  // the divider is in front of a channel that sees a voltage only
   if (ChannelMode(plan.source, 1) == Msg::AC_Volt) {
     record.m1vp = divider.positive;
     record.m1vn = divider.negative;

@@ -6,7 +6,7 @@
 
 namespace host {
 
-/// What stands between the high voltage and the voltage channels.
+/// What is between the high voltage and the voltage channels.
 enum class Divider : std::uint8_t { kNone, kHv1, kHv2 };
 
 struct MeasurementPlan {
@@ -22,7 +22,7 @@ struct MeasurementPlan {
   int voltage_range = 0;     ///< index of the range, 1 the least sensitive; 0: the daemon chooses
   int current_range = 0;     ///< likewise
   Divider divider = Divider::kNone;
-  bool relays = false;        ///< tell the path by relays (0x17), not by leads (0x28)
+  bool relays = false;        ///< name the path by relays (0x17), not by leads (0x28)
   std::int16_t energize = 0;  ///< leads, bits by kLeadNames; the divider's is added
   std::int16_t measure = 0;
   std::int16_t guard = 0;

@@ -14,7 +14,7 @@ namespace {
 
 using std::chrono::seconds;
 
-// Of a result; a discharge that goes on spoils none.
+// Of a result; a discharge under way spoils none.
 constexpr int kNotValid = Ranging | Ramping | Amplitude_exceeds_input_range | Data_Not_Valid |
                           SAMPLE_STATUS_SYNC_ERROR | SAMPLE_STATUS_OVER_RANGE | SAMPLE_STATUS_FAULT;
 constexpr double kVoltsPerKilovolt = 1000;
@@ -62,7 +62,7 @@ MeasurementRun::~MeasurementRun() {
   EndRow();
 }
 
-// The first failure is the one that is told: what follows it is often its consequence.
+// The first failure is the one that is reported: what follows it is often its consequence.
 bool MeasurementRun::Fail(ExitStatus status, const char* step, std::string reason) {
   if (failure_.status == ExitStatus::kOk) failure_ = {status, step, std::move(reason), {}};
   return false;
@@ -198,7 +198,7 @@ bool MeasurementRun::Poll(Msg::msg6_rsltype filter, MeasurementResult& result) {
   return true;
 }
 
-// A change of the filter from one poll to the next makes the slow one begin anew, so that nothing
+// A change of the filter from one poll to the next makes the slow one start again, so that nothing
 // from before the test had settled is in what it sums. Those polls themselves show what was before.
 bool MeasurementRun::Read(const MeasurementTiming& timing,
                           std::vector<MeasurementResult>& results) {

@@ -1,6 +1,6 @@
 // A test from set-up to stop, step by step, as a host runs it.
 //
-// A step that fails ends the test: later steps do nothing and give false, but Stop and EndRow are
+// A step that fails ends the test: later steps do nothing and return false, but Stop and EndRow are
 // sent all the same, at the latest by the destructor. Threads: belongs to one thread.
 #pragma once
 

@@ -47,7 +47,7 @@ struct Axis {
   double low;
   double high;
   bool logarithmic;
-  double begin;  // where `low` stands
+  double begin;  // where `low` is
   double end;
 
   double Scale(double value) const { return logarithmic ? std::log10(value) : value; }

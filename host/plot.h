@@ -11,7 +11,7 @@ struct PlotPanel {
   std::vector<double> values;  ///< one for each x; what is not finite is a gap
 };
 
-/// Panels stand one under the other.
+/// Panels are one below the other.
 struct Plot {
   std::string x_label;
   bool log_x = false;  ///< all of `x` is above 0

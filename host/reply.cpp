@@ -125,7 +125,7 @@ std::string ReadReply(const Bytes& request, Bytes bytes, Reply& reply) {
   reply = Reply{};
   reply.bytes = std::move(bytes);
   const std::int16_t opcode = OpcodeOf(request);
-  // Without data to give, the daemon sends the request back.
+  // Without data, the daemon sends the request back.
   if (opcode == Msg::HMP_FFT_DATA && (reply.bytes == request || IsDataSet(reply.bytes))) {
     reply.answer = Answer::kDataSet;
     return "";

@@ -22,7 +22,7 @@ struct Reply {
   /// Of the record in `bytes`; null where the record is not known: the ACK to an opcode that this
   /// program does not know, or the FFT data set, which is no record.
   const Msg::Layout* layout = nullptr;
-  /// Of a NAK: whose errors these are (MODCODES), NAK_MAJORCODE when the list does not tell.
+  /// Of a NAK: whose errors these are (MODCODES), NAK_MAJORCODE when the list does not say.
   int module = Msg::NAK_MAJORCODE;
   std::vector<ErrorWord> errors;
 };

@@ -18,7 +18,7 @@ using nlohmann::ordered_json;
 constexpr const char* kModuleNames[] = {"", "main module", "measurement module", "source module",
                                         "power board"};
 
-// Parts of the frame, told on their own, or nothing to be told.
+// Parts of the frame are printed on their own, or not at all.
 bool IsData(const Msg::Field& field) {
   std::string_view name = field.name;
   return name != "ack" && name != "chksm" && name != "RFU";
@@ -38,7 +38,7 @@ ordered_json FieldJson(const Msg::Field& field, const Bytes& bytes) {
   return list;
 }
 
-// The list of a NAK is told as errors instead.
+// The list of a NAK is printed as errors instead.
 bool HasFields(const Reply& reply) {
   return reply.layout != nullptr && reply.layout != &Msg::LayoutOf<Msg::HmpErrorRep>::kLayout;
 }

@@ -11,7 +11,7 @@ namespace host {
 /// "ACK", "ACK in progress", "NAK", "data set".
 const char* AnswerText(Answer answer);
 
-/// An error code's name, "unknown" for a number that is none; the same with its number.
+/// An error code's name, "unknown" for any other number; the same with its number.
 std::string CodeName(int code);
 std::string CodeText(int code);
 

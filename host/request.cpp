@@ -34,7 +34,7 @@ std::optional<Bytes> WithChecksum(Bytes record, std::string& error) {
   std::size_t without = sizeof head + static_cast<std::size_t>(std::max<int>(head.len, 0));
   std::size_t whole = without + Msg::kChksmSize;
   if (head.len < 0 || (record.size() != without && record.size() != whole)) {
-    error = fmt::format("len is {}, but {} bytes stand behind the header", int{head.len},
+    error = fmt::format("len is {}, but {} bytes follow the header", int{head.len},
                         record.size() - sizeof head);
     return std::nullopt;
   }

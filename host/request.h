@@ -24,7 +24,7 @@ Bytes RequestOf(Msg::HmpOpcode opcode, Record record) {
 }
 
 /// A header and its payload, with or without the two bytes of a checksum, made whole with the right
-/// one. Nothing, and a reason in `error`, when `len` in the header tells another length.
+/// one. Nothing, and a reason in `error`, when `len` in the header is another length.
 std::optional<Bytes> WithChecksum(Bytes record, std::string& error);
 
 /// The opcode of whatever was sent; what is missing of it counts as 0, as it does for the daemon.

@@ -1,4 +1,4 @@
-// What a command works with: the road to the daemon and where to print.
+// What a command works with: the transport to the daemon and where to print.
 #pragma once
 
 #include <fmt/format.h>
@@ -21,12 +21,12 @@ class Session {
   Session(Transport& transport, bool json, std::ostream& out, std::ostream& err)
       : transport_(transport), json_(json), out_(out), err_(err) {}
 
-  /// Sends the request and reads the reply. Of what went wrong, a NAK apart, the reason stands in
-  /// `error` and nothing is told.
+  /// Sends the request and reads the reply. The reason of a failure other
+  /// than a NAK is in `error`, and nothing is printed.
   ExitStatus TryAsk(const Bytes& request, Reply& reply, std::string& error);
-  /// As TryAsk. Tells what went wrong; a NAK is left to the caller.
+  /// As TryAsk. Prints what went wrong; a NAK is left to the caller.
   ExitStatus Ask(const Bytes& request, Reply& reply);
-  /// As Ask, with a NAK told too: for commands that need the reply's data.
+  /// As Ask, with a NAK printed too: for commands that need the reply's data.
   ExitStatus AskForData(const Bytes& request, Reply& reply);
 
   /// One of the two, by the form of output that was asked for.
@@ -54,7 +54,7 @@ class Session {
   void SetRoot(std::string root) { root_ = std::move(root); }
   const std::string& root() const { return root_; }
 
-  /// Tells why a command failed, and returns `status`.
+  /// Prints why a command failed, and returns `status`.
   ExitStatus Fail(ExitStatus status, const std::string& reason);
 
  private:

@@ -1,4 +1,4 @@
-// The host's TCP connection as a road for records.
+// The host's TCP connection as a transport of records.
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <netdb.h>

@@ -1,4 +1,4 @@
-// The roads by which a record reaches the daemon and its reply comes back.
+// How a record reaches the daemon and its reply comes back.
 //
 // Threads: a transport belongs to one thread.
 #pragma once
@@ -35,7 +35,7 @@ class Transport {
 /// for the daemon to appear, too, up to `timeout_ms` for the whole exchange.
 std::unique_ptr<Transport> MakeBusTransport(const std::string& uri, int timeout_ms);
 
-/// The host's own road: records back to back on a TCP connection to the main module, at
+/// The host's own transport: records back to back on a TCP connection to the main module, at
 /// "ADDRESS:PORT". Up to `timeout_ms` for connection and exchange together.
 std::unique_ptr<Transport> MakeStreamTransport(const std::string& address, int timeout_ms);
 

@@ -5,10 +5,10 @@
 // this class:
 //
 //   board    the POSIX call itself, on the instrument's own module
-//   virtual  $Q5_ROOT stands for "/"; devices, commands, mounts and the clock are served by q5sim
-//   local    device models called in process, on a fake clock, for unit tests
+//   virtual  $Q5_ROOT takes the place of "/"; devices, commands, mounts and the clock are served by
+//   q5sim local    device models called in process, on a fake clock, for unit tests
 //
-// Contracts are those of the POSIX calls that the operations stand for: -1 and errno on failure.
+// Contracts are those of the POSIX calls of the same name: -1 and errno on failure.
 // Threads: every operation may be called from any thread.
 #pragma once
 
@@ -56,7 +56,7 @@ class Backend {
 
   // --- Paths ---
 
-  /// Where the instrument's file `path` (absolute) stands on this machine, for calls that take a
+  /// Where the instrument's file `path` (absolute) is on this machine, for calls that take a
   /// path.
   virtual std::string Path(std::string_view path) const = 0;
 
@@ -66,7 +66,7 @@ class Backend {
   virtual int System(const char* command) = 0;
   /// As clock_settime(CLOCK_REALTIME).
   virtual int SetRealtime(const timespec& time) = 0;
-  /// Dotted address of this module on the instrument's network; "127.0.0.1" when it cannot be told.
+  /// Dotted address of this module on the instrument's network; "127.0.0.1" when it is unknown.
   virtual std::string HostAddress() = 0;
   /// One line to the machine's system log, under `ident` (a daemon's name).
   virtual void SystemLog(const char* ident, int priority, const char* text) = 0;

@@ -29,7 +29,7 @@ class FakeClock final : public Clock {
   ~FakeClock() override;
 
   /// Moves time forward and runs the ticks that fall due, in the order of their times, on this
-  /// thread. Time stands at a tick's own time while it runs. A target in the past does nothing.
+  /// thread. Time stays at a tick's own time while it runs. A target in the past does nothing.
   void AdvanceTo(Nanoseconds monotonic);
   void Advance(Nanoseconds duration) { AdvanceTo(Monotonic() + duration); }
   /// Moves time forward as a computation does that no tick interrupts: ticks come that much later.
@@ -38,7 +38,7 @@ class FakeClock final : public Clock {
   /// Advance.
   void SetAutoAdvance(bool on);
 
-  /// What every ticker tells as its overrun from now on.
+  /// What every ticker reports as its overrun from now on.
   void SetOverrun(int periods);
 
   /// Threads in SleepUntil and WaitUntil now.

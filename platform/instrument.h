@@ -1,4 +1,4 @@
-// What stands behind the virtual and the local back end: the devices of one module and the machine
+// What is behind the virtual and the local back end: the devices of one module and the machine
 // around them. simulator/ implements it; the local back end calls it in process, the virtual back
 // end reaches it over q5sim's socket.
 //
@@ -22,7 +22,7 @@ class DeviceFile {
   virtual ~DeviceFile() = default;
 
   /// A read that would have to wait longer than a fraction of a second returns -EAGAIN; the caller
-  /// repeats it. So a server can tell a device that waits from one that has died. For the devices
+  /// repeats it. So a server can distinguish a device that waits from a dead one. For the devices
   /// of ReadRecordBytes (ioctl_table.h) `data` holds the caller's record on entry.
   virtual ssize_t Read(void* data, size_t size);
   /// Never waits. -ESPIPE for devices that are no files of text.
@@ -33,8 +33,8 @@ class DeviceFile {
   /// devices do, so the memory at `argument` is always kMaxIoctlBytes long.
   virtual int Ioctl(unsigned long request, void* argument);
   /// A descriptor of the shared memory that backs a mapping of `length` bytes at `offset`; owned by
-  /// the file. The mapping begins at the memory's first byte, so a device tells its memories apart
-  /// by offset and length. -ENODEV for devices that cannot be mapped.
+  /// the file. The mapping begins at the memory's first byte, so a device distinguishes its
+  /// memories by offset and length. -ENODEV for devices that cannot be mapped.
   virtual int Map(size_t length, off_t offset);
 };
 
@@ -44,7 +44,7 @@ class Instrument {
 
   /// Null with `error` (an errno) set when there is no such device or it refuses.
   virtual std::unique_ptr<DeviceFile> Open(std::string_view path, int flags, int& error) = 0;
-  /// Answers a shell command: a wait status as system(3) gives.
+  /// Answers a shell command: a wait status as of system(3).
   virtual int System(std::string_view command) = 0;
   virtual int SetRealtime(const timespec& time) = 0;
   virtual timespec Realtime() = 0;

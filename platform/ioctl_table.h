@@ -44,7 +44,7 @@ inline constexpr std::size_t kMaxIoctlBytes = sizeof(SmbusTransfer);
 /// Null for a request that cannot cross.
 const IoctlShape* FindIoctl(unsigned long request);
 
-/// Bytes of the record that a read(2) of this device takes in and gives back; 0 for a device whose
+/// Bytes of the record that a read(2) of this device takes in and returns; 0 for a device whose
 /// reads only give.
 std::size_t ReadRecordBytes(std::string_view path);
 

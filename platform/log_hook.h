@@ -1,8 +1,8 @@
-// Where the rooms below the log send their lines.
+// Where the folders below the log send their lines.
 //
 // platform/ and libs/ may not include common/log. Each declares a LogHook; main() connects it to
-// the log with the module that the room logs under. Until then lines are dropped. Threads: Connect
-// once at start-up, Print from any thread.
+// the log with the module that the folder logs under. Until then lines are dropped. Threads:
+// Connect once at start-up, Print from any thread.
 #pragma once
 
 #include <atomic>
@@ -17,7 +17,7 @@ class LogHook {
   /// so that a line that the log's level filters out costs no formatting.
   using Writer = void (*)(int level, const char* format, std::va_list args);
 
-  /// Tells whether a line of this level would be written; for callers whose line is costly to make.
+  /// Whether a line of this level would be written; for callers whose line is costly to make.
   using Filter = bool (*)(int level);
 
   void Connect(Writer writer, Filter filter = nullptr) {

@@ -14,7 +14,7 @@ struct PreparedIoctl {
   alignas(8) std::array<std::byte, 64> bytes{};
 };
 
-/// Makes the request once; what comes of it is not told. Async-signal-safe.
+/// Makes the request once; its result is not reported. Async-signal-safe.
 void Send(PreparedIoctl& prepared);
 
 }  // namespace platform

@@ -1,4 +1,4 @@
-// What the two back ends share that run without a board: a directory that stands for "/", and
+// What the two back ends share that run without a board: a directory in place of "/", and
 // device files that are objects behind a descriptor number.
 #pragma once
 
@@ -23,7 +23,7 @@ class RootDirectory {
   explicit RootDirectory(const std::string& root);
 
   const std::string& Root() const { return root_; }
-  /// Where `path` stands on this machine; a relative one is taken from "/", where the daemon runs.
+  /// Where `path` is on this machine; a relative one is taken from "/", where the daemon runs.
   /// ".." at the top stays at the top, as it does in "/", so the result never lies outside the
   /// root.
   std::string Map(std::string_view path) const;
@@ -54,7 +54,7 @@ class RootedBackend : public Backend {
   class Device {
    public:
     virtual ~Device() = default;
-    /// The number that stands for the device; a real descriptor, owned by the device.
+    /// The number of the device; a real descriptor, owned by the device.
     virtual int Number() const = 0;
     virtual ssize_t Read(void* data, size_t size) = 0;
     virtual ssize_t Pread(void* data, size_t size, off_t offset) = 0;

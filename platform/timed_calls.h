@@ -1,5 +1,5 @@
 // Calls that may not come back, such as a request to a driver that is wedged. Each runs on a thread
-// that can be left behind, so that its caller goes on after a limit.
+// that can be left behind, so that its caller continues after a limit.
 #pragma once
 
 #include <condition_variable>
@@ -21,9 +21,9 @@ class TimedCalls {
   /// Waits for no call that is late: it ends by itself.
   ~TimedCalls();
 
-  /// 0 or more, or a negative errno: what `call` gives, or -ETIMEDOUT after `limit`, or -EAGAIN
-  /// without a thread for it. A call that is late goes on, so it must own what it uses; while there
-  /// is one, others get a tenth of their limit, and with `most` of them -EBUSY at once.
+  /// 0 or more, or a negative errno: what `call` returns, or -ETIMEDOUT after `limit`, or -EAGAIN
+  /// without a thread for it. A call that is late continues, so it must own what it uses; while
+  /// there is one, others get a tenth of their limit, and with `most` of them -EBUSY at once.
   int Run(Nanoseconds limit, std::function<int()> call);
 
  private:

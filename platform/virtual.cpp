@@ -164,7 +164,7 @@ int VirtualBackend::RemoteDevice::EnsureOpen() {
   } else if (::dup3(socket.Get(), main_.Get(), O_CLOEXEC) < 0) {
     return errno;
   }
-  // a driver's request takes the time it takes; a q5sim that has died is told by the socket
+  // a driver's request takes the time it takes; the socket reports a q5sim that has died
   wire::SetLimit(main_.Get(), Nanoseconds::zero());
   token_ = token;
   open_ = true;

@@ -18,7 +18,7 @@ trap 'exit 143' TERM
 failed() { die "$1: $(grep -v '^ *$' "$2" | tail -n 1)"; }
 
 # start_instrument BIN DAEMON...: q5sim and q5host of BIN with the daemon that these words start,
-# under a root of its own, so that two stand side by side. Leaves $root, $sim, $mos, and "${host[@]}".
+# under a root of its own, so that two run side by side. Leaves $root, $sim, $mos, and "${host[@]}".
 start_instrument() {
   local bin=$1
   shift

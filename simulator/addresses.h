@@ -1,4 +1,4 @@
-// The addresses of the three modules on loopback, chosen so that instruments can stand side by
+// The addresses of the three modules on loopback, chosen so that instruments can run side by
 // side.
 #pragma once
 

@@ -47,7 +47,7 @@ struct Config {
   /// The channel boards have an I2C branch each; false: both hang on the first one's.
   bool i2c_switch = true;
   std::array<CpldKind, kMeasChannels> cpld{};
-  /// Paths of the files that tell the channels' true hardware; empty: as shipped.
+  /// Paths of the files of the channels' true hardware; empty: as shipped.
   std::array<std::string, kMeasChannels> calibration;
   /// "raw", "compressed", "blank", or the path of an image; by Eeprom.
   std::array<std::string, kEeproms> eeprom = {"raw", "raw", "compressed", "compressed"};

@@ -150,7 +150,7 @@ class Ethb::HostLink {
     assert(bus_ != nullptr);
     const int no_linger = 0;
     zmq_setsockopt(bus_.get(), ZMQ_LINGER, &no_linger, sizeof no_linger);
-    const int only_connected = 1;  // nothing queues for a daemon that is not there
+    const int only_connected = 1;  // nothing queues for a missing daemon
     zmq_setsockopt(bus_.get(), ZMQ_IMMEDIATE, &only_connected, sizeof only_connected);
     const int connected = zmq_connect(bus_.get(), bus_endpoint_.c_str());
     assert(connected == 0);  // only a malformed end point fails

@@ -1,9 +1,9 @@
 // The main module's `ethb`: takes a host's TCP connection and passes its records to the measurement
 // daemon over the bus.
 //
-// Each record goes out as the payload of a bus message [delimiter][descriptor][payload] from a
-// DEALER socket; the reply's payload goes back to the host. The daemon answers in order, so replies
-// do too; the descriptor, a running number, tells to which record a reply belongs. A record that
+// Each record is sent as the payload of a bus message [delimiter][descriptor][payload] from a
+// DEALER socket; the reply's payload returns to the host. The daemon answers in order, so replies
+// do too; the descriptor, a running number, says to which record a reply belongs. A record that
 // the daemon never answers (it was restarted, say) is given up when a later one is answered, and
 // one that finds no daemon for a second is dropped. One host at a time; others get a NAK.
 #pragma once

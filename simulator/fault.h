@@ -51,7 +51,7 @@ class FaultSwitch {
   void AwaitLifted();
   /// Takes the time that a slow or hanging unit takes more.
   void Hold(platform::Clock& clock);
-  /// Ends a hang for good: the instrument goes.
+  /// Ends a hang for good: the instrument ends.
   void Release();
   std::uint16_t Noise();
 

@@ -1,5 +1,5 @@
 // The FPGA behind "/dev/q5fpga0": its register map and the driver's requests. What the registers
-// set in motion stands in simulator/fpga/, a file for each behaviour.
+// set in motion is in simulator/fpga/, a file for each behaviour.
 //
 // Nothing here has a thread: every access first brings the behaviours up to the present. A clock
 // that changes without an access (the clock chip's output) counts as changed at the next one.

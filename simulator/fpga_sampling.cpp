@@ -48,7 +48,7 @@ ssize_t FpgaModel::AnnounceBlock(const Dev::FpgaCmd& command) {
 }
 
 /// Blocks end with the counter at multiples of the pages that the caller names. When sampling does
-/// not run the counter is told as it is, after a while, so that nobody waits for ever.
+/// not run the counter is returned as it is, after a while, so that nobody waits for ever.
 ssize_t FpgaModel::AwaitBlock(Dev::FpgaCmd& command, SampleReader& reader) {
   if (faults_.Now() == Fault::kOff) return -EIO;
   if (!IsRegister(command, kStatusOffset)) return -EINVAL;

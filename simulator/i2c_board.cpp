@@ -56,7 +56,7 @@ constexpr int kChannel2Branch = 3;
 
 }  // namespace
 
-/// The one table of the chips: where each stands.
+/// The one table of the chips: where each is.
 struct I2cBoard::Row {
   When when;
   const char* assembly;
@@ -142,7 +142,7 @@ I2cBoard::I2cBoard(const Config& config, platform::Clock& clock, Units& units) :
   if (config_.module != Module::kMain) MakeChannels(clock, units);
   const Surroundings around{clock, units, config_.seed};
   for (const Row& row : kRows) {
-    if (Stands(row)) Place(row, around);
+    if (IsFitted(row)) Place(row, around);
   }
   units.AddValue("i2c.chips", [this] { return List(); });
 }
@@ -161,7 +161,7 @@ void I2cBoard::MakeChannels(platform::Clock& clock, Units& units) {
   }
 }
 
-bool I2cBoard::Stands(const Row& row) const {
+bool I2cBoard::IsFitted(const Row& row) const {
   const bool signal_module = config_.module != Module::kMain;
   const bool new_board = config_.board_revision > kLastOldRevision;
   switch (row.when) {

@@ -39,7 +39,7 @@ class I2cBoard {
   std::unique_ptr<I2cChip> MakeMux(const Row& row, std::string name, const Surroundings& around);
   std::unique_ptr<I2cChip> MakeClockChip(std::string name, const Surroundings& around);
   std::unique_ptr<I2cChip> MakeOther(const Row& row, std::string name, const Surroundings& around);
-  bool Stands(const Row& row) const;
+  bool IsFitted(const Row& row) const;
   std::string List() const;
 
   const Config config_;

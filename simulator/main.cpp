@@ -42,7 +42,7 @@ int Fail(int status, const std::string& problem) {
   return status;
 }
 
-/// Never 0, which stands for "none chosen".
+/// Never 0, which means "none chosen".
 std::uint64_t DrawSeed() {
   std::random_device random;
   return std::uniform_int_distribution<std::uint64_t>(1, 0xFFFFFFFF)(random);
@@ -194,8 +194,7 @@ int main(int argc, char** argv) {
   CLI::App app("The virtual instrument: serves the devices of one module under a directory.");
   app.set_version_flag("--version", "q5sim " + std::string(hgrev));
   Options options;
-  auto* root =
-      app.add_option("--root", options.root, "Directory that stands for the instrument's /");
+  auto* root = app.add_option("--root", options.root, "Directory that is the instrument's /");
   app.add_option("--config", options.config, "JSON file that says what kind of instrument this is");
   app.add_option("--speed", options.speed, "Factor on the pace of samples")
       ->check(CLI::Range(0.001, 1000.0));

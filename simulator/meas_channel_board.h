@@ -48,7 +48,7 @@ class MeasChannelBoard {
   FrontEnd Settings() const;
   const ChannelHardware& Hardware() const { return hardware_; }
   CpldId Id() const { return kind_.id; }
-  /// Also how the physics tells of an overload and of an ADC at its limit.
+  /// Also how the physics reports an overload and an ADC at its limit.
   MeasCpld& Cpld() { return cpld_; }
 
   std::uint16_t Dac(std::size_t channel) const { return dacs_.at(channel); }

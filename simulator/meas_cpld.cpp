@@ -28,7 +28,7 @@ constexpr std::size_t kRangeFrame = 1;
 constexpr platform::Nanoseconds kBusyTime = std::chrono::milliseconds(50);
 constexpr std::uint64_t kLongestBusyMs = 60000;
 
-/// Where things stand in the status frame.
+/// Where things are in the status frame.
 constexpr std::size_t kStatusBytes = 24;
 constexpr std::size_t kConfigAt = 1;
 constexpr std::size_t kTestModeAt = 9;

@@ -23,7 +23,7 @@ class RecordCutter {
   void Feed(std::span<const std::byte> bytes);
   /// The next whole record, or nothing until more bytes come.
   ///
-  /// A negative length leaves no way to tell where the next record starts. Its header then comes
+  /// A negative length leaves no way to find where the next record starts. Its header then comes
   /// out as one last record of 8 bytes, its checksum zero, whatever else had arrived, and the
   /// stream is broken from there on.
   std::optional<Record> Next();

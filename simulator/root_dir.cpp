@@ -69,7 +69,7 @@ std::string RootDir::Claim(const std::string& directory) {
   if (error) return directory + ": " + error.message();
   if (path_ == "/") return "/ is this machine's own root; give a directory for the instrument";
   if (path_.size() + kLongestSocket.size() > kSocketPathLimit) {
-    return path_ + ": too long; the sockets inside leave room for " +
+    return path_ + ": too long; the sockets inside leave space for " +
            std::to_string(kSocketPathLimit - kLongestSocket.size()) + " characters, this has " +
            std::to_string(path_.size());
   }

@@ -1,4 +1,4 @@
-// The directory that stands for the instrument's "/".
+// The directory that is the instrument's "/".
 #pragma once
 
 #include <string>
@@ -8,20 +8,20 @@
 
 namespace simulator {
 
-/// Holds the root for the life of q5sim: its lock file tells a second q5sim to stay away, and the
+/// Holds the root for the life of q5sim: its lock file keeps a second q5sim away, and the
 /// kernel drops the lock however the first one ends.
 class RootDir {
  public:
   /// Makes the directory if needed, takes its lock, makes the directories inside.
-  /// Empty when done, else what stands in the way, in one line.
+  /// Empty when done, else what prevents it, in one line.
   std::string Claim(const std::string& directory);
   /// Writes the files that are missing; existing ones are kept, as an instrument keeps its state.
   /// Only
-  /// "/etc/hosts" always tells the addresses of this run.
+  /// "/etc/hosts" always has the addresses of this run.
   std::string WriteFiles(const Config& config);
 
   const std::string& Path() const { return path_; }
-  /// The addresses that "/etc/hosts" holds from an earlier run; empty texts where it tells none.
+  /// The addresses that "/etc/hosts" holds from an earlier run; empty texts where it has none.
   Addresses EarlierAddresses() const;
 
  private:

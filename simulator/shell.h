@@ -15,7 +15,7 @@ namespace simulator {
 /// Commands are added while the instrument is built; Run and History from any thread after that.
 class Shell {
  public:
-  /// Gets what follows the command's first words and gives the exit status; nothing for a use of
+  /// Gets what follows the command's first words and returns the exit status; nothing for a use of
   /// the command that it does not know.
   using Command = std::function<std::optional<int>(std::string_view rest)>;
 
@@ -24,7 +24,7 @@ class Shell {
 
   /// `start` is the text that the command line begins with; the longest one that fits answers.
   void Add(std::string start, Command command);
-  /// The wait status that system(3) gives.
+  /// A wait status as of system(3).
   int Run(std::string_view line);
   /// The last commands, the oldest first, each with its exit status.
   std::string History() const;

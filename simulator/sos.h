@@ -2,11 +2,12 @@
 //
 //   record        effect
 //   0x03, 0x33    a test is set up: kind of source and highest voltage or current; a source that is
-//                 on goes to zero
-//   0x04, 0x34    target, polarity, frequency. While the test runs a new target is gone to at once;
-//                 for another polarity or frequency the source goes to zero first
-//   0x05          the source goes on, to its target
-//   0x27, 0x07    the source goes to zero and off; 0x07 ends the test
+//                 on ramps to zero
+//   0x04, 0x34    target, polarity, frequency. While the test runs the source ramps to a new target
+//   at
+//                 once; for another polarity or frequency it ramps to zero first
+//   0x05          the source is switched on and ramps to its target
+//   0x27, 0x07    the source ramps to zero and is switched off; 0x07 ends the test
 //
 // Targets are volts RMS of a voltage source, amperes RMS of a current source, or their direct
 // values. The wave follows the measurement module's plan. A record out of this order, one with a
@@ -16,7 +17,7 @@
 // counts.
 //
 // Values: sos.state ("idle", "set up", "ready", "running", "paused"), sos.target (of the last
-// update), sos.ramp (seconds from zero to the target and back, 0.25). Fault: off (the source goes
+// update), sos.ramp (seconds from zero to the target and back, 0.25). Fault: off (the source is
 // off, and no record is heard).
 #pragma once
 
@@ -58,7 +59,7 @@ class Sos {
     SourceSettings::Kind kind = SourceSettings::Kind::kVoltage;
     bool direct = false;
     bool negative = false;
-    float hertz = 0;  ///< a new one goes through zero; the wave itself is the plan's
+    float hertz = 0;  ///< a change passes through zero; the wave itself is the plan's
     double level = 0;
 
     bool SameWave(const Drive& other) const;

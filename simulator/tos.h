@@ -1,5 +1,5 @@
-// The main module's relays as far as the host's records say: which divider stands before the
-// voltage inputs.
+// The main module's relays as far as the host's records say: which divider is in front of
+// the voltage inputs.
 //
 //   0x17   from the relay words of channel 1 and of channel 2
 //   0x28   from the leads that are energized; the same for both channels

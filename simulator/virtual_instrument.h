@@ -24,7 +24,7 @@
 
 namespace simulator {
 
-/// Which device stands at which path.
+/// Which device is at which path.
 class DeviceTable {
  public:
   using Opener = std::function<std::unique_ptr<platform::DeviceFile>(int flags, int& error)>;
@@ -40,19 +40,19 @@ class DeviceTable {
 
 class VirtualInstrument final : public platform::Instrument {
  public:
-  /// `root` is the directory that stands for "/". `clock` must outlive the instrument.
+  /// `root` is the directory that is "/". `clock` must outlive the instrument.
   VirtualInstrument(const Config& config, std::string root, platform::Clock& clock);
 
   /// Empty when the instrument is whole, else which devices clash. Asked once, before use.
   const std::string& Problem() const { return problem_; }
-  /// For what stands around the instrument and has values or faults of its own.
+  /// For what is around the instrument and has values or faults of its own.
   simulator::Units& Units() { return units_; }
   /// What the FPGA does to the signals now.
   FpgaSignals Signals() { return fpga_.Signals(); }
   /// Brings the sample stream up to the present; whoever serves the instrument in real time does so
   /// every few milliseconds, so that the ring fills whether or not anybody reads.
   void Update() { fpga_.Update(); }
-  /// What feeds the device under test, for a program that stands for the source module.
+  /// What feeds the device under test, for a program in place of the source module.
   SignalSource& Source() { return source_; }
   DeviceUnderTest& Device() { return device_; }
   VoltagePath& Path() { return path_; }

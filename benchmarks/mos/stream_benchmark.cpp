@@ -37,7 +37,7 @@ constexpr double kPairsPerSecond = 60.0 * 512;  // at start-up
 constexpr int kPairs = 1024;
 constexpr std::size_t kBlockBytes = 8192;
 
-/// Stands before the channels and notes when things reach them.
+/// Sits in front of the channels and notes when things reach them.
 class Watch final : public acquisition::SampleChannels {
  public:
   explicit Watch(acquisition::SampleChannels& channels) : channels_(channels) {}

@@ -9,5 +9,5 @@ extern const char hgrev[];     ///< revision
 extern const char hgsumm[];    ///< first line of its message
 extern const char hgbranch[];  ///< branch
 
-/// Revision, summary and branch, one per line. A null stream is told to the log.
+/// Revision, summary and branch, one per line. A null stream is logged.
 void PrintBuildInfo(std::FILE* stream);

@@ -1,4 +1,4 @@
-// How rooms capture their events: at information level, with what the event's form wants.
+// How folders capture their events: at information level, with what the event's form wants.
 #pragma once
 
 #include "common/log/eventlog.h"

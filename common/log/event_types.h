@@ -1,6 +1,6 @@
 // The events of the event log, by number, each with the form of its data.
 //
-// One list gives the numbers, the texts and the forms; eventlog.cpp has a formatter for each form.
+// One list has the numbers, the texts and the forms; eventlog.cpp has a formatter for each form.
 #pragma once
 
 namespace Logger {

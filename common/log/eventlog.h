@@ -14,7 +14,7 @@
 
 namespace Logger {
 
-// --- The data of events. A `len` outside 1 to 6 gives an empty line. ---
+// --- The data of events. A `len` outside 1 to 6 makes an empty line. ---
 
 inline constexpr int kEventWords = 6;
 
@@ -61,7 +61,7 @@ struct evnamedata_t {
 
 class eventlog {
  public:
-  /// The one instance; the name only tells whose it is and is not kept.
+  /// The one instance; the name only says whose it is and is not kept.
   static eventlog* GetEventLog(const char* name);
 
   /// Prints the head of the trace's columns. `its_module` is the module that the daemon runs on.

@@ -22,7 +22,7 @@ class Histogram {
   /// Microseconds since startInterval, recorded; -1 without one.
   std::int64_t endInterval();
   /// Counts one value: the bin it falls in, or an outlier. `max` itself is an upper outlier, and
-  /// every upper outlier is told in the log.
+  /// every upper outlier is logged.
   void record(double microseconds);
   void print() const;
 

@@ -26,7 +26,7 @@ constexpr char kScript[] = "/srv/www/cgi-bin/getlogn.sh";
 constexpr std::size_t kMaxRequestBytes = 4096;
 constexpr std::size_t kMaxCommandBytes = std::size_t{64} * 1024;
 
-// Where a daemon's ring stands; -1 for what cannot be told.
+// Where a daemon's ring is; -1 for what is unknown.
 struct RingState {
   int next = -1;
   std::int64_t newest_size = -1;

@@ -12,7 +12,7 @@ inline constexpr char kRotateRequest[] = "/home/root/getlogtest";
 /// One shell command a line, as the collecting script wrote them.
 inline constexpr char kCollectCommands[] = "/home/root/getlogcmd";
 
-/// Serves what is asked for, and removes the request when it has been. `send` tells the other
+/// Serves what is asked for, and removes the request when it has been. `send` asks the other
 /// modules to rotate. A collection waits up to 120 s for their logs. Threads: one at a time.
 void ServeCollectionRequests(logger_mgr& logger, void (*send)());
 

@@ -43,7 +43,7 @@ bool CopyBytes(const Extent& from, int to) {
   }
 }
 
-// Some file systems tell a full disk only here.
+// Some file systems report a full disk only here.
 bool Close(UniqueFd& fd) { return ::close(fd.Release()) == 0; }
 
 // What the failure left is removed without losing its errno.

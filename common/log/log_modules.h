@@ -65,7 +65,7 @@ enum LogModule : int {
 };
 static_assert(maxlogL == 56);
 
-/// Text of each module as it stands in a log line, by module number; number 0 is unused.
+/// Text of each module in a log line, by module number; number 0 is unused.
 inline constexpr std::array<const char*, maxlogL> kModuleTexts = {
     "",          "main",      "meas",      "source",    "pfc",        "acquis",   "sinecorr",
     "correct",   "averager",  "fpga",      "msg",       "spclk",      "range",    "fft",

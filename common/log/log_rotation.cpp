@@ -220,7 +220,7 @@ bool logger_mgr::SwapLog(int flags) {
   return true;
 }
 
-// Chooses the ring's file: the newest one as long as it has room for this log, else the next.
+// Chooses the ring's file: the newest one as long as it has space for this log, else the next.
 void logger_mgr::NameRotation(std::int64_t size) {
   _bootlogname.clear();
   if (_rotationCount == 0) {
@@ -309,7 +309,7 @@ int logger_mgr::BackupLogfile(void* data) {
     stored = logger.StageLog() && (logger.StoreStaged(record) || logger.LogIsFull());
   });
   if (!stored) {
-    // Kept until some place takes it: the live log goes on growing up to its limit.
+    // Kept until some place takes it: the live log grows up to its limit.
     logger.BackupLater();
     return -1;
   }

@@ -43,7 +43,7 @@ constexpr char kMainLog[] = "/var/volatile/toslog";
 
 constinit thread_local int calls_left = 0;
 
-// A caller may tell of a failure in several lines, or look at errno after the first.
+// A caller may report a failure in several lines, or look at errno after the first.
 class KeepErrno {
  public:
   KeepErrno() = default;
@@ -180,7 +180,7 @@ int logger_mgr::WriteLine(int module, int level, const char* format, std::va_lis
                  static_cast<int>(format_length), format);
   }
   const timespec now = platform::Machine().Clock().Realtime();
-  static std::time_t stamped = -1;  // the second that `stamp` tells
+  static std::time_t stamped = -1;  // the second that `stamp` shows
   static char stamp[16];
   if (now.tv_sec != stamped) {
     stamped = now.tv_sec;

@@ -1,19 +1,19 @@
 // The one text log of a daemon.
 //
 // Every message names a module and a level; a message whose level is above its module's is dropped
-// before any formatting. What passes goes to standard error as one line with a time stamp:
+// before any formatting. What passes is written to standard error as one line with a time stamp:
 //   12:34:56.123456789      meas:6 MeasMgr.Handle: ...
 // Levels: 3 error, 4 warning, 5 notice, 6 information, 7 debug; all start at 0.
 //
 // The log is the process's standard error; a daemon's is a file in volatile memory. When that file
-// has grown past its limit, or when told to, it is rotated into a ring of 20 numbered files on the
+// has grown past its limit, or on request, it is rotated into a ring of 20 numbered files on the
 // SD card and on the mounts of the two other modules:
 //
 //   live log --(swap of descriptors)--> old log --(background queue)--> /staging/, ring
 //                                                ring --(a thread a share)--> mounts
 //
 // Levels come from a configuration file, which is read again whenever it becomes newer.
-// Errors: what fails here is told in the log and leaves the daemon running.
+// Errors: what fails here is logged and leaves the daemon running.
 // Threads: any thread may call anything; a line is written whole. A print may start a rotation and
 // with it a call of the background queue, so the queue must not print under its own lock.
 #pragma once
@@ -84,7 +84,7 @@ class logger_mgr {
   /// Until there is a queue, a rotated log waits in memory.
   void SetBackgroundQueue(BackgroundQueue queue) { background_queue_ = queue; }
   void SetNetworkDrives(const NetworkDrives& drives);
-  /// The main module only: tells the other modules to rotate.
+  /// The main module only: asks the other modules to rotate.
   void SetForceRotate(void (*send)()) { _sendForceRotate = send; }
 
   // --- Housekeeping ---
@@ -104,12 +104,12 @@ class logger_mgr {
   int RotateLogFile(int flags, int force);
   /// Ends a rotation: the next number is due.
   void RotationComplete();
-  /// Next number of "SOS", "MOS", "TOS" or "ETHB", 1 to 20; -1 when it cannot be told.
+  /// Next number of "SOS", "MOS", "TOS" or "ETHB", 1 to 20; -1 when it is unknown.
   int GetRotationNext(const char* daemon) const;
   /// Bytes of that daemon's newest rotated file, or -1.
   std::int64_t checkSize(const char* daemon) const;
 
-  /// Below this stands this daemon's ring as the main module sees it.
+  /// The directory of this daemon's ring as the main module sees it.
   const std::string& RotationCollectPath() const { return _rotationCollectPath; }
 
   bool IsMainModule() const { return _module == kMainOwner; }
@@ -177,7 +177,7 @@ class logger_mgr {
   std::string _configfile;
   LogSettings _logconfig;
   std::int64_t _oldtime = 0;  // modification time of what was read last, in ns
-  int dated_hour_ = -1;       // whose date stands in the log
+  int dated_hour_ = -1;       // whose date is in the log
   NetworkDrives drives_;
 
   int _logfd Q5_GUARDED_BY(log_mutex_) = -1;

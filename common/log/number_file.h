@@ -34,7 +34,7 @@ std::optional<RotationNumbers> ParseNumberFile(std::string_view text);
 std::string FormatNumberFile(const RotationNumbers& numbers, int rotations,
                              const std::string& directory, const std::string& name);
 
-/// "moslog" and 7 give "moslog.07".
+/// "moslog" and 7 make "moslog.07".
 std::string RingName(const std::string& name, int number);
 
 }  // namespace Logger

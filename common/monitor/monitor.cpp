@@ -210,7 +210,7 @@ bool monitor::ServeExpired(Map::iterator& position) {
   ++position;
   if (recurring) {
     logger_mgr::print(monitorL, Logger::kDebug, 0, "%s recurring\n", name.c_str());
-  } else if (TimesArmed() == armed_before) {  // else the callback stopped it and armed it anew
+  } else if (TimesArmed() == armed_before) {  // else the callback stopped it and armed it again
     StopTimer();
   }
   return true;
@@ -394,7 +394,7 @@ void monitor::ClearMissedOnes() {
   if (counter == 0) counter = time;
 }
 
-// The per-tick step of one timer; 1 when it expired, which starts it anew.
+// The per-tick step of one timer; 1 when it expired, which starts it again.
 int monitor::MilliSecondCountDown() {
   Logger::evseqdataU64_t data{3, {kTimeoutEvent}};
   {

@@ -28,7 +28,7 @@ class monitor {
   using Callback = int (*)(void*);  // its result is ignored
 
   explicit monitor(const char* its_name);
-  /// A timer that still counts is taken out, which is told on standard output. Its callback must
+  /// A timer that still counts is removed, with a line on standard output. Its callback must
   /// not be running.
   virtual ~monitor();
   monitor(const monitor&) = delete;

@@ -26,7 +26,7 @@ struct ChipFiles {
   std::string final_path;
 };
 
-/// The files of assembly `num` of a module; nothing for a number that there is not.
+/// The files of assembly `num` of a module; nothing for an unknown number.
 std::optional<ChipFiles> FilesOf(int module, int num);
 
 }  // namespace Dev

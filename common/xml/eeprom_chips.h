@@ -1,5 +1,5 @@
-// The module's EEPROM chips as the calibration group sees them; the bus that they hang on stands
-// above this room and supplies the implementation.
+// The module's EEPROM chips as the calibration group sees them; the bus that they hang on is
+// above this folder and supplies the implementation.
 //
 // Threads: the start-up thread, one request at a time.
 #pragma once
@@ -30,7 +30,7 @@ class EepromChips {
   /// The chips in the order of their keys; `place` below counts in this list, which never changes.
   virtual const std::vector<EepromChip>& List() = 0;
   /// Reads from chip address 0: `len` bytes when `last_block` is 0, else up to the end of the block
-  /// at chip address `last_block`, whose length stands at its byte 3. 0 or -1.
+  /// at chip address `last_block`, whose length is at its byte 3. 0 or -1.
   virtual int Read(std::size_t place, int len, int last_block) = 0;
   /// What the last Read read, from chip address 0; bytes that it did not get are 0xFF.
   virtual const EepromBytes& Data() const = 0;

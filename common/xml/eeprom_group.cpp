@@ -21,7 +21,7 @@ using Logger::logger_mgr;
 namespace Dev {
 namespace {
 
-/// Bytes that tell what a chip holds; a raw image's header lies within them.
+/// Bytes that say what a chip holds; a raw image's header lies within them.
 constexpr int kFirstRead = 64;
 constexpr int kBlankAddress = 65535;
 

@@ -7,7 +7,7 @@
 //
 // Implemented in eeprom_group.cpp, eeprom_group_read.cpp, uploaded_files.cpp and xml_post.cpp.
 //
-// A chip or file that is bad costs its own table, tells so in the log, and never stops the daemon.
+// A chip or file that is bad costs its own table, is logged, and never stops the daemon.
 //
 // Threads: the passes run in the start-up thread, and the tables do not change after them.
 // XMLPostResults may be called from any thread.
@@ -42,7 +42,7 @@ class EepromGroup {
   // --- The two passes ---
 
   /// 0, or -1 when the pass was stopped by a block revision or a checksum; then the failure has
-  /// been told to the main module. The argument is not used.
+  /// been reported to the main module. The argument is not used.
   int WriteEepromToXml(char*);
   /// 0, or -1 with `err` -1 when a channel's calibration is missing: its ranges are then the
   /// default ones.
@@ -70,7 +70,8 @@ class EepromGroup {
 
   // --- How it ended ---
 
-  /// Tells the main module: `result` kXmlPostPass or kXmlPostFail, `failtype` as in xml_post.h.
+  /// Reports to the main module: `result` kXmlPostPass or kXmlPostFail, `failtype` as in
+  /// xml_post.h.
   void xml_post_result(int result, int failtype);
   /// On the main module: takes one module's word (XmlPostWord) and, of a failure, writes two lines
   /// to that module's diagnostics file.

@@ -41,7 +41,7 @@ range_table Slice(std::vector<mode_range_table_ent>& rows, std::size_t first, st
   return {static_cast<int>(count), count == 0 ? nullptr : &rows[first]};
 }
 
-// Text of a field; empty when it is not there.
+// Text of a field; empty for a missing one.
 std::string TextOf(const XmlDocument& document, const char* name, std::size_t size) {
   return processFieldName(document, name, size).value_or("");
 }

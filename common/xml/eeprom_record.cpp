@@ -19,7 +19,7 @@ using Logger::logger_mgr;
 namespace Dev {
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "the header is read as it stands");
+static_assert(std::endian::native == std::endian::little, "the header is read as it is");
 
 constexpr int kChunk = 16384;
 

@@ -4,7 +4,7 @@
 //   0        11         11 + ucblocklen        11 + ucblocklen + len
 //   | header | (block)  | stream               |
 //
-// Results: 0, or -1 with a line in the log, unless told otherwise. Threads: one at a time.
+// Results: 0, or -1 with a line in the log, unless stated otherwise. Threads: one at a time.
 #pragma once
 
 #include <cstdint>
@@ -38,7 +38,7 @@ class EEPROMaccess {
   virtual int openprom() = 0;
   /// Writes `count` bytes at chip address `address`; negative on failure.
   virtual int writeprom(unsigned char* data, int count, int address) = 0;
-  /// Reads up to `count` bytes; gives how many, 0 at the end, negative on failure.
+  /// Reads up to `count` bytes; returns how many, 0 at the end, negative on failure.
   virtual int readprom(unsigned char* data, int count, int address) = 0;
   virtual void closeprom() = 0;
   virtual ~EEPROMaccess() = default;
@@ -46,12 +46,12 @@ class EEPROMaccess {
   /// Inflates the chip's record into the instrument's file `filename`. What was written before a
   /// failure, a wrong checksum say, stays on disk.
   int Read(const char* filename);
-  /// Makes a record of the instrument's file `filename`, with room for `ucblocklen` bytes behind
+  /// Makes a record of the instrument's file `filename`, with space for `ucblocklen` bytes behind
   /// the header. `sizeOnly`: writes nothing, only counts.
   int Write(const char* filename, int ucblocklen, bool sizeOnly);
 
   /// Inflates `length` bytes at chip address `address` into `file` and adds them to `sum`. A stream
-  /// that goes on behind `length` counts as ended. 0, -1 when the file or the chip fails or the
+  /// that continues behind `length` counts as ended. 0, -1 when the file or the chip fails or the
   /// content is absurdly long, else zlib's code.
   int inflatefile(std::FILE* file, int length, int address, std::uint16_t& sum);
   /// Deflates `file` to chip address `address`, adds the stream's bytes to `sum` and their number

@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::array<const char*, 2> kCheckedBlocks{"brd_scaling_block", "brd_cal_block"};
 
-/// What a chip may end a text with. The XML does not tell, nor whether an older chip has the text.
+/// What a chip may end a text with. The XML does not say, nor whether an older chip has the text.
 constexpr int kTextEnds[] = {0, '\r', '\n'};
 constexpr unsigned kWord = 0xFFFF;
 

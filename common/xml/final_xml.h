@@ -1,4 +1,4 @@
-// Finding things in a final XML file. What is missing is told in the log.
+// Finding things in a final XML file. What is missing is logged.
 #pragma once
 
 #include <cstddef>

@@ -19,8 +19,8 @@ struct IntcalRows {
   std::array<std::string, kGroups> masks;  ///< below kIntcalKeyChars characters
 };
 
-/// Fills `rows`; a file of an early revision has none. False, told in the log, when the block is
-/// missing or a row is not as it should be; then `rows` stays as it is.
+/// Fills `rows`; a file of an early revision has none. False, and a line in the log, when the block
+/// is missing or a row is not as it should be; then `rows` stays as it is.
 bool ReadIntcalRows(const XmlDocument& document, IntcalRows& rows);
 
 }  // namespace Dev

@@ -88,7 +88,7 @@ bool AreMatched(const std::vector<ScaleRow>& scales, const std::vector<board_cal
   return true;
 }
 
-// The tables are slices of one sequence of rows, so those of one tag have to stand together.
+// The tables are slices of one sequence of rows, so those of one tag must be together.
 bool AreInOrder(const std::vector<ScaleRow>& scales, const char* name) {
   if (std::ranges::is_sorted(scales, {}, &ScaleRow::tag)) return true;
   logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: the rows of the modes are mixed\n", name);

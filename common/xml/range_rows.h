@@ -2,7 +2,7 @@
 // final XML file.
 //
 // Both kinds of file have a block of scales and a block of calibrations. A row is a HEX field (the
-// range code, whose tag says what the row is for) with an array of floats behind it, and stands at
+// range code, whose tag says what the row is for) with an array of floats behind it, at
 // the same position of both blocks.
 #pragma once
 
@@ -49,7 +49,7 @@ struct RangeRows {
 extern const RangeLayout kChannelLayout;
 extern const RangeLayout kMainrefLayout;
 
-/// Fills `rows`, or leaves it as it is and tells the step, in the log as well. `name` is the
+/// Fills `rows`, or leaves it as it is, and logs and returns the step. `name` is the
 /// file's.
 RangeStep ReadRangeRows(const XmlDocument& document, const RangeLayout& layout, const char* name,
                         RangeRows& rows);

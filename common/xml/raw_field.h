@@ -1,4 +1,4 @@
-// One field of a raw chip image: its bytes and the text that stands for them in the XML.
+// One field of a raw chip image: its bytes and their text in the XML.
 //
 //   HEX       `size` bytes, little-endian     "%x"
 //   CHECK     the same                        "%.4x"
@@ -21,14 +21,14 @@ using ChipBytes = std::span<const unsigned char>;
 
 inline constexpr int kFloat32Bytes = 4;
 
-/// Nothing for a format that there is not.
+/// Nothing for an unknown format.
 std::optional<FieldFormat> FormatOf(std::string_view name);
 
 /// The `size` bytes at `address` as a number; nothing unless they lie within `bytes` and `size` is
 /// 1 to 4.
 std::optional<std::uint32_t> NumberAt(ChipBytes bytes, int address, int size);
 
-/// The text of a field; nothing, told in the log, when the bytes are not all there or do not suit
+/// The text of a field; nothing, and a line in the log, when bytes are missing or do not suit
 /// the format. A text ends at its first 0, CR or LF and holds printable ASCII only, as anything
 /// else could not be read back from an XML file.
 std::optional<std::string> DecodeField(ChipBytes bytes, int address, int size,
@@ -37,7 +37,7 @@ std::optional<std::string> DecodeField(ChipBytes bytes, int address, int size,
 /// Without the blanks around it.
 std::string_view Trimmed(std::string_view text);
 
-/// The number that a text of an integer format stands for, with or without blanks around it and, of
+/// The number that a text of an integer format means, with or without blanks around it and, of
 /// a hexadecimal one, 0x before it.
 std::optional<std::uint32_t> NumberOf(std::string_view text, std::string_view format);
 

@@ -1,4 +1,4 @@
-// Raw images: the header block, which says where the others stand.
+// Raw images: the header block, which says where the others are.
 #include <algorithm>
 #include <cctype>
 #include <cstring>

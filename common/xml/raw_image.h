@@ -1,4 +1,4 @@
-// A raw chip image and the template that gives its bytes their meaning.
+// A raw chip image and the template that says what its bytes mean.
 //
 // A template is the final XML file without the values: blocks of fields, each with its address
 // within the block, its size and its format. The header block (`addr` "0") is decoded first: its
@@ -7,7 +7,7 @@
 // cannot be used.
 //
 // Results: 0; -1: this chip cannot be decoded; -2: the pass over the chips has to stop, and `post`
-// has been told why. Threads: one at a time.
+// has received the reason. Threads: one at a time.
 #pragma once
 
 #include <array>

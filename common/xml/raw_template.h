@@ -25,11 +25,11 @@ struct FieldShape {
   std::string format;
 };
 
-/// 0, or -1, told in the log, when an attribute is missing or absurd.
+/// 0, or -1 and a line in the log, when an attribute is missing or absurd.
 int ReadShape(const XmlNode& node, FieldShape& shape);
-/// The content of a field "block_revision". 0, or -1, told in the log, when it has none.
+/// The content of a field "block_revision". 0, or -1 and a line in the log, when it has none.
 int ReadRevision(const XmlNode& node, const std::string& format, int& revision);
-/// True for the block that stands at the chip's begin.
+/// True for the block at the chip's begin.
 bool IsHeader(const XmlNode& block);
 
 }  // namespace Dev

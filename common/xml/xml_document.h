@@ -1,8 +1,8 @@
-// The XML of templates and calibration files: the little of libxml2 that this room needs, held
+// The XML of templates and calibration files: the little of libxml2 that this folder needs, held
 // safe. Nothing is fetched, a document type (and with it any entity of a file's own) is refused,
 // and so is a file that is absurdly large.
 //
-// What the parser complains of goes to the log. Threads: a document belongs to one thread.
+// What the parser complains of is logged. Threads: a document belongs to one thread.
 #pragma once
 
 #include <cstddef>
@@ -45,7 +45,7 @@ class XmlDocument {
  public:
   enum class State { Ready, NotOpened, Malformed };
 
-  /// `name` stands in the log for where the text came from.
+  /// `name` says in the log where the text came from.
   static XmlDocument Parse(std::string_view text, const char* name);
   /// `path` is one of the instrument.
   static XmlDocument Load(const char* path);

@@ -1,4 +1,4 @@
-// Any bytes as the reply to any request: checked, and if it passes told in both forms.
+// Any bytes as the reply to any request: checked, and if it passes printed in both forms.
 #include <cstdlib>
 
 #include "common/msg/records/checksum.h"

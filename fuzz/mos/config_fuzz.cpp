@@ -29,7 +29,7 @@ const std::string& Path(int file) {
 extern "C" const char* __asan_default_options() { return "detect_leaks=0"; }
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  // what is told of a bad file is not to be read
+  // the reports of a bad file are not to be read
   return std::freopen("/dev/null", "w", stdout) != nullptr ? 0 : -1;
 }
 

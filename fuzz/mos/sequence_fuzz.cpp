@@ -20,7 +20,7 @@ constexpr int kAttempts = 5;  // where a clock that jumps has let the ring overf
 
 // What an input does besides sending records.
 enum Step : std::uint8_t {
-  kRawRecord = 0xFF,  ///< a record as it stands, header and sum too
+  kRawRecord = 0xFF,  ///< a record as it is, header and sum too
   kTime = 0xFE,       ///< time passes, and what watches it looks
   kControl = 0xFD,    ///< a line of kControls
 };
@@ -164,7 +164,7 @@ simulator::Config ConfigOf(int choice) {
 void RunSteps(std::span<const std::uint8_t> bytes) {
   testing::FLAGS_gtest_break_on_failure = true;
   Input input(bytes);
-  auto& daemon = *new Daemon(ConfigOf(input.Byte()));  // goes with the process
+  auto& daemon = *new Daemon(ConfigOf(input.Byte()));  // ends with the process
   for (int i = 0; i < kMostSteps && !input.AtEnd(); ++i) daemon.Do(input);
   daemon.RunOrdinaryTest();
 }

@@ -1,4 +1,4 @@
-// Any text as q5sim's configuration is refused in one line or gives an instrument within its
+// Any text as q5sim's configuration is refused in one line or makes an instrument within its
 // limits.
 #include <cassert>
 #include <cstdint>

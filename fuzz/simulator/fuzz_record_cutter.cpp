@@ -1,4 +1,4 @@
-// However a stream is split, the cutter must give the same records, and give back every byte of
+// However a stream is split, the cutter must make the same records, with every byte of
 // them.
 #include <cassert>
 #include <cstdint>

@@ -19,7 +19,7 @@ constexpr std::size_t kScaleValues = 2;
 constexpr std::size_t kCalValues = 8;
 constexpr char kFilterTag[] = "range_filter";
 
-/// One row of ranges or filters as the record tells it: the code, then an array in the scaling
+/// One row of ranges or filters of the record: the code, then an array in the scaling
 /// block and one in the calibration block.
 struct RecordRow {
   unsigned code;

@@ -11,7 +11,7 @@
 
 namespace simulator {
 
-/// Sets the text fields that `fields` names. Empty when done, else which field is not there.
+/// Sets the text fields that `fields` names. Empty when done, else the missing field.
 std::string FillFields(const BoardFields& fields, EepromDocument& document);
 /// Sets the fields and every row of ranges and filters. Empty when done, else what does not fit.
 std::string FillCalibration(const ChannelHardware& hardware, EepromDocument& document);

@@ -14,7 +14,7 @@ inline constexpr std::size_t kRecordHeaderBytes = 11;
 
 /// Empty when done, else why not, in one line: an XML that does not fit in a chip.
 std::string PackRecord(std::string_view xml, std::vector<std::uint8_t>& image);
-/// Empty when done, else what is wrong with the image. What stands behind the record is ignored.
+/// Empty when done, else what is wrong with the image. What follows the record is ignored.
 std::string UnpackRecord(std::span<const std::uint8_t> image, std::string& xml);
 
 }  // namespace simulator

@@ -20,7 +20,7 @@ constexpr double kGainPerStep = 10;
 constexpr const char* kModeNames[kInputModes] = {"Off", "ACDC_Current", "AC_Volt", "DC_Volt",
                                                  "DCIR"};
 
-/// What is wrong with a source; told in one line.
+/// What is wrong with a source, in one line.
 class SourceError : public std::runtime_error {
  public:
   using runtime_error::runtime_error;
@@ -79,7 +79,7 @@ void CheckOrder(const std::vector<RangeHardware>& ranges) {
     }
     if (!front_ends.empty() && front_ends.back() == front_end) continue;
     if (std::ranges::find(front_ends, front_end) != front_ends.end()) {
-      throw SourceError("ranges of one front end must stand together");
+      throw SourceError("ranges of one front end must be together");
     }
     front_ends.push_back(front_end);
   }

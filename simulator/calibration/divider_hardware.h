@@ -1,4 +1,4 @@
-// The high-voltage dividers of the main module's reference board, as its calibration file tells.
+// The high-voltage dividers of the main module's reference board, as in its calibration file.
 #pragma once
 
 #include <array>

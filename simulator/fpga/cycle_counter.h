@@ -10,7 +10,7 @@ namespace simulator::fpga {
 /// Times must not go back. Threads: one at a time.
 class CycleCounter {
  public:
-  /// From now on; the cycle under way goes on at the new pace. 0: stands still.
+  /// From now on; the cycle under way continues at the new pace. 0: stopped.
   void SetRate(platform::Nanoseconds now, double hertz) {
     if (hertz == hertz_) return;
     cycles_ = Cycles(now);

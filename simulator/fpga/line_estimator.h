@@ -1,7 +1,8 @@
 // Counts a 12.5 MHz clock over a number of line cycles, from one zero crossing to another.
 //
-// The counter runs from the moment that it is switched on and begins anew at the first crossing. It
-// is 24 bits wide: when it overflows, after 1.342 s, it stays 0 and the estimate never completes.
+// The counter runs from the moment that it is switched on and begins again at the first crossing.
+// It is 24 bits wide: when it overflows, after 1.342 s, it stays 0 and the estimate never
+// completes.
 #pragma once
 
 #include <cstdint>

@@ -14,7 +14,7 @@ class LineSync {
  public:
   LineSync(RegisterFile& registers, double line_hertz) : registers_(registers), line_(line_hertz) {}
 
-  /// Goes on to `now` as it was configured, and shows it in the status registers.
+  /// Continues to `now` as it was configured, and shows it in the status registers.
   void Advance(platform::Nanoseconds now);
   /// Takes over what the registers say.
   void Configure(platform::Nanoseconds now, double waveform_hertz);

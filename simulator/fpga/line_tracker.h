@@ -1,6 +1,6 @@
 // Keeps the waveform's phase on the line's by adding and dropping clocks of the waveform generator.
 //
-// Once every `interval` line cycles it may give up to `most_pulses` pulses, each of which moves the
+// Once every `interval` line cycles it may send up to `most_pulses` pulses, each of which moves the
 // waveform by one clock of its generator. So it holds a waveform whose frequency is off by no more
 // than most_pulses x (clock's share of a cycle) / interval, and locks once the offset is within the
 // threshold. Offsets are in 1/65536 of a cycle, the waveform being late where they are positive.
@@ -25,7 +25,7 @@ struct TrackerSettings {
 /// Threads: one at a time.
 class LineTracker {
  public:
-  /// Goes on to `now` with the settings of the last Configure.
+  /// Continues to `now` with the settings of the last Configure.
   void Advance(platform::Nanoseconds now);
   void Configure(const TrackerSettings& settings) { settings_ = settings; }
 

@@ -17,7 +17,7 @@ class PowerLine {
 
   /// From now on, without a jump of phase. Hertz from 0 (no line) to kMostHertz; hertz a second.
   void Set(platform::Nanoseconds now, double hertz, double drift);
-  /// Never below 0: a line that drifts there stands still.
+  /// Never below 0: a line that drifts there stops.
   double Hertz(platform::Nanoseconds now) const;
   double Drift() const { return drift_; }
   /// Cycles so far.

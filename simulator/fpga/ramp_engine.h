@@ -37,10 +37,10 @@ class RampEngine {
  public:
   static constexpr platform::Nanoseconds kTimerUnit = std::chrono::milliseconds(5);
 
-  /// Goes on to `now` with the settings as they are; `cycles` have ended by then.
+  /// Continues to `now` with the settings as they are; `cycles` have ended by then.
   void Advance(platform::Nanoseconds now, std::uint64_t cycles);
-  /// Takes effect at `now`. The interval to the next step begins anew when the engine begins to run
-  /// or the length of the interval changes.
+  /// Takes effect at `now`. The interval to the next step begins again when the engine begins to
+  /// run or the length of the interval changes.
   void Configure(const RampSettings& settings, platform::Nanoseconds now, std::uint64_t cycles);
 
   std::uint16_t Multiplier() const { return multiplier_; }

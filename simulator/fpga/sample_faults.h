@@ -1,7 +1,7 @@
 // What can go wrong with the sample stream.
 //
-// Faults of the unit "samples": off (sampling cannot be started and stands still), stuck (it stands
-// still), garbage (words of noise), delayed MS (ends of blocks are reported late).
+// Faults of the unit "samples": off (sampling cannot be started and stops), stuck (it
+// stops), garbage (words of noise), delayed MS (ends of blocks are reported late).
 //
 // Values:
 //   samples.corrupt  KIND CHANNEL FIRST COUNT [BLOCKS], or "off": bad words in the next blocks
@@ -39,7 +39,7 @@ class SampleFaults {
 
   /// Does to the words of a complete block what is wrong with it.
   void Spoil(std::span<std::uint32_t> words);
-  /// Pages by which the counter jumps now; tells it once.
+  /// Pages by which the counter jumps now; 0 on the next call.
   std::int64_t TakeJump() { return jump_.exchange(0); }
 
  private:

@@ -17,9 +17,9 @@ class SamplePacer {
 
   /// Counts from 0, from now on.
   void Restart(platform::Nanoseconds now);
-  /// Pairs a second from now on, nothing without a clock; the pair under way goes on.
+  /// Pairs a second from now on, nothing without a clock; the pair under way continues.
   void SetRate(platform::Nanoseconds now, const std::optional<Fraction>& hertz);
-  /// Goes on from `made` pairs, from now on: no clock came through since they were made.
+  /// Continues from `made` pairs, from now on: no clock came through since they were made.
   void Hold(platform::Nanoseconds now, std::uint64_t made) {
     pairs_ = Wide{made} << 64;
     since_ = now;

@@ -67,7 +67,7 @@ void Sampler::Advance(platform::Nanoseconds now) {
   }
   const std::uint64_t due = pacer_.Due(now);
   if (due <= made_) return;
-  // What stood at the first of these pairs stands for all of them, except for what ends by itself.
+  // What held at the first of these pairs holds for all of them, except for what ends by itself.
   auto at = pacer_.TimeOf(made_).value_or(now);
   for (;;) {
     source_.Prepare(conditions_, at);

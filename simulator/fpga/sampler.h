@@ -1,5 +1,5 @@
 // The FPGA's sample stream: it takes pairs from the converters, numbers them, writes them into the
-// ring and tells the driver's readers of complete blocks.
+// ring and wakes the driver's readers at complete blocks.
 //
 // Pairs are made when someone asks for them, up to the present, so that what they show depends on
 // the moment of a change and not on who looks when.
@@ -57,7 +57,7 @@ class Sampler {
   std::uint64_t Counter(std::uint64_t block_pages, platform::Nanoseconds now) const;
   /// True, and the counter noted as taken, when this reader has not seen it yet.
   bool Take(SampleReader& reader, std::uint64_t block_pages, platform::Nanoseconds now);
-  /// When there is something new for this reader; nothing when that cannot be told.
+  /// When there is something new for this reader; nothing when that is unknown.
   std::optional<platform::Nanoseconds> NextBoundary(const SampleReader& reader,
                                                     std::uint64_t block_pages,
                                                     platform::Nanoseconds now) const;

@@ -15,7 +15,7 @@ class WaveformGenerator {
  public:
   explicit WaveformGenerator(RegisterFile& registers) : registers_(registers) {}
 
-  /// Goes on to `now` as it was configured, and shows it in the status registers.
+  /// Continues to `now` as it was configured, and shows it in the status registers.
   void Advance(platform::Nanoseconds now);
   /// Takes over what the registers say, and how many waveform samples a second there are.
   void Configure(platform::Nanoseconds now, double samples_per_second);

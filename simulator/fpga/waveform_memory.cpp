@@ -10,7 +10,7 @@
 namespace simulator::fpga {
 namespace {
 
-/// Drivers from this version on, in hundredths, have room for a run-in before the wave.
+/// Drivers from this version on, in hundredths, have space for a run-in before the wave.
 constexpr unsigned kRunInVersion = 90;
 
 std::size_t FastBytes(double driver_version) {

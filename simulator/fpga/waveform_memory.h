@@ -30,7 +30,7 @@ class WaveformMemory {
   int Map(std::size_t length, off_t offset) const;
   void SetFast(bool on) { fast_ = on; }
   bool IsFast() const { return fast_; }
-  /// The end of writing: the FPGA has from now on what stands in the mapped buffers.
+  /// The end of writing: from now on the FPGA uses the content of the mapped buffers.
   void Load();
   /// The lowest and the highest sample of each loaded buffer.
   std::string Describe() const;

@@ -27,7 +27,7 @@ class I2cBus {
     I2cChip* chip;
   };
 
-  /// False when a chip stands at that place already.
+  /// False when that place already has a chip.
   [[nodiscard]] bool Add(const Place& place);
   /// The multiplexer, a chip of the root segment, that switches the channels.
   void SetMux(const Pca9544a& mux) { mux_ = &mux; }

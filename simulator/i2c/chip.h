@@ -1,10 +1,10 @@
 // One chip on an I2C bus: what every chip can do and suffer. The chips themselves derive from it.
 //
 // Names on the control socket: fault NAME (off, stuck, garbage, slow, intermittent, and wrong where
-// a chip of another kind could be told), and the values
+// the chip has an identity), and the values
 //
 //   NAME.transfers      reads, writes and failed transfers so far
-//   NAME.last           the last reading in physical units, or what else tells the chip's state
+//   NAME.last           the last reading in physical units, or what else shows the chip's state
 //   NAME.fail_after     N: every transfer ends after N bytes; off
 //   NAME.fail_transfer  N: the N-th transfer from now fails with EIO, then it is off again; off
 #pragma once

@@ -18,7 +18,7 @@ class Dac8571 final : public I2cChip {
   std::string Describe() const override;
 
   MeasChannelBoard& board_;
-  std::size_t channel_ = 0;  ///< that a read gives
+  std::size_t channel_ = 0;  ///< that a read returns
 };
 
 }  // namespace simulator

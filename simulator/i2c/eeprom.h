@@ -1,5 +1,5 @@
-// The EE24LC32 serial EEPROM: a two-byte address, then bytes. Writing goes round within a page and
-// takes 5 ms, during which the chip does not acknowledge; reading goes round at the chip's end.
+// The EE24LC32 serial EEPROM: a two-byte address, then bytes. Writing wraps within a page and
+// takes 5 ms, during which the chip does not acknowledge; reading wraps at the chip's end.
 //
 // The published part holds 4096 bytes in pages of 32; a larger image makes a larger part of the
 // same family, with its longer pages, up to the 64 KiB that two address bytes reach.

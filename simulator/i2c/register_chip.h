@@ -1,5 +1,5 @@
 // A chip that is a pointer and registers: the first byte of a write sets the pointer, the bytes
-// behind it go into the register, the most significant first; a read gives the register's bytes.
+// behind it set the register, the most significant first; a read returns the register's bytes.
 #pragma once
 
 #include "simulator/i2c/chip.h"
@@ -16,7 +16,7 @@ class RegisterChip : public I2cChip {
     std::uint8_t pointer_mask;  ///< bits of the pointer that the chip looks at
   };
 
-  /// `table` outlives the chip. Reads where no register stands give 0xFF.
+  /// `table` outlives the chip. Reads of a missing register return 0xFF.
   RegisterChip(std::string name, const Surroundings& around, std::span<const RegisterInfo> table,
                const Shape& shape)
       : I2cChip(std::move(name), around), registers_(table), shape_(shape) {}

@@ -203,7 +203,7 @@ std::optional<Fraction> Si5338::OutputLocked(std::size_t index) const {
   return *hertz / Fraction(DecodeR(registers_, index));
 }
 
-/// The words may have changed since the steps were taken, so they are looked at anew each time.
+/// The words may have changed since the steps were taken, so they are checked again each time.
 std::optional<Fraction> Si5338::Stepped(const Fraction& vco, std::int64_t steps) const {
   const StepWords words = DecodeStepWords(registers_);
   const std::int64_t present = static_cast<std::int64_t>(words.start) + steps;

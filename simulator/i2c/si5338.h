@@ -2,7 +2,7 @@
 //
 // Registers and pages are those of the chip; a write leaves reserved bits alone. The PLL locks some
 // milliseconds after a soft reset on registers that are legal, and stays locked until the registers
-// behind it change or the reference goes. What the outputs do is computed from what was written.
+// behind it change or the reference is lost. What the outputs do is computed from what was written.
 //
 // Values behind the name (what else a chip has: chip.h):
 //

@@ -23,7 +23,7 @@ struct Pll {
 /// `reference` in hertz.
 Pll DecodePll(const Image& registers, const Fraction& reference);
 
-/// Where output `index` stands between PLL and driver.
+/// The state of output `index` between PLL and driver.
 struct OutputPath {
   bool on = false;
   std::size_t multisynth = 0;  ///< that feeds it

@@ -1,4 +1,4 @@
-// The Si5338's register map as far as the model needs it: what the bus may write, what stands there
+// The Si5338's register map as far as the model needs it: what the bus may write, what it contains
 // after power-up, and where the dividers are.
 //
 // Source: the vendor's reference manual, Si5338-RM.
@@ -14,7 +14,7 @@ inline constexpr std::size_t kRegisters = 348;
 inline constexpr std::size_t kPageSize = 256;
 inline constexpr std::size_t kOutputs = 4;
 
-/// Registers from 256 up stand on page 1.
+/// Registers from 256 up are on page 1.
 using Image = std::array<std::uint8_t, kRegisters>;
 
 enum Register : std::size_t {

@@ -11,7 +11,7 @@ namespace simulator {
 
 /// 0 or a negative errno: EINVAL for a request that the kernel would refuse, EOPNOTSUPP for the
 /// transactions that no chip here knows (process calls and blocks that carry their own length), EIO
-/// when the chip takes or gives less than the transaction has. Threads: any.
+/// when the chip takes or returns less than the transaction has. Threads: any.
 int TransferSmbus(I2cBus& bus, std::uint8_t address, platform::SmbusTransfer& transfer);
 
 }  // namespace simulator

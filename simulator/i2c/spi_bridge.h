@@ -1,5 +1,5 @@
 // The SC18IS602B, an I2C-to-SPI bridge: the first byte of a write selects the SPI slave, the bytes
-// behind it are shifted out, and a read gives the bytes that were shifted in meanwhile.
+// behind it are shifted out, and a read returns the bytes that were shifted in meanwhile.
 #pragma once
 
 #include <vector>

@@ -27,7 +27,7 @@ constexpr std::chrono::milliseconds kPeriods[] = {
     std::chrono::milliseconds(250), std::chrono::milliseconds(125)};
 constexpr std::chrono::milliseconds kConversion(26);
 
-/// Bit 0 of the temperature tells the format; the lowest bit of a limit exists only in the longer.
+/// Bit 0 of the temperature is the format; the lowest bit of a limit exists only in the longer.
 constexpr std::uint16_t kFormatBit = 1;
 constexpr std::uint16_t kThirteenthBit = 8;
 

@@ -34,7 +34,7 @@ struct Circuit {
 std::optional<Circuit> ParseCircuit(std::string_view text);
 std::string CircuitText(const Circuit& circuit);
 
-/// A bushing of 1 nF whose tan delta is 0.004 at 60 Hz, until told otherwise. Threads: any.
+/// A bushing of 1 nF whose tan delta is 0.004 at 60 Hz, until set otherwise. Threads: any.
 class DeviceUnderTest {
  public:
   explicit DeviceUnderTest(Units& units);

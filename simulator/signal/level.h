@@ -1,4 +1,4 @@
-// A level that goes to each new target on a straight line.
+// A level that moves to each new target on a straight line.
 #pragma once
 
 #include <cmath>

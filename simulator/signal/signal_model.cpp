@@ -28,7 +28,7 @@ FrontEnd WithoutBusy(FrontEnd settings) {
   return settings;
 }
 
-/// What stands at the device, or flows through it, for each volt or ampere of the source.
+/// The voltage at the device, or the current through it, for each volt or ampere of the source.
 std::complex<double> Transfer(SourceSettings::Kind kind, Quantity seen,
                               std::complex<double> impedance) {
   const bool voltage_source = kind == SourceSettings::Kind::kVoltage;
@@ -88,7 +88,7 @@ std::optional<platform::Nanoseconds> SignalModel::NextChange() const {
   return next;
 }
 
-/// True when the steady state is another one than before. The old one stands until Rebuild.
+/// True when the steady state is another one than before. The old one holds until Rebuild.
 bool SignalModel::TakeSettings(const SampleConditions& conditions) {
   bool changed = false;
   for (std::size_t i = 0; i < boards_.size(); ++i) changed = TakeBoard(i) || changed;

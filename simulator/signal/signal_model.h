@@ -44,7 +44,7 @@ class SignalModel final : public fpga::SampleSource {
   void Skip(std::uint64_t pairs) override;
 
  private:
-  /// Stretches of samples start anew from exact phases, so that errors of rounding do not add up.
+  /// Stretches of samples start again from exact phases, so that errors of rounding do not add up.
   static constexpr std::size_t kStretch = fpga::kPagePairs;
 
   /// One sinusoid, for an amplitude of 1 RMS at the source.

@@ -1,4 +1,4 @@
-// What stands between the device under test and the channels' AC voltage inputs: nothing, or one of
+// What is between the device under test and the channels' AC voltage inputs: nothing, or one of
 // the main module's high-voltage dividers.
 //
 // Values: path.meas1, path.meas2 ("direct", "HV1", "HV2").

@@ -15,7 +15,7 @@ using namespace Logger;
 
 const evseqdataI_t kWords{4, {1, 2, 3, 4, 0, 0}};
 
-// Standard error goes nowhere for as long as the object lives.
+// Discards standard error while the object lives.
 class Quiet {
  public:
   Quiet() : saved_(::dup(STDERR_FILENO)) {

@@ -70,7 +70,7 @@ void BM_PrintFiltered(benchmark::State& state) {
 }
 BENCHMARK(BM_PrintFiltered);
 
-// Each run starts its file anew; the threads of a run share it.
+// Each run starts with an empty file; the threads of a run share it.
 template <class Log>
 void Written(benchmark::State& state, std::unique_ptr<Log>& log) {
   if (state.thread_index() == 0) log = std::make_unique<Log>();

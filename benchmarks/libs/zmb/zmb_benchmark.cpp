@@ -91,8 +91,8 @@ double ThreadNs() {
   return static_cast<double>(used.tv_sec) * 1e9 + static_cast<double>(used.tv_nsec);
 }
 
-/// `server_ns` is the processor time of the server's thread for one request, which tells the two
-/// loops apart also on a busy machine.
+/// `server_ns` is the processor time of the server's thread for one request, which separates
+/// the two loops also on a busy machine.
 template <class Server>
 void BM_RoundTrip(benchmark::State& state, bool inproc) {
   Server server(root);

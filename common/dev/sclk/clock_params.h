@@ -9,7 +9,7 @@
 
 /// How the reference comes in; the lower three bits are those of the chip's P1DIV_IN.
 enum REF_CLK_TYPE : int { REF_CLK_DIFFERENTIAL = 0, REF_CLK_XTAL = 5, REF_CLK_SINGLE_ENDED = 10 };
-/// PFD_IN_REF: what goes to the phase detector.
+/// PFD_IN_REF: the input of the phase detector.
 enum REF_CLK_SOURCE : int {
   REF_CLK_SOURCE_REFCLK = 0,
   REF_CLK_SOURCE_FBCLK = 1,

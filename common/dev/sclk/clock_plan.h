@@ -1,5 +1,5 @@
 // The clock plan: from a test frequency to the clock chip's output CLK0 and the FPGA's dividers,
-// all in exact numbers. multisynth.h goes on to the chip's own dividers, clock_registers.h to its
+// all in exact numbers. multisynth.h adds the chip's own dividers, clock_registers.h to its
 // registers.
 //
 //   clkin -> /P1 -> f_PFD -> *MSn -> f_VCO -> /MS -> /R -> CLK0 -> /2^k -> MCLK (converters)

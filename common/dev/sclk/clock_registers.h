@@ -1,6 +1,6 @@
 // From the clock chip's dividers to the contents of its registers.
 //
-// Results: 0 or a negative errno; generate_reg_struct tells which step failed in the log. Values go
+// Results: 0 or a negative errno; generate_reg_struct logs which step failed. Values are put
 // into the table only as bits of their own fields. Threads: any; nothing is shared.
 #pragma once
 
@@ -10,7 +10,7 @@
 #include "common/dev/sclk/clock_params.h"
 #include "common/dev/sclk/multisynth.h"
 
-/// The registers for the plan in `params`, whose CLK0 stands (find_digital_frequencies); null on
+/// The registers for the plan in `params`, whose CLK0 is found (find_digital_frequencies); null on
 /// any failure. Sets the step size of the low-jitter output.
 std::unique_ptr<RegTable> generate_reg_struct(Param_Values& params);
 

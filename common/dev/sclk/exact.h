@@ -1,8 +1,8 @@
 // Exact arithmetic with non-negative numbers a + b/c, each of a, b, c 64 bits wide: what clock
 // plans are worked out in. Floating point appears only where a value is shown.
 //
-// Results are reduced: b below c, without common divisor. Functions give 0 or a negative errno
-// (-EINVAL for a number that is none, -ERANGE for a result that cannot be held), and then leave
+// Results are reduced: b below c, without common divisor. Functions return 0 or a negative errno
+// (-EINVAL for an invalid number, -ERANGE for a result that cannot be held), and then leave
 // their result alone. Threads: any; nothing is shared.
 #pragma once
 

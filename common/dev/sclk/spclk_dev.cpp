@@ -51,7 +51,7 @@ bool IsPowerOfTwo(unsigned value, unsigned min, unsigned max) {
   return std::has_single_bit(value) && value >= min && value <= max;
 }
 
-/// The clock chip as it stands in the table of devices; null on a module that has none.
+/// The clock chip of the table of devices; null on a module that has none.
 std::unique_ptr<SI5338Dev> MakeChip(int mid) {
   for (const DeviceRow& row : kDeviceRows) {
     if (row.type != CLK_GEN || !row.modules.Has(mid)) continue;
@@ -251,7 +251,7 @@ int SpclkDev::IncrDecrFrequency(int direction, int output) {
 }
 
 int SpclkDev::FpgaConfigureClocks(const Param_Values& params) {
-  // The samples tell the high-speed mode even if a later setter has noted a normal waveform.
+  // The samples decide the high-speed mode even if a later setter has noted a normal waveform.
   const bool high_speed = params.wf_option_found == kHighSpeedWaveform ||
                           params.wf_samples_per_cycle == kHighSpeedSamples;
   const unsigned length = high_speed ? kHighSpeedCycleWord : params.wf_samples_per_cycle - 1;

@@ -1,8 +1,8 @@
 // The sampling clock of a module: what it is to be, and the order in which the clock chip, the
 // FPGA's dividers and the waveform memory are brought there.
 //
-// Setters only note a value; Update applies them all. A setter that refuses its value tells it in
-// the log, gives a negative errno and leaves the setting alone. Error words are the caller's.
+// Setters only note a value; Update applies them all. A setter that refuses its value logs it,
+// returns a negative errno and leaves the setting alone. Error words are the caller's.
 // Threads: the daemon's command path alone, with acquisition stopped.
 #pragma once
 
@@ -19,8 +19,8 @@ class SpclkDev {
   /// The process's one object, for the module that the FPGA says this is. Null, with the reason in
   /// the log, while there is no FPGA, and on a module without a clock chip.
   static SpclkDev* GetDevice();
-  /// `mid`: MEAS_MODULE or SOURCE_MODULE. Later calls give the same object, whatever `mid` they
-  /// say.
+  /// `mid`: MEAS_MODULE or SOURCE_MODULE. Later calls return the same object for any
+  /// `mid`.
   static SpclkDev* GetDevice(int mid);
 
   /// `fpga` outlives the object.
@@ -36,8 +36,8 @@ class SpclkDev {
   int SetAdClksPerSample(unsigned clocks);
   /// Of the waveform: a power of 2 from 256 to 4096, or 0x40000 for the high-speed mode.
   int SetWfSamplesPerCyc(unsigned samples);
-  /// What suits the frequency `hertz`, and gives it; negative above 4882.8 Hz, where fewer samples
-  /// were needed than can be set.
+  /// Sets and returns what suits the frequency `hertz`; negative above 4882.8 Hz, where fewer
+  /// samples were needed than can be set.
   int SetWfSamplesPerCyc(float hertz);
   /// Size of a frequency step in millionths, 0 to 566667. With `only_steps` the next Update writes
   /// the step registers alone.
@@ -111,7 +111,7 @@ class SpclkDev {
 
 /// The whole reprogramming for the settings of `spclk`. 0, or negative: the plan's own result when
 /// there is no plan, -12 without registers for it, -5 when the FPGA or the chip could not be
-/// written, or what the waveform memory gave. Nothing is written unless the whole plan stands.
+/// written, or the waveform memory's error. Nothing is written without a whole plan.
 int sp_clk_main(SpclkDev* spclk);
 
 }  // namespace Dev

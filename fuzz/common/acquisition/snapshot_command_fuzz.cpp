@@ -1,4 +1,4 @@
-// The snapshot command file: any line gives no command or one within its limits.
+// The snapshot command file: any line makes no command or one within its limits.
 #include <cassert>
 #include <string_view>
 

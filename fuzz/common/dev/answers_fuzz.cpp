@@ -50,7 +50,7 @@ class Board {
     i2c.I2cWkrExecReq(&none);  // behind what is read once
     i2c.StopScanner();
     Dev::SetSendTempLink([](int, int, int, int type, float celsius) {
-      // the reference sensor of a converter tells what its eight inputs may read
+      // the reference sensor of a converter is one of its eight inputs
       const bool of_converter = type == Dev::kSensorAd7998;
       EXPECT(of_converter ? Within(celsius, -194, 945) : Within(celsius, -128, 128));
     });

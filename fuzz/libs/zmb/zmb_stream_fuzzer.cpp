@@ -82,7 +82,7 @@ class Bus {
   }
 
  private:
-  /// libzmq ends a connection that goes on before.
+  /// libzmq ends a longer connection before.
   static void AwaitReady(int fd) {
     char part[64];
     for (std::string heard; heard.find("READY") == std::string::npos;) {

@@ -1,4 +1,4 @@
-// Where a bus address stands on this machine.
+// Where a bus address is on this machine.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ std::string MachineAddress(const std::string& uri);
 
 /// True when a process listens on an ipc address (as MachineAddress gives it). libzmq removes the
 /// file of an ipc address before it binds: without this test a second daemon would take the first
-/// one's end point away. False for every other kind of address, whose bind tells by itself.
+/// one's end point. False for every other kind of address, whose bind fails by itself.
 bool IpcInUse(const std::string& address);
 
 }  // namespace Common

@@ -20,8 +20,8 @@ constexpr int kKeepAliveIdleS = 10;
 constexpr int kKeepAliveIntervalS = 5;
 constexpr int kKeepAliveProbes = 3;
 
-// By default a frame keeps the whole buffer of 8 KiB in which it came, so one of 40 bytes that waits
-// with a reply would take that much. zmq.h declares the option for draft builds only.
+// By default a frame keeps the whole buffer of 8 KiB in which it came, so one of 40 bytes that
+// waits with a reply would take that much. zmq.h declares the option for draft builds only.
 constexpr int kZeroCopyRecv = 10;
 
 int SetInt(void* socket, int option, int value) {
@@ -43,11 +43,11 @@ void LimitServer(void* router) {
   SetInt(router, ZMQ_RCVHWM, limits::kWaitingRequests);
   SetInt(router, ZMQ_SNDHWM, limits::kWaitingReplies);
   SetInt(router, ZMQ_ROUTER_HANDOVER, 1);
-  SetInt(router, ZMQ_ROUTER_MANDATORY, 1);  // tells when a reply has no place, see SendMsg
+  SetInt(router, ZMQ_ROUTER_MANDATORY, 1);  // reports a reply that has no place, see SendMsg
   SetInt(router, ZMQ_SNDTIMEO, 0);
 }
 
-/// libzmq looks only now and then for what its I/O thread tells, such as what peers have read.
+/// libzmq looks only now and then for the news of its I/O thread, such as what peers have read.
 /// Asking for events makes it look now.
 void HearWhatPeersRead(void* socket) {
   int events = 0;
@@ -141,7 +141,7 @@ bool PeerTakesNothing(int error) { return error == EAGAIN || error == EHOSTUNREA
 
 #ifdef ZMB_THREAD_SANITIZER
 // libzmq is not built with the sanitizer, which therefore cannot see how it hands data from thread
-// to thread. Every program with a bus socket needs this, so it stands where all of them link it.
+// to thread. Every program with a bus socket needs this, so it is where all of them link it.
 extern "C" [[gnu::weak]] const char* __tsan_default_suppressions();
 extern "C" const char* __tsan_default_suppressions() {
   return "called_from_lib:libzmq.so\nrace:libzmq.so\n";

@@ -1,12 +1,13 @@
 // The one place that knows which libzmq this is.
 //
-// The bus was written for libzmq 2.x; these calls give the same behaviour on 4.x. What differs:
-//   - a receive tells "more parts follow" in the message itself; the option is an int, no int64;
-//   - the unit of a poll's time is the millisecond (2.x: microsecond); this room uses milliseconds;
+// The bus was written for libzmq 2.x; these calls behave the same on 4.x. What differs:
+//   - a receive marks "more parts follow" in the message itself; the option is an int, no int64;
+//   - the unit of a poll's time is the millisecond (2.x: microsecond); this folder uses
+//   milliseconds;
 //   - a signal may end any blocking call with EINTR: sends are repeated here, receives and polls
-//     give it to their callers, who loop anyway;
+//     return it to their callers, who loop anyway;
 //   - high-water marks, linger and duplicate identities: see OpenSocket.
-// zmq_msg_init, _data, _size, _close are the same in both and are called where a message stands.
+// zmq_msg_init, _data, _size, _close are the same in both and are called where a message is held.
 //
 // Threads: a context may be used by any thread, a socket by one thread at a time.
 #pragma once
@@ -51,11 +52,11 @@ int Connect(void* socket, const char* address);
 /// -1 waits for ever.
 int Poll(zmq_pollitem_t* items, int count, long timeout_ms);
 
-/// Bytes of the frame received into `msg`, or -1 with errno; `more` tells that parts follow.
+/// Bytes of the frame received into `msg`, or -1 with errno; `more`: parts follow.
 int RecvMsg(void* socket, zmq_msg_t* msg, bool& more);
 
 /// Bytes sent, or -1 with errno. After success `msg` is empty; after a failure it is as it was.
-/// A router never waits for a peer: PeerTakesNothing tells that the peer left or does not read.
+/// A router never waits for a peer: PeerTakesNothing: the peer left or does not read.
 int SendMsg(void* socket, zmq_msg_t* msg, int flags);
 bool PeerTakesNothing(int error);
 

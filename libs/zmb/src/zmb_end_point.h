@@ -1,4 +1,4 @@
-// One link of a socket: where it leads and how it stands.
+// One link of a socket: where it leads and in which state it is.
 #pragma once
 
 #include <memory>

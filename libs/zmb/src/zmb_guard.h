@@ -3,7 +3,7 @@
 //
 // libzmq accepts every connection, asks who the peer is only after its handshake, and keeps every
 // part of a message until the last has come. So a peer could take all descriptors and all memory of
-// the process, and with them the measurement. This guard therefore stands below libzmq, at the
+// the process, and with them the measurement. This guard therefore is below libzmq, at the
 // system calls by which libzmq gets its connections and their bytes (zmb_calls.cpp): there nothing
 // passes it, whatever the threads above are doing at that moment.
 //

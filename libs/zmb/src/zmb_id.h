@@ -11,7 +11,7 @@ class ZmbID {
  public:
   ZmbID() = default;
   explicit ZmbID(std::string value);
-  /// Data and length; the bytes are copied. Null data or a length below 1 gives an invalid
+  /// Data and length; the bytes are copied. Null data or a length below 1 make an invalid
   /// identity.
   explicit ZmbID(std::pair<void*, int> value);
 

@@ -24,7 +24,7 @@ inline constexpr int kWaitingRequests = 2;
 /// Replies that wait for their peer to read. More are dropped: a peer that reads loses none only
 /// while it does not ask further ahead than this.
 inline constexpr int kWaitingReplies = 48;
-/// From the connection to the end of its handshake. A connection that takes longer gives its place
+/// From the connection to the end of its handshake. A connection that takes longer loses its place
 /// to the next one.
 inline constexpr int kHandshakeMs = 2000;
 

@@ -7,9 +7,9 @@ namespace Common {
 
 extern platform::LogHook zmb_log;
 
-/// Levels of the log's lines, for callers and for the texts of this room.
+/// Levels of the log's lines, for callers and for the texts of this folder.
 enum ZmbLogLevel : int {
-  ZMB_ERROR = 3,  ///< "<panic ...": what was asked for is not there
+  ZMB_ERROR = 3,  ///< "<panic ...": what was asked for is missing
   ZMB_WARN = 4,   ///< "<warn ...": one message or one attempt failed
   ZMB_NOTICE = 5,
   ZMB_INFO = 6,

@@ -9,7 +9,7 @@
 // frame has all frames untyped, and its last frame is its payload all the same. What comes from the
 // wire decides only how frames are typed: every operation is safe on any list of frames.
 //
-// Ownership: a message has one owner at a time. Functions that give a ZmbMessage* give it to the
+// Ownership: a message has one owner at a time. Functions that return a ZmbMessage* give it to the
 // caller (hold it in a std::unique_ptr); Send(void*, ...) takes its message over.
 // Threads: none of it is shared.
 #pragma once
@@ -78,7 +78,7 @@ class ZmbMessage {
   Buffer GetFrontFrameData() const;
   int GetFrameCount() const { return static_cast<int>(_frames.size()); }
 
-  /// The number of routing frames, told from the number of frames: all but 3 with a descriptor, all
+  /// The number of routing frames, by the number of frames: all but 3 with a descriptor, all
   /// but 2 without; all of a message of fewer than 3.
   int GetConnIdCount() const;
   std::vector<std::string> GetConnIdVect() const;
@@ -108,7 +108,7 @@ class ZmbMessage {
   void Classify();
 
   std::deque<std::unique_ptr<ZmbMsgFrame>> _frames;
-  ZmbMsgFrame* _delim = nullptr;  // both stand in _frames
+  ZmbMsgFrame* _delim = nullptr;  // both are in _frames
   ZmbMsgFrame* _descr = nullptr;
 };
 

@@ -11,11 +11,11 @@ namespace Servant {
 
 class ZmbServant : public Common::ZmbNode {
  public:
-  /// Makes context and identity. 0; a derived class gives -1 when it cannot listen, with the reason
-  /// in the log, and the object is then as new. On an initialised object it does nothing.
+  /// Makes context and identity. 0; a derived class returns -1 when it cannot listen, with the
+  /// reason in the log, and the object is then as new. On an initialised object it does nothing.
   virtual int Init();
 
-  /// One message. What becomes of it afterwards is told by the class whose loop calls this.
+  /// One message. The class whose loop calls this says what becomes of it afterwards.
   virtual int Handle(Common::ZmbMessage* msg) = 0;
 
   /// Runs the loop, after Init if that has not been done. 0 after a Stop, -1 at once if Init

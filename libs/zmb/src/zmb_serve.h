@@ -2,7 +2,8 @@
 //
 // Both wait without limit and serve one message at a time while `running`; it is looked at before
 // each wait, so clearing it takes effect with the next message. A failed wait or receive (which the
-// receive logs) is no end: the loop goes on. A message whose handler throws is logged and dropped.
+// receive logs) is no end: the loop continues. A message whose handler throws is logged and
+// dropped.
 #pragma once
 
 #include <atomic>

@@ -1,4 +1,4 @@
-// A worker with one connected router socket, on which it tells others what it has.
+// A worker with one connected router socket, on which it publishes.
 #pragma once
 
 #include <memory>

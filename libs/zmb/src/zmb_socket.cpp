@@ -11,7 +11,7 @@ namespace Common {
 
 namespace {
 
-// Both give 0 or the errno of the failure, which they log.
+// Both return 0 or the errno of the failure, which they log.
 
 int BindUri(void* socket, const std::string& uri) {
   const std::string address = MachineAddress(uri);

@@ -27,7 +27,7 @@ class ZmbSocket {
 
   /// Type of all server ends and of all ends between daemons: a router.
   static constexpr int kRouter = ZMQ_ROUTER;
-  /// Type of a client's end that asks a router: messages wait in it until the connection stands. (A
+  /// Type of a client's end that asks a router: messages wait in it until it is connected. (A
   /// router drops what it is given for a peer that it does not know yet.)
   static constexpr int kDealer = ZMQ_DEALER;
 
@@ -39,7 +39,7 @@ class ZmbSocket {
   ~ZmbSocket();
 
   /// Adds a link that is neither bound nor connected; `path` is the part behind "://". A URI that
-  /// is there already keeps its end point. A malformed one adds nothing and gives MALFORMED_URI.
+  /// is there already keeps its end point. A malformed one adds nothing and returns MALFORMED_URI.
   LinkResult AddLink(protocol prot, const char* path);
   /// With a given state; `mode` is a ZmbEndPoint::Mode.
   LinkResult AddLink(const ZmbUri& uri, int stat, int mode);
@@ -58,7 +58,7 @@ class ZmbSocket {
   LinkResult ConnLink(const ZmbUri& uri, bool add);
   /// The part behind "://".
   LinkResult ConnLink(std::pair<void*, int> path, protocol prot, bool add);
-  /// Without `check` a text that is no well-formed URI goes to libzmq as it is; it is not kept.
+  /// Without `check` a malformed URI reaches libzmq as it is; it is not kept.
   LinkResult ConnLink(const std::string& uri, bool check, bool add);
 
   /// For a connecting socket whose peer does not answer: closes it, drops what it holds, and

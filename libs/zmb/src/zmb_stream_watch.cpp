@@ -21,7 +21,7 @@ constexpr unsigned kMore = 1;
 constexpr unsigned kLong = 2;
 constexpr unsigned kCommand = 4;
 
-/// Room for an identity of 255 bytes and the other properties of a peer.
+/// Space for an identity of 255 bytes and the other properties of a peer.
 constexpr std::size_t kIntroductionBytes = 1024;
 constexpr std::size_t kCommandBytes = 64;
 
@@ -147,7 +147,7 @@ const char* ZmbStreamWatch::BeginIntroduction(const Frame& frame) {
 }
 
 // The second version has the flag but no command. libzmq drops such a frame, within a message too,
-// which therefore goes on behind it.
+// which therefore continues behind it.
 const char* ZmbStreamWatch::BeginCommand(const Frame& frame) {
   if (version_ != Version::kThree || frame.more || frame.size > kCommandBytes) {
     return "command out of place";

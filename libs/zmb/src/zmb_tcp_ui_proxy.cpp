@@ -13,7 +13,7 @@ using Common::ZmbSocket;
 
 namespace {
 
-// An adapter names its ends after its own identity and what stands behind the last dot here.
+// An adapter names its ends after its own identity and the text behind the last dot here.
 constexpr char kInSuffix[] = ".i";
 constexpr char kOutSuffix[] = ".o";
 

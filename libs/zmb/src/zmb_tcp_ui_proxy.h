@@ -30,8 +30,8 @@ class ZmbTcpUiProxy : public ZmbServant, public Common::ZmbFrontEnd {
   virtual int SetBeUris();  // NOLINT(bugprone-virtual-near-miss)
 
   // The message stays the loop's in both.
-  /// True: the message, as it is now, is the answer and goes back to the adapter's output. False:
-  /// it goes on to the back end.
+  /// True: the message, as it is now, is the answer and returns to the adapter's output. False:
+  /// it is passed to the back end.
   virtual bool HandleFe(Common::ZmbMessage* msg) = 0;
   /// A message of the back end, its identity in front, on the way to the adapter's output.
   virtual void HandleBe(Common::ZmbMessage* msg) = 0;

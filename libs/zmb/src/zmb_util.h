@@ -7,10 +7,10 @@
 
 namespace Common {
 
-/// Name of this machine, at most 127 characters; empty when it cannot be told.
+/// Name of this machine, at most 127 characters; empty when it is unknown.
 std::string HostName();
 
-/// Dotted address of this module on the instrument's network; "127.0.0.1" when it cannot be told.
+/// Dotted address of this module on the instrument's network; "127.0.0.1" when it is unknown.
 std::string HostIpAddr();
 
 /// Dotted text of an IPv4 address in network byte order.

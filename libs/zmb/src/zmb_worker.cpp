@@ -45,7 +45,7 @@ int ZmbWorker::Init() {
 
 int ZmbWorker::Start() {
   if (!_hasInit && Init() != 0) return -1;
-  if (_thread.joinable() && !_running) _thread.join();  // an earlier Run that was told to end
+  if (_thread.joinable() && !_running) _thread.join();  // an earlier Run that was asked to end
   int rc = 0;
   if (_thread.joinable()) {
     rc = EBUSY;

@@ -36,7 +36,7 @@ class ZmbWorker : public Common::ZmbNode {
   explicit ZmbWorker(ZmbWorkerMgr* manager = nullptr) : _wkr_mgr(manager) {}
   ~ZmbWorker() override;
 
-  /// Takes the posts off, makes context and identity. 0; a derived class gives -1 when it cannot
+  /// Takes the posts off, makes context and identity. 0; a derived class returns -1 when it cannot
   /// listen. On an initialised object it does nothing.
   virtual int Init();
 
@@ -44,7 +44,7 @@ class ZmbWorker : public Common::ZmbNode {
   /// error for which there is no new thread (EBUSY: the worker runs).
   virtual int Start();
 
-  /// Tells Run to end, then hands the worker to its manager, if any; the worker may be gone after
+  /// Asks Run to end, then hands the worker to its manager, if any; the worker may be gone after
   /// it.
   virtual void Stop();
 

@@ -1,9 +1,9 @@
 // A read-modify-write of a register beside the bare ioctl calls, and the samples of the high-speed
 // waveforms beside a plain loop of sin.
 //
-// Both roads end in the same calls: the descriptor is an empty file, for which the kernel knows no
+// Both paths end in the same calls: the descriptor is an empty file, for which the kernel knows no
 // request, so what is measured is the way there and back. The back end answers in the driver's
-// stead that the call succeeded, or every request would be told in the log.
+// stead that the call succeeded, or every request would be logged.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>

@@ -48,7 +48,7 @@ inline constexpr MuxRow kMuxRows[] = {
     {kOnSignal, SIGNAL_HOST, 2, kNoMux, kNoMux, 0x68, 0x74},
 };
 
-/// Stands for the multiplexer channel of the second channel board: 3 on boards with a channel for
+/// Means the multiplexer channel of the second channel board: 3 on boards with a channel for
 /// each, 2 where both share one ("VarekConfig.i2cswitch").
 inline constexpr std::uint8_t kSwitched = 128;
 

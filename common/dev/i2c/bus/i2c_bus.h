@@ -15,7 +15,7 @@ int OpenBus(int bus);
 int SelectAddress(int fd, int addr);
 /// How often the adapter tries again when a chip does not answer. 0, or -1 with errno.
 int SetRetries(int fd, int count);
-/// One SMBus byte from (I2C_SMBUS_READ) or to `command` of the chip that `fd` goes to, outside the
+/// One SMBus byte from (I2C_SMBUS_READ) or to `command` of the chip selected on `fd`, outside the
 /// worker's thread. 0, or -1 with errno; ETIMEDOUT after a second, or at the end of the thread's
 /// budget: such a transfer may still be carried out later.
 /// While one is late, others fail at once with EBUSY.

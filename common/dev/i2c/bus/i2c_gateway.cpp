@@ -42,7 +42,7 @@ void FillBytes(I2cReq& req, std::span<const char> bytes) {
   req._len = static_cast<int>(bytes.size());
 }
 
-/// False for an operation that there is not.
+/// False for an unknown operation.
 bool FillTransfer(const Msg::HmpI2cGatewayReq& request, I2cReq& req) {
   const char reg = static_cast<char>(request.reg);
   const int count = request.nbytes;

@@ -9,7 +9,7 @@ struct I2cDevInfo {
   int _mid = 0;             ///< MODULE_ID for which the table was loaded
   int _aid = 0;             ///< ASSEMBLY_ID
   int _type = 0;            ///< DEV_TYPE
-  int _num = 0;             ///< one chip can stand in the table under several, a purpose each
+  int _num = 0;             ///< a chip can have several rows, one for each purpose
   int _rate = 0;            ///< scan rate code, see I2cJob; kNeverScanned for none
   char _bus = 0;            ///< 1 or 2
   unsigned char _hmux = 0;  ///< channel on the first multiplexer level; above 3: none

@@ -21,7 +21,7 @@ class I2cWkr;
 
 class I2cMgr : public Worker::ZmbSimpleWorker, public Worker::ZmbWorkerMgr {
  public:
-  /// Makes the single instance on the first call and gives it on every later one, whose arguments
+  /// Makes the single instance on the first call and returns it on every later one, whose arguments
   /// are ignored.
   static I2cMgr& CreateI2cMgr(const char* zid, std::uint16_t port);
 
@@ -34,7 +34,7 @@ class I2cMgr : public Worker::ZmbSimpleWorker, public Worker::ZmbWorkerMgr {
   /// starts the I2C worker. Start is still to be called for requests from the bus. `state`
   /// outlives the manager. -1 when the end points cannot be bound or the worker gets no thread.
   int Init(int mid, int rev, Msg::HMPData& state);
-  /// Ends both threads; requests give -1 from then on. Before what devices work with goes away.
+  /// Ends both threads; requests return -1 from then on. Before the end of what devices work with.
   void End();
 
   /// Port 3100 of this module, and the ipc link of the identity. The default port is not bound, as
@@ -49,7 +49,7 @@ class I2cMgr : public Worker::ZmbSimpleWorker, public Worker::ZmbWorkerMgr {
   int I2cWkrExecReq(I2cReq* req);
 
   /// A transfer with the device of this key. `len` bytes of `buf` go out with do_write and
-  /// do_wread; what comes back stands in `buf`, zeros behind it: with do_read in its first `len`
+  /// do_wread; what comes back is in `buf`, zeros behind it: with do_read in its first `len`
   /// bytes, with do_wread in its first `len2`. The result is the transfer's (i2c_dev.h); -1 also
   /// for a length outside 0 to 256.
   int I2cWkrWrapper(int mid, int aid, int type, int num, char* buf, int len, int len2,

@@ -23,12 +23,12 @@ class I2cMux : public Device {
   virtual int SetChn(int chn, bool force);
   /// Switches all channels off. 0 or -1.
   virtual int ResetChn();
-  /// Not used on any road of the daemon; both give 0.
+  /// Not used by the daemon; both return 0.
   virtual int Read(char*, int) { return 0; }
   virtual int Write(char*, int) { return 0; }
   virtual void Show(int level) const;
 
-  /// Where it stands: the path to the multiplexer.
+  /// The path to the multiplexer.
   const I2cChId& Path() const { return _cid; }
 
   /// All multiplexers by their path.

@@ -5,7 +5,7 @@
 //   callers --(_i2c_req_mutex, one at a time)--> _i2c_req --> Run --> device --> bus
 //   one-second tick -------------------------> _do_scan --> Run --> every device that is due
 //
-// Threads: as told at each group below. The worker is kept while a request is under way.
+// Threads: see each group below. The worker is kept while a request is under way.
 #pragma once
 
 #include <atomic>
@@ -29,13 +29,13 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   /// `state` outlives the worker.
   explicit I2cWkr(Msg::HMPData& state, Worker::ZmbWorkerMgr* manager = nullptr)
       : ZmbSimplePublisher(manager), state_(state) {}
-  /// A request that waits is given back with status -1.
+  /// A request that waits ends with status -1.
   ~I2cWkr() override;
 
   // --- The owner ---
 
   /// Opens both buses and makes the scan lists; the devices are loaded before it. A bus that does
-  /// not open is told in the log, and its devices' transfers fail.
+  /// not open is logged, and its devices' transfers fail.
   int Init() override;
 
   // --- Any thread but the worker's own ---
@@ -46,9 +46,9 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   /// once, or refused in the middle of a device's Read() or another request.
   int InstI2cReq(I2cReq* req);
 
-  /// Arms the one-second tick anew.
+  /// Arms the one-second tick again.
   void StartScanner() { StartTimer(1); }
-  /// A scan that is under way goes on to its end.
+  /// A scan under way continues to its end.
   void StopScanner();
   /// The tick: asks for a scan.
   void HandleSigEvt();

@@ -1,4 +1,4 @@
-// The generations of channel board, told apart by the identity of their CPLD.
+// The generations of channel board, by the identity of their CPLD.
 #pragma once
 
 namespace Dev {

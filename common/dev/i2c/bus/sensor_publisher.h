@@ -1,4 +1,4 @@
-// What sensors measure goes to the fan control, which hangs on the main module.
+// Sends what sensors measure to the fan control of the main module.
 #pragma once
 
 #include <functional>
@@ -9,7 +9,7 @@
 
 namespace Dev {
 
-/// The kinds of temperature that the fan control tells apart.
+/// The kinds of temperature that the fan control distinguishes.
 enum SensorType : int {
   kSensorTmp112 = 0,
   kSensorSa56 = 1,
@@ -18,8 +18,8 @@ enum SensorType : int {
   kSensorLvs = 4,
 };
 
-/// Supplied by whoever knows the way to the fan control; empty: there is none, and nothing goes
-/// out. Set before the scanner starts; called on the I2C worker. Values in degrees Celsius.
+/// Supplied by whoever knows the way to the fan control; empty: there is none, and nothing is
+/// sent. Set before the scanner starts; called on the I2C worker. Values in degrees Celsius.
 using SendTempLink =
     std::function<void(int module, int assembly, int address, int sensortype, float celsius)>;
 void SetSendTempLink(SendTempLink link);

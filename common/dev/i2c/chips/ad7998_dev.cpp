@@ -114,7 +114,7 @@ int AD7998Dev::ReadScan(ChipPath& path) {
 void AD7998Dev::CheckFans() {
   FpgaDev* fpga = FpgaDev::GetDevice();
   const int status = fpga == nullptr ? -1 : fpga->GetMiscContStat2();
-  if (status < 0 || (status & kFansTurn) == kFansTurn) return;  // a failed read is told there
+  if (status < 0 || (status & kFansTurn) == kFansTurn) return;  // a failed read is logged there
   i2c_report_nak(Msg::NAK_MCODE_SIGMOD_FAN_FAIL, status);
   logger_mgr::print(ad7998L, kError, 0, "Signal Module Fan Failure 0x%x\n",
                     static_cast<unsigned>(status));

@@ -69,7 +69,7 @@ int EE24LC32Dev::DoReq(char*, int len, char*, int len2, Act act) {
 int EE24LC32Dev::Plan(ChipPath& path, int len, int len2, Act act) {
   if (len2 == 0) return ReadSequence(path, 0, len);
   if (act == do_rawread) return ReadSequence(path, len, len2);
-  if (len2 < 0 || len2 >= kBufferSize) return ReadSequence(path, 0, len2);  // told there
+  if (len2 < 0 || len2 >= kBufferSize) return ReadSequence(path, 0, len2);  // logged there
   unsigned char length[2] = {};
   if (SetAddress(path, (len2 + kBlockLengthOffset) >> 8, len2 + kBlockLengthOffset) < 0 ||
       path.Read(length) < 0) {
