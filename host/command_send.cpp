@@ -49,7 +49,7 @@ Action Declare(CLI::App& app) {
   app.add_option(
          "HEX", options->words,
          "The record in hexadecimal, blanks as you like: src, dst, opcode (2 bytes, low one "
-         "first), len (2), payload. The checksum is put behind it, or put right.")
+         "first), len (2), payload. The checksum is added, or corrected.")
       ->required();
   app.add_flag("--raw", options->raw, "Send the bytes as they are, right or wrong");
   return [options](Session& session) { return Send(session, *options); };

@@ -43,7 +43,7 @@ bool EndClients(Session& session, std::vector<pid_t>& ended) {
   });
 }
 
-// The main module needs a moment to see that a host has gone.
+// The main module needs a moment to see that a host has left.
 ExitStatus AskInTurn(Session& session, const Bytes& request, Reply& reply, std::string& error) {
   ExitStatus status = ExitStatus::kOk;
   Await([&] {

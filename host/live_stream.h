@@ -1,5 +1,5 @@
-// What a measuring client reads, for those who look on: a stream of JSON lines in a file of the
-// client's own, ROOT/tmp/q5host.live/PID.jsonl. Who looks on reads files and sends nothing, so that
+// What a measuring client reads, for those who watch: a stream of JSON lines in a file of the
+// client's own, ROOT/tmp/q5host.live/PID.jsonl. A watcher reads files and sends nothing, so that
 // nothing but the client itself keeps a test alive.
 //
 // A client holds a lock on its file as long as it lives; the kernel drops it when the client is

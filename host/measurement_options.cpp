@@ -41,7 +41,7 @@ void DeclareLeads(CLI::App& app, const char* name, const char* what,
 void DeclareLevel(CLI::App& app, MeasurementOptions& options) {
   auto* voltage = app.add_option("--voltage", options.voltage,
                                  "A voltage test with this target, in whole volts; 0: a manual "
-                                 "ramp of a source outside");
+                                 "ramp of an external source");
   voltage->check(WholeFrom(0, kMost, "V"))->type_name("V");
   app.add_option("--current", options.current, "A current test with this target, in whole amperes")
       ->check(WholeFrom(1, kMost, "A"))
@@ -70,7 +70,7 @@ void DeclareLevel(CLI::App& app, MeasurementOptions& options) {
 void DeclareSource(CLI::App& app, MeasurementOptions& options) {
   auto* hv = app.add_flag("--hv", options.hv, "The internal high-voltage source (default for AC)");
   auto* lv = app.add_flag("--lv", options.lv, "The internal low-voltage source (default for DC)");
-  auto* external = app.add_flag("--external", options.external, "A source outside");
+  auto* external = app.add_flag("--external", options.external, "An external source");
   lv->excludes(hv);
   external->excludes(hv)->excludes(lv);
   app.add_option("--source-word", options.source,

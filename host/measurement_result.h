@@ -47,7 +47,7 @@ std::vector<Quantity> Quantities(const MeasurementResult& result);
 
 /// What a good reply to 0x06 says, read now.
 MeasurementResult ResultOf(const Reply& reply, const MeasurementContext& context);
-/// A result as an entry of the live stream, and back; nothing when it is none.
+/// A result as an entry of the live stream, and back; nothing for any other entry.
 nlohmann::ordered_json ResultEntry(const MeasurementResult& result);
 std::optional<MeasurementResult> ResultOfEntry(const nlohmann::ordered_json& entry);
 

@@ -8,7 +8,7 @@ namespace host {
 /// A whole number from `low` to `high`, in this unit.
 CLI::Validator WholeFrom(int low, int high, const char* unit = "");
 
-/// A number from `low` to `high` in this unit; not one (NaN) and infinity are none. CLI::Range lets
+/// A number from `low` to `high` in this unit; NaN and infinity are invalid. CLI::Range lets
 /// NaN pass.
 CLI::Validator NumberFrom(double low, double high, const char* unit = "");
 

@@ -18,7 +18,7 @@ class Progress {
 
   /// `done` is 0 to 1.
   void Show(int status, double done);
-  /// Takes the bar away, or ends the line of dots.
+  /// Removes the bar, or ends the line of dots.
   void Clear();
 
  private:

@@ -3,7 +3,7 @@
 
 namespace host {
 
-/// A sentence for an error code; null where the code's name has to do.
+/// A sentence for an error code; null where there is only the code's name.
 const char* RefusalText(int code);
 
 }  // namespace host

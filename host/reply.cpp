@@ -98,7 +98,7 @@ std::string ReadNak(const Msg::Layout* own, Reply& reply) {
   }
   const int len = HeadOf(reply.bytes).len;
   if (len == 3 || len == 3 + static_cast<int>(sizeof(Msg::NakEdata0E))) return ReadShortNak(reply);
-  return fmt::format("a NAK of {} bytes is none that is known", size);
+  return fmt::format("a NAK of {} bytes has no known length", size);
 }
 
 std::string ReadAck(const Msg::Layout* own, Reply& reply) {

@@ -11,7 +11,7 @@
 
 namespace host {
 
-/// What one exchange gave: kOk with a reply, which nobody has looked into yet, or kNoAnswer,
+/// The result of one exchange: kOk with a reply, which nobody has looked into yet, or kNoAnswer,
 /// kMalformed or kOtherHost with a reason.
 struct Exchange {
   ExitStatus status = ExitStatus::kNoAnswer;

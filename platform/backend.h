@@ -45,8 +45,8 @@ class Backend {
   /// `argument` is the request's own: a value, or the address of a record whose shape the request
   /// fixes. Requests that a back end cannot carry fail with ENOTTY.
   virtual int Ioctl(int fd, unsigned long request, void* argument) = 0;
-  /// Puts an ioctl together for later, with the `size` bytes at `argument`, which no answer comes
-  /// to. `fd` must be used for nothing else. 0, or -1: ENOTTY where a back end has none.
+  /// Puts an ioctl together for later, with the `size` bytes at `argument`, which receive no
+  /// answer. `fd` must be used for nothing else. 0, or -1: ENOTTY where a back end has none.
   virtual int Prepare(int fd, unsigned long request, const void* argument, size_t size,
                       PreparedIoctl& prepared);
   /// MAP_FAILED on failure, as mmap.

@@ -175,7 +175,7 @@ bool FakeClock::DozeUntil(std::condition_variable& condition, std::unique_lock<s
     moves = auto_advance_;
   }
   if (!moves) return WaitUntil(condition, lock, monotonic_deadline);
-  // Ticks that fall due may want what the caller's lock guards.
+  // Ticks that fall due may need what the caller's lock guards.
   lock.unlock();
   AdvanceTo(monotonic_deadline);
   lock.lock();

@@ -2,7 +2,7 @@
 //
 // An exception that leaves a thread ends the whole process. Memory or threads that have run out for
 // a moment are no reason for that: the body of every thread and every timer callback runs under one
-// of these, which log what was thrown and go on. Threads: any.
+// of these, which log what was thrown and continue. Threads: any.
 #pragma once
 
 #include <chrono>

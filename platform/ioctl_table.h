@@ -45,7 +45,7 @@ inline constexpr std::size_t kMaxIoctlBytes = sizeof(SmbusTransfer);
 const IoctlShape* FindIoctl(unsigned long request);
 
 /// Bytes of the record that a read(2) of this device takes in and returns; 0 for a device whose
-/// reads only give.
+/// reads take nothing.
 std::size_t ReadRecordBytes(std::string_view path);
 
 /// The argument of one ioctl call as bytes, and back. Requires the caller's argument to be valid,

@@ -1,4 +1,4 @@
-// What the two back ends share that run without a board: a directory in place of "/", and
+// The common part of the two back ends that run without a board: a directory in place of "/", and
 // device files that are objects behind a descriptor number.
 #pragma once
 

@@ -4,7 +4,7 @@ root=
 sim=
 mos=
 stop() {
-  # the daemon's first SIGTERM only takes its handler away, so one is sent until it has gone
+  # the daemon's first SIGTERM only removes its handler, so one is sent until it has ended
   while [ -n "$mos" ] && kill "$mos"; do sleep 0.02; done
   [ -n "$sim" ] && kill "$sim"
   wait

@@ -73,7 +73,7 @@ constexpr std::size_t kShownBytes = 16;
 constexpr std::size_t kMostShownBytes = 4096;
 constexpr std::size_t kMostMemoryBytes = 0x100000;
 
-/// The words behind "memory NAME ACTION" as numbers; nothing when one is none.
+/// The words behind "memory NAME ACTION" as numbers; nothing when one is invalid.
 std::optional<std::vector<std::size_t>> Numbers(Arguments words) {
   std::vector<std::size_t> numbers;
   for (const std::string_view word : words) {

@@ -49,8 +49,8 @@ class BusMessage {
 
 }  // namespace
 
-/// One host's connection with a bus socket of its own, so that replies to a host that has gone away
-/// go nowhere. Of the ethb thread.
+/// One host's connection with a bus socket of its own, so that replies to a host that has left
+/// are dropped. Of the ethb thread.
 class Ethb::HostLink {
  public:
   HostLink(platform::UniqueFd socket, void* bus_context, const std::string& bus_endpoint,

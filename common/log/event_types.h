@@ -24,8 +24,8 @@ enum class EventForm : unsigned char {
 };
 
 // clang-format off
-// In number order. The events from WRONGFILTERVALUES to FILTERHOLDINGSMUPDATE have no data anybody
-// ever gave them.
+// In number order. The events from WRONGFILTERVALUES to FILTERHOLDINGSMUPDATE have never had
+// data.
 #define Q5_EVENTS(X) \
   X(START_WAVEFORM_CAPTURE, kBare) \
   X(END_WAVEFORM_CAPTURE, kBare) \

@@ -32,7 +32,7 @@ struct LogConfigError {
 };
 
 /// Reads the settings of the daemon on module `owner`. A key that is missing or no integer, and a
-/// rotateSize that is not above 0, count as not there. Nothing, with `error` filled, when `text` is
+/// rotateSize that is not above 0, count as missing. Nothing, with `error` filled, when `text` is
 /// not in libconfig's syntax. Files that `text` includes are looked for in `include_directory`.
 std::optional<LogSettings> ParseLogConfig(const std::string& text,
                                           const std::string& include_directory, int owner,

@@ -26,7 +26,7 @@ struct Extent {
   off_t end = std::numeric_limits<off_t>::max();
 };
 
-/// Copies `from` over `to`. After a failure `to` is gone rather than torn.
+/// Copies `from` over `to`. After a failure `to` is removed rather than torn.
 int FileCopy(const Extent& from, const std::string& to);
 /// Appends `from` to `to`, which is made when missing. After a failure `to` is as it was.
 int CatTwoFiles(const std::string& from, const std::string& to);

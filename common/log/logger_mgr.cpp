@@ -64,7 +64,7 @@ bool ModificationTime(int fd, std::int64_t& nanoseconds) {
   return true;
 }
 
-// What a full disk took of a line is taken back: half a line would be glued to the next one.
+// The part of a line that a full disk took is removed: half a line would be glued to the next one.
 void DropTorn(int fd, size_t written) {
   struct stat status {};
   if (written == 0 || ::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) return;

@@ -78,8 +78,8 @@ class logger_mgr {
   /// `configfile` and `logfile` are instrument paths, `module` the module id of the daemon, `logfd`
   /// the open log (readable) and `maxlogsize` its limit in bytes. Unless `logfd` is the file at
   /// `logfile` (a daemon in the foreground writes to a terminal) nothing is ever rotated. -1 when
-  /// the configuration cannot be had or `logfile` names no log; all else works even then, and the
-  /// configuration is taken up as soon as it is there.
+  /// the configuration cannot be read or `logfile` names no log; all else works even then, and the
+  /// configuration is used as soon as it exists.
   int Init(const char* configfile, int module, int logfd, const char* logfile, int maxlogsize);
   /// Until there is a queue, a rotated log waits in memory.
   void SetBackgroundQueue(BackgroundQueue queue) { background_queue_ = queue; }
@@ -133,7 +133,7 @@ class logger_mgr {
                                                        ...) Q5_REQUIRES(log_mutex_);
   [[gnu::format(printf, 3, 0)]] static int WriteLine(int module, int level, const char* format,
                                                      std::va_list args) Q5_REQUIRES(log_mutex_);
-  // As an error of the main module, whatever its level: while the levels cannot be had they are 0.
+  // As an error of the main module, whatever its level: while the levels cannot be read they are 0.
   [[gnu::format(printf, 1, 2)]] static void Complain(const char* format, ...);
   static void LogDateMarker(int level);
 
@@ -186,7 +186,7 @@ class logger_mgr {
   std::int64_t _rotateSize Q5_GUARDED_BY(log_mutex_) = kDefaultRotateSize;  // KiB
   int _rotationEnable Q5_GUARDED_BY(log_mutex_) = 0;  // 1 while no rotation is under way
   int back_off_ Q5_GUARDED_BY(log_mutex_) = 0;        // checks to let pass after a failure
-  // Claimed by a thread that has not taken it away yet.
+  // Claimed by a thread that has not removed it yet.
   bool swapping_ Q5_GUARDED_BY(log_mutex_) = false;
   // Of the old log that still is in memory.
   std::int64_t waiting_bytes_ Q5_GUARDED_BY(log_mutex_) = 0;

@@ -14,7 +14,7 @@
 namespace Logger {
 
 inline constexpr int kRingFiles = 20;
-/// A number file has some 800 bytes; what is larger is none.
+/// A number file has some 800 bytes; a larger one is invalid.
 inline constexpr std::size_t kMaxNumberFileBytes = std::size_t{64} * 1024;
 
 constexpr int RingAfter(int number) { return number % kRingFiles + 1; }

@@ -66,7 +66,7 @@ class monitor {
   bool DidCBFinished() const;
   /// True when 0.8 s have passed since the last ResetTimer, or there was none.
   bool TimeElapsed() const;
-  /// Takes the ticks off that the second system timer missed.
+  /// Subtracts the ticks that the second system timer missed.
   void ClearMissedOnes();
 
   static void GetSize();

@@ -144,7 +144,7 @@ int EepromGroup::WriteEepromToXml(char*) {
   const bool main = module_ == Msg::MAIN_MODULE;
   for (std::size_t place = 0; place < chips_.List().size(); ++place) {
     const Pass result = WriteOne(place);
-    // what is left of a record that failed its checks is not to be measured with
+    // the rest of a record that failed its checks must not correct a measurement
     if (result != Pass::Written) lib::RemoveFile(_file_f.c_str(), ee_grpL);
     if (result == Pass::Fail) return -1;
     if (result == Pass::Bad) WarnOf(chips_.List()[place].kind);

@@ -87,7 +87,7 @@ class EepromGroup {
   /// word.
   int WaitForFile();
   /// Looks at `count` of the files under "/home/root/" that `names` lists, separated by blanks. 1
-  /// when all are there and none is growing, else 0 with the name of the one that is not in
+  /// when all are there and none is growing, else 0, with the name of the one that fails in
   /// `current`.
   int CheckFiles(int count, const char* names, std::string& current);
 

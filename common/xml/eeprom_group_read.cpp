@@ -249,7 +249,7 @@ int EepromGroup::ReadEeDataFromXml(int& err) {
   err = 0;
   if (module_ == Msg::MAIN_MODULE) return ReadMainModule();
   if (module_ != Msg::MEAS_MODULE) return 0;
-  for (ChannelTables& tables : channels_) SetDefaultTable(tables);  // stay without a good file
+  for (ChannelTables& tables : channels_) SetDefaultTable(tables);  // kept without a good file
   const int result = ReadMeasModule();
   if (result == 0) WaitForXMLPost();
   err = result;

@@ -44,7 +44,7 @@ void PutText(Bytes& bytes, std::size_t address, const std::string& text, int siz
   if (length < static_cast<std::size_t>(size)) bytes.text_ends.push_back(address + length);
 }
 
-// False for a field that is no field of a chip.
+// False for a field that no chip has.
 bool PutField(Bytes& bytes, const XmlNode& field) {
   FieldShape shape;
   if (ReadShape(field, shape) != 0) return false;

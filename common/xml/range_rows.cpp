@@ -95,8 +95,7 @@ bool AreInOrder(const std::vector<ScaleRow>& scales, const char* name) {
   return false;
 }
 
-// A range or a divider whose factor is none would turn any reading into nonsense; filters have
-// none.
+// A range or a divider with an invalid factor makes every reading wrong; filters have no factor.
 bool AreFactors(const std::vector<ScaleRow>& scales, const char* name) {
   const auto good = [](const ScaleRow& row) {
     return row.tag == kFilterTag || row.scale.scale[0] > 0;

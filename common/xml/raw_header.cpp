@@ -21,7 +21,7 @@ std::string_view WithoutMark(std::string_view name) {
   return marked ? name.substr(1) : name;
 }
 
-// A checksum and what is no number are never the address of a block. What lies behind the largest
+// A checksum or an invalid number is never the address of a block. What lies behind the largest
 // chip counts as its end, so that nothing can be read there.
 int AddressIn(const std::string& text, const std::string& format) {
   if (FormatOf(format) == FieldFormat::Check) return 0;

@@ -23,7 +23,7 @@ class Oled {
   /// Blank, cursor at the first character.
   void Reset();
   void Command(std::uint8_t command);
-  /// The character under the cursor, which then moves on.
+  /// The character under the cursor, which then advances.
   std::uint8_t ReadCharacter();
   std::string Line(std::size_t line) const;
   /// False for a text that does not fit.

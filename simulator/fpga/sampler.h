@@ -43,7 +43,7 @@ class Sampler {
   int Start(platform::Nanoseconds now);
   void Stop() { running_ = false; }
   bool IsRunning() const { return running_; }
-  /// The size of a block; EINVAL for one that is no whole number of pages or does not divide the
+  /// The size of a block; EINVAL for one that is not a whole number of pages or does not divide the
   /// ring.
   int Announce(std::uint32_t bytes);
 

@@ -26,7 +26,7 @@ class WaveformMemory {
   /// The driver decides how long the memory of the high-speed mode is.
   WaveformMemory(double driver_version, Units& units);
 
-  /// The descriptor behind a mapping, or a negative errno: EINVAL for what is no waveform memory.
+  /// The descriptor behind a mapping, or a negative errno: EINVAL for any other memory.
   int Map(std::size_t length, off_t offset) const;
   void SetFast(bool on) { fast_ = on; }
   bool IsFast() const { return fast_; }

@@ -40,7 +40,7 @@ class I2cBus::File final : public platform::DeviceFile {
         if (value < 0 || value > kHighestAddress) return -EINVAL;
         address_ = static_cast<std::uint8_t>(value);
         return 0;
-      case I2C_RETRIES:  // a model that does not answer will not do so the next time either
+      case I2C_RETRIES:  // a model that does not answer once never does
         return 0;
       case I2C_SMBUS: {
         platform::SmbusTransfer transfer;

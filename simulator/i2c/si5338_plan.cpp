@@ -56,7 +56,7 @@ std::uint64_t LittleEndian(const Image& registers, std::size_t first, std::size_
   return value;
 }
 
-/// The words of one MultiSynth divider. Nothing when they are no divider at all.
+/// The words of one MultiSynth divider. Nothing for invalid words.
 std::optional<Fraction> DecodeDivider(const Image& registers, std::size_t base) {
   const std::uint64_t p1 = LittleEndian(registers, base, 3) & 0x3FFFF;
   const std::uint64_t p2 = LittleEndian(registers, base + 2, 4) >> 2;

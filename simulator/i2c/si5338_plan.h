@@ -17,7 +17,7 @@ bool UsesReference(const Image& registers);
 
 struct Pll {
   std::string problem;     ///< why it cannot lock; empty: it can
-  Fraction vco;            ///< hertz; meaningless when the divider words are none
+  Fraction vco;            ///< hertz; meaningless when the divider words are invalid
   std::uint32_t fcal = 0;  ///< what a calibration of the VCO finds, 18 bits
 };
 /// `reference` in hertz.

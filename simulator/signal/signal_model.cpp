@@ -148,7 +148,7 @@ void SignalModel::AimLevels() {
   dc_.Go(position_, settings_.on ? settings_.dc : 0, rate);
 }
 
-/// Phases go on where they are: a new frequency makes no jump.
+/// Phases continue where they are: a new frequency makes no jump.
 void SignalModel::BuildComponents() {
   const Phase phase = components_.empty() ? 0 : components_.front().phase;
   const Phase line_phase = components_.empty() ? 0 : components_.back().phase;

@@ -8,7 +8,8 @@
 //   source.amplitude   volts or amperes RMS
 //   source.dc          volts or amperes
 //   source.phase       degrees
-//   source.ramp        volts or amperes a second by which amplitude and dc go to a new value; 0: at
+//   source.ramp        volts or amperes a second by which amplitude and dc move to a new value; 0:
+//   at
 //                      once
 //   source.harmonics   ORDER:RELATIVE:DEGREES with commas between them, or "none"
 //   source.line_noise  amplitude at the mains' frequency, relative to the amplitude

@@ -278,7 +278,7 @@ TEST(Sources, ProblemsAreNamedInOneLine) {
   } cases[] = {
       {"\"0x2E\"", "\"0x12E\"", "code must be"},
       {"\"full_scale\": 7.5,", "\"full_scale\": 750,", "largest full_scale down"},
-      {"\"0x4E\"", "\"0x32\"", "stand together"},
+      {"\"0x4E\"", "\"0x32\"", "be together"},
       {"\"full_scale\": 75,", "\"full_scale\": \"x\",", "number"},
       {"\"number\": 3,", "\"number\": 4,", "numbered from 0"},
       {"\"filters\"", "\"fitlers\"", "filters"},

@@ -21,7 +21,7 @@ struct Intermediate_Str {
   std::array<Output, kOutputs> outp{};
 };
 
-/// Works the dividers of the outputs in use out. The low-jitter output's divider is even and its
+/// Works out the dividers of the outputs in use. The low-jitter output's divider is even and its
 /// VCO frequency the one nearest to the middle of its range. Sets the step size `fidppm` of that
 /// output to its waveform update rate in MHz, rounded: no steps below 0.5 MHz.
 int get_multisynth_values(Param_Values& params, Intermediate_Str& is);

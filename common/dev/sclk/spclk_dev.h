@@ -63,7 +63,7 @@ class SpclkDev {
 
   // --- The hardware ---
 
-  /// Brings everything to the settings. 0, or negative; a failed update is made good by the next.
+  /// Brings everything to the settings. 0, or negative; the next update repairs a failed one.
   /// The argument has no effect.
   int Update(int output);
   int ActivateWFPolarity();

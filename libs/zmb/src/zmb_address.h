@@ -5,8 +5,8 @@
 
 namespace Common {
 
-/// The address to hand to libzmq: the path of an ipc address is the instrument's, so it goes
-/// through the machine's root; every other address stays as it is.
+/// The address to hand to libzmq: the path of an ipc address is the instrument's, so it is
+/// mapped below the machine's root; every other address stays as it is.
 std::string MachineAddress(const std::string& uri);
 
 /// True when a process listens on an ipc address (as MachineAddress gives it). libzmq removes the

@@ -56,7 +56,7 @@ int Poll(zmq_pollitem_t* items, int count, long timeout_ms);
 int RecvMsg(void* socket, zmq_msg_t* msg, bool& more);
 
 /// Bytes sent, or -1 with errno. After success `msg` is empty; after a failure it is as it was.
-/// A router never waits for a peer: PeerTakesNothing: the peer left or does not read.
+/// A router never waits for a peer; PeerTakesNothing says that the peer left or does not read.
 int SendMsg(void* socket, zmq_msg_t* msg, int flags);
 bool PeerTakesNothing(int error);
 

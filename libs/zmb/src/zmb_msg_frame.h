@@ -32,7 +32,7 @@ class ZmbMsgFrame {
   static std::unique_ptr<ZmbMsgFrame> Dupe(const ZmbMsgFrame& frame);
 
   /// Blocks for one frame of a libzmq socket; null after an error, which is logged. `more` is 1
-  /// when the message goes on, else 0.
+  /// when more frames follow, else 0.
   static std::unique_ptr<ZmbMsgFrame> Recv(void* sock, int& more);
   /// Hands the frame's data to a libzmq socket and leaves the frame empty. 0, or -1 after an error,
   /// which is logged and leaves the frame as it was.

@@ -16,7 +16,7 @@
 
 namespace Common {
 
-/// One socket (not null): every message goes back on it after `handle` has worked on it.
+/// One socket (not null): every message returns on it after `handle` has worked on it.
 void ServeReplies(ZmbSocket* socket, const std::atomic<bool>& running,
                   const std::function<void(ZmbMessage*)>& handle);
 

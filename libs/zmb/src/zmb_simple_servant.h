@@ -1,4 +1,4 @@
-// A servant with one front socket: each message is handled and goes back on the same socket.
+// A servant with one front socket: each message is handled and returns on the same socket.
 //
 // The reply is whatever the message holds after Handle; its routing frames lead to the sender. A
 // derived class only has to replace the payload. The next request waits until Handle has returned.

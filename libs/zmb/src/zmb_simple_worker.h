@@ -12,7 +12,7 @@ class ZmbSimpleWorker : public ZmbWorker, public Common::ZmbFrontEnd {
   using ZmbWorker::ZmbWorker;
 
   int Init() override;
-  /// On the worker's thread. The message stays the loop's and goes back as it is afterwards.
+  /// On the worker's thread. The message stays the loop's and returns as it is afterwards.
   virtual int Handle(Common::ZmbMessage* msg) = 0;
   void Run() override;
 };

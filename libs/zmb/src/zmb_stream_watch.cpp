@@ -135,8 +135,8 @@ const char* ZmbStreamWatch::BeginFrame(const Frame& frame) {
   return body_left_ == 0 ? EndFrame() : nullptr;
 }
 
-// Before the third version an introduction is a plain frame. With a flag it is none for libzmq,
-// which then takes the identity from a later frame.
+// Before the third version an introduction is a plain frame. With a flag libzmq does not take it as
+// one, but takes the identity from a later frame.
 const char* ZmbStreamWatch::BeginIntroduction(const Frame& frame) {
   if (frame.size > kIntroductionBytes) return "introduction too long";
   if (version_ != Version::kThree && (frame.more || frame.command)) {

@@ -20,7 +20,7 @@ class I2cJob {
   static std::optional<I2cJob> For(I2cDev& device);
   static std::span<const ScanRate> GetRates();
 
-  /// One tick. True when the device is due, which it then is again in as many ticks.
+  /// One tick. True when the device is due; the count then begins again.
   bool CountDown();
   bool IsPeriodic() const { return _rd_rate > 0; }
   /// Read during a test, too.

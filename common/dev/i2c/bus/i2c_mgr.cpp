@@ -31,7 +31,7 @@ bool FitsBuffer(int len) { return len >= 0 && len <= I2cReq::kBytes; }
 /// The first `len` bytes of `buf`, as far as it has them.
 std::span<char> First(char* buf, int len) { return {buf, static_cast<std::size_t>(len)}; }
 
-/// What a transfer brought, zeros behind it; `count` is the transfer's word, not to be trusted.
+/// What a transfer brought, zeros behind it; `count` is the transfer's own and not trusted.
 void CopyOut(const std::array<char, I2cReq::kBytes>& bytes, int count, std::span<char> out) {
   std::ranges::fill(out, '\0');
   std::copy_n(bytes.begin(), std::min(static_cast<std::size_t>(count), out.size()), out.begin());

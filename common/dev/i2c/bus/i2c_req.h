@@ -8,7 +8,7 @@
 
 namespace Dev {
 
-/// `_len` and `_len2` say what the device's own DoReq takes them for: by default lengths of `_buf`
+/// The device's own DoReq gives `_len` and `_len2` their meaning: by default lengths of `_buf`
 /// and `_buf2`, which then must not exceed them.
 struct I2cReq {
   static constexpr int kBytes = 256;

@@ -53,8 +53,8 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   /// The tick: asks for a scan.
   void HandleSigEvt();
 
-  /// No transfer begins while one of these lives; made, it has waited for those that were under
-  /// way. For changes of the map of devices and of the lists.
+  /// No transfer begins while one of these lives; its constructor waits for those
+  /// under way. For changes of the map of devices and of the lists.
   class NoTransfers {
    public:
     explicit NoTransfers(I2cWkr& worker);
@@ -72,9 +72,9 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   // --- The worker's own thread ---
 
   void Run() override;
-  /// Reads what is read once.
+  /// Reads the devices that are read only once.
   void HandleScanI2cOnce();
-  /// A scan, if one is asked for. 0; -1 when it had to be given up.
+  /// A scan, if one is asked for. 0; -1 when it was abandoned.
   int HandleScanI2cReq();
   /// The request that waits, if any. Its status, or 0.
   int HandleInstI2cReq();

@@ -1,4 +1,4 @@
-// What a fault of a scanned device becomes.
+// The safety fault of a scanned device.
 #pragma once
 
 #include "common/dev/i2c/bus/i2c_dev.h"

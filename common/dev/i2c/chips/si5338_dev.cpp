@@ -173,7 +173,7 @@ bool SI5338Dev::IsLocked() {
   return false;
 }
 
-/// What the loop's calibration has found becomes what it is held at.
+/// Holds the loop at the value that its calibration has found.
 bool SI5338Dev::CopyCalibration() {
   constexpr struct {
     int from, to;

@@ -1,8 +1,8 @@
 // The clock chip: transfers of its registers, and the sequence that loads a new frequency plan.
 //
 // Transfers are SMBus byte transfers on a descriptor of the object's own, held between Open and
-// Close. Which chip a descriptor talks to is the descriptor's own state, so the I2C worker can go
-// on reading other chips of the bus through the process's common descriptor meanwhile: neither
+// Close. Which chip a descriptor talks to is the descriptor's own state, so the I2C worker can
+// read other chips of the bus through the process's common descriptor meanwhile: neither
 // changes what the other has selected, and the kernel keeps single transfers apart. Results: 0 or a
 // negative value, which is logged. Error words are the caller's. Threads: one at a time, the
 // daemon's command path, with acquisition stopped. The chip's page and the register image are
@@ -49,7 +49,7 @@ class SI5338Dev : public I2cDev {
   /// Loads a new plan. A step that fails leaves the outputs off, until a later call gets
   /// through; so does a loop that has not locked 25 ms after its reset.
   int WriteRegStruct(std::span<const Reg_Data> rows);
-  /// The sequence has failed because the bus did not come back in time: no use in another.
+  /// The sequence has failed because the bus did not come back in time: another is of no use.
   bool IsHeldUp() const { return _held_up; }
   /// Writes the frequency step of MultiSynth 0, registers 123 to 144, and nothing else.
   int WriteMs0FidpReg(std::span<const Reg_Data> rows);
