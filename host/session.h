@@ -21,8 +21,8 @@ class Session {
   Session(Transport& transport, bool json, std::ostream& out, std::ostream& err)
       : transport_(transport), json_(json), out_(out), err_(err) {}
 
-  /// Sends the request and reads the reply. The reason of a failure other
-  /// than a NAK is in `error`, and nothing is printed.
+  /// Sends the request and reads the reply. The reason of a failure other than a NAK is in
+  /// `error`, and nothing is printed.
   ExitStatus TryAsk(const Bytes& request, Reply& reply, std::string& error);
   /// As TryAsk. Prints what went wrong; a NAK is left to the caller.
   ExitStatus Ask(const Bytes& request, Reply& reply);

@@ -16,8 +16,7 @@ class RootDir {
   /// Empty when done, else what prevents it, in one line.
   std::string Claim(const std::string& directory);
   /// Writes the files that are missing; existing ones are kept, as an instrument keeps its state.
-  /// Only
-  /// "/etc/hosts" always has the addresses of this run.
+  /// Only "/etc/hosts" always has the addresses of this run.
   std::string WriteFiles(const Config& config);
 
   const std::string& Path() const { return path_; }

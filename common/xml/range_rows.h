@@ -2,8 +2,8 @@
 // final XML file.
 //
 // Both kinds of file have a block of scales and a block of calibrations. A row is a HEX field (the
-// range code, whose tag says what the row is for) with an array of floats behind it, at
-// the same position of both blocks.
+// range code, whose tag says what the row is for) with an array of floats behind it, at the same
+// position of both blocks.
 #pragma once
 
 #include <array>

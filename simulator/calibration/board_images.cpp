@@ -19,8 +19,8 @@ constexpr std::size_t kScaleValues = 2;
 constexpr std::size_t kCalValues = 8;
 constexpr char kFilterTag[] = "range_filter";
 
-/// One row of ranges or filters of the record: the code, then an array in the scaling
-/// block and one in the calibration block.
+/// One row of ranges or filters of the record: the code, then an array in the scaling block
+/// and one in the calibration block.
 struct RecordRow {
   unsigned code;
   std::vector<float> scale;  ///< value of a count, DAC counts per count

@@ -19,8 +19,7 @@ class SpclkDev {
   /// The process's one object, for the module that the FPGA says this is. Null, with the reason in
   /// the log, while there is no FPGA, and on a module without a clock chip.
   static SpclkDev* GetDevice();
-  /// `mid`: MEAS_MODULE or SOURCE_MODULE. Later calls return the same object for any
-  /// `mid`.
+  /// `mid`: MEAS_MODULE or SOURCE_MODULE. Later calls return the same object for any `mid`.
   static SpclkDev* GetDevice(int mid);
 
   /// `fpga` outlives the object.

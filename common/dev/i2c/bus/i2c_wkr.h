@@ -53,8 +53,8 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   /// The tick: asks for a scan.
   void HandleSigEvt();
 
-  /// No transfer begins while one of these lives; its constructor waits for those
-  /// under way. For changes of the map of devices and of the lists.
+  /// No transfer begins while one of these lives; its constructor waits for those under
+  /// way. For changes of the map of devices and of the lists.
   class NoTransfers {
    public:
     explicit NoTransfers(I2cWkr& worker);
