@@ -276,13 +276,30 @@ FpgaRampControl::RampDownResult FpgaRampControl::AwaitRampDown(int swap, const W
   return result;
 }
 
+// A register that cannot be read counts as 0: the word goes out all the same.
+unsigned FpgaRampControl::ReadOrZero(int offset) {
+  unsigned value = 0;
+  return ReadReg(offset, value) < 0 ? 0 : value;
+}
+
+void FpgaRampControl::SetVoltageAvailableError(int voltage, float f) {
+  const unsigned amplifier = ReadOrZero(Q5FPGA_WFORM_AMP_VALUE);
+  const unsigned ramp = ReadOrZero(Q5FPGA_WFORM_RAMP_CTL);
+  const unsigned timer = ReadOrZero(Q5FPGA_WFORM_AMP_TIMER);
+  const int hertz = Msg::ToDataWord(double{f});
+  logger_mgr::print(Logger::msgL, kError, 0,
+                    "voltage %d ampvalue 0x%x rampreg 0x%x timer 0x%x frequency %d \n", voltage,
+                    amplifier, ramp, timer, hertz);
+  ghmp->SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDNVOLT, 4, voltage, amplifier, ramp, hertz);
+}
+
 bool FpgaRampControl::EndRampDown(const RampDownResult& result, int stop) {
   switch (result.outcome) {
     case RampDown::kNotComplete:
       ghmp->SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDN);
       return false;
     case RampDown::kStillPresent:
-      ghmp->SetVoltageAvailableError(Msg::ToDataWord(result.magnitude), ghmp->frequency);
+      SetVoltageAvailableError(Msg::ToDataWord(result.magnitude), ghmp->frequency);
       return false;
     case RampDown::kAbandoned:
       return false;

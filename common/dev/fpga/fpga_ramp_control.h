@@ -200,6 +200,9 @@ class FpgaRampControl : public virtual FpgaDevBase {
   Look LookAt(const Proof& proof, int channel, const Made& since) const;
   std::optional<double> Reading(FastReading what, int channel) const;
   RampDownResult AwaitProof(int swap, const Wanted& wanted);
+  unsigned ReadOrZero(int offset);
+  /// Error word 70: the output is still there, and how the ramp is.
+  void SetVoltageAvailableError(int voltage, float f);
   int StopWaveform(int stop);
 
   FpgaLinks links_;

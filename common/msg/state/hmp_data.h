@@ -145,7 +145,6 @@ class HMPData : public Errorcodes, public ConfigData {
   int GetAmplifierValue() const;
   void StoreFPGAMultiplier();
   void StoreTuningChanges(short magnitude, short correction);
-  void SetVoltageAvailableError(int voltage, float f);
   /// An error of the power stage with what tuning has done so far behind its values.
   void SetPSOCErrors(int code, int first, int second);
   void SetPSOCErrors(int code, int first, int second, int third, int fourth);

@@ -12,8 +12,6 @@ namespace {
 
 constexpr int kAmpTargetReg = 30;
 constexpr int kAmpValueReg = 36;
-constexpr int kRampTimerReg = 40;
-constexpr int kRampReg = 48;
 
 // The field of a channel, or null for a channel that there is not.
 template <class Field>
@@ -132,17 +130,6 @@ void HMPData::StoreTuningChanges(short magnitude, short correction) {
   ffmagnitude[static_cast<std::size_t>(step)] = magnitude;
   tuningcorrection[static_cast<std::size_t>(step)] = correction;
   tuningindex = static_cast<short>(step + 1);
-}
-
-void HMPData::SetVoltageAvailableError(int voltage, float f) {
-  const unsigned amplifier = ReadFpga(kAmpValueReg);
-  const unsigned ramp = ReadFpga(kRampReg);
-  const unsigned timer = ReadFpga(kRampTimerReg);
-  const int hertz = ToDataWord(double{f});
-  logger_mgr::print(msgL, Logger::kError, 0,
-                    "voltage %d ampvalue 0x%x rampreg 0x%x timer 0x%x frequency %d \n", voltage,
-                    amplifier, ramp, timer, hertz);
-  SetErrorCode(NAK_MCODE_SOS_RAMPDNVOLT, 4, voltage, amplifier, ramp, hertz);
 }
 
 void HMPData::AddPSOCError(int code, std::span<const std::int16_t> values) {
