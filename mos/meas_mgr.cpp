@@ -1,8 +1,5 @@
 #include "mos/meas_mgr.h"
 
-#include <ctime>
-#include <utility>
-
 #include "common/acquisition/correct.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/logger_mgr.h"
@@ -69,17 +66,6 @@ int MeasMgr::Init(int revision) {
 void MeasMgr::ReadConfiguration() {
   const bool configured = InitConfigFile(_varekconfig, kConfigPath) == 0;
   Msg::HMPData& data = Msg::HMPData::GetHMPData(_varekconfig, Msg::MEAS_MODULE);
-  Msg::HmpLinks links;
-  links.read_fpga_register = [](int offset, unsigned int& value) {
-    Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
-    return fpga == nullptr ? -1 : fpga->ReadReg(offset, value);
-  };
-  links.first_ramp_word = [] { return Dev::rampdata.highlimit.load(); };
-  links.ramp_down_start = [] {
-    const Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
-    return fpga == nullptr ? std::time_t{0} : fpga->GetRampDownStartTime();
-  };
-  data.SetLinks(std::move(links));
   if (!configured) {
     StartupError("%s cannot be used: all keys have their defaults, results are not corrected\n",
                  kConfigPath);

@@ -13,9 +13,6 @@ HMPData& HMPData::GetHMPData(libconfig::Config& config, int module) {
 HMPData::HMPData(libconfig::Config& config, int its_module)
     : Errorcodes(its_module), ConfigData(config, its_module) {}
 
-void HMPData::SetInternalSensors(std::vector<int> ids) {
-  intflag = std::vector<std::atomic<int>>(ids.size());
-  intsens_table = std::move(ids);
-}
+void HMPData::SetInternalSensors(std::vector<int> ids) { intsens_table = std::move(ids); }
 
 }  // namespace Msg

@@ -73,10 +73,6 @@ void MountPartition(const Partition& partition) {
 
 }  // namespace
 
-void HMPData::Show(int line, const char* text, int ms) const {
-  if (links_.show) links_.show(line, text, ms);
-}
-
 bool HMPData::MountBusy() {
   if (!networkmountbusy) return false;
   if (Run(" ps |grep -in \"mount -t cifs\"|grep -v grep") == 0) {
@@ -124,13 +120,9 @@ bool HMPData::MountModules() {
 }
 
 void HMPData::CheckNetworkDrives() {
-  constexpr int kShownMs = 500;
   logger_mgr::print(systemcheckL, Logger::kInfo, 0, "SDMSG: checking sd \n");
-  const bool shown = postpass != 0;
-  if (shown) Show(2, "Checking SD", kShownMs);
   CheckLocalDrives();
   if (IsMeasModule()) networkmountdone = MountModules();
-  if (shown) Show(2, "");
 }
 
 void HMPData::CheckLocalDrives() {

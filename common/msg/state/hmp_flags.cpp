@@ -1,6 +1,4 @@
 // Flags between threads: consumer flag, early DC offset, leave to ramp.
-#include <cstdio>
-
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
 
@@ -31,12 +29,7 @@ constexpr bool IsChannel(int channel) { return channel >= 0 && channel < HMPData
 
 }  // namespace
 
-void HMPData::SetCableStatus(bool locked) { cablesLocked = locked; }
-bool HMPData::IsCablesLocked() const { return cablesLocked; }
-void HMPData::SetFPFPGATestRunBit(bool set) { tstrunSet = set; }
-bool HMPData::IsFPFPGATestRunSet() const { return tstrunSet; }
 void HMPData::SetStartTest(bool started) { testStart = started; }
-bool HMPData::IsTestStarted() const { return testStart; }
 void HMPData::SetRampAllowed(bool allowed) { rampallowed = allowed; }
 bool HMPData::IsRampAllowed() const { return rampallowed; }
 void HMPData::SetLVSFilterRelay(bool set) { lvsfilterrelay = set; }
@@ -62,10 +55,7 @@ int HMPData::SetEarlyDCOffset(int channel) {
   const std::lock_guard lock(dcoffsetmutex);
   const auto own = static_cast<std::size_t>(channel);
   const bool was_set = earlyDCoffset[own].exchange(true);
-  if (!was_set && earlyDCoffset[1 - own]) {
-    measearlyDCoffset = true;
-    transitionToEarlyDCOffset = true;
-  }
+  if (!was_set && earlyDCoffset[1 - own]) measearlyDCoffset = true;
   return 0;
 }
 
@@ -73,7 +63,6 @@ int HMPData::ClearEarlyDCOffset(int channel) {
   if (!IsChannel(channel)) return -1;
   const std::lock_guard lock(dcoffsetmutex);
   earlyDCoffset[static_cast<std::size_t>(channel)] = false;
-  transitionToEarlyDCOffset = false;
   if (IsMeasModule()) measearlyDCoffset = false;
   return 0;
 }
@@ -81,14 +70,6 @@ int HMPData::ClearEarlyDCOffset(int channel) {
 int HMPData::ClearEarlyDCOffset() {
   const std::lock_guard lock(dcoffsetmutex);
   for (auto& flag : earlyDCoffset) flag = false;
-  measearlyDCoffset = false;
-  transitionToEarlyDCOffset = false;
-  return 0;
-}
-
-int HMPData::ClearMeasEarlyDCOffset() {
-  const std::lock_guard lock(dcoffsetmutex);
-  transitionToEarlyDCOffset = false;
   measearlyDCoffset = false;
   return 0;
 }
@@ -103,26 +84,6 @@ bool HMPData::GetEarlyDCOffset(int channel) const {
   if (!IsChannel(channel)) return false;
   const std::lock_guard lock(dcoffsetmutex);
   return earlyDCoffset[static_cast<std::size_t>(channel)];
-}
-
-bool HMPData::GetMeasEarlyDCOffset() const { return measearlyDCoffset; }
-
-bool HMPData::GetTransitionToEarlyDCOffset() {
-  const std::lock_guard lock(dcoffsetmutex);
-  return transitionToEarlyDCOffset.exchange(false);
-}
-
-bool HMPData::IsItGoodToRamp(int phase) const {
-  const bool allowed = IsRampAllowed();
-  const bool not_paused = !IsHmpPauseMsg();
-  const bool offset_done = GetEarlyDCOffset();
-  const bool relay = GetLVSFilterRelay();
-  const bool good = allowed && not_paused && (offset_done || (IsVLFTest() && phase == 1)) && relay;
-  logger_mgr::print(msgL, Logger::kInfo, 0,
-                    "%s.%d: rampallowed:%d !IsHmpPauseMsg:%d GetEarlyDCOffset():%d "
-                    "lvsfilterrelay:%d phase:%d ret:%d\n",
-                    __func__, __LINE__, allowed, not_paused, offset_done, relay, phase, good);
-  return good;
 }
 
 }  // namespace Msg

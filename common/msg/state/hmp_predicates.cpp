@@ -37,15 +37,8 @@ constexpr auto kRule2Tests =
 constexpr auto kRule3Tests =
     Mask({TEST_FREQUENCY_SWEEP_DFR, TEST_LVTTR, TEST_CONTACT_RESISTANCE, TEST_WINDING_RESISTANCE,
           TEST_CTRATIO_V, TEST_DCIR, TEST_DEMAG, TEST_WR_FOR_DEMAG});
-constexpr auto kHvTests =
-    Mask({TEST_LINE_FREQ_MODULATION, TEST_LINE_SYNC_REVERSAL, TEST_LINE_SYNC_RFU, TEST_HVTTR,
-          TEST_HVVFPF, TEST_EXCITING_CURRENT, TEST_RESONATOR_TUNING});
-constexpr auto kCurrentTests =
-    Mask({TEST_CONTACT_RESISTANCE, TEST_WINDING_RESISTANCE, TEST_WR_FOR_DEMAG});
 constexpr auto kNoLineSyncTests =
     Mask({TEST_LINE_FREQ_MODULATION, TEST_HVVFPF, TEST_FREQUENCY_SWEEP_DFR});
-constexpr std::uint32_t kSingleSampleRangingTests = 0x1B3F10;
-constexpr std::uint32_t kMultiSampleRangingTests = 0x4C0EF;
 
 constexpr float kTimerRampTop = 20.0F;  ///< Hz; the source ramps by a timer up to here
 
@@ -110,11 +103,6 @@ bool HMPData::IsSpecialHaldenRamp() const {
 }
 
 bool HMPData::AreFFTsRequired() const { return frequency <= 900.0F || fft900 != 0; }
-int HMPData::VoltageMultiplier() const { return frequency > 800.0F ? 2 : 1; }
-
-bool HMPData::WriteDFRSpecialRegister() const {
-  return IsDFRTest() && testype == TEST_FREQUENCY_SWEEP_DFR && IsInternalLVVoltageTest();
-}
 
 bool HMPData::Rule1Filter() const { return IsTest(kRule1Tests); }
 bool HMPData::Rule2Filter() const { return IsTest(kRule2Tests); }
@@ -125,28 +113,6 @@ bool HMPData::IsLineSyncTestNG() const {
 }
 
 bool HMPData::IsLineSyncTracker() const { return testype == TEST_LINE_SYNC_REVERSAL; }
-bool HMPData::IsHVTest(int test) { return IsIn(kHvTests, test); }
-bool HMPData::IsCurrentTest(int test) { return IsIn(kCurrentTests, test); }
-
-bool HMPData::IsMultiSampleRangingTest() const {
-  if (IsManualRampTest()) {
-    logger_mgr::print(
-        msgL, Logger::kDebug, 0,
-        "%s.%d MSAMP Manual Ramping Test false - user can cause wild range variations\n", __func__,
-        __LINE__);
-    return false;
-  }
-  if (IsTest(kSingleSampleRangingTests)) {
-    logger_mgr::print(msgL, Logger::kDebug, 0, "%s.%d MSAMP false\n", __func__, __LINE__);
-    return false;
-  }
-  if (!IsTest(kMultiSampleRangingTests)) return false;
-  const char* name = GetTestType(testype);
-  logger_mgr::print(msgL, Logger::kDebug, 0, "%s.%d MSAMP %s true\n", __func__, __LINE__,
-                    name != nullptr ? name : "");
-  return true;
-}
-
 const char* HMPData::GetTestType(int test) {
   return test >= 0 && test <= TEST_NONE ? kTestNames[test] : nullptr;
 }

@@ -131,20 +131,6 @@ void HMPData::SetTestParams(const HmpStopTestReq& request) {
 
 void HMPData::SetTestParams(const HmpPauseTestReq& request) { SetCurrentMsg(request.opcode); }
 
-void HMPData::StoreMsg3Params(short source_word, short volts) {
-  source = source_word;
-  SetSourceMode();
-  SetModeInfo();
-  voltmax = volts;
-}
-
-void HMPData::StoreMsg33Params(short source_word, short amps) {
-  source = source_word;
-  SetSourceMode();
-  SetModeInfo();
-  ampmax = amps;
-}
-
 void HMPData::ResetVariables() {
   if (!IsMeasModule()) return;
   firstUpdate = false;

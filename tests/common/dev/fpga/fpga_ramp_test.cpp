@@ -39,11 +39,6 @@ class RampTest : public FpgaTest {
     fpga.SetDCCurrentMin(0.05F);
     fpga.SetACVoltageMin(5);
     fpga.SetHVACVoltageMin(100);
-    Msg::HmpLinks links;
-    links.read_fpga_register = [this](int offset, unsigned& value) {
-      return fpga.ReadReg(offset, value);
-    };
-    data.SetLinks(std::move(links));
     fpga.SetLinks({.fast_filter = [this](Dev::FastReading what, int channel) {
       asked = {what, channel};
       if (!fast_filter) return std::optional<double>{};
