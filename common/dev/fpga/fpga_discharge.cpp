@@ -40,7 +40,7 @@ bool IsType(const HMPData& data) {
   return data.testype == type;
 }
 
-template <bool (HMPData::*predicate)() const>
+template <auto predicate>
 bool Is(const HMPData& data) {
   return (data.*predicate)();
 }

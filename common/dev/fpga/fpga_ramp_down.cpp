@@ -50,7 +50,7 @@ struct FpgaRampControl::DownRamp {
 
 FpgaRampControl::DownRamp FpgaRampControl::ChooseDownRamp(int multiplier) const {
   const int high = rampdata.highlimit;
-  if (ghmp->IsTimerRampDown() || ghmp->testype == Msg::TEST_DEMAG) {
+  if (ghmp->IsTimerRampDown(ghmp->vlfthreshold) || ghmp->testype == Msg::TEST_DEMAG) {
     return {StepOf(high, _stepdowndivider), _rampdowntimer, Logger::RAMP_DOWN_VLF};
   }
   if (ghmp->IsInternalHVVoltageTest()) {

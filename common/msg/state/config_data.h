@@ -7,6 +7,8 @@
 #include <array>
 #include <atomic>
 
+#include "common/msg/records/module_id.h"
+
 namespace libconfig {
 class Config;
 }
@@ -28,6 +30,9 @@ class ConfigData {
   ConfigData(const ConfigData&) = delete;
   ConfigData& operator=(const ConfigData&) = delete;
 
+  bool IsMeasModule() const { return module == MEAS_MODULE; }
+  bool IsSourceModule() const { return module == SOURCE_MODULE; }
+  bool IsMainModule() const { return module == MAIN_MODULE; }
   float GetHVMeasScaleFactor() const { return hvmeasurementscalefactor; }
   void SetHVMeasScaleFactor(float factor) { hvmeasurementscalefactor = factor; }
   float GetHV2MeasScaleFactor() const { return hvmeasurement2_scalefactor; }
@@ -55,6 +60,8 @@ class ConfigData {
     return gpscswitchfreq_currentlimits;
   }
   int GetConsumerBacklog() const { return consumerbacklog; }
+  bool GetEnableNAKonSampleFault() const { return enable_nak_on_sample_fault != 0; }
+  bool GetEnableNAKonSampleOverRange() const { return enable_nak_on_sample_overrange != 0; }
 
   // --- Scales: volts and amps per unit; they divide and multiply, so none starts at 0 ---
 
@@ -76,6 +83,19 @@ class ConfigData {
   std::atomic<int> vlfinterruptspersec{0};  ///< blocks a second in a very-low-frequency test
   std::atomic<int> interruptspersec{0};     ///< blocks a second in any other test
   std::atomic<int> vlfthreshold{0};         ///< Hz; a test below it is a very-low-frequency test
+  std::atomic<int> maxsamplingrate{0};      ///< pairs a second
+  std::atomic<int> minsamplingrate{0};
+  std::atomic<int> enable_nak_on_sample_fault{0};
+  std::atomic<int> enable_nak_on_sample_overrange{0};
+
+  // --- Volts or amps below which an output counts as gone ---
+
+  std::atomic<float> _vlfvoltagemin{0};
+  std::atomic<float> _dccurrentmin{0};
+  std::atomic<float> _acvoltagemin{0};
+  std::atomic<float> _hvacvoltagemin{0};
+
+  // --- What a single device or test reads ---
 
   std::atomic<float> maxlinearamplifierfreq{0};
   libconfig::Config& boardconfig;  ///< the whole file, for what a single device reads of it

@@ -56,7 +56,7 @@ TEST_F(HmpData, RampsFollowTheFrequencyThatTheSourceRunsAt) {
     data.firstUpdate = c.first_update;
     EXPECT_EQ(data.HVTimerRampUp(), c.timer_up);
     EXPECT_EQ(data.IsFrequencyAboveMinimumRamp(), c.above);
-    EXPECT_EQ(data.IsTimerRampDown(), c.timer_down);
+    EXPECT_EQ(data.IsTimerRampDown(1), c.timer_down);
   }
   data.frequency = 20.0F;
   EXPECT_TRUE(data.HVTimerRampUp());

@@ -1,9 +1,10 @@
-// The file systems of this module's card and of the other modules.
+#include "common/msg/state/module_drives.h"
+
 #include <cstring>
 #include <string>
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
+#include "common/msg/records/module_id.h"
 #include "platform/backend.h"
 
 using Logger::logger_mgr;
@@ -15,14 +16,14 @@ namespace {
 struct MountPoint {
   const char* path;
   const char* share;
-  std::atomic<int> HMPData::*attempts;
-  std::atomic<bool> HMPData::*in_progress;
+  std::atomic<int> ModuleDrives::*attempts;
+  std::atomic<bool> ModuleDrives::*in_progress;
 };
 
 constexpr MountPoint kMountPoints[] = {
-    {"/mnt/main", "//192.168.42.51/Root", &HMPData::fail1, &HMPData::mount1progress},
-    {"/mnt/meas", "//192.168.42.52/Root", &HMPData::fail2, &HMPData::mount2progress},
-    {"/mnt/src", "//192.168.42.53/Root", &HMPData::fail3, &HMPData::mount3progress},
+    {"/mnt/main", "//192.168.42.51/Root", &ModuleDrives::fail1, &ModuleDrives::mount1progress},
+    {"/mnt/meas", "//192.168.42.52/Root", &ModuleDrives::fail2, &ModuleDrives::mount2progress},
+    {"/mnt/src", "//192.168.42.53/Root", &ModuleDrives::fail3, &ModuleDrives::mount3progress},
 };
 constexpr const MountPoint& kMain = kMountPoints[0];
 constexpr const MountPoint& kSource = kMountPoints[2];
@@ -73,7 +74,7 @@ void MountPartition(const Partition& partition) {
 
 }  // namespace
 
-bool HMPData::MountBusy() {
+bool ModuleDrives::MountBusy() {
   if (!networkmountbusy) return false;
   if (Run(" ps |grep -in \"mount -t cifs\"|grep -v grep") == 0) {
     logger_mgr::print(systemcheckL, Logger::kInfo, 0, "mount busy\n");
@@ -83,12 +84,12 @@ bool HMPData::MountBusy() {
   return false;
 }
 
-int HMPData::CheckMountPoint(const char* path, int len) {
+int ModuleDrives::CheckMountPoint(const char* path, int len) {
   if (MountBusy()) return -1;
   return FindMounted({path, ::strnlen(path, len < 0 ? 0 : static_cast<std::size_t>(len))});
 }
 
-void HMPData::MountNetworkShare(const char* path, const char* share) {
+void ModuleDrives::MountNetworkShare(const char* path, const char* share) {
   const MountPoint* point = FindMountPoint(path);
   if (point == nullptr) return;
   std::atomic<bool>& in_progress = this->*point->in_progress;
@@ -102,7 +103,7 @@ void HMPData::MountNetworkShare(const char* path, const char* share) {
   in_progress = false;
 }
 
-bool HMPData::MountModules() {
+bool ModuleDrives::MountModules() {
   int status[2] = {};
   int* result = status;
   for (const MountPoint* point : {&kMain, &kSource}) {
@@ -119,13 +120,13 @@ bool HMPData::MountModules() {
   return false;
 }
 
-void HMPData::CheckNetworkDrives() {
+void ModuleDrives::CheckNetworkDrives() {
   logger_mgr::print(systemcheckL, Logger::kInfo, 0, "SDMSG: checking sd \n");
   CheckLocalDrives();
-  if (IsMeasModule()) networkmountdone = MountModules();
+  if (drives_module_ == MEAS_MODULE) networkmountdone = MountModules();
 }
 
-void HMPData::CheckLocalDrives() {
+void ModuleDrives::CheckLocalDrives() {
   for (const Partition& partition : kPartitions) MountPartition(partition);
 }
 

@@ -1,10 +1,10 @@
-// What the host's requests leave behind.
+#include "common/msg/state/parameters.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
 
 using Logger::logger_mgr;
 using Logger::msgL;
@@ -34,9 +34,9 @@ bool IsRangeTestFrequency(float hertz) {
 
 }  // namespace
 
-void HMPData::SetSourceMode() { sourcemode = static_cast<short>(source & kModeMask); }
+void TestParameters::SetSourceMode() { sourcemode = static_cast<short>(source & kModeMask); }
 
-void HMPData::SetModeInfo() {
+void TestParameters::SetModeInfo() {
   const unsigned modes = static_cast<unsigned>(source) >> kModeBits & 0xFFF;
   modeinfo = static_cast<short>(modes);
   const Input_Mode source_mode = ModeAt(modes, 0);
@@ -46,11 +46,7 @@ void HMPData::SetModeInfo() {
   measCh2_mode = ModeAt(modes, swapped ? 1 : 2);
 }
 
-void HMPData::SetCurrentMsg(short opcode) { currentmsg = opcode; }
-
-short HMPData::GetCurrentMsg() const { return currentmsg; }
-
-void HMPData::SetTestParams(const HmpIniTestParamReq& request) {
+void TestParameters::SetTestParams(const HmpIniTestParamReq& request) {
   resonatortuningtest = false;
   testype = request.testype;
   source = request.voltsrc;
@@ -63,7 +59,7 @@ void HMPData::SetTestParams(const HmpIniTestParamReq& request) {
   volttarget = volts;
 }
 
-void HMPData::SetTestParams(const HmpIniTestParamReqI& request) {
+void TestParameters::SetTestParams(const HmpIniTestParamReqI& request) {
   resonatortuningtest = false;
   testype = request.testype;
   source = request.currentsrc;
@@ -76,7 +72,7 @@ void HMPData::SetTestParams(const HmpIniTestParamReqI& request) {
   maxval = request.ampmax;
 }
 
-void HMPData::SetTestParams(const HmpUpdTestParamReq& request) {
+void TestParameters::SetTestParams(const HmpUpdTestParamReq& request) {
   previousvolttarget = volttarget.load();
   previoustestpolarity = testPolarity.load();
   previousvoltscal = voltscal.load();
@@ -107,7 +103,7 @@ void HMPData::SetTestParams(const HmpUpdTestParamReq& request) {
   SetCurrentMsg(request.opcode);
 }
 
-void HMPData::SetTestParams(const HmpUpdTestParamReqI& request) {
+void TestParameters::SetTestParams(const HmpUpdTestParamReqI& request) {
   previousampmax = ampmax.load();
   previoustestpolarity = testPolarity.load();
   previousampscal = ampscal.load();
@@ -124,18 +120,29 @@ void HMPData::SetTestParams(const HmpUpdTestParamReqI& request) {
   SetCurrentMsg(request.opcode);
 }
 
-void HMPData::SetTestParams(const HmpStopTestReq& request) {
+void TestParameters::SetTestParams(const HmpStopTestReq& request) {
   SetLineFrequency(0);
   SetCurrentMsg(request.opcode);
 }
 
-void HMPData::SetTestParams(const HmpPauseTestReq& request) { SetCurrentMsg(request.opcode); }
+void TestParameters::SetTestParams(const HmpPauseTestReq& request) {
+  SetCurrentMsg(request.opcode);
+}
 
-void HMPData::ResetVariables() {
-  if (!IsMeasModule()) return;
-  firstUpdate = false;
-  SetStartTest(false);
-  curange = 0;
+void TestParameters::SetFrequency(const m3x64_num& hertz) {
+  const platform::Lock lock(linefrequencylock);
+  measured_line_frequency = hertz;
+  frequency = static_cast<float>(ValueOf(hertz));
+}
+
+void TestParameters::SetLineFrequency(int hertz) {
+  const platform::Lock lock(linefrequencylock);
+  measured_line_frequency = {hertz > 0 ? static_cast<std::uint64_t>(hertz) : 0, 0, 1};
+}
+
+m3x64_num TestParameters::GetLineFrequency() const {
+  const platform::Lock lock(linefrequencylock);
+  return measured_line_frequency;
 }
 
 }  // namespace Msg

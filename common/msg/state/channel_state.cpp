@@ -1,10 +1,9 @@
-// What the measurement leaves behind for results.
-#include "common/msg/state/hmp_data.h"
+#include "common/msg/state/channel_state.h"
 
 namespace Msg {
 namespace {
 
-// The field of a channel, or null for a channel that there is not.
+// The field of a channel, or null for a channel that does not exist.
 template <class Field>
 Field* OfChannel(int channel, Field& first, Field& second) {
   if (channel == 0) return &first;
@@ -33,59 +32,39 @@ void Increment(Field* field) {
 
 }  // namespace
 
-void HMPData::SetFrequency(const m3x64_num& hertz) {
-  const platform::Lock lock(linefrequencylock);
-  measured_line_frequency = hertz;
-  frequency = static_cast<float>(ValueOf(hertz));
-}
-
-void HMPData::SetLineFrequency(int hertz) {
-  const platform::Lock lock(linefrequencylock);
-  measured_line_frequency = {hertz > 0 ? static_cast<std::uint64_t>(hertz) : 0, 0, 1};
-}
-
-m3x64_num HMPData::GetLineFrequency() const {
-  const platform::Lock lock(linefrequencylock);
-  return measured_line_frequency;
-}
-
-void HMPData::SetMeasurementStatus(short status) {
-  if (meas_status.exchange(status) != status) meas_status_change = true;
-}
-
-void HMPData::SetRangingInfo(int channel, float fullscale) {
+void ChannelState::SetRangingInfo(int channel, float fullscale) {
   Put(OfChannel(channel, ch1fullscale, ch2fullscale), fullscale);
 }
-float HMPData::GetRangingInfo(int channel) const {
+float ChannelState::GetRangingInfo(int channel) const {
   return Get(OfChannel(channel, ch1fullscale, ch2fullscale));
 }
 
-void HMPData::SetFilter(int channel, short filter) {
+void ChannelState::SetFilter(int channel, short filter) {
   Put(OfChannel(channel, ch1filter, ch2filter), filter);
 }
-short HMPData::GetFilter(int channel) const {
+short ChannelState::GetFilter(int channel) const {
   return Get(OfChannel(channel, ch1filter, ch2filter));
 }
 
-void HMPData::SetPolarity(int channel, int polarity) {
+void ChannelState::SetPolarity(int channel, int polarity) {
   Put(OfChannel(channel, chpolarity), polarity);
 }
 
-void HMPData::ResetMaxSampleRepetitions() {
+void ChannelState::ResetMaxSampleRepetitions() {
   for (auto& count : max_sample_repetitions) count = 0;
 }
-void HMPData::IncrMaxSampleRepetitions(int channel) {
+void ChannelState::IncrMaxSampleRepetitions(int channel) {
   Increment(OfChannel(channel, max_sample_repetitions));
 }
-int HMPData::GetMaxSampleRepetitions(int channel) const {
+int ChannelState::GetMaxSampleRepetitions(int channel) const {
   return Get(OfChannel(channel, max_sample_repetitions));
 }
 
-void HMPData::SetCPLDRevInfo(int channel, short id, short rev) {
+void ChannelState::SetCPLDRevInfo(int channel, short id, short rev) {
   Put(OfChannel(channel, ch1cpldid, ch2cpldid), id);
   Put(OfChannel(channel, ch1cpldrev, ch2cpldrev), rev);
 }
-short HMPData::GetCPLDID(int channel) const {
+short ChannelState::GetCPLDID(int channel) const {
   return Get(OfChannel(channel, ch1cpldid, ch2cpldid));
 }
 

@@ -3,7 +3,7 @@
 #include <iterator>
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
+#include "common/msg/state/parameters.h"
 
 using Logger::logger_mgr;
 using Logger::msgL;
@@ -69,57 +69,38 @@ static_assert(std::size(kTestNames) == TEST_NONE + 1);
 
 }  // namespace
 
-bool HMPData::IsSource(std::uint32_t source_modes) const { return IsIn(source_modes, sourcemode); }
-bool HMPData::IsTest(std::uint32_t tests) const { return IsIn(tests, testype); }
+bool TestParameters::IsSource(std::uint32_t source_modes) const {
+  return IsIn(source_modes, sourcemode);
+}
+bool TestParameters::IsTest(std::uint32_t tests) const { return IsIn(tests, testype); }
 
-bool HMPData::IsInternalHVVoltageTest() const { return sourcemode == internalHVVoltageSourceE; }
-bool HMPData::IsExternalVoltageTest() const { return sourcemode == externalVoltageSourceE; }
-bool HMPData::IsInternalLVVoltageTest() const { return sourcemode == internalLVVoltageSourceE; }
-bool HMPData::IsInternalDCCurrentTest() const { return sourcemode == internalDCCurrentSourceE; }
-bool HMPData::IsInternalDCLVTest() const { return sourcemode == internalDCLVVoltageSourceE; }
-bool HMPData::IsInternalACCurrentTest() const { return sourcemode == internalACCurrentSourceE; }
-bool HMPData::CurrentTest() const { return IsSource(kCurrentSources); }
-bool HMPData::IsInternalLVTest() const { return IsSource(kLowVoltageSources); }
-bool HMPData::VoltageTest() const { return IsSource(kVoltageSources); }
-bool HMPData::IsDCTest() const { return IsSource(kDcSources); }
+bool TestParameters::CurrentTest() const { return IsSource(kCurrentSources); }
+bool TestParameters::IsInternalLVTest() const { return IsSource(kLowVoltageSources); }
+bool TestParameters::VoltageTest() const { return IsSource(kVoltageSources); }
+bool TestParameters::IsDCTest() const { return IsSource(kDcSources); }
 
-bool HMPData::IsTTRTest() const { return measCh1_mode == AC_Volt && measCh2_mode == AC_Volt; }
-
-bool HMPData::IsDFRTest() const {
-  const Input_Mode voltage = IsSourceModule() ? measCh2_mode : measCh1_mode;
-  const Input_Mode current = IsSourceModule() ? measCh1_mode : measCh2_mode;
-  return voltage == AC_Volt && current == ACDC_Current;
+bool TestParameters::IsVLFTest(int threshold) const {
+  return frequency < static_cast<float>(threshold) && testype != TEST_DEMAG;
 }
 
-bool HMPData::IsVLFTest() const {
-  return frequency < static_cast<float>(vlfthreshold) && testype != TEST_DEMAG;
-}
-
-bool HMPData::IsOLTCDRMTest() const { return testype == TEST_OLTC_DRM; }
-
-bool HMPData::IsSpecialHaldenRamp() const {
+bool TestParameters::IsSpecialHaldenRamp() const {
   return IsInternalHVVoltageTest() && testype == TEST_HVVFPF &&
          (frequency <= 40.0F || frequency >= 70.0F);
 }
 
-bool HMPData::AreFFTsRequired() const { return frequency <= 900.0F || fft900 != 0; }
+bool TestParameters::Rule1Filter() const { return IsTest(kRule1Tests); }
+bool TestParameters::Rule2Filter() const { return IsTest(kRule2Tests); }
+bool TestParameters::Rule3Filter() const { return IsTest(kRule3Tests); }
 
-bool HMPData::Rule1Filter() const { return IsTest(kRule1Tests); }
-bool HMPData::Rule2Filter() const { return IsTest(kRule2Tests); }
-bool HMPData::Rule3Filter() const { return IsTest(kRule3Tests); }
-
-bool HMPData::IsLineSyncTestNG() const {
+bool TestParameters::IsLineSyncTestNG() const {
   return !IsTest(kNoLineSyncTests) && frequency >= 47.0F && frequency <= 63.0F;
 }
 
-bool HMPData::IsLineSyncTracker() const { return testype == TEST_LINE_SYNC_REVERSAL; }
-const char* HMPData::GetTestType(int test) {
+const char* TestParameters::GetTestType(int test) {
   return test >= 0 && test <= TEST_NONE ? kTestNames[test] : nullptr;
 }
 
-bool HMPData::IsHmpPauseMsg() const { return GetCurrentMsg() == kPauseOpcode; }
-
-bool HMPData::HVTimerRampUp() const {
+bool TestParameters::HVTimerRampUp() const {
   const float hertz = !firstUpdate && IsHmpUpdateMsg() ? 0.0F : frequency.load();
   if (hertz > kTimerRampTop || !IsInternalHVVoltageTest()) return false;
   logger_mgr::print(msgL, Logger::kInfo, 0, "ENABLED THE TIMERRAMP DOWN \n");
@@ -127,12 +108,14 @@ bool HMPData::HVTimerRampUp() const {
 }
 
 // The frequency that the source runs at: an update has stored its own before the source follows.
-float HMPData::RampFrequency() const {
+float TestParameters::RampFrequency() const {
   if (IsHmpStopMsg() || IsHmpPauseMsg()) return frequency;
   return firstUpdate ? previousfrequency.load() : 0.0F;
 }
 
-bool HMPData::IsFrequencyAboveMinimumRamp() const { return RampFrequency() > kTimerRampTop; }
-bool HMPData::IsTimerRampDown() const { return RampFrequency() < static_cast<float>(vlfthreshold); }
+bool TestParameters::IsFrequencyAboveMinimumRamp() const { return RampFrequency() > kTimerRampTop; }
+bool TestParameters::IsTimerRampDown(int threshold) const {
+  return RampFrequency() < static_cast<float>(threshold);
+}
 
 }  // namespace Msg

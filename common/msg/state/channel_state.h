@@ -1,0 +1,39 @@
+// The two measurement channels as they are: their identity, and the range, filter and sign that
+// their results are made with.
+//
+// Owner: whoever sets a channel up: the start-up thread, request handlers, and the channel itself,
+// which reports its range. Locks: none; a field is read and written on its own, from any thread.
+// Channels are numbered from 0; a channel that does not exist reads as 0 and is not written.
+#pragma once
+
+#include <array>
+#include <atomic>
+
+namespace Msg {
+
+class ChannelState {
+ public:
+  void SetRangingInfo(int channel, float fullscale);
+  float GetRangingInfo(int channel) const;
+  void SetFilter(int channel, short filter);
+  short GetFilter(int channel) const;
+  void SetPolarity(int channel, int polarity);
+  void SetCPLDRevInfo(int channel, short id, short rev);
+  short GetCPLDID(int channel) const;
+  void ResetMaxSampleRepetitions();
+  void IncrMaxSampleRepetitions(int channel);
+  int GetMaxSampleRepetitions(int channel) const;
+
+  std::atomic<float> ch1fullscale{0};
+  std::atomic<float> ch2fullscale{0};
+  std::atomic<short> ch1filter{0};
+  std::atomic<short> ch2filter{0};
+  std::array<std::atomic<int>, 2> chpolarity{1, 1};
+  std::atomic<short> ch1cpldid{0};
+  std::atomic<short> ch1cpldrev{0};
+  std::atomic<short> ch2cpldid{0};
+  std::atomic<short> ch2cpldrev{0};
+  std::array<std::atomic<int>, 2> max_sample_repetitions{};
+};
+
+}  // namespace Msg
