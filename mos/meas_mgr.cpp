@@ -2,6 +2,7 @@
 
 #include "common/acquisition/correct.h"
 #include "common/dev/fpga/fpga_dev.h"
+#include "common/electrical/elec.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
 #include "mos/instrument/process_flags.h"
@@ -66,6 +67,7 @@ int MeasMgr::Init(int revision) {
 void MeasMgr::ReadConfiguration() {
   const bool configured = InitConfigFile(_varekconfig, kConfigPath) == 0;
   Msg::HMPData& data = Msg::HMPData::GetHMPData(_varekconfig, Msg::MEAS_MODULE);
+  acquisition::elec::GetElec().SetTest(&data);
   if (!configured) {
     StartupError("%s cannot be used: all keys have their defaults, results are not corrected\n",
                  kConfigPath);

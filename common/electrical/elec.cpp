@@ -5,7 +5,6 @@
 #include <numbers>
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
 
 using Logger::elecL;
 using Logger::logger_mgr;
@@ -93,7 +92,7 @@ void elec::DoCalcSlow() {
   logger_mgr::print(elecL, Logger::kDebug, 0,
                     "Slow after calibration mag(0, 1) (%e, %e) phase(0, 1) (%e, %e) \n",
                     local[0].mag, local[1].mag, local[0].phase, local[1].phase);
-  Calculate(local, Msg::ghmp->GetFrequency(), slowelectrical[slowupdateindex]);
+  Calculate(local, Frequency(), slowelectrical[slowupdateindex]);
   const platform::Lock lock(slowelecsem);
   slowresultindex = slowupdateindex;
   slowupdateindex = 1 - slowupdateindex;
@@ -111,7 +110,7 @@ void elec::DoCalcFast() {
   logger_mgr::print(elecL, Logger::kDebug, 0,
                     "Fast after calibration mag(0,1) (%e, %e) phase(0,1) (%e, %e)\n", local[0].mag,
                     local[1].mag, local[0].phase, local[1].phase);
-  Calculate(local, Msg::ghmp->GetFrequency(), fastelectrical[fastupdateindex]);
+  Calculate(local, Frequency(), fastelectrical[fastupdateindex]);
   const platform::Lock lock(fastelecsem);
   fastresultindex = fastupdateindex;
   fastupdateindex = 1 - fastupdateindex;

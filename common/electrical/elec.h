@@ -1,7 +1,7 @@
 // The electrical results that a host asks for, made of each new pair of phasors.
 //
 // Channel 1 (index 0) is the voltage, channel 2 (index 1) the current. One set of formulas serves
-// all kinds of test; the test frequency is that of `ghmp`. Infinities pass as such.
+// all kinds of test; the frequency is the test's. Infinities pass as such.
 //
 // Threads: StorePhasors on the sample path, by one thread; the others from any. The arithmetic
 // holds no lock: it fills the buffer that is not published, and publishing waits for readers.
@@ -11,6 +11,7 @@
 
 #include "common/calibration/phasor.h"
 #include "common/calibration/q5cal.h"
+#include "common/msg/state/parameters.h"
 #include "platform/thread_safety.h"
 
 namespace acquisition {
@@ -52,6 +53,8 @@ class elec {
   /// The calibration of the whole instrument, not owned. Null: none is applied. Before acquisition
   /// starts.
   void SetStray(calibration::Q5Cal* its_stray) { stray = its_stray; }
+  /// Whose frequency the results are made with, not owned. Null: 0 Hz. Before acquisition starts.
+  void SetTest(const Msg::TestParameters* its_test) { test = its_test; }
   /// Takes a cycle's phasors of the fast (`*filtertype` 1) or the slow filter (0), as measured and
   /// (an array of two) as the channels' corrections make them, and makes the results of these. Any
   /// other type is ignored.
@@ -63,12 +66,14 @@ class elec {
 
  private:
   bool ApplyStray(phasortoo_t* phasors) const;
+  double Frequency() const { return test == nullptr ? 0.0 : double{test->GetFrequency()}; }
   void DoCalcSlow();
   void DoCalcFast();
 
   static inline std::atomic<int> counter{0};
 
   calibration::Q5Cal* stray = nullptr;
+  const Msg::TestParameters* test = nullptr;
   phasortoo_t fast[2]{};  ///< latest input
   phasortoo_t slow[2]{};
   electricalresults_t fastelectrical[2]{};

@@ -6,11 +6,8 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <libconfig.h++>
 #include <limits>
 #include <numbers>
-
-#include "common/msg/state/hmp_data.h"
 
 namespace {
 
@@ -33,10 +30,9 @@ struct Doubling : calibration::Q5Cal {
 class ElecTest : public testing::Test {
  protected:
   ElecTest() {
-    Msg::ghmp.Set(&data);
-    data.frequency = kHertz;
+    test.frequency = kHertz;
+    results_.SetTest(&test);
   }
-  ~ElecTest() override { Msg::ghmp.Set(nullptr); }
   electricalresults_t Results(double m0, double p0, double m1, double p1, int type = 0) {
     const phasorarr_t measured{{0, 0}, {7, 7}, 512};
     const phasortoo_t corrected[2] = {{p0, m0, 0, 0, 512}, {p1, m1, 0, 0, 512}};
@@ -45,8 +41,7 @@ class ElecTest : public testing::Test {
     results_.GetResults(type == 0 ? 4 : 2, &r);
     return r;
   }
-  libconfig::Config config;
-  Msg::HMPData data{config, Msg::MEAS_MODULE};
+  Msg::TestParameters test;
   elec results_;
 };
 
@@ -106,7 +101,7 @@ TEST_F(ElecTest, WithoutCurrentPhaseOrFrequency) {
   EXPECT_LT(r.sin_dph, 0);
   EXPECT_GT(r.serscap, 0);
 
-  data.frequency = 0;
+  test.frequency = 0;
   r = Results(10, 1, 2, 0);
   EXPECT_EQ(r.sersind, std::numeric_limits<float>::infinity());
   EXPECT_EQ(r.serscap, -std::numeric_limits<float>::infinity());
