@@ -2,11 +2,11 @@
 
 #include "common/acquisition/correct.h"
 #include "common/dev/fpga/fpga_dev.h"
-#include "common/electrical/elec.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
 #include "mos/instrument/process_flags.h"
 #include "mos/instrument/process_objects.h"
+#include "mos/instrument/share_state.h"
 #include "mos/options.h"
 
 namespace Mos {
@@ -67,7 +67,7 @@ int MeasMgr::Init(int revision) {
 void MeasMgr::ReadConfiguration() {
   const bool configured = InitConfigFile(_varekconfig, kConfigPath) == 0;
   Msg::HMPData& data = Msg::HMPData::GetHMPData(_varekconfig, Msg::MEAS_MODULE);
-  acquisition::elec::GetElec().SetTest(&data);
+  ShareState(data);
   if (!configured) {
     StartupError("%s cannot be used: all keys have their defaults, results are not corrected\n",
                  kConfigPath);

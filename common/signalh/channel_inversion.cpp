@@ -1,12 +1,12 @@
 // The FPGA inverts channels whose inputs the board has the other way round.
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
-#include "common/msg/state/hmp_data.h"
 #include "common/signalh/signal_common.h"
+#include "common/signalh/signal_shared.h"
 #include "common/xml/eeprom_dev.h"
 
 using Dev::FpgaDev;
-using Msg::ghmp;
+using signalh::Shared;
 
 namespace {
 
@@ -23,7 +23,8 @@ void Invert(FpgaDev& fpga, int channel) {
 void SignalCommon::DoInversionMagic() {
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga == nullptr) return;
-  const std::array<int, 2> modes{ghmp->measCh1_mode, ghmp->measCh2_mode};
+  const Msg::TestParameters& test = Shared().test;
+  const std::array<int, 2> modes{test.measCh1_mode, test.measCh2_mode};
   for (int channel : {0, 1}) {
     if (modes.at(static_cast<std::size_t>(channel)) == Msg::AC_Volt) Invert(*fpga, channel);
   }
@@ -37,7 +38,7 @@ void SignalCommon::DoCurrentChannelInversion() {
   Logger::Capture(Logger::BACKPLANE_VERSION, backplane);
   if (backplane < kLeastBackplane) Logger::Capture(Logger::WRONGBACKPLANE);
   if (_rev < kLeastBoard) return;
-  const int channel = ghmp->swapchannels == 1 ? 0 : 1;
+  const int channel = Shared().test.swapchannels == 1 ? 0 : 1;
   if (_module == Msg::MEAS_MODULE) return Invert(*fpga, channel);
   fpga->UndoInvertChannel(channel);
   fpga->SetPolarity(channel, -1);

@@ -1,7 +1,6 @@
 #include "common/signalh/filter_selection.h"
 
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
 
 namespace signalh {
 
@@ -9,7 +8,7 @@ using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
 using Logger::signalhL;
-using Msg::ghmp;
+using Msg::TestParameters;
 
 namespace {
 
@@ -37,9 +36,9 @@ int FilterByFrequency(float freq) {
   return kTestModeFilter;
 }
 
-int FilterFor(float freq, int revision) {
-  if (!ghmp->IsFilterEnabled()) return revision <= kLastOldFilterRevision ? 0 : kNoFilter;
-  return revision <= kLastOldFilterRevision ? kLegacyFilter : FilterByRule(freq);
+int FilterFor(const TestParameters& test, float freq, int revision) {
+  if (!test.IsFilterEnabled()) return revision <= kLastOldFilterRevision ? 0 : kNoFilter;
+  return revision <= kLastOldFilterRevision ? kLegacyFilter : FilterByRule(test, freq);
 }
 
 }  // namespace
@@ -50,26 +49,27 @@ int LegacyFilter(float freq) {
   return kLegacyFilter;
 }
 
-int FilterSelectionR3(float freq) {
-  if (ghmp->IsOLTCDRMTest()) return kOltcDrmFilter;
-  if (ghmp->IsDCTest()) return kDcFilter;
-  if (ghmp->testype == Msg::TEST_DEMAG) return kDemagFilter;
+int FilterSelectionR3(const TestParameters& test, float freq) {
+  if (test.IsOLTCDRMTest()) return kOltcDrmFilter;
+  if (test.IsDCTest()) return kDcFilter;
+  if (test.testype == Msg::TEST_DEMAG) return kDemagFilter;
   return FilterByFrequency(freq);
 }
 
-int FilterByRule(float freq) {
-  if (ghmp->Rule1Filter()) {
+int FilterByRule(const TestParameters& test, float freq) {
+  if (test.Rule1Filter()) {
     const int legacy = LegacyFilter(freq);
-    return legacy != 0 ? legacy : FilterSelectionR3(freq);
+    return legacy != 0 ? legacy : FilterSelectionR3(test, freq);
   }
-  if (ghmp->Rule2Filter()) return kLegacyFilter;
-  if (ghmp->Rule3Filter()) return FilterSelectionR3(freq);
+  if (test.Rule2Filter()) return kLegacyFilter;
+  if (test.Rule3Filter()) return FilterSelectionR3(test, freq);
   return kLegacyFilter;
 }
 
-Dev::MeasChCfgReg SelectFilter(const Dev::MeasChCfgReg& base, float freq, int revision) {
+Dev::MeasChCfgReg SelectFilter(const Dev::MeasChCfgReg& base, const TestParameters& test,
+                               float freq, int revision) {
   Dev::MeasChCfgReg chosen = base;
-  const int filter = FilterFor(freq, revision);
+  const int filter = FilterFor(test, freq, revision);
   chosen.FilterSel = static_cast<std::uint8_t>(filter & 0x0F);
   const auto bytes = chosen.Bytes();
   logger_mgr::print(signalhL, kInfo, 0, "%s::%s Filter config 0x%x filter 0x%x freq %f\n",

@@ -1,10 +1,11 @@
 // Which anti-alias filter a measurement channel takes for a signal.
 //
-// The rules follow the kind of the test in `ghmp`; frequencies are in hertz. Threads: those that
-// set up tests.
+// The rules follow the kind of the test; frequencies are in hertz. Threads: those that set up
+// tests.
 #pragma once
 
 #include "common/dev/i2c/front_end/meas_channel_regs.h"
+#include "common/msg/state/parameters.h"
 
 namespace signalh {
 
@@ -17,12 +18,13 @@ int LegacyFilter(float freq);
 
 /// The filter of the R3 boards, 3 to 14: by the test where that alone decides, else by the
 /// frequency, each bound inclusive. kTestModeFilter for a frequency that is not a number.
-int FilterSelectionR3(float freq);
+int FilterSelectionR3(const Msg::TestParameters& test, float freq);
 
-/// By the rule of the present test, filtering being on; the legacy filter for tests without a rule.
-int FilterByRule(float freq);
+/// By the rule of the test, filtering being on; the legacy filter for tests without a rule.
+int FilterByRule(const Msg::TestParameters& test, float freq);
 
 /// `base` with the filter for a signal of `freq` hertz on a board of `revision`.
-Dev::MeasChCfgReg SelectFilter(const Dev::MeasChCfgReg& base, float freq, int revision);
+Dev::MeasChCfgReg SelectFilter(const Dev::MeasChCfgReg& base, const Msg::TestParameters& test,
+                               float freq, int revision);
 
 }  // namespace signalh

@@ -1,11 +1,11 @@
 // The filter relay of the low-voltage source. It hangs on the main module, which acknowledges what
 // it was asked for; the ramp waits until the shared state says that the relay is as it should be.
 #include "common/log/capture.h"
-#include "common/msg/state/hmp_data.h"
 #include "common/signalh/signal_common.h"
+#include "common/signalh/signal_shared.h"
 
 using Logger::Capture;
-using Msg::ghmp;
+using signalh::Shared;
 
 namespace {
 
@@ -13,9 +13,10 @@ constexpr float kMostHertz = 400;
 constexpr float kMostVoltHertz = 10000;
 
 bool IsFilterWanted() {
-  const float frequency = ghmp->GetFrequency();
-  return ghmp->testype == Msg::TEST_FREQUENCY_SWEEP_DFR && ghmp->GetLVSFilter() == 1 &&
-         frequency <= kMostHertz && static_cast<float>(ghmp->voltmax) * frequency < kMostVoltHertz;
+  const Msg::TestParameters& test = Shared().test;
+  const float frequency = test.GetFrequency();
+  return test.testype == Msg::TEST_FREQUENCY_SWEEP_DFR && Shared().config.GetLVSFilter() == 1 &&
+         frequency <= kMostHertz && static_cast<float>(test.voltmax) * frequency < kMostVoltHertz;
 }
 
 }  // namespace
@@ -25,10 +26,10 @@ void SignalCommon::SendRelay6(int set) const {
 }
 
 void SignalCommon::CheckLVSFilterRelay() {
-  Logger::CaptureFloats(Logger::LVSFILTERFREQ, ghmp->GetFrequency());
+  Logger::CaptureFloats(Logger::LVSFILTERFREQ, Shared().test.GetFrequency());
   const bool wanted = IsFilterWanted();
   if (wanted == GetRelay6()) {
-    ghmp->SetLVSFilterRelay(true);
+    Shared().output.SetLVSFilterRelay(true);
     if (wanted) Capture(Logger::LVSFILTERRELAY, 1);
     return;
   }

@@ -7,8 +7,8 @@
 
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
 #include "common/signalh/filter_selection.h"
+#include "common/signalh/signal_shared.h"
 
 namespace signalh {
 
@@ -18,7 +18,6 @@ using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
 using Logger::signalhL;
-using Msg::ghmp;
 
 namespace {
 
@@ -31,24 +30,27 @@ constexpr double kNoNyquist = 1e6;
 constexpr float kExactVlf = 0.0001F;
 
 /// A line frequency modulation whose first update is behind it keeps its rate.
-bool KeepsItsRate() { return ghmp->testype == Msg::TEST_LINE_FREQ_MODULATION && ghmp->firstUpdate; }
+bool KeepsItsRate(const Msg::TestParameters& test) {
+  return test.testype == Msg::TEST_LINE_FREQ_MODULATION && test.firstUpdate;
+}
 
 /// The samples aimed at; a frequency close to the previous one becomes that one.
 std::uint64_t Target(float& freq, int interrupts) {
-  const float previous = ghmp->previousfrequency;
+  const Msg::TestParameters& test = Shared().test;
+  const float previous = test.previousfrequency;
   const float high = std::ceil(previous * 1.25F);
   const float low = std::floor(previous * 0.75F);
   CaptureFloats(Logger::CUTOFF_FREQUENCIES, low, high);
   int target = 0;
-  if (KeepsItsRate() && freq >= low && freq <= high) {
+  if (KeepsItsRate(test) && freq >= low && freq <= high) {
     freq = previous;
-    target = ghmp->samplespercyc;
+    target = Shared().measurement.samplespercyc;
     logger_mgr::print(signalhL, kInfo, 0,
                       "using the previousfrequency to calculate the samplespercycle %f \n",
                       static_cast<double>(freq));
     CaptureFloats(Logger::SAME_SAMPLES_PER_CYCLE, freq);
   }
-  if (ghmp->IsLineSyncTestNG()) {
+  if (test.IsLineSyncTestNG()) {
     target = kLineSyncSamples;
     CaptureFloats(Logger::LINESYNC_SAMPLES_PER_CYCLE, freq);
   }
@@ -62,21 +64,23 @@ std::uint64_t Target(float& freq, int interrupts) {
 /// Down to a power of two, or up in tests at very low frequency.
 std::uint64_t Round(std::uint64_t target, float freq) {
   const std::uint64_t least = std::max<std::uint64_t>(target, 1);
-  return ghmp->IsVLFTest() && !Exceptions(freq) ? std::bit_ceil(least) : std::bit_floor(least);
+  return Shared().IsVLFTest() && !Exceptions(freq) ? std::bit_ceil(least) : std::bit_floor(least);
 }
 
 /// More samples, by powers of two, until the rate satisfies the filter and the least rate, or until
 /// it would be too high.
 std::uint64_t RaiseFor(double nyquist, float freq, std::uint64_t samples) {
   Capture(Logger::BEFORE_MORESAMPLING, samples, static_cast<int>(nyquist));
+  const Msg::ConfigData& config = Shared().config;
   const auto rate = [&](std::uint64_t count) {
     return static_cast<double>(count) * static_cast<double>(freq);
   };
   bool met = true;
-  while (std::trunc(rate(samples)) < nyquist || std::trunc(rate(samples)) < ghmp->minsamplingrate) {
+  while (std::trunc(rate(samples)) < nyquist ||
+         std::trunc(rate(samples)) < config.minsamplingrate) {
     const std::uint64_t more = samples * 2;
-    if (rate(more) >= ghmp->maxsamplingrate || more > kMostSamples ||
-        (ghmp->IsVLFTest() && more >= kMostVlfSamples)) {
+    if (rate(more) >= config.maxsamplingrate || more > kMostSamples ||
+        (Shared().IsVLFTest() && more >= kMostVlfSamples)) {
       met = false;
       break;
     }
@@ -92,14 +96,15 @@ std::uint64_t RaiseFor(double nyquist, float freq, std::uint64_t samples) {
 }  // namespace
 
 int DetermineFilter(float freq) {
-  const bool enabled = ghmp->IsFilterEnabled();
+  const Msg::TestParameters& test = Shared().test;
+  const bool enabled = test.IsFilterEnabled();
   logger_mgr::print(signalhL, kInfo, 0, "%s: filterenable %d frequency %f testype:%d \n", __func__,
-                    enabled ? 1 : 0, static_cast<double>(freq), ghmp->testype.load());
-  return enabled ? FilterByRule(freq) : kLegacyFilter;
+                    enabled ? 1 : 0, static_cast<double>(freq), test.testype.load());
+  return enabled ? FilterByRule(test, freq) : kLegacyFilter;
 }
 
 float GetNyquistFreq() {
-  const float freq = ghmp->GetFrequency();
+  const float freq = Shared().test.GetFrequency();
   const int filter = DetermineFilter(freq);
   if (filter >= 1 && filter < static_cast<int>(Filter3dB_bandwidth.size())) {
     return 2 * Filter3dB_bandwidth.at(static_cast<std::size_t>(filter));
@@ -122,7 +127,7 @@ int CalculateSamplesPerCyc(float freq, int interrupts) {
   }
   const std::uint64_t target = Target(freq, interrupts);
   std::uint64_t samples = Round(target, freq);
-  if (!KeepsItsRate()) {
+  if (!KeepsItsRate(Shared().test)) {
     const auto nyquist = static_cast<double>(GetNyquistFreq());
     samples = RaiseFor(nyquist == 0 ? kNoNyquist : nyquist, freq, samples);
   }

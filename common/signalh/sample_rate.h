@@ -1,6 +1,7 @@
 // How many samples a cycle of the test signal gets, and which filter that has to suit.
 //
-// The rules follow the test in `ghmp`; frequencies are in hertz. Threads: those that set up tests.
+// The rules follow the test that is shared (signal_shared.h); frequencies are in hertz. Threads:
+// those that set up tests.
 #pragma once
 
 #include <array>

@@ -8,7 +8,7 @@
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/records/module_id.h"
-#include "common/msg/state/hmp_data.h"
+#include "common/signalh/signal_shared.h"
 #include "platform/backend.h"
 
 using Dev::MeasChannel;
@@ -19,7 +19,7 @@ using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
 using Logger::signalhL;
-using Msg::ghmp;
+using signalh::Shared;
 using std::chrono::milliseconds;
 
 namespace {
@@ -46,8 +46,8 @@ bool SignalCommon::IsChannel(int channel, const char* func, int line) const {
 
 int SignalCommon::IniMeasChI2cSpiBridge(int channel) {
   if (!IsChannel(channel, __func__, __LINE__)) {
-    ghmp->SetErrorCode(_module == Msg::MEAS_MODULE ? Msg::NAK_MCODE_MOS_UNKNOWNCHAN
-                                                   : Msg::NAK_MCODE_SOS_UNKNOWNCHAN);
+    Shared().errors.SetErrorCode(_module == Msg::MEAS_MODULE ? Msg::NAK_MCODE_MOS_UNKNOWNCHAN
+                                                             : Msg::NAK_MCODE_SOS_UNKNOWNCHAN);
     return -1;
   }
   const int result = Channel(channel).InitBridge();
@@ -125,7 +125,7 @@ bool SignalCommon::WaitWhileBusy(int channel) {
   }
   logger_mgr::print(signalhL, kError, 0, "MEAS FPGA CONFIG STATUS FAIL %x \n",
                     static_cast<unsigned>(status));
-  ghmp->SetErrorCode(Msg::NAK_MCODE_CPLD_CONFIG, 1, channel);
+  Shared().errors.SetErrorCode(Msg::NAK_MCODE_CPLD_CONFIG, 1, channel);
   Capture(Logger::CONFIG_WRITE_FAIL, channel + 1, status);
   return false;
 }

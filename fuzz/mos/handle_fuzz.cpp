@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "common/msg/state/hmp_data.h"
+#include "mos/instrument/share_state.h"
 #include "mos/meas_mgr.h"
 #include "tests/common/msg/records/wire.h"
 #include "tests/platform/bare_machine.h"
@@ -12,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
   static platform::MachineInPlace<> machine;
   machine.clock.SetAutoAdvance(true);  // a handler's waits cost nothing
   static libconfig::Config config;
-  Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
+  Mos::ShareState(Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE));
   static Dev::I2cMgr i2c(nullptr, 0);
   static Mos::MeasMgr manager(i2c, nullptr, 0);
 

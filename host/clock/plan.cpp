@@ -7,6 +7,7 @@
 #include "common/dev/sclk/clock_plan.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/signalh/sample_rate.h"
+#include "common/signalh/signal_shared.h"
 #include "mos/daemon_config.h"
 
 namespace host {
@@ -29,6 +30,8 @@ DaemonChoice ChoiceFor(float hertz) {
   libconfig::Config shipped;  // without keys every one has the value that ships
   Msg::HMPData& data = Msg::HMPData::GetHMPData(shipped, Msg::MEAS_MODULE);
   Mos::SetConfigParameters(shipped, data);
+  signalh::Share(
+      {.config = data, .test = data, .measurement = data, .output = data, .errors = data});
   data.testype = Msg::TEST_HVVFPF;
   data.modesw1 = Msg::MODESW1_FILTER;
   data.frequency = hertz;

@@ -48,7 +48,8 @@ int ChannelFilters::SelectFilter(float frequency, bool exec_sequence1) {
   for (int channel : {0, 1}) {
     const MeasChCfgReg* base = channel == 0 ? bases.channel1 : bases.channel2;
     if (base != nullptr) {
-      const MeasChCfgReg config = signalh::SelectFilter(*base, frequency, channels_.GetRevision());
+      const MeasChCfgReg config =
+          signalh::SelectFilter(*base, *ghmp, frequency, channels_.GetRevision());
       filters[channel] = config.GetFilter();
       results[channel] = channels_.SetMeasChCfgReg(channel, config, exec_sequence1);
     }

@@ -7,6 +7,7 @@
 #include "common/monitor/monitor.h"
 #include "mos/instrument/process_objects.h"
 #include "mos/instrument/recovery.h"
+#include "mos/instrument/share_state.h"
 #include "mos/instrument/voltage_watch.h"
 #include "tests/mos/daemon_bench.h"
 #include "tests/platform/bare_machine.h"
@@ -20,7 +21,7 @@ using std::chrono::seconds;
 class SilentHost : public testing::Test {
  protected:
   SilentHost() {
-    Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
+    Mos::ShareState(Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE));
     EXPECT_EQ(monitor::Init(), 0);
     Ask(0x03, 32);
     manager.GetMeasurement().Start();

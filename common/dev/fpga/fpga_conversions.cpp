@@ -5,7 +5,6 @@
 #include "common/dev/fpga/fpga_dev_base.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
 
 namespace Dev {
 
@@ -14,7 +13,6 @@ using Logger::fpgaL;
 using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
-using Msg::ghmp;
 
 namespace {
 
@@ -42,24 +40,24 @@ float Part(int value, int divider) {
 }  // namespace
 
 void FpgaDevBase::Init() {
-  const float volts = static_cast<float>(ghmp->GetLVMaxVoltage());
+  const float volts = static_cast<float>(Config().GetLVMaxVoltage());
   _vmaxamplitude =
-      static_cast<float>(std::ceil(double{volts} / double{ghmp->GetLVScaleFactor()} * kPeak));
-  _imaxamplitude = static_cast<float>(ghmp->GetMaxAmperage()) / ghmp->GetLVCScaleFactor();
+      static_cast<float>(std::ceil(double{volts} / double{Config().GetLVScaleFactor()} * kPeak));
+  _imaxamplitude = static_cast<float>(Config().GetMaxAmperage()) / Config().GetLVCScaleFactor();
 }
 
 int FpgaDevBase::VoltsToSample(float volts) {
-  const float scale = ghmp->GetLVScaleFactor();
+  const float scale = Config().GetLVScaleFactor();
   int amplitude = 0;
-  if (ghmp->IsInternalHVVoltageTest()) {
-    const float high = ghmp->GetHVScaleFactor();
+  if (Test().IsInternalHVVoltageTest()) {
+    const float high = Config().GetHVScaleFactor();
     const float primary = volts / high / scale;
     amplitude = ToCounts(std::ceil(double{primary} * kPeak));
     logger_mgr::print(fpgaL, kInfo, 0,
                       "%s.%d Applied the hv scalefactor volts: %f  HVScaleFactor:%f  "
                       "lvscalefactor:%f  amplitude:%d\n",
                       __func__, __LINE__, double{volts}, double{high}, double{scale}, amplitude);
-  } else if (ghmp->IsDCTest()) {
+  } else if (Test().IsDCTest()) {
     amplitude = ToCounts(std::ceil(double{volts / scale}));
   } else {
     amplitude = ToCounts(std::ceil(double{volts} * kPeak / double{scale}));
@@ -71,9 +69,9 @@ int FpgaDevBase::VoltsToSample(float volts) {
 }
 
 int FpgaDevBase::AmpsToSample(float amps) {
-  const float scale = ghmp->GetLVCScaleFactor();
+  const float scale = Config().GetLVCScaleFactor();
   const double counts =
-      ghmp->IsDCTest() ? double{amps / scale} : double{amps} * kPeak / double{scale};
+      Test().IsDCTest() ? double{amps / scale} : double{amps} * kPeak / double{scale};
   const int amplitude = ToCounts(std::ceil(counts));
   TellMaximum(amps, amplitude, scale, _imaxamplitude);
   logger_mgr::print(fpgaL, kInfo, 0, "amps = %f amplitude = 0x%x \n", double{amps},
@@ -96,8 +94,8 @@ int FpgaDevBase::SetFPGAHardLimitRegister(unsigned short counts) {
 int FpgaDevBase::StoreHardLimit(int counts) {
   const auto limit = static_cast<unsigned short>(ToRegister(counts));
   const int result = SetFPGAHardLimitRegister(limit);
-  ghmp->hardlimit = result < 0 ? 0 : limit;
-  Capture(Logger::FPGA_HARDLIMIT, ghmp->hardlimit.load());
+  Output().hardlimit = result < 0 ? 0 : limit;
+  Capture(Logger::FPGA_HARDLIMIT, Output().hardlimit.load());
   return result;
 }
 

@@ -1,9 +1,11 @@
 #include "common/dev/fpga/fpga_dev_base.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <cstring>
 #include <iterator>
+#include <optional>
 
 #include "common/dev/fpga/allok_drop.h"
 #include "common/dev/fpga/fpga_request.h"
@@ -18,6 +20,8 @@ using Logger::logger_mgr;
 namespace {
 
 constexpr char kUntraced[] = "?";
+
+std::optional<FpgaShared> shared_state;
 
 // Bits that the hardware changes by itself. On the main module the ALLOK line is in the clock
 // selection.
@@ -34,6 +38,13 @@ void TraceWrite(const char* verb, const char* func, int line, const FpgaCmd& com
 }
 
 }  // namespace
+
+void FpgaDevBase::Share(const FpgaShared& shared) { shared_state.emplace(shared); }
+
+const FpgaShared& FpgaDevBase::Shared() {
+  assert(shared_state);
+  return *shared_state;
+}
 
 int FpgaDevBase::Read(FpgaCmd& command) {
   if (FpgaRequest(_fd, Q5FPGA_CMD_RD, command) >= 0) return 0;

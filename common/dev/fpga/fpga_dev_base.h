@@ -7,7 +7,7 @@
 // Results: 0 or a value on success, -1 when the driver refused a request, unless told otherwise;
 // the failure is in the log, and nothing is tried again. Registers have 16 bits.
 // Threads: any. Each register access is one request to the driver; ChangeReg lets no other write
-// come in between. Conversions and hard limits read `ghmp`, which must be there.
+// come in between. Conversions and hard limits require Share.
 #pragma once
 
 #include <array>
@@ -15,6 +15,7 @@
 #include <optional>
 
 #include "common/dev/fpga/fpga_registers.h"
+#include "common/dev/fpga/fpga_shared.h"
 #include "platform/fpga_driver.h"
 #include "platform/thread_safety.h"
 
@@ -27,6 +28,8 @@ class FpgaDevBase {
   FpgaDevBase(const FpgaDevBase&) = delete;
   FpgaDevBase& operator=(const FpgaDevBase&) = delete;
 
+  /// Of the process, as the device may be opened late. Before a test runs.
+  static void Share(const FpgaShared& shared);
   /// Takes the largest multiplier counts from the configuration; once, when that has been read.
   void Init();
 
@@ -113,12 +116,17 @@ class FpgaDevBase {
   // --- Hard limit: counts that the amplitude never exceeds, whatever the ramp asks for ---
 
   int SetFPGAHardLimitRegister(unsigned short counts);
-  /// `value` volts, or amps, and `percent` of it more. `ghmp->hardlimit` holds the limit
+  /// `value` volts, or amps, and `percent` of it more. The shared `hardlimit` holds the limit
   /// afterwards, 0 if it could not be written.
   int SetFPGAHardLimit(int value, int percent);
   int SetFPGAHardLimitRT(int value, int percent);
 
  protected:
+  static const FpgaShared& Shared();
+  static const Msg::ConfigData& Config() { return Shared().config; }
+  static const Msg::TestParameters& Test() { return Shared().test; }
+  static Msg::OutputState& Output() { return Shared().output; }
+
   const int _fd;
   std::atomic<float> _vmaxamplitude{0};  ///< largest counts for volts
   std::atomic<float> _imaxamplitude{0};  ///< largest counts for amps

@@ -11,7 +11,6 @@
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
-#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace Dev {
@@ -21,8 +20,6 @@ using Logger::fpgaL;
 using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
-using Msg::ghmp;
-using Msg::HMPData;
 
 namespace {
 
@@ -36,28 +33,31 @@ constexpr std::chrono::seconds kLongestWait{30};
 constexpr float kLowVoltageMin = 2.0F;
 
 template <int type>
-bool IsType(const HMPData& data) {
-  return data.testype == type;
+bool IsType(const FpgaShared& its) {
+  return its.test.testype == type;
 }
 
-template <auto predicate>
-bool Is(const HMPData& data) {
-  return (data.*predicate)();
+template <bool (Msg::TestParameters::*predicate)() const>
+bool Is(const FpgaShared& its) {
+  return (its.test.*predicate)();
 }
 
-bool IsWindingResistance(const HMPData& data) {
-  return data.testype == Msg::TEST_WINDING_RESISTANCE || data.testype == Msg::TEST_WR_FOR_DEMAG;
+bool IsSlow(const FpgaShared& its) { return its.IsVLFTest(); }
+
+bool IsWindingResistance(const FpgaShared& its) {
+  return its.test.testype == Msg::TEST_WINDING_RESISTANCE ||
+         its.test.testype == Msg::TEST_WR_FOR_DEMAG;
 }
 
-bool Always(const HMPData&) { return true; }
+bool Always(const FpgaShared&) { return true; }
 
 constexpr int VoltageChannel(int swap) { return swap == 1 ? 1 : 0; }
 
 // How long the proof is waited for beyond its looks: a direct current falls as slowly as the
 // winding lets it, and at a low frequency one phasor takes seconds.
-std::chrono::nanoseconds LongestWait() {
-  if (ghmp->IsDCTest()) return kLongestWait;
-  const double hertz = double{ghmp->frequency};
+std::chrono::nanoseconds LongestWait(const Msg::TestParameters& test) {
+  if (test.IsDCTest()) return kLongestWait;
+  const double hertz = double{test.frequency};
   const std::chrono::duration<double> cycles(hertz > 0 ? kCyclesToProof / hertz : 0);
   return cycles < kLongestWait ? std::chrono::duration_cast<std::chrono::nanoseconds>(cycles)
                                : kLongestWait;
@@ -68,7 +68,7 @@ std::chrono::nanoseconds LongestWait() {
 struct FpgaRampControl::Proof {
   using Minimum = std::atomic<float> FpgaRampControl::*;
 
-  bool (*applies)(const HMPData&);
+  bool (*applies)(const FpgaShared&);
   FastReading reading;
   Minimum minimum;          ///< null: kLowVoltageMin
   bool of_current = false;  ///< of the current channel; for those that wait only
@@ -85,18 +85,18 @@ struct FpgaRampControl::Look {
 
 const FpgaRampControl::Proof& FpgaRampControl::WatchProof() {
   static constexpr Proof kProofs[] = {
-      {.applies = Is<&HMPData::IsVLFTest>,
+      {.applies = IsSlow,
        .reading = FastReading::kPhasor,
        .minimum = &FpgaRampControl::_vlfvoltagemin,
        .slow = true},
-      {.applies = Is<&HMPData::IsDCTest>,
+      {.applies = Is<&Msg::TestParameters::IsDCTest>,
        .reading = FastReading::kAverage,
        .minimum = &FpgaRampControl::_dccurrentmin,
        .needs_idle_cpld = true},
       {.applies = IsType<Msg::TEST_DEMAG>,
        .reading = FastReading::kSampleAverage,
        .minimum = &FpgaRampControl::_dccurrentmin},
-      {.applies = Is<&HMPData::IsInternalHVVoltageTest>,
+      {.applies = Is<&Msg::TestParameters::IsInternalHVVoltageTest>,
        .reading = FastReading::kPhasor,
        .minimum = &FpgaRampControl::_hvacvoltagemin,
        .done = Logger::HV_RAMP_DOWN_DONE},
@@ -104,12 +104,12 @@ const FpgaRampControl::Proof& FpgaRampControl::WatchProof() {
        .reading = FastReading::kPhasor,
        .minimum = &FpgaRampControl::_acvoltagemin},
   };
-  return *std::ranges::find_if(kProofs, [](const Proof& proof) { return proof.applies(*ghmp); });
+  return *std::ranges::find_if(kProofs, [](const Proof& proof) { return proof.applies(Shared()); });
 }
 
 const FpgaRampControl::Proof& FpgaRampControl::WaitProof() {
   static constexpr Proof kProofs[] = {
-      {.applies = Is<&HMPData::IsVLFTest>,
+      {.applies = IsSlow,
        .reading = FastReading::kPhasor,
        .minimum = &FpgaRampControl::_vlfvoltagemin,
        .slow = true},
@@ -125,17 +125,17 @@ const FpgaRampControl::Proof& FpgaRampControl::WaitProof() {
        .reading = FastReading::kSampleAverage,
        .minimum = &FpgaRampControl::_dccurrentmin,
        .of_current = true},
-      {.applies = Is<&HMPData::IsInternalDCLVTest>,
+      {.applies = Is<&Msg::TestParameters::IsInternalDCLVTest>,
        .reading = FastReading::kAverage,
        .minimum = nullptr},
-      {.applies = Is<&HMPData::IsInternalHVVoltageTest>,
+      {.applies = Is<&Msg::TestParameters::IsInternalHVVoltageTest>,
        .reading = FastReading::kPhasor,
        .minimum = &FpgaRampControl::_hvacvoltagemin},
       {.applies = Always,
        .reading = FastReading::kPhasor,
        .minimum = &FpgaRampControl::_acvoltagemin},
   };
-  return *std::ranges::find_if(kProofs, [](const Proof& proof) { return proof.applies(*ghmp); });
+  return *std::ranges::find_if(kProofs, [](const Proof& proof) { return proof.applies(Shared()); });
 }
 
 std::optional<double> FpgaRampControl::Reading(FastReading what, int channel) const {
@@ -166,13 +166,13 @@ FpgaRampControl::Look FpgaRampControl::LookAt(const Proof& proof, int channel,
   const bool fresh =
       !links_.fast_results || CountMade().at(place) - since.at(place) >= kFreshReadings;
   bool gone = fresh && value < double{minimum};
-  if (proof.needs_idle_cpld && ghmp->driving_i_cpld_busy_flag) gone = false;
+  if (proof.needs_idle_cpld && Output().driving_i_cpld_busy_flag) gone = false;
   return {true, gone, value};
 }
 
 void FpgaRampControl::CheckFastFilterMeasurement(int swap) {
   _dischargestatus = kWatchedOnMeas;
-  const bool of_current = ghmp->IsDCTest() || ghmp->testype == Msg::TEST_DEMAG;
+  const bool of_current = Test().IsDCTest() || Test().testype == Msg::TEST_DEMAG;
   const int channel = VoltageChannel(swap);
   const Proof& proof = WatchProof();
   Made since;
@@ -187,11 +187,11 @@ void FpgaRampControl::CheckFastFilterMeasurement(int swap) {
 
 int FpgaRampControl::GetDischargeStatus(int check, int swap) {
   if (!_dischargeflag) return _dischargestatus;
-  if (ghmp->IsMeasModule()) {
+  if (Config().IsMeasModule()) {
     CheckFastFilterMeasurement(swap);
     if (_dischargestatus != kDischarged) Capture(Logger::DISCHARGE_IN_PROGRESS);
-  } else if (ghmp->IsSourceModule()) {
-    if (SourceRampToZero() != 0 && !ghmp->wrdischargeflag) {
+  } else if (Config().IsSourceModule()) {
+    if (SourceRampToZero() != 0 && !Output().wrdischargeflag) {
       _dischargestatus = kWatchedOnSource;
       Capture(Logger::RAMPDOWN_IN_PROGRESS);
     } else {
@@ -215,8 +215,8 @@ void FpgaRampControl::MonitorDischargeFlag() {
     watched_since_ = CountMade();
   }
   _dischargeflag = true;
-  if (ghmp->IsSourceModule()) _dischargestatus = kWatchedOnSource;
-  if (ghmp->IsMeasModule()) _dischargestatus = kWatchedOnMeas;
+  if (Config().IsSourceModule()) _dischargestatus = kWatchedOnSource;
+  if (Config().IsMeasModule()) _dischargestatus = kWatchedOnMeas;
 }
 
 void FpgaRampControl::ClearDischargeFlag() {
@@ -242,7 +242,7 @@ FpgaRampControl::RampDownResult FpgaRampControl::AwaitProof(int swap, const Want
     const Look look = LookAt(proof, channel, since);
     if (!look.possible) return {RampDown::kGone};
     if (look.gone) {
-      if (IsWindingResistance(*ghmp) && proof.of_current && ghmp->IsSourceModule()) {
+      if (IsWindingResistance(Shared()) && proof.of_current && Config().IsSourceModule()) {
         WRDischargeRamp(0);
       }
       _rampup = false;
@@ -250,7 +250,7 @@ FpgaRampControl::RampDownResult FpgaRampControl::AwaitProof(int swap, const Want
     }
     if (proof.slow) clock.SleepFor(kVlfLook);
     clock.SleepFor(kLook);
-    if (count <= kMaxLooks || clock.Monotonic() - begin < LongestWait()) continue;
+    if (count <= kMaxLooks || clock.Monotonic() - begin < LongestWait(Test())) continue;
 
     logger_mgr::print(fpgaL, kError, 0,
                       "RAMP DOWN FAIL VOLTAGE STILL PRESENT!!!!\t\t\t\t\t\tmax sample %f fast "
@@ -266,7 +266,7 @@ int FpgaRampControl::StopWaveform(int stop) {
 }
 
 FpgaRampControl::RampDownResult FpgaRampControl::AwaitRampDown(int swap, const Wanted& wanted) {
-  if (!ghmp->wrdischargeflag && CheckFPGARampStatus(wanted) < 0) {
+  if (!Output().wrdischargeflag && CheckFPGARampStatus(wanted) < 0) {
     if (!wanted()) return {RampDown::kAbandoned};
     logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN NOT COMPLETE \n");
     return {RampDown::kNotComplete};
@@ -290,16 +290,16 @@ void FpgaRampControl::SetVoltageAvailableError(int voltage, float f) {
   logger_mgr::print(Logger::msgL, kError, 0,
                     "voltage %d ampvalue 0x%x rampreg 0x%x timer 0x%x frequency %d \n", voltage,
                     amplifier, ramp, timer, hertz);
-  ghmp->SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDNVOLT, 4, voltage, amplifier, ramp, hertz);
+  Shared().errors.SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDNVOLT, 4, voltage, amplifier, ramp, hertz);
 }
 
 bool FpgaRampControl::EndRampDown(const RampDownResult& result, int stop) {
   switch (result.outcome) {
     case RampDown::kNotComplete:
-      ghmp->SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDN);
+      Shared().errors.SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDN);
       return false;
     case RampDown::kStillPresent:
-      SetVoltageAvailableError(Msg::ToDataWord(result.magnitude), ghmp->frequency);
+      SetVoltageAvailableError(Msg::ToDataWord(result.magnitude), Test().frequency);
       return false;
     case RampDown::kAbandoned:
       return false;

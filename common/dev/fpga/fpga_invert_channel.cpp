@@ -2,7 +2,6 @@
 
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
 
 namespace Dev {
 
@@ -10,7 +9,6 @@ using Logger::Capture;
 using Logger::fpgaL;
 using Logger::kInfo;
 using Logger::logger_mgr;
-using Msg::ghmp;
 
 namespace {
 
@@ -67,7 +65,7 @@ int FpgaInvertChannel::FlipAllChannels() {
 int FpgaInvertChannel::SetPolarity(int channel, int polarity) {
   if (!IsChannel(channel)) return -1;
   _polarity[static_cast<std::size_t>(channel)] = polarity;
-  ghmp->SetPolarity(channel, polarity);
+  Shared().channels.SetPolarity(channel, polarity);
   Capture(Logger::CHANNELPOLARITY, channel + 1, polarity);
   return 0;
 }

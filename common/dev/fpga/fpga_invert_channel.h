@@ -24,7 +24,8 @@ class FpgaInvertChannel : public virtual FpgaDevBase {
   int CorrectCurrentChannel();
   int FlipAllChannels();
 
-  /// Notes the sign of a channel, +1 or -1, here and in `ghmp`; the hardware is left alone.
+  /// Notes the sign of a channel, +1 or -1, here and in the shared state; the hardware is left
+  /// alone.
   int SetPolarity(int channel, int polarity);
   /// 0 for a channel that there is not.
   int GetPolarity(int channel) const;

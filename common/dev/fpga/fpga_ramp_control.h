@@ -4,7 +4,7 @@
 // Implemented by theme: fpga_ramp_up, fpga_ramp_down, fpga_ramp_status, fpga_discharge (the proof).
 //
 // Results: 0 or -1 unless told otherwise. A sequence goes on after a register failure, which its
-// result tells; it only never arms a rising ramp whose set-up failed. Requires `ghmp`.
+// result tells; it only never arms a rising ramp whose set-up failed. Requires Share.
 // Threads: a sequence is one thread's; the flags are read from any. The waits run on the caller's
 // thread, on the machine's clock.
 #pragma once

@@ -6,7 +6,6 @@
 #include "common/dev/fpga/fpga_ramp_control.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace Dev {
@@ -16,7 +15,6 @@ using Logger::fpgaL;
 using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
-using Msg::ghmp;
 
 namespace {
 
@@ -33,10 +31,10 @@ constexpr int kMaxRampDownCycles = 2;
 constexpr int kStepsPerCycle = 1000 / 50;
 
 // Steps of a high-voltage ramp down: half a cycle each when the source runs slowly.
-int HighVoltageDivider() {
-  if (ghmp->IsFrequencyAboveMinimumRamp()) return ghmp->GetFPGAStepDivider();
-  const bool ending = ghmp->IsHmpStopMsg() || ghmp->IsHmpPauseMsg();
-  const float hertz = ending ? ghmp->frequency : ghmp->previousfrequency;
+int HighVoltageDivider(const Msg::TestParameters& test, int divider) {
+  if (test.IsFrequencyAboveMinimumRamp()) return divider;
+  const bool ending = test.IsHmpStopMsg() || test.IsHmpPauseMsg();
+  const float hertz = ending ? test.frequency : test.previousfrequency;
   return ToCounts(2.0 * double{hertz});
 }
 
@@ -50,16 +48,16 @@ struct FpgaRampControl::DownRamp {
 
 FpgaRampControl::DownRamp FpgaRampControl::ChooseDownRamp(int multiplier) const {
   const int high = rampdata.highlimit;
-  if (ghmp->IsTimerRampDown(ghmp->vlfthreshold) || ghmp->testype == Msg::TEST_DEMAG) {
+  if (Test().IsTimerRampDown(Config().GetVLFThreshold()) || Test().testype == Msg::TEST_DEMAG) {
     return {StepOf(high, _stepdowndivider), _rampdowntimer, Logger::RAMP_DOWN_VLF};
   }
-  if (ghmp->IsInternalHVVoltageTest()) {
-    const int from = ghmp->IsManualRampTest() ? ghmp->voltmax.load() : multiplier;
-    return {StepOf(from, HighVoltageDivider())};
+  if (Test().IsInternalHVVoltageTest()) {
+    const int from = Test().IsManualRampTest() ? Test().voltmax.load() : multiplier;
+    return {StepOf(from, HighVoltageDivider(Test(), Config().GetFPGAStepDivider()))};
   }
-  if (ghmp->IsDCTest()) return {high / kDcSteps, kDcTimer};
-  if (ghmp->IsFrequencyAboveMinimumRamp()) {
-    return {StepOf(high, ghmp->GetFPGAStepDivider()), {}, Logger::RAMP_DOWN_ABOVE_20HZ};
+  if (Test().IsDCTest()) return {high / kDcSteps, kDcTimer};
+  if (Test().IsFrequencyAboveMinimumRamp()) {
+    return {StepOf(high, Config().GetFPGAStepDivider()), {}, Logger::RAMP_DOWN_ABOVE_20HZ};
   }
   return {high, {}, Logger::RAMP_DOWN_BELOW_20HZ};
 }
@@ -101,7 +99,7 @@ int FpgaRampControl::CalculateRampDownParams(float freq, int cycles) {
     return -1;
   }
   _frequency = freq;
-  if (ghmp->testype == Msg::TEST_DEMAG) {
+  if (Test().testype == Msg::TEST_DEMAG) {
     _rampdowntimer = kDemagTimer;
     const double seconds = std::min(kDemagCycles / double{freq}, kLongestDemag);
     _stepdowndivider = ToCounts(seconds / kTimerUnit);
@@ -125,8 +123,8 @@ int FpgaRampControl::WRDischargeRamp(float volts) {
   if (up) {
     const int whole = ToCounts(double{volts});
     rampdata.highlimit = VoltsToSample(volts);
-    rampdata.stepvalue = VoltsToStepvalue(whole, ghmp->GetFPGAStepDivider());
-    result |= SetFPGAHardLimit(whole, ToCounts(double{ghmp->GetFPGATuneLimit()}));
+    rampdata.stepvalue = VoltsToStepvalue(whole, Config().GetFPGAStepDivider());
+    result |= SetFPGAHardLimit(whole, ToCounts(double{Config().GetFPGATuneLimit()}));
   } else {
     rampdata.highlimit = 0;
   }

@@ -5,7 +5,6 @@
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
-#include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace Dev {
@@ -15,7 +14,6 @@ using Logger::fpgaL;
 using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
-using Msg::ghmp;
 
 namespace {
 
@@ -73,7 +71,7 @@ int FpgaRampControl::CheckFPGARampStatus(const Wanted& wanted) {
     Capture(Logger::FPGA_INVALID_RAMPSTATUS);
     return Poll::kDown;
   };
-  const int most = ghmp->IsDCTest() ? kMaxDcPolls : kMaxPolls;
+  const int most = Test().IsDCTest() ? kMaxDcPolls : kMaxPolls;
   int lost = 0;
   int count = 0;
   platform::Clock& clock = platform::Machine().Clock();
@@ -97,7 +95,7 @@ int FpgaRampControl::CheckFPGARampStatus(const Wanted& wanted) {
 int FpgaRampControl::FPGAEnablePrimary() {
   if (const int result = CheckFPGARampStatus(); result < 0) {
     logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN NOT COMPLETE \n");
-    ghmp->SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDN);
+    Shared().errors.SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDN);
     return result;
   }
   return ChangeReg(Q5FPGA_WFORM_CTRL, 0, kWformPrimary, __LINE__);

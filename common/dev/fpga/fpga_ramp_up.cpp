@@ -7,7 +7,6 @@
 #include "common/dev/fpga/fpga_ramp_control.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
-#include "common/msg/state/hmp_data.h"
 
 namespace Dev {
 
@@ -16,7 +15,6 @@ using Logger::fpgaL;
 using Logger::kError;
 using Logger::kInfo;
 using Logger::logger_mgr;
-using Msg::ghmp;
 
 rampdata_t rampdata;
 
@@ -46,11 +44,11 @@ struct FpgaRampControl::UpRamp {
 };
 
 FpgaRampControl::UpRamp FpgaRampControl::ChooseUpRamp() {
-  const float hertz = ghmp->frequency;
+  const float hertz = Test().frequency;
   const int high = rampdata.highlimit;
-  const bool slow = hertz <= kSlowRampTop && ghmp->curange == 0;
-  const bool special = ghmp->IsSpecialHaldenRamp();
-  if (slow && ghmp->HVTimerRampUp()) {
+  const bool slow = hertz <= kSlowRampTop && Test().curange == 0;
+  const bool special = Test().IsSpecialHaldenRamp();
+  if (slow && Test().HVTimerRampUp()) {
     if (special) {
       logger_mgr::print(fpgaL, kInfo, 0,
                         "%s.%d: Overshoot-limiting timer ramp control, "
@@ -69,8 +67,8 @@ FpgaRampControl::UpRamp FpgaRampControl::ChooseUpRamp() {
         Logger::FPGA_RAMP_VLF,
         {{{Q5FPGA_WFORM_AMP_MANUAL, high}, {Q5FPGA_AMP_TARGET, high}, {Q5FPGA_WFORM_UPD_RATE, 1}}}};
   }
-  if (ghmp->IsDCTest()) {
-    const int steps = ghmp->testype == Msg::TEST_CONTACT_RESISTANCE ? kContactSteps : kDcSteps;
+  if (Test().IsDCTest()) {
+    const int steps = Test().testype == Msg::TEST_CONTACT_RESISTANCE ? kContactSteps : kDcSteps;
     return {FPGAAutoTimerRampE,
             Logger::FPGA_RAMP_DC,
             {{{Q5FPGA_WFORM_AMP_TIMER, kDcTimer},
@@ -91,21 +89,21 @@ FpgaRampControl::UpRamp FpgaRampControl::ChooseUpRamp() {
 }
 
 void FpgaRampControl::AdjustTarget() {
-  if (ghmp->testype == Msg::TEST_FREQUENCY_SWEEP_DFR && ghmp->currentamplifiervalue != 0) {
-    rampdata.highlimit = ghmp->currentamplifiervalue;
+  if (Test().testype == Msg::TEST_FREQUENCY_SWEEP_DFR && Output().currentamplifiervalue != 0) {
+    rampdata.highlimit = Output().currentamplifiervalue;
   }
-  if (ghmp->IsDCTest()) {
-    rampdata.highlimit = AmpsToSample(static_cast<float>(ghmp->ampmax) * kDcTarget);
+  if (Test().IsDCTest()) {
+    rampdata.highlimit = AmpsToSample(static_cast<float>(Test().ampmax) * kDcTarget);
   }
 }
 
 // A test that is locked to the line keeps its waveform running and only changes its sign.
 int FpgaRampControl::ClearOldWaveform() {
-  if (ghmp->testype != Msg::TEST_LINE_SYNC_REVERSAL) {
+  if (Test().testype != Msg::TEST_LINE_SYNC_REVERSAL) {
     return ChangeReg(Q5FPGA_WFORM_CTRL, kWformRampOn | kWformPolarity | kWformEnable, 0, __LINE__);
   }
   unsigned wfctrl = 0;
-  const unsigned polarity = ghmp->testPolarity != 0 ? kWformPolarity : 0;
+  const unsigned polarity = Test().testPolarity != 0 ? kWformPolarity : 0;
   if (ChangeReg(Q5FPGA_WFORM_CTRL, kWformRampOn | kWformPolarity, polarity, __LINE__, wfctrl) < 0) {
     return -1;
   }
@@ -143,7 +141,7 @@ int FpgaRampControl::SetUpRamp() {
 }
 
 int FpgaRampControl::ArmRamp() {
-  if (!ghmp->IsRampAllowed()) {
+  if (!Output().IsRampAllowed()) {
     logger_mgr::print(fpgaL, kError, 0, "NO RAMP SAFETY SWITCH RELEASED \n");
     _rampup = false;
     return -1;
@@ -189,10 +187,10 @@ int FpgaRampControl::ChangeRunningRamp() {
 
 int FpgaRampControl::RampToTarget(unsigned short target) {
   const int limit = LimitToAmplitude(target);
-  const int previous = ghmp->amptargetvalue;
+  const int previous = Output().amptargetvalue;
   const int range = target < previous ? previous : limit;
   rampdata.highlimit = limit;
-  rampdata.stepvalue = std::max(StepOf(range, ghmp->GetFPGAStepDivider()), 1);
+  rampdata.stepvalue = std::max(StepOf(range, Config().GetFPGAStepDivider()), 1);
   int result = 0;
   if (_rampup) {
     result = ChangeRunningRamp();
@@ -220,7 +218,7 @@ int FpgaRampControl::FixedDurationRampToTarget(unsigned short target, float seco
     return -1;
   }
   const double distance = std::abs(static_cast<int>(multiplier) - limit);
-  const double steps = double{ghmp->frequency} * double{seconds} / (rate + 1.0);
+  const double steps = double{Test().frequency} * double{seconds} / (rate + 1.0);
   const int new_step = steps > 0 ? ToCounts(distance / steps) : ToCounts(distance);
   rampdata.highlimit = limit;
   rampdata.stepvalue = std::max(new_step, 1);

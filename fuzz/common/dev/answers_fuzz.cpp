@@ -16,6 +16,7 @@
 #include "common/dev/sclk/spclk_dev.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/signalh/signal_common.h"
+#include "common/signalh/signal_shared.h"
 #include "fuzz/common/dev/answering_devices.h"
 #include "simulator/root_dir.h"
 
@@ -39,7 +40,11 @@ class Board {
   Board() {
     clock_.SetAutoAdvance(true);
     devices.SetClock(clock_);
-    Msg::HMPData::GetHMPData(settings_, Msg::MEAS_MODULE);
+    Msg::HMPData& data = Msg::HMPData::GetHMPData(settings_, Msg::MEAS_MODULE);
+    Dev::FpgaDev::Share(
+        {.config = data, .test = data, .output = data, .channels = data, .errors = data});
+    signalh::Share(
+        {.config = data, .test = data, .measurement = data, .output = data, .errors = data});
     EXPECT(files_.Claim(machine_.root.Path()).empty() && files_.WriteFiles({}).empty());
     Dev::RegisterDrivers();
     EXPECT(i2c.Init(Msg::MEAS_MODULE, kRevision, *Msg::ghmp) == 0);

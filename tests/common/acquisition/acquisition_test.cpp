@@ -12,6 +12,7 @@
 #include "common/acquisition/sample_channel.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
+#include "common/signalh/signal_shared.h"
 #include "tests/common/acquisition/scripted_driver.h"
 
 namespace acquisition {
@@ -81,7 +82,8 @@ class RecordingChannels final : public SampleChannels {
 class AcquisitionTest : public testing::Test {
  protected:
   AcquisitionTest() {
-    Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
+    Msg::HMPData& data = Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
+    signalh::Share({data, data, data, data, data});
     ghmp->interruptspersec = 50;
     ghmp->minsamplingrate = 25000;
     ghmp->maxsamplingrate = 50000;

@@ -4,35 +4,29 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <libconfig.h++>
 #include <limits>
-
-#include "common/msg/state/hmp_data.h"
 
 namespace {
 
-using Msg::ghmp;
 using signalh::FilterSelectionR3;
 
-class FilterSelection : public testing::Test {
- protected:
-  FilterSelection() { Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE); }
-  libconfig::Config config;
+struct FilterSelection : testing::Test {
+  Msg::TestParameters test;
 };
 
 TEST_F(FilterSelection, FiltersFollowTheFrequency) {
-  ghmp->testype = Msg::TEST_FREQUENCY_SWEEP_DFR;
+  test.testype = Msg::TEST_FREQUENCY_SWEEP_DFR;
   const struct {
     float bound;
     int filter;
   } bounds[] = {{0.00316F, 3}, {0.01F, 4},  {0.0316F, 5}, {0.1F, 6},    {0.316F, 7}, {1.0F, 8},
                 {3.16F, 9},    {10.0F, 10}, {31.6F, 11},  {100.0F, 12}, {316.0F, 13}};
   for (const auto& [bound, filter] : bounds) {
-    EXPECT_EQ(FilterSelectionR3(bound), filter);
-    EXPECT_EQ(FilterSelectionR3(std::nextafter(bound, 1e9F)), filter + 1);
+    EXPECT_EQ(FilterSelectionR3(test, bound), filter);
+    EXPECT_EQ(FilterSelectionR3(test, std::nextafter(bound, 1e9F)), filter + 1);
   }
-  EXPECT_EQ(FilterSelectionR3(1e9F), 14);
-  EXPECT_EQ(FilterSelectionR3(std::numeric_limits<float>::quiet_NaN()), 15);
+  EXPECT_EQ(FilterSelectionR3(test, 1e9F), 14);
+  EXPECT_EQ(FilterSelectionR3(test, std::numeric_limits<float>::quiet_NaN()), 15);
 }
 
 TEST_F(FilterSelection, FiltersFollowBoardAndTest) {
@@ -61,16 +55,17 @@ TEST_F(FilterSelection, FiltersFollowBoardAndTest) {
       {"no rule", kOn, 3, Msg::TEST_NONE, Msg::internalHVVoltageSourceE, 50, 2},
   };
   for (const auto& c : cases) {
-    ghmp->modesw1 = c.modesw1;
-    ghmp->testype = c.test;
-    ghmp->sourcemode = c.source;
-    const Dev::MeasChCfgReg chosen = signalh::SelectFilter(Dev::cfg04_filter, c.freq, c.revision);
+    test.modesw1 = c.modesw1;
+    test.testype = c.test;
+    test.sourcemode = c.source;
+    const Dev::MeasChCfgReg chosen =
+        signalh::SelectFilter(Dev::cfg04_filter, test, c.freq, c.revision);
     EXPECT_EQ(chosen.GetFilter(), c.filter) << c.what;
     EXPECT_EQ(chosen.InputMode, Dev::cfg04_filter.InputMode) << c.what;
     EXPECT_EQ(chosen.Bytes()[2], Dev::cfg04_filter.Bytes()[2]) << c.what;
   }
-  ghmp->testype = Msg::TEST_OLTC_DRM;
-  EXPECT_EQ(FilterSelectionR3(0.05F), 10);
+  test.testype = Msg::TEST_OLTC_DRM;
+  EXPECT_EQ(FilterSelectionR3(test, 0.05F), 10);
 }
 
 }  // namespace

@@ -7,27 +7,28 @@
 #include <limits>
 
 #include "common/msg/state/hmp_data.h"
+#include "common/signalh/signal_shared.h"
 
 namespace {
 
-using Msg::ghmp;
 using signalh::CalculateSamplesPerCyc;
 
 class SampleRate : public testing::Test {
  protected:
   SampleRate() {
-    Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE);
-    ghmp->minsamplingrate = 25000;
-    ghmp->maxsamplingrate = 50000;
-    ghmp->vlfthreshold = 1;
-    ghmp->testype = Msg::TEST_HVVFPF;
-    ghmp->modesw1 = Msg::MODESW1_FILTER;
+    signalh::Share({data, data, data, data, data});
+    data.minsamplingrate = 25000;
+    data.maxsamplingrate = 50000;
+    data.vlfthreshold = 1;
+    data.testype = Msg::TEST_HVVFPF;
+    data.modesw1 = Msg::MODESW1_FILTER;
   }
-  static int At(float freq, int interrupts) {
-    ghmp->SetFrequency(freq);
+  int At(float freq, int interrupts) {
+    data.SetFrequency(freq);
     return CalculateSamplesPerCyc(freq, interrupts);
   }
   libconfig::Config config;
+  Msg::HMPData data{config, Msg::MEAS_MODULE};
 };
 
 // Expected values by hand: round interrupts * 512 / f to a power of two, then double the rate while
@@ -51,25 +52,25 @@ TEST_F(SampleRate, FollowsFrequencyFilterAndLimits) {
       {"the exception rounds down", Msg::TEST_HVVFPF, 0.0001F, 10, 0x2000000},
   };
   for (const auto& c : cases) {
-    ghmp->testype = c.test;
+    data.testype = c.test;
     EXPECT_EQ(At(c.freq, c.interrupts), c.samples) << c.what;
   }
 }
 
 TEST_F(SampleRate, NoFilterMeansAMillionHertz) {
-  ghmp->testype = Msg::TEST_FREQUENCY_SWEEP_DFR;
-  ghmp->SetFrequency(std::numeric_limits<float>::quiet_NaN());  // the test mode filter
+  data.testype = Msg::TEST_FREQUENCY_SWEEP_DFR;
+  data.SetFrequency(std::numeric_limits<float>::quiet_NaN());  // the test mode filter
   EXPECT_EQ(signalh::GetNyquistFreq(), 0);
   EXPECT_EQ(CalculateSamplesPerCyc(60, 60), 512);  // 61440 would be too fast
-  ghmp->maxsamplingrate = 2000000;
+  data.maxsamplingrate = 2000000;
   EXPECT_EQ(CalculateSamplesPerCyc(60, 60), 32768);  // 1966080
 }
 
 TEST_F(SampleRate, ASmallChangeOfAModulationKeepsTheRate) {
-  ghmp->testype = Msg::TEST_LINE_FREQ_MODULATION;
-  ghmp->firstUpdate = true;
-  ghmp->previousfrequency = 60;
-  ghmp->samplespercyc = 300;
+  data.testype = Msg::TEST_LINE_FREQ_MODULATION;
+  data.firstUpdate = true;
+  data.previousfrequency = 60;
+  data.samplespercyc = 300;
   EXPECT_EQ(At(62, 60), 256);
   EXPECT_EQ(At(75, 60), 256);  // the last one inside the window
   EXPECT_EQ(At(76, 60), 256);  // 404 rounded down, and no raise
@@ -82,7 +83,7 @@ TEST_F(SampleRate, BadFrequenciesEnd) {
   }
   EXPECT_EQ(At(std::numeric_limits<float>::infinity(), 60), 16);
   EXPECT_EQ(At(1e-38F, 60), 0x40000000);
-  ghmp->vlfthreshold = 0;
+  data.vlfthreshold = 0;
   EXPECT_EQ(At(1e-38F, 60), 0x40000000);
 }
 

@@ -5,6 +5,7 @@
 
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/dev/i2c/chips/front_end_chips.h"
+#include "common/signalh/signal_shared.h"
 #include "tests/common/dev/i2c/board_machine.h"
 
 namespace {
@@ -13,7 +14,12 @@ using Dev::MeasChannel;
 
 class FrontEndTest : public BoardMachine, public testing::Test {
  protected:
-  FrontEndTest() { StartBoard(); }
+  FrontEndTest() {
+    StartBoard();
+    Msg::HMPData& data = *Msg::ghmp;
+    signalh::Share({data, data, data, data, data});
+    Dev::FpgaDev::Share({data, data, data, data, data});
+  }
   std::string Cpld(int channel, const std::string& value) {
     return Control("get i2c.MEAS_CH" + std::to_string(channel + 1) + ".SC18IS602B." + value);
   }

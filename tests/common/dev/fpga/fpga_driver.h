@@ -130,10 +130,13 @@ class Driver : public platform::BareInstrument {
 class FpgaTest : public testing::Test {
  protected:
   FpgaTest() {
-    Msg::ghmp.Set(&data);
+    Share(data);
     machine.clock.SetAutoAdvance(true);
   }
-  ~FpgaTest() override { Msg::ghmp.Set(nullptr); }
+  static void Share(Msg::HMPData& its) {
+    Dev::FpgaDev::Share(
+        {.config = its, .test = its, .output = its, .channels = its, .errors = its});
+  }
   int Open() { return machine.backend.Open("/dev/q5fpga0", O_RDWR, 0); }
   /// The error words since the last call, the module code first.
   std::vector<int> Errors() {

@@ -512,7 +512,7 @@ TEST_F(RampTest, AWatchedDischargeEndsWithTheProof) {
   };
   Msg::HMPData meas{config, Msg::MEAS_MODULE};
   for (Msg::HMPData* state : {&meas, &data}) {
-    Msg::ghmp.Set(state);
+    Share(*state);
     const bool is_meas = state == &meas;
     state->vlfthreshold = 1;
     for (const auto& c : cases) {
