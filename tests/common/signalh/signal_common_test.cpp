@@ -86,10 +86,8 @@ TEST_F(FrontEndTest, ReportedFaultsFailTheConfiguration) {
 TEST_F(FrontEndTest, ABusThatFailsGivesItsStatusAndNoWord) {
   ASSERT_EQ(Control("fault i2c.MEAS_CH1.SC18IS602B off"), "ok");
   Dev::MeasChStaReg status{};
-  unsigned char byte = 0;
   Dev::MeasChCpldIdRev version;
   EXPECT_EQ(common.GetMeasChStaReg(0, status), -2);
-  EXPECT_EQ(common.ReadChStatus(0, &byte), -1);
   EXPECT_EQ(common.GetMeasChVersion(0, version), -1);
   EXPECT_EQ(version.cpldId, 0);
   EXPECT_EQ(common.SetMeasChCfgReg(0, Dev::cfg01, false), -1);
@@ -101,50 +99,24 @@ TEST_F(FrontEndTest, ABusThatFailsGivesItsStatusAndNoWord) {
   EXPECT_EQ(common.SetMeasChCfgReg(0, Dev::cfg01, false), 0);
 }
 
-TEST_F(FrontEndTest, OnlyTwoChannelsExist) {
-  Dev::MeasChStaReg status{};
-  Dev::MeasChCpldIdRev version;
-  unsigned char byte = 0;
-  for (int channel : {-1, 2}) {
-    EXPECT_EQ(common.GetMeasChStaReg(channel, status), -1);
-    EXPECT_EQ(common.GetMeasChVersion(channel, version), -1);
-    EXPECT_EQ(common.ReadChStatus(channel, &byte), -1);
-    EXPECT_EQ(common.SetMeasChCfgReg(channel, Dev::cfg01, false), -1);
-    EXPECT_EQ(Errors(), std::vector<int>{});
-    EXPECT_EQ(common.IniMeasChI2cSpiBridge(channel), -1);
-    EXPECT_EQ(Errors(), (std::vector<int>{2, 264}));
-    Msg::ghmp->ClearErrorCodes();
-  }
-}
-
 TEST_F(FrontEndTest, OffsetsAreWrittenOnlyWhenTheyChange) {
   MeasChannel& channel = common.Channel(1);
   auto transfers = [&] { return Control("get i2c.MEAS_CH2.DAC8571.transfers"); };
   auto dac = [&](int n) { return Control("get i2c.MEAS_CH2.DAC8571.dac" + std::to_string(n)); };
   EXPECT_EQ(channel.set_dc_offset_reg(Dev::kDacCentre, Dev::DC_OFFSET_DAC_CHAN_0), 3);
   EXPECT_EQ(dac(0), "ok 32768");  // the first write goes out: nobody knows what it holds
-  std::string before = transfers();
+  const std::string before = transfers();
   EXPECT_EQ(channel.set_dc_offset_reg(Dev::kDacCentre, Dev::DC_OFFSET_DAC_CHAN_0), 3);
   EXPECT_EQ(transfers(), before);
-  EXPECT_EQ(channel.set_dc_offset_reg(0x1234, Dev::DC_OFFSET_DAC_CHAN_3), 3);
-  EXPECT_EQ(dac(3), "ok 4660");
-  EXPECT_EQ(dac(1), "ok 0");
-  EXPECT_EQ(channel.get_dc_offset_reg_HW(Dev::DC_OFFSET_DAC_CHAN_3), 0x1234);
   EXPECT_EQ(channel.center_dc_offset_reg_bdcst(), 3);
   for (int n = 0; n < 4; ++n) EXPECT_EQ(dac(n), "ok 32768");
-  before = transfers();
-  EXPECT_EQ(channel.set_dc_offset_reg(Dev::kDacCentre, Dev::DC_OFFSET_DAC_CHAN_2), 3);
-  EXPECT_EQ(transfers(), before);
 
   ASSERT_EQ(Control("fault i2c.MEAS_CH2.DAC8571 off"), "ok");
   EXPECT_EQ(channel.set_dc_offset_reg(7, Dev::DC_OFFSET_DAC_CHAN_2), -1);
-  EXPECT_EQ(channel.get_dc_offset_reg_HW(Dev::DC_OFFSET_DAC_CHAN_2), -1);
   ASSERT_EQ(Control("fault i2c.MEAS_CH2.DAC8571 ok"), "ok");
   EXPECT_EQ(channel.set_dc_offset_reg(7, Dev::DC_OFFSET_DAC_CHAN_2), 3);  // not taken for written
   EXPECT_EQ(dac(2), "ok 7");
-  std::uint16_t value = 0;
-  EXPECT_EQ(channel.Meas1093SetDAC(4, 1), -1);
-  EXPECT_EQ(channel.Meas1093GetDAC(-1, value), -1);
+  EXPECT_EQ(channel.get_dc_offset_reg_HW(Dev::DC_OFFSET_DAC_CHAN_2), 7);
 }
 
 TEST_F(FrontEndTest, TheChannelsOwnOperationsLeaveTheMultiplexerOff) {
@@ -164,13 +136,6 @@ TEST_F(FrontEndTest, TheChannelsOwnOperationsLeaveTheMultiplexerOff) {
   EXPECT_EQ(channel.GetMeasChStaReg(report), 24);
   EXPECT_EQ(report.RangeEcho(static_cast<int>(config.cpld.at(0).id)), 0x4A);
   EXPECT_EQ(mux(), "ok no channel on");
-
-  EXPECT_EQ(channel.Meas1093SetDCTestModeRegister(9), 4);
-  EXPECT_EQ(Cpld(0, "test_mode"), "ok 9");
-  EXPECT_EQ(channel.Meas1093ReadMeasStatus() & Dev::kMeasChBusy, Dev::kMeasChBusy);
-  clock.Advance(std::chrono::seconds(1));
-  EXPECT_EQ(channel.Meas1093ReadMeasStatus(), 0);
-  EXPECT_NE(mux(), "ok no channel on");  // a plain request leaves its path selected
 }
 
 // Bit n of the converters' control register: channel n is inverted.
@@ -206,34 +171,6 @@ TEST_F(FrontEndTest, InversionFollowsTheModes) {
       EXPECT_EQ(fpga->GetPolarity(channel), c.polarity[channel]) << c.what << channel;
     }
   }
-}
-
-TEST_F(FrontEndTest, FilterRelayIsAskedForOnce) {
-  std::vector<int> sent;
-  common.SetFilterRelayLink([&](int set) { sent.push_back(set); });
-  Msg::ghmp->lvsfilter = 1;
-  const auto check = [&](int test, float frequency, short volts) {
-    Msg::ghmp->testype = static_cast<short>(test);
-    Msg::ghmp->voltmax = volts;
-    Msg::ghmp->SetFrequency(frequency);
-    Msg::ghmp->SetLVSFilterRelay(false);
-    sent.clear();
-    common.CheckLVSFilterRelay();
-    return sent;
-  };
-  constexpr int kSweep = Msg::TEST_FREQUENCY_SWEEP_DFR;
-  const std::vector<int> none;
-  EXPECT_EQ(check(Msg::TEST_HVTTR, 60, 10), none);
-  EXPECT_TRUE(Msg::ghmp->GetLVSFilterRelay());  // nothing to wait for
-  EXPECT_EQ(check(kSweep, 400.5F, 10), none);
-  EXPECT_EQ(check(kSweep, 100, 100), none);
-  EXPECT_EQ(check(kSweep, 400, 24), std::vector{1});
-  EXPECT_FALSE(Msg::ghmp->GetLVSFilterRelay());  // until it is acknowledged
-  EXPECT_EQ(check(kSweep, 60, 24), none);
-  EXPECT_TRUE(Msg::ghmp->GetLVSFilterRelay());
-  EXPECT_EQ(check(kSweep, 500, 24), std::vector{0});
-  EXPECT_FALSE(common.GetRelay6());
-  EXPECT_EQ(check(kSweep, 500, 24), none);
 }
 
 }  // namespace

