@@ -56,8 +56,12 @@ struct Setting {
     Msg::ghmp.Set(&data);
     data.SetFrequency(60);
     data.ChangeConsumerFlag(false, ~0U);
+    acquisition::elec::GetElec().SetTest(&data);
   }
-  ~Setting() { Msg::ghmp.Set(nullptr); }
+  ~Setting() {
+    acquisition::elec::GetElec().SetTest(nullptr);
+    Msg::ghmp.Set(nullptr);
+  }
   libconfig::Config config;
   Msg::HMPData data{config, Msg::MEAS_MODULE};
   Channels channels;
