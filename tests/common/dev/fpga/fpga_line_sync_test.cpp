@@ -1,4 +1,4 @@
-// The line-sync tracker and the estimator of the line's frequency.
+// The estimator of the line's frequency.
 #include "common/dev/fpga/fpga_line_sync.h"
 
 #include "tests/common/dev/fpga/fpga_driver.h"
@@ -7,27 +7,6 @@ namespace {
 
 using fpga_test::Driver;
 using fpga_test::FpgaTest;
-
-TEST_F(FpgaTest, TheTrackerTakesParametersWithinTheirLimits) {
-  const std::map<int, unsigned> registers = {{2, 0x3091}, {20, 0x3016}, {74, 0x3FFF}};
-  driver.Reset(registers);
-  EXPECT_EQ(fpga.ConfigureLineSyncTracker({256, 255, 1}, 1), 0);
-  EXPECT_EQ(driver.writes, (Driver::Writes{{90, 255},
-                                           {96, 1},
-                                           {20, 0x3006},
-                                           {20, 0x1006},
-                                           {74, 0x1FFF},
-                                           {20, 0x3006},
-                                           {82, 0x20},
-                                           {74, 0x3C1F},
-                                           {20, 0x3016}}));
-  for (const Dev::lineSyncTrackerParams& bad :
-       {Dev::lineSyncTrackerParams{3, 16, 32}, {512, 16, 32}, {16, 0, 32}, {16, 16, 256}}) {
-    driver.Reset(registers);
-    EXPECT_EQ(fpga.ConfigureLineSyncTracker(bad, 1), Dev::LF_EST_INVALID_PARAMETER);
-    EXPECT_TRUE(driver.writes.empty());
-  }
-}
 
 TEST_F(FpgaTest, TheEstimatorStartsAndReads) {
   driver.Reset({{2, 0x3090}});

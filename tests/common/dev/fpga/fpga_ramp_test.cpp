@@ -149,18 +149,6 @@ TEST_F(RampTest, StepsOfARampDown) {
   EXPECT_EQ(driver.writes, (Driver::Writes{{48, 6}}));
 }
 
-TEST_F(RampTest, AWindingResistanceDischargesInOneStep) {
-  SetTest(kWinding, kDcLv, 0);
-  data.maximumtunelimit = 10;
-  driver.Reset({{48, 0x0009}});
-  EXPECT_EQ(fpga.WRDischargeRamp(10.0F), 0);  // 500 counts, 550 with 10% more
-  EXPECT_EQ(driver.registers,
-            (std::map<int, unsigned>{{30, 500}, {32, 100}, {38, 500}, {48, 0xE}, {64, 550}}));
-  EXPECT_EQ(fpga.WRDischargeRamp(0), 0);
-  EXPECT_EQ(driver.registers,
-            (std::map<int, unsigned>{{30, 0}, {32, 100}, {38, 0}, {48, 0xA}, {64, 550}}));
-}
-
 TEST_F(RampTest, TheWaitForTheHardwareHasItsLimit) {
   const auto elapsed = [this](auto&& wait) {
     const auto start = machine.clock.Monotonic();
