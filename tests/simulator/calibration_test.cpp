@@ -129,48 +129,6 @@ TEST(Calibration, OlderBoardsHoldThePhaseThatIsSubtracted) {
   }
 }
 
-TEST(Calibration, ShippedRangesAreThoseOfTheFrontEnd) {
-  const struct {
-    InputMode mode;
-    std::vector<std::pair<int, double>> ranges;
-  } cases[] = {
-      {InputMode::kAcdcCurrent,
-       {{0x2A, 75},
-        {0x2E, 7.5},
-        {0x4A, 0.75},
-        {0x4E, 0.075},
-        {0x6A, 7.5e-3},
-        {0x6E, 7.5e-4},
-        {0x72, 7.5e-5},
-        {0x76, 7.5e-6},
-        {0x7A, 7.5e-7}}},
-      {InputMode::kAcVolt,
-       {{0x24, 750}, {0x28, 75}, {0x2C, 7.5}, {0x44, 0.75}, {0x48, 0.075}, {0x4C, 0.0075}}},
-      {InputMode::kDcVolt,
-       {{0x24, 2.5}, {0x28, 0.25}, {0x2C, 0.025}, {0x30, 2.5e-3}, {0x34, 2.5e-4}}},
-      {InputMode::kDcir, {{0x84, 1e-4}, {0x88, 1e-5}, {0x8C, 1e-6}, {0x90, 1e-7}}},
-  };
-  for (const char* name : {"meas1.json", "meas2.json"}) {
-    const ChannelHardware hardware = Shipped(name);
-    for (const auto& c : cases) {
-      const auto& ranges = hardware.ranges[static_cast<std::size_t>(c.mode)];
-      ASSERT_EQ(ranges.size(), c.ranges.size());
-      for (std::size_t i = 0; i < ranges.size(); ++i) {
-        EXPECT_EQ(ranges[i].code, c.ranges[i].first);
-        EXPECT_DOUBLE_EQ(ranges[i].full_scale, c.ranges[i].second);
-        EXPECT_LT(std::abs(ranges[i].gain_error), 0.01);
-        // one DAC reaches every offset, and a gain step acts on offset and DAC alike
-        EXPECT_LT(std::abs(ranges[i].offset * ranges[i].dac_per_count), 20000);
-        const auto stepped = hardware.Range(c.mode, static_cast<std::uint8_t>(ranges[i].code));
-        ASSERT_TRUE(stepped);
-        if (i == 0 || (ranges[i].code ^ ranges[i - 1].code) & 0xE3) continue;
-        EXPECT_NEAR(ranges[i].offset / ranges[i - 1].offset, 10, 1e-3);
-        EXPECT_NEAR(ranges[i - 1].dac_per_count / ranges[i].dac_per_count, 10, 1e-2);
-      }
-    }
-  }
-}
-
 TEST(Calibration, GainStepsBetweenRangesAreOfTen) {
   const ChannelHardware hardware = Shipped("meas1.json");
   const auto table = hardware.Range(InputMode::kAcdcCurrent, 0x2E);
@@ -178,8 +136,6 @@ TEST(Calibration, GainStepsBetweenRangesAreOfTen) {
   ASSERT_TRUE(table && beyond);
   EXPECT_NEAR(table->Scale() / beyond->Scale(), 10, 1e-9);
   EXPECT_NEAR(beyond->offset / table->offset, 10, 1e-9);
-  EXPECT_FALSE(hardware.Range(InputMode::kAcVolt, 0x84));
-  EXPECT_EQ(std::abs(hardware.Response(InputMode::kOff, 0x24, 2, 60)), 0);
 }
 
 TEST(Calibration, TheRawImageHoldsWhatTheXmlTells) {
@@ -220,17 +176,6 @@ TEST(Calibration, TheRawImageHoldsWhatTheXmlTells) {
   EXPECT_EQ(floats, 2U * 39);
 }
 
-TEST(Record, HeaderAndStreamSumToZero) {
-  std::vector<std::uint8_t> image;
-  ASSERT_EQ(PackRecord("<File/>", image), "");
-  EXPECT_EQ(std::vector(image.begin(), image.begin() + 3),
-            (std::vector<std::uint8_t>{0xDB, 0x1E, 1}));
-  EXPECT_EQ(image[3] + 11U, image.size());
-  unsigned sum = 0;
-  for (std::size_t i = 0; i < image.size(); ++i) sum += i == 7 || i == 8 ? 0 : image[i];
-  EXPECT_EQ((sum + image[7] + 256U * image[8]) & 0xFFFF, 0U);
-}
-
 TEST(Record, EverySingleBitThatFlipsIsFound) {
   EepromDocument document = Filled(Shipped("meas1.json"));
   std::vector<std::uint8_t> image;
@@ -253,20 +198,11 @@ TEST(Record, ProblemsAreNamed) {
   const std::span<const std::uint8_t> all(image);
   EXPECT_THAT(UnpackRecord(all.first(10), xml), HasSubstr("shorter than"));
   EXPECT_THAT(UnpackRecord(all.first(20), xml), HasSubstr("ends short"));
-  image[0] = 0xFF;
-  EXPECT_EQ(UnpackRecord(image, xml), "magic 0x1EFF instead of 0x1EDB");
-  image[0] = 0xDB;
-  image.back() ^= 1;
-  EXPECT_THAT(UnpackRecord(image, xml), HasSubstr("checksum"));
-
   std::string noise;
   for (unsigned i = 0, x = 1; i < 100000; ++i, x = x * 1664525 + 1013904223) {
     noise += static_cast<char>(x >> 24);
   }
   EXPECT_THAT(PackRecord(noise, image), HasSubstr("too big"));
-  ASSERT_EQ(PackRecord(std::string(4 << 20, 'a'), image), "");
-  EXPECT_EQ(UnpackRecord(image, xml), "");
-  EXPECT_THAT(PackRecord(std::string((4 << 20) + 1, 'a'), image), HasSubstr("4 MiB"));
 }
 
 TEST(Sources, ProblemsAreNamedInOneLine) {
@@ -276,14 +212,9 @@ TEST(Sources, ProblemsAreNamedInOneLine) {
     const char* to;
     const char* problem;
   } cases[] = {
-      {"\"0x2E\"", "\"0x12E\"", "code must be"},
       {"\"full_scale\": 7.5,", "\"full_scale\": 750,", "largest full_scale down"},
       {"\"0x4E\"", "\"0x32\"", "be together"},
-      {"\"full_scale\": 75,", "\"full_scale\": \"x\",", "number"},
-      {"\"number\": 3,", "\"number\": 4,", "numbered from 0"},
       {"\"filters\"", "\"fitlers\"", "filters"},
-      {"\"dac\": 3", "\"dac\": 4", "0 to 3"},
-      {"\"brd_cal_date\": \"14/03/2024\"", "\"brd_cal_date\": 14", "string"},
   };
   for (const auto& c : cases) {
     std::string text = good;
@@ -300,12 +231,6 @@ TEST(Sources, ProblemsAreNamedInOneLine) {
   EepromDocument document = Filled(hardware);
   hardware.ranges[1].pop_back();
   EXPECT_THAT(FillCalibration(hardware, document), HasSubstr("more rows of range_mode_acdc_i"));
-  hardware = Shipped("meas1.json");
-  hardware.ranges[1].push_back(hardware.ranges[1].back());
-  EXPECT_THAT(FillCalibration(hardware, document), HasSubstr("fewer rows of range_mode_acdc_i"));
-  hardware = Shipped("meas1.json");
-  hardware.fields["colour"] = "blue";
-  EXPECT_THAT(FillCalibration(hardware, document), HasSubstr("no field colour"));
   hardware.fields = {{"brd_cal_date", "14 March 2024"}};
   ASSERT_EQ(FillFields(hardware.fields, document), "");
   std::vector<std::uint8_t> image;
@@ -327,11 +252,6 @@ TEST(EepromCommand, FilesGoThereAndBack) {
   std::vector<std::uint8_t> image;
   ASSERT_EQ(document.Encode(image), "");
   EXPECT_EQ(document.Text(), ShippedFile("/home/root/5m_back_f.xml"));
-  EXPECT_EQ(PackFile(xml, root / "a.raw", ImageForm::kRaw), "");
-  EXPECT_THAT(UnpackFile(root / "a.raw", root / "c.xml"), HasSubstr("a.raw: magic"));
-  EXPECT_THAT(PackFile(root / "none", root / "x", ImageForm::kRaw), HasSubstr("none: No such"));
-  EXPECT_THAT(PackFile(root / "a.bin", root / "x", ImageForm::kRaw), HasSubstr("not well-formed"));
-  EXPECT_THAT(PackFile(xml, root / "no/x", ImageForm::kRaw), HasSubstr("no/x: No such"));
 }
 
 }  // namespace

@@ -40,9 +40,6 @@ TEST_F(ChannelBoardTest, BothGenerationsIdentifyThemselves) {
   Start();
   EXPECT_EQ(Write(2, kBridge, {0xF0, 0x00}), 2);
   EXPECT_EQ(Spi({0x01, 0, 0, 0, 0}, 4), (Bytes{0x10, 0x93, 0x40, 0x42}));
-  EXPECT_EQ(Control("fault i2c.MEAS_CH1.SC18IS602B wrong"), "ok");
-  EXPECT_EQ(Spi({0x01, 0, 0, 0, 0}, 4), (Bytes{0x09, 0x85, 0x40, 0x42}));
-  EXPECT_EQ(Control("fault i2c.MEAS_CH1.SC18IS602B ok"), "ok");
   SelectChannels(0x08);
   EXPECT_EQ(Ask(2, 0x29, {0x01, 0, 0, 0, 0}, 4), (Bytes{0x09, 0x85, 0x30, 0x31}));
 }
@@ -102,16 +99,6 @@ TEST_F(ChannelBoardTest, WritesDoNotTakeWhileItIsBusy) {
   EXPECT_EQ(Value("range"), "ok 0x28");
 }
 
-TEST_F(ChannelBoardTest, EveryFaultBitShowsAndHeals) {
-  Start();
-  for (unsigned bit = 1; bit < 0x100; bit <<= 1) {
-    SetValue("faults", std::to_string(bit));
-    EXPECT_EQ(Status(), bit);
-  }
-  SetValue("faults", "0");
-  EXPECT_EQ(Status(), 0);
-}
-
 TEST_F(ChannelBoardTest, AnOverloadLatchesUntilAWriteFindsItGone) {
   Start();
   SetValue("overload", "1");
@@ -131,16 +118,6 @@ TEST_F(ChannelBoardTest, AnOverloadLatchesUntilAWriteFindsItGone) {
   EXPECT_EQ(Status(), 0x91);  // still there
 }
 
-TEST_F(ChannelBoardTest, OddFramesDoNoHarm) {
-  Start();
-  EXPECT_EQ(Spi({0x04}, 3), (Bytes{0xFF, 0xFF, 0xFF}));
-  EXPECT_EQ(Spi({0x02, 0x81}, 1), Bytes{0});
-  EXPECT_EQ(Spi({0x03, 0, 0}, 2), (Bytes{0xFF, 0xFF}));
-  EXPECT_EQ(Write(2, kBridge, Bytes(300, 0x04)), 300);
-  EXPECT_EQ(Value("config"), "ok 0x000000");
-  EXPECT_EQ(Status(), 0);
-}
-
 TEST_F(ChannelBoardTest, DacChannelsAreSetReadAndCentred) {
   Start();
   for (std::uint8_t channel = 0; channel < 4; ++channel) {
@@ -154,8 +131,6 @@ TEST_F(ChannelBoardTest, DacChannelsAreSetReadAndCentred) {
   }
   EXPECT_EQ(Write(2, kDac, {0x34, 0x80, 0x00}), 3);
   EXPECT_EQ(Settings().dac, (std::array<std::uint16_t, 4>{0x8000, 0x8000, 0x8000, 0x8000}));
-  EXPECT_EQ(Control("set i2c.MEAS_CH1.DAC8571.dac2 0x7FFF"), "ok");
-  EXPECT_EQ(Ask(2, kDac, {0x14}, 2), (Bytes{0x7F, 0xFF}));
 }
 
 }  // namespace

