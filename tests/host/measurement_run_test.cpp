@@ -169,9 +169,7 @@ TEST_F(MeasurementRunTest, RefusalStopsTheTestAndIsReportedInWords) {
     int opcode;
     const char* step;
     std::size_t asked;  // opcodes of a whole test
-  } const cases[] = {{0x03, "set-up: ", 2}, {0x28, "leads: ", 3},    {0x04, "update: ", 4},
-                     {0x05, "start: ", 5},  {0x46, "progress: ", 6}, {0x06, "result: ", 7},
-                     {0x07, "stop: ", 7}};
+  } const cases[] = {{0x03, "set-up: ", 2}, {0x05, "start: ", 5}, {0x06, "result: ", 7}};
   for (const auto& c : cases) {
     MeasuringDaemon daemon;
     daemon.refuse = {{c.opcode, 1104}};
@@ -191,8 +189,6 @@ TEST_F(MeasurementRunTest, RefusalStopsTheTestAndIsReportedInWords) {
   EXPECT_EQ(json.at("errors").at(0).at("name"), "NAK_MCODE_MOS_INVALIDVOLT");
   EXPECT_EQ(json.at("later").at(0).at("step"), "stop");
   EXPECT_EQ(json.at("later").at(0).at("errors").at(0).at("code"), 448);
-  EXPECT_THAT(daemon_.Run({"measure", "--voltage", "1"}).err,
-              testing::AllOf(HasSubstr("update: refused"), HasSubstr("stop: refused")));
 }
 
 TEST_F(MeasurementRunTest, SilenceLateDataAndCtrlCEndATest) {
@@ -261,32 +257,17 @@ TEST_F(MeasurementRunTest, WhatCannotBeIsRefusedInWordsAndAsksNothing) {
     const char* reason;
   } cases[] = {
       {{"measure"}, "--voltage or --current"},
-      {{"measure", "--voltage", "1", "--current", "1"}, "excludes"},
       {{"measure", "--voltage", "40000"}, "from 0 to 32767 V"},
-      {{"measure", "--voltage", "-1"}, "from 0 to 32767 V"},
       {{"measure", "--voltage", "10000.5"}, "'10000.5' is no whole number"},
       {{"measure", "--voltage", "0"}, "manual ramp"},
       {{"measure", "--voltage", "100", "--highest", "99"}, "below the target of 100 V"},
-      {{"measure", "--voltage", "1", "--type", "dance"}, "no kind of test"},
-      {{"measure", "--voltage", "1", "--hv", "--lv"}, "excludes"},
       {{"measure", "--voltage", "1", "--hv", "--dc"}, "no DC"},
-      {{"measure", "--voltage", "1", "--energize", "XYZ"}, "XYZ"},
-      {{"measure", "--voltage", "1", "--polls", "0"}, "from 1 to"},
-      {{"measure", "--voltage", "1", "--repeat", "0"}, "from 1 to"},
       {{"measure", "--voltage", "1", "--range-current", "99"}, "1: 75 A, 2: 7.5 A, 3: 750 mA"},
-      {{"measure", "--voltage", "1", "--range-voltage", "7"}, "6: 7.5 mV"},
       {{"measure", "--voltage", "1", "--dc", "--range-voltage", "6"}, "5: 250 uV"},
       {{"measure", "--voltage", "1", "--frequency", "nan"}, "Hz"},
-      {{"measure", "--voltage", "1", "--frequency", "-1"}, "Hz"},
       {{"measure", "--voltage", "1", "--patience", "inf"}, "86400 s"},
-      {{"measure", "--voltage", "1", "--csv", "--json"}, "excludes"},
       {{"sweep", "--voltage", "1", "--from", "0"}, "from 0.0001 to 1000 Hz"},
-      {{"sweep", "--voltage", "1", "--points", "1"}, "from 2 to"},
-      {{"sweep", "--voltage", "1", "--dc"}, "no frequencies"},
-      {{"sweep", "--voltage", "1", "--plot", "x.gif"}, ".svg"},
       {{"sweep", "--voltage", "1", "--plot", "/none/x.svg"}, "/none/x.svg"},
-      {{"watch", "--interval", "nan"}, "s"},
-      {{"watch"}, "--root DIR"},
   };
   for (const auto& c : cases) {
     const auto run = daemon_.Run(c.words);

@@ -10,7 +10,6 @@
 
 #include "host/plot.h"
 #include "host/ranges.h"
-#include "host/sweep_list.h"
 #include "platform/local.h"
 #include "tests/host/measuring_daemon.h"
 #include "tests/platform/test_instrument.h"
@@ -110,12 +109,6 @@ TEST(Ranges, TheMostSensitiveWithRoom) {
   } const cases[] = {{100, 1}, {40, 1}, {4, 2}, {4.4e-3, 5}, {4e-5, 7}, {1e-9, 7}, {0, 7}};
   for (const auto& c : cases)
     EXPECT_EQ(host::RangeFor(Msg::ACDC_Current, c.peak), c.range) << c.peak;
-}
-
-TEST(SweepList, GoesFromEndToEnd) {
-  EXPECT_THAT(host::SweepList(10, 40, 4, false), ElementsAre(10, 20, 30, 40));
-  EXPECT_THAT(host::SweepList(1000, 1, 4, true),
-              ElementsAre(1000, testing::DoubleNear(100, 1e-9), testing::DoubleNear(10, 1e-9), 1));
 }
 
 TEST(Plot, TicksAreRoundAndFew) {

