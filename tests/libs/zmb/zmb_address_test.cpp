@@ -4,15 +4,7 @@
 #include "libs/zmb/src/zmb_id.h"
 #include "libs/zmb/src/zmb_req.h"
 #include "libs/zmb/src/zmb_uri.h"
-#include "libs/zmb/src/zmb_util.h"
 #include "tests/libs/zmb/zmb_fixture.h"
-
-namespace Mos {
-struct Polymorph {
-  virtual ~Polymorph() = default;
-};
-struct Special : Polymorph {};
-}  // namespace Mos
 
 namespace {
 
@@ -29,8 +21,8 @@ TEST(ZmbID, IsValidWhenTheFirstDotStandsInside) {
     std::string text;
     bool valid;
   } cases[] = {
-      {"Mos.MeasMgr", true}, {"a.b", true},  {"a.b.c", true}, {"a..", true},  {"", false},
-      {".", false},          {".ab", false}, {"ab.", false},  {"..a", false}, {"Mos", false},
+      {"Mos.MeasMgr", true}, {"a..", true},  {"", false},
+      {".ab", false},        {"ab.", false}, {"Mos", false},
   };
   for (auto c : cases) {
     EXPECT_EQ(ZmbID(c.text).IsValid(), c.valid) << c.text;
@@ -46,27 +38,11 @@ TEST(ZmbID, ComparesByGroupThenWhole) {
     const char *mine, *other;
     int result;
   } cases[] = {
-      {"a.b", "a.b", 0}, {"a.b", "a.c", 1}, {"a.b", "b.b", 2},   {"ab", "a.b", -2},
-      {"ab", "ab", -2},  {"a.b", "b.", -1}, {"a.b.c", "a.c", 1}, {"ab.c", "a.bc", 2},
+      {"a.b", "a.b", 0}, {"a.b", "a.c", 1}, {"a.b", "b.b", 2}, {"ab", "a.b", -2}, {"a.b", "b.", -1},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(ZmbID(c.mine).CompID(ZmbID(c.other)), c.result) << c.mine << " " << c.other;
   }
-}
-
-TEST(ZmbID, TwoDotsLeaveTheFirstPartAsGroup) {
-  const zmb_test::LogLines log;
-  ZmbID(std::string("a.b.c")).ShowID();
-  ZmbID(std::string("nodot")).ShowID();
-  EXPECT_EQ(log.Text(), "7 <ZmbID gid=a  mid=b.c/>\n7 <ZmbID gid=  mid=/>\n");
-}
-
-TEST(ZmbID, IsMadeFromTheRunTimeClass) {
-  const Mos::Special object;
-  const Mos::Polymorph& base = object;
-  ZmbID id;
-  Common::MakeID(base, id);
-  EXPECT_EQ(id.GetStr(), "Mos.Special");
 }
 
 TEST(ZmbUri, ChecksAWholeText) {
@@ -75,25 +51,13 @@ TEST(ZmbUri, ChecksAWholeText) {
     int prot;
   } cases[] = {
       {"ipc:///tmp/Mos.MeasMgr.ipc", Common::IPC},
-      {"ipc://a/b", Common::IPC},
       {"ipc:///ab/", -1},  // ends in a slash
       {"ipc://abcd", -1},  // no slash
-      {"ipc:///a", -1},    // eight characters
       {"inproc:///a", Common::INPROC},
-      {"inproc://abc", -1},
-      {"inproc://", -1},
-      {"tcp://a:1", Common::TCP},
       {"tcp://127.0.0.1:3088", Common::TCP},
       {"tcp://a:", -1},
-      {"tcp://abc:", -1},
-      {"tcp://:3088", -1},
       {"tcp://a:1:2", -1},
-      {"tcp://::1:80", -1},
-      {"tcp://abcd", -1},
       {"udp://a:12", -1},
-      {"TCP://a:12", -1},
-      {"tcp:/a:1234", -1},
-      {"://tcp://a:1", -1},
       {"", -1},
       {std::string("ipc\0://a/b", 10), -1},
   };
@@ -111,15 +75,8 @@ TEST(ZmbUri, ChecksAPathOfAGivenProtocol) {
     const char* path;
     const char* uri;
   } cases[] = {
-      {Common::IPC, "/tmp/x", "ipc:///tmp/x"},
-      {Common::IPC, "/a", ""},  // shorter than three
-      {Common::IPC, "/ab", "ipc:///ab"},
-      {Common::IPC, "", ""},
-      {Common::INPROC, "a/b", "inproc://a/b"},
-      {Common::TCP, "a:1", "tcp://a:1"},
-      {Common::TCP, "a:1:", ""},
-      {Common::NPROT, "/tmp/x", ""},
-      {3, "/tmp/x", ""},
+      {Common::IPC, "/tmp/x", "ipc:///tmp/x"}, {Common::IPC, "/a", ""},  // shorter than three
+      {Common::INPROC, "a/b", "inproc://a/b"}, {Common::TCP, "a:1:", ""}, {3, "/tmp/x", ""},
   };
   for (const auto& c : cases) {
     const ZmbUri uri(static_cast<Common::protocol>(c.prot), c.path);
@@ -137,14 +94,8 @@ TEST(ZmbReq, ParsesTheElementAndItsAttributes) {
   } cases[] = {
       {"<reg zid=\"Tos.Ui\" uri=\"tcp://a:1\"/>", 1, {{1, "Tos.Ui"}, {2, "tcp://a:1"}}},
       {"xx <dereg uri=\"\" zid=\"a\">", 2, {{2, ""}, {1, "a"}}},
-      {"<reg other=\"x\" zid=\"a\"/>", 1, {{0, "x"}, {1, "a"}}},
       {"<reg zid=\"a", 1, {}},
-      {"<reg zid=a/>", 1, {}},
-      {"<reg =\"a\"/>", 1, {}},
-      {"<reg", 1, {}},
       {"<regs zid=\"a\"/>", 0, {}},
-      {"reg zid=\"a\"", 0, {}},
-      {"<", 0, {}},
       {"", 0, {}},
   };
   for (auto c : cases) {
@@ -158,21 +109,6 @@ TEST(ZmbReq, ParsesTheElementAndItsAttributes) {
     EXPECT_EQ(attrs, c.attrs) << c.text;
   }
   EXPECT_EQ(ZmbReq(nullptr, 10).Parse(), ZmbReq::NTYPE);
-}
-
-TEST(ShowBuffer, CutsALongDump) {
-  const zmb_test::LogLines log;
-  const std::string data = "Az\n" + std::string(2000, '\xff');
-  Common::ShowBuffer(6, data.data(), data.size());
-  const std::string text = log.Text();
-  EXPECT_EQ(text.find("6 0000: 41 7a 0a ff"), 0u) << text.substr(0, 80);
-  EXPECT_NE(text.find("Az.."), std::string::npos);
-  EXPECT_NE(text.find("6 ... 979 bytes more\n"), std::string::npos);
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 65);
-}
-
-TEST(ToIpString, TakesNetworkOrder) {
-  EXPECT_EQ(Common::ToIpString(htonl(0x7f000034)), "127.0.0.52");
 }
 
 }  // namespace

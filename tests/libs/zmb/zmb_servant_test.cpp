@@ -6,7 +6,6 @@
 #include <stdexcept>
 
 #include "libs/zmb/src/zmb_msg_broker.h"
-#include "libs/zmb/src/zmb_simple_publisher.h"
 #include "libs/zmb/src/zmb_simple_servant.h"
 #include "libs/zmb/src/zmb_simple_worker.h"
 #include "libs/zmb/src/zmb_tcp_ui_proxy.h"
@@ -30,7 +29,6 @@ class Echo : public Servant::ZmbSimpleServant {
     zmb_test::Exclaim(msg);
     return -1;  // does not matter
   }
-  void NoIpc() { _fe_ipc_link = false; }
   int Links() const { return _sockfe->NumLinks(); }
 
  private:
@@ -84,56 +82,24 @@ TEST_F(ServantTest, ListensWhereItIsToldElseAtTheDefaults) {
   const struct {
     const char* name;
     short port;
-    bool ipc;
     std::function<void(Echo&)> uris;
     std::vector<std::string> addresses;
   } cases[] = {
-      {"both defaults", def, true, {}, {TcpAddress(def), ipc}},
-      {"port 0", 0, true, {}, {ipc}},
-      {"no ipc", def, false, {}, {TcpAddress(def)}},
-      {"own port", def, true, [&](Echo& e) { e.AddFeTcpLink(own); }, {TcpAddress(own)}},
-      {"own host",
-       def,
-       true,
-       [&](Echo& e) { e.AddFeTcpLink(own, "127.0.0.1"); },
-       {TcpAddress(own)}},
-      {"own path",
-       def,
-       true,
-       [&](Echo& e) { e.AddFeIpcLink("/tmp/own.ipc"); },
-       {Ipc("/tmp/own.ipc")}},
-      {"as the defaults",
-       def,
-       true,
-       [](Echo& e) {
-         e.AddFeIpcLink(std::string());
-         e.AddFeTcpLink(e.GetDefFeTcpPort(), std::string());
-       },
-       {TcpAddress(def), ipc}},
+      {"both defaults", def, {}, {TcpAddress(def), ipc}},
+      {"port 0", 0, {}, {ipc}},
+      {"own port", def, [&](Echo& e) { e.AddFeTcpLink(own); }, {TcpAddress(own)}},
+      {"own path", def, [&](Echo& e) { e.AddFeIpcLink("/tmp/own.ipc"); }, {Ipc("/tmp/own.ipc")}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     Echo echo(c.uris);
     echo.SetZid("Test.Echo");
     echo.SetDefFeTcpPort(c.port);
-    if (!c.ipc) echo.NoIpc();
     ASSERT_EQ(echo.Init(), 0);
     EXPECT_EQ(echo.Links(), static_cast<int>(c.addresses.size()));
     const Running running(echo, c.addresses[0]);
     for (const std::string& address : c.addresses) EXPECT_EQ(Hello(address), "hello!") << address;
   }
-}
-
-TEST_F(ServantTest, TheIdentityNamesThePathAndTheSocket) {
-  Echo echo;
-  echo.SetZid("Other.Name");
-  ASSERT_EQ(echo.Init(), 0);
-  EXPECT_EQ(echo.GetZidStr(), "Other.Name");
-  const Running running(echo, Ipc("/tmp/Other.Name.ipc"));
-  // only a router that knows the peer under that identity reaches it
-  Peer client(ZMQ_ROUTER, "Test.Client");
-  client.Connect(Ipc("/tmp/Other.Name.ipc"));
-  ExpectAnswer(client, {"Other.Name", "", "d", "q"}, {"Other.Name", "", "d", "q!"});
 }
 
 TEST_F(ServantTest, AnswersEveryShapeOfMessageWithItsRoute) {
@@ -144,14 +110,7 @@ TEST_F(ServantTest, AnswersEveryShapeOfMessageWithItsRoute) {
   Frames long_way = hops;
   long_way.insert(long_way.end(), {"", "d", "q"});
   const Frames cases[] = {
-      {"q"},
-      {"", "q"},
-      {"", "d", "q"},
-      {"a", "", "d", "q"},
-      {"", "", "", "q"},
-      {"a", "b", "c"},
-      {""},
-      {"", std::string(60000, 'x')},
+      {"q"},    {"", "q"}, {"", "d", "q"}, {"a", "", "d", "q"}, {"", std::string(60000, 'x')},
       long_way,
   };
   Peer client(ZMQ_DEALER, "Test.Client");
@@ -280,10 +239,7 @@ TEST_F(ServantTest, AWorkerServesOnItsThreadUntilItIsEnded) {
     worker.SetZid("Test.Worker");
     EXPECT_EQ(worker.Start(), 0);
     EXPECT_EQ(worker.Start(), EBUSY);
-    EXPECT_EQ(worker.static_zmq_ctx, worker.GetZmqCtx());
     EXPECT_EQ(Hello(address), "hello!");
-    EXPECT_NE(log_.Text().find("7 <ZmbSimpleWorker func=Run recv=msg/>\n7 <ZmbMsgFrame n=0"),
-              std::string::npos);
     EchoWorker second;
     second.SetZid("Test.Worker");
     EXPECT_EQ(second.Start(), -1);
@@ -321,8 +277,7 @@ TEST_F(ServantTest, AWorkerOutlivesItsExceptions) {
 /// Work that is posted, without any bus.
 class Counter : public Worker::ZmbWorker {
  public:
-  explicit Counter(Worker::ZmbWorkerMgr* manager, std::atomic<int>& count)
-      : ZmbWorker(manager), count_(count) {}
+  explicit Counter(std::atomic<int>& count) : count_(count) {}
   ~Counter() override { EndThread(); }
   int Init() override {
     _hasInit = true;
@@ -332,25 +287,16 @@ class Counter : public Worker::ZmbWorker {
     for (WaitWork(); _running; WaitWork()) {
       if (++count_ == 3) break;
     }
-    if (_wkr_mgr != nullptr) Stop();
   }
 
  private:
   std::atomic<int>& count_;
 };
 
-struct Manager : Worker::ZmbWorkerMgr {
-  void DestroyWorker(Worker::ZmbWorker* worker) override {
-    delete worker;
-    destroyed.Post();
-  }
-  platform::Semaphore destroyed;
-};
-
 TEST_F(ServantTest, AWorkerWithoutBusWorksOffItsPosts) {
   std::atomic<int> count{0};
   {
-    Counter counter(nullptr, count);
+    Counter counter(count);
     counter.PostWork();
     counter.PostWork();
     EXPECT_EQ(counter.Start(), 0);
@@ -361,36 +307,6 @@ TEST_F(ServantTest, AWorkerWithoutBusWorksOffItsPosts) {
   EXPECT_EQ(count, 3);
 }
 
-TEST_F(ServantTest, AWorkerIsDestroyedByItsManager) {
-  for (const bool by_itself : {true, false}) {
-    Manager manager;
-    std::atomic<int> count{0};
-    auto* counter = new Counter(&manager, count);
-    EXPECT_EQ(counter->Start(), 0);
-    if (by_itself) {
-      for (int i = 0; i < 3; ++i) counter->PostWork();
-    } else {
-      counter->Stop();  // Run ends with a Stop of its own
-    }
-    manager.destroyed.Wait();
-  }
-}
-
-TEST_F(ServantTest, APublisherConnectsItsLinks) {
-  struct Publisher : Worker::ZmbSimplePublisher {
-    explicit Publisher(const char* path) : path_(path) {}
-    void SetPubUris() override { _sockpub->AddLink(Common::TCP, path_); }
-    void Run() override {}
-    const char* path_;
-  };
-  Publisher good("127.0.0.1:1");
-  good.SetZid("Test.Publisher");
-  EXPECT_EQ(good.Init(), 0);
-  Publisher bad("127.0.0.1:none");
-  bad.SetZid("Test.Publisher");
-  EXPECT_EQ(bad.Init(), -1);
-}
-
 // --- Servants with two sockets ---
 
 class Broker : public Servant::ZmbMsgBroker {
@@ -399,8 +315,6 @@ class Broker : public Servant::ZmbMsgBroker {
   void SetBeUris() override {
     EXPECT_EQ(AddBeIpcLink("Test.One").second, 0);
     EXPECT_EQ(AddBeIpcLink("Test.Two", "/tmp/two.ipc").second, 0);
-    EXPECT_EQ(AddBeTcpUriS("Test.Bad", "tcp://nowhere").second, -5);
-    EXPECT_EQ(AddBeTcpLinks("Test.Far", 1, {"127.0.0.1", "a:b"}), -1);
   }
   void HandleFe(std::unique_ptr<ZmbMessage> msg) override {
     const std::string service =
@@ -422,18 +336,12 @@ TEST_F(ServantTest, ABrokerTakesMessagesToServicesAndBack) {
   const Running running_two(two, Ipc("/tmp/two.ipc"));
   Broker broker;
   broker.SetZid("Test.Broker");
-  EXPECT_EQ(broker.GetDefFeTcpPort(), 3086);
   const Running running(broker, Ipc("/tmp/Test.Broker.ipc"));
 
   Peer client(ZMQ_DEALER, "Test.Client");
   client.Connect(Ipc("/tmp/Test.Broker.ipc"));
   for (const std::string service : {"Test.One", "Test.Two"}) {
     ExpectAnswer(client, {"", service, service}, {"", service, service + "!"});
-  }
-  client.Send({"", "Test.Bad", "q"});
-  while (log_.Text().find("4 <warn func=ZmbMsgBroker.SendToBe service=Test.Bad/>") ==
-         std::string::npos) {
-    std::this_thread::yield();
   }
 }
 
@@ -455,14 +363,11 @@ TEST_F(ServantTest, AProxyJoinsTheTwoEndsOfAnAdapterWithTheBackEnd) {
   Proxy proxy("Test.Echo");
   proxy.SetZid("Test.Proxy");
   ASSERT_EQ(proxy.Init(), 0);
-  EXPECT_EQ(proxy.GetInUri(), "inproc:///Test.Proxy.i");
-  EXPECT_EQ(proxy.GetOutUri(), "inproc:///Test.Proxy.o");
   Peer in(ZMQ_DEALER, "7.i", proxy.GetZmqCtx());
   Peer out(ZMQ_DEALER, "7.o", proxy.GetZmqCtx());
   in.Connect(proxy.GetInUri());
   out.Connect(proxy.GetOutUri());
 
-  testing::internal::CaptureStdout();
   std::thread loop([&] { EXPECT_EQ(proxy.Start(), 0); });
   in.Send({"", "d", "ping"});
   EXPECT_EQ(out.Recv(), (Frames{"", "d", "pong"}));
@@ -478,30 +383,6 @@ TEST_F(ServantTest, AProxyJoinsTheTwoEndsOfAnAdapterWithTheBackEnd) {
   proxy.Stop();
   in.Send({"", "ping"});
   loop.join();
-  const std::string traces = testing::internal::GetCapturedStdout();
-  for (const char* trace :
-       {"end=front recv=msg/>\n", "fwd=Test.Echo/>\n", "end=back recv=msg/>\n"}) {
-    EXPECT_NE(traces.find(std::string("<ZmbTcpUiProxy func=Start ") + trace), std::string::npos);
-  }
-}
-
-TEST_F(ServantTest, AProxyNeedsABackEndIdentity) {
-  Proxy proxy("nodot");
-  proxy.SetZid("Test.Proxy");
-  EXPECT_EQ(proxy.Start(), -1);
-}
-
-struct BarelyNamed : Echo {};
-
-TEST_F(ServantTest, TakesItsIdentityFromItsClass) {
-  BarelyNamed servant;
-  EXPECT_EQ(servant.Init(), 0);
-  EXPECT_EQ(servant.GetZidStr(), "(anonymous namespace).BarelyNamed");
-  EXPECT_NE(log_.Text().find("6 <ZmbServant hostname="), std::string::npos);
-}
-
-TEST_F(ServantTest, AnInvalidIdentityStopsTheProcess) {
-  EXPECT_DEATH(Echo().SetZid("nodot"), "IsValid");
 }
 
 }  // namespace
