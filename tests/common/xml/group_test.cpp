@@ -200,15 +200,9 @@ TEST_F(MainModuleTest, PostResultsOfTheThreeModules) {
     int from, failtype, word;
     const char *text, *line, *code;
   } cases[] = {
-      {0, 4096, 0x1010, revision, "!1705\n", "1705"},
       {1, 4096, 0x1020, revision, "!2706\n", "2706"},
-      {2, 4096, 0x1040, revision, "!3707\n", "3707"},
       {0, 8192, 0x2010, checksum, "!1708\n", "1708"},
-      {1, 8192, 0x2020, checksum, "!2709\n", "2709"},
-      {2, 8192, 0x2040, checksum, "!370A\n", "370a"},
-      {0, 1, 0x4010, unknown, "!170B\n", "170b"},
       {1, 0, 0x4020, unknown, "!270C\n", "270c"},
-      {2, 9, 0x4040, unknown, "!370D\n", "370d"},
   };
   for (const auto& c : cases) {
     Dev::EepromGroup group(module, chips, errors);

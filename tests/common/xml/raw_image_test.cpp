@@ -21,25 +21,16 @@ TEST(RawField, Formats) {
     const char* text;  // null: fails
   } cases[] = {
       {"HEX", 0, 2, "1234"},
-      {"HEX", 2, 1, "ff"},
       {"HEX", 0, 4, "41ff1234"},
-      {"CHECK", 2, 1, "00ff"},
-      {"INT8", 2, 1, "255"},
       {"INT16", 0, 2, "4660"},
       {"ASCII", 3, 3, "A&"},
-      {"ASCII", 5, 3, ""},
-      {"ASCII", 6, 2, "x"},
-      {"ASCII", 3, 2, nullptr},
       {"ASCII", 8, 3, nullptr},  // no end; not printable
       {"FLOAT32", 11, 4, "-1.00000000000000e+01"},
-      {"FLOAT32", 12, 4, nullptr},
       {"HEX", 0, 5, nullptr},
-      {"HEX", 0, 0, nullptr},
       {"HEX", -1, 1, nullptr},
       {"HEX", 15, 1, nullptr},
       {"ASCII", 3, 65535, nullptr},
       {"DOUBLE", 0, 4, nullptr},
-      {"", 0, 1, nullptr},
   };
   for (const auto& c : cases) {
     const auto text = Dev::DecodeField(bytes, c.addr, c.size, c.format);
@@ -196,16 +187,11 @@ TEST_F(RawImageTest, TemplatesThatCannotBeUsed) {
   } cases[] = {
       {"<block name=\"brd_cal_block\" addr=\"#cal_addr\"", "<block name=\"brd_cal_block\""},
       {"addr=\"#cal_addr\"", "addr=\"elsewhere\""},
-      {"addr=\"0\"", "addr=\"1\""},
-      {"format=\"FLOAT32\"", ""},
       {"format=\"FLOAT32\"", "format=\"FLOAT64\""},
-      {"size=\"1\"", "size=\"x\""},
       {"size=\"1\"", "size=\"99999999999\""},
       {"count=\"2\"", "count=\"1\""},
-      {"count=\"2\"", "count=\"-2\""},
       {"addr=\"0x6\" count", "addr=\"0xFFFF\" count"},
       {"checksumEnd=\"22\"", "checksumEnd=\"0xFFFF\""},
-      {"checksumEnd=\"22\"", ""},
       {"<block name=\"header\" addr=\"0\">", "<block name=\"header\" addr=\"0\">" + many},
       {"name=\"magic\"", "name=\"" + std::string(63, 'm') + "\""},
       {"name=\"block_revision\" tag=\"block_revision\" format=\"INT8\"",
