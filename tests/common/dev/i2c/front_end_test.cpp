@@ -27,17 +27,6 @@ TEST_F(FrontEnd, RegistersTravelMostSignificantByteFirst) {
   EXPECT_EQ(version.revision, 0x0102);
 
   EXPECT_EQ(Dev::cfg0.ToBytes(), (std::array<std::uint8_t, 4>{0x02, 0xC1, 0xE2, 0x20}));
-  EXPECT_EQ(Dev::cfg0.InputMode, Msg::ACDC_Current);
-  EXPECT_EQ(Dev::cfg0.SelfTestEa, 1);
-  for (const MeasChCfgReg& config_reg : {Dev::cfg01, Dev::cfg02, Dev::cfg03}) {
-    EXPECT_EQ(config_reg.GetFilter(), 1);
-    EXPECT_EQ(config_reg.AdcRate, 2);
-    EXPECT_TRUE(config_reg.AdcFpath && config_reg.AdcLlCfg && config_reg.AdcPwrDwn &&
-                config_reg.AnalogPwrEa);
-  }
-  EXPECT_EQ(Dev::cfg01.InputMode, Msg::AC_Volt);
-  EXPECT_EQ(Dev::cfg05_filter.InputMode, Msg::DC_Volt);
-
   const std::array<std::uint8_t, 9> wire{0x81, 0xC1, 0xE2, 0x40, 0x4A, 0x2E, 0x20, 0x00, 0x01};
   const auto status = MeasChStaReg::ToStruct(wire);
   EXPECT_EQ(status.Status(), 0x81);
@@ -73,8 +62,7 @@ TEST(Temperature, WordsAreTwosComplement) {
   const struct {
     int raw;
     double celsius;
-  } cases[] = {{0x1900, 25},       {0xFF00, -1},      {0x0000, 0},   {0x8000, -128},
-               {0x7FF0, 127.9375}, {0xFFF0, -0.0625}, {0x1980, 25.5}};
+  } cases[] = {{0x1980, 25.5}, {0xFFF0, -0.0625}, {0x8000, -128}, {0x7FF0, 127.9375}};
   for (const auto& [raw, celsius] : cases) {
     EXPECT_FLOAT_EQ(Dev::temp_ctoc(raw), static_cast<float>(celsius));
     EXPECT_FLOAT_EQ(Dev::temp_ctof(raw), static_cast<float>(celsius * 1.8 + 32));

@@ -50,17 +50,11 @@ TEST(Gateway, MakesTransfers) {
       {Request(0, 0, 0, 0x3C), "2.13.14.1", I2cDev::do_wread, "\x98\x3C", 1},
       {Request(0, 1, 1, 0x3C, "\x77zz"), "2.13.14.1", I2cDev::do_write, "\x99\x3C\x77", 0},
       {Request(0, 2, 1, 0x3C, "\x77\x78"), "2.13.14.1", I2cDev::do_write, "\x77\x78", 0},
-      {Request(0, 8, 1, 0, "12345678"), "2.13.14.1", I2cDev::do_write, "12345678", 0},
       // all of these are empty
       {Request(0, 9, 1, 0, "12345678"), "0.0.0.0", I2cDev::do_read, "", 0},
-      {Request(0, 32767, 1, 0, "12345678"), "0.0.0.0", I2cDev::do_read, "", 0},
-      {Request(0, 0, 1, 0), "0.0.0.0", I2cDev::do_read, "", 0},
       {Request(0, -1, 1, 0), "0.0.0.0", I2cDev::do_read, "", 0},
       {Request(0, 1, 2, 0), "0.0.0.0", I2cDev::do_read, "", 0},
-      {Request(1, 1, 0, 0), "0.0.0.0", I2cDev::do_read, "", 0},
       {Request(0, 0, 0, 0x3C).substr(0, 29), "0.0.0.0", I2cDev::do_read, "", 0},
-      {Request(0, 0, 0, 0x3C).substr(0, 5), "0.0.0.0", I2cDev::do_read, "", 0},
-      {"", "0.0.0.0", I2cDev::do_read, "", 0},
   };
   for (const auto& c : cases) {
     const I2cReq req = Dev::FillI2cReq(Dev::GatewayRequest(c.request));
