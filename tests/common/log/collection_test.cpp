@@ -31,34 +31,6 @@ TEST_F(LogTest, ASignalRotatesAtTheNextTickOnly) {
   EXPECT_THAT(asked, ElementsAre(0, 0, 1));
 }
 
-TEST_F(LogTest, MountsAreCheckedUntilTheyAreDone) {
-  static bool busy, done;
-  static int checks;
-  const logger_mgr::NetworkDrives drives{[] { return busy; }, [] { return done; },
-                                         [] { ++checks; }};
-  const struct {
-    int module;
-    bool main_sends, busy, done;
-    int checks;
-  } cases[] = {
-      {kMeasOwner, false, false, false, 1}, {kMeasOwner, false, true, false, 0},
-      {kMeasOwner, false, false, true, 0},  {kMainOwner, false, false, false, 0},
-      {kMainOwner, true, false, false, 1},
-  };
-  for (const auto& c : cases) {
-    busy = c.busy, done = c.done, checks = 0;
-    AsDaemon(
-        [&](logger_mgr& logger) {
-          logger.SetForceRotate(c.main_sends ? Send : nullptr);
-          logger.SetNetworkDrives(drives);
-          logger.CheckUpdate();
-          logger.SetForceRotate(nullptr);
-        },
-        c.module);
-    EXPECT_EQ(checks, c.checks);
-  }
-}
-
 TEST_F(LogTest, ACollectionWaitsForTheLogsAndRunsWhatTheScriptWrote) {
   const struct {
     const char* mode;

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <sstream>
 
 namespace {
@@ -17,24 +16,14 @@ TEST(NumberFile, OnlyNumbersOfTheRingAreTaken) {
   } cases[] = {
       {"1 1\n", 1},
       {"3 20\n0: /media/x\n", 20},
-      {"  7\t8", 8},
       {"", 0},
-      {"\n", 0},
       {"5", 0},
-      {"5 \n", 0},
-      {"moslog", 0},
       {"5 moslog", 0},
-      {"5 0", 0},
       {"5 21", 0},
-      {"0 5", 0},
-      {"5 -3", 0},
       {"-5 3", 0},
-      {"5 99999999999999999999", 0},
       {"99999999999999999999 5", 0},
-      {"5 " + std::to_string(INT_MIN), 0},
       {std::string("5\0 6", 4), 0},
       {std::string(1 << 20, '1'), 0},
-      {std::string(1 << 20, ' '), 0},
   };
   for (const auto& c : cases) {
     const auto numbers = ParseNumberFile(c.text);

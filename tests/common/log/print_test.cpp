@@ -78,26 +78,4 @@ TEST_F(LogTest, AFullDiskLeavesNoHalfLine) {
   EXPECT_EQ(whole, 10 - failed + 1);
 }
 
-TEST_F(LogTest, ShortLivedThreadsCountTowardsTheHundred) {
-  AsDaemon([&](logger_mgr& logger) {
-    logger.RotateLogFile(kReopenFlags, 1);  // so that every later look may ask again
-    Queue::RunAll();
-    Say(std::string(900, 'x'));
-    Say(std::string(900, 'x'));
-    Queue::asked = 0;
-    for (int i = 0; i < 200; ++i) {
-      std::thread([] { logger_mgr::print(acquisitionL, 7, 0, "filtered\n"); }).join();
-    }
-  });
-  EXPECT_GE(Queue::asked, 1);
-}
-
-TEST_F(LogTest, SpoilingSamplesIsForTwoLevelsOnly) {
-  for (int level : {0, 7, 100, 105, 110, 111}) {
-    logger_mgr::SetModuleLevel(acquisitionL, level);
-    EXPECT_EQ(logger_mgr::CorruptAcquisitionBeforeProcessing(), level == 100);
-    EXPECT_EQ(logger_mgr::CorruptAcquisitionAfterProcessing(), level == 110);
-  }
-}
-
 }  // namespace
