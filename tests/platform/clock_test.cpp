@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <csignal>
 #include <thread>
 
@@ -17,34 +16,6 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
-
-TEST(RealClock, TimespecsKeepTheirPartsInRange) {
-  for (const Nanoseconds time : {Nanoseconds(0), Nanoseconds(1999999999), Nanoseconds(-1)}) {
-    const timespec parts = ToTimespec(time);
-    EXPECT_GE(parts.tv_nsec, 0);
-    EXPECT_LT(parts.tv_nsec, 1000000000);
-    EXPECT_EQ(ToNanoseconds(parts), time);
-  }
-}
-
-TEST(RealClock, WaitEndsAtItsDeadline) {
-  RealClock clock;
-  std::mutex mutex;
-  std::condition_variable never;
-  std::unique_lock lock(mutex);
-  const Nanoseconds deadline = clock.Monotonic() + milliseconds(20);
-  while (clock.WaitUntil(never, lock, deadline)) {
-  }
-  EXPECT_GE(clock.Monotonic(), deadline);
-  clock.SleepFor(milliseconds(5));
-  EXPECT_GE(clock.Monotonic(), deadline + milliseconds(5));
-}
-
-TEST(RealClock, RefusesAPeriodOfZero) {
-  RealClock clock;
-  EXPECT_EQ(clock.StartTicks(Nanoseconds(0), [] {}), nullptr);
-  EXPECT_EQ(errno, EINVAL);
-}
 
 TEST(RealClock, TicksCountPeriods) {
   RealClock clock;
@@ -99,19 +70,6 @@ TEST(RealClock, LongCallbackIsOverlappedByTheNext) {
   });
   while (entered < 3) std::this_thread::yield();
   go = true;
-}
-
-TEST(Semaphore, CountsPosts) {
-  Semaphore semaphore(1);
-  EXPECT_TRUE(semaphore.TryWait());
-  EXPECT_FALSE(semaphore.TryWait());
-  std::jthread poster([&] {
-    semaphore.Post();
-    semaphore.Post();
-  });
-  semaphore.Wait();
-  semaphore.Wait();
-  EXPECT_FALSE(semaphore.TryWait());
 }
 
 TEST(Semaphore, TimedWaitRunsOnTheMachinesClock) {

@@ -6,8 +6,6 @@
 #include <string>
 #include <thread>
 
-#include "platform/real_clock.h"
-
 namespace platform {
 namespace {
 
@@ -30,48 +28,6 @@ TEST(FakeClock, RunsTicksInTheOrderOfTheirTimes) {
   EXPECT_EQ(order, "f20 f40 s50 f60 f80 s100 ");
   clock.AdvanceTo(FakeClock::kStart);  // never goes back
   EXPECT_EQ(clock.Monotonic(), FakeClock::kStart + milliseconds(100));
-}
-
-TEST(FakeClock, ReleasesSleepersWhoseTimeHasCome) {
-  FakeClock clock;
-  std::atomic<int> awake{0};
-  std::jthread early([&] {
-    clock.SleepFor(seconds(10));
-    ++awake;
-  });
-  std::jthread late([&] {
-    clock.SleepFor(seconds(20));
-    ++awake;
-  });
-  ASSERT_TRUE(clock.AwaitBlocked(2));
-  EXPECT_EQ(clock.NextDeadline(), FakeClock::kStart + seconds(10));
-  clock.Advance(seconds(10));
-  early.join();
-  EXPECT_EQ(awake, 1);
-  EXPECT_EQ(clock.Blocked(), 1U);
-  clock.Advance(seconds(10));
-}
-
-TEST(FakeClock, TimedWaitHearsEveryNotification) {
-  FakeClock clock;
-  std::mutex mutex;
-  std::condition_variable changed;
-  int turn = 0;
-  const Nanoseconds deadline = clock.Monotonic() + seconds(1);
-  std::jthread other([&] {
-    for (int i = 0; i < 200; ++i) {
-      std::unique_lock lock(mutex);
-      while (turn % 2 == 0) ASSERT_TRUE(clock.WaitUntil(changed, lock, deadline));
-      ++turn;
-      changed.notify_one();
-    }
-  });
-  for (int i = 0; i < 200; ++i) {
-    std::unique_lock lock(mutex);
-    while (turn % 2 == 1) ASSERT_TRUE(clock.WaitUntil(changed, lock, deadline));
-    ++turn;
-    changed.notify_one();
-  }
 }
 
 TEST(FakeClock, AutoAdvanceSleepsInNoTimeAndStillTicks) {
@@ -101,14 +57,6 @@ TEST(FakeClock, TickerWaitsForItsCallback) {
   while (!entered) std::this_thread::yield();
   ticker.reset();
   EXPECT_TRUE(left);
-}
-
-TEST(FakeClock, TimeOfDayRunsFromWhereItWasSet) {
-  FakeClock clock;
-  clock.Advance(seconds(5));
-  clock.SetRealtime({.tv_sec = 1000, .tv_nsec = 7});
-  clock.Advance(milliseconds(1500));
-  EXPECT_EQ(ToNanoseconds(clock.Realtime()), seconds(1001) + Nanoseconds(500000007));
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "platform/wire.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
@@ -21,20 +20,6 @@ class WireTest : public testing::Test {
   UniqueFd near_;
   UniqueFd far_;
 };
-
-TEST_F(WireTest, CarriesHeaderDataAndDescriptor) {
-  const UniqueFd file(::open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
-  const Header header{.op = Op::kMap, .sequence = 77, .value = -5, .error = ENODEV};
-  ASSERT_EQ(Send(near_.Get(), header, AsData(std::string_view("data")), file.Get()), 0);
-  Packet packet;
-  ASSERT_EQ(Receive(far_.Get(), packet), 0);
-  EXPECT_EQ(packet.header.op, Op::kMap);
-  EXPECT_EQ(packet.header.sequence, 77U);
-  EXPECT_EQ(packet.header.value, -5);
-  EXPECT_EQ(packet.header.error, ENODEV);
-  EXPECT_EQ(packet.Text(), "data");
-  EXPECT_GE(::fcntl(packet.descriptor.Get(), F_GETFD), FD_CLOEXEC);
-}
 
 TEST_F(WireTest, RefusesWhatIsNoPacket) {
   Header wrong_version{.version = 9};
