@@ -7,7 +7,6 @@
 #include "platform/fake_clock.h"
 #include "platform/local.h"
 #include "simulator/control.h"
-#include "simulator/i2c/si5338.h"
 #include "simulator/virtual_instrument.h"
 #include "tests/common/dev/sclk/rational.h"
 #include "tests/platform/temporary_root.h"
@@ -15,7 +14,6 @@
 namespace {
 
 using sclk_test::Rational;
-using testing::StartsWith;
 
 class VirtualClock : public testing::Test {
  protected:
@@ -57,29 +55,6 @@ TEST_F(VirtualClock, TheChipMakesTheFrequency) {
   ASSERT_EQ(spclk->SetSamplesPerCyc(512), 0);
   ASSERT_EQ(spclk->Update(0), 0);
   EXPECT_THAT(Chip("get clk0"), testing::HasSubstr(" = 13133413.8757"));
-}
-
-TEST_F(VirtualClock, AFaultyChipIsLeftOffAndComesBack) {
-  Dev::SpclkDev* spclk = Dev::SpclkDev::GetDevice();
-  ASSERT_NE(spclk, nullptr);
-  const struct {
-    const char* fault;
-    const char* cure;
-  } cases[] = {{"set lock_failures always", "set lock_failures 0"},
-               {"set reference off", "set reference 25000000"}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.fault);
-    ASSERT_EQ(Chip(c.fault), "ok");
-    EXPECT_EQ(spclk->Update(0), -5);
-    EXPECT_EQ(Chip("get clk0"), "ok unlocked");
-    ASSERT_EQ(Chip(c.cure), "ok");
-    clock.Advance(simulator::Si5338::kReferenceTime);  // polls take no time on this clock
-    ASSERT_EQ(spclk->Update(0), 0);
-    EXPECT_EQ(Chip("get clk0"), "ok 15728640 Hz");
-  }
-  ASSERT_EQ(Chip("set lock_failures 7"), "ok");
-  ASSERT_EQ(spclk->Update(0), 0);
-  EXPECT_EQ(Chip("get pll"), "ok locked");
 }
 
 }  // namespace
