@@ -1,9 +1,7 @@
 #include "common/msg/records/hmp_records.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "common/log/logger_mgr.h"
 #include "tests/common/msg/records/wire.h"
 
 namespace {
@@ -12,7 +10,6 @@ using test::As;
 using test::Bytes;
 using test::BytesOf;
 using test::WireRecord;
-using testing::HasSubstr;
 
 // A work buffer as the dispatcher hands it out, but dirty: the request's header, then what was
 // there.
@@ -22,16 +19,6 @@ Bytes DirtyBuffer(int opcode) {
   Bytes request = WireRecord(opcode, {9, 9});
   std::copy_n(request.begin(), 6, buffer.begin());
   return buffer;
-}
-
-TEST(Records, AckAlone) {
-  Bytes buffer = DirtyBuffer<Msg::HmpUpdTestParamRep>(0x04);
-  As<Msg::HmpUpdTestParamRep>(buffer)->SetAck();
-  EXPECT_EQ(buffer, WireRecord(-4, {6}));
-
-  buffer = DirtyBuffer<Msg::HmpUpdTestParamRep>(0x04);
-  As<Msg::HmpUpdTestParamRep>(buffer)->SetAckInProgress();
-  EXPECT_EQ(buffer, WireRecord(-4, {23}));
 }
 
 TEST(Records, AckWithData) {
@@ -133,44 +120,6 @@ TEST(Records, OpcodeTableHasTheSizesOfTheWireFormat) {
   for (int unknown : {0, 1, 2, 0x08, 0x47, 0xFC, 0xFE, 32767, -32768}) {
     EXPECT_EQ(Msg::FindMessage(static_cast<std::int16_t>(unknown)), nullptr) << unknown;
   }
-}
-
-std::string ShownAt(int level, const auto& record) {
-  Logger::logger_mgr::SetModuleLevel(Logger::msgL, level);
-  testing::internal::CaptureStderr();
-  record.Show(6);
-  Logger::logger_mgr::SetModuleLevel(Logger::msgL, 0);
-  return testing::internal::GetCapturedStderr();
-}
-
-TEST(Records, ShowEveryKindOfField) {
-  Bytes bytes =
-      WireRecord(0x1A, {1,    0,    0xFF, 0xFF, 3, 0, 0, 0, 0, 0, 0,    0,    0,    0,
-                        0x48, 0x42, 9,    0,    0, 0, 1, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF});
-  std::string log = ShownAt(6, *As<Msg::HmpSetSampParamReq>(bytes));
-  EXPECT_THAT(log, HasSubstr("<HmpSetSampParamReq src=1 dst=2 opcode=26 0x001A len=28 "
-                             "sigmeasrefclk=1 sigmeassclk=-1 sigmeasenclk0=3 "));
-  EXPECT_THAT(log, HasSubstr(" freq=50 adcclkpersamp=9 samppercyc=65536 "));
-  EXPECT_THAT(log, HasSubstr(" freqjumpsize=-2 "));
-  EXPECT_EQ(ShownAt(5, *As<Msg::HmpSetSampParamReq>(bytes)), "");
-
-  Msg::HmpFPDisplayReq display{};
-  std::memcpy(display.line1, "not ended, 16 ch", 16);
-  std::memcpy(display.line2, "a\nb%s", 5);
-  log = ShownAt(6, display);
-  EXPECT_THAT(log, HasSubstr(" line1=\"not ended, 16 ch\" line2=\"a.b%s\" "));
-  Msg::HmpSetTimeOfDayReq time{};
-  time.secondsSinceEpoch = 4294967295U;
-  EXPECT_THAT(ShownAt(6, time), HasSubstr("secondsSinceEpoch=4294967295 "));
-}
-
-TEST(Records, ShowALongRecordOverSeveralLinesWithoutLoss) {
-  Bytes bytes(sizeof(Msg::HmpTestRsltExtExtRep), 0xBB);
-  std::string log = ShownAt(6, *As<Msg::HmpTestRsltExtExtRep>(bytes));
-  for (const Msg::Field& field : Msg::LayoutOf<Msg::HmpTestRsltExtExtRep>::kLayout.fields) {
-    EXPECT_THAT(log, HasSubstr(std::string(" ") + field.name + "="));
-  }
-  EXPECT_THAT(log, testing::EndsWith("/>\n"));
 }
 
 }  // namespace

