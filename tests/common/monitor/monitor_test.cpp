@@ -53,10 +53,9 @@ TEST_F(MonitorTest, ExpiresAfterWholeTicks) {
     bool alarm;
     int ticks;  // to the first expiry
   } cases[] = {
-      {"2 s", 2, SECSE, false, 100},     {"20 ms", 20, MSECSE, false, 1},
-      {"1 ms", 1, MSECSE, false, 1},     {"21 ms", 21, MSECSE, false, 2},
+      {"2 s", 2, SECSE, false, 100},     {"21 ms", 21, MSECSE, false, 2},
       {"0 ms", 0, MSECSE, false, 1},     {"alarm 20 ms", 20, MSECSE, true, 2},
-      {"alarm 1 s", 1, SECSE, true, 51}, {"alarm 1 ms", 1, MSECSE, true, 2},
+      {"alarm 1 s", 1, SECSE, true, 51},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -73,22 +72,6 @@ TEST_F(MonitorTest, ExpiresAfterWholeTicks) {
     Tick(2 * c.ticks);
     EXPECT_EQ(probe.calls, c.alarm ? 1 : 4);
   }
-}
-
-TEST_F(MonitorTest, ARunningTimerIsNotArmedAgain) {
-  Probe probe("probe");
-  ASSERT_EQ(probe.Add(100, MSECSE), 0);
-  Tick(3);
-  int others = 0;
-  EXPECT_EQ(probe.timer.AddTimer(
-                10, SECSE, [](void* data) { return ++*static_cast<int*>(data); }, &others),
-            -1);
-  EXPECT_EQ(probe.timer.GetBackupCounter(), 100'000'000u);
-  EXPECT_EQ(probe.timer.GetCounter(), 40'000'000u);
-  Tick(2);
-  EXPECT_EQ(probe.calls, 1);
-  EXPECT_EQ(others, 0);
-  probe.timer.StopTimer();
 }
 
 TEST_F(MonitorTest, RefusesWhatIsNoTime) {
@@ -162,25 +145,6 @@ TEST_F(MonitorTest, ServesInTheOrderOfTheIdsWhateverTheCallbacksDo) {
   for (auto& probe : probes) probe->timer.StopTimer();
 }
 
-TEST_F(MonitorTest, AnAlarmCannotRearmItselfWithoutStoppingFirst) {
-  Probe probe("alarm");
-  std::vector<int> results;
-  probe.then = [&] {
-    results.push_back(probe.AddAlarm(20, MSECSE));
-    probe.timer.StopTimer();
-    results.push_back(probe.AddAlarm(20, MSECSE));
-    probe.then = nullptr;
-  };
-  ASSERT_EQ(probe.AddAlarm(20, MSECSE), 0);
-  Tick(2);
-  EXPECT_THAT(results, testing::ElementsAre(-1, 0));
-  Tick();
-  EXPECT_EQ(probe.calls, 1);
-  Tick(10);
-  EXPECT_EQ(probe.calls, 2);
-  EXPECT_FALSE(probe.timer.IsTimerAlive());
-}
-
 TEST_F(MonitorTest, ASlowCallbackEndsTheTicksWalk) {
   Probe first("first"), slow("slow"), last("last");
   slow.then = [this] { Take(milliseconds(20)); };
@@ -233,19 +197,6 @@ TEST_F(MonitorTest, ACallbackThatThrowsHarmsNobody) {
   for (Probe* probe : {&bad, &good}) probe->timer.StopTimer();
 }
 
-TEST_F(MonitorTest, ASlowAlarmIsTakenOutAtTheNextTick) {
-  Probe alarm("alarm");
-  alarm.then = [this] { Take(milliseconds(50)); };
-  ASSERT_EQ(alarm.AddAlarm(20, MSECSE), 0);
-  Tick(2);
-  EXPECT_EQ(alarm.calls, 1);
-  EXPECT_TRUE(alarm.timer.IsTimerAlive());
-  Tick();
-  EXPECT_FALSE(alarm.timer.IsTimerAlive());
-  Tick(10);
-  EXPECT_EQ(alarm.calls, 1);
-}
-
 TEST_F(MonitorTest, ACallbackThatStillRunsIsNotEnteredAgain) {
   Probe slow("slow"), other("other");
   slow.then = [this] { Tick(5); };  // ticks pass while it runs
@@ -272,18 +223,6 @@ TEST_F(MonitorTest, AnOkTimerHasATimerOfItsOwnAndCannotBeStopped) {
   Tick(20 * 6);  // twenty ticks, of which each takes five more
   EXPECT_EQ(ok.calls, 4);
   slow.timer.StopTimer();
-}
-
-TEST_F(MonitorTest, MissedTicksAreTakenOff) {
-  Probe probe("probe");
-  ASSERT_EQ(probe.Add(200, MSECSE), 0);
-  clock.SetOverrun(3);
-  probe.timer.ClearMissedOnes();
-  EXPECT_EQ(probe.timer.GetCounter(), 140'000'000u);
-  clock.SetOverrun(100);
-  probe.timer.ClearMissedOnes();
-  EXPECT_EQ(probe.timer.GetCounter(), 200'000'000u);  // at zero it is loaded anew
-  probe.timer.StopTimer();
 }
 
 TEST_F(MonitorTest, ThreadsMayAddStopAndResetWhileItTicks) {
