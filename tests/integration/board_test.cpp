@@ -79,10 +79,10 @@ TEST(Board, ADamagedChannelHasTheDefaultRangesAndTheOtherItsOwn) {
   const std::string good[] = {Factors(bench, 0), Factors(bench, 1)};
   const std::string chip = "i2c.MEAS_CH1.EE24LC32";
   const std::vector<std::vector<std::string>> damages = {
-      {"memory", chip, "flip", "0", "3"},    {"memory", chip, "flip", "7", "0"},
-      {"memory", chip, "flip", "2000", "5"}, {"memory", chip, "blank"},
-      {"memory", chip, "truncate", "1500"},  {"fault", chip, "off"},
-      {"set", chip + ".fail_after", "100"},  {"fault", chip, "garbage"},
+      {"memory", chip, "flip", "2000", "5"},
+      {"memory", chip, "blank"},
+      {"fault", chip, "off"},
+      {"set", chip + ".fail_after", "100"},
   };
   for (const auto& damage : damages) {
     SCOPED_TRACE(testing::PrintToString(damage));
@@ -125,31 +125,6 @@ TEST(Board, StartsWithoutAChannelBoard) {
   EXPECT_EQ(Get(bench, "i2c.MEAS_CH1.SC18IS602B.config"), "ok 0x81E240\n");
   EXPECT_THAT(bench.daemon->Output(), HasSubstr("GetCPLDID(ACQ_CH2) returned invalid ID:0x0000"));
   EXPECT_EQ(bench.Host({"versions"}).status, 0);
-}
-
-TEST(Board, TheGatewayAnswersOnItsPort) {
-  Bench bench;
-  bench.StartDaemon();
-  // read register 7 of device 0, which hangs on another module
-  const test::Result answer =
-      test::RunProgram("q5host", {"--connect", "tcp://" + bench.AddressOf("meas") + ":3100",
-                                  "--json",    "send",
-                                  "00",        "00",
-                                  "50",        "00",
-                                  "16",        "00",
-                                  "00",        "00",
-                                  "01",        "00",
-                                  "00",        "00",
-                                  "07",        "00",
-                                  "00",        "00",
-                                  "00",        "00",
-                                  "00",        "00",
-                                  "00",        "00",
-                                  "00",        "00",
-                                  "00",        "00",
-                                  "00",        "00"});
-  EXPECT_EQ(answer.status, 1) << answer.output;
-  EXPECT_THAT(answer.output, HasSubstr("\"result\": 1"));
 }
 
 }  // namespace

@@ -275,21 +275,6 @@ TEST_F(Measure, DirectSources) {
   }
 }
 
-TEST_F(Measure, AHostThatFallsSilent) {
-  {
-    const auto transport = Connect("host");
-    std::ostringstream out;
-    host::Session session(*transport, false, out, out);
-    host::MeasurementRun run(session);
-    ASSERT_TRUE(StartTest(run, BushingPlan()));
-    std::this_thread::sleep_for(std::chrono::seconds(9));
-    // the daemon has ended the test by itself
-    EXPECT_NE(bench_.daemon->Output().find("Do mos recovery"), std::string::npos);
-  }
-  MissHost();
-  ExpectRightMeasurement();
-}
-
 TEST_F(Measure, TwoHostsAtOnce) {
   std::atomic<bool> done = false;
   std::atomic<int> answers = 0;

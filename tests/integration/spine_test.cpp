@@ -31,15 +31,6 @@ TEST(Spine, HostIsAnsweredOnBothRoads) {
   }
 }
 
-TEST(Spine, InTheForegroundTheDriverGetsNoProcessId) {
-  Bench bench;
-  bench.StartDaemon();
-  const Result pid = bench.Control({"get", "fpga.pid"});
-  EXPECT_EQ(pid.status, 0);
-  EXPECT_EQ(pid.output.find(std::to_string(bench.daemon->pid())), std::string::npos);
-  EXPECT_FALSE(std::filesystem::exists(bench.root / "tmp/moslock"));
-}
-
 TEST(Spine, DaemonLeavesItsFilesAndItsLock) {
   Bench bench;
   ASSERT_EQ(test::RunProgram("mos", {}, bench.environment()).status, 0);
@@ -68,27 +59,6 @@ TEST(Spine, DaemonLeavesItsFilesAndItsLock) {
   EXPECT_EQ(::kill(pid, 0), 0);
   EXPECT_EQ(bench.Host({"progress"}).status, 0);
   ::kill(pid, SIGKILL);
-}
-
-TEST(Spine, KilledDaemonStartsAgain) {
-  Bench bench;
-  for (int i = 0; i < 3; ++i) {
-    bench.StartDaemon();
-    bench.daemon->Signal(SIGKILL);
-    EXPECT_EQ(bench.daemon->Wait(), 128 + SIGKILL);
-  }
-  bench.StartDaemon();
-  EXPECT_EQ(bench.Host({"progress"}).status, 0);
-}
-
-TEST(Spine, SecondSigtermEndsTheDaemon) {
-  Bench bench;
-  bench.StartDaemon();
-  bench.daemon->Signal(SIGTERM);
-  EXPECT_EQ(bench.Host({"progress"}).status, 0);
-  EXPECT_TRUE(bench.daemon->Running());
-  bench.daemon->Signal(SIGTERM);
-  EXPECT_EQ(bench.daemon->Wait(), 128 + SIGTERM);
 }
 
 TEST(Spine, InTheForegroundALostReaderEndsNothing) {

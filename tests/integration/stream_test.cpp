@@ -63,6 +63,31 @@ TEST_F(Stream, StandsStillInATest) {
   ExpectRightMeasurement();
 }
 
+// What spoils the stream under a test has gone with the next one.
+TEST_F(Stream, IsReadRightAfterWhateverSpoiltIt) {
+  const std::vector<std::string> commands[] = {
+      {"set", "samples.corrupt", "over-range 2 end 1"},
+      {"set", "samples.corrupt", "busy both 100 300"},
+      {"set", "samples.corrupt", "sync 1 1000 1"},
+      {"set", "samples.corrupt", "sequence 2 0 1024 2"},
+      {"set", "samples.jump", "40"},
+      {"set", "samples.jump", "-6"},
+      {"fault", "samples", "garbage"},
+      {"fault", "samples", "delayed", "50"},
+      {"set", "samples.corrupt", "fault 1 17 5 3"},
+  };
+  test::Process host("q5host", LongTest());
+  ASSERT_TRUE(AwaitProgress("valid data")) << host.Output();
+  for (const auto& command : commands) {
+    ASSERT_EQ(bench_.Control(command).status, 0) << command.back();
+    std::this_thread::sleep_for(Milliseconds(300));
+    if (command[0] == "fault") bench_.Control({"fault", "samples", "ok"});
+  }
+  host.Signal(SIGINT);
+  ASSERT_TRUE(host.Wait()) << host.Output();
+  ExpectRightMeasurement();
+}
+
 TEST_F(Stream, TheInstrumentRestartsInATest) {
   test::Process host("q5host", LongTest());
   ASSERT_TRUE(AwaitProgress("valid data")) << host.Output();

@@ -209,27 +209,12 @@ TEST_F(Validity, AVoltageThatStaysIsNotCalledGone) {
   }
 }
 
-TEST_F(Validity, ARangeThatDoesNotExistIsRefused) {
-  bench_.StartDaemon();
-  for (const char* option : {"--range-current", "--range-voltage"}) {
-    ExpectNothing({"--via", "host", "measure", "--voltage", "10000", option, "99"}, "99");
-  }
-  ExpectRight(kBushing);
-}
-
 TEST_F(Validity, AChannelWithoutCalibrationMeasuresNothing) {
   Control({"memory", "i2c.MEAS_CH2.EE24LC32", "blank"});
   bench_.StartDaemon();
   for (const Plan* plan : {&kBushing, &kSlow, &kBushing}) {
     ExpectNothing(Measure(*plan, "1"), "NAK_MCODE_EEPROMXML");
   }
-}
-
-TEST_F(Validity, WithoutAConfigurationTheLogSaysThatNothingIsCorrected) {
-  std::filesystem::remove(bench_.root / "varek/config/varekconfig.cfg");
-  bench_.StartDaemon();
-  EXPECT_NE(bench_.daemon->Output().find("results are not corrected"), std::string::npos)
-      << bench_.daemon->Output();
 }
 
 TEST_F(Validity, TheLogOfAGoodTestHasNoError) {

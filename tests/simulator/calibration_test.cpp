@@ -129,68 +129,6 @@ TEST(Calibration, OlderBoardsHoldThePhaseThatIsSubtracted) {
   }
 }
 
-TEST(Calibration, GainStepsBetweenRangesAreOfTen) {
-  const ChannelHardware hardware = Shipped("meas1.json");
-  const auto table = hardware.Range(InputMode::kAcdcCurrent, 0x2E);
-  const auto beyond = hardware.Range(InputMode::kAcdcCurrent, 0x32);
-  ASSERT_TRUE(table && beyond);
-  EXPECT_NEAR(table->Scale() / beyond->Scale(), 10, 1e-9);
-  EXPECT_NEAR(beyond->offset / table->offset, 10, 1e-9);
-}
-
-TEST(Calibration, TheRawImageHoldsWhatTheXmlTells) {
-  EepromDocument document = Filled(Shipped("meas2.json"));
-  std::vector<std::uint8_t> image;
-  ASSERT_EQ(document.Encode(image), "");
-  const auto word = [&](std::size_t at) { return image.at(at) | image.at(at + 1) << 8; };
-  // the header's last word is where the last block starts, and that block's length ends the image
-  const auto& header = document.Blocks().front();
-  const std::size_t last = static_cast<std::size_t>(word(header.fields.back().address));
-  EXPECT_EQ(image.size(), last + static_cast<std::size_t>(word(last + 3)));
-  std::size_t next_word = header.fields.back().address - 4;
-  std::size_t checks = 0;
-  std::size_t floats = 0;
-  for (const auto& block : document.Blocks()) {
-    const auto start = block.address == "0" ? 0 : static_cast<std::size_t>(word(next_word));
-    if (block.address != "0") next_word += 2;
-    for (const auto& field : block.fields) {
-      if (field.format == "CHECK") {
-        int sum = word(start + field.address);
-        for (auto i = field.check_from; i <= field.check_to; ++i) sum += image.at(start + i);
-        EXPECT_EQ(sum & 0xFFFF, 0) << field.name;
-        EXPECT_EQ(std::stoi(document.Content(field), nullptr, 16), word(start + field.address));
-        ++checks;
-      } else if (field.count > 0) {
-        std::vector<float> stored(field.count);
-        std::memcpy(stored.data(), &image.at(start + field.address), 4 * field.count);
-        EXPECT_EQ(stored, Floats(document.Content(field))) << field.name;
-        ++floats;
-      } else if (field.format == "ASCII") {
-        const auto* text = reinterpret_cast<const char*>(&image.at(start + field.address));
-        EXPECT_EQ(std::string(text), document.Content(field));
-        EXPECT_EQ(image.at(start + field.address + field.size - 1), 0);
-      }
-    }
-  }
-  EXPECT_EQ(checks, 4U);
-  EXPECT_EQ(floats, 2U * 39);
-}
-
-TEST(Record, EverySingleBitThatFlipsIsFound) {
-  EepromDocument document = Filled(Shipped("meas1.json"));
-  std::vector<std::uint8_t> image;
-  ASSERT_EQ(MakeImage("compressed", document, image), "");
-  std::string xml;
-  ASSERT_EQ(UnpackRecord(image, xml), "");
-  EXPECT_EQ(xml, document.Text());
-  for (std::size_t bit = 0; bit < 8 * image.size(); ++bit) {
-    image[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
-    EXPECT_NE(UnpackRecord(image, xml), "") << "bit " << bit;
-    image[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
-  }
-  EXPECT_EQ(UnpackRecord(image, xml), "");
-}
-
 TEST(Record, ProblemsAreNamed) {
   std::vector<std::uint8_t> image;
   ASSERT_EQ(PackRecord("<File>some text</File>", image), "");

@@ -63,19 +63,6 @@ TEST_F(ChannelBoardTest, WritesShowInTheStatusFrame) {
   EXPECT_TRUE(front_end.powered);
 }
 
-TEST_F(ChannelBoardTest, TheOlderGenerationHasNoTestModeAndItsRangeElsewhere) {
-  config_.cpld[0] = {CpldId::k0985, 0x3030};
-  Start();
-  Spi({0x08, 0x6A}, 1);
-  Settle();
-  EXPECT_EQ(Write(2, kBridge, {0x08, 0x55, 0x00, 0x0A}), 4);
-  EXPECT_EQ(Status(), 0);  // nothing was accepted, so nothing is busy
-  const Bytes frame = StatusFrame();
-  EXPECT_EQ(frame[4], 0x6A);
-  EXPECT_EQ(frame[5], 0);
-  EXPECT_EQ(frame[9], 0);
-}
-
 TEST_F(ChannelBoardTest, WritesDoNotTakeWhileItIsBusy) {
   Start();
   SetValue("busy_ms", "70");

@@ -6,7 +6,6 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <zmq.h>
 
 #include <chrono>
 #include <memory>
@@ -18,6 +17,7 @@
 #include "common/msg/records/major_codes.h"
 #include "platform/real_clock.h"
 #include "simulator/listeners.h"
+#include "tests/libs/zmb/zmb_fixture.h"
 
 namespace simulator {
 namespace {
@@ -33,64 +33,27 @@ std::string Record(char name, std::int16_t length = 1) {
   return record;
 }
 
+using zmb_test::Frames;
+
 /// The measurement daemon's end of the bus.
-class BusPeer {
+class BusPeer : public zmb_test::Peer {
  public:
-  BusPeer() : context_(zmq_ctx_new()) { Open("tcp://127.0.0.1:*"); }
-  ~BusPeer() {
-    Close();
-    zmq_ctx_term(context_);
+  BusPeer() : Peer(ZMQ_ROUTER) {
+    SetTimeout(kPatienceMs);
+    Bind(endpoint_);
   }
-  void Open(const std::string& endpoint) {
-    socket_ = zmq_socket(context_, ZMQ_ROUTER);
-    const int none = 0;
-    zmq_setsockopt(socket_, ZMQ_LINGER, &none, sizeof none);
-    const int patience = kPatienceMs;
-    zmq_setsockopt(socket_, ZMQ_RCVTIMEO, &patience, sizeof patience);
-    // the port of a socket that was closed is free a moment later
-    for (int tries = 0; zmq_bind(socket_, endpoint.c_str()) != 0; ++tries) {
-      if (tries == kPatienceMs) std::abort();
-      ::poll(nullptr, 0, 1);
-    }
-  }
-  void Close() { zmq_close(socket_); }
-
-  std::string Endpoint() const {
-    char text[64];
-    std::size_t size = sizeof text;
-    zmq_getsockopt(socket_, ZMQ_LAST_ENDPOINT, text, &size);
-    return text;
-  }
-
-  using Frames = std::vector<std::string>;
-  Frames Receive() {
-    Frames frames;
-    int more = 1;
-    while (more != 0) {
-      char data[40000];
-      const int size = zmq_recv(socket_, data, sizeof data, 0);
-      if (size < 0) return {};
-      frames.emplace_back(data, static_cast<std::size_t>(size));
-      std::size_t option = sizeof more;
-      zmq_getsockopt(socket_, ZMQ_RCVMORE, &more, &option);
-    }
-    return frames;
-  }
+  const std::string& Endpoint() const { return endpoint_; }
   bool Waits(int milliseconds) {
-    zmq_pollitem_t item{socket_, 0, ZMQ_POLLIN, 0};
+    zmq_pollitem_t item{Socket(), 0, ZMQ_POLLIN, 0};
     return zmq_poll(&item, 1, milliseconds) > 0;
   }
   void Reply(Frames frames, const std::string& payload) {
     frames.back() = payload;
-    for (std::size_t i = 0; i < frames.size(); ++i) {
-      const int more = i + 1 < frames.size() ? ZMQ_SNDMORE : 0;
-      zmq_send(socket_, frames[i].data(), frames[i].size(), more);
-    }
+    Send(frames);
   }
 
  private:
-  void* context_;
-  void* socket_;
+  const std::string endpoint_ = zmb_test::TcpAddress(zmb_test::FreePort());
 };
 
 class Host {
@@ -144,7 +107,7 @@ class EthbTest : public testing::Test {
         if (::poll(&entry, 1, 10) != 0) break;  // turned away
       }
       if (!bus_.Waits(0)) continue;
-      bus_.Reply(bus_.Receive(), "next");
+      bus_.Reply(bus_.Recv(), "next");
       return next->Receive(4) == "next" ? std::move(next) : nullptr;
     }
     return nullptr;
@@ -152,7 +115,7 @@ class EthbTest : public testing::Test {
   /// One record all the way and back.
   void ExpectService(Host& host) {
     ASSERT_TRUE(host.Send(Record('s')));
-    const auto request = bus_.Receive();
+    const auto request = bus_.Recv();
     ASSERT_EQ(request.size(), 4U);
     EXPECT_EQ(request.back(), Record('s'));
     bus_.Reply(request, "good");
@@ -171,9 +134,9 @@ TEST_F(EthbTest, CarriesRecordsAndTheirReplies) {
   const std::string stream = Record('a') + Record('b', 32767) + Record('c', 0);
   ASSERT_TRUE(host.Send(stream.substr(0, 11)));
   ASSERT_TRUE(host.Send(stream.substr(11)));
-  std::vector<BusPeer::Frames> requests;
+  std::vector<Frames> requests;
   for (const std::string& record : {Record('a'), Record('b', 32767), Record('c', 0)}) {
-    requests.push_back(bus_.Receive());
+    requests.push_back(bus_.Recv());
     ASSERT_EQ(requests.back().size(), 4U);  // identity, delimiter, descriptor, payload
     EXPECT_EQ(requests.back()[1], "");
     EXPECT_EQ(requests.back()[3], record);
@@ -206,11 +169,11 @@ TEST_F(EthbTest, ServesOneHostAtATimeAndTellsASecondWhy) {
 }
 
 TEST_F(EthbTest, ForgetsTheRepliesOfAHostThatLeft) {
-  BusPeer::Frames request;
+  Frames request;
   {
     Host host(listener_);
     ASSERT_TRUE(host.Send(Record('x')));
-    request = bus_.Receive();
+    request = bus_.Recv();
     ASSERT_EQ(request.size(), 4U);
   }
   const auto next = NextHost();
@@ -222,8 +185,8 @@ TEST_F(EthbTest, ForgetsTheRepliesOfAHostThatLeft) {
 TEST_F(EthbTest, BrokenStreamIsAnsweredThenClosed) {
   Host host(listener_);
   ASSERT_TRUE(host.Send(Record('a') + std::string("\1\2\3\0\xFF\xFF more", 11)));
-  const auto good = bus_.Receive();
-  const auto bad = bus_.Receive();
+  const auto good = bus_.Recv();
+  const auto bad = bus_.Recv();
   ASSERT_EQ(bad.size(), 4U);
   EXPECT_EQ(bad[3], std::string("\1\2\3\0\xFF\xFF\0\0", 8));
   bus_.Reply(good, "good");

@@ -198,29 +198,5 @@ TEST_F(FpgaTest, TheEstimatorCountsLineCycles) {
   EXPECT_FALSE(complete());
 }
 
-TEST_F(FpgaTest, TheTrackerLocksWithinItsPull) {
-  Start60Hz();
-  const auto track = [&](const std::string& hertz) {
-    EXPECT_EQ(Control("set line.frequency " + hertz), "ok");
-    clock_.Advance(60s);
-    return (ReadFpga(kLineSync) & 0x4000U) != 0;
-  };
-  WriteFpga(90, 100);
-  WriteFpga(96, 64);  // pulses of 1/65536 of a cycle, every 2 line cycles: 488 ppm
-  WriteFpga(kWformCtrl, 0x2010);
-  EXPECT_FALSE(track("60"));  // not enabled
-  WriteFpga(kLineSync, 0x2000);
-  EXPECT_TRUE(track("60"));
-  EXPECT_EQ(ReadFpga(92), 0U);
-  EXPECT_EQ(ReadFpga(98), 0U);
-  EXPECT_TRUE(track("60.02"));   // 333 ppm
-  EXPECT_EQ(ReadFpga(98), 44U);  // 333/488 of 64 pulses, rounded up
-  EXPECT_FALSE(track("60.04"));  // 667 ppm
-  EXPECT_EQ(ReadFpga(98), 64U);
-  EXPECT_TRUE(track("59.99"));
-  WriteFpga(kWformCtrl, 0x0010);
-  EXPECT_FALSE(track("60"));
-}
-
 }  // namespace
 }  // namespace simulator

@@ -1,29 +1,19 @@
 // The devices of the virtual instrument, through the back end that the daemon's own tests use.
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <limits>
-#include <thread>
-
-#include "platform/local.h"
-#include "simulator/control.h"
-#include "simulator/virtual_instrument.h"
-#include "tests/platform/test_instrument.h"
+#include "platform/fpga_driver.h"
+#include "tests/simulator/i2c_fixture.h"
 
 namespace simulator {
 namespace {
 
-class InstrumentTest : public testing::Test {
+class InstrumentTest : public I2cTest {
  protected:
   explicit InstrumentTest(Module module = Module::kMeas) {
     config_.module = module;
-    config_.seed = 42;
-    instrument_.emplace(config_, root_.Path(), clock_);
-    backend_.emplace(*instrument_, clock_, root_.Path());
-    EXPECT_EQ(instrument_->Problem(), "");
-    fd_ = backend_->Open("/dev/q5fpga0", O_RDWR, 0);
+    Start();
+    fd_ = backend_->Open(Dev::kFpgaDevicePath, O_RDWR, 0);
     EXPECT_GE(fd_, 0);
   }
 
@@ -35,9 +25,6 @@ class InstrumentTest : public testing::Test {
   int Write(std::int32_t offset, std::uint32_t value) {
     Dev::FpgaCmd command{Dev::FPGA_REG, offset, value, 0, 0};
     return backend_->Ioctl(fd_, Dev::Q5FPGA_CMD_WR, &command) < 0 ? -errno : 0;
-  }
-  std::string Control(std::string_view line) {
-    return AnswerControlLine(instrument_->Units(), line);
   }
   std::string ReadFile(const char* path) {
     const int fd = backend_->Open(path, O_RDONLY, 0);
@@ -51,11 +38,6 @@ class InstrumentTest : public testing::Test {
     return text;
   }
 
-  platform::TemporaryRoot root_;
-  platform::FakeClock clock_;
-  Config config_;
-  std::optional<VirtualInstrument> instrument_;
-  std::optional<platform::LocalBackend> backend_;
   int fd_ = -1;
 };
 

@@ -64,22 +64,6 @@ TEST_F(SampleTest, AReadEndsWhenSamplingDoes) {
   backend_->Close(other);
 }
 
-TEST_F(SampleTest, SpeedAndClockSetThePace) {
-  config_.speed = 2.5;
-  Start60Hz();
-  StartSampling();
-  clock_.Advance(1s);
-  EXPECT_EQ(Control("get samples.counter"), "ok 150");
-  Request(Dev::Q5FPGA_CMD_WR, 6, 0x0800 | 0x0180 | 0x20);  // converter / 16
-  clock_.Advance(1s);
-  EXPECT_EQ(Control("get samples.counter"), "ok 225");
-  ASSERT_EQ(SetChip("pll lost"), "ok");
-  instrument_->Update();
-  clock_.Advance(1s);
-  EXPECT_EQ(Control("get samples.counter"), "ok 225");
-  EXPECT_EQ(Control("get samples.rate"), "ok off");
-}
-
 TEST_F(SampleTest, WordsAreSpoiledAsAsked) {
   struct Case {
     const char* corruption;

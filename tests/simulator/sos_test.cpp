@@ -134,66 +134,6 @@ TEST_F(SosTest, DrivesWhatTheSourceWordSays) {
   }
 }
 
-TEST_F(SosTest, RampsAndGoesThroughZeroForAnotherWave) {
-  StartModules();
-  Run(kLv, 100);
-  Hear(SetUpVoltage(kLv, 200));  // a set-up in the middle of a test ends it
-  EXPECT_FALSE(Source().on);
-  Hear(Update(50));
-  Hear(Plain(Msg::HMP_START_TEST));
-  EXPECT_FALSE(Source().on);  // still on the way down
-  Pass(270);
-  EXPECT_TRUE(Source().on);
-  EXPECT_EQ(Source().ramp, 50 / 0.25);
-
-  Hear(Update(200));
-  EXPECT_EQ(Source().amplitude, 200);  // the same wave: straight to the new target
-  EXPECT_TRUE(Source().on);
-  for (const auto& update : {Update(200, 60, 1), Update(200, 50, 1)}) {
-    Hear(update);
-    EXPECT_FALSE(Source().on);
-    Pass(200);
-    EXPECT_FALSE(Source().on);
-    Pass(100);
-    EXPECT_TRUE(Source().on);
-  }
-  EXPECT_EQ(Source().degrees, 180);
-}
-
-TEST_F(SosTest, NothingChangesWithoutARightRecordInItsPlace) {
-  StartModules();
-  SourceSettings by_hand = Source();
-  by_hand.amplitude = 7;
-  instrument_->Source().Set(by_hand);
-  auto damaged = SetUpVoltage(kLv, 100);
-  damaged[18] ^= std::byte{1};
-  auto long_record = SetUpVoltage(kLv, 100);
-  long_record[5] = std::byte{0x7F};
-  const std::vector<std::vector<std::byte>> strange = {
-      {std::byte{3}},      damaged, long_record, Plain(Msg::HMP_INI_TEST_PARAM), Update(50),
-      SetUpVoltage(1, 100)};
-  for (const auto& record : strange) {
-    Hear(record);
-    Hear(Plain(Msg::HMP_START_TEST));
-    Pass(5);
-    EXPECT_EQ(State(), "ok idle");
-    EXPECT_EQ(Source(), by_hand);
-  }
-
-  Hear(SetUpVoltage(kLv, 100));
-  Hear(Plain(Msg::HMP_START_TEST));
-  EXPECT_EQ(State(), "ok set up");
-  constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-  const std::vector<std::vector<std::byte>> refused = {Update(101), Update(-1), Update(50, 1000.1F),
-                                                       Update(50, kNan), UpdateCurrent(50)};
-  for (const auto& record : refused) {
-    Hear(record);
-    EXPECT_EQ(State(), "ok set up");
-  }
-  Hear(Update(100, 1000));
-  EXPECT_EQ(State(), "ok ready");
-}
-
 // Each record twice, 7 s apart: what counts as a sign of life holds the test.
 TEST_F(SosTest, AHostThatShowsNoSignOfLifeEndsTheTest) {
   StartModules();
