@@ -33,11 +33,9 @@ class Live : public testing::Test {
     fs::create_directories(root_.Path() + "/tmp");
   }
 
-  test::MeasuringDaemon::Outcome Host(std::vector<std::string> words) {
-    std::ostringstream out, err;
+  test::Outcome Host(std::vector<std::string> words) {
     words.insert(words.begin(), {"--root", root_.Path()});
-    const ExitStatus status = host::RunHost(words, out, err);
-    return {status, out.str(), err.str()};
+    return test::Host(words);
   }
   std::string Ipc() const { return "ipc://" + root_.Path() + "/tmp/Mos.MeasMgr.ipc"; }
   std::string File(int client) const {

@@ -37,13 +37,19 @@ Bytes NakReply(int opcode, int code, int module) {
 MeasuringDaemon::MeasuringDaemon()
     : peer_("tcp://127.0.0.1:*", [this](const Bytes& request) { return Answer(request); }) {}
 
-MeasuringDaemon::Outcome MeasuringDaemon::Run(std::vector<std::string> words) {
-  // the peer's thread sees from now on what the test has changed
-  { const std::lock_guard lock(guard_); }
+Outcome Host(const std::vector<std::string>& words) {
   std::ostringstream out, err;
-  words.insert(words.begin(), {"--connect", peer_.uri(), "--timeout", std::to_string(timeout_ms)});
   const host::ExitStatus status = host::RunHost(words, out, err);
   return {status, out.str(), err.str()};
+}
+
+Outcome MeasuringDaemon::Run(const std::string& line) {
+  // the peer's thread sees from now on what the test has changed
+  { const std::lock_guard lock(guard_); }
+  std::vector<std::string> words{"--connect", peer_.uri(), "--timeout", std::to_string(timeout_ms)};
+  std::istringstream text(line);
+  for (std::string word; text >> word;) words.push_back(word);
+  return Host(words);
 }
 
 std::vector<int> MeasuringDaemon::Opcodes() {

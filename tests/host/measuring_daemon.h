@@ -17,17 +17,20 @@ Bytes NakReply(int opcode, int code, int module = 2);
 
 float FloatAt(const Bytes& bytes, std::size_t offset);
 
+struct Outcome {
+  host::ExitStatus status;
+  std::string out;
+  std::string err;
+};
+/// A q5host command.
+Outcome Host(const std::vector<std::string>& words);
+
 class MeasuringDaemon {
  public:
   MeasuringDaemon();
 
-  struct Outcome {
-    host::ExitStatus status;
-    std::string out;
-    std::string err;
-  };
-  /// A q5host command on this daemon.
-  Outcome Run(std::vector<std::string> words);
+  /// A q5host command on this daemon, its words between blanks.
+  Outcome Run(const std::string& line);
 
   /// The opcodes that were asked, each run of the same as one.
   std::vector<int> Opcodes();

@@ -6,7 +6,6 @@
 #include <unistd.h>
 #include <zmq.h>
 
-#include <algorithm>
 #include <stdexcept>
 
 namespace test {
@@ -62,8 +61,6 @@ sockaddr_in AddressOf(const std::string& text, int port) {
 
 }  // namespace
 
-const Bytes RouterPeer::kStale = {'s', 't', 'a', 'l', 'e'};
-
 RouterPeer::RouterPeer(const std::string& uri, Script script)
     : context_(zmq_ctx_new()), socket_(zmq_socket(context_, ZMQ_ROUTER)) {
   if (zmq_bind(socket_, uri.c_str()) != 0) throw std::runtime_error("cannot bind " + uri);
@@ -85,11 +82,6 @@ void RouterPeer::Serve(const Script& script) {
     for (const Bytes& reply : script(frames.back())) {
       std::vector<Bytes> answer = frames;
       answer.back() = reply;
-      if (std::equal(kStale.begin(), kStale.end(), reply.begin(),
-                     reply.begin() + static_cast<long>(std::min(reply.size(), kStale.size())))) {
-        answer.back().erase(answer.back().begin(), answer.back().begin() + 5);
-        answer.at(2).push_back('0');
-      }
       SendFrames(socket_, answer);
     }
   }

@@ -23,16 +23,13 @@ using Script = std::function<std::vector<Bytes>(const Bytes& request)>;
 
 class RouterPeer {
  public:
-  /// Binds `uri`; a TCP port of "*" is a free one. The replies carry the request's frames; one that
-  /// begins with kStale carries another descriptor, and the mark is not sent.
+  /// Binds `uri`; a TCP port of "*" is a free one. The replies carry the request's frames.
   RouterPeer(const std::string& uri, Script script);
   ~RouterPeer();
   RouterPeer(const RouterPeer&) = delete;
   RouterPeer& operator=(const RouterPeer&) = delete;
 
   const std::string& uri() const { return uri_; }
-
-  static const Bytes kStale;
 
  private:
   void Serve(const Script& script);

@@ -20,6 +20,8 @@ namespace {
 
 using host::ExitStatus;
 using test::Bytes;
+using test::Host;
+using test::Outcome;
 using test::Record;
 using test::RouterPeer;
 using test::Script;
@@ -27,19 +29,6 @@ using test::TcpPeer;
 using testing::HasSubstr;
 
 constexpr char kAnyPort[] = "tcp://127.0.0.1:*";
-
-struct Outcome {
-  ExitStatus status;
-  std::string out;
-  std::string err;
-};
-
-Outcome Host(const std::vector<std::string>& words) {
-  std::ostringstream out;
-  std::ostringstream err;
-  ExitStatus status = host::RunHost(words, out, err);
-  return {status, out.str(), err.str()};
-}
 
 // The progress reply with this first status word.
 Bytes Progress(int status) {
@@ -132,18 +121,6 @@ TEST_P(BothRoads, LateReplyIsNotTakenForTheNext) {
   }
 }
 
-TEST(Bus, ReplyWithAnotherDescriptorIsDropped) {
-  RouterPeer peer(kAnyPort, [](const Bytes&) {
-    Bytes stale = RouterPeer::kStale;
-    Bytes other = Progress(1);
-    stale.insert(stale.end(), other.begin(), other.end());
-    return std::vector<Bytes>{stale, Progress(2)};
-  });
-  Outcome run = Host({"--connect", peer.uri(), "progress"});
-  EXPECT_EQ(run.status, ExitStatus::kOk);
-  EXPECT_EQ(run.out, "channel status  0x0002, Ramping\n");
-}
-
 TEST(Stream, TellsATruncatedReplyFromNone) {
   Bytes cut = Progress(0);
   cut.resize(20);
@@ -199,26 +176,6 @@ TEST(Bus, ADaemonThatEndsIsNoticedAtOnce) {
   RouterPeer restarted(uri, Daemon);
   EXPECT_EQ(transport->Ask(Record(0x46)).status, ExitStatus::kOk);
   std::filesystem::remove_all(directory);
-}
-
-TEST(Send, PrintsTheReplyInHexAndInWords) {
-  RouterPeer peer(kAnyPort, Daemon);
-  Outcome run = Host({"--connect", peer.uri(), "send", "00 00", "4600", "0000"});
-  EXPECT_EQ(run.status, ExitStatus::kOk);
-  EXPECT_THAT(run.out, HasSubstr("request  00 00 46 00 00 00 46 00\n"
-                                 "         HmpAckProgressReq: poll of progress\n"
-                                 "reply    00 00 BA FF 29 00 06 21 84 00"));
-  EXPECT_THAT(run.out, HasSubstr("ACK, HmpAckProgressRep\n  status  [-31711 0 0"));
-
-  run = Host({"--connect", peer.uri(), "send", "00 00 2A 00 00 00"});
-  EXPECT_EQ(run.status, ExitStatus::kNak);
-  EXPECT_THAT(
-      run.out,
-      HasSubstr("refused by the measurement module:\n  NAK_MCODE_UNKNOWNMSG (448, 0x1C0)\n"));
-
-  run = Host({"--connect", peer.uri(), "--json", "send", "00 00 2A 00 00 00"});
-  EXPECT_EQ(run.status, ExitStatus::kNak);
-  EXPECT_EQ(nlohmann::json::parse(run.out).at("errors").at(0).at("code"), 448);
 }
 
 TEST(Send, PutsTheChecksumRightUnlessRaw) {
@@ -289,19 +246,6 @@ class Root : public testing::Test {
   std::string root_;
   std::string main_;
 };
-
-TEST_F(Root, TellsEveryRoad) {
-  RouterPeer ipc("ipc://" + root_ + "/tmp/Mos.MeasMgr.ipc", Daemon);
-  RouterPeer tcp("tcp://" + main_ + ":3088", Daemon);
-  TcpPeer port(main_, 3087, Daemon);
-  for (const char* road : {"bus", "tcp", "host"}) {
-    Outcome run = Host({"--root", root_, "--via", road, "versions"});
-    EXPECT_EQ(run.status, ExitStatus::kOk) << road << run.err;
-    EXPECT_THAT(run.out, HasSubstr("measurement module  4.2.0\n")) << road;
-    run = Host({"versions", "--root", root_, "--via", road, "--json"});
-    EXPECT_EQ(nlohmann::json::parse(run.out).at("meas_version"), "4.2.0") << road;
-  }
-}
 
 // What needs the source takes the host's port, what does not the bus, beside a host that measures.
 TEST_F(Root, EachCommandHasItsRoute) {

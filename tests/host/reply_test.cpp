@@ -110,16 +110,6 @@ TEST(ReadReply, ReadsTheErrorListWithItsData) {
   EXPECT_EQ(reply.errors.size(), 32u);
 }
 
-TEST(ReadReply, ReadsShortNaks) {
-  Reply reply;
-  ASSERT_EQ(host::ReadReply(Record(5), Record(-5, {21, 0x23, 0x01}), reply), "");
-  EXPECT_EQ(host::NakText(reply), "refused:\n  unknown (291, 0x123)\n");
-  Bytes details = Payload(23, 21);
-  details[1] = 14;
-  ASSERT_EQ(host::ReadReply(Record(5), Record(-5, details), reply), "");
-  EXPECT_EQ(reply.errors.at(0).code, 14);
-}
-
 TEST(ReadReply, TakesADataSetForFftOnly) {
   Bytes set(16 + 2 * (8 * 3 + 16 * 1));
   set[8] = 3;
@@ -136,21 +126,6 @@ TEST(ReadReply, TakesADataSetForFftOnly) {
   EXPECT_NE(host::ReadReply(Record(0xFD), set, reply), "");
   set[11] = 0x80;  // a negative count
   EXPECT_NE(host::ReadReply(Record(0xFD), set, reply), "");
-}
-
-TEST(ReplyJson, HasTheFieldsOfTheRecord) {
-  Bytes payload = Payload(167, 6);
-  std::string_view("2024-05-06").copy(reinterpret_cast<char*>(&payload[1]), 10);
-  payload[18] = 0xFF;  // no text, but no reason to fail
-  payload[38] = 0x42;
-  payload[37] = 0x48;  // 50.0
-  Reply reply;
-  ASSERT_EQ(host::ReadReply(Record(0x38), Record(-0x38, payload), reply), "");
-  const auto json = host::ReplyJson(reply);
-  EXPECT_EQ(json.at("record"), "HmpMiscConfigRep");
-  EXPECT_EQ(json.at("calibdate"), "2024-05-06");
-  EXPECT_EQ(json.at("calibduedate"), ".");
-  EXPECT_EQ(json.at("linefrequency"), 50.0);
 }
 
 }  // namespace

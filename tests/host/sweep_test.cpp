@@ -48,8 +48,10 @@ TEST_F(SweepTest, UpdatesARunningTestAndPlots) {
   for (const char* name : {"plot.svg", "plot.png"}) {
     test::MeasuringDaemon daemon;
     const std::string file = root_.Path() + "/" + name;
-    const auto run = daemon.Run({"sweep", "--lv", "--voltage", "10", "--frequencies", "20,50.5,400",
-                                 "--range-current", "3", "--plot", file, "--polls", "1", "--json"});
+    const auto run = daemon.Run(
+        "sweep --lv --voltage 10 --frequencies 20,50.5,400 --range-current 3 --polls 1 --json "
+        "--plot " +
+        file);
     EXPECT_EQ(run.status, ExitStatus::kOk) << run.err;
     std::vector<float> frequencies;
     for (const Bytes& update : daemon.Asked(0x04)) frequencies.push_back(FloatAt(update, 24));
@@ -66,7 +68,7 @@ TEST_F(SweepTest, UpdatesARunningTestAndPlots) {
 // 3.1 mA RMS: 4.4 mA peak, which the range of 7.5 mA holds and that of 0.75 mA does not. A new
 // frequency begins where a device that takes more in proportion does not exceed the range.
 TEST_F(SweepTest, ChoosesTheRangeOfEachPoint) {
-  auto run = daemon_.Run({"sweep", "--voltage", "10000", "--frequencies", "50,100", "--csv"});
+  auto run = daemon_.Run("sweep --voltage 10000 --frequencies 50,100 --csv");
   EXPECT_EQ(run.status, ExitStatus::kOk) << run.err;
   using Update = std::pair<float, int>;
   EXPECT_THAT(Updates(), ElementsAre(Update(50, 1), Update(50, 5), Update(100, 4), Update(100, 5)));
@@ -77,7 +79,7 @@ TEST_F(SweepTest, ChoosesTheRangeOfEachPoint) {
     if (request[2] == 0x04 && ++updates == 2) clipped.progress = std::vector(100, 0x0040);
     if (request[2] == 0x04 && updates == 3) clipped.progress.clear();
   };
-  run = clipped.Run({"sweep", "--voltage", "10000", "--frequencies", "50"});
+  run = clipped.Run("sweep --voltage 10000 --frequencies 50");
   EXPECT_EQ(run.status, ExitStatus::kOk) << run.err;
   EXPECT_EQ(WordAt(clipped.Asked(0x04).back(), 22), 4);
 }
@@ -88,8 +90,8 @@ TEST_F(SweepTest, WhatCameBeforeAFailureIsPrinted) {
     daemon.on_request = [&daemon, updates = 0](const Bytes& request) mutable {
       if (request[2] == 0x04 && ++updates == 3) daemon.refuse = {{0x06, 1104}};
     };
-    const auto run = daemon.Run({"sweep", "--voltage", "10000", "--range-current", "5", "--points",
-                                 "4", "--polls", "1", form});
+    const auto run = daemon.Run(
+        std::string("sweep --voltage 10000 --range-current 5 --points 4 --polls 1 ") + form);
     EXPECT_EQ(run.status, ExitStatus::kNak);
     EXPECT_EQ(daemon.Asked(0x37).size(), 1U);
     if (std::string_view(form) == "--csv") {
