@@ -1,5 +1,4 @@
 // A channel board: the CPLD behind its bridge, the offset DAC, and what the physics sees of them.
-#include <gmock/gmock.h>
 
 #include "tests/simulator/i2c_fixture.h"
 
@@ -32,7 +31,6 @@ class ChannelBoardTest : public I2cTest {
   }
 
   static constexpr unsigned kBridge = 0x28;
-  static constexpr unsigned kDac = 0x4C;
 };
 
 TEST_F(ChannelBoardTest, BothGenerationsIdentifyThemselves) {
@@ -103,21 +101,6 @@ TEST_F(ChannelBoardTest, AnOverloadLatchesUntilAWriteFindsItGone) {
   Spi({0x08, 0x28}, 1);
   Settle();
   EXPECT_EQ(Status(), 0x91);  // still there
-}
-
-TEST_F(ChannelBoardTest, DacChannelsAreSetReadAndCentred) {
-  Start();
-  for (std::uint8_t channel = 0; channel < 4; ++channel) {
-    const auto control = static_cast<std::uint8_t>(channel * 2 | 0x10);
-    EXPECT_EQ(Write(2, kDac, {control, 0x12, channel}), 3);
-  }
-  for (std::uint8_t channel = 0; channel < 4; ++channel) {
-    const auto control = static_cast<std::uint8_t>(channel * 2 | 0x10);
-    EXPECT_EQ(Ask(2, kDac, {control}, 2), (Bytes{0x12, channel}));
-    EXPECT_EQ(Settings().dac[channel], 0x1200 + channel);
-  }
-  EXPECT_EQ(Write(2, kDac, {0x34, 0x80, 0x00}), 3);
-  EXPECT_EQ(Settings().dac, (std::array<std::uint16_t, 4>{0x8000, 0x8000, 0x8000, 0x8000}));
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // ethb between a real TCP connection and a ROUTER socket in the place of the measurement daemon.
 #include "simulator/ethb.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>

@@ -8,7 +8,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
-using testing::StartsWith;
 
 enum Offset : std::int32_t {
   kClkSel = 6,

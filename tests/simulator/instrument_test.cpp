@@ -1,6 +1,4 @@
 // The devices of the virtual instrument, through the back end that the daemon's own tests use.
-#include <gmock/gmock.h>
-#include <sys/wait.h>
 
 #include "platform/fpga_driver.h"
 #include "tests/simulator/i2c_fixture.h"

@@ -1,5 +1,4 @@
 // What the samples show of a known source and device, against closed forms.
-#include <gmock/gmock.h>
 
 #include "simulator/signal/device_under_test.h"
 #include "simulator/signal/level.h"
@@ -141,23 +140,6 @@ TEST_F(PhysicsTest, TheFilterSettlesToItsNewState) {
   }
 }
 
-TEST_F(PhysicsTest, ARampIsStraight) {
-  StartQuiet();
-  Set("source.frequency 0");
-  Set("source.phase 90");
-  Set("source.ramp 100");
-  Set("source.amplitude 50");
-  StartSampling();
-  Set("source.on 1");
-  AdvancePairs(20000);
-  const Real counts = std::sqrt(Real{2}) * Response(kVolts, 0).real();
-  const Real offset = Board(0).Hardware().ranges[2][0].offset;
-  for (const std::size_t pair : {1UL, 511UL, 512UL, 7000UL, 15359UL, 15360UL, 19998UL}) {
-    const Real volts = std::min(Real{50}, 100 * static_cast<Real>(pair) / kRate);
-    EXPECT_NEAR(Sample(pair, 0), static_cast<double>(volts * counts + offset), 2) << pair;
-  }
-}
-
 TEST_F(PhysicsTest, TheDacNullsTheOffset) {
   Start60Hz();
   Prepare(0, InputMode::kAcdcCurrent, 2, 0x6A);
@@ -220,22 +202,6 @@ TEST_F(PhysicsTest, TheBoardsSettingsActAtTheirMoment) {
   for (const std::size_t pair : {1000UL, 2535UL}) EXPECT_EQ(Condition(pair, 0), 0xC0U) << pair;
   EXPECT_EQ(Condition(2538, 0), 0x40U);
   EXPECT_EQ(Condition(1000, 1), 0U) << "the other channel's CPLD is not busy";
-
-  const auto mean_now = [&](std::size_t channel) {
-    StartSampling();
-    AdvancePairs(512);
-    return static_cast<double>(Mean(channel, 0, 1));
-  };
-  Request(Dev::Q5FPGA_CMD_WR, 14, 2);
-  const double right = mean_now(1);
-  Request(Dev::Q5FPGA_CMD_WR, 14, 0);
-  EXPECT_NEAR(mean_now(1), -right, 1) << "inversion";
-  const double offset = Board(1).Hardware().ranges[2][0].offset;
-  Set("i2c.MEAS_CH2.SC18IS602B.safemode 1");
-  EXPECT_NEAR(mean_now(1), offset, 1) << "the input is off, the offset is not";
-  Set("i2c.MEAS_CH2.SC18IS602B.safemode 0");
-  Configure(1, InputMode::kOff, 2);
-  EXPECT_NEAR(mean_now(1), 0, 0.5);
 }
 
 TEST(DeviceUnderTest, ImpedanceIsThatOfItsParts) {

@@ -16,7 +16,6 @@ namespace simulator {
 class SampleTest : public ClockChipTest {
  protected:
   static constexpr long double kRate = 30720;  // pairs a second
-  static constexpr std::size_t kPage = 512;    // pairs
 
   ~SampleTest() override {
     if (!ring_.empty()) backend_->Munmap(ring_.data(), Dev::kSampleRingBytes);

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -65,7 +64,6 @@ std::vector<std::byte> UpdateCurrent(int amp, int polarity = 0) {
 
 std::vector<std::byte> Plain(HmpOpcode opcode) { return Bytes(opcode, Msg::HmpStartTestReq{}); }
 
-constexpr int kHv = 0x210 | Msg::internalHVVoltageSourceE;
 constexpr int kLv = 0x210 | Msg::internalLVVoltageSourceE;
 
 class SosTest : public SampleTest {
@@ -170,47 +168,6 @@ TEST_F(SosTest, ALostAllokSwitchesOff) {
   allok_ = true;
   Pass(400);
   EXPECT_FALSE(Source().on);  // a new test is needed
-}
-
-// 10 kV at the bushing: far beyond the input without the divider, and as its calibration tells
-// behind it.
-TEST_F(SosTest, HighVoltageComesThroughTheDivider) {
-  StartModules();
-  Prepare(0, InputMode::kAcVolt, 2, 0x24);
-  ASSERT_EQ(Control("set samples.noise 0"), "ok");
-  Msg::HmpLeadConfigReq leads{};
-  leads.energize = 1 << 10;
-  Msg::HmpTestRlyReq relays{};
-  relays.m1vp = 0x0800;
-  relays.m1vn = 0x2000;
-  struct Row {
-    std::vector<std::byte> record;
-    const char* path;
-    long double ratio, gain, gain_slope, lag, lag_slope;
-  };
-  // the file of the main module's reference board
-  const Row rows[] = {
-      {Bytes(Msg::HMP_LEAD_CONFIG, leads), "ok HV1", 50.006L, 1.00021L, 1.2e-7L, 1.1e-5L, 3e-8L},
-      {Bytes(Msg::HMP_TEST_RLY, relays), "ok HV2", 49.9935L, 0.99974L, -8e-8L, -7e-6L, 2.5e-8L}};
-  const ChannelHardware& hardware = Board(0).Hardware();
-  for (const Row& row : rows) {
-    Hear(row.record);
-    EXPECT_EQ(Control("get path.meas1"), row.path);
-    Run(kHv, 10000);
-    StartSampling();
-    AdvancePairs(512 * 40);
-    const auto input =
-        std::polar(10000 * std::sqrt(2.0L) / row.ratio / (row.gain + 60 * row.gain_slope),
-                   -(row.lag + 60 * row.lag_slope));
-    const auto response =
-        std::complex<long double>(hardware.Response(InputMode::kAcVolt, 0x24, 2, 60));
-    const auto seen = Project(0, 512 * 8, 32);
-    EXPECT_LT(std::abs(seen / response / input - 1.0L), 2e-6L) << row.path;
-    StopSampling();
-    Hear(Plain(Msg::HMP_STOP_TEST));
-  }
-  Hear(Bytes(Msg::HMP_LEAD_CONFIG, Msg::HmpLeadConfigReq{}));
-  EXPECT_EQ(Control("get path.meas1"), "ok direct");
 }
 
 }  // namespace
