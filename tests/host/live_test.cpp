@@ -8,7 +8,6 @@
 #include <fstream>
 #include <mutex>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "host/app.h"
 #include "host/live_stream.h"

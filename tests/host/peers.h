@@ -2,8 +2,6 @@
 // Both are made without the bus library and the host library that they are there to test.
 #pragma once
 
-#include <atomic>
-#include <cstdint>
 #include <functional>
 #include <string>
 #include <thread>

@@ -1,8 +1,6 @@
 // What a person types and what stands in the instrument's files: hexadecimal, addresses, hosts.
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "host/request.h"
 #include "host/result_text.h"
 #include "host/transport_address.h"
@@ -82,24 +80,6 @@ TEST(Hosts, GivesTheAddressOfAName) {
       "meas";
   EXPECT_EQ(host::AddressIn(hosts, "board2"), "127.0.0.52");
   EXPECT_EQ(host::AddressIn(hosts, "mai"), "");
-}
-
-TEST(UnitFor, HasOneToThreeDigitsBeforeThePoint) {
-  struct {
-    const char* unit;
-    double value;
-    const char* shown;
-    double number;
-  } const cases[] = {
-      {"pF", 2.5e7, "uF", 25}, {"mA", -0.4, "uA", -400}, {"ohm", 1e15, "Gohm", 1e6},
-      {"W", 4e-17, "aW", 40},  {"%", 0.001, "%", 0.001}, {"H", INFINITY, "H", INFINITY},
-  };
-  for (const auto& c : cases) {
-    const host::Quantity quantity{"", "", c.unit, c.value};
-    const host::ShownUnit unit = host::UnitFor(quantity);
-    EXPECT_EQ(unit.name, c.shown) << c.value << c.unit;
-    EXPECT_DOUBLE_EQ(c.value * unit.factor, c.number) << c.value << c.unit;
-  }
 }
 
 // A poll before any test: every field is 0.
