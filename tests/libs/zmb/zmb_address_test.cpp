@@ -69,22 +69,6 @@ TEST(ZmbUri, ChecksAWholeText) {
   }
 }
 
-TEST(ZmbUri, ChecksAPathOfAGivenProtocol) {
-  const struct {
-    int prot;
-    const char* path;
-    const char* uri;
-  } cases[] = {
-      {Common::IPC, "/tmp/x", "ipc:///tmp/x"}, {Common::IPC, "/a", ""},  // shorter than three
-      {Common::INPROC, "a/b", "inproc://a/b"}, {Common::TCP, "a:1:", ""}, {3, "/tmp/x", ""},
-  };
-  for (const auto& c : cases) {
-    const ZmbUri uri(static_cast<Common::protocol>(c.prot), c.path);
-    EXPECT_EQ(uri.uri, c.uri) << c.path;
-    EXPECT_EQ(uri.prot, *c.uri == '\0' ? -1 : c.prot) << c.path;
-  }
-}
-
 TEST(ZmbReq, ParsesTheElementAndItsAttributes) {
   using Attr = std::pair<int, std::string>;
   const struct {
