@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>

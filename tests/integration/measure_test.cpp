@@ -236,45 +236,6 @@ TEST_F(Measure, DevicesOverDecades) {
   }
 }
 
-// The offsets of the front ends are taken away as on a bench: by hand, at the DACs, which every
-// stop puts back.
-TEST_F(Measure, DirectSources) {
-  constexpr Real kAmperes = 5;
-  constexpr Real kOhms = 0.4L;
-  Set("dut.circuit", "series R=0.4");
-  // offset x DAC counts a count, of the shipped boards' 2.5 V and 7.5 A ranges
-  const auto dac = [](double offset, double per_count) {
-    return std::to_string(0x8000 + std::lround(offset * per_count));
-  };
-  const auto transport = Connect("host");
-  const struct {
-    Msg::RNG_TEST_TYPE type;
-    Msg::SOURCE_E source;
-    bool current;
-    int target;  // A, or V
-  } rows[] = {{Msg::TEST_CONTACT_RESISTANCE, Msg::internalDCCurrentSourceE, true, 5},
-              {Msg::TEST_DCIR, Msg::internalDCLVVoltageSourceE, false, 2}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.current ? "current source" : "voltage source");
-    Set("i2c.MEAS_CH1.DAC8571.dac0", dac(-802.24, 0.9959));
-    Set("i2c.MEAS_CH2.DAC8571.dac0", dac(1.0304e5, 0.01006));
-    MeasurementPlan plan;
-    plan.type = row.type;
-    plan.current = row.current;
-    plan.dc = true;
-    plan.target = plan.highest = static_cast<std::int16_t>(row.target);
-    plan.source = host::SourceWord(row.source, 1, Msg::DC_Volt, Msg::ACDC_Current);
-    plan.voltage_range = 1;
-    plan.current_range = 2;
-    const auto result = Run(*transport, plan);
-    ASSERT_TRUE(result);
-    const Seen seen(*result);
-    ExpectClose(seen.volts, kAmperes * kOhms, "volts");
-    ExpectClose(seen.amperes, kAmperes, "amperes");
-    ExpectClose(seen.ohms, kOhms, "ohms");
-  }
-}
-
 TEST_F(Measure, TwoHostsAtOnce) {
   std::atomic<bool> done = false;
   std::atomic<int> answers = 0;

@@ -1,12 +1,9 @@
 // The program q5sim as a person or a script runs it.
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
-#include <sys/mman.h>
 
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 #include "platform/fpga_driver.h"
 #include "platform/virtual.h"
@@ -26,54 +23,6 @@ TEST(Q5sim, LeavesNoSocketBehind) {
     EXPECT_FALSE(std::filesystem::exists(bench.root / "q5sim.sock"));
     EXPECT_FALSE(std::filesystem::exists(bench.root / "q5sim.ctl"));
   }
-}
-
-TEST(Q5sim, ADaemonsDeviceSurvivesItsDeath) {
-  Bench bench;
-  platform::VirtualBackend backend(bench.root.Path());
-  const int fd = backend.Open(Dev::kFpgaDevicePath, O_RDWR, 0);
-  ASSERT_GE(fd, 0);
-  Dev::FpgaCmd command{Dev::FPGA_REG, 0, 0, 0, 0};
-  EXPECT_EQ(backend.Ioctl(fd, Dev::Q5FPGA_CMD_RD, &command), 0);
-  EXPECT_EQ(command.val, 0x4984U);
-
-  bench.simulator->Signal(SIGKILL);
-  EXPECT_EQ(bench.simulator->Wait(), 128 + SIGKILL);
-  EXPECT_EQ(backend.Ioctl(fd, Dev::Q5FPGA_CMD_RD, &command), -1);
-  bench.StartSimulator();  // over the sockets that the killed one left
-  EXPECT_EQ(backend.Ioctl(fd, Dev::Q5FPGA_CMD_RD, &command), 0);
-  EXPECT_EQ(backend.Close(fd), 0);
-}
-
-TEST(Q5sim, SamplesStreamOverTheSocket) {
-  Bench bench;
-  platform::VirtualBackend backend(bench.root.Path());
-  const int fd = backend.Open(Dev::kFpgaDevicePath, O_RDWR, 0);
-  auto* ring = static_cast<std::uint32_t*>(
-      backend.Mmap(nullptr, Dev::kSampleRingBytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
-  ASSERT_NE(ring, MAP_FAILED);
-  Dev::FpgaCmd start{Dev::FPGA_REG, 0, 0, 0, 0};  // at the oscillator's 25 MHz / 2 / 64
-  ASSERT_EQ(backend.Ioctl(fd, Dev::Q5FPGA_CMD_START_SAMPLE_CONTINUOUS, &start), 0);
-  const auto read = [&] {
-    Dev::FpgaCmd command{Dev::FPGA_REG, 18, 2, 0, 0};
-    EXPECT_EQ(backend.Read(fd, &command, sizeof command), 20);
-    return command.val;
-  };
-  const std::uint32_t first = read();
-  EXPECT_GT(first, 0U);
-  EXPECT_EQ(first % 2, 0U);
-  EXPECT_GT(read(), first);
-  for (std::uint32_t pair = 0; pair < 1024; ++pair) EXPECT_EQ(ring[2 * pair] & 0x3F, pair % 32);
-
-  ASSERT_EQ(bench.Control({"fault", "samples", "stuck"}).status, 0);
-  std::thread reader([&] {
-    // What was complete before the stream stood still comes first; then a read waits for the stop.
-    for (std::uint32_t last = 0, next = read(); next != last; next = read()) last = next;
-  });
-  Dev::FpgaCmd stop{Dev::FPGA_REG, 14, 0, 0, 0};
-  EXPECT_EQ(backend.Ioctl(fd, Dev::Q5FPGA_CMD_STOP_ACQUISITION, &stop), 0);
-  reader.join();
-  backend.Munmap(ring, Dev::kSampleRingBytes);
 }
 
 TEST(Q5sim, SaysInOneLineWhyItCannotRun) {

@@ -1,7 +1,6 @@
 // Configuration, log and timers of the real daemon, in real time.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>

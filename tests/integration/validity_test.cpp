@@ -5,8 +5,6 @@
 #include <signal.h>
 
 #include <cmath>
-#include <filesystem>
-#include <functional>
 #include <nlohmann/json.hpp>
 #include <numbers>
 #include <thread>
@@ -18,7 +16,6 @@ namespace {
 using Words = std::vector<std::string>;
 using nlohmann::json;
 using std::chrono::seconds;
-using std::chrono::steady_clock;
 
 constexpr double kRelative = 1e-3;
 
