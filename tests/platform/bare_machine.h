@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cerrno>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/backend.h"
 #include "platform/fake_clock.h"
@@ -25,6 +27,17 @@ class BareInstrument : public Instrument {
   timespec Realtime() override { return {}; }
   std::string HostAddress() override { return "127.0.0.1"; }
   void SystemLog(std::string_view) override {}
+};
+
+/// Keeps the commands that go to the shell, and answers as the test says.
+class RecordingShell : public BareInstrument {
+ public:
+  int System(std::string_view command) override {
+    commands.emplace_back(command);
+    return answer ? answer(commands.back()) : 0;
+  }
+  std::vector<std::string> commands;
+  std::function<int(const std::string&)> answer;
 };
 
 /// Such a machine in place for as long as the object lives.

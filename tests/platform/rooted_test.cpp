@@ -3,9 +3,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <thread>
-
 #include "platform/local.h"
 #include "tests/platform/test_instrument.h"
 
@@ -52,44 +49,6 @@ TEST_F(LocalBackendTest, OrdinaryFilesLieUnderTheRoot) {
   EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(LocalBackendTest, DeviceOperationsReachTheModel) {
-  const int fd = backend_.Open(TestInstrument::kPath, O_RDWR, 0);
-  const int other = backend_.Open("//dev/./test", O_RDWR, 0);
-  ASSERT_GE(fd, 0);
-  ASSERT_NE(fd, other);
-
-  Dev::FpgaCmd command{Dev::FPGA_REG, 22, 0, 0, 0};
-  EXPECT_EQ(backend_.Ioctl(fd, Dev::Q5FPGA_CMD_RD, &command), 5);
-  EXPECT_EQ(command.val, 66U);
-  command.offset = -2;
-  EXPECT_EQ(backend_.Ioctl(fd, Dev::Q5FPGA_CMD_RD, &command), -1);
-  EXPECT_EQ(errno, EINVAL);
-  EXPECT_EQ(backend_.Ioctl(fd, Dev::Q5FPGA_CMD_RD, nullptr), -1);
-  EXPECT_EQ(errno, EFAULT);
-  EXPECT_EQ(backend_.Ioctl(fd, I2C_SLAVE, reinterpret_cast<void*>(0x70)), 0);
-  EXPECT_EQ(instrument_.slave, 0x70);
-
-  EXPECT_EQ(backend_.Mmap(nullptr, 2 * TestInstrument::kMemoryBytes, PROT_READ, MAP_SHARED, fd, 0),
-            MAP_FAILED);
-  EXPECT_EQ(errno, ENXIO);
-  auto* memory = static_cast<char*>(backend_.Mmap(nullptr, TestInstrument::kMemoryBytes,
-                                                  PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
-  ASSERT_NE(memory, MAP_FAILED);
-  memory[1] = 'x';
-  auto* again = static_cast<char*>(
-      backend_.Mmap(nullptr, TestInstrument::kMemoryBytes, PROT_READ, MAP_SHARED, other, 0));
-  ASSERT_NE(again, MAP_FAILED);
-  EXPECT_EQ(again[1], 'x');
-  backend_.Munmap(memory, TestInstrument::kMemoryBytes);
-  backend_.Munmap(again, TestInstrument::kMemoryBytes);
-
-  EXPECT_EQ(backend_.Close(fd), 0);
-  EXPECT_EQ(backend_.Close(other), 0);
-  EXPECT_EQ(instrument_.open_files, 0);
-  EXPECT_EQ(backend_.Close(fd), -1);
-  EXPECT_EQ(errno, EBADF);
-}
-
 TEST_F(LocalBackendTest, SmbusDataTravelsInPlaceOfItsPointer) {
   const int fd = backend_.Open(TestInstrument::kPath, O_RDWR, 0);
   i2c_smbus_data data{};
@@ -104,17 +63,6 @@ TEST_F(LocalBackendTest, SmbusDataTravelsInPlaceOfItsPointer) {
   EXPECT_EQ(data.block[0], 9);
   record.data = nullptr;
   EXPECT_EQ(backend_.Ioctl(fd, I2C_SMBUS, &record), 0);
-  backend_.Close(fd);
-}
-
-TEST_F(LocalBackendTest, CloseEndsAReadThatWaits) {
-  const int fd = backend_.Open(TestInstrument::kPath, O_RDWR, 0);
-  std::jthread reader([&] {
-    char byte = 0;
-    EXPECT_EQ(backend_.Read(fd, &byte, 1), -1);
-    EXPECT_EQ(errno, EBADF);
-  });
-  while (instrument_.reading == 0) std::this_thread::yield();
   backend_.Close(fd);
 }
 

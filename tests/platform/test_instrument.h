@@ -14,7 +14,6 @@
 #include <deque>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/fpga_driver.h"
@@ -76,7 +75,6 @@ class TestInstrument final : public Instrument {
   std::atomic<time_t> set_seconds{0};
   std::atomic<int> open_files{0};
   std::atomic<int> reading{0};
-  std::atomic<bool> hang{false};  ///< ioctls take a second
 
  private:
   class File final : public DeviceFile {
@@ -112,7 +110,6 @@ class TestInstrument final : public Instrument {
       return static_cast<ssize_t>(size);
     }
     int Ioctl(unsigned long request, void* argument) override {
-      if (instrument_.hang) std::this_thread::sleep_for(std::chrono::seconds(1));
       if (request == I2C_SLAVE) {
         std::int64_t value = 0;
         std::memcpy(&value, argument, sizeof value);

@@ -7,7 +7,6 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 
-#include <atomic>
 #include <cstdio>
 #include <optional>
 #include <thread>
@@ -144,71 +143,6 @@ TEST_F(VirtualBackendTest, MissingServerIsNamed) {
                                                   testing::HasSubstr("no q5sim"))));
   EXPECT_EQ(backend_.System("ps"), -1);
   EXPECT_EQ(backend_.HostAddress(), "127.0.0.52");
-}
-
-TEST_F(VirtualBackendTest, DeviceComesBackWithItsServer) {
-  StartServer();
-  const int fd = OpenDevice();
-  ASSERT_EQ(ReadRegister(fd, 1), 3);
-
-  std::atomic<int> read_error{0};
-  std::jthread reader([&] {
-    char byte = 0;
-    if (backend_.Read(fd, &byte, 1) < 0) read_error = errno;
-  });
-  while (instrument_.reading == 0) std::this_thread::yield();
-  server_.reset();
-  reader.join();
-  EXPECT_EQ(read_error, EIO);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(ReadRegister(fd, 1), -1);
-  EXPECT_EQ(errno, ENODEV);
-  EXPECT_THAT(TakeLog(), testing::SizeIs(1));  // one line an outage
-
-  StartServer();
-  EXPECT_EQ(ReadRegister(fd, 2), 6);
-  instrument_.Provide("x");
-  char byte = 0;
-  EXPECT_EQ(backend_.Read(fd, &byte, 1), 1);
-
-  // A restart between two operations goes unnoticed.
-  server_.reset();
-  StartServer();
-  EXPECT_EQ(ReadRegister(fd, 4), 12);
-
-  // but for whoever reads a stream, also when another request has opened the device again
-  const int fpga = backend_.Open(Dev::kFpgaDevicePath, O_RDWR, 0);
-  Dev::FpgaCmd command{Dev::FPGA_REG, 1, 0, 0, 0};
-  for (const bool request_first : {false, true}) {
-    instrument_.Provide("z");
-    EXPECT_EQ(backend_.Read(fpga, &command, sizeof command), 1);
-    server_.reset();
-    StartServer();
-    if (request_first) backend_.Ioctl(fpga, Dev::Q5FPGA_CMD_RD, &command);
-    instrument_.Provide("z");
-    EXPECT_EQ(backend_.Read(fpga, &command, sizeof command), -1);
-    EXPECT_EQ(errno, EIO);
-  }
-  EXPECT_EQ(backend_.Read(fpga, &command, sizeof command), 1);
-  backend_.Close(fpga);
-  EXPECT_THAT(TakeLog(), testing::IsEmpty());
-  backend_.Close(fd);
-}
-
-TEST_F(VirtualBackendTest, WhatIsPreparedAgainReachesARestartedServer) {
-  StartServer();
-  const int fd = OpenDevice();
-  PreparedIoctl prepared;
-  for (const std::int64_t slave : {1, 2}) {
-    ASSERT_EQ(backend_.Prepare(fd, I2C_SLAVE, &slave, sizeof slave, prepared), 0);
-    Send(prepared);
-    for (int i = 0; i < 5000 && instrument_.slave != slave; ++i) {
-      std::this_thread::sleep_for(milliseconds(1));
-    }
-    EXPECT_EQ(instrument_.slave, slave);
-    server_.reset();
-    StartServer();
-  }
-  backend_.Close(fd);
 }
 
 TEST_F(VirtualBackendTest, TimeOfDayOutlivesTheDaemon) {

@@ -15,22 +15,6 @@ using testing::ElementsAre;
 int sent = 0;
 void Send() { ++sent; }
 
-TEST_F(LogTest, ASignalRotatesAtTheNextTickOnly) {
-  std::vector<int> asked;
-  AsDaemon([&](logger_mgr& logger) {
-    Queue::asked = 0;
-    logger.CheckUpdate();
-    asked.push_back(Queue::asked);
-    logger.ForceRotateSignalHandler();
-    asked.push_back(Queue::asked);
-    LogCallBack(nullptr);
-    Queue::RunAll();
-    LogCallBack(nullptr);
-    asked.push_back(Queue::asked);
-  });
-  EXPECT_THAT(asked, ElementsAre(0, 0, 1));
-}
-
 TEST_F(LogTest, ACollectionWaitsForTheLogsAndRunsWhatTheScriptWrote) {
   const struct {
     const char* mode;

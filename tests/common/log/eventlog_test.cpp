@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <functional>
 
 #include "common/log/histogram.h"
@@ -87,41 +86,6 @@ TEST_F(EventLogTest, EveryFormHasItsLine) {
   for (int length : {0, 7, -1, 1000000}) {
     const evseqdataI_t odd{length, {}};
     EXPECT_EQ(LineOf(FINE_TUNE_DONE, &odd), "\n") << length;
-  }
-}
-
-TEST_F(EventLogTest, MissingDataIsToldWhereItIsRequired) {
-  for (int number = 0; number < MAX_EVENT_LOG; ++number) {
-    const auto event = static_cast<eventtypes_t>(number);
-    const bool required = number == 20 || number == 21 || number == 31 ||
-                          (number >= 35 && number <= 37) || number == 141;
-    EXPECT_EQ(LineOf(event, nullptr).find("NO DATA FAIL") != std::string::npos, required) << number;
-  }
-}
-
-TEST_F(EventLogTest, HistogramCountsBinsOutliersAndExtremes) {
-  Histogram histogram(0, 5000, 20, "SineCorr");
-  for (double value : {0.0, 249.9, 250.0, 4999.9, -0.1, -1e9}) histogram.record(value);
-  EXPECT_THAT(Written([&] { histogram.record(5000); }),
-              HasSubstr("WARNING : SineCorr detected time interval > 5.0 msec : 5.0\n"));
-  EXPECT_EQ(histogram.endInterval(), -1);
-  histogram.startInterval();
-  machine.clock.Advance(std::chrono::microseconds(1234));
-  EXPECT_EQ(histogram.endInterval(), 1234);
-  EXPECT_EQ(histogram.endInterval(), -1);
-  histogram.startInterval();
-  machine.clock.Advance(std::chrono::microseconds(4321));
-  histogram.endInterval();
-  // printed at level 6
-  testing::internal::CaptureStderr();
-  histogram.print();
-  const std::string text = testing::internal::GetCapturedStderr();
-  for (const char* line :
-       {"\tSineCorr\n", "20 bins : min 0.0  max 5.0 msec\n", "Outliers : under 2  over 1\n",
-        "Extremes (msec) : minTime     1.234  maxTime     4.321\n", "    0.000       0.250   2\n",
-        "    0.250       0.500   1\n", "    1.000       1.250   1\n", "    4.250       4.500   1\n",
-        "    4.750       5.000   1\n"}) {
-    EXPECT_THAT(text, HasSubstr(line));
   }
 }
 

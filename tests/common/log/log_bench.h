@@ -33,17 +33,6 @@ inline constexpr char kLog[] = "/var/volatile/moslog";
 inline constexpr char kRing[] = "/media/mmcblk0p2/logs/";
 inline constexpr int kMaxLogSize = 20971520;
 
-/// Keeps the commands that the log gives to the shell.
-class Shell : public platform::BareInstrument {
- public:
-  int System(std::string_view command) override {
-    commands.emplace_back(command);
-    return answer ? answer(commands.back()) : 0;
-  }
-  std::vector<std::string> commands;
-  std::function<int(const std::string&)> answer;
-};
-
 /// The background thread, run by hand.
 struct Queue {
   static int Post(const char*, int (*work)(void*), void* data) {
@@ -131,7 +120,7 @@ class LogTest : public testing::Test {
 
  protected:
   int config_seconds = 1000000;
-  platform::MachineInPlace<Shell> machine;
+  platform::MachineInPlace<platform::RecordingShell> machine;
 };
 
 }  // namespace log_bench

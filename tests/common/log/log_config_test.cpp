@@ -3,8 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <map>
-
 #include "tests/common/log/log_bench.h"
 
 namespace {
@@ -18,32 +16,6 @@ int LevelOf(int module) {
   int level = -1;
   while (level < 200 && logger_mgr::LogSamples(module, level + 1)) ++level;
   return level;
-}
-
-TEST(LogConfig, EveryKeyOfADaemonReachesItsModule) {
-  std::ifstream file(Q5_SAMPLE_CONFIG);
-  std::ostringstream sample;
-  sample << file.rdbuf();
-  // What each daemon has no key for.
-  const std::map<int, std::vector<int>> without = {
-      {kMainOwner, {correctionsL, averagerL, signalhL, chanfsmL, fsmfrmwrkL}},
-      {kMeasOwner, {pfcmonL, usbbridgeL, ethbL}},
-      {kSourceOwner, {pfcmonL, usbbridgeL, ethbL}},
-  };
-  const std::vector<int> no_daemons = {pfcL, spibridgeL};
-  for (const auto& [owner, missing] : without) {
-    LogConfigError error;
-    const auto settings = ParseLogConfig(sample.str(), "/", owner, error);
-    ASSERT_TRUE(settings) << error.line << " " << error.text;
-    for (int module = 1; module < maxlogL; ++module) {
-      const bool none =
-          std::ranges::count(missing, module) + std::ranges::count(no_daemons, module);
-      const auto level = settings->levels[static_cast<size_t>(module)];
-      EXPECT_EQ(level.has_value(), !none) << kModuleTexts[static_cast<size_t>(module)];
-      const int expected = module == eventlogL ? 2 : module <= sourceL ? 5 : 4;
-      EXPECT_EQ(level.value_or(expected), expected);
-    }
-  }
 }
 
 TEST(LogConfig, BadTextsAreRefusedAndBadValuesCountAsMissing) {

@@ -2,9 +2,7 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
-#include <algorithm>
 #include <csignal>
-#include <map>
 #include <thread>
 
 #include "common/lib/pthreadobj.h"
@@ -88,25 +86,6 @@ TEST_F(RotationTest, ABootGoesOnWhereTheNumberFileSays) {
   }
 }
 
-TEST_F(RotationTest, AFullQueueIsAskedAgainAfterTenLooks) {
-  std::vector<int> asked;
-  AsDaemon([&](logger_mgr& logger) {
-    Queue::full = true;
-    Queue::asked = 0;
-    Rotate(logger, "patient");
-    for (int i = 0; i < 9; ++i) logger.RotateLogFile(kReopenFlags, 1);
-    asked.push_back(Queue::asked);
-    logger.RotateLogFile(kReopenFlags, 1);
-    asked.push_back(Queue::asked);
-    Queue::full = false;
-    for (int i = 0; i < 10; ++i) logger.RotateLogFile(kReopenFlags, 0);
-    Queue::RunAll();
-  });
-  EXPECT_THAT(asked, testing::ElementsAre(1, 2));
-  EXPECT_THAT(Read(Ring(1)), HasSubstr("patient"));
-  EXPECT_THAT(Read(kLog), Not(HasSubstr("patient")));
-}
-
 TEST_F(RotationTest, WhatCannotBeStoredIsKept) {
   // No staging directory: the log waits until there is one, and the next one grows meanwhile.
   AsDaemon([&](logger_mgr& logger) {
@@ -173,7 +152,8 @@ TEST_F(RotationTest, ALogThatNothingTakesIsEmptiedAtItsLimit) {
 /// Paths of `disk` are not to be had until it comes back.
 class HangingDisk : public platform::LocalBackend {
  public:
-  HangingDisk(platform::MachineInPlace<Shell>& machine, std::string_view its_disk)
+  HangingDisk(platform::MachineInPlace<platform::RecordingShell>& machine,
+              std::string_view its_disk)
       : LocalBackend(machine.instrument, machine.clock, machine.root.Path()), disk(its_disk) {}
   std::string Path(std::string_view path) const override {
     while (hangs && path.starts_with(disk)) {
@@ -257,31 +237,6 @@ TEST_F(RotationTest, ADiskThatFillsDuringTheBackupLeavesTheRingFileWhole) {
   EXPECT_TRUE(whole);
   EXPECT_TRUE(Read(Ring(1)).starts_with(ring));
   EXPECT_THAT(Read(Ring(1)), HasSubstr("end of two"));
-}
-
-TEST_F(RotationTest, TheRingsOfAllDaemonsAreFoundFromEveryModule) {
-  const char* const mounts[] = {"/mnt/main", "/mnt/meas", "/mnt/src"};
-  const struct {
-    const char *daemon, *log;
-    int module;
-  } daemons[] = {{"TOS", "toslog", 0}, {"SOS", "soslog", 2}};
-  logger_mgr& logger = *logger_mgr::GetLogger();
-  for (int here = 0; here < 3; ++here) {
-    logger.Init(kConfig, here, -1, kLog, 1);
-    for (const auto& d : daemons) {
-      SCOPED_TRACE(std::string(d.daemon) + " from " + std::to_string(here));
-      const std::string base = (d.module == here ? "" : mounts[d.module]) + std::string(kRing);
-      fs::create_directories(At(base));
-      fs::remove(At(base + d.log + ".txt"));
-      EXPECT_EQ(logger.GetRotationNext(d.daemon), -1);
-      Write(base + d.log + ".txt", "4 1\n");
-      EXPECT_EQ(logger.GetRotationNext(d.daemon), 1);
-      EXPECT_EQ(logger.checkSize(d.daemon), -1);
-      Write(base + d.log + ".20", "12345");
-      EXPECT_EQ(logger.checkSize(d.daemon), 5);
-      fs::remove(At(base + d.log + ".20"));
-    }
-  }
 }
 
 // The real background thread, eight writers at full rate, a rotation every few lines.

@@ -16,15 +16,6 @@
 
 namespace xml_bench {
 
-class Shell : public platform::BareInstrument {
- public:
-  int System(std::string_view command) override {
-    commands.emplace_back(command);
-    return 0;
-  }
-  std::vector<std::string> commands;
-};
-
 class GroupTest : public testing::Test {
  protected:
   explicit GroupTest(int id = Msg::MEAS_MODULE) : module(id), errors(id) {
@@ -69,7 +60,7 @@ class GroupTest : public testing::Test {
   }
 
   const int module;
-  platform::MachineInPlace<Shell> machine;
+  platform::MachineInPlace<platform::RecordingShell> machine;
   Msg::Errorcodes errors;
   MemoryChips chips{{{{1, Dev::EepromKind::Other}, {}},
                      {{2, Dev::EepromKind::Other}, {}},

@@ -34,24 +34,6 @@ class MainModuleTest : public GroupTest {
   }
 };
 
-TEST_F(MeasModuleTest, FromChipsToTables) {
-  Dev::EepromGroup group(module, chips, errors);
-  ASSERT_EQ(group.WriteEepromToXml(nullptr), 0);
-  EXPECT_EQ(group.eepIsCmprssdXml, 1);
-  EXPECT_TRUE(Exists("/varek/config/1s_core_f.xml"));
-  EXPECT_FALSE(Exists("/varek/config/2s_sig_f.xml"));  // blank
-  EXPECT_EQ(Content("/varek/config/4s_meas2_f.xml"), channel);
-  EXPECT_FALSE(Exists("/varek/diags/diag_meas.txt"));
-  ASSERT_EQ(group.ReadEeDataFromXml(err), 0);
-  for (const int ch : {0, 1}) {  // a raw image and a record of the same board
-    const auto* filters = group.GetCalTableEnt(ch);
-    ASSERT_EQ(filters->num_ents, 2);
-    EXPECT_EQ(filters->ent[1].phase.d, ChannelRows().back().cal[7]);
-  }
-  EXPECT_TRUE(Words().empty());
-  EXPECT_EQ(Seconds(), 0);  // there is no other module, so nobody is waited for
-}
-
 TEST_F(MeasModuleTest, ABadChipIsPassedOver) {
   chips.chips[0].content[20] ^= 1;
   chips.chips[1].dead = true;

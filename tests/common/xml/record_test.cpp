@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -109,21 +108,6 @@ TEST_F(RecordTest, DamagedRecordsFail) {
   access.fails_from = 1 << 20;
   EXPECT_EQ(access.Read(kFile), 0);
   EXPECT_EQ(Content(), text);
-}
-
-TEST_F(RecordTest, WhatDoesNotFitAChipIsNotWritten) {
-  std::string noise;
-  unsigned state = 1;
-  for (int i = 0; i < 100'000; ++i)
-    noise += static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
-  std::ofstream(machine.root / "chip.xml") << noise;
-  Bytes chip;
-  MemoryAccess access(chip);
-  EXPECT_EQ(access.Write(kFile, 0, false), -1);
-  EXPECT_LE(chip.size(), 65536u);
-  EXPECT_EQ(access.Write(kFile, 65536, true), -1);
-  std::ofstream(machine.root / "chip.xml") << text;
-  EXPECT_EQ(access.Write(kFile, 0, false), 0);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // Chips of the board as the scanner and requests work them.
 #include <cerrno>
-#include <cmath>
 #include <map>
 #include <tuple>
 
@@ -109,24 +108,6 @@ TEST_F(Chips, EveryFaultHasItsWordAndPasses) {
     EXPECT_NE(Control("get i2c.SIGNAL_HOST.PCA9544A.last").find("no channel on"),
               std::string::npos);
   }
-}
-
-TEST_F(Chips, AMultiplexerOnTheWrongChannelHidesTheChips) {
-  const std::string mux = "i2c.SIGNAL_HOST.PCA9544A";
-  EXPECT_EQ(Control("fault " + mux + " stuck"), "ok");  // no channel is on, and none will be
-  EXPECT_EQ(Scan(kChannelSensor), -1);
-  EXPECT_EQ(Errors(), (std::vector<int>{2, 0x1000 | 532, ENXIO}));
-  EXPECT_EQ(Scan(kCoreSensor), 0);
-  Msg::ghmp->ClearErrorCodes();
-  EXPECT_EQ(Control("fault " + mux + " off"), "ok");
-  EXPECT_EQ(Scan(kRails), -1);
-  EXPECT_EQ(Errors(), (std::vector<int>{2, 0x1000 | 519, ENXIO}));
-  EXPECT_TRUE(ReadEeprom(kChannelEeprom, 64, 0, I2cDev::do_read, 64).empty());
-  Msg::ghmp->ClearErrorCodes();
-  EXPECT_EQ(Control("fault " + mux + " ok"), "ok");
-  EXPECT_EQ(Scan(kChannelSensor), 0);
-  EXPECT_EQ(Scan(kRails), 0);
-  EXPECT_EQ(Errors(), std::vector<int>{});
 }
 
 TEST_F(Chips, EepromsAreReadByPlan) {

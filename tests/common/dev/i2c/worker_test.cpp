@@ -113,20 +113,6 @@ TEST(Scan, MakesFaultsSafetyFaults) {
   EXPECT_FALSE(Msg::safetyFault.CheckSafetyFault());
 }
 
-TEST(Scan, TakesInSensorsThatComeLate) {
-  ScanBench bench;
-  ASSERT_EQ(bench.worker.Init(), 0);
-  int reads = 0;
-  AddTestDev(1, 5, false, Dev::kChannelSensorId).scan = [&] { return reads++ < 0 ? 1 : 0; };
-  bench.Add(2, 5, false);
-  bench.Ticks(5);
-  EXPECT_EQ(reads, 0);
-  bench.worker.appndPerScanList();
-  bench.Ticks(10);
-  EXPECT_EQ(reads, 2);
-  EXPECT_EQ(bench.reads[2], 0);
-}
-
 TEST(Scan, FollowsTheTick) {
   Board board;
   platform::Semaphore read;
@@ -395,16 +381,6 @@ TEST(Requests, FailWhenTheManagerHasEnded) {
   EXPECT_FALSE(bench.manager.GetNetworkCommInProgress());
   bench.manager.StartScanner();
   bench.manager.appndPerScanList();
-}
-
-TEST(Requests, FailWhileABusDoesNotOpen) {
-  RequestBench bench;
-  bench.bus.absent[1] = true;
-  bench.Start();
-  char byte = 1;
-  EXPECT_EQ(bench.Wrapper(1, &byte, 1, 0, I2cDev::do_write), -7);
-  bench.bus.absent[1] = false;
-  EXPECT_EQ(bench.Wrapper(1, &byte, 1, 0, I2cDev::do_write), 1);
 }
 
 }  // namespace

@@ -74,13 +74,12 @@ class FakeBoard : public platform::BareInstrument {
   std::unique_ptr<platform::DeviceFile> Open(std::string_view path, int, int& error) override {
     error = ENOENT;
     if (path == "/dev/i2c-1" && has_bus) return std::make_unique<BusFile>(*this);
-    if (path == Dev::kFpgaDevicePath && has_fpga) return std::make_unique<FpgaFile>(*this);
+    if (path == Dev::kFpgaDevicePath) return std::make_unique<FpgaFile>(*this);
     return nullptr;
   }
 
   FakeChip chip;
   bool has_bus = true;
-  bool has_fpga = true;
   int open_buses = 0;
   std::map<int, unsigned> fpga{{0, 0x984}, {22, 0x8000}};
   std::vector<std::pair<int, unsigned>> fpga_written;

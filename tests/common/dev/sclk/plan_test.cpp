@@ -138,24 +138,6 @@ TEST_F(Plan, LoopRegistersFollowTheManual) {
   }
 }
 
-TEST_F(Plan, FieldsThatShareARegisterStandSideBySide) {
-  params.op[0].clkx_freq = {100, 0, 1};
-  params.op[1].drvx_trim = 0b10110;
-  params.op[2].drvx_trim = 0b01001;
-  params.op[3].drvx_inv = 2;
-  params.op[3].drvx_vddo = 1;
-  params.ref_clkin_type = REF_CLK_XTAL;
-  params.fb_clkin_type = FB_CLK_SINGLE_ENDED;
-  params.p2_divide = 8;
-  table = generate_reg_struct(params);
-  ASSERT_NE(table, nullptr);
-  const std::pair<int, unsigned> registers[] = {
-      {28, 0b00'1'101'10}, {29, 0b010'10'000},  {30, 0b101'01'011}, {34, 0b111'000'11},
-      {35, 0b01'00'00'00}, {39, 0b10'001},      {40, 0b110'10111},  {41, 0b01001'10},
-      {42, 0b1'10111},     {110, 0b11'000'000}, {118, 0},           {230, 0b1100}};
-  for (const auto& [address, value] : registers) EXPECT_EQ(Registers()(address), value) << address;
-}
-
 TEST_F(Plan, ChoiceOfTheDivider) {
   const struct {
     m3x64_num clk0;
@@ -177,39 +159,6 @@ TEST_F(Plan, ChoiceOfTheDivider) {
     ASSERT_NE(table, nullptr);
     EXPECT_EQ(sclk_test::DivideRatio(Registers(), 53), c.divider);
     EXPECT_EQ(Registers()(51) & 0xF0, static_cast<unsigned>(c.mode));
-  }
-}
-
-TEST_F(Plan, OtherOutputsAndFrequencySteps) {
-  params.op[1].in_use = 1;
-  params.low_jitter_op = 1;
-  params.op[1].clkx_freq = {100, 0, 1};
-  params.wclk_divider_select = WCLK_DIV_SEL_8;
-  const struct {
-    m3x64_num clk0;
-    int vco;
-  } cases[] = {{{77, 7, 9}, 2600}, {{350, 0, 1}, 2800}};  // of 350 MHz a divider below 8 cannot be
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.vco);
-    params.op[0].clkx_freq = c.clk0;
-    params.op[0].fidppm = 566667;
-    params.op[1].fidppm = 1;
-    table = generate_reg_struct(params);
-    ASSERT_NE(table, nullptr);
-    EXPECT_EQ(sclk_test::VcoFrequency(Registers(), 25), c.vco);
-    EXPECT_EQ(sclk_test::Clk0(Registers(), 25), ToRational(c.clk0));
-    EXPECT_EQ(c.vco / sclk_test::DivideRatio(Registers(), 64), 100);
-    EXPECT_EQ(params.op[1].fidppm, 13U);  // 100 MHz by 8, rounded
-
-    // a step is FIDP2 over FIDP1 of the frequency, whose divide ratio is FIDP3 over FIDP1
-    const Integer fidp1 = sclk_test::LittleEndian(Registers(), 123, 52);
-    const Integer fidp3 = sclk_test::LittleEndian(Registers(), 137, 63);
-    Integer fidp2 = 0;
-    for (int address = 130; address <= 136; ++address) fidp2 = fidp2 << 8 | Registers()(address);
-    EXPECT_EQ(sclk_test::Ratio(fidp2, fidp1), sclk_test::Ratio(566667, 1000000));
-    EXPECT_EQ(sclk_test::Ratio(fidp3, fidp1), c.vco / ToRational(c.clk0));
-    EXPECT_EQ(Registers()(242) & 2, 0U);
-    EXPECT_EQ(Registers()(52), 1U << 5);
   }
 }
 

@@ -8,7 +8,6 @@ namespace {
 
 using test::As;
 using test::Bytes;
-using test::BytesOf;
 using test::WireRecord;
 
 // A work buffer as the dispatcher hands it out, but dirty: the request's header, then what was
@@ -80,23 +79,6 @@ TEST(Records, MiscConfigTextsEndInTheirFields) {
   EXPECT_EQ(buffer, WireRecord(-0x38, payload));
   misc->SetCalibrationDate(nullptr);
   EXPECT_EQ(misc->calibdate[0], 0);
-}
-
-TEST(Records, ShortNak) {
-  Bytes buffer = DirtyBuffer<Msg::HmpNakRep>(0x05);
-  auto* nak = As<Msg::HmpNakRep>(buffer);
-  nak->SetErrCode(0x0123);
-  EXPECT_EQ(BytesOf(nak, nak->GetSize()), WireRecord(-5, {21, 0x23, 0x01}));
-
-  Msg::NakEdata0E details{};
-  details.safety = 0x0102;
-  details.sync = 1;
-  details.maxv_exc = 2;
-  nak->SetErrCode(details);
-  Bytes payload(23);
-  std::copy_n(Bytes{21, 14, 0, 0x02, 0x01, 1}.begin(), 6, payload.begin());
-  payload[22] = 2;
-  EXPECT_EQ(BytesOf(nak, nak->GetSize()), WireRecord(-5, payload));
 }
 
 TEST(Records, OpcodeTableHasTheSizesOfTheWireFormat) {

@@ -33,19 +33,6 @@ HmpErrorRep RecordOf(const Words& words) {
   return record;
 }
 
-TEST(ErrorList, BeginsWithItsModule) {
-  for (const auto& [module, word] : {std::pair{0, 1}, {1, 2}, {2, 3}, {3, 1}}) {
-    Errorcodes errors(module);
-    EXPECT_FALSE(errors.ReportError());
-    errors.SetErrorCode(74);
-    errors.SetErrorCode(74);
-    EXPECT_TRUE(errors.ReportError());
-    EXPECT_EQ(ListOf(errors), (Words{word, 74, 74}));
-    errors.ClearErrorCodes();
-    EXPECT_FALSE(errors.ReportError());
-  }
-}
-
 TEST(ErrorList, KeepsTheDataOfAWord) {
   const struct {
     const char* what;
@@ -166,17 +153,6 @@ TEST(ErrorList, TakesWordsFromManyThreads) {
   }
 }
 
-TEST(NakRecord, TakesAsManyWordsAsFit) {
-  for (const auto& [before, n, copied] :
-       {std::tuple{0, 0, 0}, {0, 64, 64}, {0, 70, 64}, {60, 10, 4}, {64, 1, 0}}) {
-    HmpErrorRep record = RecordOf(Words(static_cast<std::size_t>(before), 7));
-    const std::vector<short> words(70, 9);
-    EXPECT_EQ(record.CopyHMPErrorCodes(words.data(), n), copied + 1);
-    EXPECT_EQ(int{record.count}, before + copied);
-    EXPECT_FALSE(record.ChksmInvalid());
-  }
-}
-
 TEST(NakRecord, FindsTheHighestCode) {
   const struct {
     Words words;
@@ -193,22 +169,6 @@ TEST(NakRecord, FindsTheHighestCode) {
     EXPECT_EQ(record.GetMajorErrorCode(), c.major);
     EXPECT_EQ(int{record.count}, static_cast<int>(c.words.size()));
   }
-}
-
-TEST(NakRecord, ShiftsItsListOnce) {
-  HmpErrorRep record = RecordOf({2, 74, 75});
-  for (int i = 0; i < 2; ++i) {
-    record.ShiftErrorCodes();
-    EXPECT_EQ(ListOf(record), (Words{0, 2, 74, 75}));
-    EXPECT_FALSE(record.ChksmInvalid());
-  }
-  Words full(64, 7);
-  full[62] = 8;
-  record = RecordOf(full);
-  record.ShiftErrorCodes();
-  EXPECT_EQ(int{record.count}, 64);
-  EXPECT_EQ(int{record.ecodes[0]}, 0);
-  EXPECT_EQ(int{record.ecodes[63]}, 8);
 }
 
 TEST(UserErrors, HaveAMajorCodeForEachBit) {
