@@ -11,9 +11,8 @@
 
 #include "host/app.h"
 #include "host/live_stream.h"
-#include "platform/local.h"
 #include "tests/host/measuring_daemon.h"
-#include "tests/platform/test_instrument.h"
+#include "tests/platform/bare_machine.h"
 
 namespace {
 
@@ -42,7 +41,7 @@ class Live : public testing::Test {
   }
 
   platform::TemporaryRoot root_;
-  platform::TestInstrument instrument_;
+  platform::BareInstrument instrument_;
   platform::FakeClock clock_;
   platform::LocalBackend backend_{instrument_, clock_, "/"};
   platform::ScopedBackend scope_{backend_};

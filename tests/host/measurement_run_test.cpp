@@ -9,9 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <numbers>
 
-#include "platform/local.h"
 #include "tests/host/measuring_daemon.h"
-#include "tests/platform/test_instrument.h"
 
 namespace {
 
@@ -36,16 +34,8 @@ std::vector<int> Words(const Bytes& record, std::initializer_list<std::size_t> o
   return words;
 }
 
-// Waits cost no time.
-class MeasurementRunTest : public testing::Test {
+class MeasurementRunTest : public test::HostTest {
  protected:
-  MeasurementRunTest() { clock_.SetAutoAdvance(true); }
-
-  platform::TemporaryRoot root_;
-  platform::TestInstrument instrument_;
-  platform::FakeClock clock_;
-  platform::LocalBackend backend_{instrument_, clock_, root_.Path()};
-  platform::ScopedBackend scope_{backend_};
   MeasuringDaemon daemon_;
 };
 

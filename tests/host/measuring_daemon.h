@@ -1,6 +1,8 @@
 // A peer that plays the daemon through whole tests and keeps what it was asked.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <map>
 #include <mutex>
@@ -9,6 +11,7 @@
 
 #include "host/exit_status.h"
 #include "tests/host/peers.h"
+#include "tests/platform/bare_machine.h"
 
 namespace test {
 
@@ -53,6 +56,16 @@ class MeasuringDaemon {
   std::vector<Bytes> requests_;
   std::size_t polls_ = 0;
   RouterPeer peer_;
+};
+
+/// A test in which waits cost no time.
+class HostTest : public testing::Test {
+ protected:
+  HostTest() { machine_.clock.SetAutoAdvance(true); }
+
+  platform::MachineInPlace<> machine_;
+  const platform::TemporaryRoot& root_ = machine_.root;
+  platform::FakeClock& clock_ = machine_.clock;
 };
 
 }  // namespace test

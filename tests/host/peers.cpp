@@ -4,41 +4,11 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <zmq.h>
 
 #include <stdexcept>
 
 namespace test {
 namespace {
-
-// One frame; false at the end of the context. `more` tells that frames follow.
-bool ReceiveFrame(void* socket, Bytes& frame, bool& more) {
-  zmq_msg_t msg;
-  zmq_msg_init(&msg);
-  bool good = zmq_msg_recv(&msg, socket, 0) >= 0;
-  if (good) {
-    const auto* data = static_cast<const std::uint8_t*>(zmq_msg_data(&msg));
-    frame.assign(data, data + zmq_msg_size(&msg));
-    more = zmq_msg_more(&msg) != 0;
-  }
-  zmq_msg_close(&msg);
-  return good;
-}
-
-bool ReceiveFrames(void* socket, std::vector<Bytes>& frames) {
-  frames.clear();
-  bool more = true;
-  while (more) {
-    if (!ReceiveFrame(socket, frames.emplace_back(), more)) return false;
-  }
-  return true;
-}
-
-void SendFrames(void* socket, const std::vector<Bytes>& frames) {
-  for (std::size_t i = 0; i < frames.size(); ++i) {
-    zmq_send(socket, frames[i].data(), frames[i].size(), i + 1 < frames.size() ? ZMQ_SNDMORE : 0);
-  }
-}
 
 bool ReadExactly(int fd, Bytes& bytes, std::size_t size) {
   std::size_t got = bytes.size();
@@ -62,11 +32,12 @@ sockaddr_in AddressOf(const std::string& text, int port) {
 }  // namespace
 
 RouterPeer::RouterPeer(const std::string& uri, Script script)
-    : context_(zmq_ctx_new()), socket_(zmq_socket(context_, ZMQ_ROUTER)) {
-  if (zmq_bind(socket_, uri.c_str()) != 0) throw std::runtime_error("cannot bind " + uri);
+    : context_(zmq_ctx_new()), socket_(std::in_place, ZMQ_ROUTER, "", context_) {
+  socket_->SetTimeout(-1);
+  socket_->Bind(uri);
   char bound[256];
   std::size_t size = sizeof bound;
-  zmq_getsockopt(socket_, ZMQ_LAST_ENDPOINT, bound, &size);
+  zmq_getsockopt(socket_->Socket(), ZMQ_LAST_ENDPOINT, bound, &size);
   uri_ = bound;
   thread_ = std::thread([this, script = std::move(script)] { Serve(script); });
 }
@@ -74,20 +45,18 @@ RouterPeer::RouterPeer(const std::string& uri, Script script)
 RouterPeer::~RouterPeer() {
   zmq_ctx_shutdown(context_);
   thread_.join();
+  socket_.reset();
   zmq_ctx_term(context_);
 }
 
 void RouterPeer::Serve(const Script& script) {
-  for (std::vector<Bytes> frames; ReceiveFrames(socket_, frames);) {
-    for (const Bytes& reply : script(frames.back())) {
-      std::vector<Bytes> answer = frames;
-      answer.back() = reply;
-      SendFrames(socket_, answer);
+  for (zmb_test::Frames frames; !(frames = socket_->Recv()).empty();) {
+    const Bytes request(frames.back().begin(), frames.back().end());
+    for (const Bytes& reply : script(request)) {
+      frames.back().assign(reply.begin(), reply.end());
+      socket_->Send(frames);
     }
   }
-  int now = 0;
-  zmq_setsockopt(socket_, ZMQ_LINGER, &now, sizeof now);
-  zmq_close(socket_);
 }
 
 TcpPeer::TcpPeer(const std::string& address, int port, Script script)

@@ -3,11 +3,13 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "tests/common/msg/records/wire.h"
+#include "tests/libs/zmb/peer.h"
 
 namespace test {
 
@@ -33,7 +35,7 @@ class RouterPeer {
   void Serve(const Script& script);
 
   void* context_;
-  void* socket_;
+  std::optional<zmb_test::Peer> socket_;
   std::string uri_;
   std::thread thread_;
 };

@@ -10,9 +10,7 @@
 
 #include "host/plot.h"
 #include "host/ranges.h"
-#include "platform/local.h"
 #include "tests/host/measuring_daemon.h"
-#include "tests/platform/test_instrument.h"
 
 namespace {
 
@@ -23,10 +21,8 @@ using test::WordAt;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-class SweepTest : public testing::Test {
+class SweepTest : public test::HostTest {
  protected:
-  SweepTest() { clock_.SetAutoAdvance(true); }
-
   // Frequency and current range of every update.
   std::vector<std::pair<float, int>> Updates() {
     std::vector<std::pair<float, int>> list;
@@ -36,11 +32,6 @@ class SweepTest : public testing::Test {
     return list;
   }
 
-  platform::TemporaryRoot root_;
-  platform::TestInstrument instrument_;
-  platform::FakeClock clock_;
-  platform::LocalBackend backend_{instrument_, clock_, root_.Path()};
-  platform::ScopedBackend scope_{backend_};
   test::MeasuringDaemon daemon_;
 };
 

@@ -7,7 +7,6 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <zmq.h>
 
 #include <atomic>
 #include <chrono>
@@ -21,6 +20,7 @@
 #include "platform/unique_fd.h"
 #include "tests/common/msg/records/wire.h"
 #include "tests/integration/process.h"
+#include "tests/libs/zmb/peer.h"
 
 namespace {
 
@@ -189,25 +189,17 @@ class OldHosts {
 };
 
 /// A libzmq peer with an identity, from one loopback address.
-class NamedPeer {
+class NamedPeer : public zmb_test::Peer {
  public:
-  NamedPeer(const Bench& bench, int host) {
-    zmq_setsockopt(socket_.get(), ZMQ_ROUTING_ID, "Tos.Host", 8);
-    const int linger = 0;
-    zmq_setsockopt(socket_.get(), ZMQ_LINGER, &linger, sizeof linger);
+  NamedPeer(const Bench& bench, int host) : Peer(ZMQ_DEALER, "Tos.Host") {
     const std::string from = "127.0.0." + std::to_string(host) + ":0;";
-    zmq_connect(socket_.get(), ("tcp://" + from + bench.AddressOf("meas") + ":3088").c_str());
+    Connect("tcp://" + from + bench.AddressOf("meas") + ":3088");
   }
   bool Asks(test::Milliseconds patience = test::kPatience) {
-    const int timeout = static_cast<int>(patience.count());
-    zmq_setsockopt(socket_.get(), ZMQ_RCVTIMEO, &timeout, sizeof timeout);
-    zmq_send(socket_.get(), kProgress.data(), kProgress.size(), 0);
-    return zmq_recv(socket_.get(), nullptr, 0, 0) == 49;
+    SetTimeout(static_cast<int>(patience.count()));
+    const auto reply = Send({Text(kProgress)}).Recv();
+    return !reply.empty() && reply.back().size() == 49;
   }
-
- private:
-  std::unique_ptr<void, int (*)(void*)> context_{zmq_ctx_new(), zmq_ctx_term};
-  std::unique_ptr<void, int (*)(void*)> socket_{zmq_socket(context_.get(), ZMQ_DEALER), zmq_close};
 };
 
 void TakeIdentityOver(Peers&, const Bench& bench) {

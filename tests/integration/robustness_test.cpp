@@ -7,7 +7,7 @@
 
 #include "tests/common/msg/records/wire.h"
 #include "tests/integration/process.h"
-#include "tests/libs/zmb/zmb_fixture.h"
+#include "tests/libs/zmb/peer.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 #include "common/msg/records/major_codes.h"
 #include "platform/real_clock.h"
 #include "simulator/listeners.h"
-#include "tests/libs/zmb/zmb_fixture.h"
+#include "tests/libs/zmb/peer.h"
 
 namespace simulator {
 namespace {
