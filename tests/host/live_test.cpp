@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
@@ -54,20 +53,6 @@ host::MeasurementResult Result(float kilovolts) {
   result.record.acfcvolt = kilovolts;
   result.record.acamps = 1e-3F;
   return result;
-}
-
-TEST_F(Live, WatchShowsWhatIsReadAndSendsNothing) {
-  std::atomic<int> asked = 0;
-  test::RouterPeer daemon(Ipc(), [&asked](const Bytes&) { return ++asked, std::vector<Bytes>(); });
-  EXPECT_EQ(Host({"watch", "--rows", "1"}).out, "nobody measures here\n");
-  LiveStream stream(root_.Path());
-  stream.Status(0x0101);
-  EXPECT_THAT(Host({"watch", "--rows", "1"}).out, HasSubstr("Ranging, Data_Not_Valid"));
-  stream.Result(Result(10));
-  EXPECT_THAT(Host({"watch", "--rows", "1"}).out, HasSubstr("10             1"));
-  const auto json = nlohmann::json::parse(Host({"watch", "--rows", "1", "--json"}).out);
-  EXPECT_EQ(json.at("stale"), false);
-  EXPECT_EQ(asked, 0);
 }
 
 TEST_F(Live, OldDataAreMarked) {

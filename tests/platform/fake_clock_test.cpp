@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
-#include <thread>
 
 namespace platform {
 namespace {
@@ -42,21 +40,6 @@ TEST(FakeClock, AutoAdvanceSleepsInNoTimeAndStillTicks) {
   clock.SleepFor(std::chrono::hours(1));
   EXPECT_EQ(ticks, 60);
   EXPECT_EQ(clock.Monotonic(), FakeClock::kStart + std::chrono::hours(1) + seconds(1));
-}
-
-TEST(FakeClock, TickerWaitsForItsCallback) {
-  FakeClock clock;
-  std::atomic<bool> entered{false};
-  std::atomic<bool> left{false};
-  auto ticker = clock.StartTicks(seconds(1), [&] {
-    entered = true;
-    std::this_thread::sleep_for(milliseconds(20));
-    left = true;
-  });
-  std::jthread advancer([&] { clock.Advance(seconds(1)); });
-  while (!entered) std::this_thread::yield();
-  ticker.reset();
-  EXPECT_TRUE(left);
 }
 
 }  // namespace

@@ -49,23 +49,6 @@ TEST_F(LocalBackendTest, OrdinaryFilesLieUnderTheRoot) {
   EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(LocalBackendTest, SmbusDataTravelsInPlaceOfItsPointer) {
-  const int fd = backend_.Open(TestInstrument::kPath, O_RDWR, 0);
-  i2c_smbus_data data{};
-  data.block[0] = 7;
-  data.block[33] = 9;
-  i2c_smbus_ioctl_data record{I2C_SMBUS_READ, 2, I2C_SMBUS_BLOCK_DATA, &data};
-  EXPECT_EQ(backend_.Ioctl(fd, I2C_SMBUS, &record), 0);
-  EXPECT_EQ(data.block[0], 9);
-  EXPECT_EQ(data.block[33], 11);
-  record.read_write = I2C_SMBUS_WRITE;  // a write leaves the caller's data alone
-  EXPECT_EQ(backend_.Ioctl(fd, I2C_SMBUS, &record), 0);
-  EXPECT_EQ(data.block[0], 9);
-  record.data = nullptr;
-  EXPECT_EQ(backend_.Ioctl(fd, I2C_SMBUS, &record), 0);
-  backend_.Close(fd);
-}
-
 TEST(Machine, RefusesARootThatIsNoDirectory) {
   for (const char* root : {"/nonexistent/q5", "/", ""}) {
     EXPECT_EXIT(

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <linux/i2c-dev.h>
-#include <linux/i2c.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -14,7 +13,6 @@
 #include <deque>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "platform/fpga_driver.h"
 #include "platform/instrument.h"
@@ -114,13 +112,6 @@ class TestInstrument final : public Instrument {
         std::int64_t value = 0;
         std::memcpy(&value, argument, sizeof value);
         instrument_.slave = value;
-        return 0;
-      }
-      if (request == I2C_SMBUS) {
-        SmbusTransfer transfer;
-        std::memcpy(&transfer, argument, sizeof transfer);
-        for (auto& byte : transfer.data) byte = static_cast<std::uint8_t>(byte + transfer.command);
-        std::memcpy(argument, &transfer, sizeof transfer);
         return 0;
       }
       if (request != Dev::Q5FPGA_CMD_RD) return -ENOTTY;

@@ -168,10 +168,6 @@ TEST(Sources, ProblemsAreNamedInOneLine) {
   EepromDocument document = Filled(hardware);
   hardware.ranges[1].pop_back();
   EXPECT_THAT(FillCalibration(hardware, document), HasSubstr("more rows of range_mode_acdc_i"));
-  hardware.fields = {{"brd_cal_date", "14 March 2024"}};
-  ASSERT_EQ(FillFields(hardware.fields, document), "");
-  std::vector<std::uint8_t> image;
-  EXPECT_THAT(document.Encode(image), HasSubstr("brd_cal_date: cannot hold"));
 }
 
 TEST(EepromCommand, FilesGoThereAndBack) {

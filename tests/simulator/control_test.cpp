@@ -71,19 +71,5 @@ TEST_F(ControlTest, IntermittentComesFromTheSeed) {
   EXPECT_NEAR(off, 300, 60);  // four sigma
 }
 
-TEST_F(ControlTest, ServerCutsLinesAndSurvivesLongOnes) {
-  platform::TemporaryRoot root;
-  ControlServer server(units_);
-  ASSERT_EQ(server.Start(root.Path()), "");
-  std::string answer;
-  ASSERT_TRUE(SendControlLine(root.Path(), "get a.level\nget a.level", answer));
-  EXPECT_EQ(answer, "ok 1");
-  ASSERT_TRUE(SendControlLine(root.Path(), std::string(100000, 'y'), answer));
-  EXPECT_EQ(answer, "error line too long");
-  ASSERT_TRUE(SendControlLine(root.Path(), "fault a off", answer));
-  EXPECT_EQ(answer, "ok");
-  EXPECT_EQ(faults_.Now(), Fault::kOff);
-}
-
 }  // namespace
 }  // namespace simulator

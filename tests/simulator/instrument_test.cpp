@@ -24,17 +24,6 @@ class InstrumentTest : public I2cTest {
     Dev::FpgaCmd command{Dev::FPGA_REG, offset, value, 0, 0};
     return backend_->Ioctl(fd_, Dev::Q5FPGA_CMD_WR, &command) < 0 ? -errno : 0;
   }
-  std::string ReadFile(const char* path) {
-    const int fd = backend_->Open(path, O_RDONLY, 0);
-    if (fd < 0) return "errno " + std::to_string(errno);
-    std::string text;
-    char part[3];  // less than the text: the rest comes with the next read
-    for (ssize_t count = 0; (count = backend_->Read(fd, part, sizeof part)) > 0;) {
-      text.append(part, static_cast<std::size_t>(count));
-    }
-    backend_->Close(fd);
-    return text;
-  }
 
   int fd_ = -1;
 };
@@ -57,21 +46,6 @@ TEST_F(InstrumentTest, RegistersHoldWhatTheBusMayWrite) {
     EXPECT_EQ(Read(offset), -EINVAL) << offset;
     EXPECT_EQ(Write(offset, 1), -EINVAL) << offset;
   }
-}
-
-TEST_F(InstrumentTest, AttributesGoTheirOwnWayOnly) {
-  EXPECT_EQ(ReadFile("/sys/module/fpgadrv/parameters/version"), "0.90\n");
-  EXPECT_EQ(ReadFile("/sys/fpgaattr/rxfpga"), "0\n");
-  EXPECT_EQ(ReadFile("/sys/fpgaattr/q5processpid"), "errno " + std::to_string(EACCES));
-
-  EXPECT_EQ(Control("set fpga.overflow_underflow 1F"), "ok");
-  EXPECT_EQ(ReadFile("/sys/fpgaattr/overflow_underflow"), "1f\n");
-  const int counter = backend_->Open("/sys/fpgaattr/overflow_underflow", O_RDONLY, 0);
-  char text[8] = "";
-  EXPECT_EQ(backend_->Pread(counter, text, sizeof text, 0), 3);
-  EXPECT_EQ(backend_->System("echo 0 >/sys/fpgaattr/overflow_underflow"), 0);
-  EXPECT_EQ(backend_->Pread(counter, text, sizeof text, 0), 2);
-  EXPECT_EQ(std::string(text, 2), "0\n");
 }
 
 class MainInstrumentTest : public InstrumentTest {

@@ -1,6 +1,5 @@
 // What the samples show of a known source and device, against closed forms.
 
-#include "simulator/signal/device_under_test.h"
 #include "simulator/signal/level.h"
 #include "tests/simulator/sample_fixture.h"
 
@@ -202,31 +201,6 @@ TEST_F(PhysicsTest, TheBoardsSettingsActAtTheirMoment) {
   for (const std::size_t pair : {1000UL, 2535UL}) EXPECT_EQ(Condition(pair, 0), 0xC0U) << pair;
   EXPECT_EQ(Condition(2538, 0), 0x40U);
   EXPECT_EQ(Condition(1000, 1), 0U) << "the other channel's CPLD is not busy";
-}
-
-TEST(DeviceUnderTest, ImpedanceIsThatOfItsParts) {
-  struct Case {
-    const char* text;
-    double hertz;
-    std::complex<double> ohms;
-  };
-  const Case kCases[] = {
-      {"parallel R=30 C=1e-05 L=0.1", 159.15494309189535, 30},  // in resonance
-      {"series R=30 C=1e-05 L=0.1", 159.15494309189535, 30},
-      {"series R=1 L=2", 0, 1},
-      {"parallel R=50 L=1", 0, 1e-6},
-      {"series R=3 L=1", 1 / (2 * std::numbers::pi), {3, 1}},
-  };
-  for (const Case& test : kCases) {
-    const auto circuit = ParseCircuit(test.text);
-    ASSERT_TRUE(circuit) << test.text;
-    EXPECT_EQ(CircuitText(*circuit), test.text);
-    const auto error = circuit->Impedance(test.hertz) - test.ohms;
-    EXPECT_LE(std::abs(error), 1.1e-6 + 1e-9 * std::abs(test.ohms)) << test.text;
-  }
-  for (const char* bad : {"", "star", "series R", "series R=0", "series R=1e99"}) {
-    EXPECT_FALSE(ParseCircuit(bad)) << bad;
-  }
 }
 
 }  // namespace

@@ -20,28 +20,6 @@ std::string ReadText(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TEST(Config, NamesWhatIsWrongInOneLine) {
-  const struct {
-    const char* text;
-    const char* problem;
-  } cases[] = {
-      {"{\"seed\": ", "line 1"},
-      {"{\"sede\": 1}", "unknown key \"sede\""},
-      {"{\"seed\": -1}", "\"seed\" must be"},
-      {"{\"board_revision\": 16}", "0 to 15"},
-      {"{\"module\": \"pfc\"}", "\"source\""},
-      {"{\"addresses\": {\"meas\": \"192.168.42.52\"}}", "127.0.0.0/8"},
-      {"{\"cpld\": {\"meas1\": {\"id\": \"0x0986\"}}}", "0x1093"},
-      {"{\"eeprom\": {\"meas1\": \"\"}}", "a path"},
-  };
-  for (const auto& c : cases) {
-    Config config;
-    const std::string problem = ParseConfig(c.text, config);
-    EXPECT_THAT(problem, HasSubstr(c.problem)) << c.text;
-    EXPECT_EQ(problem.find('\n'), problem.npos) << problem;
-  }
-}
-
 TEST(RootDir, KeepsWhatTheInstrumentWrote) {
   platform::TemporaryRoot directory;
   const std::string path = directory.Path() + "/new/root";

@@ -116,32 +116,13 @@ TEST_F(ClockChipTest, AlarmsComeAndGoWithTime) {
   EXPECT_EQ(GetRegister(218), 0x10U);
 }
 
-TEST_F(ClockChipTest, PagesMasksAndBlocks) {
+TEST_F(ClockChipTest, PagesAndMasks) {
   Start();
   SetRegister(290, 0xA5);
   EXPECT_EQ(GetRegister(290), 0xA5U);
   EXPECT_EQ(GetRegister(34), 0U);  // the same place on the other page
   SetRegister(299, 0xFF);
   EXPECT_EQ(GetRegister(299), 0x0FU);
-  SetRegister(53, 0);  // leaves page 0 selected
-
-  i2c_smbus_data block{};
-  block.block[0] = 4;
-  for (std::uint8_t i = 1; i <= 4; ++i) block.block[i] = static_cast<std::uint8_t>(0x30 + i);
-  ASSERT_EQ(Smbus(I2C_SMBUS_WRITE, 61, I2C_SMBUS_I2C_BLOCK_DATA, &block), 0);
-  EXPECT_EQ(Ask(1, kAddress, {60}, 6), (Bytes{0x00, 0x31, 0x32, 0x33, 0x34, 0x00}));
-  i2c_smbus_data back{};
-  back.block[0] = 5;
-  ASSERT_EQ(Smbus(I2C_SMBUS_READ, 61, I2C_SMBUS_I2C_BLOCK_DATA, &back), 0);
-  EXPECT_THAT(Bytes(back.block, back.block + 6),
-              testing::ElementsAre(5, 0x31, 0x32, 0x33, 0x34, 0));
-
-  block.block[0] = 33;
-  EXPECT_EQ(Smbus(I2C_SMBUS_WRITE, 61, I2C_SMBUS_I2C_BLOCK_DATA, &block), -EINVAL);
-  ASSERT_EQ(SetChip("fail_after 2"), "ok");  // gone in the middle of a block
-  block.block[0] = 4;
-  EXPECT_EQ(Smbus(I2C_SMBUS_WRITE, 61, I2C_SMBUS_I2C_BLOCK_DATA, &block), -EIO);
-  ASSERT_EQ(SetChip("fail_after off"), "ok");
 }
 
 TEST_F(ClockChipTest, TwoClientsDoNotGetIntoEachOthersTransactions) {

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
 #include <vector>
 
 #include "common/msg/records/checksum.h"
@@ -39,27 +38,12 @@ std::vector<std::byte> SetUpVoltage(int source_word, int most,
   return Bytes(Msg::HMP_INI_TEST_PARAM, record);
 }
 
-std::vector<std::byte> SetUpCurrent(int source_word, int most) {
-  Msg::HmpIniTestParamReqI record{};
-  record.currentsrc = static_cast<std::int16_t>(source_word);
-  record.ampmax = static_cast<std::int16_t>(most);
-  return Bytes(Msg::HMP_INI_TEST_PARAM_I, record);
-}
-
 std::vector<std::byte> Update(int target, float hertz = 60, int polarity = 0) {
   Msg::HmpUpdTestParamReq record{};
   record.volttarget = static_cast<std::int16_t>(target);
   record.frequency = hertz;
   record.polarity = static_cast<std::int16_t>(polarity);
   return Bytes(Msg::HMP_UPD_TEST_PARAM, record);
-}
-
-std::vector<std::byte> UpdateCurrent(int amp, int polarity = 0) {
-  Msg::HmpUpdTestParamReqI record{};
-  record.amp = static_cast<std::int16_t>(amp);
-  record.frequency = 60;
-  record.polarity = static_cast<std::int16_t>(polarity);
-  return Bytes(Msg::HMP_UPD_TEST_PARAM_I, record);
 }
 
 std::vector<std::byte> Plain(HmpOpcode opcode) { return Bytes(opcode, Msg::HmpStartTestReq{}); }
@@ -92,45 +76,12 @@ class SosTest : public SampleTest {
       sos_->Update();
     }
   }
-  std::string State() { return Control("get sos.state"); }
   SourceSettings Source() { return instrument_->Source().Get(); }
 
   std::atomic<bool> allok_{true};
   std::optional<Sos> sos_;
   std::optional<Tos> tos_;
 };
-
-TEST_F(SosTest, DrivesWhatTheSourceWordSays) {
-  StartModules();
-  struct Row {
-    std::vector<std::byte> set_up, update;
-    SourceSettings::Kind kind;
-    double amplitude, dc, degrees;
-  };
-  using enum SourceSettings::Kind;
-  const Row rows[] = {
-      {SetUpVoltage(kLv, 240), Update(100, 50, 1), kVoltage, 100, 0, 180},
-      {SetUpVoltage(0x330 | 5, 24), Update(24, 60, 1), kVoltage, 0, -24, 0},
-      {SetUpCurrent(0x110 | 6, 20), UpdateCurrent(5), kCurrent, 5, 0, 0},
-  };
-  for (const Row& row : rows) {
-    Hear(row.set_up);
-    Hear(row.update);
-    EXPECT_FALSE(Source().on);
-    Hear(Plain(Msg::HMP_START_TEST));
-    Pass(400);
-    const SourceSettings source = Source();
-    EXPECT_TRUE(source.on);
-    EXPECT_EQ(source.kind, row.kind);
-    EXPECT_EQ(source.amplitude, row.amplitude);
-    EXPECT_EQ(source.dc, row.dc);
-    EXPECT_EQ(source.degrees, row.degrees);
-    EXPECT_FALSE(source.hertz.has_value());
-    Hear(Plain(Msg::HMP_STOP_TEST));
-    EXPECT_FALSE(Source().on);
-    EXPECT_EQ(State(), "ok idle");
-  }
-}
 
 // Each record twice, 7 s apart: what counts as a sign of life holds the test.
 TEST_F(SosTest, AHostThatShowsNoSignOfLifeEndsTheTest) {

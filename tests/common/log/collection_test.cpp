@@ -32,11 +32,6 @@ TEST_F(LogTest, ACollectionWaitsForTheLogsAndRunsWhatTheScriptWrote) {
        {"killall -SIGUSR1 ethb", "/srv/www/cgi-bin/getlogn.sh 0 > /home/root/getlogcmd", "tar one",
         "tar two"},
        120},
-      {"1; reboot\n",
-       true,
-       {"killall -SIGUSR1 ethb", "/srv/www/cgi-bin/getlogn.sh 1 > /home/root/getlogcmd", "tar one",
-        "tar two"},
-       5},
       {"; reboot\n", true, {}, 0},
   };
   machine.clock.SetAutoAdvance(true);

@@ -2,6 +2,7 @@
 #include "common/log/log_config.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include "tests/common/log/log_bench.h"
 

@@ -74,20 +74,6 @@ TEST_F(MonitorTest, ExpiresAfterWholeTicks) {
   }
 }
 
-TEST_F(MonitorTest, RefusesWhatIsNoTime) {
-  Probe probe("probe");
-  EXPECT_EQ(probe.Add(-1, SECSE), -1);
-  EXPECT_EQ(probe.Add(1, 4), -1);
-  EXPECT_EQ(probe.Add(1, -1), -1);
-  EXPECT_EQ(probe.timer.AddOKTimer(1, USECSE, Probe::Called, &probe), -1);
-  EXPECT_EQ(probe.Add(5, USECSE), 0);  // taken, but nothing runs so fine
-  EXPECT_EQ(probe.timer.GetBackupCounter(), 5000u);
-  EXPECT_FALSE(probe.timer.IsTimerAlive());
-  EXPECT_EQ(probe.timer.StopTimer(), -1);
-  Tick(10);
-  EXPECT_EQ(probe.calls, 0);
-}
-
 TEST_F(MonitorTest, ResetStartsTheCountdownAnew) {
   Probe probe("watchdog");
   EXPECT_EQ(probe.timer.ResetTimer(), 0);  // a stopped one does not start

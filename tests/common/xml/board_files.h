@@ -13,12 +13,12 @@ namespace xml_bench {
 
 /// A field at its address in the template and, which may differ, on the chip.
 struct Field {
-  std::string attributes;             ///< all but addr, count
-  unsigned addr;                      ///< within its block
-  std::string text;                   ///< of a single value; empty for an array
-  std::vector<float> floats;          ///< of an array
-  std::optional<unsigned> chip_addr;  ///< where it differs
-  bool kept = false;                  ///< the template has the text as well
+  std::string attributes;                  ///< all but addr, count
+  unsigned addr;                           ///< within its block
+  std::string text;                        ///< of a single value; empty for an array
+  std::vector<float> floats = {};          ///< of an array
+  std::optional<unsigned> chip_addr = {};  ///< where it differs
+  bool kept = false;                       ///< the template has the text as well
 };
 
 struct Block {
@@ -107,11 +107,7 @@ inline Field Number(const char* name, const char* format, int size, unsigned add
   const std::string text = format[0] == 'H' ? Hex(value).substr(2) : std::to_string(value);
   return {"name=\"" + std::string(name) + "\" tag=\"" + name + "\" format=\"" + format +
               "\" size=\"" + std::to_string(size) + "\"",
-          addr,
-          text,
-          {},
-          {},
-          false};
+          addr, text};
 }
 
 inline Field Revision(unsigned value) {
@@ -123,21 +119,13 @@ inline Field Revision(unsigned value) {
 inline Field Text(const char* name, int size, unsigned addr, const std::string& text) {
   return {"name=\"" + std::string(name) + "\" tag=\"" + name + "\" format=\"ASCII\" size=\"" +
               std::to_string(size) + "\"",
-          addr,
-          text,
-          {},
-          {},
-          false};
+          addr, text};
 }
 
 inline Field Check(const char* name, unsigned addr, unsigned last) {
   return {"name=\"" + std::string(name) + "\" format=\"CHECK\" size=\"2\" checksumStart=\"0\" " +
               "checksumEnd=\"" + std::to_string(last) + "\"",
-          addr,
-          "",
-          {},
-          {},
-          false};
+          addr, ""};
 }
 
 /// Appends rows of code and floats from `addr` on; gives the address behind them.
@@ -147,8 +135,7 @@ inline unsigned AddRows(Block& block, unsigned addr, const std::vector<Row>& row
     code.attributes = "name=\"code\" tag=\"" + row.tag + "\" format=\"HEX\" size=\"1\"";
     block.fields.push_back(code);
     const std::vector<float>& values = cal ? row.cal : row.scale;
-    block.fields.push_back(
-        {"name=\"values\" format=\"FLOAT32\" size=\"4\"", addr + 1, "", values, {}, false});
+    block.fields.push_back({"name=\"values\" format=\"FLOAT32\" size=\"4\"", addr + 1, "", values});
     addr += 1 + 4 * static_cast<unsigned>(values.size());
   }
   return addr;
@@ -235,11 +222,7 @@ inline std::vector<Block> Backplane(unsigned revision, int rows) {
       sys.fields.push_back({"name=\"row\" tag=\"" + tag +
                                 "\" format=\"FLOAT32\" size=\"4\" key=\"k" + number +
                                 "\" src=\"SVR" + number + "\" meas=\"MIR\"",
-                            addr,
-                            "",
-                            Ramp(1e-12F * static_cast<float>(i + 1), 8),
-                            {},
-                            false});
+                            addr, "", Ramp(1e-12F * static_cast<float>(i + 1), 8)});
       addr += 32;
     }
   }

@@ -33,18 +33,6 @@ TEST(ZmbID, IsValidWhenTheFirstDotStandsInside) {
   EXPECT_FALSE(ZmbID(std::pair<void*, int>(text.data(), -1)).IsValid());
 }
 
-TEST(ZmbID, ComparesByGroupThenWhole) {
-  const struct {
-    const char *mine, *other;
-    int result;
-  } cases[] = {
-      {"a.b", "a.b", 0}, {"a.b", "a.c", 1}, {"a.b", "b.b", 2}, {"ab", "a.b", -2}, {"a.b", "b.", -1},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(ZmbID(c.mine).CompID(ZmbID(c.other)), c.result) << c.mine << " " << c.other;
-  }
-}
-
 TEST(ZmbUri, ChecksAWholeText) {
   const struct {
     std::string text;

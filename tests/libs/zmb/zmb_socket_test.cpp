@@ -38,19 +38,6 @@ TEST_F(ZmbSocketTest, BindsTheRestAfterAFailure) {
   EXPECT_TRUE(std::filesystem::exists(root_.Path() + "/absent/a.ipc"));
 }
 
-TEST_F(ZmbSocketTest, ASecondListenerLeavesTheFirstItsEndPoint) {
-  Peer first(ZMQ_REP);
-  first.Bind(Ipc("/tmp/a.ipc"));
-  const auto second = MakeSocket(ZMQ_ROUTER);
-  second->AddLink(Common::IPC, "/tmp/a.ipc");
-  EXPECT_EQ(second->BindLinks(), -1);
-  EXPECT_NE(log_.Text().find("zmq_bind_err=" + std::to_string(EADDRINUSE)), std::string::npos);
-
-  Peer client(ZMQ_REQ);
-  client.Connect(Ipc("/tmp/a.ipc")).Send({"still there?"});
-  EXPECT_EQ(first.Recv(), Frames{"still there?"});
-}
-
 TEST_F(ZmbSocketTest, TheFileOfADeadListenerIsNoObstacle) {
   const std::string path = root_.Path() + "/tmp/a.ipc";
   const int fd = socket(AF_UNIX, SOCK_STREAM, 0);

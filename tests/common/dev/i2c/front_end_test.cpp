@@ -11,7 +11,6 @@
 namespace {
 
 using Dev::MeasChCfgReg;
-using Dev::MeasChStaReg;
 using Msg::ghmp;
 
 class FrontEnd : public testing::Test {
@@ -19,27 +18,6 @@ class FrontEnd : public testing::Test {
   FrontEnd() { Msg::HMPData::GetHMPData(config, Msg::MEAS_MODULE); }
   libconfig::Config config;
 };
-
-TEST_F(FrontEnd, RegistersTravelMostSignificantByteFirst) {
-  const std::array<std::uint8_t, 4> identity{0x09, 0x85, 0x01, 0x02};
-  const auto version = Dev::MeasChCpldIdRev::ToStruct(identity);
-  EXPECT_EQ(version.cpldId, 0x0985);
-  EXPECT_EQ(version.revision, 0x0102);
-
-  EXPECT_EQ(Dev::cfg0.ToBytes(), (std::array<std::uint8_t, 4>{0x02, 0xC1, 0xE2, 0x20}));
-  const std::array<std::uint8_t, 9> wire{0x81, 0xC1, 0xE2, 0x40, 0x4A, 0x2E, 0x20, 0x00, 0x01};
-  const auto status = MeasChStaReg::ToStruct(wire);
-  EXPECT_EQ(status.Status(), 0x81);
-  EXPECT_EQ(status.FaultN, 1);
-  EXPECT_EQ(status.OverInputN, 1);
-  EXPECT_EQ(status.SelVoltHi, 1);
-  EXPECT_EQ(status.FilterA, 1);
-  EXPECT_EQ(status.CfgReg.InputMode, Msg::AC_Volt);
-  EXPECT_EQ(status.CfgReg.GetFilter(), 2);
-  EXPECT_EQ(status.RangeEcho(0x0985), 0x4A);
-  EXPECT_EQ(status.RangeEcho(0x1093), 0x2E);
-  EXPECT_EQ(status.RangeEcho(0x1234), -1);
-}
 
 TEST_F(FrontEnd, EveryStatusBitHasItsWord) {
   for (int status = 0; status < 256; ++status) {

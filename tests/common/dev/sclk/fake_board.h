@@ -2,7 +2,6 @@
 // and an FPGA that has registers.
 #pragma once
 
-#include <fcntl.h>
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 
