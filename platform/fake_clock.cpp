@@ -33,10 +33,7 @@ class FakeClock::FakeTicker final : public Ticker {
     clock.changed_.wait(lock, [this] { return runners.empty(); });
   }
 
-  int Overrun() const override {
-    const Lock lock(clock.mutex_);
-    return clock.overrun_;
-  }
+  int Overrun() const override { return 0; }
 
   FakeClock& clock;
   Nanoseconds next;
@@ -114,16 +111,6 @@ void FakeClock::Spend(Nanoseconds duration) {
 void FakeClock::SetAutoAdvance(bool on) {
   const Lock lock(mutex_);
   auto_advance_ = on;
-}
-
-void FakeClock::SetOverrun(int periods) {
-  const Lock lock(mutex_);
-  overrun_ = periods;
-}
-
-std::size_t FakeClock::Blocked() const {
-  const Lock lock(mutex_);
-  return deadlines_.size();
 }
 
 bool FakeClock::AwaitBlocked(std::size_t count) const {

@@ -38,12 +38,8 @@ class FakeClock final : public Clock {
   /// Advance.
   void SetAutoAdvance(bool on);
 
-  /// What every ticker reports as its overrun from now on.
-  void SetOverrun(int periods);
-
-  /// Threads in SleepUntil and WaitUntil now.
-  std::size_t Blocked() const;
-  /// Waits, in real time, until at least `count` threads are blocked. False after ten real seconds.
+  /// Waits, in real time, until at least `count` threads are in SleepUntil and WaitUntil. False
+  /// after ten real seconds.
   bool AwaitBlocked(std::size_t count) const;
   /// The earliest deadline of a blocked thread or next tick.
   std::optional<Nanoseconds> NextDeadline() const;
@@ -70,7 +66,6 @@ class FakeClock final : public Clock {
   /// Time of day when Monotonic() was kStart.
   Nanoseconds realtime_at_start_ Q5_GUARDED_BY(mutex_);
   bool auto_advance_ Q5_GUARDED_BY(mutex_) = false;
-  int overrun_ Q5_GUARDED_BY(mutex_) = 0;
   /// One for each blocked thread.
   std::multiset<Nanoseconds> deadlines_ Q5_GUARDED_BY(mutex_);
   std::vector<FakeTicker*> tickers_ Q5_GUARDED_BY(mutex_);

@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 #include <nlohmann/json.hpp>
 
 #include "host/app.h"
@@ -16,11 +15,8 @@
 namespace {
 
 namespace fs = std::filesystem;
-using host::ExitStatus;
 using host::LiveFeed;
 using host::LiveStream;
-using test::Bytes;
-using test::Record;
 using testing::HasSubstr;
 
 class Live : public testing::Test {
@@ -34,7 +30,6 @@ class Live : public testing::Test {
     words.insert(words.begin(), {"--root", root_.Path()});
     return test::Host(words);
   }
-  std::string Ipc() const { return "ipc://" + root_.Path() + "/tmp/Mos.MeasMgr.ipc"; }
   std::string File(int client) const {
     return root_.Path() + "/tmp/q5host.live/" + std::to_string(client) + ".jsonl";
   }
@@ -98,26 +93,6 @@ TEST_F(Live, ClientsAndWatchersAreInNobodysWay) {
   fs::last_write_time(File(999999999), fs::file_time_type::clock::now() - std::chrono::hours(1));
   LiveStream next(root_.Path());
   EXPECT_FALSE(fs::exists(File(999999999)));
-}
-
-TEST_F(Live, StopEndsTheTestAndPrintsWhatItsNakSays) {
-  std::vector<int> asked;
-  std::mutex guard;
-  int others = 2;  // requests while another host is connected
-  test::RouterPeer daemon(Ipc(), [&](const Bytes& request) -> std::vector<Bytes> {
-    const std::lock_guard lock(guard);
-    asked.push_back(request[2]);
-    if (others-- > 0) return {test::NakReply(request[2], 2, 1)};
-    if (request[2] == 0x07) return {test::NakReply(0x07, 1104)};
-    return {Record(-request[2], {6})};
-  });
-  const auto run = Host({"--via", "bus", "stop"});
-  EXPECT_EQ(run.status, ExitStatus::kNak);
-  EXPECT_THAT(run.out,
-              HasSubstr("stop: refused by the measurement module:\n  NAK_MCODE_MOS_ALLOK"));
-  EXPECT_THAT(run.out, HasSubstr("end of row: done\n"));
-  const std::lock_guard lock(guard);
-  EXPECT_THAT(asked, testing::ElementsAre(0x07, 0x07, 0x07, 0x37));
 }
 
 }  // namespace

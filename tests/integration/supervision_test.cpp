@@ -95,16 +95,6 @@ TEST(Supervision, ASignalThatEndsTheDaemonDropsTheLine) {
   }
 }
 
-TEST(Supervision, ASignalThatTheStarterIgnoresStaysIgnored) {
-  Bench bench;
-  const auto before = ::signal(SIGHUP, SIG_IGN);
-  bench.StartDaemon();
-  ::signal(SIGHUP, before);
-  bench.daemon->Signal(SIGHUP);
-  EXPECT_EQ(bench.Host({"progress"}).status, 0);
-  EXPECT_TRUE(bench.daemon->Running());
-}
-
 // In the background the reader of a pipe may go once.
 TEST(Supervision, ASecondSigpipeEndsABackgroundDaemonWithTheLineDown) {
   Bench bench;

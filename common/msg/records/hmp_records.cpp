@@ -19,10 +19,6 @@ void HmpMiscConfigRep::SetCalibrationDate(const char* date) {
   SetText(calibdate, date == nullptr ? "" : date);
 }
 
-void HmpMiscConfigRep::SetCalibrationDueDate(const char* date) {
-  SetText(calibduedate, date == nullptr ? "" : date);
-}
-
 void HmpNakRep::SetErrCode(short error_code) {
   StartNak(*this, error_code, 0);
   SetChksm(7);

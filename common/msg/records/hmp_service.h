@@ -128,9 +128,8 @@ struct [[gnu::packed]] HmpMiscConfigRep : HmpReply<HmpMiscConfigRep> {
   char RFU[126];
   std::int16_t chksm;
 
-  /// The two texts are cut to 16 characters; a null one counts as empty.
+  /// Cut to 16 characters; a null one counts as empty.
   void SetCalibrationDate(const char* date);
-  void SetCalibrationDueDate(const char* date);
   void SetLineFrequency(float hertz) { linefrequency = hertz; }
 };
 Q5_RECORD(HmpMiscConfigRep, 175, Q5_AT(6, ack), Q5_AT(7, calibdate), Q5_AT(24, calibduedate),

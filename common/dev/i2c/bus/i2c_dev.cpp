@@ -222,12 +222,6 @@ I2cDev* I2cDev::GetDevice(const std::string& key) {
 
 void I2cDev::DelDevices() { GetDevices().clear(); }
 
-void I2cDev::ShowDevices(int level) {
-  logger_mgr::print(i2cmainL, level, 0, "<I2cDevMap count=%zu>\n", GetDevices().size());
-  for (const auto& [key, device] : GetDevices()) device->Show(level);
-  logger_mgr::print(i2cmainL, level, 0, "</I2cDevMap>\n");
-}
-
 void I2cDev::i2c_report_nak(int code, int value) {
   state_->SetErrorCode(static_cast<short>(code), 1, value);
 }

@@ -97,7 +97,6 @@ class I2cDev : public Device {
   /// Null for a key without device.
   static I2cDev* GetDevice(const std::string& key);
   static void DelDevices();
-  static void ShowDevices(int level);
 
   /// Creates the devices of a module (MODULE_ID) whose chips this program drives; the second call
   /// in a process only takes `state`, which all devices share and which outlives them.

@@ -97,12 +97,6 @@ void I2cMux::LoadI2cMuxs(int mid, int rev) {
   }
 }
 
-void I2cMux::ShowMuxs(int level) {
-  logger_mgr::print(i2cmainL, level, 0, "<I2cMuxMap count=%zu>\n", GetMuxs().size());
-  for (const auto& [path, mux] : GetMuxs()) mux->Show(level);
-  logger_mgr::print(i2cmainL, level, 0, "</I2cMuxMap>\n");
-}
-
 int I2cMux::GetBusFd(int busid) {
   static std::array<int, kBuses> descriptors{-1, -1};
   const int index = busid - 1;

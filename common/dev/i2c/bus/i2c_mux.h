@@ -38,7 +38,6 @@ class I2cMux : public Device {
   static I2cMux* GetI2cMux(const I2cChId& path);
   /// Creates the module's multiplexers; the second call in a process does nothing.
   static void LoadI2cMuxs(int mid, int rev);
-  static void ShowMuxs(int level);
 
   /// The process's descriptor of bus 1 or 2, opened on first use; -1 (and errno) while it cannot
   /// be. Other numbers stop the process.

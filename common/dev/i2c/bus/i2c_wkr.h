@@ -91,7 +91,6 @@ class I2cWkr : public Worker::ZmbSimplePublisher {
   void SetDeviceFd(I2cDev& device) const;
   void InitScanLists();
   void StartTimer(int seconds);
-  int ReadDevice(I2cDev& device);
   int ScanJob(I2cJob& job);
   int ExecI2cReq(I2cReq* req);
   void EndTransfer();

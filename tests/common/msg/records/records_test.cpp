@@ -20,21 +20,6 @@ Bytes DirtyBuffer(int opcode) {
   return buffer;
 }
 
-TEST(Records, AckWithData) {
-  Bytes buffer = DirtyBuffer<Msg::HmpAckProgressRep>(0x46);
-  auto* progress = As<Msg::HmpAckProgressRep>(buffer);
-  progress->InitPayload();
-  progress->status[0] = static_cast<std::int16_t>(0x8123);
-  progress->SetAck();
-  Bytes payload(41);
-  payload[0] = 6;
-  payload[1] = 0x23;
-  payload[2] = 0x81;
-  EXPECT_EQ(buffer, WireRecord(0xFFBA, payload));
-  EXPECT_EQ(buffer[2], 0xBA);
-  EXPECT_EQ(buffer[3], 0xFF);
-}
-
 // The three result replies share a base; each clears and sums its own length.
 template <class Reply>
 void ExpectResult(int opcode, std::size_t size) {
@@ -60,25 +45,6 @@ TEST(Records, Results) {
   ExpectResult<Msg::HmpTestRsltRep>(0x06, 155);
   ExpectResult<Msg::HmpTestRsltExtRep>(0x16, 167);
   ExpectResult<Msg::HmpTestRsltExtExtRep>(0x26, 179);
-}
-
-TEST(Records, MiscConfigTextsEndInTheirFields) {
-  Bytes buffer = DirtyBuffer<Msg::HmpMiscConfigRep>(0x38);
-  auto* misc = As<Msg::HmpMiscConfigRep>(buffer);
-  misc->InitPayload();
-  misc->SetCalibrationDueDate("a text of more than sixteen");
-  misc->SetCalibrationDate("2024-05-06");
-  misc->SetCalibrationDate("2025");
-  misc->SetLineFrequency(0.5F);  // 0x3F000000
-  misc->SetAck();
-  Bytes payload(167);
-  payload[0] = 6;
-  std::string_view("2025").copy(reinterpret_cast<char*>(&payload[1]), 4);
-  std::string_view("a text of more t").copy(reinterpret_cast<char*>(&payload[18]), 16);
-  payload[38] = 0x3F;
-  EXPECT_EQ(buffer, WireRecord(-0x38, payload));
-  misc->SetCalibrationDate(nullptr);
-  EXPECT_EQ(misc->calibdate[0], 0);
 }
 
 TEST(Records, OpcodeTableHasTheSizesOfTheWireFormat) {
