@@ -1,4 +1,4 @@
-// What a measuring client publishes, who looks on, and who ends it all.
+// What a measuring client publishes, and who looks on.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
-// Peers that play the daemon: a router socket for the bus road, a TCP listener for the host road.
-// Both are made without the bus library and the host library that they are there to test.
+// Peers that play the daemon: a router socket for the bus, a TCP listener for the host's port. Both
+// are made without the bus library and the host library that they are there to test.
 #pragma once
 
 #include <functional>

@@ -1,4 +1,4 @@
-// Configuration, log and timers of the real daemon, in real time.
+// Configuration, log, files and signals of the real daemon.
 #include <gtest/gtest.h>
 #include <signal.h>
 

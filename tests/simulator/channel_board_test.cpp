@@ -1,4 +1,4 @@
-// A channel board: the CPLD behind its bridge, the offset DAC, and what the physics sees of them.
+// A channel board: the CPLD behind its bridge, and what the physics sees of it.
 
 #include "tests/simulator/i2c_fixture.h"
 

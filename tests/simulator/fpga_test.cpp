@@ -1,4 +1,4 @@
-// What the FPGA's registers set in motion: clocks, ramps, waveform memory, safety line and mains.
+// What the FPGA's registers set in motion: clocks, ramps, safety line and mains.
 #include <gmock/gmock.h>
 
 #include "tests/simulator/sample_fixture.h"

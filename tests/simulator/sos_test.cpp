@@ -1,5 +1,4 @@
-// The source module and the main module's relays, driven by host records, seen at the source's
-// values and in the samples.
+// The source module, driven by host records: what switches it off.
 #include "simulator/sos.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +8,6 @@
 #include "common/msg/records/checksum.h"
 #include "common/msg/records/hmp_opcodes.h"
 #include "common/msg/records/hmp_service.h"
-#include "simulator/tos.h"
 #include "tests/simulator/sample_fixture.h"
 
 namespace simulator {
@@ -29,26 +27,22 @@ std::vector<std::byte> Bytes(HmpOpcode opcode, Record record) {
   return bytes;
 }
 
-std::vector<std::byte> SetUpVoltage(int source_word, int most,
-                                    Msg::RNG_TEST_TYPE type = Msg::TEST_HVVFPF) {
+std::vector<std::byte> SetUpTest(int volts) {
   Msg::HmpIniTestParamReq record{};
-  record.testype = type;
-  record.voltsrc = static_cast<std::int16_t>(source_word);
-  record.voltmax = static_cast<std::int16_t>(most);
+  record.testype = Msg::TEST_HVVFPF;
+  record.voltsrc = 0x210 | Msg::internalLVVoltageSourceE;
+  record.voltmax = static_cast<std::int16_t>(volts);
   return Bytes(Msg::HMP_INI_TEST_PARAM, record);
 }
 
-std::vector<std::byte> Update(int target, float hertz = 60, int polarity = 0) {
+std::vector<std::byte> Update(int volts) {
   Msg::HmpUpdTestParamReq record{};
-  record.volttarget = static_cast<std::int16_t>(target);
-  record.frequency = hertz;
-  record.polarity = static_cast<std::int16_t>(polarity);
+  record.volttarget = static_cast<std::int16_t>(volts);
+  record.frequency = 60;
   return Bytes(Msg::HMP_UPD_TEST_PARAM, record);
 }
 
 std::vector<std::byte> Plain(HmpOpcode opcode) { return Bytes(opcode, Msg::HmpStartTestReq{}); }
-
-constexpr int kLv = 0x210 | Msg::internalLVVoltageSourceE;
 
 class SosTest : public SampleTest {
  protected:
@@ -56,17 +50,13 @@ class SosTest : public SampleTest {
     Start60Hz();
     sos_.emplace(Sos::Setup{[this] { return allok_.load(); }}, clock_, instrument_->Source(),
                  instrument_->Units());
-    tos_.emplace(instrument_->Path(), 1, instrument_->Units());
-  }
-  void Hear(const std::vector<std::byte>& record) {
-    tos_->Hear(record);
-    sos_->Hear(record);
   }
   /// A voltage test that runs and has reached its target.
-  void Run(int source_word, int target, float hertz = 60) {
-    Hear(SetUpVoltage(source_word, target));
-    Hear(Update(target, hertz));
-    Hear(Plain(Msg::HMP_START_TEST));
+  void Run() {
+    constexpr int kVolts = 100;
+    for (const auto& record : {SetUpTest(kVolts), Update(kVolts), Plain(Msg::HMP_START_TEST)}) {
+      sos_->Hear(record);
+    }
     Pass(400);
   }
   void Pass(int milliseconds) {
@@ -80,7 +70,6 @@ class SosTest : public SampleTest {
 
   std::atomic<bool> allok_{true};
   std::optional<Sos> sos_;
-  std::optional<Tos> tos_;
 };
 
 // Each record twice, 7 s apart: what counts as a sign of life holds the test.
@@ -92,11 +81,11 @@ TEST_F(SosTest, AHostThatShowsNoSignOfLifeEndsTheTest) {
   } records[] = {{Msg::HMP_ACK_PROGRESS, true}, {Msg::HMP_CONF_VERS, false}};
   for (const auto& record : records) {
     SCOPED_TRACE(record.opcode);
-    Run(kLv, 100);
-    Hear(Plain(record.opcode));
+    Run();
+    sos_->Hear(Plain(record.opcode));
     Pass(7500);
     EXPECT_TRUE(Source().on);
-    Hear(Plain(record.opcode));
+    sos_->Hear(Plain(record.opcode));
     Pass(700);
     EXPECT_EQ(Source().on, record.counts);
     Pass(8000);
@@ -107,10 +96,10 @@ TEST_F(SosTest, AHostThatShowsNoSignOfLifeEndsTheTest) {
 TEST_F(SosTest, ALostAllokSwitchesOff) {
   StartModules();
   allok_ = false;
-  Run(kLv, 100);
+  Run();
   EXPECT_FALSE(Source().on);
   allok_ = true;
-  Run(kLv, 100);
+  Run();
   EXPECT_TRUE(Source().on);
   allok_ = false;
   Pass(5);

@@ -1,5 +1,5 @@
-// What the tick of the log serves besides the configuration: rotations asked for, mounts, and the
-// main module's collection of logs.
+// What the tick of the log serves besides the configuration: rotations asked for, and the main
+// module's collection of logs.
 #include "common/log/log_collection.h"
 
 #include <gmock/gmock.h>

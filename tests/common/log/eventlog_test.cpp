@@ -1,4 +1,4 @@
-// The event log's table, the line of every form of data, and the histograms.
+// The event log: events that it does not know, and the lines of odd data.
 #include "common/log/eventlog.h"
 
 #include <gmock/gmock.h>

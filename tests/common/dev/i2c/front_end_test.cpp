@@ -1,4 +1,4 @@
-// Register images of the CPLD as they travel.
+// The CPLD's status bits and the sensors' words.
 #include <gtest/gtest.h>
 
 #include <libconfig.h++>
