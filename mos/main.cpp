@@ -135,7 +135,8 @@ int main(int argc, char* argv[]) {
     // A raised line says that a daemon watches. So not before the end points are bound, as another
     // daemon may hold the line down, and not before the board is ready.
     fpga->ClearALLOK();
-    if (options.monitor) allokm.AddOKTimer(kAllokPeriod, MSECSE, Mos::AllokCB, &manager.GetRecovery());
+    if (options.monitor)
+      allokm.AddOKTimer(kAllokPeriod, MSECSE, Mos::AllokCB, &manager.GetRecovery());
     manager.Start();
   }
   // no callback and no scan may run into what goes now
