@@ -21,8 +21,9 @@ constexpr int kEnding[] = {SIGHUP,    SIGINT,  SIGQUIT, SIGUSR1, SIGUSR2,
 
 // The end comes when the handler returns; a watch that raises ALLOK again has no time left for it.
 void EndWithAllokDown(int signal_number) {
-  std::signal(signal_number, SIG_DFL);
+  // first: a second signal of the kind would else end the process with the line up
   Dev::TheAllokDrop().Send();
+  std::signal(signal_number, SIG_DFL);
   ::raise(signal_number);
 }
 
@@ -69,6 +70,7 @@ void sig_handler(int signal_number) {
 }
 
 void InstallSignalHandlers() {
+  Dev::TheAllokDrop();  // made here, as a handler must not make it
   for (int handled : kHandled) std::signal(handled, sig_handler);
   for (int ending : kEnding) EndOn(ending);
   for (int ending = SIGRTMIN; ending <= SIGRTMAX; ++ending) EndOn(ending);

@@ -17,6 +17,7 @@ void (*farewell)() = nullptr;
   if (farewell != nullptr) farewell();  // first: the log may be what hangs
   Guarded("this program, which ends now,",
           [] { std::rethrow_exception(std::current_exception()); });
+  if (farewell != nullptr) farewell();  // again: a timer may have undone it meanwhile
   ::_exit(1);
 }
 

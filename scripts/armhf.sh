@@ -21,7 +21,7 @@ folders=(common/acquisition common/acquisition/ranging common/electrical common/
   common/dev/fpga
   common/dev/sclk libs/fraction libs/zmb)
 tests=(acquisition_test phasor_test ranging_test electrical_test msg_records_test msg_state_test fpga_test
-  sclk_plan_test sclk_device_test sclk_virtual_test q5plan fraction_test zmb_test)
+  sclk_plan_test sclk_device_test q5plan fraction_test zmb_test)
 
 # make_sysroot PACKAGE...: unpacks the libraries of the board's Debian, from where this machine gets its own.
 make_sysroot() {

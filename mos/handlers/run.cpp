@@ -161,6 +161,7 @@ int Run::HandleMsg27(const Msg::HmpPauseTestReq* request, Msg::HmpPauseTestRep* 
     const int result = its_.filters.SelectFilter(kDischargeFilterFrequency, false);
     logger_mgr::print(measurementL, kInfo, 0, "%s.%d: fltr: SelectFilter(%f) ret:%d\n", __func__,
                       __LINE__, double{kDischargeFilterFrequency}, result);
+    AcquisitionSystem::AcqChan::announce_parameters();  // other filters: their sums begin again
   }
   its_.measurement.Pause();
   ghmp->discharging = 1;

@@ -160,6 +160,8 @@ int SetUp::Begin(const Kind& kind, const Request& request, void* reply) {
   // a recovery or a pause before this test no longer watches its discharge
   if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->ClearDischargeFlag();
   if (!ghmp->IsInternalHVVoltageTest()) its_.dividers.Drop();
+  // before anything that may be refused: a block must not take the range of the test before
+  AcquisitionSystem::AcqChan::announce_parameters();
   testmonitor.StopTimer();
   if (its_.recovery.HoldsAllok()) its_.recovery.RaiseAllok();
   Logger::Capture(Logger::MODE_CONFIG_INFO, ghmp->modeinfo.load());
@@ -169,7 +171,6 @@ int SetUp::Begin(const Kind& kind, const Request& request, void* reply) {
                     (ghmp->*kind.highest).load() * 0.9);
   if (SetModes(its_.GetCorrelators(), kind.fast_codes, kind.slow_codes, reply) < 0) return -1;
   SetUpChannels();
-  AcquisitionSystem::AcqChan::announce_parameters();
   return 0;
 }
 

@@ -399,7 +399,10 @@ int Update::PendingFrequency(float frequency, int curange, int voltscal) {
   logger_mgr::print(measurementL, kInfo, 0,
                     "AcqCh2 %s.%d: BoStep2 - Set Channel Filters - fltr: SelectFilter(%f) ret:%d\n",
                     __func__, __LINE__, double{frequency}, selected);
-  if (selected != 0) return selected;
+  if (selected != 0) {
+    AcquisitionSystem::AcqChan::announce_parameters();
+    return selected;
+  }
   AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_SOURCE_RAMPED_TO_ZERO);
   logger_mgr::print(measurementL, kInfo, 0,
                     "%s.%d: pubsub notify_both_channels(ACQ_EVT_SOURCE_RAMPED_TO_ZERO)\n", __func__,

@@ -20,10 +20,6 @@ constexpr int kKeepAliveIdleS = 10;
 constexpr int kKeepAliveIntervalS = 5;
 constexpr int kKeepAliveProbes = 3;
 
-// By default a frame keeps the whole buffer of 8 KiB in which it came, so one of 40 bytes that
-// waits with a reply would take that much. zmq.h declares the option for draft builds only.
-constexpr int kZeroCopyRecv = 10;
-
 int SetInt(void* socket, int option, int value) {
   return zmq_setsockopt(socket, option, &value, sizeof value);
 }
@@ -69,7 +65,6 @@ Context OpenContext() {
     zmb_log.Print(ZMB_ERROR, "<panic func=zmb_api.OpenContext connections=unguarded/>\n");
   }
   Context context(zmq_ctx_new());  // one I/O thread is the library's default
-  if (context) zmq_ctx_set(context.get(), kZeroCopyRecv, 0);
   return context;
 }
 
