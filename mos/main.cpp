@@ -142,7 +142,7 @@ int main(int argc, char* argv[]) {
   // no callback and no scan may run into what goes now
   Mos::logmonitor.StopTimer();
   monitor::End();
-  if (ready) fpga->SetALLOK();
+  if (ready && fpga->SetALLOK() < 0) Dev::TheAllokDrop().SendFromThread();
   manager.EndAcquisition();
   i2c.End();
   return ready ? 0 : 1;

@@ -39,6 +39,8 @@ int MeasMgr::Init(int revision) {
                  GetZidStr().c_str(), int{static_cast<std::uint16_t>(GetDefFeTcpPort())});
     return -1;
   }
+  // a daemon that was killed may have left the line up, and nobody watches before this one is ready
+  if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->SetALLOK();
   ReadConfiguration();
   if (StartBoard(revision) < 0) {
     StartupError("cannot start the I2C manager\n");
