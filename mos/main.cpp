@@ -84,6 +84,13 @@ Dev::FpgaDev* OpenFpga(bool check_board) {
   return fpga;
 }
 
+// A line that a dying daemon could not drop is not raised.
+bool CanDropAllok() {
+  if (Dev::TheAllokDrop().IsPrepared()) return true;
+  Mos::StartupError("cannot prepare the drop of ALLOK at the end\n");
+  return false;
+}
+
 void PrintBanner(std::FILE* build_info) {
   std::printf("MOS Build date: %s\n", blddate);
   std::printf("pid %d\n", static_cast<int>(::getpid()));
@@ -97,7 +104,7 @@ void PrintBanner(std::FILE* build_info) {
 int main(int argc, char* argv[]) {
   ConnectLogHook<Logger::commonlibL>(platform::log_hook);
   ConnectLogHook<Logger::zmbL>(Common::zmb_log);
-  platform::EndOnUncaught([] { Dev::TheAllokDrop().Send(); });
+  platform::EndOnUncaught([] { Dev::TheAllokDrop().SendLast(); });
   ::umask(kUmask);
   Mos::Options options;
   if (auto status = Mos::ParseOptions(argc, argv, options)) return *status;
@@ -130,11 +137,11 @@ int main(int argc, char* argv[]) {
   Mos::MeasMgr::StartResults();
 
   manager.SetRevision(fpga->GetRevision());
-  const bool ready = manager.Init(manager.GetRevision()) == 0;
+  const bool ready = manager.Init(manager.GetRevision()) == 0 && CanDropAllok();
   if (ready) {
     // A raised line says that a daemon watches. So not before the end points are bound, as another
     // daemon may hold the line down, and not before the board is ready.
-    fpga->ClearALLOK();
+    manager.GetAllok().Withdraw(Dev::AllokLine::kNotReady);
     if (options.monitor)
       allokm.AddOKTimer(kAllokPeriod, MSECSE, Mos::AllokCB, &manager.GetRecovery());
     manager.Start();
@@ -142,7 +149,7 @@ int main(int argc, char* argv[]) {
   // no callback and no scan may run into what goes now
   Mos::logmonitor.StopTimer();
   monitor::End();
-  if (ready && fpga->SetALLOK() < 0) Dev::TheAllokDrop().SendFromThread();
+  if (ready) manager.GetAllok().Hold(Dev::AllokLine::kNotReady);
   manager.EndAcquisition();
   i2c.End();
   return ready ? 0 : 1;

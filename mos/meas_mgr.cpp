@@ -40,7 +40,7 @@ int MeasMgr::Init(int revision) {
     return -1;
   }
   // a daemon that was killed may have left the line up, and nobody watches before this one is ready
-  if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->SetALLOK();
+  allok_.Hold(Dev::AllokLine::kNotReady);
   ReadConfiguration();
   if (StartBoard(revision) < 0) {
     StartupError("cannot start the I2C manager\n");

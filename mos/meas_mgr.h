@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "common/acquisition/acquisition.h"
+#include "common/dev/fpga/allok_line.h"
 #include "common/dev/i2c/bus/i2c_mgr.h"
 #include "common/signalh/signal_common.h"
 #include "libs/zmb/src/zmb_message.h"
@@ -62,6 +63,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   }
   /// What the timers' callbacks work on.
   Recovery& GetRecovery() { return recovery_; }
+  Dev::AllokLine& GetAllok() { return allok_; }
   Measurement& GetMeasurement() { return measurement_; }
 
  private:
@@ -99,7 +101,8 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   Dividers dividers_;
   Measurement measurement_;
   FilterReader filter_reader_;
-  Recovery recovery_{measurement_, clock_, filter_reader_};
+  Dev::AllokLine allok_;
+  Recovery recovery_{measurement_, clock_, filter_reader_, allok_};
   const Instrument instrument_{*this,        filters_,  dividers_,   clock_,
                                measurement_, recovery_, _acquisition};
   handlers::All handlers_{instrument_, instrument_, instrument_,

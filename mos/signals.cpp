@@ -19,10 +19,9 @@ constexpr int kEnding[] = {SIGHUP,    SIGINT,  SIGQUIT, SIGUSR1, SIGUSR2,
                            SIGALRM,   SIGTRAP, SIGSYS,  SIGPOLL, SIGVTALRM,
                            SIGSTKFLT, SIGPWR,  SIGPROF, SIGXCPU, SIGXFSZ};
 
-// The end comes when the handler returns; a watch that raises ALLOK again has no time left for it.
 void EndWithAllokDown(int signal_number) {
   // first: a second signal of the kind would else end the process with the line up
-  Dev::TheAllokDrop().Send();
+  Dev::TheAllokDrop().SendLast();
   std::signal(signal_number, SIG_DFL);
   ::raise(signal_number);
 }
@@ -60,7 +59,7 @@ void sig_handler(int signal_number) {
   const bool stays = signal_number == SIGPIPE && foreground != 0;
   const bool ends = signal_number == SIGTERM || signal_number == SIGPIPE;
   std::signal(signal_number, stays ? SIG_IGN : ends ? EndWithAllokDown : SIG_DFL);
-  if (IsFatal(signal_number)) Dev::TheAllokDrop().Send();
+  if (IsFatal(signal_number)) Dev::TheAllokDrop().SendLast();
   if (IsLogged(signal_number)) {
     Logger::logger_mgr::PrintFromSignal(Logger::mainL, Logger::kError, "%s.%d received SIGNAL %d\n",
                                         __func__, __LINE__, signal_number);

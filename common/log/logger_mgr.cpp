@@ -1,6 +1,7 @@
 #include "common/log/logger_mgr.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -230,6 +231,10 @@ void logger_mgr::PrintFromSignal(int module, int level, const char* format, ...)
   int body = std::vsnprintf(line + head, sizeof line - static_cast<size_t>(head), format, args);
   va_end(args);
   if (body < 0) return;
+  // whoever reads the output of a daemon in the foreground may have stopped: no line holds up an
+  // end
+  pollfd output{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
+  if (::poll(&output, 1, 0) != 1 || (output.revents & POLLOUT) == 0) return;
   WriteAll(STDERR_FILENO, line,
            std::min(static_cast<size_t>(head) + static_cast<size_t>(body), sizeof line - 1));
 }

@@ -163,7 +163,7 @@ int SetUp::Begin(const Kind& kind, const Request& request, void* reply) {
   // before anything that may be refused: a block must not take the range of the test before
   AcquisitionSystem::AcqChan::announce_parameters();
   testmonitor.StopTimer();
-  if (its_.recovery.HoldsAllok()) its_.recovery.RaiseAllok();
+  if (its_.recovery.ReasonAgainstStart() != 0) its_.recovery.RaiseAllok();
   Logger::Capture(Logger::MODE_CONFIG_INFO, ghmp->modeinfo.load());
   logger_mgr::print(measurementL, kInfo, 0, "Mode info from Ch2:%X Ch1:%X 90%% X %s %f \n",
                     static_cast<unsigned>(ghmp->measCh2_mode.load()),

@@ -4,7 +4,6 @@
 
 #include "common/acquisition/ranging/acq_ch_following.h"
 #include "common/acquisition/sine_correlator.h"
-#include "common/dev/fpga/allok_drop.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
 #include "common/log/logger_mgr.h"
@@ -21,6 +20,7 @@ using acquisition::phasortoo_t;
 using acquisition::SineCorrelator;
 using AcquisitionSystem::AcqChan;
 using AcquisitionSystem::AcqChFollowing;
+using Dev::AllokLine;
 using Dev::FpgaDev;
 using Logger::kError;
 using Logger::kInfo;
@@ -72,13 +72,12 @@ void Recovery::ForgetVoltage() {
 void Recovery::WatchVoltage() { testmonitor.AddTimer(kVoltagePeriod, MSECSE, TestMonitorCB, this); }
 
 short Recovery::ReasonAgainstStart() const {
-  if (over_voltage_) return Msg::NAK_MCODE_MAX_MOS_VOLTAGE;
-  if (made_safe_) return Msg::NAK_MCODE_MOS_ALLOK;
+  if (allok_.IsHeldFor(AllokLine::kOverVoltage)) return Msg::NAK_MCODE_MAX_MOS_VOLTAGE;
+  if (allok_.IsHeldFor(AllokLine::kNotProvedDown)) return Msg::NAK_MCODE_MOS_ALLOK;
   return 0;
 }
 
 int Recovery::AllokRecovery() {
-  static FpgaDev* const fpgadev_allok = FpgaDev::GetDevice();
   static std::atomic<int> allokcount{0};
   static std::mutex allokprogress;
   const std::unique_lock alone(allokprogress, std::try_to_lock);
@@ -86,14 +85,12 @@ int Recovery::AllokRecovery() {
     logger_mgr::print(measurementL, kInfo, 0, "Allok recovery in progress\n");
     return 0;
   }
-  // before there is a place for the word, a drop waits for the next tick; one of the daemon's own
-  // lasts until a stop or a set-up
-  const auto may_rise = [this] { return ghmp && !made_safe_ && !over_voltage_; };
-  if (fpgadev_allok != nullptr && may_rise() && fpgadev_allok->GetALLOKOut() == 0 && may_rise()) {
+  const bool raised = allok_.RaiseDropped([] {
     if (ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MOS_ALLOK)) {
       ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_ALLOK);
     }
-    fpgadev_allok->ClearALLOK();
+  });
+  if (raised) {
     logger_mgr::print(measurementL, kError, 0, "Mos Allok recovery done %d \n", ++allokcount);
   }
   return 0;
@@ -111,7 +108,7 @@ int Recovery::MessageMonitor() {
     lock.lock();
   }
   // what was being served when the time was up has broken the silence
-  if (!made_safe_ && !is_silent()) return 0;
+  if (!allok_.IsHeldFor(AllokLine::kNotProvedDown) && !is_silent()) return 0;
   logger_mgr::print(measurementL, kError, 0,
                     "No msgmonitorm Message received.... Do mos recovery\n");
   Recover(lock);
@@ -138,13 +135,12 @@ void Recovery::MakeSafe() {
   const auto patient = [&] { return clock.Monotonic() < until && measurement_.Begun() == begun; };
   const auto outcome = fpga->AwaitRampDown(ghmp->swapchannels, patient).outcome;
   if (outcome == Dev::FpgaRampControl::RampDown::kGone || measurement_.Begun() != begun) return;
-  DropAllok(*fpga);
+  DropAllok();
 }
 
 // The other modules stop where nobody can say any more that the output is down.
-void Recovery::DropAllok(FpgaDev& fpga) {
-  made_safe_ = true;
-  if (fpga.SetALLOK() < 0) Dev::TheAllokDrop().SendFromThread();
+void Recovery::DropAllok() {
+  allok_.Hold(AllokLine::kNotProvedDown);
   logger_mgr::print(measurementL, kError, 0, "%s: the output is not proved down\n", __func__);
 }
 
@@ -175,13 +171,8 @@ void Recovery::BeginRecovery() {
   if (FpgaDev* fpga = FpgaDev::GetDevice()) fpga->MonitorDischargeFlag();
 }
 
-// The flags fall last: they keep the monitor of the line from telling of a drop of the daemon's
-// own.
 void Recovery::RaiseAllok() {
-  FpgaDev* fpga = FpgaDev::GetDevice();
-  if (fpga != nullptr && fpga->GetALLOK() == 0) fpga->ClearALLOK();
-  over_voltage_ = false;
-  made_safe_ = false;
+  allok_.Withdraw(AllokLine::kOverVoltage | AllokLine::kNotProvedDown);
 }
 
 void Recovery::EndDischarge(FpgaDev& fpga, const Dev::FpgaRampControl::RampDownResult& ramp_down) {
@@ -191,7 +182,7 @@ void Recovery::EndDischarge(FpgaDev& fpga, const Dev::FpgaRampControl::RampDownR
   } else {
     logger_mgr::print(measurementL, kError, 0, "%s.%d ERROR rampdown not successful \n",
                       "RecoverMos", __LINE__);
-    DropAllok(fpga);
+    DropAllok();
   }
 }
 
@@ -246,11 +237,11 @@ int Recovery::TestMonitor() {
         ->CaptureEvent(too_high ? kError : Logger::kDebug, Logger::TESTFAILCHECK1, &values);
   }
   if (!too_high) return 0;
-  if (!over_voltage_.exchange(true) && ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MAX_MOS_VOLTAGE)) {
+  const bool first = !allok_.IsHeldFor(AllokLine::kOverVoltage);
+  allok_.Hold(AllokLine::kOverVoltage);
+  if (first && ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MAX_MOS_VOLTAGE)) {
     ghmp->SetErrorCode(Msg::NAK_MCODE_MAX_MOS_VOLTAGE);
   }
-  FpgaDev* fpga = FpgaDev::GetDevice();
-  if (fpga != nullptr && fpga->SetALLOK() < 0) Dev::TheAllokDrop().SendFromThread();
   return 0;
 }
 

@@ -5,10 +5,10 @@
 // runs beside a request.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <mutex>
 
+#include "common/dev/fpga/allok_line.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "mos/instrument/filter_reader.h"
 #include "mos/instrument/measurement.h"
@@ -31,8 +31,9 @@ inline constexpr auto kLongestRequest = std::chrono::seconds(8);
 class Recovery {
  public:
   /// All outlive the object.
-  Recovery(Measurement& measurement, SamplingClock& clock, FilterReader& filters)
-      : measurement_(measurement), clock_(clock), filters_(filters) {}
+  Recovery(Measurement& measurement, SamplingClock& clock, FilterReader& filters,
+           Dev::AllokLine& allok)
+      : measurement_(measurement), clock_(clock), filters_(filters), allok_(allok) {}
 
   /// V; before the first test.
   void SetHighestVoltage(double volts) { highest_volts_ = volts; }
@@ -46,7 +47,7 @@ class Recovery {
   void WatchVoltage();
   /// The error word that forbids a start as long as the daemon holds ALLOK down; 0 for none.
   short ReasonAgainstStart() const;
-  bool HoldsAllok() const { return over_voltage_ || made_safe_; }
+  /// Withdraws the reasons of a test.
   void RaiseAllok();
 
   // --- What the timers call; 0 each ---
@@ -64,18 +65,17 @@ class Recovery {
   void Recover(RequestLock& lock);
   void MakeSafe();
   void BeginRecovery();
-  void DropAllok(Dev::FpgaDev& fpga);
+  void DropAllok();
   void EndDischarge(Dev::FpgaDev& fpga, const Dev::FpgaRampControl::RampDownResult& result);
   void EndRecovery();
 
   Measurement& measurement_;
   SamplingClock& clock_;
   FilterReader& filters_;
+  Dev::AllokLine& allok_;
   double highest_volts_ = 0;
   std::mutex watch_mutex_;  ///< held by a look at the voltage; guards voltage_watch_
   VoltageWatch voltage_watch_;
-  std::atomic<bool> over_voltage_{false};  ///< the running test has reached its limit
-  std::atomic<bool> made_safe_{false};     ///< ALLOK was dropped for want of a proof
 };
 
 }  // namespace Mos

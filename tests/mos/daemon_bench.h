@@ -30,6 +30,8 @@ class DaemonBench : public BoardMachine {
     manager.SetRevision(revision);
     return manager.Init(revision);
   }
+  /// As main does when all else is done.
+  void Ready() { manager.GetAllok().Withdraw(Dev::AllokLine::kNotReady); }
   std::string Register(const std::string& name) { return Control("get fpga." + name); }
 
   /// The whole record `request`, its header and sum made right; -1 and the NAK's first code behind

@@ -117,7 +117,7 @@ TEST_F(Recovery, LeavesAloneWhatTheHostBeginsMeanwhile) {
 TEST_F(Recovery, DropsAllokWithoutAProof) {
   SetUpTest();
   Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
-  ASSERT_EQ(fpga->ClearALLOK(), 0);
+  Ready();
   fpga->SetLinks({.fast_filter = [](Dev::FastReading, int) { return std::optional(1000.0); }});
   manager.GetRecovery().RecoverMos();
   Mos::AllokCB(&manager.GetRecovery());
@@ -134,7 +134,7 @@ TEST_F(Recovery, MakesSafeBesideARequestThatHangs) {
   SetUpTest();
   manager.GetMeasurement().Start();
   Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
-  ASSERT_EQ(fpga->ClearALLOK(), 0);
+  Ready();
   EXPECT_EQ(Send(0x27, Msg::HmpPauseTestReq{}), 6);
   std::atomic<bool> hangs = false;
   fpga->SetLinks({.fast_filter = [&](Dev::FastReading, int) {
@@ -207,7 +207,9 @@ class AllokLine : public DaemonBench, public testing::Test {};
 TEST_F(AllokLine, IsRaisedAgainOncePerDrop) {
   ASSERT_EQ(Init(), 0);
   Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
-  ASSERT_EQ(fpga->ClearALLOK(), 0);
+  Mos::AllokCB(&manager.GetRecovery());
+  EXPECT_EQ(fpga->GetALLOKOut(), 0);  // not ready yet
+  Ready();
   Mos::AllokCB(&manager.GetRecovery());
   EXPECT_EQ(Errors(), std::vector<int>{});
   ASSERT_EQ(fpga->SetALLOK(), 0);
@@ -221,6 +223,7 @@ TEST_F(AllokLine, IsRaisedAgainOncePerDrop) {
 TEST_F(AllokLine, AStopRaisesItToo) {
   ASSERT_EQ(Init(), 0);
   Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice();
+  Ready();
   ASSERT_EQ(fpga->SetALLOK(), 0);
   EXPECT_EQ(Send(0x07, Msg::HmpStopTestReq{}), 6);
   EXPECT_NE(fpga->GetALLOKOut(), 0);

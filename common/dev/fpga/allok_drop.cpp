@@ -39,6 +39,11 @@ void AllokDrop::Send() const {
   if (platform::PreparedIoctl* prepared = ready_) platform::Send(*prepared);
 }
 
+void AllokDrop::SendLast() {
+  last_ = true;
+  Send();
+}
+
 void AllokDrop::SendFromThread() const {
   static auto& calls = *new platform::TimedCalls(1);  // its thread uses it to the very end
   calls.Run(kSendLimit, [this] {

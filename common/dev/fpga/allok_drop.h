@@ -21,8 +21,13 @@ class AllokDrop {
   /// descriptor of its own, so that a request that is wedged does not stand in the way. -1 when it
   /// cannot be had. Threads: any.
   int Prepare(int offset, unsigned value);
+  bool IsPrepared() const { return ready_ != nullptr; }
   /// Makes the write; nothing before the first Prepare. Async-signal-safe.
   void Send() const;
+  /// As Send, for a process that ends: whoever writes the line up after this drops it again.
+  /// Async-signal-safe.
+  void SendLast();
+  bool IsLast() const { return last_; }
   /// The same where a wedged driver must not hold up the caller; for the process's object.
   void SendFromThread() const;
 
@@ -33,6 +38,7 @@ class AllokDrop {
   // the one that a handler may be sending is not written: values change seldom
   std::array<platform::PreparedIoctl, 4> slots_;
   std::atomic<platform::PreparedIoctl*> ready_{nullptr};
+  std::atomic<bool> last_{false};
 };
 
 /// Of the process.

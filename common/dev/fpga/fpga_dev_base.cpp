@@ -90,18 +90,23 @@ std::optional<unsigned>* FpgaDevBase::Meant(int offset) {
 // A value that does not get through is still what is meant: the next restore writes it.
 int FpgaDevBase::Put(int offset, unsigned value, int line) {
   if (std::optional<unsigned>* meant = Meant(offset)) *meant = value & kRegisterMask;
-  if (const Bit out = AllokOut(); module_ >= 0 && offset == out.offset) {
+  const Bit out = AllokOut();
+  const bool of_allok = module_ >= 0 && offset == out.offset;
+  if (of_allok) {
     TheAllokDrop().Prepare(offset, value & kRegisterMask & ~out.mask);
+    if (TheAllokDrop().IsLast()) value &= ~out.mask;
   }
   FpgaCmd command{};
   command.devtype = FPGA_REG;
   command.offset = offset;
   command.val = value;
-  if (FpgaRequest(_fd, Q5FPGA_CMD_WR, command) >= 0) {
+  const bool written = FpgaRequest(_fd, Q5FPGA_CMD_WR, command) >= 0;
+  const int error = errno;
+  if (of_allok && TheAllokDrop().IsLast()) TheAllokDrop().Send();  // the last drop came meanwhile
+  if (written) {
     TraceWrite("Wrote", "WriteReg", line, command);
     return 0;
   }
-  const int error = errno;
   logger_mgr::print(fpgaL, kError, 0, "%s.%d IOCTL ERROR offset 0x%02X val 0x%04X fd %d\n",
                     "WriteReg", line, static_cast<unsigned>(offset), value, _fd);
   errno = error;

@@ -1,4 +1,5 @@
 // Who this module is; registers changed bit by bit; and a driver that refuses.
+#include "common/dev/fpga/allok_drop.h"
 #include "common/dev/fpga/waveform_source.h"
 #include "tests/common/dev/fpga/fpga_driver.h"
 
@@ -96,6 +97,19 @@ TEST_F(FpgaTest, LevelsAndInversionAreRead) {
   EXPECT_EQ(data.chpolarity[1], -1);
   EXPECT_EQ(fpga.GetPolarity(1), -1);
   EXPECT_TRUE(driver.writes.empty());
+}
+
+// The watch of the line may raise it while a signal's handler is at work.
+TEST_F(FpgaTest, ADyingDaemonRaisesNoLine) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  driver.Reset({{0, 0x984}, {22, 0}});
+  const auto die = [this] {
+    bool right = fpga.ClearALLOK() == 0 && driver.registers[22] == 2;
+    Dev::TheAllokDrop().SendLast();
+    right = right && fpga.ClearALLOK() == 0;
+    std::_Exit(right && driver.registers[22] == 0 ? 0 : 1);
+  };
+  EXPECT_EXIT(die(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(FpgaTest, ResetAndClocksWriteInOrder) {
