@@ -4,7 +4,7 @@
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
-#include "common/xml/xml_post.h"
+#include "common/zpubsub/records/xml_post.h"
 #include "mos/meas_mgr.h"
 
 namespace Mos {
@@ -50,7 +50,7 @@ void MeasMgr::IdentifyChannels() {
 bool MeasMgr::ReadCalibration() {
   Dev::EepromGroup& group = Dev::GetEepromGroup(_i2cMgr, *ghmp);
   if (_skip_ee2xml != 0) {
-    group.xml_post_result(Dev::kXmlPostPass, 0);
+    group.xml_post_result(IMSG::kXmlPostPass, 0);
   } else {
     group.WriteEepromToXml(nullptr);
   }

@@ -68,6 +68,9 @@ class Backend {
   virtual int SetRealtime(const timespec& time) = 0;
   /// Dotted address of this module on the instrument's network; "127.0.0.1" when it is unknown.
   virtual std::string HostAddress() = 0;
+  /// The host part of an end point for other modules to connect to: "*" on the board, for all its
+  /// interfaces. Elsewhere a module has but its own address.
+  virtual std::string ListenHost() { return HostAddress(); }
   /// One line to the machine's system log, under `ident` (a daemon's name).
   virtual void SystemLog(const char* ident, int priority, const char* text) = 0;
 

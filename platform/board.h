@@ -26,6 +26,7 @@ class BoardBackend final : public Backend {
   int SetRealtime(const timespec& time) override;
   /// The first address of the host's name; else that of the interface "eth0"; else "127.0.0.1".
   std::string HostAddress() override;
+  std::string ListenHost() override { return "*"; }
   void SystemLog(const char* ident, int priority, const char* text) override;
   platform::Clock& Clock() override { return clock_; }
 

@@ -10,7 +10,8 @@ import sys
 LIBS = ["platform", "libs/zmb/src"]
 SERVICES = LIBS + ["common/log", "common/monitor", "common/lib"]
 RECORDS = ["common/msg/records"]
-STATE = SERVICES + RECORDS + ["common/msg/state"]
+MESSAGES = ["common/zpubsub/records"]
+STATE = SERVICES + RECORDS + MESSAGES + ["common/msg/state", "common/zpubsub"]
 XML = STATE + ["common/xml"]
 BUS = XML + ["common/dev/fpga", "common/dev/i2c/bus"]
 CHIPS = BUS + ["common/dev/i2c/chips"]
@@ -27,6 +28,8 @@ ALLOWED = {
     "common/lib": SERVICES,
     "common/msg/records": ["platform", "common/log"],
     "common/msg/state": SERVICES + RECORDS,
+    "common/zpubsub/records": ["platform", "common/log"] + RECORDS,
+    "common/zpubsub": SERVICES + RECORDS + MESSAGES,
     "common/xml": STATE,
     "common/dev/fpga": STATE,
     "common/dev/i2c/bus": STATE,
@@ -41,8 +44,8 @@ ALLOWED = {
     "mos/instrument": SAMPLES,
     "mos/handlers": SAMPLES + ["mos/instrument"],
     "mos": SAMPLES + ["mos/instrument", "mos/handlers"],
-    "simulator": ["platform", "libs/fraction", "common/log"] + RECORDS,
-    "host": LIBS + ["common/log"] + RECORDS,
+    "simulator": ["platform", "libs/fraction", "common/log"] + RECORDS + MESSAGES,
+    "host": LIBS + ["common/log"] + RECORDS + MESSAGES,
     "host/clock": ["platform", "libs/fraction", "common/dev/sclk", "common/log", "common/msg/state",
                    "common/signalh", "host", "mos"] + RECORDS,
     "host/devices": ["platform", "common/dev/i2c/bus", "common/log", "host", "simulator"] + RECORDS,

@@ -12,7 +12,7 @@
 #include "common/xml/chip_files.h"
 #include "common/xml/raw_image.h"
 #include "common/xml/raw_template.h"
-#include "common/xml/xml_post.h"
+#include "common/zpubsub/records/xml_post.h"
 #include "platform/backend.h"
 
 using Logger::ee_grpL;
@@ -150,7 +150,7 @@ int EepromGroup::WriteEepromToXml(char*) {
     if (result == Pass::Bad) WarnOf(chips_.List()[place].kind);
     if (result == Pass::Written && main) Upload();
   }
-  xml_post_result(kXmlPostPass, 0);
+  xml_post_result(IMSG::kXmlPostPass, 0);
   if (main) {
     if (links_.send_upload_done) links_.send_upload_done();
     logger_mgr::print(ee_grpL, Logger::kNotice, 0, "XML: FILES READY\n");

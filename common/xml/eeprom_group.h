@@ -70,11 +70,11 @@ class EepromGroup {
 
   // --- How it ended ---
 
-  /// Reports to the main module: `result` kXmlPostPass or kXmlPostFail, `failtype` as in
-  /// xml_post.h.
+  /// Reports to the main module: `result` IMSG::kXmlPostPass or IMSG::kXmlPostFail, `failtype` as
+  /// in xml_post.h.
   void xml_post_result(int result, int failtype);
-  /// On the main module: takes one module's word (XmlPostWord) and, of a failure, writes two lines
-  /// to that module's diagnostics file.
+  /// On the main module: takes one module's word (IMSG::XmlPostWord) and, of a failure, writes two
+  /// lines to that module's diagnostics file.
   void XMLPostResults(int xres);
   /// Bits 0x10, 0x20, 0x40: main, measurement, source module failed.
   int PostResult() const { return post_result; }

@@ -17,7 +17,7 @@
 #include "common/xml/intcal_rows.h"
 #include "common/xml/range_rows.h"
 #include "common/xml/raw_template.h"
-#include "common/xml/xml_post.h"
+#include "common/zpubsub/records/xml_post.h"
 
 using Logger::ee_grpL;
 using Logger::logger_mgr;
@@ -200,7 +200,8 @@ void EepromGroup::ReadDatesAndRevisions() {
                     boards[1].action.load(), boards[2].action.load());
   logger_mgr::print(ee_grpL, Logger::kNotice, 0, "revs: %d %d %d\n", boards[0].calrev.load(),
                     boards[1].calrev.load(), boards[2].calrev.load());
-  if (boards[0].calrev != boards[1].calrev) xml_post_result(kXmlPostFail, kXmlPostRevision);
+  if (boards[0].calrev != boards[1].calrev)
+    xml_post_result(IMSG::kXmlPostFail, IMSG::kXmlPostRevision);
 }
 
 int EepromGroup::ReadUploadedFiles() {

@@ -4,7 +4,7 @@
 #include "common/xml/eeprom_dev.h"
 #include "common/xml/raw_image.h"
 #include "common/xml/raw_template.h"
-#include "common/xml/xml_post.h"
+#include "common/zpubsub/records/xml_post.h"
 
 using Logger::ee_grpL;
 using Logger::logger_mgr;
@@ -85,7 +85,7 @@ int RawImage::RevisionMismatch(const XmlNode& node, int chip_revision) const {
   logger_mgr::print(ee_grpL, Logger::kError, 0,
                     "line %ld: block revision %d of the chip, %d of the template\n", node.Line(),
                     chip_revision, blockrev);
-  post_(kXmlPostFail, kXmlPostRevision);
+  post_(IMSG::kXmlPostFail, IMSG::kXmlPostRevision);
   return kStopPass;
 }
 
@@ -158,7 +158,7 @@ int RawImage::WritetoFinalXml(ChipBytes image, EepromKind kind, const char* temp
   if (document.Save(final_path) != 0) return kBadChip;
   if (processChksumBlock(image, document) == 0) return 0;
   logger_mgr::print(ee_grpL, Logger::kError, 0, "XML ERROR: checksum error\n");
-  post_(kXmlPostFail, kXmlPostChecksum);
+  post_(IMSG::kXmlPostFail, IMSG::kXmlPostChecksum);
   return kStopPass;
 }
 

@@ -6,7 +6,7 @@
 #include "common/log/logger_mgr.h"
 #include "common/xml/raw_image.h"
 #include "common/xml/raw_template.h"
-#include "common/xml/xml_post.h"
+#include "common/zpubsub/records/xml_post.h"
 
 using Logger::ee_grpL;
 using Logger::logger_mgr;

@@ -1,5 +1,5 @@
 // The calibration group: how reading the EEPROMs ended.
-#include "common/xml/xml_post.h"
+#include "common/zpubsub/records/xml_post.h"
 
 #include <algorithm>
 #include <chrono>
@@ -45,7 +45,7 @@ constexpr int kModuleBits[] = {0x10, 0x20, 0x40};
 
 void EepromGroup::xml_post_result(int result, int failtype) {
   if (module_ == Msg::MAIN_MODULE) {
-    XMLPostResults(XmlPostWord(result, failtype, module_));
+    XMLPostResults(IMSG::XmlPostWord(result, failtype, module_));
     return;
   }
   logger_mgr::print(ee_grpL, Logger::kNotice, 0, "XML POST: result %d failtype %d\n", result,

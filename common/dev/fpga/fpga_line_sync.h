@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "common/dev/fpga/fpga_dev_base.h"
-#include "common/msg/state/m3x64_num.h"
+#include "common/msg/records/m3x64_num.h"
 
 namespace Dev {
 

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "common/msg/state/m3x64_num.h"
+#include "common/msg/records/m3x64_num.h"
 
 /// How the reference comes in; the lower three bits are those of the chip's P1DIV_IN.
 enum REF_CLK_TYPE : int { REF_CLK_DIFFERENTIAL = 0, REF_CLK_XTAL = 5, REF_CLK_SINGLE_ENDED = 10 };

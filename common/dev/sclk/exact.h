@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "common/msg/state/m3x64_num.h"
+#include "common/msg/records/m3x64_num.h"
 
 std::uint64_t Euclidean_gcd(std::uint64_t x, std::uint64_t y);
 /// 0 when it does not fit or an argument is 0.

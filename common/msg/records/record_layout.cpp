@@ -49,6 +49,8 @@ double FieldNumber(const Field& field, const void* record, int index) {
       return Load<std::int32_t>(bytes);
     case FieldType::kUint32:
       return Load<std::uint32_t>(bytes);
+    case FieldType::kUint64:
+      return Load<std::uint64_t>(bytes);
     case FieldType::kFloat32:
       return Load<float>(bytes);
     case FieldType::kText:

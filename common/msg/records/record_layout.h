@@ -16,7 +16,16 @@
 
 namespace Msg {
 
-enum class FieldType : std::uint8_t { kUint8, kInt16, kUint16, kInt32, kUint32, kFloat32, kText };
+enum class FieldType : std::uint8_t {
+  kUint8,
+  kInt16,
+  kUint16,
+  kInt32,
+  kUint32,
+  kUint64,
+  kFloat32,
+  kText
+};
 
 struct Field {
   const char* name;
@@ -60,6 +69,7 @@ consteval FieldType TypeOf() {
   if (std::is_same_v<T, std::uint16_t>) return FieldType::kUint16;
   if (std::is_same_v<T, std::int32_t>) return FieldType::kInt32;
   if (std::is_same_v<T, std::uint32_t>) return FieldType::kUint32;
+  if (std::is_same_v<T, std::uint64_t>) return FieldType::kUint64;
   if (std::is_same_v<T, float>) return FieldType::kFloat32;
   throw "a field of a type that the wire format does not have";
 }

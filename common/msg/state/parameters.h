@@ -11,7 +11,7 @@
 
 #include "common/msg/records/hmp_test_setup.h"
 #include "common/msg/records/input_mode.h"
-#include "common/msg/state/m3x64_num.h"
+#include "common/msg/records/m3x64_num.h"
 #include "platform/thread_safety.h"
 
 namespace Msg {

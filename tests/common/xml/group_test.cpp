@@ -1,7 +1,7 @@
 // The two passes from chips to tables, the waits between the modules, and how it all ended.
 #include "common/msg/records/major_codes.h"
 #include "common/xml/eeprom_dev.h"
-#include "common/xml/xml_post.h"
+#include "common/zpubsub/records/xml_post.h"
 #include "tests/common/xml/group_bench.h"
 
 namespace xml_bench {
@@ -190,8 +190,8 @@ TEST_F(MainModuleTest, PostResultsOfTheThreeModules) {
     Dev::EepromGroup group(module, chips, errors);
     const std::string path = std::string("/varek/diags/diag_") + files[c.from] + ".txt";
     Write(path, "");
-    EXPECT_EQ(Dev::XmlPostWord(1, c.failtype, c.from), c.word);
-    EXPECT_EQ(Dev::XmlPostWord(0, c.failtype, c.from), 0);
+    EXPECT_EQ(IMSG::XmlPostWord(1, c.failtype, c.from), c.word);
+    EXPECT_EQ(IMSG::XmlPostWord(0, c.failtype, c.from), 0);
     group.XMLPostResults(c.word);
     group.XMLPostResults(0);
     EXPECT_EQ(Content(path), std::string(c.text) + c.line);

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "common/xml/xml_post.h"
+#include "common/zpubsub/records/xml_post.h"
 #include "tests/common/xml/board_files.h"
 
 namespace {
@@ -106,7 +106,7 @@ TEST_F(RawImageTest, ChipNewerThanItsTemplate) {
   }
   // A board of any other kind has to be of its template's revision.
   EXPECT_EQ(Decode(XmlOf(board, false), xml_bench::ImageOf(newer), EepromKind::Other), -2);
-  EXPECT_EQ(posted, Dev::kXmlPostRevision);
+  EXPECT_EQ(posted, IMSG::kXmlPostRevision);
 }
 
 TEST_F(RawImageTest, ChipOlderThanItsTemplateIsRefused) {
@@ -114,7 +114,7 @@ TEST_F(RawImageTest, ChipOlderThanItsTemplateIsRefused) {
   for (const EepromKind kind : {EepromKind::MeasCh1, EepromKind::MainRef, EepromKind::Other}) {
     const auto board = xml_bench::RowBoard(xml_bench::ChannelRows(), 2);
     EXPECT_EQ(Decode(xml, xml_bench::ImageOf(board), kind), -2);
-    EXPECT_EQ(posted, Dev::kXmlPostRevision);
+    EXPECT_EQ(posted, IMSG::kXmlPostRevision);
   }
   const std::string backplane = XmlOf(xml_bench::Backplane(4, 2), false);
   EXPECT_EQ(
@@ -126,7 +126,7 @@ TEST_F(RawImageTest, ChipOlderThanItsTemplateIsRefused) {
   auto board = xml_bench::RowBoard(xml_bench::ChannelRows(), 3);
   board[0].fields[1].text = "2";
   EXPECT_EQ(Decode(xml, xml_bench::ImageOf(board), EepromKind::MeasCh1), -2);
-  EXPECT_EQ(posted, Dev::kXmlPostRevision);
+  EXPECT_EQ(posted, IMSG::kXmlPostRevision);
 }
 
 TEST_F(RawImageTest, BackplanesOfSeveralRevisions) {

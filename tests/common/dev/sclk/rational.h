@@ -4,7 +4,7 @@
 #include <boost/multiprecision/cpp_int.hpp>
 #include <cstdint>
 
-#include "common/msg/state/m3x64_num.h"
+#include "common/msg/records/m3x64_num.h"
 
 namespace sclk_test {
 

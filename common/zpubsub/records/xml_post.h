@@ -1,7 +1,7 @@
 // How a module's reading of its EEPROMs ended, as one word on the bus between the modules.
 #pragma once
 
-namespace Dev {
+namespace IMSG {
 
 inline constexpr int kXmlPostPass = 0;
 inline constexpr int kXmlPostFail = 1;
@@ -19,4 +19,4 @@ constexpr int XmlPostWord(int result, int failtype, int module) {
   return module >= 0 && module <= 2 ? detail | 0x10 << module : detail;
 }
 
-}  // namespace Dev
+}  // namespace IMSG

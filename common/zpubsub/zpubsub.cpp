@@ -1,0 +1,198 @@
+#include "common/zpubsub/zpubsub.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+
+#include "common/log/eventlog.h"
+#include "common/log/logger_mgr.h"
+#include "common/zpubsub/records/socket_plan.h"
+#include "common/zpubsub/resource_log.h"
+#include "platform/backend.h"
+#include "platform/guarded.h"
+
+namespace IMSG {
+
+using Logger::kDebug;
+using Logger::kError;
+using Logger::kNotice;
+using Logger::kWarning;
+using Logger::logger_mgr;
+using Logger::zpubsubL;
+
+namespace {
+
+constexpr int kAddressTries = 60;
+constexpr auto kAddressPeriod = std::chrono::seconds(1);
+
+void CaptureAddresses(int tries, int module, const ModuleAddresses& found) {
+  const int level = found.Complete() ? Logger::kInfo : kError;
+  Logger::eventlog* log = Logger::eventlog::GetEventLog("moseventlog");
+  if (!found.Complete()) log->CaptureEvent(level, Logger::IPNULL, nullptr);
+  Logger::evaddresses_t event{.addresses = {}, .tries = tries, .module = module};
+  found.main.copy(event.addresses[0], sizeof event.addresses[0] - 1);
+  found.meas.copy(event.addresses[1], sizeof event.addresses[1] - 1);
+  found.source.copy(event.addresses[2], sizeof event.addresses[2] - 1);
+  log->CaptureEvent(level, Logger::MODULEIPS, &event);
+}
+
+void LogReceived(const char* what, const char* text, int size) {
+  logger_mgr::print(zpubsubL, kDebug, 0, "Got %s Message %s %d \n", text, what, size);
+}
+
+}  // namespace
+
+zpubsub& zpubsub::GetZPubSub() {
+  static zpubsub instance;
+  return instance;
+}
+
+int zpubsub::Init(void* ctx, int module, const std::function<ModuleAddresses()>& addresses) {
+  module_ = module;
+  if (Publish(ctx) < 0) return -1;
+  Subscribe(ctx, AwaitAddresses(addresses));
+  return 0;
+}
+
+ModuleAddresses zpubsub::AwaitAddresses(const std::function<ModuleAddresses()>& addresses) const {
+  ModuleAddresses found = addresses();
+  const auto log = [&found](const char* format, int level) {
+    logger_mgr::print(zpubsubL, level, 0, "%s mainip %s measip %s srcip %s \n", format,
+                      found.main.c_str(), found.meas.c_str(), found.source.c_str());
+  };
+  log("", kNotice);
+  int tries = 0;
+  for (; tries < kAddressTries && !found.Complete(); ++tries) {
+    logger_mgr::print(zpubsubL, kWarning, 0,
+                      "Error: %d ONE OR MORE IP IS NULL mainip %s measip %s srcip %s \n", tries,
+                      found.main.c_str(), found.meas.c_str(), found.source.c_str());
+    platform::Machine().Clock().SleepFor(kAddressPeriod);
+    found = addresses();
+  }
+  log("zpubsub initialized", kNotice);
+  CaptureAddresses(tries, module_, found);
+  return found;
+}
+
+int zpubsub::Publish(void* ctx) {
+  const std::string end_point =
+      "tcp://" + platform::Machine().ListenHost() + ":" + std::to_string(kMeasPort);
+  auto socket = Common::zmb_api::OpenSocket(ctx, ZMQ_PUB);
+  if (!socket || Common::zmb_api::Bind(socket.get(), end_point.c_str()) != 0) {
+    logger_mgr::print(zpubsubL, kError, 0, "meas pub %s: %s\n", end_point.c_str(),
+                      zmq_strerror(errno));
+    return -1;
+  }
+  logger_mgr::print(zpubsubL, kNotice, 0, "meas pub %p \n", socket.get());
+  const platform::Lock lock(publisher_mutex_);
+  measpub = std::move(socket);
+  return 0;
+}
+
+void zpubsub::SubscribeTo(void* ctx, const char* what, const std::string& address, int port,
+                          const char* failure) {
+  if (address.empty()) return;  // a peer that is missing stays missing
+  const std::string end_point = "tcp://" + address + ":" + std::to_string(port);
+  auto socket = Common::zmb_api::OpenSocket(ctx, ZMQ_SUB);
+  if (!socket || zmq_setsockopt(socket.get(), ZMQ_SUBSCRIBE, "", 0) != 0 ||
+      Common::zmb_api::Connect(socket.get(), end_point.c_str()) != 0) {
+    logger_mgr::print(zpubsubL, kError, 0, "ZMQ CONNECT %s FAIL \n", failure);
+    return;
+  }
+  subscriptions_.push_back({what, std::move(socket)});
+}
+
+// In the order in which the thread looks at them.
+void zpubsub::Subscribe(void* ctx, const ModuleAddresses& addresses) {
+  const std::string own = platform::Machine().ListenHost();
+  const std::string self = own == "*" ? "127.0.0.1" : own;
+  SubscribeTo(ctx, "sub1", addresses.main, kMainPort, "MAIN");
+  SubscribeTo(ctx, "sub2", addresses.source, kSourcePort, "SRC");
+  SubscribeTo(ctx, "sub3", self, kMeasPort, "MEAS SELF NOTIFY");
+  SubscribeTo(ctx, "MAIN WDSOCK", addresses.main, kMainWatchdogPort, "MAIN WATCHDOG");
+  SubscribeTo(ctx, "MEAS WDSOCK", self, kMeasWatchdogPort, "MEAS WATCHDOG");
+  SubscribeTo(ctx, "SRC WDSOCK", addresses.source, kSourceWatchdogPort, "SRC WATCHDOG");
+  SubscribeTo(ctx, "sub4", addresses.main, kBridgePort, "ETHBSUB");
+}
+
+int zpubsub::Start() {
+  stop_ = platform::UniqueFd(::eventfd(0, EFD_CLOEXEC));
+  try {
+    pubsubthread = std::thread(
+        [this] { platform::GuardedLoop("zpubsub", [this] { PubSubThreadFunction(); }); });
+  } catch (const std::system_error& error) {
+    logger_mgr::print(zpubsubL, kError, 0, "%s.%d pubsub thread creation failerror %s  \n",
+                      __func__, __LINE__, error.what());
+    return -1;
+  }
+  StartResourceLog();
+  logger_mgr::print(zpubsubL, kNotice, 0, "%s.%d zpubsub started \n", __func__, __LINE__);
+  return 0;
+}
+
+void zpubsub::End() {
+  if (pubsubthread.joinable()) {
+    const std::uint64_t one = 1;
+    if (::write(stop_.Get(), &one, sizeof one) == sizeof one) pubsubthread.join();
+  }
+  subscriptions_.clear();
+  const platform::Lock lock(publisher_mutex_);
+  measpub.reset();
+}
+
+void zpubsub::PubSubThreadFunction() {
+  std::vector<zmq_pollitem_t> items;
+  for (const Subscription& from : subscriptions_)
+    items.push_back({from.socket.get(), 0, ZMQ_POLLIN, 0});
+  items.push_back({nullptr, stop_.Get(), ZMQ_POLLIN, 0});
+  while ((items.back().revents & ZMQ_POLLIN) == 0) {
+    if (Common::zmb_api::Poll(items.data(), static_cast<int>(items.size()), -1) < 0) {
+      if (errno == ETERM) return;
+      continue;
+    }
+    for (std::size_t i = 0; i < subscriptions_.size(); ++i) {
+      if ((items[i].revents & ZMQ_POLLIN) != 0) Receive(subscriptions_[i]);
+    }
+  }
+}
+
+// A peer is not trusted to say what it should: only one frame of the right length is a message.
+void zpubsub::Receive(const Subscription& from) {
+  IntPubSubMsg message{};
+  int size = 0;
+  int frames = 0;
+  for (int more = 1; more != 0; ++frames) {
+    const int received = zmq_recv(from.socket.get(), &message, sizeof message, ZMQ_DONTWAIT);
+    if (received < 0) return;
+    if (frames == 0) size = received;
+    std::size_t width = sizeof more;
+    if (zmq_getsockopt(from.socket.get(), ZMQ_RCVMORE, &more, &width) != 0) return;
+  }
+  if (frames != 1 || size != static_cast<int>(sizeof message)) {
+    logger_mgr::print(zpubsubL, kWarning, 0, "%s: %d frames, %d bytes: no message\n", from.what,
+                      frames, size);
+    return;
+  }
+  msgtype = message.msgtype;
+  LogReceived(from.what, GetMsgStr(), size);
+  PubSubHandle(message);
+}
+
+void zpubsub::PubSubHandle(const IntPubSubMsg& message) {
+  const int id = message.msgtype;
+  if (id < kFirstMessage || id > kLastMessage) {
+    logger_mgr::print(zpubsubL, kError, 0, "%s.%d UNKNOWN PUBSUB MSG %s(%d) %x %d\n", __func__,
+                      __LINE__, GetMsgStr(), id, static_cast<unsigned>(id), int{message.module});
+    return;
+  }
+  if (id == MOSACKMSG) relayack = message.relayAck != 0;
+  const auto reaction = reactions_.find(id);
+  if (reaction == reactions_.end()) return;
+  platform::Guarded("zpubsub", [&] { reaction->second(message); });
+}
+
+}  // namespace IMSG
