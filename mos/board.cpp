@@ -1,7 +1,7 @@
 // The board at start-up: I2C, the channels' identity, calibration, and a first configuration.
 #include "common/dev/i2c/chips/i2c_eeprom.h"
 #include "common/dev/i2c/chips/register_drivers.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/zpubsub/records/xml_post.h"
@@ -9,10 +9,7 @@
 
 namespace Mos {
 
-using Logger::kError;
 using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::measurementL;
 using Msg::ghmp;
 
 namespace {
@@ -39,9 +36,9 @@ void MeasMgr::IdentifyChannels() {
     Dev::MeasChCpldIdRev version;
     GetMeasChVersion(channel, version);  // a channel that does not answer keeps identity 0
     version.Show(kInfo);
-    logger_mgr::print(measurementL, kInfo, 0, "%s.%d: cpldId:0x%04X  revision:0x%04X\n", __func__,
-                      __LINE__, static_cast<unsigned>(version.cpldId),
-                      static_cast<unsigned>(version.revision));
+    Q5_LOG_INFO_HERE(measurementL, ": cpldId:0x%04X  revision:0x%04X\n",
+                     static_cast<unsigned>(version.cpldId),
+                     static_cast<unsigned>(version.revision));
     ghmp->SetCPLDRevInfo(channel, static_cast<short>(version.cpldId),
                          static_cast<short>(version.revision));
   }
@@ -56,7 +53,7 @@ bool MeasMgr::ReadCalibration() {
   }
   int error = 0;
   if (group.ReadEeDataFromXml(error) != -1 && error != -1) return true;
-  logger_mgr::print(measurementL, kError, 0, "XML PROCESSING ERROR\n");
+  Q5_LOG_ERROR(measurementL, "XML PROCESSING ERROR\n");
   ghmp->SetStickyError(Msg::NAK_MCODE_EEPROMXML);
   ghmp->SetErrorCode(Msg::NAK_MCODE_EEPROMXML);
   return false;

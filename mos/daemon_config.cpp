@@ -10,6 +10,7 @@
 #include <string>
 #include <variant>
 
+#include "common/log/log_line.h"
 #include "common/log/logger_mgr.h"
 #include "platform/backend.h"
 
@@ -129,8 +130,8 @@ bool ReadValue(const libconfig::Config& config, const Key& key, double& value) {
     value = number;
   }
   if (!found && config.exists(key.name)) {
-    logger_mgr::print(measurementL, Logger::kError, 0, "%s.%d: %s is no %s number\n", __func__,
-                      __LINE__, key.name, IsFloat(key) ? "floating-point" : "whole");
+    Q5_LOG_ERROR_HERE(measurementL, ": %s is no %s number\n", key.name,
+                      IsFloat(key) ? "floating-point" : "whole");
   }
   return found && std::isfinite(value);
 }
@@ -140,13 +141,12 @@ void TellMissing(const Key& key) {
     case Missing::Silent:
       break;
     case Missing::Told:
-      logger_mgr::print(measurementL, Logger::kNotice, 0, "assuming default %s %d \n", key.log_name,
-                        static_cast<int>(key.fallback));
+      Q5_LOG_NOTICE(measurementL, "assuming default %s %d \n", key.log_name,
+                    static_cast<int>(key.fallback));
       break;
     case Missing::Error:
-      logger_mgr::print(measurementL, Logger::kError, 0,
-                        "%s.%d: %s is missing or out of its limits, using %g\n", __func__, __LINE__,
-                        key.name, key.fallback);
+      Q5_LOG_ERROR_HERE(measurementL, ": %s is missing or out of its limits, using %g\n", key.name,
+                        key.fallback);
       break;
   }
 }

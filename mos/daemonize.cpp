@@ -14,7 +14,7 @@
 #include <string>
 
 #include "common/log/build_info.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "mos/instrument/process_flags.h"
 #include "mos/options.h"
 #include "platform/backend.h"
@@ -131,7 +131,6 @@ void CloseAllBut(int kept) {
 }  // namespace
 
 void daemonize(const char* log_path, const char* lock_path) {
-  using Logger::logger_mgr;
   if (::getppid() == 1) {
     StartupError("%s.%d ALREADY DAEMON\n", __func__, __LINE__);
     return;
@@ -155,9 +154,8 @@ void daemonize(const char* log_path, const char* lock_path) {
   if (::setsid() < 0 || ::chdir("/") < 0) std::exit(1);
 
   int highest = static_cast<int>(::sysconf(_SC_OPEN_MAX)) - 1;
-  logger_mgr::print(Logger::mainL, Logger::kNotice, 0, "closing %d files pid %d\n", highest,
-                    static_cast<int>(::getpid()));
-  logger_mgr::print(Logger::mainL, Logger::kNotice, 0, "Build Date: %s \n", blddate);
+  Q5_LOG_NOTICE(mainL, "closing %d files pid %d\n", highest, static_cast<int>(::getpid()));
+  Q5_LOG_NOTICE(mainL, "Build Date: %s \n", blddate);
   PrintBuildInfo(stdout);
   std::fflush(stdout);
   CloseAllBut(to_starter[1]);

@@ -5,7 +5,7 @@
 #include <span>
 #include <string_view>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/hmp_opcodes.h"
 #include "common/msg/state/hmp_data.h"
 #include "mos/handlers/handlers.h"
@@ -17,9 +17,6 @@
 
 namespace Mos {
 namespace {
-
-using Logger::logger_mgr;
-using Logger::measurementL;
 
 // Results of Handle with a meaning of their own; others are the handlers'.
 constexpr int kUnsupported = 3;
@@ -120,9 +117,9 @@ void WatchKeeper(int opcode, int result, const Common::ZmbMessage& msg) {
   if (opcode == Msg::HMP_INI_TEST_PARAM || opcode == Msg::HMP_INI_TEST_PARAM_I) {
     if (result == 0) keeper_watch.Begin(route);
   } else if (keeper_watch.IsFirstOfAnother(route) && msgmonitorm.IsTimerAlive()) {
-    logger_mgr::print(measurementL, Logger::kWarning, 0,
-                      "<warn func=MeasMgr.Handle opcode=0x%02X test=kept-alive-by-another-host/>\n",
-                      static_cast<unsigned>(opcode));
+    Q5_LOG_WARNING(measurementL,
+                   "<warn func=MeasMgr.Handle opcode=0x%02X test=kept-alive-by-another-host/>\n",
+                   static_cast<unsigned>(opcode));
   }
 }
 
@@ -148,8 +145,7 @@ int MeasMgr::Handle(Common::ZmbMessage* msg) {
     const Entry* entry = FindHandler(head->opcode);
     if (entry == nullptr) {
       result = kUnsupported;
-      logger_mgr::print(measurementL, Logger::kDebug, 0,
-                        "<warn func=MeasMgr.Handle req=unsupported/>\n");
+      Q5_LOG_DEBUG(measurementL, "<warn func=MeasMgr.Handle req=unsupported/>\n");
     } else if (head->GetSize() >= static_cast<int>(entry->request_bytes)) {
       result = Call(*entry, handlers_, frame, buffer);
       WatchKeeper(opcode, result, *msg);
@@ -157,9 +153,8 @@ int MeasMgr::Handle(Common::ZmbMessage* msg) {
   }
   if (result == 0 && !FitsBuffer(*head)) result = kFailed;
   if (result == kBadRecord) {
-    logger_mgr::print(measurementL, Logger::kDebug, 0, "ERR code \n");
-    logger_mgr::print(measurementL, Logger::kDebug, 0,
-                      "<warn func=MeasMgr.Handle req=CksmInvalid/>\n");
+    Q5_LOG_DEBUG(measurementL, "ERR code \n");
+    Q5_LOG_DEBUG(measurementL, "<warn func=MeasMgr.Handle req=CksmInvalid/>\n");
   }
 
   if (result != 0) {

@@ -14,6 +14,7 @@
 #include "common/dev/i2c/bus/i2c_mgr.h"
 #include "common/log/build_info.h"
 #include "common/log/eventlog.h"
+#include "common/log/log_line.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/hmp_error_rep.h"
 #include "common/msg/state/hmp_data.h"
@@ -35,10 +36,7 @@
 namespace {
 
 using Logger::eventlog;
-using Logger::kError;
-using Logger::kNotice;
 using Logger::logger_mgr;
-using Logger::mainL;
 
 constexpr char kLogPath[] = "/var/volatile/moslog";
 constexpr char kLockPath[] = "/tmp/moslock";
@@ -63,8 +61,8 @@ platform::Stream OpenBuildInfo() {
   platform::Stream file = platform::OpenStream(kBuildInfoPath, "w+");
   if (!file) {
     const int error = errno;
-    logger_mgr::print(mainL, kError, 0, "Could not get the file descriptor for /tmp/buildinfo\n");
-    logger_mgr::print(mainL, kError, 0, "%s \n", std::strerror(error));
+    Q5_LOG_ERROR(mainL, "Could not get the file descriptor for /tmp/buildinfo\n");
+    Q5_LOG_ERROR(mainL, "%s \n", std::strerror(error));
   }
   return file;
 }
@@ -115,7 +113,7 @@ int main(int argc, char* argv[]) {
   Mos::InstallSignalHandlers();
   eventlog::GetEventLog("moseventlog")->Init(Msg::MEAS_MODULE);
   logger_mgr::GetLogger()->Init(kLogConfigPath, Msg::MEAS_MODULE, Mos::logfd, kLogPath, kLogLimit);
-  logger_mgr::print(mainL, kNotice, 0, "Logging starts %d\n", static_cast<int>(::getpid()));
+  Q5_LOG_NOTICE(mainL, "Logging starts %d\n", static_cast<int>(::getpid()));
   Msg::safetyFault.Clear();
   platform::Machine().SystemLog("mosdaemon", LOG_INFO, "MOS logging starts \n");
 

@@ -2,6 +2,7 @@
 
 #include "common/acquisition/correct.h"
 #include "common/dev/fpga/fpga_dev.h"
+#include "common/log/log_line.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
 #include "mos/instrument/process_flags.h"
@@ -12,7 +13,6 @@
 namespace Mos {
 
 using Logger::logger_mgr;
-using Logger::measurementL;
 using Msg::ghmp;
 
 MeasMgr* MeasMgr::_instance = nullptr;
@@ -58,10 +58,9 @@ int MeasMgr::Init(int revision) {
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   PrepareAcquisition();
   InvertFirstChannel();
-  logger_mgr::print(measurementL, Logger::kNotice, 0, "mos fe tcp port%d\n",
-                    static_cast<std::uint16_t>(GetDefFeTcpPort()));
+  Q5_LOG_NOTICE(measurementL, "mos fe tcp port%d\n", static_cast<std::uint16_t>(GetDefFeTcpPort()));
   ghmp->CheckNetworkDrives();
-  logger_mgr::print(measurementL, Logger::kNotice, 0, "Init done \n");
+  Q5_LOG_NOTICE(measurementL, "Init done \n");
   return 0;
 }
 

@@ -4,7 +4,7 @@
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/dev/i2c/chips/i2c_eeprom.h"
 #include "common/electrical/elec.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/xml/range_tables.h"
 #include "mos/instrument/process_flags.h"
 #include "mos/meas_mgr.h"
@@ -14,9 +14,6 @@ namespace Mos {
 using acquisition::Correct;
 using acquisition::phasortoo_t;
 using acquisition::SineCorrelator;
-using Logger::kError;
-using Logger::logger_mgr;
-using Logger::measurementL;
 
 namespace {
 
@@ -99,7 +96,7 @@ void MeasMgr::PrepareAcquisition() {
   const int device = fpga == nullptr ? -1 : fpga->GetDeviceFd();
   auto* channels = AcquisitionSystem::ChannelPair::Instance();
   if (channels == nullptr) {
-    logger_mgr::print(measurementL, kError, 0, "<panic func=MeasMgr.Init acq_init=failed/>\n");
+    Q5_LOG_ERROR(measurementL, "<panic func=MeasMgr.Init acq_init=failed/>\n");
     return;
   }
   _acquisition = std::make_unique<acquisition::Acquisition>(
@@ -109,10 +106,10 @@ void MeasMgr::PrepareAcquisition() {
                                                 .slow_filter_reset = MarkSlowFilterReset});
   filter_reader_.Attach(_acquisition.get());
   if (_acquisition->StopAcquisition() != 0) {
-    logger_mgr::print(measurementL, kError, 0, "<panic func=SrcMgr.Init acq_stop=failed/\n>");
+    Q5_LOG_ERROR(measurementL, "<panic func=SrcMgr.Init acq_stop=failed/\n>");
   }
   if (_acquisition->InitAcquisition() != 0) {
-    logger_mgr::print(measurementL, kError, 0, "<panic func=MeasMgr.Init acq_init=failed/>\n");
+    Q5_LOG_ERROR(measurementL, "<panic func=MeasMgr.Init acq_init=failed/>\n");
   }
   if (acqnormal != 0) return;
   _acquisition->SetMeasurementParameters({});

@@ -10,7 +10,7 @@
 #include "common/dev/fpga/fpga_registers.h"
 #include "common/lib/instrument_file.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/signalh/sample_rate.h"
 #include "platform/backend.h"
@@ -20,10 +20,6 @@
 
 namespace acquisition {
 
-using Logger::acquisitionL;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 using Msg::ghmp;
 using platform::Machine;
 
@@ -37,15 +33,15 @@ constexpr const char* kScratchFiles[] = {"/var/volatile/cap1_p1.txt", "./Accrese
 int StopSampling(int fd) {
   std::uint32_t value = 0;
   if (SampleStream::Request(fd, Dev::Q5FPGA_CMD_RD, Dev::Q5FPGA_A2D_CTRL, value) < 0) {
-    logger_mgr::print(acquisitionL, kError, 0, "ioctl2 RD error\n");
+    Q5_LOG_ERROR(acquisitionL, "ioctl2 RD error\n");
   } else if (value != 0) {
-    logger_mgr::print(acquisitionL, kInfo, 0, "value = %x\n", value);
+    Q5_LOG_INFO(acquisitionL, "value = %x\n", value);
   }
   value = 0;
   const int result =
       SampleStream::Request(fd, Dev::Q5FPGA_CMD_STOP_ACQUISITION, Dev::Q5FPGA_A2D_CTRL, value);
   const int error = result < 0 ? errno : 0;
-  if (error != 0) logger_mgr::print(acquisitionL, kError, 0, "ioctl2 WR error\n");
+  if (error != 0) Q5_LOG_ERROR(acquisitionL, "ioctl2 WR error\n");
   return error;
 }
 
@@ -122,7 +118,7 @@ int Acquisition::SetMeasurementParameters(const MeasurementParameters& parameter
   Logger::Capture(Logger::DEFAULTE_SAMPLES_PER_CYCLE, samples, ghmp->GetFrequency(), layout_.pairs);
   const int result = stream_.Announce(layout_);
   if (result < 0) {
-    logger_mgr::print(acquisitionL, kError, 0, "write error to FPGA device file\n");
+    Q5_LOG_ERROR(acquisitionL, "write error to FPGA device file\n");
   }
   const long reference = OrDefault(parameters.refFrequency, kReferenceFrequency);
   ReplaceFilters(
@@ -149,31 +145,30 @@ int Acquisition::StartAcquisition() {
   pool_.Begin(layout_.Bytes());
   consumer_.Begin(static_cast<int>(pool_.BlocksPerChunk()));
   producer_.Begin(layout_, filters_);
-  logger_mgr::print(acquisitionL, kInfo, 0, "Started Acquisition\n");
+  Q5_LOG_INFO(acquisitionL, "Started Acquisition\n");
   return 0;
 }
 
 int Acquisition::StopAcquisition() {
   const std::lock_guard lock(stop_mutex_);
-  logger_mgr::print(acquisitionL, kInfo, 0, "STOP ACQUISITION STARTED  consumed %d samples%d\n",
-                    counts_.GetConsumerBlockCount(), counts_.GetSampleBlockCount());
+  Q5_LOG_INFO(acquisitionL, "STOP ACQUISITION STARTED  consumed %d samples%d\n",
+              counts_.GetConsumerBlockCount(), counts_.GetSampleBlockCount());
   producer_.Halt();
   const platform::DeviceFd device(Dev::kFpgaDevicePath, O_RDONLY);
   if (!device) {
-    logger_mgr::print(acquisitionL, kError, 0, "device open error in stop %sn",
-                      Dev::kFpgaDevicePath);
+    Q5_LOG_ERROR(acquisitionL, "device open error in stop %sn", Dev::kFpgaDevicePath);
     return 1;
   }
   if (const int error = StopSampling(device.Get())) return error;
   EndRun();
-  logger_mgr::print(acquisitionL, kInfo, 0, "STOP ACQUISITION ENDED\n");
+  Q5_LOG_INFO(acquisitionL, "STOP ACQUISITION ENDED\n");
   return 0;
 }
 
 void Acquisition::EndRun() {
   counts_.Drain();
-  logger_mgr::print(acquisitionL, kInfo, 0, "Consumer count %d producer count %d \n",
-                    counts_.GetConsumerBlockCount(), counts_.GetSampleBlockCount());
+  Q5_LOG_INFO(acquisitionL, "Consumer count %d producer count %d \n",
+              counts_.GetConsumerBlockCount(), counts_.GetSampleBlockCount());
   counts_.Clear();
   ReplaceFilters({});
 }

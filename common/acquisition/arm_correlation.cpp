@@ -5,11 +5,9 @@
 #include <utility>
 
 #include "common/acquisition/sample_word.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/state/hmp_data.h"
 
-using Logger::logger_mgr;
-using Logger::sinecorrelatorL;
 using Msg::ghmp;
 
 namespace acquisition {
@@ -32,8 +30,7 @@ ARMCorrelation::ARMCorrelation(int filtertype, int resetCount, double refFrequen
 
 bool ARMCorrelation::Fits(int pairs) const {
   if (pairs <= products_.Capacity()) return true;
-  logger_mgr::print(sinecorrelatorL, Logger::kError, 0,
-                    "%s.%d: block of %d pairs, there is room for %d\n", __func__, __LINE__, pairs,
+  Q5_LOG_ERROR_HERE(sinecorrelatorL, ": block of %d pairs, there is room for %d\n", pairs,
                     products_.Capacity());
   return false;
 }
@@ -91,7 +88,7 @@ int ARMCorrelation::UpdateRun(const int* words, int first, int pairs,
 ARMCorrelation::RunEnd ARMCorrelation::CountRun(int pairs) {
   const bool cycle_complete = CountPairs(pairs);
   if (cycle_complete) {
-    logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "Cycle complete \n");
+    Q5_LOG_DEBUG(sinecorrelatorL, "Cycle complete \n");
   }
   if (cycle_complete || GetVLFFlag()) _settletime = CalculateSampleCount();
   return {cycle_complete, ResetDue()};
@@ -127,11 +124,10 @@ void ARMCorrelation::MakeFigures(const int* words, int pairs,
 void ARMCorrelation::LogFigures() const {
   for (int ch = 0; ch < 2; ++ch) {
     const BlockFigures& figures = products_.figures[ch];
-    logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0,
-                      "%s.%d: ch%d samples %d min %d max %d avg %d amplitude %d variance %f\n",
-                      __func__, __LINE__, ch + 1, figures.sample_count, figures.min_sample,
-                      figures.max_sample, figures.avg_sample, figures.max_amplitude,
-                      figures.variance);
+    Q5_LOG_DEBUG_HERE(sinecorrelatorL,
+                      ": ch%d samples %d min %d max %d avg %d amplitude %d variance %f\n", ch + 1,
+                      figures.sample_count, figures.min_sample, figures.max_sample,
+                      figures.avg_sample, figures.max_amplitude, figures.variance);
   }
 }
 
@@ -179,7 +175,7 @@ int ARMCorrelation::UpdateRunF(const BlockProducts& products, int first) {
 ARMCorrelation::RunEnd ARMCorrelation::CountRunF(int pairs) {
   const bool cycle_complete = CountPairs(pairs);
   if (cycle_complete) {
-    logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "FAST Cycle complete \n");
+    Q5_LOG_DEBUG(sinecorrelatorL, "FAST Cycle complete \n");
   }
   return {cycle_complete, ResetDue()};
 }

@@ -2,11 +2,8 @@
 
 #include <algorithm>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/xml/range_tables.h"
-
-using Logger::averagerL;
-using Logger::logger_mgr;
 
 namespace acquisition {
 
@@ -32,14 +29,14 @@ int Averager::GetScaleFactors() {
   const auto* second =
       Dev::get_range_table_ent(1, swapped ? _modech1 : _modech2, swapped ? _rangech1 : _rangech2);
   if (first == nullptr) {
-    logger_mgr::print(averagerL, Logger::kError, 0,
-                      "Get range entry FAILED modech1 %d rangech1 %d \n", _modech1, _rangech1);
+    Q5_LOG_ERROR(averagerL, "Get range entry FAILED modech1 %d rangech1 %d \n", _modech1,
+                 _rangech1);
   } else {
     _ch1_measurementmode = first;
   }
   if (second == nullptr) {
-    logger_mgr::print(averagerL, Logger::kError, 0,
-                      "Get range entry FAILED modech2 %d rangech2 %d \n", _modech2, _rangech2);
+    Q5_LOG_ERROR(averagerL, "Get range entry FAILED modech2 %d rangech2 %d \n", _modech2,
+                 _rangech2);
   } else {
     _ch2_measurementmode = second;
   }

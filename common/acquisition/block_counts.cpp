@@ -1,12 +1,8 @@
 #include "common/acquisition/block_counts.h"
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace acquisition {
-
-using Logger::acquisitionL;
-using Logger::kDebug;
-using Logger::logger_mgr;
 
 void BlockCounts::WakeConsumer() {
   {
@@ -19,10 +15,10 @@ void BlockCounts::WakeConsumer() {
 bool BlockCounts::Await() {
   platform::Lock lock(g_pmutex);
   if (g_consumedBlockCount == g_sampleBlockCount && !signalled_ && !ended_) {
-    logger_mgr::print(acquisitionL, kDebug, 0, "Consumer blocked.. last processed block = %d\n",
-                      g_consumedBlockCount.load());
+    Q5_LOG_DEBUG(acquisitionL, "Consumer blocked.. last processed block = %d\n",
+                 g_consumedBlockCount.load());
     g_pcond.wait(lock, [this]() Q5_REQUIRES(g_pmutex) { return signalled_ || ended_; });
-    logger_mgr::print(acquisitionL, kDebug, 0, "Consumer unblocked \n");
+    Q5_LOG_DEBUG(acquisitionL, "Consumer unblocked \n");
   }
   signalled_ = false;
   working_ = !ended_;

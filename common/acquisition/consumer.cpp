@@ -9,16 +9,11 @@
 #include "common/lib/instrument_file.h"
 #include "common/log/eventlog.h"
 #include "common/log/histogram.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 #include "platform/guarded.h"
 
 namespace acquisition {
-
-using Logger::acquisitionL;
-using Logger::kDebug;
-using Logger::kError;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -120,7 +115,7 @@ void Consumer::RunConsumer() {
     if (!g_consumerinit.exchange(true)) {
       const int blocks = blocks_per_chunk_;
       counter_file_.Begin(blocks, blocks * static_cast<int>(SamplePool::kChunks));
-      logger_mgr::print(acquisitionL, kDebug, 0, "Created the counters file %s\n", kCountersPath);
+      Q5_LOG_DEBUG(acquisitionL, "Created the counters file %s\n", kCountersPath);
     }
     fsm_times.startInterval();
     platform::Guarded("RunConsumer", [this] { Notify(); });
@@ -132,8 +127,7 @@ void Consumer::RunConsumer() {
 
 void Consumer::Notify() {
   if (channels_.notify_samples_received() == 0) return;
-  logger_mgr::print(acquisitionL, kError, 0, "%s.%d: ACQ_EVT_SAMPLES_RECEIVED failed\n",
-                    "RunConsumer", __LINE__);
+  Q5_LOG_ERROR(acquisitionL, "%s.%d: ACQ_EVT_SAMPLES_RECEIVED failed\n", "RunConsumer", __LINE__);
 }
 
 void Consumer::CountBlocks() {

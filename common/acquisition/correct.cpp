@@ -1,12 +1,10 @@
 #include "common/acquisition/correct.h"
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/xml/eeprom_dev.h"
 
 using Dev::mode_range_table_ent;
-using Logger::correctionsL;
-using Logger::logger_mgr;
 
 namespace acquisition {
 namespace {
@@ -120,9 +118,9 @@ void Correct::Compute(bool calibrated, const mode_range_table_ent& entry, const 
     return;
   }
   gain = 1.0F;
-  logger_mgr::print(correctionsL, Logger::kDebug, 0, "%s", texts.gain);
+  Q5_LOG_DEBUG(correctionsL, "%s", texts.gain);
   phase = 0.0F;
-  logger_mgr::print(correctionsL, Logger::kDebug, 0, "%s", texts.phase);
+  Q5_LOG_DEBUG(correctionsL, "%s", texts.phase);
 }
 
 void Correct::ComputeRange(int ch) {

@@ -6,14 +6,12 @@
 
 #include "common/acquisition/sine_correlator.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/xml/range_tables.h"
 
 using Dev::mode_range_table_ent;
-using Logger::logger_mgr;
-using Logger::sinecorrelatorL;
 using Msg::ghmp;
 
 namespace acquisition {
@@ -52,18 +50,17 @@ int SineCorrelator::SetScaleFactors(int channel, int mode, int range) {
   const mode_range_table_ent* entry = Dev::get_range_table_ent(channel, mode, range);
   if (entry == nullptr) return -1;
   (channel == 0 ? _ch1_measurementmode : _ch2_measurementmode) = entry;
-  logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0,
-                    "%s.%d: %s ch%d mode %d range %d code %u scale %e\n", __func__, __LINE__,
-                    TypeText(), channel + 1, mode, range, entry->RangeCode,
-                    static_cast<double>(entry->ScalingFactor));
+  Q5_LOG_INFO_HERE(sinecorrelatorL, ": %s ch%d mode %d range %d code %u scale %e\n", TypeText(),
+                   channel + 1, mode, range, entry->RangeCode,
+                   static_cast<double>(entry->ScalingFactor));
   RecordRanging(channel, entry->FullScale, entry->RangeCode, entry->ScalingFactor);
   return 0;
 }
 
 int SineCorrelator::SetScaleFactorsNonRange(int channel, int mode, float scale) {
   if (channel != 0 && channel != 1) return -1;
-  logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0, "%s.%d: %s ch%d mode %d scale %e\n",
-                    __func__, __LINE__, TypeText(), channel + 1, mode, static_cast<double>(scale));
+  Q5_LOG_INFO_HERE(sinecorrelatorL, ": %s ch%d mode %d scale %e\n", TypeText(), channel + 1, mode,
+                   static_cast<double>(scale));
   RecordRanging(channel, scale * kCountsFullScale, 0, scale);
   return 0;
 }
@@ -99,16 +96,15 @@ double SineCorrelator::TotalScale(int channel) const { return Scale(channel) * L
 void SineCorrelator::RunMeasurementScaling() {
   for (int ch = 0; ch < 2; ++ch) _mag[ch] *= TotalScale(ch);
   if (HasSecondLead(1)) {
-    logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "hv2 scalefactor %f mag[1] %lg\n",
-                      double{ghmp->GetHV2MeasScaleFactor()}, _mag[1]);
+    Q5_LOG_DEBUG(sinecorrelatorL, "hv2 scalefactor %f mag[1] %lg\n",
+                 double{ghmp->GetHV2MeasScaleFactor()}, _mag[1]);
   }
   if (!ghmp->GetConsumerFlag()) StoreResult();
   const int before = printresult;
   printresult += ended_.waiting;
   if (printresult / kPrintEvery != before / kPrintEvery) {
-    logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0,
-                      "%s _mag[0] %lg ch1 scale %lg _mag[1] %lg ch2 scale %lg \n", TypeText(),
-                      _mag[0], Scale(0), _mag[1], Scale(1));
+    Q5_LOG_DEBUG(sinecorrelatorL, "%s _mag[0] %lg ch1 scale %lg _mag[1] %lg ch2 scale %lg \n",
+                 TypeText(), _mag[0], Scale(0), _mag[1], Scale(1));
   }
   has_finished_ = true;
   CheckPlausible();
@@ -183,10 +179,10 @@ void SineCorrelator::RunMeasurementScalingDC(std::array<double, 2>& averages) co
   const double amps = averages[1 - VoltageChannel()];
   if (ghmp->VoltageTest() && ghmp->volttarget > 0) {
     if (volts > ghmp->volttarget * kUnexpected) {
-      logger_mgr::print(sinecorrelatorL, Logger::kWarning, 0, "Voltage unexpected %e \n", volts);
+      Q5_LOG_WARNING(sinecorrelatorL, "Voltage unexpected %e \n", volts);
     }
   } else if (ghmp->ampmax > 0 && amps > ghmp->ampmax * kUnexpected) {
-    logger_mgr::print(sinecorrelatorL, Logger::kWarning, 0, "Amperage unexpected %e \n", amps);
+    Q5_LOG_WARNING(sinecorrelatorL, "Amperage unexpected %e \n", amps);
   }
 }
 
@@ -236,9 +232,8 @@ void SineCorrelator::StoreOffsetPhasors() {
     const auto samples = static_cast<double>(std::max<std::int64_t>(_sample_count, 1));
     for (int ch = 0; ch < 2; ++ch) offsets[ch] = _cycle_avgacc[ch] / samples * Scale(ch);
   }
-  logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0,
-                    "%s.%d %s residual dc offset ch1 %f ch2 %f \n", __func__, __LINE__, TypeText(),
-                    offsets[0], offsets[1]);
+  Q5_LOG_INFO_HERE(sinecorrelatorL, " %s residual dc offset ch1 %f ch2 %f \n", TypeText(),
+                   offsets[0], offsets[1]);
   const platform::Lock lock(phasorlock);
   for (int ch = 0; ch < 2; ++ch) offset_phasors[ch].mag = offsets[ch];
 }

@@ -8,7 +8,7 @@
 #include "common/acquisition/sample_channel.h"
 #include "common/acquisition/sample_status.h"
 #include "common/lib/instrument_file.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
@@ -17,12 +17,6 @@
 
 namespace acquisition {
 
-using Logger::acquisitionL;
-using Logger::kDebug;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::kWarning;
-using Logger::logger_mgr;
 using Msg::ghmp;
 
 namespace {
@@ -96,8 +90,7 @@ void Producer::RunProducer() {
       PauseAfterFailure();
     }
     watch_.Rest();
-    logger_mgr::print(acquisitionL, kInfo, 0, "%s.%d: Acquisition stopped, exiting the loop\n",
-                      __func__, __LINE__);
+    Q5_LOG_INFO_HERE(acquisitionL, ": Acquisition stopped, exiting the loop\n");
   }
 }
 
@@ -129,8 +122,7 @@ void Producer::Pass(Run& run) {
   if (!g_running || run_number_ != run.number || !is_new) return;
   if (Ahead(*counter, run.position) < 0) return NoteCounterBack(run, *counter);
   if (stood_still) {
-    logger_mgr::print(acquisitionL, kInfo, 0, "%s.%d: samples come again\n", "RunProducer",
-                      __LINE__);
+    Q5_LOG_INFO(acquisitionL, "%s.%d: samples come again\n", "RunProducer", __LINE__);
     ResetSums(run);
   }
   HandleNewBlocks(run, *counter);
@@ -149,8 +141,8 @@ std::optional<std::uint32_t> Producer::ReadCounter(Run& run) {
   } while (size < 0 && errno == EINTR && g_running);
   run.lost = size != static_cast<ssize_t>(sizeof command);
   if (run.lost && !read_failed_ && g_running) {
-    logger_mgr::print(acquisitionL, kError, 0, "%s: no block counter from %s: %m\n", "RunProducer",
-                      Dev::kFpgaDevicePath);
+    Q5_LOG_ERROR(acquisitionL, "%s: no block counter from %s: %m\n", "RunProducer",
+                 Dev::kFpgaDevicePath);
   }
   read_failed_ = run.lost;
   if (run.lost) return std::nullopt;
@@ -159,8 +151,8 @@ std::optional<std::uint32_t> Producer::ReadCounter(Run& run) {
 
 /// A counter that goes back belongs to a driver that has begun again.
 void Producer::NoteCounterBack(Run& run, std::uint32_t counter) {
-  logger_mgr::print(acquisitionL, kError, 0, "%s.%d: block counter went back from %u to %u\n",
-                    "RunProducer", __LINE__, run.position, counter);
+  Q5_LOG_ERROR(acquisitionL, "%s.%d: block counter went back from %u to %u\n", "RunProducer",
+               __LINE__, run.position, counter);
   run.lost = true;
 }
 
@@ -182,8 +174,7 @@ void Producer::StartAgain(Run& run) {
 }
 
 void Producer::ReportStartAgain() const {
-  logger_mgr::print(acquisitionL, kWarning, 0, "%s.%d: sampling was started again\n", "RunProducer",
-                    __LINE__);
+  Q5_LOG_WARNING(acquisitionL, "%s.%d: sampling was started again\n", "RunProducer", __LINE__);
   if (!StreamWatch::IsUpdated()) return;
   parts_.channels.stream_began_again();
   StreamWatch::RaiseStop();
@@ -239,16 +230,15 @@ void Producer::HandleNewBlocks(Run& run, std::uint32_t counter) {
 void Producer::CheckCounter(Run& run, std::uint32_t counter) {
   run.jumped = counter - run.previous != run.layout.Pages();
   if (run.jumped) {
-    logger_mgr::print(acquisitionL, kWarning, 0,
-                      "%s.%d: Block counter incremented an unexpected amount: counter_4kblocks=%d "
-                      "pcounter_4kblocks=%d\n",
-                      "RunProducer", __LINE__, static_cast<int>(counter),
-                      static_cast<int>(run.previous));
+    Q5_LOG_WARNING(acquisitionL,
+                   "%s.%d: Block counter incremented an unexpected amount: counter_4kblocks=%d "
+                   "pcounter_4kblocks=%d\n",
+                   "RunProducer", __LINE__, static_cast<int>(counter),
+                   static_cast<int>(run.previous));
   }
   // the driver writes the block after the latest one
   if (Ahead(counter, run.position) < kRingPages && !IsFarBehind(run, counter)) return;
-  logger_mgr::print(acquisitionL, kError, 0, "%s.%d - Dumping sample data!!\n", "RunProducer",
-                    __LINE__);
+  Q5_LOG_ERROR(acquisitionL, "%s.%d - Dumping sample data!!\n", "RunProducer", __LINE__);
   ResetSums(run);
   // as long as blocks are dumped there is no new result, and the old one grows stale
   parts_.channels.stream_stands_still();
@@ -294,9 +284,8 @@ const int* Producer::CopyBlock(Run& run) {
   const bool chunk_full = parts_.pool.Published();
   parts_.counts.IncrSampleBlockCount();
   if (chunk_full && parts_.pool.GetPoolIndex() == 0) {
-    logger_mgr::print(acquisitionL, kInfo, 0,
-                      "%s.%d: mempool index incremented and wrapped around (i=%d)\n", "RunProducer",
-                      __LINE__, 0);
+    Q5_LOG_INFO(acquisitionL, "%s.%d: mempool index incremented and wrapped around (i=%d)\n",
+                "RunProducer", __LINE__, 0);
   }
   return block;
 }
@@ -305,9 +294,8 @@ const int* Producer::CopyBlock(Run& run) {
 /// new it may also be a signal without noise, unless the counter has told of several at once.
 bool Producer::IsLost(const Run& run, std::size_t written) {
   if (written == run.layout.Pages() || (written == 0 && !run.jumped)) return false;
-  logger_mgr::print(acquisitionL, kError, 0,
-                    "%s.%d: pages at counter=%d were counted, but never written\n", "RunProducer",
-                    __LINE__, static_cast<int>(run.position));
+  Q5_LOG_ERROR(acquisitionL, "%s.%d: pages at counter=%d were counted, but never written\n",
+               "RunProducer", __LINE__, static_cast<int>(run.position));
   return true;
 }
 
@@ -317,18 +305,17 @@ bool Producer::IsSkipped(const Run& run, std::uint32_t counter, bool last) const
   if (last) return false;
   if (ghmp->GetConsumerFlag()) return true;
   if (filters_->slow->IsInMiddleOfCycle() || ghmp->meas_status == 0) return false;
-  logger_mgr::print(acquisitionL, kInfo, 0,
-                    "%s.%d skipping a %d block : counter=%d current counter=%d\n", "RunProducer",
-                    __LINE__, static_cast<int>(run.layout.Pages()), static_cast<int>(run.position),
-                    static_cast<int>(counter));
+  Q5_LOG_INFO(acquisitionL, "%s.%d skipping a %d block : counter=%d current counter=%d\n",
+              "RunProducer", __LINE__, static_cast<int>(run.layout.Pages()),
+              static_cast<int>(run.position), static_cast<int>(counter));
   return true;
 }
 
 void Producer::Process(Run& run, const int* block, int pairs) {
   if (GetResetRequest() != 0) {
-    logger_mgr::print(acquisitionL, kInfo, 0,
-                      "%s.%d not processing block because of reset_sine_correlators_request\n",
-                      "RunProducer", __LINE__);
+    Q5_LOG_INFO(acquisitionL,
+                "%s.%d not processing block because of reset_sine_correlators_request\n",
+                "RunProducer", __LINE__);
     run.shed = true;  // also where the request is withdrawn
     return;
   }
@@ -382,11 +369,10 @@ void Producer::Publish(int filtertype, SineCorrelator& filter, const FinishedCyc
 void Producer::ReportUnexpected(double magnitude) const {
   if (ghmp->VoltageTest() && ghmp->volttarget > 0) {
     const int ch = ghmp->swapchannels == 1 ? 1 : 0;
-    logger_mgr::print(Logger::sinecorrelatorL, kWarning, 0,
-                      "Voltage unexpected %e AcqCh%d status %s BUSY\n", magnitude, ch + 1,
-                      parts_.channels.Channel(ch).status_text());
+    Q5_LOG_WARNING(sinecorrelatorL, "Voltage unexpected %e AcqCh%d status %s BUSY\n", magnitude,
+                   ch + 1, parts_.channels.Channel(ch).status_text());
   } else {
-    logger_mgr::print(Logger::sinecorrelatorL, kWarning, 0, "Amperage unexpected %e \n", magnitude);
+    Q5_LOG_WARNING(sinecorrelatorL, "Amperage unexpected %e \n", magnitude);
   }
 }
 
@@ -426,18 +412,18 @@ void Producer::PrintHistograms() {
   statistics_times_.print();
   statistics_times_.reset();
   for (int channel : {0, 1}) {
-    logger_mgr::print(acquisitionL, kDebug, 0, "%s.%d: AcqCh%d %s\n", "RunProducer", __LINE__,
-                      channel + 1, parts_.channels.Channel(channel).status_text());
+    Q5_LOG_DEBUG(acquisitionL, "%s.%d: AcqCh%d %s\n", "RunProducer", __LINE__, channel + 1,
+                 parts_.channels.Channel(channel).status_text());
   }
 }
 
 void Producer::CheckOverflow() {
   if (!overflow_.Refresh() || overflow_.Hex() == 0) return;
-  logger_mgr::print(acquisitionL, kError, 0,
-                    "OVERFLOW ERROR, Make sure one instance of acquisition program is running\n"
-                    "Or stop the acquisition by killing the mos on measurement processor \n"
-                    "overflow error was caused by some other programs like fpgatest, diag.bin "
-                    "before the mos or sos started\n");
+  Q5_LOG_ERROR(acquisitionL,
+               "OVERFLOW ERROR, Make sure one instance of acquisition program is running\n"
+               "Or stop the acquisition by killing the mos on measurement processor \n"
+               "overflow error was caused by some other programs like fpgatest, diag.bin "
+               "before the mos or sos started\n");
   platform::Machine().System(kClearOverflow);
   const short code =
       ghmp->IsMeasModule() ? Msg::NAK_MCODE_MOS_ACQ_OVERFLOW : Msg::NAK_MCODE_SOS_ACQ_OVERFLOW;
@@ -446,14 +432,12 @@ void Producer::CheckOverflow() {
 
 void Producer::WakeConsumer() {
   if (!ghmp->GetConsumerFlag()) {
-    logger_mgr::print(acquisitionL, kDebug, 0, "%s.%d: Waking up the consumer thread\n",
-                      "RunProducer", __LINE__);
+    Q5_LOG_DEBUG(acquisitionL, "%s.%d: Waking up the consumer thread\n", "RunProducer", __LINE__);
     return parts_.counts.WakeConsumer();
   }
   if (!ghmp->testStart) return;
-  logger_mgr::print(acquisitionL, kDebug, 0,
-                    "%s.%d: Skipping waking up the consumer thread, ConsumerFlag set\n",
-                    "RunProducer", __LINE__);
+  Q5_LOG_DEBUG(acquisitionL, "%s.%d: Skipping waking up the consumer thread, ConsumerFlag set\n",
+               "RunProducer", __LINE__);
 }
 
 }  // namespace acquisition

@@ -4,10 +4,7 @@
 
 #include "common/acquisition/correlator_kernel.h"
 #include "common/acquisition/sample_word.h"
-#include "common/log/logger_mgr.h"
-
-using Logger::acquisitionL;
-using Logger::logger_mgr;
+#include "common/log/log_line.h"
 
 namespace acquisition {
 namespace {
@@ -42,20 +39,17 @@ class Condition {
     in_run_ = true;
     ++consecutive_;
     second_ = index;
-    logger_mgr::print(acquisitionL, Logger::kInfo, 0,
-                      "AcqCh%d %s.%d %s second consecutive sample index=%d\n", channel + 1,
-                      __func__, __LINE__, name_, index);
+    Q5_LOG_INFO(acquisitionL, "AcqCh%d %s.%d %s second consecutive sample index=%d\n", channel + 1,
+                __func__, __LINE__, name_, index);
   }
 
   void End(int channel, int index) {
     if (in_run_) {
-      logger_mgr::print(acquisitionL, Logger::kInfo, 0,
-                        "AcqCh%d %s.%d end of %s index=%d  consecutive=%d\n", channel + 1, __func__,
-                        __LINE__, name_, index, index - second_ + 1);
+      Q5_LOG_INFO(acquisitionL, "AcqCh%d %s.%d end of %s index=%d  consecutive=%d\n", channel + 1,
+                  __func__, __LINE__, name_, index, index - second_ + 1);
     } else {
-      logger_mgr::print(acquisitionL, Logger::kInfo, 0,
-                        "AcqCh%d %s.%d %s isolated glitch index=%d\n", channel + 1, __func__,
-                        __LINE__, name_, index);
+      Q5_LOG_INFO(acquisitionL, "AcqCh%d %s.%d %s isolated glitch index=%d\n", channel + 1,
+                  __func__, __LINE__, name_, index);
     }
     in_run_ = false;
   }
@@ -78,8 +72,8 @@ struct ChannelStatus {
 
 void LogCount(const Condition& condition, int channel) {
   if (condition.count() == 0) return;
-  logger_mgr::print(acquisitionL, Logger::kInfo, 0, "AcqCh%d %s.%d %s count=%d\n", channel + 1,
-                    __func__, __LINE__, condition.name(), condition.count());
+  Q5_LOG_INFO(acquisitionL, "AcqCh%d %s.%d %s count=%d\n", channel + 1, __func__, __LINE__,
+              condition.name(), condition.count());
 }
 
 /// The CPLD is read where the channel's block event is handled: the producer does not wait for a
@@ -88,15 +82,14 @@ int Report(const ChannelStatus& status, int channel, SampleChannels& channels) {
   int result = 0;
   if (status.over_range.consecutive() > 0) {
     result |= kStatusOverRange;
-    logger_mgr::print(acquisitionL, Logger::kWarning, 0,
-                      "AcqCh%d %s.%d NAK_MCODE_CPLD_OVERINPUT non-glitch count = %d\n", channel + 1,
-                      __func__, __LINE__, status.over_range.consecutive());
+    Q5_LOG_WARNING(acquisitionL, "AcqCh%d %s.%d NAK_MCODE_CPLD_OVERINPUT non-glitch count = %d\n",
+                   channel + 1, __func__, __LINE__, status.over_range.consecutive());
   }
   if (status.fault.consecutive() > 0) {
     result |= kStatusFault;
-    logger_mgr::print(acquisitionL, Logger::kWarning, 0,
-                      "AcqCh%d %s.%d NAK_MCODE_FAULT_IN_SAMPLES consecutive count = %d\n",
-                      channel + 1, __func__, __LINE__, status.fault.consecutive());
+    Q5_LOG_WARNING(acquisitionL,
+                   "AcqCh%d %s.%d NAK_MCODE_FAULT_IN_SAMPLES consecutive count = %d\n", channel + 1,
+                   __func__, __LINE__, status.fault.consecutive());
   }
   if (result != 0) channels.Channel(channel).set_CPLD_status_request();
   LogCount(status.over_range, channel);

@@ -2,14 +2,10 @@
 
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/dev/fpga/fpga_request.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/fpga_driver.h"
 
 namespace acquisition {
-
-using Logger::acquisitionL;
-using Logger::kError;
-using Logger::logger_mgr;
 
 int SampleStream::Request(int fd, unsigned long request, int offset, std::uint32_t& value) {
   Dev::FpgaCmd command{};
@@ -32,7 +28,7 @@ int SampleStream::Start() const {
   std::uint32_t value = 0;
   const int result = Request(fpga_fd_, Dev::Q5FPGA_CMD_START_SAMPLE_CONTINUOUS, 0, value);
   if (result < 0) {
-    logger_mgr::print(acquisitionL, kError, 0, "ioctl continuous sample collect fail\n");
+    Q5_LOG_ERROR(acquisitionL, "ioctl continuous sample collect fail\n");
   }
   if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->RunConverters();
   return result < 0 ? -1 : 0;

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "common/log/capture.h"
+#include "common/log/log_line.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
 
@@ -42,11 +43,10 @@ SineCorrelator::SineCorrelator(int filtertype, int resetCount, double refFrequen
   set_autoreset(resetCount < 0 ? kDefaultReset : resetCount);
   SineCorrelator::reset(0);
   SetMeasurementModes();
-  logger_mgr::print(
-      sinecorrelatorL, Logger::kInfo, 0,
-      "Filter created. 1SAMPLE FREQUENCIES _sample_freq: %f sample_per_cycle: %" PRId64
-      "  divider: %ld\n",
-      _sample_freq, _samples_per_cycle, divider);
+  Q5_LOG_INFO(sinecorrelatorL,
+              "Filter created. 1SAMPLE FREQUENCIES _sample_freq: %f sample_per_cycle: %" PRId64
+              "  divider: %ld\n",
+              _sample_freq, _samples_per_cycle, divider);
 }
 
 // --- Settings ---
@@ -59,12 +59,11 @@ void SineCorrelator::set_frequencies(double, long divider, std::int64_t samplesP
   _sample_freq = signal_freq * static_cast<double>(samplesPerCycle);
   // without a frequency the reference stands still
   _phase_rate = _sample_freq == 0 ? 0 : signal_freq * 2 * std::numbers::pi / _sample_freq;
-  logger_mgr::print(sinecorrelatorL, Logger::kInfo, 0,
-                    "%s.%d: signal_freq = %f spc = %" PRId64
-                    " divider = %ld sample_freq = %lf phase_rate "
-                    "= %lf \n",
-                    __func__, __LINE__, signal_freq, samplesPerCycle, divider, _sample_freq,
-                    _phase_rate);
+  Q5_LOG_INFO_HERE(sinecorrelatorL,
+                   ": signal_freq = %f spc = %" PRId64
+                   " divider = %ld sample_freq = %lf phase_rate "
+                   "= %lf \n",
+                   signal_freq, samplesPerCycle, divider, _sample_freq, _phase_rate);
 }
 
 void SineCorrelator::set_autoreset(std::int64_t pairs) {
@@ -214,11 +213,10 @@ void SineCorrelator::LogPhasors() const {
   const auto self = static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(this));
   constexpr double kNoNoiseRatio = 0;  // needs sums that are not made here
   for (int ch = 0; ch < 2; ++ch) {
-    logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0, "phasor %e this 0x%x mag %e\n",
-                      _phase[ch], self, _mag[ch]);
-    logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0,
-                      "%12" PRId64 ": %s cacc[%d]=%e sacc[%d]=%e snr = %lf\n", ended_.samples,
-                      TypeText(), ch, ended_.cacc[ch], ch, ended_.sacc[ch], kNoNoiseRatio);
+    Q5_LOG_DEBUG(sinecorrelatorL, "phasor %e this 0x%x mag %e\n", _phase[ch], self, _mag[ch]);
+    Q5_LOG_DEBUG(sinecorrelatorL, "%12" PRId64 ": %s cacc[%d]=%e sacc[%d]=%e snr = %lf\n",
+                 ended_.samples, TypeText(), ch, ended_.cacc[ch], ch, ended_.sacc[ch],
+                 kNoNoiseRatio);
   }
 }
 
@@ -299,8 +297,8 @@ bool SineCorrelator::IsItTimeToLog(std::int64_t cycle) const {
   for (const auto& step : kSteps) {
     if (hertz <= step.hertz) return cycle % step.cycles == 0;
   }
-  logger_mgr::print(sinecorrelatorL, Logger::kDebug, 0,
-                    "%s:Could not determine range %f cycle %" PRId64 " \n", __func__, hertz, cycle);
+  Q5_LOG_DEBUG(sinecorrelatorL, "%s:Could not determine range %f cycle %" PRId64 " \n", __func__,
+               hertz, cycle);
   return false;
 }
 

@@ -10,16 +10,11 @@
 #include "common/acquisition/waveform_capture.h"
 #include "common/lib/instrument_file.h"
 #include "common/log/log_files.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 #include "platform/guarded.h"
 
 namespace acquisition {
-
-using Logger::acquisitionL;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -75,9 +70,8 @@ void Snapshot::TakeCommand() {
   if (size <= 0) return;
   auto command = ParseSnapshotCommand({line.data(), static_cast<std::size_t>(size)});
   if (!command) {
-    logger_mgr::print(acquisitionL, kError, 0,
-                      "%s.%d: wrong input format, it should be as samplecount filename\n",
-                      "CheckSnapShot", __LINE__);
+    Q5_LOG_ERROR(acquisitionL, "%s.%d: wrong input format, it should be as samplecount filename\n",
+                 "CheckSnapShot", __LINE__);
     lib::ReplaceContents(command_file_.Get(), "");
     return;
   }
@@ -141,8 +135,7 @@ bool Snapshot::AwaitPages(std::uint64_t end) {
       lock, [&]() Q5_REQUIRES(g_smutex) { return ended_ || abandoned_ || pool_.Pages() >= end; });
   if (ended_ || abandoned_) return false;
   if (pool_.Pages() - end < kMostBehind) return true;
-  logger_mgr::print(acquisitionL, kError, 0, "%s: the disk is too slow for the samples\n",
-                    "RunSnapshot");
+  Q5_LOG_ERROR(acquisitionL, "%s: the disk is too slow for the samples\n", "RunSnapshot");
   return false;
 }
 
@@ -158,8 +151,7 @@ void Snapshot::Capture(const SnapshotCommand& command, std::uint64_t page) {
   while (progress < command.samples && AwaitPages(page + step)) {
     const std::int64_t written = CaptureToFile(command, page, command.samples - progress);
     if (written <= 0) {
-      logger_mgr::print(acquisitionL, kError, 0, "%s: %s cannot be written: %m\n", "RunSnapshot",
-                        kScratchPath);
+      Q5_LOG_ERROR(acquisitionL, "%s: %s cannot be written: %m\n", "RunSnapshot", kScratchPath);
       return;
     }
     progress += written;
@@ -189,8 +181,7 @@ std::int64_t Snapshot::WriteLines(const int* words, int rate, std::int64_t wante
                   static_cast<unsigned>(first), static_cast<unsigned>(second));
     text += line;
     if (first == 0 && second == 0 && ++zero_pairs_ == kZeroPairsLimit + 1) {
-      logger_mgr::print(acquisitionL, kError, 0,
-                        "zero values are read from the acquisition\nRequired Debugging\n");
+      Q5_LOG_ERROR(acquisitionL, "zero values are read from the acquisition\nRequired Debugging\n");
     }
   }
   const ssize_t written = ::write(scratch_.Get(), text.data(), text.size());
@@ -200,8 +191,8 @@ std::int64_t Snapshot::WriteLines(const int* words, int rate, std::int64_t wante
 bool Snapshot::MoveToOutput(const SnapshotCommand& command) {
   const bool moved = Logger::CatTwoFiles(kScratchPath, command.file) == 0;
   if (!moved) {
-    logger_mgr::print(acquisitionL, kError, 0, "%s: %s cannot be written: %m\n", "RunSnapshot",
-                      command.file.c_str());
+    Q5_LOG_ERROR(acquisitionL, "%s: %s cannot be written: %m\n", "RunSnapshot",
+                 command.file.c_str());
   }
   lib::ReplaceContents(scratch_.Get(), "");
   return moved;
@@ -211,7 +202,7 @@ void Snapshot::MoveIfLarge(const SnapshotCommand& command) {
   struct stat status {};
   if (::fstat(scratch_.Get(), &status) != 0 || status.st_size <= kScratchLimit) return;
   if (MoveToOutput(command)) {
-    logger_mgr::print(acquisitionL, kInfo, 0, "Dumped partial snapshotfile \n");
+    Q5_LOG_INFO(acquisitionL, "Dumped partial snapshotfile \n");
   }
 }
 
@@ -220,7 +211,7 @@ void Snapshot::Send(const SnapshotCommand& command) {
       "nc " + command.address + " " + std::to_string(command.port) + " <" + command.file;
   const int status = platform::Machine().System(line.c_str());
   if (status != 0) {
-    logger_mgr::print(acquisitionL, kError, 0, "%s gave %d\n", line.c_str(), status);
+    Q5_LOG_ERROR(acquisitionL, "%s gave %d\n", line.c_str(), status);
   }
 }
 

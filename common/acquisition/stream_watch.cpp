@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
@@ -11,8 +11,6 @@
 
 namespace acquisition {
 
-using Logger::acquisitionL;
-using Logger::logger_mgr;
 using Msg::ghmp;
 using platform::Machine;
 using platform::Nanoseconds;
@@ -97,8 +95,8 @@ void StreamWatch::Look() {
 void StreamWatch::Report(Nanoseconds waited) {
   stands_still_ = true;
   channels_.stream_stands_still();
-  logger_mgr::print(acquisitionL, Logger::kError, 0, "%s.%d: no samples for %.1f s\n",
-                    "StreamWatch", __LINE__, std::chrono::duration<double>(waited).count());
+  Q5_LOG_ERROR(acquisitionL, "%s.%d: no samples for %.1f s\n", "StreamWatch", __LINE__,
+               std::chrono::duration<double>(waited).count());
   RaiseStop();
 }
 

@@ -9,15 +9,11 @@
 #include <ctime>
 
 #include "common/acquisition/sample_word.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace acquisition {
-
-using Logger::acquisitionL;
-using Logger::kError;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -62,8 +58,7 @@ bool WrapCount::Count() {
 int WaveformCapture(int fd, const int* block, WrapCount* wrap, int rate) {
   if (wrap != nullptr && wrap->Count()) {
     ::lseek(fd, 0, SEEK_SET);
-    logger_mgr::print(acquisitionL, Logger::kInfo, 0, "%s.%d: buffer wrap-around\n", __func__,
-                      __LINE__);
+    Q5_LOG_INFO_HERE(acquisitionL, ": buffer wrap-around\n");
   }
   Capture capture{};
   WriteHeading(capture.data(), rate);
@@ -72,12 +67,10 @@ int WaveformCapture(int fd, const int* block, WrapCount* wrap, int rate) {
   const ssize_t written = ::write(fd, capture.data(), size);
   const bool whole = written == static_cast<ssize_t>(size);
   if (!whole) {
-    logger_mgr::print(acquisitionL, kError, 0, "%s.%d: write unexpected size: %d\n", __func__,
-                      __LINE__, static_cast<int>(written));
+    Q5_LOG_ERROR_HERE(acquisitionL, ": write unexpected size: %d\n", static_cast<int>(written));
   }
   if (::fsync(fd) != 0) {
-    logger_mgr::print(acquisitionL, kError, 0, "%s.%d: fsync failed, errno=%d\n", __func__,
-                      __LINE__, errno);
+    Q5_LOG_ERROR_HERE(acquisitionL, ": fsync failed, errno=%d\n", errno);
     return -1;
   }
   return whole ? 0 : -1;

@@ -4,10 +4,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "common/log/logger_mgr.h"
-
-using Logger::elecL;
-using Logger::logger_mgr;
+#include "common/log/log_line.h"
 
 namespace acquisition {
 namespace {
@@ -75,9 +72,8 @@ void elec::StorePhasors(const int* filtertype, const phasorarr_t* measured,
     std::copy_n(corrected, 2, fast);
     DoCalcFast();
   } else if (*filtertype == kSlowFilter) {
-    logger_mgr::print(elecL, Logger::kDebug, 0,
-                      "Slow before calibration mag(0, 1) (%e, %e) phase(0, 1) (%e, %e) \n",
-                      measured->mag[0], measured->mag[1], measured->phase[0], measured->phase[1]);
+    Q5_LOG_DEBUG(elecL, "Slow before calibration mag(0, 1) (%e, %e) phase(0, 1) (%e, %e) \n",
+                 measured->mag[0], measured->mag[1], measured->phase[0], measured->phase[1]);
     std::copy_n(corrected, 2, slow);
     DoCalcSlow();
   }
@@ -87,11 +83,10 @@ void elec::DoCalcSlow() {
   phasortoo_t local[2];
   std::copy_n(slow, 2, local);
   if (!ApplyStray(local)) {
-    logger_mgr::print(elecL, Logger::kDebug, 0, "No slow Calibration applied\n");
+    Q5_LOG_DEBUG(elecL, "No slow Calibration applied\n");
   }
-  logger_mgr::print(elecL, Logger::kDebug, 0,
-                    "Slow after calibration mag(0, 1) (%e, %e) phase(0, 1) (%e, %e) \n",
-                    local[0].mag, local[1].mag, local[0].phase, local[1].phase);
+  Q5_LOG_DEBUG(elecL, "Slow after calibration mag(0, 1) (%e, %e) phase(0, 1) (%e, %e) \n",
+               local[0].mag, local[1].mag, local[0].phase, local[1].phase);
   Calculate(local, Frequency(), slowelectrical[slowupdateindex]);
   const platform::Lock lock(slowelecsem);
   slowresultindex = slowupdateindex;
@@ -101,15 +96,13 @@ void elec::DoCalcSlow() {
 void elec::DoCalcFast() {
   phasortoo_t local[2];
   std::copy_n(fast, 2, local);
-  logger_mgr::print(elecL, Logger::kDebug, 0,
-                    "Fast before calibration mag(0,1) (%e, %e) phase(0,1) (%e, %e)\n", local[0].mag,
-                    local[1].mag, local[0].phase, local[1].phase);
+  Q5_LOG_DEBUG(elecL, "Fast before calibration mag(0,1) (%e, %e) phase(0,1) (%e, %e)\n",
+               local[0].mag, local[1].mag, local[0].phase, local[1].phase);
   if (!ApplyStray(local)) {
-    logger_mgr::print(elecL, Logger::kDebug, 0, "No fast Calibration applied.\n");
+    Q5_LOG_DEBUG(elecL, "No fast Calibration applied.\n");
   }
-  logger_mgr::print(elecL, Logger::kDebug, 0,
-                    "Fast after calibration mag(0,1) (%e, %e) phase(0,1) (%e, %e)\n", local[0].mag,
-                    local[1].mag, local[0].phase, local[1].phase);
+  Q5_LOG_DEBUG(elecL, "Fast after calibration mag(0,1) (%e, %e) phase(0,1) (%e, %e)\n",
+               local[0].mag, local[1].mag, local[0].phase, local[1].phase);
   Calculate(local, Frequency(), fastelectrical[fastupdateindex]);
   const platform::Lock lock(fastelecsem);
   fastresultindex = fastupdateindex;

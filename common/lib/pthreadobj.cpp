@@ -3,10 +3,8 @@
 #include <cstdio>
 #include <utility>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/guarded.h"
-
-using Logger::logger_mgr;
 
 pthreadobj::~pthreadobj() { EndThread(); }
 
@@ -39,7 +37,7 @@ int pthreadobj::SetCallbackFunction(const char* name, Callback callback, void* d
       return 0;
     }
   }
-  logger_mgr::print(Logger::mainL, Logger::kWarning, 0, "pt:No free index %d \n", index);
+  Q5_LOG_WARNING(mainL, "pt:No free index %d \n", index);
   return -1;
 }
 
@@ -65,8 +63,7 @@ void pthreadobj::FinishWork(Slot& slot) {
     ++available;
     startflag = false;
   }
-  logger_mgr::print(Logger::mainL, Logger::kDebug, 0, "finished thread function %s\n",
-                    finished.name);
+  Q5_LOG_DEBUG(mainL, "finished thread function %s\n", finished.name);
 }
 
 void pthreadobj::Run() {
@@ -75,7 +72,7 @@ void pthreadobj::Run() {
     if (!_running) return;
     Slot* slot = TakeWork();
     if (slot == nullptr) {
-      logger_mgr::print(Logger::mainL, Logger::kWarning, 0, "pt:No work index %d \n", -1);
+      Q5_LOG_WARNING(mainL, "pt:No work index %d \n", -1);
       continue;
     }
     // The slot stays taken while its callback runs, so nobody else writes it.

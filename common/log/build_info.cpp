@@ -1,11 +1,10 @@
 #include "common/log/build_info.h"
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 void PrintBuildInfo(std::FILE* stream) {
   if (stream == nullptr) {
-    Logger::logger_mgr::print(Logger::mainL, Logger::kError, 0,
-                              "Could not print the build information \n");
+    Q5_LOG_ERROR(mainL, "Could not print the build information \n");
     return;
   }
   std::fprintf(stream, "%s\n%s\n%s\n", hgrev, hgsumm, hgbranch);

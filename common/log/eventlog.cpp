@@ -1,4 +1,5 @@
 #include "common/log/eventlog.h"
+#include "common/log/log_line.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -120,23 +121,22 @@ eventlog* eventlog::GetEventLog(const char*) {
 
 void eventlog::Init(int its_module) {
   module = its_module;
-  logger_mgr::print(eventlogL, kNotice, 0, "Eventlog object created \n");
-  logger_mgr::print(eventlogL, kNotice, 0, "%-30s %-10s %-28s %-20s\n", "Timestamp", "BufferCount",
-                    "EventName", "EventValues");
+  Q5_LOG_NOTICE(eventlogL, "Eventlog object created \n");
+  Q5_LOG_NOTICE(eventlogL, "%-30s %-10s %-28s %-20s\n", "Timestamp", "BufferCount", "EventName",
+                "EventValues");
 }
 
 const char* eventlog::GetString(eventtypes_t event) const {
   if (event >= 0 && event < MAX_EVENT_LOG) return eventmap[static_cast<size_t>(event)].text;
-  logger_mgr::print(eventlogL, kError, 0, "%-10d INVALID EVENT NUMBER %d \n",
-                    blockreadyIndex.load(), static_cast<int>(event));
+  Q5_LOG_ERROR(eventlogL, "%-10d INVALID EVENT NUMBER %d \n", blockreadyIndex.load(),
+               static_cast<int>(event));
   return nullptr;
 }
 
 const char* eventlog::GetMessageString(short opcode) const {
   const auto* row = std::ranges::lower_bound(messagemap, opcode, {}, &MessageRow::opcode);
   if (row != std::end(messagemap) && row->opcode == opcode) return row->text;
-  logger_mgr::print(eventlogL, kError, 0, "%-10d INVALID MESSAGE NUMBER %d \n",
-                    blockreadyIndex.load(), opcode);
+  Q5_LOG_ERROR(eventlogL, "%-10d INVALID MESSAGE NUMBER %d \n", blockreadyIndex.load(), opcode);
   return nullptr;
 }
 
@@ -230,8 +230,8 @@ bool eventlog::ClosesATest(eventtypes_t event, const void* data) const {
 
 int eventlog::CaptureEvent(int level, eventtypes_t event, const void* data) {
   if (event < 0 || event >= MAX_EVENT_LOG) {
-    logger_mgr::print(eventlogL, kError, 0, "TRY TO LOG THE EVENT %d WITH NO EVENTLOG CREATED \n",
-                      static_cast<int>(event));
+    Q5_LOG_ERROR(eventlogL, "TRY TO LOG THE EVENT %d WITH NO EVENTLOG CREATED \n",
+                 static_cast<int>(event));
     return -1;
   }
   if (!logger_mgr::LogSamples(eventlogL, level)) return 0;
@@ -247,9 +247,9 @@ int eventlog::CaptureEvent(int level, eventtypes_t event, const void* data) {
       Append(line, "%-30s event NO DATA FAIL\n", row.text);
     }
   }
-  logger_mgr::print(eventlogL, level, 0, "%s\n", line.c_str());
+  Q5_LOG_AT(level, eventlogL, "%s\n", line.c_str());
   if (ClosesATest(event, data)) {
-    logger_mgr::print(eventlogL, level, 0, "%s\n", std::string(91, '#').c_str());
+    Q5_LOG_AT(level, eventlogL, "%s\n", std::string(91, '#').c_str());
   }
   return 0;
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 
 namespace Logger {
@@ -67,25 +67,22 @@ void Histogram::record(double microseconds) {
     ++counts[static_cast<size_t>(bin)];
   } else {
     ++upperOutlierCount;
-    logger_mgr::print(histogramL, kWarning, 0,
-                      "WARNING : %s detected time interval > %.1lf msec : %.1lf\n", Name.c_str(),
-                      Milliseconds(maxval), Milliseconds(microseconds));
+    Q5_LOG_WARNING(histogramL, "WARNING : %s detected time interval > %.1lf msec : %.1lf\n",
+                   Name.c_str(), Milliseconds(maxval), Milliseconds(microseconds));
   }
 }
 
 void Histogram::print() const {
-  logger_mgr::print(histogramL, kInfo, 0, "\t%s\n", Name.c_str());
-  logger_mgr::print(histogramL, kInfo, 0, "%d bins : min %.1lf  max %.1lf msec\n", binCount,
-                    Milliseconds(minval), Milliseconds(maxval));
-  logger_mgr::print(histogramL, kInfo, 0, "Outliers : under %d  over %d\n", lowerOutlierCount,
-                    upperOutlierCount);
-  logger_mgr::print(histogramL, kInfo, 0, "Extremes (msec) : minTime %9.3f  maxTime %9.3f\n",
-                    Milliseconds(static_cast<double>(minTime)),
-                    Milliseconds(static_cast<double>(maxTime)));
+  Q5_LOG_INFO(histogramL, "\t%s\n", Name.c_str());
+  Q5_LOG_INFO(histogramL, "%d bins : min %.1lf  max %.1lf msec\n", binCount, Milliseconds(minval),
+              Milliseconds(maxval));
+  Q5_LOG_INFO(histogramL, "Outliers : under %d  over %d\n", lowerOutlierCount, upperOutlierCount);
+  Q5_LOG_INFO(histogramL, "Extremes (msec) : minTime %9.3f  maxTime %9.3f\n",
+              Milliseconds(static_cast<double>(minTime)),
+              Milliseconds(static_cast<double>(maxTime)));
   for (int bin = 0; bin < binCount; ++bin) {
-    logger_mgr::print(
-        histogramL, kInfo, 0, "%9.3lf   %9.3lf   %d\n", Milliseconds(minval + bin * binWidth),
-        Milliseconds(minval + (bin + 1) * binWidth), counts[static_cast<size_t>(bin)]);
+    Q5_LOG_INFO(histogramL, "%9.3lf   %9.3lf   %d\n", Milliseconds(minval + bin * binWidth),
+                Milliseconds(minval + (bin + 1) * binWidth), counts[static_cast<size_t>(bin)]);
   }
 }
 

@@ -1,4 +1,5 @@
 #include "common/log/log_collection.h"
+#include "common/log/log_line.h"
 
 #include <unistd.h>
 
@@ -66,8 +67,7 @@ void AwaitRotations(const logger_mgr& logger, const RingStates& before) {
 void RunCommands() {
   const auto commands = ReadText(kCollectCommands, kMaxCommandBytes);
   if (!commands) {
-    logger_mgr::print(mainL, kError, 0, "Logger: cannot read %s: %s\n", kCollectCommands,
-                      std::strerror(errno));
+    Q5_LOG_ERROR(mainL, "Logger: cannot read %s: %s\n", kCollectCommands, std::strerror(errno));
     return;
   }
   std::istringstream lines(*commands);
@@ -81,7 +81,7 @@ void Collect(logger_mgr& logger, void (*send)(), const std::string& request) {
   const auto start = request.find_first_not_of(" \t\r\n");
   const char mode = start == request.npos ? '0' : request[start];
   if (mode < '0' || mode > '2') {
-    logger_mgr::print(mainL, kError, 0, "Logger: %s asks for an unknown mode\n", kCollectRequest);
+    Q5_LOG_ERROR(mainL, "Logger: %s asks for an unknown mode\n", kCollectRequest);
     return;
   }
   const RingStates before = States(logger);
@@ -89,7 +89,7 @@ void Collect(logger_mgr& logger, void (*send)(), const std::string& request) {
   AwaitRotations(logger, before);
   const std::string command = std::string(kScript) + " " + mode + " > " + kCollectCommands;
   if (platform::Machine().System(command.c_str()) != 0) {
-    logger_mgr::print(mainL, kError, 0, "Logger: %s failed\n", command.c_str());
+    Q5_LOG_ERROR(mainL, "Logger: %s failed\n", command.c_str());
     return;
   }
   RunCommands();
@@ -97,8 +97,7 @@ void Collect(logger_mgr& logger, void (*send)(), const std::string& request) {
 
 void Remove(const char* request) {
   if (::unlink(platform::Machine().Path(request).c_str()) != 0) {
-    logger_mgr::print(mainL, kError, 0, "Logger: cannot remove %s: %s\n", request,
-                      std::strerror(errno));
+    Q5_LOG_ERROR(mainL, "Logger: cannot remove %s: %s\n", request, std::strerror(errno));
   }
 }
 

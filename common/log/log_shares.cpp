@@ -5,7 +5,7 @@
 #include <thread>
 #include <utility>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/guarded.h"
 
 namespace Logger {
@@ -13,8 +13,7 @@ namespace {
 
 bool Store(const std::string& target, int result) {
   if (result == 0) return true;
-  logger_mgr::print(mainL, kWarning, 0, "Logger: cannot store %s: %s\n", target.c_str(),
-                    std::strerror(errno));
+  Q5_LOG_WARNING(mainL, "Logger: cannot store %s: %s\n", target.c_str(), std::strerror(errno));
   return false;
 }
 
@@ -29,8 +28,7 @@ bool StoreLog(const Extent& from, const std::string& place, const RotatedLog& lo
 
 void StoreNumbers(const std::string& place, const RotatedLog& log) {
   if (WriteText(place + log.number_file, log.numbers) == 0) return;
-  logger_mgr::print(mainL, place.empty() ? kError : kWarning, 0, "open error %s\n",
-                    std::strerror(errno));
+  Q5_LOG_AT(place.empty() ? kError : kWarning, mainL, "open error %s\n", std::strerror(errno));
 }
 
 // Nothing is logged under the lock: a line may start a rotation, which comes back to here.
@@ -46,10 +44,10 @@ void Share::Post(Copy copy) {
   }
   wake_.notify_one();
   if (dropped) {
-    logger_mgr::print(mainL, kWarning, 0, "Logger: %s hangs, it misses a log\n", mount_.c_str());
+    Q5_LOG_WARNING(mainL, "Logger: %s hangs, it misses a log\n", mount_.c_str());
   }
   if (!runs) {
-    logger_mgr::print(mainL, kWarning, 0, "Logger: no thread to copy logs to %s\n", mount_.c_str());
+    Q5_LOG_WARNING(mainL, "Logger: no thread to copy logs to %s\n", mount_.c_str());
   }
 }
 

@@ -7,14 +7,12 @@
 #include <memory>
 
 #include "common/log/eventlog.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 #include "platform/guarded.h"
 #include "platform/thread_safety.h"
 
 using Logger::eventlog;
-using Logger::logger_mgr;
-using Logger::monitorL;
 
 namespace {
 
@@ -72,13 +70,13 @@ monitor::Timers::Timers() {
 
 void monitor::Timers::Lock() {
   if (const int error = pthread_mutex_lock(&lock_)) {
-    logger_mgr::print(monitorL, Logger::kError, 0, "pthread_mutex_lock %d\n", error);
+    Q5_LOG_ERROR(monitorL, "pthread_mutex_lock %d\n", error);
   }
 }
 
 void monitor::Timers::Unlock() {
   if (const int error = pthread_mutex_unlock(&lock_)) {
-    logger_mgr::print(monitorL, Logger::kError, 0, "pthread_mutex_unlock %d\n", error);
+    Q5_LOG_ERROR(monitorL, "pthread_mutex_unlock %d\n", error);
   }
 }
 
@@ -112,16 +110,16 @@ int monitor::Init() {
   auto& clock = platform::Machine().Clock();
   timers.timer1 = clock.StartTicks(kTick, HandleSigEvent1);
   if (!timers.timer1) {
-    logger_mgr::print(monitorL, Logger::kError, 0, "timer create failed\n");
+    Q5_LOG_ERROR(monitorL, "timer create failed\n");
     return -1;
   }
   timers.timer2 = clock.StartTicks(kTick, HandleSigEvent2);
   if (!timers.timer2) {
     timers.timer1.reset();
-    logger_mgr::print(monitorL, Logger::kError, 0, "timer2 create failed\n");
+    Q5_LOG_ERROR(monitorL, "timer2 create failed\n");
     return -1;
   }
-  logger_mgr::print(monitorL, Logger::kNotice, 0, "Monitor Init only one time\n");
+  Q5_LOG_NOTICE(monitorL, "Monitor Init only one time\n");
   return 0;
 }
 
@@ -167,18 +165,15 @@ void monitor::HandleSigEvent1() {
 void monitor::HandleSigEvent2() {
   Timers& timers = rtmin2();
   Guard guard(timers);
-  logger_mgr::print(monitorL, Logger::kDebug, 0, "size of rtmin2 %d\n",
-                    static_cast<int>(timers.map.size()));
+  Q5_LOG_DEBUG(monitorL, "size of rtmin2 %d\n", static_cast<int>(timers.map.size()));
   for (auto position = timers.map.begin(); position != timers.map.end();) {
     const auto [id, timer] = *position;
     if (timer->DidCBFinished() && !timer->recurring) {
-      logger_mgr::print(monitorL, Logger::kNotice, 0, "monitor late deletion %s id %d\n",
-                        timer->name.c_str(), timer->Id());
+      Q5_LOG_NOTICE(monitorL, "monitor late deletion %s id %d\n", timer->name.c_str(), timer->Id());
       ++position;
       timer->StopTimer();
     } else if (timer->IsCBStarted() && !timer->DidCBFinished()) {
-      logger_mgr::print(monitorL, Logger::kNotice, 0, "monitor delayed %s id %d\n",
-                        timer->name.c_str(), timer->Id());
+      Q5_LOG_NOTICE(monitorL, "monitor delayed %s id %d\n", timer->name.c_str(), timer->Id());
       ++position;
     } else if (timer->MilliSecondCountDown() == 0) {
       ++position;
@@ -203,13 +198,12 @@ bool monitor::ServeExpired(Map::iterator& position) {
     return true;
   }
   if (!completeintime) {
-    logger_mgr::print(monitorL, Logger::kNotice, 0, "monitor longer %s id %d\n", name.c_str(),
-                      Id());
+    Q5_LOG_NOTICE(monitorL, "monitor longer %s id %d\n", name.c_str(), Id());
     return false;
   }
   ++position;
   if (recurring) {
-    logger_mgr::print(monitorL, Logger::kDebug, 0, "%s recurring\n", name.c_str());
+    Q5_LOG_DEBUG(monitorL, "%s recurring\n", name.c_str());
   } else if (TimesArmed() == armed_before) {  // else the callback stopped it and armed it again
     StopTimer();
   }
@@ -268,32 +262,27 @@ int monitor::AddTimer(int its_time, int unit, Callback callback, void* data) {
     if (IsTimerAlive()) {
       const unsigned long long left = GetCounter();
       if (unit == SECSE) {
-        logger_mgr::print(monitorL, Logger::kWarning, 0, "SEC timer not added %s counter %llu\n",
-                          name.c_str(), left);
+        Q5_LOG_WARNING(monitorL, "SEC timer not added %s counter %llu\n", name.c_str(), left);
       } else {
-        logger_mgr::print(monitorL, Logger::kWarning, 0, "MSEC timer not added %s counter %llu \n",
-                          name.c_str(), left);
+        Q5_LOG_WARNING(monitorL, "MSEC timer not added %s counter %llu \n", name.c_str(), left);
       }
       return -1;
     }
     Arm(nanoseconds + extra, unit, callback, data);
     if (!rtmin2().map.emplace(mID, this).second) {
-      logger_mgr::print(monitorL, Logger::kError, 0, "Insert failed duplicate MID %d\n", Id());
+      Q5_LOG_ERROR(monitorL, "Insert failed duplicate MID %d\n", Id());
     }
     CaptureNamed(Logger::MONITOR_ADD);
     const unsigned long long period = nanoseconds + extra;
     if (unit == SECSE) {
-      logger_mgr::print(monitorL, Logger::kInfo, 0,
-                        "ATIMER adding the seconds %s time %llu counter %llu\n", name.c_str(),
-                        period, period);
+      Q5_LOG_INFO(monitorL, "ATIMER adding the seconds %s time %llu counter %llu\n", name.c_str(),
+                  period, period);
     } else {
-      logger_mgr::print(monitorL, Logger::kInfo, 0,
-                        "ATIMER adding the milliseconds %s time %llu counter %llu \n", name.c_str(),
-                        period, period);
+      Q5_LOG_INFO(monitorL, "ATIMER adding the milliseconds %s time %llu counter %llu \n",
+                  name.c_str(), period, period);
     }
   }
-  logger_mgr::print(monitorL, Logger::kInfo, 0, "%s recurring  %d \n", name.c_str(),
-                    recurring ? 1 : 0);
+  Q5_LOG_INFO(monitorL, "%s recurring  %d \n", name.c_str(), recurring ? 1 : 0);
   return 0;
 }
 
@@ -307,8 +296,7 @@ int monitor::AddOKTimer(int its_time, int unit, Callback callback, void* data) {
   Guard guard(monsecs());
   Arm(static_cast<std::uint64_t>(its_time) * kNanoseconds[unit], unit, callback, data);
   if (!monsecs().map.emplace(mID, this).second) {
-    logger_mgr::print(monitorL, Logger::kError, 0, "monsecs Insert failed duplicate MID %d\n",
-                      Id());
+    Q5_LOG_ERROR(monitorL, "monsecs Insert failed duplicate MID %d\n", Id());
   }
   return 0;
 }
@@ -349,8 +337,8 @@ void monitor::ModifyTimer(int t) {
     platform::Lock lock(monitorlock);
     time = counter = nanoseconds;
   }
-  logger_mgr::print(monitorL, Logger::kInfo, 0, "Modifytimer factor %d temp %llu \n", t,
-                    static_cast<unsigned long long>(nanoseconds));
+  Q5_LOG_INFO(monitorL, "Modifytimer factor %d temp %llu \n", t,
+              static_cast<unsigned long long>(nanoseconds));
 }
 
 std::uint64_t monitor::GetCounter() const {
@@ -401,7 +389,7 @@ int monitor::MilliSecondCountDown() {
     platform::Lock lock(monitorlock);
     counter -= std::min(counter, resolution);
     if (counter != 0) return 0;
-    logger_mgr::print(monitorL, Logger::kDebug, 0, "EXP:%s\n", name.c_str());
+    Q5_LOG_DEBUG(monitorL, "EXP:%s\n", name.c_str());
     counter = time;
     completeintime = false;
     cbstart = cbend = {};
@@ -442,8 +430,8 @@ void monitor::CalcCBElapsed(platform::Nanoseconds elapsed, const timespec& start
   completeintime = elapsed < kTick;
   if (completeintime) return;
   CaptureNamed(Logger::MONITOR_VIOLATION);
-  logger_mgr::print(
-      monitorL, Logger::kWarning, 0,
+  Q5_LOG_WARNING(
+      monitorL,
       "monitor violation sec %lld nanos %ld start sec %lld nsec %ld end sec %lld nsec %ld\n",
       static_cast<long long>(elapsed.count() / kNanosecondsPerSecond),
       static_cast<long>(elapsed.count() % kNanosecondsPerSecond),

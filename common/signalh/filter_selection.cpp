@@ -1,13 +1,9 @@
 #include "common/signalh/filter_selection.h"
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace signalh {
 
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::signalhL;
 using Msg::TestParameters;
 
 namespace {
@@ -31,8 +27,7 @@ int FilterByFrequency(float freq) {
     ++filter;
   }
   if (freq > kUpTo[std::size(kUpTo) - 1]) return kTopFilter;
-  logger_mgr::print(signalhL, kError, 0, "Choosing TESTMODE FILTER  freq %f \n",
-                    static_cast<double>(freq));
+  Q5_LOG_ERROR(signalhL, "Choosing TESTMODE FILTER  freq %f \n", static_cast<double>(freq));
   return kTestModeFilter;
 }
 
@@ -45,7 +40,7 @@ int FilterFor(const TestParameters& test, float freq, int revision) {
 
 int LegacyFilter(float freq) {
   if (!(freq < kLegacyBelow)) return 0;
-  logger_mgr::print(signalhL, kInfo, 0, "%s: using the legacy filter \n", __func__);
+  Q5_LOG_INFO(signalhL, "%s: using the legacy filter \n", __func__);
   return kLegacyFilter;
 }
 
@@ -72,10 +67,9 @@ Dev::MeasChCfgReg SelectFilter(const Dev::MeasChCfgReg& base, const TestParamete
   const int filter = FilterFor(test, freq, revision);
   chosen.FilterSel = static_cast<std::uint8_t>(filter & 0x0F);
   const auto bytes = chosen.Bytes();
-  logger_mgr::print(signalhL, kInfo, 0, "%s::%s Filter config 0x%x filter 0x%x freq %f\n",
-                    "Dev::MeasChCfgReg", __func__,
-                    static_cast<unsigned>(bytes[2] << 16 | bytes[1] << 8 | bytes[0]),
-                    static_cast<unsigned>(filter), static_cast<double>(freq));
+  Q5_LOG_INFO(signalhL, "%s::%s Filter config 0x%x filter 0x%x freq %f\n", "Dev::MeasChCfgReg",
+              __func__, static_cast<unsigned>(bytes[2] << 16 | bytes[1] << 8 | bytes[0]),
+              static_cast<unsigned>(filter), static_cast<double>(freq));
   return chosen;
 }
 

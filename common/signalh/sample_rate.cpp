@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/signalh/filter_selection.h"
 #include "common/signalh/signal_shared.h"
 
@@ -14,10 +14,6 @@ namespace signalh {
 
 using Logger::Capture;
 using Logger::CaptureFloats;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::signalhL;
 
 namespace {
 
@@ -45,9 +41,8 @@ std::uint64_t Target(float& freq, int interrupts) {
   if (KeepsItsRate(test) && freq >= low && freq <= high) {
     freq = previous;
     target = Shared().measurement.samplespercyc;
-    logger_mgr::print(signalhL, kInfo, 0,
-                      "using the previousfrequency to calculate the samplespercycle %f \n",
-                      static_cast<double>(freq));
+    Q5_LOG_INFO(signalhL, "using the previousfrequency to calculate the samplespercycle %f \n",
+                static_cast<double>(freq));
     CaptureFloats(Logger::SAME_SAMPLES_PER_CYCLE, freq);
   }
   if (test.IsLineSyncTestNG()) {
@@ -86,10 +81,10 @@ std::uint64_t RaiseFor(double nyquist, float freq, std::uint64_t samples) {
     }
     samples = more;
   }
-  logger_mgr::print(signalhL, kInfo, 0,
-                    "Nyquist criteria %smet: Signal Freq = %f, Nyquist freq = %lf, sample rate = "
-                    "%lf\n",
-                    met ? "" : "not ", static_cast<double>(freq), nyquist, rate(samples));
+  Q5_LOG_INFO(signalhL,
+              "Nyquist criteria %smet: Signal Freq = %f, Nyquist freq = %lf, sample rate = "
+              "%lf\n",
+              met ? "" : "not ", static_cast<double>(freq), nyquist, rate(samples));
   return samples;
 }
 
@@ -98,8 +93,8 @@ std::uint64_t RaiseFor(double nyquist, float freq, std::uint64_t samples) {
 int DetermineFilter(float freq) {
   const Msg::TestParameters& test = Shared().test;
   const bool enabled = test.IsFilterEnabled();
-  logger_mgr::print(signalhL, kInfo, 0, "%s: filterenable %d frequency %f testype:%d \n", __func__,
-                    enabled ? 1 : 0, static_cast<double>(freq), test.testype.load());
+  Q5_LOG_INFO(signalhL, "%s: filterenable %d frequency %f testype:%d \n", __func__, enabled ? 1 : 0,
+              static_cast<double>(freq), test.testype.load());
   return enabled ? FilterByRule(test, freq) : kLegacyFilter;
 }
 
@@ -109,10 +104,9 @@ float GetNyquistFreq() {
   if (filter >= 1 && filter < static_cast<int>(Filter3dB_bandwidth.size())) {
     return 2 * Filter3dB_bandwidth.at(static_cast<std::size_t>(filter));
   }
-  logger_mgr::print(signalhL, kError, 0,
-                    "%s.%d: Freq=%f Filter %d must be > 0 and < %d.  Returning %f\n", __func__,
-                    __LINE__, static_cast<double>(freq), filter,
-                    static_cast<int>(Filter3dB_bandwidth.size()), 0.0);
+  Q5_LOG_ERROR_HERE(signalhL, ": Freq=%f Filter %d must be > 0 and < %d.  Returning %f\n",
+                    static_cast<double>(freq), filter, static_cast<int>(Filter3dB_bandwidth.size()),
+                    0.0);
   return 0;
 }
 
@@ -120,8 +114,7 @@ bool Exceptions(float freq) { return freq == kExactVlf; }
 
 int CalculateSamplesPerCyc(float freq, int interrupts) {
   if (!(freq > 0)) {
-    logger_mgr::print(signalhL, kError, 0,
-                      "%s.%d UNDEFINED FREQUENCY SHOULD NOT HAVE REACHED %f \n", __func__, __LINE__,
+    Q5_LOG_ERROR_HERE(signalhL, " UNDEFINED FREQUENCY SHOULD NOT HAVE REACHED %f \n",
                       static_cast<double>(freq));
     return -1;
   }

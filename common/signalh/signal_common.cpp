@@ -5,7 +5,7 @@
 
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/records/module_id.h"
 #include "common/signalh/signal_shared.h"
@@ -15,10 +15,6 @@ using Dev::MeasChannel;
 using Dev::MeasChCfgReg;
 using Dev::MeasChStaReg;
 using Logger::Capture;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::signalhL;
 using signalh::Shared;
 using std::chrono::milliseconds;
 
@@ -40,7 +36,7 @@ SignalCommon::SignalCommon(int module, Dev::I2cMgr& i2c)
 
 bool SignalCommon::IsChannel(int channel, const char* func, int line) const {
   if (channel == 0 || channel == 1) return true;
-  logger_mgr::print(signalhL, kError, 0, "%s.%d:UNEXPECTED CHANNEL %d\n", func, line, channel);
+  Q5_LOG_ERROR(signalhL, "%s.%d:UNEXPECTED CHANNEL %d\n", func, line, channel);
   return false;
 }
 
@@ -51,7 +47,7 @@ int SignalCommon::IniMeasChI2cSpiBridge(int channel) {
     return -1;
   }
   const int result = Channel(channel).InitBridge();
-  logger_mgr::print(signalhL, kInfo, 0, "Init I2C SPI bridge Meas Ch %d\n", channel);
+  Q5_LOG_INFO(signalhL, "Init I2C SPI bridge Meas Ch %d\n", channel);
   platform::Machine().Clock().SleepFor(kBridgeSetUp);
   return result;
 }
@@ -76,8 +72,8 @@ int SignalCommon::GetMeasChStaReg(int channel, MeasChStaReg& status) {
 int SignalCommon::ReadChStatus(int channel, unsigned char* status) {
   if (!IsChannel(channel, __func__, __LINE__)) return -1;
   const int result = Channel(channel).ReadShortStatus(*status);
-  logger_mgr::print(signalhL, kInfo, 0, "%s:chn %d len2: %d status: 0x%X\n", __func__, channel,
-                    result, static_cast<unsigned>(*status));
+  Q5_LOG_INFO(signalhL, "%s:chn %d len2: %d status: 0x%X\n", __func__, channel, result,
+              static_cast<unsigned>(*status));
   return result;
 }
 
@@ -92,8 +88,8 @@ int SignalCommon::SetMeasChCfgReg(int channel, const MeasChCfgReg& config, bool)
   unsigned char status = 0;
   if (const int result = WriteConfig(channel, config, status); result < 0) return result;
   if (!MeasChCfgReg::IsSuccessfulTransaction(status, *Msg::ghmp)) {
-    logger_mgr::print(signalhL, kError, 0, "%s.%d IsSuccessfulTransaction(0x%02X) failed\n",
-                      __func__, __LINE__, static_cast<unsigned>(status));
+    Q5_LOG_ERROR_HERE(signalhL, " IsSuccessfulTransaction(0x%02X) failed\n",
+                      static_cast<unsigned>(status));
     GetMeasChStaReg(channel, before);
     return -1;
   }
@@ -123,8 +119,7 @@ bool SignalCommon::WaitWhileBusy(int channel) {
     ReadChStatus(channel, &status);
     if (NotBusyMeasFPGAStatus(status)) return true;
   }
-  logger_mgr::print(signalhL, kError, 0, "MEAS FPGA CONFIG STATUS FAIL %x \n",
-                    static_cast<unsigned>(status));
+  Q5_LOG_ERROR(signalhL, "MEAS FPGA CONFIG STATUS FAIL %x \n", static_cast<unsigned>(status));
   Shared().errors.SetErrorCode(Msg::NAK_MCODE_CPLD_CONFIG, 1, channel);
   Capture(Logger::CONFIG_WRITE_FAIL, channel + 1, status);
   return false;

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "common/lib/instrument_file.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/module_id.h"
 #include "common/xml/chip_files.h"
 #include "common/xml/raw_image.h"
@@ -16,7 +16,6 @@
 #include "platform/backend.h"
 
 using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -58,8 +57,7 @@ bool IsAddress(std::string_view text) {
 int Run(const std::string& command) {
   const int status = platform::Machine().System(command.c_str());
   if (status != 0) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "\"%s\" ended with status %d\n", command.c_str(),
-                      status);
+    Q5_LOG_ERROR(ee_grpL, "\"%s\" ended with status %d\n", command.c_str(), status);
   }
   return status;
 }
@@ -72,7 +70,7 @@ EepromGroup::EepromGroup(int module, EepromChips& chips, Msg::Errorcodes& errors
 bool EepromGroup::UpdateFile(const EepromChip& chip) {
   const auto files = FilesOf(module_, chip.num);
   if (!files) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "EEPROM of assembly %d has no files\n", chip.num);
+    Q5_LOG_ERROR(ee_grpL, "EEPROM of assembly %d has no files\n", chip.num);
     return false;
   }
   _file_t = files->template_path;
@@ -110,8 +108,7 @@ EepromGroup::Pass EepromGroup::WriteOne(std::size_t place) {
   if (!UpdateFile(chips_.List()[place])) return Pass::Next;
   lib::RemoveFile(_file_f.c_str(), ee_grpL);  // of an earlier start, perhaps of another board
   if (chips_.Read(place, kFirstRead, 0) != 0) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: its EEPROM cannot be read\n",
-                      _file_f.c_str());
+    Q5_LOG_ERROR(ee_grpL, "%s: its EEPROM cannot be read\n", _file_f.c_str());
     return Pass::Bad;
   }
   const auto first = ChipBytes(chips_.Data()).first(kFirstRead);
@@ -119,7 +116,7 @@ EepromGroup::Pass EepromGroup::WriteOne(std::size_t place) {
   if (NumberAt(first, 0, 2) != kEepromMagic) return WriteRaw(place);
   eepIsCmprssdXml = 1;
   if (chips_.Access(place)->Read(_file_f.c_str()) == 0) return Pass::Written;
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "Error reading from PROM\n");
+  Q5_LOG_ERROR(ee_grpL, "Error reading from PROM\n");
   return Pass::Bad;
 }
 
@@ -130,13 +127,12 @@ void EepromGroup::Upload() const {
     for (const int module : {Msg::SOURCE_MODULE, Msg::MEAS_MODULE}) {
       const std::string address = links_.module_address(module);
       if (!IsAddress(address)) {
-        logger_mgr::print(ee_grpL, Logger::kError, 0, "module %d has no address: \"%.32s\"\n",
-                          module, address.c_str());
+        Q5_LOG_ERROR(ee_grpL, "module %d has no address: \"%.32s\"\n", module, address.c_str());
       } else {
         Run("ftpput " + address + " " + file.name);
       }
     }
-    logger_mgr::print(ee_grpL, Logger::kNotice, 0, "%s", file.uploaded);
+    Q5_LOG_NOTICE(ee_grpL, "%s", file.uploaded);
   }
 }
 
@@ -153,7 +149,7 @@ int EepromGroup::WriteEepromToXml(char*) {
   xml_post_result(IMSG::kXmlPostPass, 0);
   if (main) {
     if (links_.send_upload_done) links_.send_upload_done();
-    logger_mgr::print(ee_grpL, Logger::kNotice, 0, "XML: FILES READY\n");
+    Q5_LOG_NOTICE(ee_grpL, "XML: FILES READY\n");
   }
   return 0;
 }

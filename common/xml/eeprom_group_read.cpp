@@ -4,7 +4,7 @@
 #include <string>
 
 #include "common/lib/instrument_file.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/records/module_id.h"
 #include "common/xml/chip_files.h"
@@ -20,7 +20,6 @@
 #include "common/zpubsub/records/xml_post.h"
 
 using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -98,13 +97,11 @@ void EepromGroup::SetDefaultTable(ChannelTables& tables) {
 int EepromGroup::ReadChannel(ChannelTables& tables) {
   const XmlDocument document = XmlDocument::Load(_file_f.c_str());
   if (document.GetState() == XmlDocument::State::NotOpened) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "XML ERROR 103: Unable to open %s\n",
-                      _file_f.c_str());
+    Q5_LOG_ERROR(ee_grpL, "XML ERROR 103: Unable to open %s\n", _file_f.c_str());
     return -1;
   }
   if (!document.IsReady()) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "XML ERROR 104: Unable to open %s\n",
-                      _file_f.c_str());
+    Q5_LOG_ERROR(ee_grpL, "XML ERROR 104: Unable to open %s\n", _file_f.c_str());
     return -1;
   }
   RangeRows rows;
@@ -141,8 +138,7 @@ void EepromGroup::ReadSSNFromXml(const XmlDocument& document) {
 void EepromGroup::ReadIntCalFromXml(const XmlDocument& document, const char* path) {
   if (!document.IsReady()) {
     const bool opened = document.GetState() != XmlDocument::State::NotOpened;
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "XML ERROR %d: Unable to open %s\n",
-                      opened ? 108 : 107, path);
+    Q5_LOG_ERROR(ee_grpL, "XML ERROR %d: Unable to open %s\n", opened ? 108 : 107, path);
     return;
   }
   IntcalRows rows;
@@ -166,7 +162,7 @@ int EepromGroup::ReadMRScalCalFromXml(const char* name, int& err) {
   RangeStep step = document.IsReady() ? ReadRangeRows(document, kMainrefLayout, path.c_str(), rows)
                                       : RangeStep::Open;
   if (step == RangeStep::Done && (rows.counts[0] != 1 || rows.counts[1] != 1)) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "%s", kMainrefLayout.unmatched_count);
+    Q5_LOG_ERROR(ee_grpL, "%s", kMainrefLayout.unmatched_count);
     step = RangeStep::Unmatched;
   }
   if (step == RangeStep::Done && !ChecksHold(document, path.c_str())) step = RangeStep::Check;
@@ -180,7 +176,7 @@ int EepromGroup::ReadMRScalCalFromXml(const char* name, int& err) {
 }
 
 void EepromGroup::SetMainrefError(const char* text, int step) {
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "%s", text);
+  Q5_LOG_ERROR(ee_grpL, "%s", text);
   errors_.SetStickyError(Msg::NAK_MCODE_MR_EEPROMXML, 1, step);
   errors_.SetErrorCode(Msg::NAK_MCODE_MR_EEPROMXML, 1, step);
 }
@@ -196,10 +192,10 @@ void EepromGroup::ReadDatesAndRevisions() {
     if (!dated) SetMainrefError("Mainref xml error, date\n", kDateStep);
     if (!revised) SetMainrefError("Mainref xml error, rev\n", kRevisionStep);
   }
-  logger_mgr::print(ee_grpL, Logger::kNotice, 0, "actions: %d %d %d\n", boards[0].action.load(),
-                    boards[1].action.load(), boards[2].action.load());
-  logger_mgr::print(ee_grpL, Logger::kNotice, 0, "revs: %d %d %d\n", boards[0].calrev.load(),
-                    boards[1].calrev.load(), boards[2].calrev.load());
+  Q5_LOG_NOTICE(ee_grpL, "actions: %d %d %d\n", boards[0].action.load(), boards[1].action.load(),
+                boards[2].action.load());
+  Q5_LOG_NOTICE(ee_grpL, "revs: %d %d %d\n", boards[0].calrev.load(), boards[1].calrev.load(),
+                boards[2].calrev.load());
   if (boards[0].calrev != boards[1].calrev)
     xml_post_result(IMSG::kXmlPostFail, IMSG::kXmlPostRevision);
 }

@@ -10,11 +10,8 @@
 #include <utility>
 
 #include "common/lib/instrument_file.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/xml/xml_document.h"
-
-using Logger::ee24lc32L;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -82,8 +79,7 @@ int InflateChunk(z_stream& stream, std::span<unsigned char> input, std::FILE* fi
     const std::size_t made = sizeof output - stream.avail_out;
     total += made;
     if (total > kMaxXmlBytes) {
-      logger_mgr::print(ee24lc32L, Logger::kError, 0, "record inflates to more than %zu bytes\n",
-                        kMaxXmlBytes);
+      Q5_LOG_ERROR(ee24lc32L, "record inflates to more than %zu bytes\n", kMaxXmlBytes);
       return -1;
     }
     if (std::fwrite(output, 1, made, file) != made) return -1;
@@ -147,24 +143,23 @@ int EEPROMaccess::Read(const char* filename) {
     if (readprom(bytes, sizeof bytes, 0) != sizeof bytes) return -1;
     std::memcpy(&header, bytes, sizeof header);
     if (header.magic != kEepromMagic || !FitsChip(header)) {
-      logger_mgr::print(ee24lc32L, Logger::kError, 0,
-                        "%s: no record: magic 0x%x, %u bytes behind a block of %u\n", filename,
-                        unsigned{header.magic}, unsigned{header.len}, unsigned{header.ucblocklen});
+      Q5_LOG_ERROR(ee24lc32L, "%s: no record: magic 0x%x, %u bytes behind a block of %u\n",
+                   filename, unsigned{header.magic}, unsigned{header.len},
+                   unsigned{header.ucblocklen});
       return -1;
     }
     const int start = header.ucblocklen + static_cast<int>(sizeof header);
     const int result = inflatefile(file.get(), static_cast<int>(header.len), start, sum);
     if (result != 0) {
-      logger_mgr::print(ee24lc32L, Logger::kError, 0, "%s: the record cannot be inflated: %d\n",
-                        filename, result);
+      Q5_LOG_ERROR(ee24lc32L, "%s: the record cannot be inflated: %d\n", filename, result);
       return -1;
     }
   }
   if (lib::CloseWritten(std::move(file), filename, Logger::ee_grpL) != 0) return -1;
   const std::uint16_t checksum = ChecksumOf(header, sum);
   if (checksum == header.chksum) return 0;
-  logger_mgr::print(ee24lc32L, Logger::kError, 0, "%s: record with checksum 0x%x, not 0x%x\n",
-                    filename, unsigned{header.chksum}, unsigned{checksum});
+  Q5_LOG_ERROR(ee24lc32L, "%s: record with checksum 0x%x, not 0x%x\n", filename,
+               unsigned{header.chksum}, unsigned{checksum});
   return -1;
 }
 
@@ -209,8 +204,7 @@ int EEPROMaccess::Write(const char* filename, int ucblocklen, bool only_size) {
   const int start = ucblocklen + static_cast<int>(sizeof(EEPROMhdr));
   const int result = deflatefile(file.get(), Z_DEFAULT_COMPRESSION, start, sum, length);
   if (result != 0) {
-    logger_mgr::print(ee24lc32L, Logger::kError, 0, "%s: no record can be made of it: %d\n",
-                      filename, result);
+    Q5_LOG_ERROR(ee24lc32L, "%s: no record can be made of it: %d\n", filename, result);
     return -1;
   }
   EEPROMhdr header{kEepromMagic, kEepromRev, static_cast<std::uint32_t>(length), 0,

@@ -6,13 +6,10 @@
 #include <cstdint>
 #include <numeric>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/xml/final_xml.h"
 #include "common/xml/raw_field.h"
 #include "common/xml/raw_template.h"
-
-using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -110,8 +107,8 @@ bool ChecksHold(const XmlDocument& document, const char* name) {
     if (checks > 0) continue;
     if (checks == 0 && std::ranges::find(kCheckedBlocks, block_name) == kCheckedBlocks.end())
       continue;
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: the checksum of %s %s\n", name,
-                      block_name.c_str(), checks == 0 ? "is missing" : "does not hold");
+    Q5_LOG_ERROR(ee_grpL, "%s: the checksum of %s %s\n", name, block_name.c_str(),
+                 checks == 0 ? "is missing" : "does not hold");
     return false;
   }
   return true;

@@ -3,12 +3,9 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/xml/raw_field.h"
 #include "common/xml/raw_template.h"
-
-using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -20,7 +17,7 @@ bool ParseFloat(const std::string& text, float& value) {
   return end != number.c_str() && *end == '\0' && std::isfinite(value);
 }
 
-void LogText(const char* text) { logger_mgr::print(ee_grpL, Logger::kError, 0, "%s", text); }
+void LogText(const char* text) { Q5_LOG_ERROR(ee_grpL, "%s", text); }
 
 }  // namespace
 
@@ -41,15 +38,15 @@ std::optional<XmlNode> FindBlock(const XmlDocument& document, const BlockTexts& 
 bool ReadFloats(const XmlNode& field, std::span<float> values) {
   const auto elements = field.Children("e");
   if (elements.size() != values.size()) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "line %ld: %zu values where %zu are needed\n",
-                      field.Line(), elements.size(), values.size());
+    Q5_LOG_ERROR(ee_grpL, "line %ld: %zu values where %zu are needed\n", field.Line(),
+                 elements.size(), values.size());
     return false;
   }
   for (std::size_t i = 0; i < values.size(); ++i) {
     const std::string text = elements[i].Text();
     if (ParseFloat(text, values[i])) continue;
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "line %ld: \"%.32s\" is no calibration value\n",
-                      elements[i].Line(), text.c_str());
+    Q5_LOG_ERROR(ee_grpL, "line %ld: \"%.32s\" is no calibration value\n", elements[i].Line(),
+                 text.c_str());
     return false;
   }
   return true;
@@ -59,8 +56,8 @@ std::optional<unsigned> ReadCode(const XmlNode& field) {
   const std::string text = field.Text();
   const auto code = NumberOf(text, "HEX");
   if (!code) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "line %ld: \"%.32s\" is no hexadecimal code\n",
-                      field.Line(), text.c_str());
+    Q5_LOG_ERROR(ee_grpL, "line %ld: \"%.32s\" is no hexadecimal code\n", field.Line(),
+                 text.c_str());
   }
   return code;
 }
@@ -72,12 +69,12 @@ std::optional<std::string> processFieldName(const XmlDocument& document, const c
       if (!FieldIs(field, name)) continue;
       const std::string text = field.Text();
       if (field.Attribute("format") == "ASCII" && text.size() < size) return text;
-      logger_mgr::print(ee_grpL, Logger::kError, 0,
-                        "line %ld: %s is no text below %zu characters\n", field.Line(), name, size);
+      Q5_LOG_ERROR(ee_grpL, "line %ld: %s is no text below %zu characters\n", field.Line(), name,
+                   size);
       return std::nullopt;
     }
   }
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "no field %s\n", name);
+  Q5_LOG_ERROR(ee_grpL, "no field %s\n", name);
   return std::nullopt;
 }
 
@@ -91,7 +88,7 @@ std::optional<int> RevisionOf(const XmlDocument& document, const char* block_nam
       return revision;
     }
   }
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "no block %s with a revision\n", block_name);
+  Q5_LOG_ERROR(ee_grpL, "no block %s with a revision\n", block_name);
   return std::nullopt;
 }
 

@@ -5,12 +5,9 @@
 #include <span>
 #include <utility>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/xml/final_xml.h"
 #include "common/xml/raw_template.h"
-
-using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -36,11 +33,11 @@ constexpr TextAttribute kMeas = {"meas", " meas is NULL \n", " meas is more than
 bool CopyAttribute(const XmlNode& field, const TextAttribute& attribute, std::span<char> to) {
   const auto text = field.Attribute(attribute.name);
   if (!text) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "%s", attribute.is_null);
+    Q5_LOG_ERROR(ee_grpL, "%s", attribute.is_null);
     return false;
   }
   if (text->size() >= to.size()) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "%s %.80s \n", attribute.too_long, text->c_str());
+    Q5_LOG_ERROR(ee_grpL, "%s %.80s \n", attribute.too_long, text->c_str());
     return false;
   }
   std::ranges::copy(*text, to.begin());
@@ -55,8 +52,7 @@ bool ReadRow(const XmlNode& field, system_cal& row) {
 bool ReadMask(const XmlNode& field, std::string& mask) {
   mask = field.Text();
   if (mask.size() < kIntcalKeyChars) return true;
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "line %ld: a mask of %zu characters\n",
-                    field.Line(), mask.size());
+  Q5_LOG_ERROR(ee_grpL, "line %ld: a mask of %zu characters\n", field.Line(), mask.size());
   return false;
 }
 
@@ -85,8 +81,7 @@ bool processSysCalBlock(const XmlNode& block, IntcalRows& rows) {
     if (format == "ASCII" && !ReadMask(field, rows.masks[group])) return false;
     if (format != "FLOAT32") continue;
     if (std::exchange(last_group, group) > group) {
-      logger_mgr::print(ee_grpL, Logger::kError, 0, "line %ld: a capacitance behind resistances\n",
-                        field.Line());
+      Q5_LOG_ERROR(ee_grpL, "line %ld: a capacitance behind resistances\n", field.Line());
       return false;
     }
     system_cal row{};

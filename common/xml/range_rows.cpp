@@ -5,11 +5,8 @@
 #include <optional>
 #include <utility>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/xml/raw_template.h"
-
-using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -73,16 +70,15 @@ bool processBrdCalBlock(const XmlNode& block, std::vector<board_cal>& rows) {
 bool AreMatched(const std::vector<ScaleRow>& scales, const std::vector<board_cal>& cals,
                 const RangeLayout& layout, const char* name) {
   if (scales.size() != cals.size()) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "%s", layout.unmatched_count);
+    Q5_LOG_ERROR(ee_grpL, "%s", layout.unmatched_count);
     return false;
   }
   for (std::size_t i = 0; i < scales.size(); ++i) {
     const int code = scales[i].scale.range_code;
     if (code == cals[i].range_code) continue;
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "EEGRP HERE 105a j=%d %x %x\n",
-                      static_cast<int>(i), static_cast<unsigned>(code),
-                      static_cast<unsigned>(cals[i].range_code));
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "%s %s\n", layout.unmatched_code, name);
+    Q5_LOG_ERROR(ee_grpL, "EEGRP HERE 105a j=%d %x %x\n", static_cast<int>(i),
+                 static_cast<unsigned>(code), static_cast<unsigned>(cals[i].range_code));
+    Q5_LOG_ERROR(ee_grpL, "%s %s\n", layout.unmatched_code, name);
     return false;
   }
   return true;
@@ -91,7 +87,7 @@ bool AreMatched(const std::vector<ScaleRow>& scales, const std::vector<board_cal
 // The tables are slices of one sequence of rows, so those of one tag must be together.
 bool AreInOrder(const std::vector<ScaleRow>& scales, const char* name) {
   if (std::ranges::is_sorted(scales, {}, &ScaleRow::tag)) return true;
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: the rows of the modes are mixed\n", name);
+  Q5_LOG_ERROR(ee_grpL, "%s: the rows of the modes are mixed\n", name);
   return false;
 }
 
@@ -102,8 +98,8 @@ bool AreFactors(const std::vector<ScaleRow>& scales, const char* name) {
   };
   const auto bad = std::ranges::find_if_not(scales, good);
   if (bad == scales.end()) return true;
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: code %x has the factor %g\n", name,
-                    static_cast<unsigned>(bad->scale.range_code), double{bad->scale.scale[0]});
+  Q5_LOG_ERROR(ee_grpL, "%s: code %x has the factor %g\n", name,
+               static_cast<unsigned>(bad->scale.range_code), double{bad->scale.scale[0]});
   return false;
 }
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <atomic>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/input_mode.h"
 #include "common/xml/eeprom_group.h"
 
@@ -69,17 +69,14 @@ const mode_range_table_ent& DividerEntry(int divider) {
 
 const mode_range_table_ent* get_range_table_ent(int channel, int mode, int range_index) {
   if (mode <= Msg::Off || mode >= Msg::INPUT_MODE_COUNT) {
-    Logger::logger_mgr::print(Logger::rangeL, Logger::kError, 0, "%s.%d: Invalid mode:%d\n",
-                              __func__, __LINE__, mode);
+    Q5_LOG_ERROR_HERE(rangeL, ": Invalid mode:%d\n", mode);
     return nullptr;
   }
   const range_table* table = Table(channel, mode);
   if (table != nullptr && range_index >= 1 && range_index <= table->num_ents) {
     return &table->ent[range_index - 1];
   }
-  Logger::logger_mgr::print(Logger::rangeL, Logger::kWarning, 0,
-                            "%s.%d: Returning default range info for mode %d\n", __func__, __LINE__,
-                            mode);
+  Q5_LOG_WARNING_HERE(rangeL, ": Returning default range info for mode %d\n", mode);
   return temp_range_info(mode);
 }
 

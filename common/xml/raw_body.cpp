@@ -1,13 +1,10 @@
 // Raw images: the blocks behind the header, and what to do when chip and template are of different
 // revisions.
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/xml/eeprom_dev.h"
 #include "common/xml/raw_image.h"
 #include "common/xml/raw_template.h"
 #include "common/zpubsub/records/xml_post.h"
-
-using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -67,8 +64,8 @@ int RawImage::processField(int addr, int size, const std::string& format, int co
 int RawImage::processEnode(const XmlNode& node) const {
   const auto values = node.Children("e");
   if (values.size() > static_cast<std::size_t>(earray.cnt)) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "line %ld: %zu values in an array of %d\n",
-                      node.Line(), values.size(), earray.cnt);
+    Q5_LOG_ERROR(ee_grpL, "line %ld: %zu values in an array of %d\n", node.Line(), values.size(),
+                 earray.cnt);
     return kBadChip;
   }
   int addr = earray.addr;
@@ -82,9 +79,8 @@ int RawImage::processEnode(const XmlNode& node) const {
 }
 
 int RawImage::RevisionMismatch(const XmlNode& node, int chip_revision) const {
-  logger_mgr::print(ee_grpL, Logger::kError, 0,
-                    "line %ld: block revision %d of the chip, %d of the template\n", node.Line(),
-                    chip_revision, blockrev);
+  Q5_LOG_ERROR(ee_grpL, "line %ld: block revision %d of the chip, %d of the template\n",
+               node.Line(), chip_revision, blockrev);
   post_(IMSG::kXmlPostFail, IMSG::kXmlPostRevision);
   return kStopPass;
 }
@@ -157,7 +153,7 @@ int RawImage::WritetoFinalXml(ChipBytes image, EepromKind kind, const char* temp
   if (result != 0) return result;
   if (document.Save(final_path) != 0) return kBadChip;
   if (processChksumBlock(image, document) == 0) return 0;
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "XML ERROR: checksum error\n");
+  Q5_LOG_ERROR(ee_grpL, "XML ERROR: checksum error\n");
   post_(IMSG::kXmlPostFail, IMSG::kXmlPostChecksum);
   return kStopPass;
 }

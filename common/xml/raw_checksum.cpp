@@ -1,12 +1,9 @@
 // Raw images: the checksums of the blocks.
 #include <numeric>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/xml/raw_image.h"
 #include "common/xml/raw_template.h"
-
-using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -23,25 +20,22 @@ int RawImage::CheckField(ChipBytes image, const XmlNode& node, int start) const 
   const auto first = node.Number("checksumStart", kLastAddress);
   const auto last = node.Number("checksumEnd", kLastAddress);
   if (!addr || !first || !last) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "line %ld: checksum without its addresses\n",
-                      node.Line());
+    Q5_LOG_ERROR(ee_grpL, "line %ld: checksum without its addresses\n", node.Line());
     return kBadChip;
   }
   const auto stored = NumberAt(image, start + *addr + shift, kChecksumBytes);
   const int from = start + *first;
   const int to = start + *last + shift;
   if (!stored || to < from || static_cast<std::size_t>(to) >= image.size()) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "line %ld: checksum beyond the chip\n",
-                      node.Line());
+    Q5_LOG_ERROR(ee_grpL, "line %ld: checksum beyond the chip\n", node.Line());
     return kBadChip;
   }
   const unsigned sum = std::accumulate(image.begin() + from, image.begin() + to + 1, 0u);
   const unsigned expected = (0u - sum) & 0xFFFF;
   if (*stored == expected) return 0;
-  logger_mgr::print(ee_grpL, Logger::kError, 0,
-                    "%s: checksum 0x%x of bytes 0x%x to 0x%x, not 0x%x\n",
-                    node.AttributeOr("name").c_str(), *stored, static_cast<unsigned>(from),
-                    static_cast<unsigned>(to), expected);
+  Q5_LOG_ERROR(ee_grpL, "%s: checksum 0x%x of bytes 0x%x to 0x%x, not 0x%x\n",
+               node.AttributeOr("name").c_str(), *stored, static_cast<unsigned>(from),
+               static_cast<unsigned>(to), expected);
   return kBadChip;
 }
 

@@ -6,10 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 
-#include "common/log/logger_mgr.h"
-
-using Logger::ee_grpL;
-using Logger::logger_mgr;
+#include "common/log/log_line.h"
 
 namespace Dev {
 namespace {
@@ -93,10 +90,9 @@ std::optional<std::string> DecodeField(ChipBytes bytes, int address, int size,
   const auto known = FormatOf(format);
   const auto text = known ? Decode(bytes, address, size, *known) : std::nullopt;
   if (!text) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0,
-                      "%s: %d bytes at 0x%x of the %zu read are no %.*s\n", __func__, size,
-                      static_cast<unsigned>(address), bytes.size(),
-                      static_cast<int>(std::min<std::size_t>(format.size(), 16)), format.data());
+    Q5_LOG_ERROR(ee_grpL, "%s: %d bytes at 0x%x of the %zu read are no %.*s\n", __func__, size,
+                 static_cast<unsigned>(address), bytes.size(),
+                 static_cast<int>(std::min<std::size_t>(format.size(), 16)), format.data());
   }
   return text;
 }

@@ -3,13 +3,10 @@
 #include <cctype>
 #include <cstring>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/xml/raw_image.h"
 #include "common/xml/raw_template.h"
 #include "common/zpubsub/records/xml_post.h"
-
-using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -34,9 +31,8 @@ int AddressIn(const std::string& text, const std::string& format) {
 int RawImage::Remember(const XmlNode& node, std::size_t index, const std::string& format) {
   const std::string name = kNameMark + node.AttributeOr("name");
   if (index >= HeadPointer::kFields || name.size() >= HeadPointer::kNameChars) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0,
-                      "line %ld: header field %zu, \"%.80s\": too many or too long a name\n",
-                      node.Line(), index, name.c_str());
+    Q5_LOG_ERROR(ee_grpL, "line %ld: header field %zu, \"%.80s\": too many or too long a name\n",
+                 node.Line(), index, name.c_str());
     return kBadChip;
   }
   auto& place = headpointer.name[index];
@@ -66,7 +62,7 @@ int RawImage::DecodeHeader(ChipBytes image, XmlDocument& document) {
   const auto blocks = document.Blocks();
   const auto header = std::ranges::find_if(blocks, IsHeader);
   if (header == blocks.end()) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "template without a header block\n");
+    Q5_LOG_ERROR(ee_grpL, "template without a header block\n");
     return kBadChip;
   }
   std::size_t index = 0;
@@ -96,7 +92,7 @@ int RawImage::FindBlock(const XmlNode& node, Block& block) const {
   block.start = 0;
   const auto address = node.Attribute("addr");
   if (!address) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "INVALID TEMPLATE FILE 100\n");
+    Q5_LOG_ERROR(ee_grpL, "INVALID TEMPLATE FILE 100\n");
     return kBadChip;
   }
   if (IsHeader(node)) return 0;
@@ -106,7 +102,7 @@ int RawImage::FindBlock(const XmlNode& node, Block& block) const {
     block.start = headpointer.val[i];
     return 0;
   }
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "INVALID TEMPLATE FILE 200\n");
+  Q5_LOG_ERROR(ee_grpL, "INVALID TEMPLATE FILE 200\n");
   return kBadChip;
 }
 

@@ -1,17 +1,14 @@
 #include "common/xml/raw_template.h"
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/xml/raw_field.h"
-
-using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 
 int ReadShape(const XmlNode& node, FieldShape& shape) {
   const auto format = node.Attribute("format");
   if (!format) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "INVALID TEMPLATE FILE 300\n");
+    Q5_LOG_ERROR(ee_grpL, "INVALID TEMPLATE FILE 300\n");
     return kBadChip;
   }
   shape.format = *format;
@@ -27,11 +24,11 @@ int ReadShape(const XmlNode& node, FieldShape& shape) {
     shape.count = *count;
     return 0;
   }
-  logger_mgr::print(ee_grpL, Logger::kError, 0,
-                    "line %ld: field with format \"%.16s\", addr \"%.16s\", size \"%.16s\", count "
-                    "\"%.16s\"\n",
-                    node.Line(), format->c_str(), node.AttributeOr("addr").c_str(),
-                    node.AttributeOr("size").c_str(), node.AttributeOr("count").c_str());
+  Q5_LOG_ERROR(ee_grpL,
+               "line %ld: field with format \"%.16s\", addr \"%.16s\", size \"%.16s\", count "
+               "\"%.16s\"\n",
+               node.Line(), format->c_str(), node.AttributeOr("addr").c_str(),
+               node.AttributeOr("size").c_str(), node.AttributeOr("count").c_str());
   return kBadChip;
 }
 
@@ -42,8 +39,7 @@ int ReadRevision(const XmlNode& node, const std::string& format, int& revision) 
     revision = static_cast<int>(*number);
     return 0;
   }
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "line %ld: block revision \"%.16s\"\n", node.Line(),
-                    text.c_str());
+  Q5_LOG_ERROR(ee_grpL, "line %ld: block revision \"%.16s\"\n", node.Line(), text.c_str());
   return kBadChip;
 }
 

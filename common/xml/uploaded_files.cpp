@@ -6,14 +6,11 @@
 #include <optional>
 #include <sstream>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/xml/chip_files.h"
 #include "common/xml/eeprom_group.h"
 #include "platform/backend.h"
-
-using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -72,13 +69,12 @@ int EepromGroup::CheckFiles(int count, const char* names, std::string& current) 
   for (int i = 0; i < count && list >> current; ++i) {
     const Look look = LookAt(current, static_cast<bool>(links_.upload_done));
     if (look == Look::There) {
-      logger_mgr::print(ee_grpL, Logger::kNotice, 0, "Got File %s \n", current.c_str());
+      Q5_LOG_NOTICE(ee_grpL, "Got File %s \n", current.c_str());
       continue;
     }
     const bool missing = look == Look::Missing;
-    logger_mgr::print(ee_grpL, Logger::kError, 0,
-                      missing ? "File %s not present \n" : "File %s download in progress \n",
-                      current.c_str());
+    Q5_LOG_ERROR(ee_grpL, missing ? "File %s not present \n" : "File %s download in progress \n",
+                 current.c_str());
     return 0;
   }
   return 1;
@@ -88,19 +84,19 @@ int EepromGroup::WaitForFile() {
   bool done = !links_.upload_done;
   for (int round = 0; round < kUploadRounds && !done; ++round) {
     done = links_.upload_done();
-    logger_mgr::print(ee_grpL, Logger::kInfo, 0, "Read From Xml 100a %d  \n", round);
+    Q5_LOG_INFO(ee_grpL, "Read From Xml 100a %d  \n", round);
     if (!done) platform::Machine().Clock().SleepFor(std::chrono::seconds(1));
   }
   std::string current;
   const std::string names = std::string(kBackplaneFile) + " " + kMainrefFile;
   if (CheckFiles(2, names.c_str(), current) == 0) {
     const MissingFile& missing = MissingOf(current);
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "%s", missing.text);
+    Q5_LOG_ERROR(ee_grpL, "%s", missing.text);
     errors_.SetErrorCode(missing.word);
     return -1;
   }
-  logger_mgr::print(ee_grpL, Logger::kNotice, 0, "%s",
-                    done ? "Files Downloaded \n" : "Files Downloaded but no message from tos\n");
+  Q5_LOG_NOTICE(ee_grpL, "%s",
+                done ? "Files Downloaded \n" : "Files Downloaded but no message from tos\n");
   return 0;
 }
 

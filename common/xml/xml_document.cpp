@@ -8,10 +8,9 @@
 #include <cstring>
 
 #include "common/lib/instrument_file.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -39,14 +38,12 @@ const char* NameOf(void* parser) {
 void LogParserError(void* parser, const xmlError* error) {
   std::string text = error->message == nullptr ? "not XML\n" : error->message;
   if (!text.ends_with('\n')) text += '\n';
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "%s:%d: %s", NameOf(parser), error->line,
-                    text.c_str());
+  Q5_LOG_ERROR(ee_grpL, "%s:%d: %s", NameOf(parser), error->line, text.c_str());
 }
 
 // A document type is where entities come from; no calibration file has one.
 void RefuseDocumentType(void* parser, const xmlChar*, const xmlChar*, const xmlChar*) {
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: a document type is not accepted\n",
-                    NameOf(parser));
+  Q5_LOG_ERROR(ee_grpL, "%s: a document type is not accepted\n", NameOf(parser));
   auto* context = static_cast<xmlParserCtxt*>(parser);
   xmlStopParser(context);
   context->wellFormed = 0;
@@ -66,7 +63,7 @@ bool ReadAll(const char* path, std::string& text) {
     if (got < sizeof chunk) break;
   }
   if (std::ferror(file.get()) == 0) return true;
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: %s\n", path, std::strerror(errno));
+  Q5_LOG_ERROR(ee_grpL, "%s: %s\n", path, std::strerror(errno));
   return false;
 }
 
@@ -113,8 +110,7 @@ void XmlDocument::Free::operator()(_xmlDoc* doc) const { xmlFreeDoc(doc); }
 XmlDocument XmlDocument::Parse(std::string_view text, const char* name) {
   XmlDocument document;
   if (text.size() > kMaxXmlBytes) {
-    logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: longer than %zu bytes\n", name,
-                      kMaxXmlBytes);
+    Q5_LOG_ERROR(ee_grpL, "%s: longer than %zu bytes\n", name, kMaxXmlBytes);
     return document;
   }
   const std::unique_ptr<xmlParserCtxt, FreeParser> parser(xmlNewParserCtxt());
@@ -153,7 +149,7 @@ int XmlDocument::Save(const char* path) const {
   const OwnedText text(memory);
   if (text)
     return lib::WriteText(path, {ToChars(text.get()), static_cast<std::size_t>(size)}, ee_grpL);
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "%s: no text can be made of it\n", path);
+  Q5_LOG_ERROR(ee_grpL, "%s: no text can be made of it\n", path);
   return -1;
 }
 

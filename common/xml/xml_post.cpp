@@ -5,14 +5,13 @@
 #include <chrono>
 
 #include "common/lib/instrument_file.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/module_id.h"
 #include "common/xml/chip_files.h"
 #include "common/xml/eeprom_group.h"
 #include "platform/backend.h"
 
 using Logger::ee_grpL;
-using Logger::logger_mgr;
 
 namespace Dev {
 namespace {
@@ -48,8 +47,7 @@ void EepromGroup::xml_post_result(int result, int failtype) {
     XMLPostResults(IMSG::XmlPostWord(result, failtype, module_));
     return;
   }
-  logger_mgr::print(ee_grpL, Logger::kNotice, 0, "XML POST: result %d failtype %d\n", result,
-                    failtype);
+  Q5_LOG_NOTICE(ee_grpL, "XML POST: result %d failtype %d\n", result, failtype);
   if (!links_.send_xml_post_result) return;
   platform::Machine().Clock().SleepFor(kSecond);
   links_.send_xml_post_result(result, failtype);
@@ -57,11 +55,10 @@ void EepromGroup::xml_post_result(int result, int failtype) {
 
 void EepromGroup::XMLPostResults(int xres) {
   if (xres == 0) {
-    logger_mgr::print(ee_grpL, Logger::kNotice, 0, "XML POST: PASS\n");
+    Q5_LOG_NOTICE(ee_grpL, "XML POST: PASS\n");
     return;
   }
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "XML POST: FAIL 0x%x\n",
-                    static_cast<unsigned>(xres));
+  Q5_LOG_ERROR(ee_grpL, "XML POST: FAIL 0x%x\n", static_cast<unsigned>(xres));
   const auto* failure = std::ranges::find(kFailures, xres, &PostFailure::xres);
   if (failure == std::end(kFailures)) return;
   for (std::size_t module = 0; module < std::size(kModuleBits); ++module) {
@@ -83,11 +80,11 @@ void EepromGroup::WaitForXMLPost() {
   if (!links_.xml_result_received) return;
   for (int round = 0; round < kPostRounds; ++round) {
     const bool received = links_.xml_result_received();
-    logger_mgr::print(ee_grpL, Logger::kInfo, 0, "Read From Xml 200a %d \n", round);
+    Q5_LOG_INFO(ee_grpL, "Read From Xml 200a %d \n", round);
     if (received) return;
     platform::Machine().Clock().SleepFor(kSecond);
   }
-  logger_mgr::print(ee_grpL, Logger::kError, 0, "No xml post message\n");
+  Q5_LOG_ERROR(ee_grpL, "No xml post message\n");
 }
 
 }  // namespace Dev

@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "common/log/eventlog.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/zpubsub/records/socket_plan.h"
 #include "common/zpubsub/resource_log.h"
 #include "platform/backend.h"
@@ -17,12 +17,8 @@
 
 namespace IMSG {
 
-using Logger::kDebug;
 using Logger::kError;
 using Logger::kNotice;
-using Logger::kWarning;
-using Logger::logger_mgr;
-using Logger::zpubsubL;
 
 namespace {
 
@@ -41,7 +37,7 @@ void CaptureAddresses(int tries, int module, const ModuleAddresses& found) {
 }
 
 void LogReceived(const char* what, const char* text, int size) {
-  logger_mgr::print(zpubsubL, kDebug, 0, "Got %s Message %s %d \n", text, what, size);
+  Q5_LOG_DEBUG(zpubsubL, "Got %s Message %s %d \n", text, what, size);
 }
 
 }  // namespace
@@ -61,15 +57,14 @@ int zpubsub::Init(void* ctx, int module, const std::function<ModuleAddresses()>&
 ModuleAddresses zpubsub::AwaitAddresses(const std::function<ModuleAddresses()>& addresses) const {
   ModuleAddresses found = addresses();
   const auto log = [&found](const char* format, int level) {
-    logger_mgr::print(zpubsubL, level, 0, "%s mainip %s measip %s srcip %s \n", format,
-                      found.main.c_str(), found.meas.c_str(), found.source.c_str());
+    Q5_LOG_AT(level, zpubsubL, "%s mainip %s measip %s srcip %s \n", format, found.main.c_str(),
+              found.meas.c_str(), found.source.c_str());
   };
   log("", kNotice);
   int tries = 0;
   for (; tries < kAddressTries && !found.Complete(); ++tries) {
-    logger_mgr::print(zpubsubL, kWarning, 0,
-                      "Error: %d ONE OR MORE IP IS NULL mainip %s measip %s srcip %s \n", tries,
-                      found.main.c_str(), found.meas.c_str(), found.source.c_str());
+    Q5_LOG_WARNING(zpubsubL, "Error: %d ONE OR MORE IP IS NULL mainip %s measip %s srcip %s \n",
+                   tries, found.main.c_str(), found.meas.c_str(), found.source.c_str());
     platform::Machine().Clock().SleepFor(kAddressPeriod);
     found = addresses();
   }
@@ -83,11 +78,10 @@ int zpubsub::Publish(void* ctx) {
       "tcp://" + platform::Machine().ListenHost() + ":" + std::to_string(kMeasPort);
   auto socket = Common::zmb_api::OpenSocket(ctx, ZMQ_PUB);
   if (!socket || Common::zmb_api::Bind(socket.get(), end_point.c_str()) != 0) {
-    logger_mgr::print(zpubsubL, kError, 0, "meas pub %s: %s\n", end_point.c_str(),
-                      zmq_strerror(errno));
+    Q5_LOG_ERROR(zpubsubL, "meas pub %s: %s\n", end_point.c_str(), zmq_strerror(errno));
     return -1;
   }
-  logger_mgr::print(zpubsubL, kNotice, 0, "meas pub %p \n", socket.get());
+  Q5_LOG_NOTICE(zpubsubL, "meas pub %p \n", socket.get());
   const platform::Lock lock(publisher_mutex_);
   measpub = std::move(socket);
   return 0;
@@ -100,7 +94,7 @@ void zpubsub::SubscribeTo(void* ctx, const char* what, const std::string& addres
   auto socket = Common::zmb_api::OpenSocket(ctx, ZMQ_SUB);
   if (!socket || zmq_setsockopt(socket.get(), ZMQ_SUBSCRIBE, "", 0) != 0 ||
       Common::zmb_api::Connect(socket.get(), end_point.c_str()) != 0) {
-    logger_mgr::print(zpubsubL, kError, 0, "ZMQ CONNECT %s FAIL \n", failure);
+    Q5_LOG_ERROR(zpubsubL, "ZMQ CONNECT %s FAIL \n", failure);
     return;
   }
   subscriptions_.push_back({what, std::move(socket)});
@@ -125,12 +119,12 @@ int zpubsub::Start() {
     pubsubthread = std::thread(
         [this] { platform::GuardedLoop("zpubsub", [this] { PubSubThreadFunction(); }); });
   } catch (const std::system_error& error) {
-    logger_mgr::print(zpubsubL, kError, 0, "%s.%d pubsub thread creation failerror %s  \n",
-                      __func__, __LINE__, error.what());
+    Q5_LOG_ERROR(zpubsubL, "%s.%d pubsub thread creation failerror %s  \n", __func__, __LINE__,
+                 error.what());
     return -1;
   }
   StartResourceLog();
-  logger_mgr::print(zpubsubL, kNotice, 0, "%s.%d zpubsub started \n", __func__, __LINE__);
+  Q5_LOG_NOTICE(zpubsubL, "%s.%d zpubsub started \n", __func__, __LINE__);
   return 0;
 }
 
@@ -173,8 +167,7 @@ void zpubsub::Receive(const Subscription& from) {
     if (zmq_getsockopt(from.socket.get(), ZMQ_RCVMORE, &more, &width) != 0) return;
   }
   if (frames != 1 || size != static_cast<int>(sizeof message)) {
-    logger_mgr::print(zpubsubL, kWarning, 0, "%s: %d frames, %d bytes: no message\n", from.what,
-                      frames, size);
+    Q5_LOG_WARNING(zpubsubL, "%s: %d frames, %d bytes: no message\n", from.what, frames, size);
     return;
   }
   msgtype = message.msgtype;
@@ -185,8 +178,8 @@ void zpubsub::Receive(const Subscription& from) {
 void zpubsub::PubSubHandle(const IntPubSubMsg& message) {
   const int id = message.msgtype;
   if (id < kFirstMessage || id > kLastMessage) {
-    logger_mgr::print(zpubsubL, kError, 0, "%s.%d UNKNOWN PUBSUB MSG %s(%d) %x %d\n", __func__,
-                      __LINE__, GetMsgStr(), id, static_cast<unsigned>(id), int{message.module});
+    Q5_LOG_ERROR(zpubsubL, "%s.%d UNKNOWN PUBSUB MSG %s(%d) %x %d\n", __func__, __LINE__,
+                 GetMsgStr(), id, static_cast<unsigned>(id), int{message.module});
     return;
   }
   if (id == MOSACKMSG) relayack = message.relayAck != 0;

@@ -4,17 +4,11 @@
 #include <iterator>
 
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/zpubsub/records/relay_request.h"
 #include "common/zpubsub/zpubsub.h"
 
 namespace IMSG {
-
-using Logger::kDebug;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::zpubsubL;
 
 namespace {
 
@@ -35,9 +29,9 @@ void zpubsub::CheckandLockSendMessage() {
     if (IsSendMessage()) return;
     platform::Lock lock(pubsublock);
     if (sendmsg) zpubsubcond.wait_for(lock, kLockWait);
-    logger_mgr::print(zpubsubL, kDebug, 0, "try zpubsub %d \n", i);
+    Q5_LOG_DEBUG(zpubsubL, "try zpubsub %d \n", i);
   }
-  logger_mgr::print(zpubsubL, kError, 0, "Fail: zpubsub sending message without locks \n");
+  Q5_LOG_ERROR(zpubsubL, "Fail: zpubsub sending message without locks \n");
 }
 
 void zpubsub::ResetSendFlag() {
@@ -59,18 +53,18 @@ int zpubsub::SendMessage(MessageId id, const Fill& fill) {
     if (measpub) {
       sent = zmq_send(measpub.get(), &message, sizeof message, ZMQ_DONTWAIT);
     } else {
-      logger_mgr::print(zpubsubL, kError, 0, "FAILED PUBLISHER: pubsub module %d %s \n", module_,
-                        IMSG::GetMsgStr(id));
+      Q5_LOG_ERROR(zpubsubL, "FAILED PUBLISHER: pubsub module %d %s \n", module_,
+                   IMSG::GetMsgStr(id));
     }
   }
-  logger_mgr::print(zpubsubL, kDebug, 0, "sendmsg: pubsub %s rc %d\n", IMSG::GetMsgStr(id), sent);
+  Q5_LOG_DEBUG(zpubsubL, "sendmsg: pubsub %s rc %d\n", IMSG::GetMsgStr(id), sent);
   ResetSendFlag();
   return sent;
 }
 
 int zpubsub::SendRelays(MessageId id, int channel, const char* text) {
   relayack = false;
-  logger_mgr::print(zpubsubL, kInfo, 0, "%s", text);
+  Q5_LOG_INFO(zpubsubL, "%s", text);
   return SendMessage(id, [&](IntPubSubMsg& message) {
     const auto request = RelayRequest::Make(id == SETMESRLYMSG, channel, false);
     std::copy_n(request.GetData(), sizeof request, message.relayMsg);

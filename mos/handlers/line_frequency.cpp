@@ -2,16 +2,12 @@
 
 #include <chrono>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace Mos::handlers {
 
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::measurementL;
 using Msg::ghmp;
 
 namespace {
@@ -34,15 +30,12 @@ platform::Nanoseconds AwaitLineFrequency() {
 
 void LogWait(const char* prefix, platform::Nanoseconds waited) {
   const auto micro = std::chrono::duration_cast<std::chrono::microseconds>(waited).count();
-  logger_mgr::print(measurementL, kInfo, 0,
-                    "%s.%d:%s MOS waited %ld.%06ldsec. for line frequency from SOS\n", __func__,
-                    __LINE__, prefix, static_cast<long>(micro / 1000000),
-                    static_cast<long>(micro % 1000000));
+  Q5_LOG_INFO_HERE(measurementL, ":%s MOS waited %ld.%06ldsec. for line frequency from SOS\n",
+                   prefix, static_cast<long>(micro / 1000000), static_cast<long>(micro % 1000000));
   const m3x64_num line = ghmp->GetLineFrequency();
-  logger_mgr::print(measurementL, kInfo, 0,
-                    "%s.%d:%s Using line frequency %lld %lld/%lld(%f) from SOS\n", __func__,
-                    __LINE__, prefix, static_cast<long long>(line.a),
-                    static_cast<long long>(line.b), static_cast<long long>(line.c), ValueOf(line));
+  Q5_LOG_INFO_HERE(measurementL, ":%s Using line frequency %lld %lld/%lld(%f) from SOS\n", prefix,
+                   static_cast<long long>(line.a), static_cast<long long>(line.b),
+                   static_cast<long long>(line.c), ValueOf(line));
 }
 
 }  // namespace
@@ -51,9 +44,8 @@ bool HasLineFrequency(const char* prefix, bool started) {
   if (!started) LogWait(prefix, AwaitLineFrequency());
   const m3x64_num line = ghmp->GetLineFrequency();
   if (line.a >= kLowestLine && line.a <= kHighestLine) return true;
-  logger_mgr::print(measurementL, kError, 0,
-                    "%s.%d:%s Invalid measured frequency:%f not close to 50Hz or 60Hz\n", __func__,
-                    __LINE__, prefix, ValueOf(line));
+  Q5_LOG_ERROR_HERE(measurementL, ":%s Invalid measured frequency:%f not close to 50Hz or 60Hz\n",
+                    prefix, ValueOf(line));
   return false;
 }
 

@@ -5,7 +5,7 @@
 
 #include "common/acquisition/ranging/acq_ch_following.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/xml/range_tables.h"
@@ -16,8 +16,6 @@ namespace Mos::handlers {
 
 using AcquisitionSystem::AcqChFollowing;
 using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::measurementL;
 using Msg::ghmp;
 
 namespace {
@@ -48,7 +46,7 @@ int TellDivider(int divider, const PathTexts& texts) {
   const char* text = texts.none;
   if (divider == kHv1) text = texts.hv1;
   if (divider == kHv2) text = texts.hv2;
-  logger_mgr::print(measurementL, kInfo, 0, "%s", text);
+  Q5_LOG_INFO(measurementL, "%s", text);
   return divider;
 }
 
@@ -78,10 +76,10 @@ std::string LeadList(const char* title, int leads) {
 }
 
 void GetCircuitDescription(const Msg::HmpLeadConfigReq& request) {
-  logger_mgr::print(
-      measurementL, kInfo, 0, "%s %s %s %s %s\n", LeadList("Energize ", request.energize).c_str(),
-      LeadList("Measure ", request.measure).c_str(), LeadList("Guard ", request.guard).c_str(),
-      LeadList("Floating ", request.fltleads).c_str(), request.calibonoff > 0 ? "ON" : "");
+  Q5_LOG_INFO(measurementL, "%s %s %s %s %s\n", LeadList("Energize ", request.energize).c_str(),
+              LeadList("Measure ", request.measure).c_str(),
+              LeadList("Guard ", request.guard).c_str(),
+              LeadList("Floating ", request.fltleads).c_str(), request.calibonoff > 0 ? "ON" : "");
 }
 
 // What is wrong with the instrument stops a test before its path is set; what is wrong for good
@@ -112,8 +110,7 @@ int Relays::HandleMsg17(const Msg::HmpTestRlyReq* request, Msg::HmpTestRlyRep* r
   AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_ALL_TEST_PARAMS);
   const float factor1 = dividers.meas1->ScalingFactor;
   const float factor2 = dividers.meas2->ScalingFactor;
-  logger_mgr::print(measurementL, kInfo, 0, "scalefactor1 %f factor2 %f \n", double{factor1},
-                    double{factor2});
+  Q5_LOG_INFO(measurementL, "scalefactor1 %f factor2 %f \n", double{factor1}, double{factor2});
   Logger::CaptureFloats(Logger::HVSCALEFACTORS, factor1, factor2);
   reply->SetAck();
   return 0;
@@ -127,22 +124,22 @@ int Relays::HandleMsg28(const Msg::HmpLeadConfigReq* request, Msg::HmpLeadConfig
   int chosen[2] = {kNoDivider, kNoDivider};
   for (const LeadTexts& lead : kHvLeads) {
     if (!HasBit(request->energize, lead.bit)) {
-      logger_mgr::print(measurementL, kInfo, 0, "%s", lead.none);
+      Q5_LOG_INFO(measurementL, "%s", lead.none);
       continue;
     }
     for (const int channel : {0, 1}) {
       const auto mode = channel == 0 ? ghmp->measCh1_mode.load() : ghmp->measCh2_mode.load();
       if (mode != Msg::AC_Volt) continue;
       chosen[channel] = lead.divider;
-      logger_mgr::print(measurementL, kInfo, 0, "%s", channel == 0 ? lead.channel1 : lead.channel2);
+      Q5_LOG_INFO(measurementL, "%s", channel == 0 ? lead.channel1 : lead.channel2);
     }
   }
   Dividers& dividers = its_.dividers;
   dividers.Use(dividers.Entry(chosen[0]), dividers.Entry(chosen[1]));
   const float factor1 = dividers.meas1->ScalingFactor;
   const float factor2 = dividers.meas2->ScalingFactor;
-  logger_mgr::print(measurementL, kInfo, 0, " MESS 28 scalefactor1 %f factor2 %f \n",
-                    double{factor1}, double{factor2});
+  Q5_LOG_INFO(measurementL, " MESS 28 scalefactor1 %f factor2 %f \n", double{factor1},
+              double{factor2});
   Logger::CaptureFloats(Logger::HVSCALEFACTORS, factor1, factor2);
   AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_ALL_TEST_PARAMS);
   reply->SetAck();

@@ -8,7 +8,7 @@
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/electrical/elec.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/msg/state/prepare_nak.h"
 #include "common/msg/state/safety_nak.h"
@@ -23,10 +23,7 @@ using acquisition::phasortoo_t;
 using acquisition::SineCorrelator;
 using AcquisitionSystem::AcqChan;
 using Dev::FpgaDev;
-using Logger::kError;
 using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::measurementL;
 using Msg::ghmp;
 
 namespace {
@@ -83,7 +80,7 @@ void TakeVlfValues(Poll& poll, const acquisition::Averager* g_avgfastFilter) {
   poll.volt = static_cast<float>(avgfast[0]);
   poll.amp = static_cast<float>(avgfast[1]);
   poll.ffvolt = poll.volt * poll.unit1.factor;
-  logger_mgr::print(measurementL, kInfo, 0, "%s.%d VLF results \n", __func__, __LINE__);
+  Q5_LOG_INFO_HERE(measurementL, " VLF results \n");
 }
 
 void TakeDcValues(Poll& poll) {
@@ -104,11 +101,9 @@ void TakeDcValues(Poll& poll) {
   poll.volt = static_cast<float>(values[0].mag - foffset[0].mag);
   poll.amp = static_cast<float>(values[1].mag);
   poll.ffvolt = poll.volt * poll.unit1.factor;
-  logger_mgr::print(measurementL, kInfo, 0, "%s",
-                    fast ? "Fast filter selected \n" : "Slow filter Selected \n");
-  logger_mgr::print(
-      measurementL, kInfo, 0, "factor %f FF volt:%f fastCalculatedvolt:%f dcamp:%f \n",
-      double{poll.unit1.factor}, double{poll.ffvolt}, double{poll.volt}, double{poll.amp});
+  Q5_LOG_INFO(measurementL, "%s", fast ? "Fast filter selected \n" : "Slow filter Selected \n");
+  Q5_LOG_INFO(measurementL, "factor %f FF volt:%f fastCalculatedvolt:%f dcamp:%f \n",
+              double{poll.unit1.factor}, double{poll.ffvolt}, double{poll.volt}, double{poll.amp});
 }
 
 void TakeAcValues(Poll& poll) {
@@ -127,7 +122,7 @@ void TakeDemagValues(Poll& poll) {
   poll.volt = static_cast<float>(avgfastp[0].mag);
   poll.amp = static_cast<float>(avgfastp[1].mag);
   poll.ffvolt = poll.volt * poll.unit1.factor;
-  logger_mgr::print(measurementL, kInfo, 0, "Fast filter selected \n");
+  Q5_LOG_INFO(measurementL, "Fast filter selected \n");
 }
 
 void TakeValues(Poll& poll, const acquisition::Averager* g_avgfastFilter) {
@@ -145,10 +140,10 @@ void TakeDuration(Poll& poll) {
   if (SineCorrelator::GetVLFFlag()) {
     if (poll.duration != 0) return;
     poll.duration = slow->GetSettleTime();
-    logger_mgr::print(measurementL, kInfo, 0, "elecl: settletime:%d\n", poll.duration);
+    Q5_LOG_INFO(measurementL, "elecl: settletime:%d\n", poll.duration);
   } else if (ChannelsStatus() == 0) {
     poll.duration = slow->GetSettleTime();
-    logger_mgr::print(measurementL, kInfo, 0, "elecl: settletime %d \n", poll.duration);
+    Q5_LOG_INFO(measurementL, "elecl: settletime %d \n", poll.duration);
   }
 }
 
@@ -158,11 +153,11 @@ void LogStatusChange(const Poll& poll, short filter) {
   if (now == prev_status_flag) return;
   prev_status_flag = now;
   const auto hex = [](int word) { return static_cast<unsigned>(word) & 0xFFFFu; };
-  logger_mgr::print(measurementL, kInfo, 0,
-                    "%s.%d:freq:%f  Channel Status  Ch1:0x%04X  Ch2:0x%04X  Discharge:0x%04X  "
-                    "Filter:0x%04X  OR:0x%04X dur:%d\n",
-                    __func__, __LINE__, double{ghmp->GetFrequency()}, hex(now[0]), hex(now[1]),
-                    hex(now[2]), hex(now[3]), hex(now[0] | now[1] | now[2]), poll.duration);
+  Q5_LOG_INFO_HERE(measurementL,
+                   ":freq:%f  Channel Status  Ch1:0x%04X  Ch2:0x%04X  Discharge:0x%04X  "
+                   "Filter:0x%04X  OR:0x%04X dur:%d\n",
+                   double{ghmp->GetFrequency()}, hex(now[0]), hex(now[1]), hex(now[2]), hex(now[3]),
+                   hex(now[0] | now[1] | now[2]), poll.duration);
 }
 
 // Channel 2 does not range in these tests, but a current that it cannot measure is no result.
@@ -175,8 +170,8 @@ short WhatSpoilsTheOther() {
 
 short LastWordOnRanging(const Poll& poll) {
   if (!IsDcOrDemagChannel1Only()) return StatusWithDischarge(poll);
-  logger_mgr::print(measurementL, kInfo, 0, "Channel Status Ch1: 0x%04X \n",
-                    static_cast<unsigned>(ChannelStatus(0)) & 0xFFFFu);
+  Q5_LOG_INFO(measurementL, "Channel Status Ch1: 0x%04X \n",
+              static_cast<unsigned>(ChannelStatus(0)) & 0xFFFFu);
   return static_cast<short>(ChannelStatus(0) | WhatSpoilsTheOther());
 }
 
@@ -207,20 +202,17 @@ void FillRecord(const Poll& poll, Msg::HmpTestRsltRep& reply) {
 }
 
 void LogResult(const Poll& poll) {
-  logger_mgr::print(measurementL, kInfo, 0,
-                    "factor %f FF volt:%f fastCalculatedvolt:%f acamp:%f serscap:%f parlcap:%f "
-                    "samplingduration:%d\n",
-                    double{poll.unit1.factor}, double{poll.ffvolt}, double{poll.volt},
-                    double{poll.amp}, double{poll.r.serscap}, double{poll.r.parlcap},
-                    poll.duration);
+  Q5_LOG_INFO(measurementL,
+              "factor %f FF volt:%f fastCalculatedvolt:%f acamp:%f serscap:%f parlcap:%f "
+              "samplingduration:%d\n",
+              double{poll.unit1.factor}, double{poll.ffvolt}, double{poll.volt}, double{poll.amp},
+              double{poll.r.serscap}, double{poll.r.parlcap}, poll.duration);
   const electricalresults_t& fr = poll.fr;
   const electricalresults_t& r = poll.r;
-  logger_mgr::print(measurementL, kInfo, 0,
-                    "%s.%d Elecfr: phase(0,1) (%e, %e) mag(0, 1) (%e, %e) \n", __func__, __LINE__,
-                    fr.phase[0], fr.phase[1], fr.mag[0], fr.mag[1]);
-  logger_mgr::print(measurementL, kInfo, 0,
-                    "%s.%d Elecr: phase(0,1) (%e, %e) mag(0, 1) (%e, %e) \n", __func__, __LINE__,
-                    r.phase[0], r.phase[1], r.mag[0], r.mag[1]);
+  Q5_LOG_INFO_HERE(measurementL, " Elecfr: phase(0,1) (%e, %e) mag(0, 1) (%e, %e) \n", fr.phase[0],
+                   fr.phase[1], fr.mag[0], fr.mag[1]);
+  Q5_LOG_INFO_HERE(measurementL, " Elecr: phase(0,1) (%e, %e) mag(0, 1) (%e, %e) \n", r.phase[0],
+                   r.phase[1], r.mag[0], r.mag[1]);
 }
 
 void StoreStatus(short ranging, bool discharge_watched, const Instrument& its) {
@@ -240,9 +232,8 @@ int AnswerFaults(Msg::HmpTestRsltRep* reply, bool paused) {
   if (errors) Msg::PrepareNak(Msg::NAK_MOS_ERR, nak, reply, "Mos Msg6 error codes\n");
   if (faults) {
     Msg::FormSafetyNak(Msg::NAK_MOS_ERR, nak, record);
-    logger_mgr::print(
-        measurementL, kError, 0, "%s",
-        errors ? "Msg6 Logged safety fault with ghmp\n" : "Msg6 Logged safety fault \n");
+    Q5_LOG_ERROR(measurementL, "%s",
+                 errors ? "Msg6 Logged safety fault with ghmp\n" : "Msg6 Logged safety fault \n");
   }
   if (paused) {
     Msg::safetyFault.Clear();
@@ -298,7 +289,7 @@ int Results::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep*
   FillRecord(poll, *reply);
   reply->SetAck();
   if (_filterselect[0] != -1 && _filterselect[0] != _filterselect[1]) {
-    logger_mgr::print(measurementL, kInfo, 0, "filter change-->reset\n");
+    Q5_LOG_INFO(measurementL, "filter change-->reset\n");
     its_.ResetCorrelators();
   }
   LogResult(poll);

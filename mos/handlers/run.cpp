@@ -6,7 +6,7 @@
 #include "common/acquisition/ranging/acq_ch_following.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/msg/state/prepare_nak.h"
@@ -23,10 +23,7 @@ using acquisition::phasortoo_t;
 using acquisition::SineCorrelator;
 using AcquisitionSystem::AcqChFollowing;
 using Dev::FpgaDev;
-using Logger::kError;
 using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::measurementL;
 using Msg::ghmp;
 
 namespace {
@@ -154,13 +151,12 @@ int Run::HandleMsg27(const Msg::HmpPauseTestReq* request, Msg::HmpPauseTestRep* 
   CaptureRequest(*request);
   if (const int result = AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_QUIESCE);
       result != 0) {
-    logger_mgr::print(measurementL, kError, 0, "Notify channels ACQ_EVT_QUIESCE failed - ret:%d\n",
-                      result);
+    Q5_LOG_ERROR(measurementL, "Notify channels ACQ_EVT_QUIESCE failed - ret:%d\n", result);
   }
   if (IsVeryLowFrequency()) {
     const int result = its_.filters.SelectFilter(kDischargeFilterFrequency, false);
-    logger_mgr::print(measurementL, kInfo, 0, "%s.%d: fltr: SelectFilter(%f) ret:%d\n", __func__,
-                      __LINE__, double{kDischargeFilterFrequency}, result);
+    Q5_LOG_INFO_HERE(measurementL, ": fltr: SelectFilter(%f) ret:%d\n",
+                     double{kDischargeFilterFrequency}, result);
     AcquisitionSystem::AcqChan::announce_parameters();  // other filters: their sums begin again
   }
   its_.measurement.Pause();
@@ -184,8 +180,7 @@ int Run::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep* rep
   // test
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
-    logger_mgr::print(measurementL, kError, 0, "%s.%d: ACQ_EVT_STOP_TEST failed\n", __func__,
-                      __LINE__);
+    Q5_LOG_ERROR_HERE(measurementL, ": ACQ_EVT_STOP_TEST failed\n");
   }
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga != nullptr) fpga->ClearDischargeFlag();
@@ -195,7 +190,7 @@ int Run::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep* rep
   its_.measurement.BeginEnd();
   if (SineCorrelator::GetVLFFlag()) {
     SineCorrelator::ResetVLFFlag();
-    logger_mgr::print(measurementL, kInfo, 0, "Reset the VLF flag \n");
+    Q5_LOG_INFO(measurementL, "Reset the VLF flag \n");
   }
   testmonitor.StopTimer();
   its_.recovery.RaiseAllok();
@@ -203,8 +198,8 @@ int Run::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep* rep
   if (!ghmp->IsLineSyncTracker()) its_.clock.Init();
   AnswerStop(reply);
   ghmp->vlfreset = false;
-  logger_mgr::print(measurementL, kInfo, 0, "End Test max_sample ch1 %d ch2 %d\n",
-                    ghmp->GetMaxSampleRepetitions(0), ghmp->GetMaxSampleRepetitions(1));
+  Q5_LOG_INFO(measurementL, "End Test max_sample ch1 %d ch2 %d\n", ghmp->GetMaxSampleRepetitions(0),
+              ghmp->GetMaxSampleRepetitions(1));
   its_.measurement.End("a stop");
   ++its_.measurement.snapshotcounter;
   return 0;

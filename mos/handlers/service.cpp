@@ -1,6 +1,6 @@
 #include "mos/handlers/service.h"
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/state/firmware_version.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/msg/state/safety_nak.h"
@@ -11,9 +11,6 @@
 
 namespace Mos::handlers {
 namespace {
-
-using Logger::logger_mgr;
-using Logger::measurementL;
 
 template <class Request>
 void NoteRequest(const Request& request) {
@@ -50,8 +47,8 @@ int Service::HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTime
   const timespec time{static_cast<time_t>(request->secondsSinceEpoch), 0};
   // A clock that cannot be set is not the host's concern: it is answered with an ACK all the same.
   platform::Machine().SetRealtime(time);
-  logger_mgr::print(measurementL, Logger::kNotice, 0, "MESSAGE_35 Set TOD: secs %d\n",
-                    static_cast<int>(request->secondsSinceEpoch));
+  Q5_LOG_NOTICE(measurementL, "MESSAGE_35 Set TOD: secs %d\n",
+                static_cast<int>(request->secondsSinceEpoch));
   reply->SetAck();
   return 0;
 }
@@ -65,7 +62,7 @@ int Service::HandleMsg36(const Msg::HmpStartRowReq* request, Msg::HmpStartRowRep
 int Service::HandleMsg37(const Msg::HmpEndRowReq* request, Msg::HmpEndRowRep* reply) {
   NoteRequest(*request);
   reply->SetAck();
-  logger_mgr::print(measurementL, Logger::kNotice, 0, "Cleared HMP error codes \n");
+  Q5_LOG_NOTICE(measurementL, "Cleared HMP error codes \n");
   Msg::ghmp->ClearErrorCodes();
   Msg::safetyFault.Clear();
   return 0;

@@ -4,7 +4,7 @@
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/state/hmp_data.h"
 #include "mos/handlers/answers.h"
 #include "mos/instrument/correlators.h"
@@ -14,10 +14,7 @@
 namespace Mos::handlers {
 
 using Dev::MeasChCfgReg;
-using Logger::kError;
 using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::measurementL;
 using Msg::ghmp;
 
 namespace {
@@ -59,9 +56,9 @@ void LogRegisters(const Gateway& gateway) {
   const unsigned first = AsNumber(*gateway.config1);
   const unsigned second = AsNumber(*gateway.config2);
   if (gateway.registers == kZeroPhase) {
-    logger_mgr::print(measurementL, kInfo, 0, kZeroPhase, first, second, range);
+    Q5_LOG_INFO(measurementL, kZeroPhase, first, second, range);
   } else {
-    logger_mgr::print(measurementL, kInfo, 0, kZeroPhaseFilter, first, second, range);
+    Q5_LOG_INFO(measurementL, kZeroPhaseFilter, first, second, range);
   }
 }
 
@@ -94,7 +91,7 @@ int SetModes(const Correlators& filters, const char* fast_codes, const char* slo
               {filters.g_slowFilter, "SLOW FILTER NOT CREATED \n", slow_codes}};
   for (const auto& row : rows) {
     if (row.filter == nullptr) {
-      logger_mgr::print(measurementL, kError, 0, "%s", row.missing);
+      Q5_LOG_ERROR(measurementL, "%s", row.missing);
     } else if (row.filter->SetMeasurementModes() < 0) {
       return RefuseWithList(reply, row.codes);
     }
@@ -110,12 +107,12 @@ void SetUp::ResetVariables() {
 }
 
 void SetUp::SetUpChannels() {
-  logger_mgr::print(measurementL, kInfo, 0, "Using the gateway \n");
+  Q5_LOG_INFO(measurementL, "Using the gateway \n");
   // what a disturbance has left in the hardware ends with the test that it disturbed
   if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->RestoreRegisters();
   for (const Gateway& gateway : kGateways) {
     if (gateway.mode1 != ghmp->measCh1_mode || gateway.mode2 != ghmp->measCh2_mode) continue;
-    logger_mgr::print(measurementL, kInfo, 0, "%s", gateway.text);
+    Q5_LOG_INFO(measurementL, "%s", gateway.text);
     for (const int channel : {0, 1}) its_.channels.IniMeasChI2cSpiBridge(channel);
     its_.channels.SetMeasChCfgReg(0, *gateway.config1, false);
     its_.channels.SetMeasChCfgReg(1, *gateway.config2, false);
@@ -140,7 +137,7 @@ int SetUp::Begin(const Kind& kind, const Request& request, void* reply) {
   its_.measurement.Begin();
   if (kind.capture_told_first) Logger::Capture(Logger::START_WAVEFORM_CAPTURE);
   CaptureRequest(request);
-  logger_mgr::print(measurementL, kInfo, 0, "Start test \n");
+  Q5_LOG_INFO(measurementL, "Start test \n");
   its_.recovery.WatchHost();
   // an update of the firmware that was begun and given up has stopped it
   its_.channels.StartI2cScanner();
@@ -165,10 +162,10 @@ int SetUp::Begin(const Kind& kind, const Request& request, void* reply) {
   testmonitor.StopTimer();
   if (its_.recovery.ReasonAgainstStart() != 0) its_.recovery.RaiseAllok();
   Logger::Capture(Logger::MODE_CONFIG_INFO, ghmp->modeinfo.load());
-  logger_mgr::print(measurementL, kInfo, 0, "Mode info from Ch2:%X Ch1:%X 90%% X %s %f \n",
-                    static_cast<unsigned>(ghmp->measCh2_mode.load()),
-                    static_cast<unsigned>(ghmp->measCh1_mode.load()), kind.highest_name,
-                    (ghmp->*kind.highest).load() * 0.9);
+  Q5_LOG_INFO(measurementL, "Mode info from Ch2:%X Ch1:%X 90%% X %s %f \n",
+              static_cast<unsigned>(ghmp->measCh2_mode.load()),
+              static_cast<unsigned>(ghmp->measCh1_mode.load()), kind.highest_name,
+              (ghmp->*kind.highest).load() * 0.9);
   if (SetModes(its_.GetCorrelators(), kind.fast_codes, kind.slow_codes, reply) < 0) return -1;
   SetUpChannels();
   return 0;

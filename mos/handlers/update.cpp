@@ -4,7 +4,7 @@
 #include "common/acquisition/ranging/acq_ch_following.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/signalh/sample_rate.h"
@@ -20,10 +20,7 @@ namespace Mos::handlers {
 
 using acquisition::SineCorrelator;
 using AcquisitionSystem::AcqChFollowing;
-using Logger::kError;
 using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::measurementL;
 using Msg::ghmp;
 
 namespace {
@@ -74,9 +71,8 @@ void LogSampleSets(float hertz) {
   const auto* channel = AcquisitionSystem::AcqChan::get_AcqCh_instance(ACQ_CH1);
   double sets = channel == nullptr ? 1 : channel->get_sample_sets_per_cycle();
   if (sets == 1) sets = ghmp->samplespercyc / 1024.0;
-  logger_mgr::print(measurementL, kInfo, 0,
-                    "%s.%d freq:%f sample_sets_per_cycle:%f  sample_sets_per_sec:%f\n", __func__,
-                    __LINE__, double{hertz}, sets, sets * double{hertz});
+  Q5_LOG_INFO_HERE(measurementL, " freq:%f sample_sets_per_cycle:%f  sample_sets_per_sec:%f\n",
+                   double{hertz}, sets, sets * double{hertz});
 }
 
 void TellSamples(int samples, float hertz) {
@@ -88,7 +84,7 @@ void TellSamples(int samples, float hertz) {
                   msgmonitorm.GetBackupCounter() / kMillisecond);
   if (CheckfrequencySequence() && SineCorrelator::GetRestartAcquisition()) {
     SineCorrelator::SetRestartAcquisition(false);
-    logger_mgr::print(measurementL, kInfo, 0, "Normal frequency \n");
+    Q5_LOG_INFO(measurementL, "Normal frequency \n");
   }
 }
 
@@ -102,10 +98,9 @@ void BeginUpdate(const Msg::HmpMsgHead& request) {
 // Acquisition runs with its own reference; the divider of a sample is always the same.
 void LogAcquisition(const char* message, const acquisition::SineCorrelator* slow) {
   const long cycle = slow == nullptr ? 0 : slow->GetSamplesPerCycle();
-  logger_mgr::print(
-      measurementL, kInfo, 0, "%s g_resetacc %d g_refer_freq %lld divider %ld cycle %ld \n",
-      message, static_cast<int>(cycle), static_cast<long long>(acquisition::kReferenceFrequency),
-      acquisition::kClockDivider, cycle);
+  Q5_LOG_INFO(measurementL, "%s g_resetacc %d g_refer_freq %lld divider %ld cycle %ld \n", message,
+              static_cast<int>(cycle), static_cast<long long>(acquisition::kReferenceFrequency),
+              acquisition::kClockDivider, cycle);
 }
 
 // The reply of an update whose filter could not be set; the bus may have said nothing.
@@ -144,8 +139,8 @@ struct OfVoltage {
     return running && (ghmp->IsManualRampTest() || ghmp->IsVLFTest());
   }
   static int SelectFilters(ChannelFilters& filters, float hertz) {
-    logger_mgr::print(measurementL, kInfo, 0, "AcqCh2 %s.%d: BoStep2 - Calling SelectFilter(%f)\n",
-                      __func__, __LINE__, double{hertz});
+    Q5_LOG_INFO(measurementL, "AcqCh2 %s.%d: BoStep2 - Calling SelectFilter(%f)\n", __func__,
+                __LINE__, double{hertz});
     return filters.SelectFilter(hertz, false);
   }
   static unsigned Changes() {
@@ -162,7 +157,7 @@ struct OfVoltage {
   static void BeginCycle() {
     if (ghmp->IsVLFTest()) {
       SineCorrelator::SetVLFFlag();
-      logger_mgr::print(measurementL, kInfo, 0, "%s.%d set the VLF flag\n", __func__, __LINE__);
+      Q5_LOG_INFO_HERE(measurementL, " set the VLF flag\n");
     }
     SineCorrelator::SetCycleComplete(false);
   }
@@ -200,8 +195,7 @@ struct OfCurrent {
   static bool KeepsFilters(bool) { return false; }
   static int SelectFilters(ChannelFilters& filters, float hertz) {
     const int selected = filters.SelectFilter(hertz, false);
-    logger_mgr::print(measurementL, kInfo, 0, "%s.%d: fltr: SelectFilter(%f) ret:%d\n", __func__,
-                      __LINE__, double{hertz}, selected);
+    Q5_LOG_INFO_HERE(measurementL, ": fltr: SelectFilter(%f) ret:%d\n", double{hertz}, selected);
     return selected;
   }
   static unsigned Changes() {
@@ -212,13 +206,13 @@ struct OfCurrent {
            BitIf(ghmp->frequency, ghmp->previousfrequency, kFrequency);
   }
   static void BeginTarget(const Instrument&) {
-    logger_mgr::print(measurementL, kInfo, 0, "Msg 34 req amp max %u\n",
-                      static_cast<unsigned>(ghmp->ampmax.load()));
+    Q5_LOG_INFO(measurementL, "Msg 34 req amp max %u\n",
+                static_cast<unsigned>(ghmp->ampmax.load()));
   }
   static void BeginCycle() {
     if (!ghmp->IsVLFTest()) return;
     MarkSlowCycle();
-    logger_mgr::print(measurementL, kInfo, 0, "set the VLF flag  \n");
+    Q5_LOG_INFO(measurementL, "set the VLF flag  \n");
   }
   static void TellChannels(unsigned) {
     AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_UPDATE_TEST_PARAMS);
@@ -226,7 +220,7 @@ struct OfCurrent {
   static void EndCycle(float hertz) {
     if (!IsSlow(hertz)) return;
     MarkSlowCycle();
-    logger_mgr::print(measurementL, kInfo, 0, "VLF turned on \n");
+    Q5_LOG_INFO(measurementL, "VLF turned on \n");
   }
   static void Acknowledge(Reply& reply, float) { reply.SetAck(); }
 };
@@ -254,9 +248,8 @@ void Update::SetSampling(Change& update) {
   clock.SetAdClksPerSample(kAdClocksPerSample);
   if (slow) {
     clock.SetWfSamplesPerCyc(kVlfWaveformSamples);
-    logger_mgr::print(measurementL, kInfo, 0, "Mos VLF samplespercyc %d %d pfreq %f\n",
-                      update.samples, static_cast<int>(clock.GetWfSamplesPerCyc()),
-                      double{update.frequency});
+    Q5_LOG_INFO(measurementL, "Mos VLF samplespercyc %d %d pfreq %f\n", update.samples,
+                static_cast<int>(clock.GetWfSamplesPerCyc()), double{update.frequency});
     SineCorrelator::SetVLFFlag();
   } else {
     // a test may go from very slow to normal, and its durations with it
@@ -276,12 +269,11 @@ void Update::NoteChanges(Change& update, unsigned changed) {
     if (!its_.measurement.NeedsWholeUpdate()) update.changed = changed;
   } else {
     const int signal = ghmp->acdctest;
-    logger_mgr::print(measurementL, kInfo, 0, "Setting waveform signal to %d\n", signal);
+    Q5_LOG_INFO(measurementL, "Setting waveform signal to %d\n", signal);
     its_.clock.Device()->SetTestWFSignal(signal);
     Logger::Capture(Logger::SET_WAVEFORM_SIG, signal);
   }
-  logger_mgr::print(measurementL, kInfo, 0, "%s.%d: parameter_changed:0x%04X\n", __func__, __LINE__,
-                    update.changed);
+  Q5_LOG_INFO_HERE(measurementL, ": parameter_changed:0x%04X\n", update.changed);
 }
 
 int Update::SetClock(const Change& update) {
@@ -289,19 +281,18 @@ int Update::SetClock(const Change& update) {
   const bool changed = (update.changed & kFrequency) != 0;
   if (changed && its_.clock.Device()->SetTestFrequency(hertz) < 0) {
     TellSystem("SPCLK SetTestFrequency() FAIL \n");
-    logger_mgr::print(measurementL, kError, 0, "SPCLK SetTestFrequency() FAIL \n");
+    Q5_LOG_ERROR(measurementL, "SPCLK SetTestFrequency() FAIL \n");
     return RefuseClock(Msg::NAK_MCODE_MOS_SPCLKSETFREQ, hertz, update.reply);
   }
   LogSampleSets(hertz);
   if (!changed) return 0;
   TellSystem("setting the frequency %7.4f \n", double{hertz});
-  logger_mgr::print(measurementL, kInfo, 0, "freq %f samplespercyc %u clockspersample %u \n",
-                    double{hertz}, static_cast<unsigned>(update.samples), kAdClocksPerSample);
+  Q5_LOG_INFO(measurementL, "freq %f samplespercyc %u clockspersample %u \n", double{hertz},
+              static_cast<unsigned>(update.samples), kAdClocksPerSample);
   const int result = its_.clock.Device()->Update(0);
   if (result >= 0) return 0;
-  logger_mgr::print(measurementL, kError, 0,
-                    "SPCLK Update() FAIL FOR FREQUENCY %fHz samplespercyc %d \n", double{hertz},
-                    update.samples);
+  Q5_LOG_ERROR(measurementL, "SPCLK Update() FAIL FOR FREQUENCY %fHz samplespercyc %d \n",
+               double{hertz}, update.samples);
   TellSystem("SPCLK Update fail for frequency %fHz \n", double{hertz});
   RefuseClock(Msg::NAK_MCODE_MOS_SPCLKUPDATE, hertz, update.reply);
   return result;
@@ -387,26 +378,23 @@ int Update::HandleMsg34(const Msg::HmpUpdTestParamReqI* request, Msg::HmpUpdTest
 }
 
 int Update::PendingFrequency(float frequency, int curange, int voltscal) {
-  logger_mgr::print(
-      measurementL, kInfo, 0,
-      "%s.%d: pubsub saveFreq:%f freq:%f saveIRange:%d Irng:%d saveVRange:%d Vrng:%d\n", __func__,
-      __LINE__, double{ghmp->GetFrequency()}, double{frequency}, ghmp->curange.load(), curange,
-      ghmp->voltscal.load(), voltscal);
+  Q5_LOG_INFO_HERE(measurementL,
+                   ": pubsub saveFreq:%f freq:%f saveIRange:%d Irng:%d saveVRange:%d Vrng:%d\n",
+                   double{ghmp->GetFrequency()}, double{frequency}, ghmp->curange.load(), curange,
+                   ghmp->voltscal.load(), voltscal);
   ghmp->curange = static_cast<short>(curange);
   ghmp->voltscal = static_cast<short>(voltscal);
   ghmp->SetFrequency(frequency);
   const int selected = its_.filters.SelectFilter(frequency, false);
-  logger_mgr::print(measurementL, kInfo, 0,
-                    "AcqCh2 %s.%d: BoStep2 - Set Channel Filters - fltr: SelectFilter(%f) ret:%d\n",
-                    __func__, __LINE__, double{frequency}, selected);
+  Q5_LOG_INFO(measurementL,
+              "AcqCh2 %s.%d: BoStep2 - Set Channel Filters - fltr: SelectFilter(%f) ret:%d\n",
+              __func__, __LINE__, double{frequency}, selected);
   if (selected != 0) {
     AcquisitionSystem::AcqChan::announce_parameters();
     return selected;
   }
   AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_SOURCE_RAMPED_TO_ZERO);
-  logger_mgr::print(measurementL, kInfo, 0,
-                    "%s.%d: pubsub notify_both_channels(ACQ_EVT_SOURCE_RAMPED_TO_ZERO)\n", __func__,
-                    __LINE__);
+  Q5_LOG_INFO_HERE(measurementL, ": pubsub notify_both_channels(ACQ_EVT_SOURCE_RAMPED_TO_ZERO)\n");
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   return 0;
 }

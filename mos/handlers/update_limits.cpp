@@ -1,7 +1,7 @@
 #include "mos/handlers/update_limits.h"
 
 #include "common/acquisition/ranging/acq_chan.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/xml/range_tables.h"
@@ -9,9 +9,6 @@
 namespace Mos::handlers {
 
 using AcquisitionSystem::AcqChan;
-using Logger::kError;
-using Logger::logger_mgr;
-using Logger::measurementL;
 using Msg::ghmp;
 
 namespace {
@@ -22,15 +19,14 @@ constexpr float kHighestFrequency = 1000.0F;        // Hz
 // An invalid number fails both comparisons.
 bool IsPossible(float hertz) {
   if (hertz * 10000 >= kLowestFrequencyTimes10000 && hertz <= kHighestFrequency) return true;
-  logger_mgr::print(measurementL, kError, 0,
-                    "Invalid parameter value frequency:%f must be 0.0001 to 1000.0\n",
-                    double{hertz});
+  Q5_LOG_ERROR(measurementL, "Invalid parameter value frequency:%f must be 0.0001 to 1000.0\n",
+               double{hertz});
   return false;
 }
 
 bool IsPolarity(int polarity) {
   if (polarity == 0 || polarity == 1) return true;
-  logger_mgr::print(measurementL, kError, 0, "Invalid parameter value polarity:%d\n", polarity);
+  Q5_LOG_ERROR(measurementL, "Invalid parameter value polarity:%d\n", polarity);
   return false;
 }
 
@@ -51,8 +47,8 @@ short ProblemOf(const NamedRanges& ranges) {
     const bool current = mode == Msg::ACDC_Current;
     const int range = current ? ranges.current : ranges.voltage;
     if (range >= 0 && range <= Dev::range_table_size(ch, mode)) continue;
-    logger_mgr::print(measurementL, kError, 0, "Invalid parameter value %s:%d\n",
-                      current ? ranges.current_name : ranges.voltage_name, range);
+    Q5_LOG_ERROR(measurementL, "Invalid parameter value %s:%d\n",
+                 current ? ranges.current_name : ranges.voltage_name, range);
     return current ? Msg::NAK_MCODE_RANGE_SET : Msg::NAK_MCODE_MOS_INVALIDVOLT;
   }
   return 0;
@@ -64,8 +60,8 @@ short ProblemOf(const Msg::HmpUpdTestParamReq& request) {
   if (!IsPolarity(request.polarity)) return Msg::NAK_MCODE_MOS_INVALIDPOL;
   const int volts = request.volttarget;
   if (volts < 0 || volts > ghmp->voltmax) {
-    logger_mgr::print(measurementL, kError, 0, "Invalid parameter value volt:%d  voltmax:%d\n",
-                      volts, ghmp->voltmax.load());
+    Q5_LOG_ERROR(measurementL, "Invalid parameter value volt:%d  voltmax:%d\n", volts,
+                 ghmp->voltmax.load());
     return Msg::NAK_MCODE_MOS_INVALIDVOLT;
   }
   if (const short problem =
@@ -81,7 +77,7 @@ short ProblemOf(const Msg::HmpUpdTestParamReqI& request) {
   if (!IsPolarity(request.polarity)) return Msg::NAK_MCODE_MOS_INVALIDPOL;
   const int amps = request.amp;
   if (amps < 0) {
-    logger_mgr::print(measurementL, kError, 0, "Invalid parameter value amp:%d\n", amps);
+    Q5_LOG_ERROR(measurementL, "Invalid parameter value amp:%d\n", amps);
     return Msg::NAK_MCODE_PSOC_MAXAMPERAGE;
   }
   if (const short problem =

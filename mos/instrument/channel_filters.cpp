@@ -4,7 +4,7 @@
 
 #include "common/acquisition/correct.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/signalh/filter_selection.h"
 #include "common/xml/range_tables.h"
@@ -12,9 +12,6 @@
 namespace Mos {
 
 using Dev::MeasChCfgReg;
-using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::measurementL;
 using Msg::ghmp;
 
 namespace {
@@ -30,12 +27,10 @@ Bases BasesOfTest(float frequency) {
   if (ghmp->IsTTRTest()) return {&Dev::cfg03_filter, &Dev::cfg03_filter};
   const auto hertz = static_cast<double>(frequency);
   if (ghmp->IsDCTest()) {
-    logger_mgr::print(measurementL, kInfo, 0, "Contact resistance filter set for freq %f \n",
-                      hertz);
+    Q5_LOG_INFO(measurementL, "Contact resistance filter set for freq %f \n", hertz);
     return {&Dev::cfg05_filter, &Dev::cfg04_filter};
   }
-  logger_mgr::print(measurementL, Logger::kError, 0, "Could not select the filter freq %f \n",
-                    hertz);
+  Q5_LOG_ERROR(measurementL, "Could not select the filter freq %f \n", hertz);
   return {};
 }
 
@@ -57,9 +52,8 @@ int ChannelFilters::SelectFilter(float frequency, bool exec_sequence1) {
   }
   Logger::Capture(Logger::MEASFILTERS, filters[0], filters[1]);
   for (int channel : {0, 1}) ghmp->SetFilter(channel, static_cast<short>(filters[channel]));
-  logger_mgr::print(measurementL, kInfo, 0, "%s::%s filter1 %d filter2 %d ch1 %d ch2 %d seq1:%d\n",
-                    "Mos::MeasMgr", __func__, filters[0], filters[1], results[0], results[1],
-                    exec_sequence1 ? 1 : 0);
+  Q5_LOG_INFO(measurementL, "%s::%s filter1 %d filter2 %d ch1 %d ch2 %d seq1:%d\n", "Mos::MeasMgr",
+              __func__, filters[0], filters[1], results[0], results[1], exec_sequence1 ? 1 : 0);
   return std::min(results[0], results[1]);
 }
 

@@ -5,16 +5,13 @@
 #include <cstdio>
 #include <string>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
 #include "platform/backend.h"
 
 namespace Mos {
 
-using Logger::kNotice;
-using Logger::logger_mgr;
-using Logger::measurementL;
 using Msg::ghmp;
 
 namespace {
@@ -32,10 +29,10 @@ void MeasurementLog::Start() {
   started_ = Now();
   const bool current = ghmp->CurrentTest();
   const char* kind = Msg::HMPData::GetTestType(ghmp->testype);
-  logger_mgr::print(measurementL, kNotice, 0, "test starts: %s, %d %s, %g Hz\n",
-                    kind == nullptr ? "unknown kind" : kind,
-                    current ? ghmp->ampmax.load() : ghmp->volttarget.load(), current ? "A" : "V",
-                    ghmp->IsDCTest() ? 0.0 : double{ghmp->frequency});
+  Q5_LOG_NOTICE(measurementL, "test starts: %s, %d %s, %g Hz\n",
+                kind == nullptr ? "unknown kind" : kind,
+                current ? ghmp->ampmax.load() : ghmp->volttarget.load(), current ? "A" : "V",
+                ghmp->IsDCTest() ? 0.0 : double{ghmp->frequency});
 }
 
 void MeasurementLog::Result(const Msg::HmpTestRsltRep& record) {
@@ -66,8 +63,8 @@ void MeasurementLog::End(const char* how) const {
   }
   const std::chrono::duration<double> duration =
       started_ ? Now() - *started_ : platform::Nanoseconds{0};
-  logger_mgr::print(measurementL, kNotice, 0, "test ends by %s after %.1f s: %s\n", how,
-                    duration.count(), last.c_str());
+  Q5_LOG_NOTICE(measurementL, "test ends by %s after %.1f s: %s\n", how, duration.count(),
+                last.c_str());
 }
 
 }  // namespace Mos

@@ -6,7 +6,7 @@
 #include "common/acquisition/sine_correlator.h"
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/state/hmp_data.h"
 #include "mos/instrument/correlators.h"
@@ -23,9 +23,6 @@ using AcquisitionSystem::AcqChFollowing;
 using Dev::AllokLine;
 using Dev::FpgaDev;
 using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::measurementL;
 using Msg::ghmp;
 
 namespace {
@@ -39,8 +36,7 @@ constexpr auto kProofTime = std::chrono::seconds(1);
 void Quiesce(const char* func) {
   const int result = AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_QUIESCE);
   if (result == 0) return;
-  logger_mgr::print(measurementL, kError, 0, "%s:Notify channels ACQ_EVT_QUIESCE failed - ret:%d\n",
-                    func, result);
+  Q5_LOG_ERROR(measurementL, "%s:Notify channels ACQ_EVT_QUIESCE failed - ret:%d\n", func, result);
 }
 
 constexpr int kHostSilence = 8;      // s
@@ -53,7 +49,7 @@ int MessageMonitorCB(void* its) { return static_cast<Recovery*>(its)->MessageMon
 int TestMonitorCB(void* its) { return static_cast<Recovery*>(its)->TestMonitor(); }
 
 void QuiesceSM() {
-  logger_mgr::print(measurementL, kError, 0, "%s:safety switch \n", __func__);
+  Q5_LOG_ERROR(measurementL, "%s:safety switch \n", __func__);
   Quiesce(__func__);
 }
 
@@ -82,7 +78,7 @@ int Recovery::AllokRecovery() {
   static std::mutex allokprogress;
   const std::unique_lock alone(allokprogress, std::try_to_lock);
   if (!alone) {
-    logger_mgr::print(measurementL, kInfo, 0, "Allok recovery in progress\n");
+    Q5_LOG_INFO(measurementL, "Allok recovery in progress\n");
     return 0;
   }
   const bool raised = allok_.RaiseDropped([] {
@@ -91,7 +87,7 @@ int Recovery::AllokRecovery() {
     }
   });
   if (raised) {
-    logger_mgr::print(measurementL, kError, 0, "Mos Allok recovery done %d \n", ++allokcount);
+    Q5_LOG_ERROR(measurementL, "Mos Allok recovery done %d \n", ++allokcount);
   }
   return 0;
 }
@@ -109,8 +105,7 @@ int Recovery::MessageMonitor() {
   }
   // what was being served when the time was up has broken the silence
   if (!allok_.IsHeldFor(AllokLine::kNotProvedDown) && !is_silent()) return 0;
-  logger_mgr::print(measurementL, kError, 0,
-                    "No msgmonitorm Message received.... Do mos recovery\n");
+  Q5_LOG_ERROR(measurementL, "No msgmonitorm Message received.... Do mos recovery\n");
   Recover(lock);
   return 0;
 }
@@ -124,8 +119,8 @@ int Recovery::RecoverMos() {
 // A request hangs at a device, and the host's time is up. What needs nothing of the request's is
 // done at once; the recovery follows when it is over.
 void Recovery::MakeSafe() {
-  logger_mgr::print(measurementL, kError, 0,
-                    "%s: a request hangs, and its host is silent: coming to rest\n", __func__);
+  Q5_LOG_ERROR(measurementL, "%s: a request hangs, and its host is silent: coming to rest\n",
+               __func__);
   Quiesce(__func__);
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (!measurement_.IsRunning() || fpga == nullptr) return;
@@ -141,7 +136,7 @@ void Recovery::MakeSafe() {
 // The other modules stop where nobody can say any more that the output is down.
 void Recovery::DropAllok() {
   allok_.Hold(AllokLine::kNotProvedDown);
-  logger_mgr::print(measurementL, kError, 0, "%s: the output is not proved down\n", __func__);
+  Q5_LOG_ERROR(measurementL, "%s: the output is not proved down\n", __func__);
 }
 
 // The wait for the ramp-down holds up no request: it may take as long as a discharge. What the host
@@ -180,8 +175,7 @@ void Recovery::EndDischarge(FpgaDev& fpga, const Dev::FpgaRampControl::RampDownR
     fpga.ClearDischargeFlag();
     ghmp->discharging = 0;
   } else {
-    logger_mgr::print(measurementL, kError, 0, "%s.%d ERROR rampdown not successful \n",
-                      "RecoverMos", __LINE__);
+    Q5_LOG_ERROR(measurementL, "%s.%d ERROR rampdown not successful \n", "RecoverMos", __LINE__);
     DropAllok();
   }
 }
@@ -194,8 +188,7 @@ void Recovery::EndRecovery() {
   if (ghmp->discharging == 0) ghmp->ClearErrorCodes();
   if (!ghmp->IsLineSyncTracker()) clock_.Init();
   if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
-    logger_mgr::print(measurementL, kError, 0, "%s.%d: ACQ_EVT_STOP_TEST failed\n", __func__,
-                      __LINE__);
+    Q5_LOG_ERROR_HERE(measurementL, ": ACQ_EVT_STOP_TEST failed\n");
   }
   measurement_.BeginEnd();
   testmonitor.StopTimer();
@@ -209,7 +202,7 @@ void Recovery::EndRecovery() {
 int Recovery::TestMonitor() {
   const std::unique_lock alone(watch_mutex_, std::try_to_lock);
   if (!alone) return 0;  // the look before takes longer than a period
-  logger_mgr::print(measurementL, Logger::kDebug, 0, "TestMonitor started \n");
+  Q5_LOG_DEBUG(measurementL, "TestMonitor started \n");
   const bool limited = ghmp->IsInternalHVVoltageTest() || ghmp->IsExternalVoltageTest();
   if (!measurement_.IsRunning() || !limited) return 0;
   const bool swapped = ghmp->swapchannels == 1;

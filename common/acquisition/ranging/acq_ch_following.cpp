@@ -1,14 +1,11 @@
 #include "common/acquisition/ranging/acq_ch_following.h"
 
 #include "common/dev/fpga/fpga_dev.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/thread_safety.h"
 
 namespace AcquisitionSystem {
 
-using Logger::chanfsmL;
-using Logger::kInfo;
-using Logger::logger_mgr;
 using Msg::ghmp;
 
 namespace {
@@ -93,8 +90,8 @@ void AcqChFollowing::set_control_type() {
                                .curange = ghmp->curange};
   control_type = FollowingControlType(request);
   if (IsSourceModule() && control_type == RNG_CONTROL_EXTRAP) ghmp->curange = kSlowSweepRange;
-  logger_mgr::print(chanfsmL, kInfo, 0, "%s %s.%d: control_type:%s\n", name(), __func__, __LINE__,
-                    get_control_type_txt());
+  Q5_LOG_INFO(chanfsmL, "%s %s.%d: control_type:%s\n", name(), __func__, __LINE__,
+              get_control_type_txt());
 }
 
 // --- Each ---

@@ -2,7 +2,7 @@
 
 #include "common/acquisition/correct.h"
 #include "common/acquisition/sine_correlator.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/xml/range_tables.h"
 #include "platform/backend.h"
 
@@ -10,11 +10,6 @@ namespace AcquisitionSystem {
 
 using acquisition::Correct;
 using Dev::temp_range_info;
-using Logger::chanfsmL;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::kWarning;
-using Logger::logger_mgr;
 using Msg::ghmp;
 
 namespace {
@@ -79,9 +74,8 @@ void AcqChan::reset_sine_correlators() {
   SineCorrelator* fast = sineCorr_Fast;
   SineCorrelator* slow = sineCorr_Slow;
   if (fast == nullptr || slow == nullptr) {
-    logger_mgr::print(chanfsmL, kWarning, 0,
-                      "%s.%d: WARNING! reset() requested before SineCorrelator initialized.\n",
-                      __func__, __LINE__);
+    Q5_LOG_WARNING_HERE(chanfsmL,
+                        ": WARNING! reset() requested before SineCorrelator initialized.\n");
     return;
   }
   slow->reset(0);
@@ -147,9 +141,8 @@ int AcqChan::TakeFirstRange() {
   const Input_Mode mode = voltage ? Msg::AC_Volt : Msg::ACDC_Current;
   const mode_range_table_ent* entry = get_range_table_ent(mode, 1);
   if (entry == nullptr) {
-    logger_mgr::print(chanfsmL, kError, 0,
-                      "%s %s.%d: Error retrieving mode:%d range_index:%d range info\n", name(),
-                      __func__, __LINE__, mode, 1);
+    Q5_LOG_ERROR(chanfsmL, "%s %s.%d: Error retrieving mode:%d range_index:%d range info\n", name(),
+                 __func__, __LINE__, mode, 1);
     entry = temp_range_info(get_mode());
   }
   set_range_info_in_use(entry);
@@ -166,14 +159,12 @@ void AcqChan::WriteRange() {
     if (attempt > 0) platform::Machine().Clock().SleepFor(kBusyWait);
     if (front_end_.set_range_register(code, status) < 0) break;
     if (!Dev::NotBusyMeasFPGAStatus(status)) continue;
-    logger_mgr::print(chanfsmL, kInfo, 0, "%s %s.%d: range_code:0x%02X cpld_status:0x%02X\n",
-                      name(), __func__, __LINE__, static_cast<unsigned>(code),
-                      static_cast<unsigned>(status));
+    Q5_LOG_INFO(chanfsmL, "%s %s.%d: range_code:0x%02X cpld_status:0x%02X\n", name(), __func__,
+                __LINE__, static_cast<unsigned>(code), static_cast<unsigned>(status));
     return;
   }
-  logger_mgr::print(chanfsmL, kError, 0,
-                    "%s %s.%d: range_code:0x%02X was not taken, cpld_status:0x%02X\n", name(),
-                    __func__, __LINE__, static_cast<unsigned>(code), static_cast<unsigned>(status));
+  Q5_LOG_ERROR(chanfsmL, "%s %s.%d: range_code:0x%02X was not taken, cpld_status:0x%02X\n", name(),
+               __func__, __LINE__, static_cast<unsigned>(code), static_cast<unsigned>(status));
 }
 
 void AcqChan::StartFiguresOfTest() {

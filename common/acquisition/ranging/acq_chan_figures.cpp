@@ -2,17 +2,13 @@
 #include "common/acquisition/correct.h"
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/acquisition/sine_correlator.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace AcquisitionSystem {
 
 using acquisition::BlockFigures;
 using acquisition::Correct;
 using acquisition::phasortoo_t;
-using Logger::chanfsmL;
-using Logger::kDebug;
-using Logger::kError;
-using Logger::logger_mgr;
 using Msg::ghmp;
 
 namespace {
@@ -116,23 +112,20 @@ double AcqChan::full_cycle_ampl_percent_of_range() const {
 
 bool AcqChan::phasors_stable(SineCorrelator* correlator) {
   if (correlator == nullptr) {
-    logger_mgr::print(chanfsmL, kError, 0, "%s.%d: SineCorrelator missing\n", __func__, __LINE__);
+    Q5_LOG_ERROR_HERE(chanfsmL, ": SineCorrelator missing\n");
     return false;
   }
   if (!ghmp->IsVLFTest()) return true;
   const bool complete = SineCorrelator::CycleComplete();
-  logger_mgr::print(chanfsmL, kDebug, 0, "%s.%d: CycleComplete() returned %s\n", __func__, __LINE__,
-                    complete ? "true" : "false");
+  Q5_LOG_DEBUG_HERE(chanfsmL, ": CycleComplete() returned %s\n", complete ? "true" : "false");
   return complete;
 }
 
 int AcqChan::get_standard_dev(double* out) {
   SineCorrelator* fast = sineCorr_Fast;
   if (fast == nullptr) {
-    logger_mgr::print(
-        chanfsmL, kError, 0,
-        "%s.%d: ERROR! get_standard_dev called before fast SineCorrelator initialized.\n", __func__,
-        __LINE__);
+    Q5_LOG_ERROR_HERE(chanfsmL,
+                      ": ERROR! get_standard_dev called before fast SineCorrelator initialized.\n");
     return -1;
   }
   fast->calc_std_dev(out);
@@ -156,10 +149,8 @@ int AcqChan::get_correct_avgs(phasortoo_t* out) {
 int AcqChan::clear_dc_offsets() {
   SineCorrelator* fast = sineCorr_Fast;
   if (fast == nullptr) {
-    logger_mgr::print(
-        chanfsmL, kError, 0,
-        "%s.%d: ERROR! store dc offsets called before fast SineCorrelator initialized.\n", __func__,
-        __LINE__);
+    Q5_LOG_ERROR_HERE(chanfsmL,
+                      ": ERROR! store dc offsets called before fast SineCorrelator initialized.\n");
     return -1;
   }
   fast->ClearOffsetPhasors();

@@ -1,13 +1,11 @@
 // What a channel reports, and what reaches it: status word, CPLD, events.
 #include "common/acquisition/ranging/acq_chan.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace AcquisitionSystem {
 
-using Logger::chanfsmL;
 using Logger::kDebug;
 using Logger::kError;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -33,9 +31,9 @@ void AcqChan::set_status_flag(unsigned short mask, unsigned short bits) {
     after = static_cast<std::uint16_t>((before & mask) | bits);
   } while (!status_flag.compare_exchange_weak(before, after));
   if (after == before) return;
-  logger_mgr::print(chanfsmL, kDebug, 0, "%s %s.%d set %s status flag to %*s0x%04X %s\n", name(),
-                    __func__, __LINE__, get_chan_type(), hwch == ACQ_CH1 ? 0 : kColumn, "",
-                    static_cast<unsigned>(after), status_flag_text(after));
+  Q5_LOG_DEBUG(chanfsmL, "%s %s.%d set %s status flag to %*s0x%04X %s\n", name(), __func__,
+               __LINE__, get_chan_type(), hwch == ACQ_CH1 ? 0 : kColumn, "",
+               static_cast<unsigned>(after), status_flag_text(after));
 }
 
 // --- Front end ---
@@ -57,8 +55,7 @@ bool AcqChan::get_CPLD_status_upon_request(int force) {
   if (CPLD_status_request.exchange(0) == 0 && force == 0) return true;
   Dev::MeasChStaReg status{};
   if (front_end_.GetMeasChStaReg(status) < 0) {
-    logger_mgr::print(chanfsmL, kError, 0, "%s %s.%d: CPLD status could not be read\n", name(),
-                      __func__, __LINE__);
+    Q5_LOG_ERROR(chanfsmL, "%s %s.%d: CPLD status could not be read\n", name(), __func__, __LINE__);
     return false;
   }
   const unsigned byte = status.Status();
@@ -72,8 +69,7 @@ bool AcqChan::get_CPLD_status_upon_request(int force) {
   // busy is what it is after each write
   const bool harmless = byte == 0 || byte == before;
   const int level = harmless ? kDebug : byte == Dev::kMeasChBusy ? Logger::kInfo : kError;
-  logger_mgr::print(chanfsmL, level, 0, "%s %s.%d: CPLD status:0x%02X\n", name(), __func__,
-                    __LINE__, byte);
+  Q5_LOG_AT(level, chanfsmL, "%s %s.%d: CPLD status:0x%02X\n", name(), __func__, __LINE__, byte);
   return true;
 }
 
@@ -81,8 +77,7 @@ bool AcqChan::get_CPLD_status_upon_request(int force) {
 
 int AcqChan::external_event_notify(EXTERNAL_EVENT event) {
   if (!IsEvent(event)) {
-    logger_mgr::print(chanfsmL, kError, 0, "%s %s.%d: Unexpected event:%d\n", name(), __func__,
-                      __LINE__, event);
+    Q5_LOG_ERROR(chanfsmL, "%s %s.%d: Unexpected event:%d\n", name(), __func__, __LINE__, event);
     return 0;
   }
   const platform::Lock lock(ext_event_mutex);
@@ -135,8 +130,8 @@ std::int64_t AcqChan::GetEventCount(EXTERNAL_EVENT event) const {
 
 void AcqChan::set_sample_discard_count(int count) {
   const int before = sample_discard_count.exchange(count);
-  logger_mgr::print(chanfsmL, kDebug, 0, "%s %s.%d: sample_discard_count from %d to %d\n", name(),
-                    __func__, __LINE__, before, count);
+  Q5_LOG_DEBUG(chanfsmL, "%s %s.%d: sample_discard_count from %d to %d\n", name(), __func__,
+               __LINE__, before, count);
 }
 
 int AcqChan::sample_discard_countdown() {

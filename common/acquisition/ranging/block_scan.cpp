@@ -6,7 +6,7 @@
 #include "common/acquisition/correlator_kernel.h"
 #include "common/acquisition/sample_word.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace SignalCalculator {
 
@@ -14,11 +14,6 @@ using acquisition::kConditionMask;
 using acquisition::kSequenceMask;
 using acquisition::kSequenceShift;
 using acquisition::kSyncError;
-using Logger::acquisitionL;
-using Logger::kDebug;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -78,14 +73,13 @@ class Scanner {
     int& allowed = seq_report_allowed_.at(static_cast<std::size_t>(channel));
     if (allowed == 0) return;
     --allowed;
-    logger_mgr::print(acquisitionL, kError, 0,
-                      "CALC:%d Error! %s sample location 0x%04X sample_count field is 0x%02X.\n",
-                      __LINE__, NameOf(channel), static_cast<unsigned>(i),
-                      Word(channel, i) & kSequenceMask);
-    logger_mgr::print(acquisitionL, kError, 0,
-                      "CALC:%d This will only be reported once for this channel and capture "
-                      "interval.\n",
-                      __LINE__);
+    Q5_LOG_ERROR(
+        acquisitionL, "CALC:%d Error! %s sample location 0x%04X sample_count field is 0x%02X.\n",
+        __LINE__, NameOf(channel), static_cast<unsigned>(i), Word(channel, i) & kSequenceMask);
+    Q5_LOG_ERROR(acquisitionL,
+                 "CALC:%d This will only be reported once for this channel and capture "
+                 "interval.\n",
+                 __LINE__);
     Logger::Capture(event, channel + 1, i, Word(channel, i));
   }
 
@@ -94,9 +88,8 @@ class Scanner {
     if (sync_report_allowed_ == 0) return;
     --sync_report_allowed_;
     const unsigned word = Word(ACQ_CH1, i);
-    logger_mgr::print(acquisitionL, kError, 0,
-                      "%s %s.%d SYNC Error! sample location:0x%04X sample:0x%08X.\n",
-                      NameOf(ACQ_CH1), __func__, __LINE__, static_cast<unsigned>(i), word);
+    Q5_LOG_ERROR(acquisitionL, "%s %s.%d SYNC Error! sample location:0x%04X sample:0x%08X.\n",
+                 NameOf(ACQ_CH1), __func__, __LINE__, static_cast<unsigned>(i), word);
     Logger::Capture(Logger::A2DSTATUS_ERROR, ACQ_CH1 + 1, i, word);
   }
 
@@ -157,37 +150,36 @@ class Scanner {
     ChannelScan& result = Of(channel);
     result.read_cpld = true;
     if (!dc_test_) result.reset_wanted = true;
-    logger_mgr::print(acquisitionL, kError, 0,
-                      "CALC:%d %s called set_reset_sine_correlators_request(2) A2D_STATUS_FAULT "
-                      "sampleNum:0x%04X\n",
-                      __LINE__, NameOf(channel), static_cast<unsigned>(i));
+    Q5_LOG_ERROR(acquisitionL,
+                 "CALC:%d %s called set_reset_sine_correlators_request(2) A2D_STATUS_FAULT "
+                 "sampleNum:0x%04X\n",
+                 __LINE__, NameOf(channel), static_cast<unsigned>(i));
   }
 
   void LogFault(int channel, int i, int samples) const {
-    logger_mgr::print(acquisitionL, kError, 0,
-                      "CALC:%d %s Condition A2D_STATUS_FAULT in %d sample(s). prev:0x%08X    "
-                      "sampleNum:0x%04X\n",
-                      __LINE__, NameOf(channel), samples, i == 0 ? 0 : Word(channel, i - 1),
-                      static_cast<unsigned>(i));
+    Q5_LOG_ERROR(acquisitionL,
+                 "CALC:%d %s Condition A2D_STATUS_FAULT in %d sample(s). prev:0x%08X    "
+                 "sampleNum:0x%04X\n",
+                 __LINE__, NameOf(channel), samples, i == 0 ? 0 : Word(channel, i - 1),
+                 static_cast<unsigned>(i));
   }
 
   void Busy(int channel, int i) {
     ChannelScan& result = Of(channel);
     if ((result.status.cpld_busy & sample_block_status::kDetected) == 0) {
       if (++busy_blocks % kBusyReadEvery == 1) result.read_cpld = true;
-      logger_mgr::print(acquisitionL, kInfo, 0, "%s CALC:%d A2D_STATUS_CPLD_BUSY\n",
-                        NameOf(channel), __LINE__);
+      Q5_LOG_INFO(acquisitionL, "%s CALC:%d A2D_STATUS_CPLD_BUSY\n", NameOf(channel), __LINE__);
     }
     result.status.cpld_busy |= Detected(i);
   }
 
   void LogChange(int channel, int i, unsigned condition, std::uint32_t before) {
-    logger_mgr::print(acquisitionL, kDebug, 0,
-                      "%s CALC:%d offset:0x%04X sample:0x%08X case 0x%06X results "
-                      "x%06X->x%06X(bytes:busy.fault.over "
-                      "bits:detected(x04).cleared(x02).persisted(x01)\n",
-                      NameOf(channel), __LINE__, static_cast<unsigned>(i), Word(channel, i),
-                      condition, before, Of(channel).status.Word());
+    Q5_LOG_DEBUG(acquisitionL,
+                 "%s CALC:%d offset:0x%04X sample:0x%08X case 0x%06X results "
+                 "x%06X->x%06X(bytes:busy.fault.over "
+                 "bits:detected(x04).cleared(x02).persisted(x01)\n",
+                 NameOf(channel), __LINE__, static_cast<unsigned>(i), Word(channel, i), condition,
+                 before, Of(channel).status.Word());
   }
 
   std::span<const int> block_;

@@ -6,17 +6,13 @@
 #include "common/acquisition/correct.h"
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/acquisition/sine_correlator.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/xml/range_tables.h"
 #include "platform/backend.h"
 
 namespace AcquisitionSystem {
 
-using Logger::chanfsmL;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 using Msg::ghmp;
 
 namespace {
@@ -36,9 +32,8 @@ double get_filter_delay_time(int first, int second) {
     return filter > 0 && filter < kFilters ? analogfilterdelays[filter] : -1.0;
   };
   if (delay(first) > 0 && delay(second) > 0) return std::max(delay(first), delay(second));
-  logger_mgr::print(chanfsmL, kInfo, 0,
-                    "%s.%d: Filters Ch1:%d ch2:%d must be > 0 and < %d.  Using %f\n", __func__,
-                    __LINE__, first, second, kFilters, kDefaultDelay);
+  Q5_LOG_INFO_HERE(chanfsmL, ": Filters Ch1:%d ch2:%d must be > 0 and < %d.  Using %f\n", first,
+                   second, kFilters, kDefaultDelay);
   return kDefaultDelay;
 }
 
@@ -77,8 +72,8 @@ void FixedRange::Begin() {
   scaled_ = false;
   phase_ = Phase::kWrite;
   channel_.set_status_flag(kStatusKeepMask, Ranging);
-  logger_mgr::print(chanfsmL, kInfo, 0, "%s %s.%d: mode:%d range_index:%d\n", channel_.name(),
-                    __func__, __LINE__, parameters_.mode, index_);
+  Q5_LOG_INFO(chanfsmL, "%s %s.%d: mode:%d range_index:%d\n", channel_.name(), __func__, __LINE__,
+              parameters_.mode, index_);
   if (!Dev::IsCalibrated(channel_.get_hwch())) {
     return GiveUp("the channel is not calibrated", Msg::NAK_MCODE_EEPROMXML);
   }
@@ -203,8 +198,8 @@ void FixedRange::LookAtFrontEnd() {
 }
 
 void FixedRange::GiveUp(const char* what, short code) {
-  logger_mgr::print(chanfsmL, kError, 0, "%s %s.%d: range_index:%d %s\n", channel_.name(), __func__,
-                    __LINE__, index_, what);
+  Q5_LOG_ERROR(chanfsmL, "%s %s.%d: range_index:%d %s\n", channel_.name(), __func__, __LINE__,
+               index_, what);
   ghmp->SetErrorCode(code, 1, channel_.get_hwch());
   channel_.set_status_flag(kStatusKeepMask, Data_Not_Valid);
   phase_ = Phase::kGivenUp;

@@ -3,17 +3,14 @@
 #include <cstdio>
 
 #include "common/acquisition/sample_word.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/output_file.h"
 
 namespace SignalCalculator {
 
 using AcquisitionSystem::AcqChan;
-using Logger::acquisitionL;
 using Logger::kDebug;
 using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 using Msg::ghmp;
 
 namespace {
@@ -57,9 +54,8 @@ SignalStatistics::SignalStatistics(AcqChan& first, AcqChan& second)
 
 int SignalStatistics::process_sample_buff(const int* block, int nr_sample_pairs) {
   if (nr_sample_pairs < 1 || nr_sample_pairs > kMostPairs) {
-    logger_mgr::print(acquisitionL, kError, 0,
-                      "CALC:%d Request for unsupported number of sample pairs %d\n", __LINE__,
-                      nr_sample_pairs);
+    Q5_LOG_ERROR(acquisitionL, "CALC:%d Request for unsupported number of sample pairs %d\n",
+                 __LINE__, nr_sample_pairs);
     return -1;
   }
   const std::span words(block, 2 * static_cast<std::size_t>(nr_sample_pairs));
@@ -85,9 +81,9 @@ void SignalStatistics::expect_block(const int* block, int nr_sample_pairs) {
 void SignalStatistics::JudgeOverRange(AcqChan& channel, int over_range, int pairs) {
   const int blocks = channel.Guard().TakeBad();
   // one line for each time that it begins
-  logger_mgr::print(acquisitionL, blocks == 1 ? kError : kDebug, 0,
-                    "%s %s.%d: %4d overrange samples out of %d\n", channel.name(), __func__,
-                    __LINE__, over_range, pairs);
+  Q5_LOG_AT(blocks == 1 ? kError : kDebug, acquisitionL,
+            "%s %s.%d: %4d overrange samples out of %d\n", channel.name(), __func__, __LINE__,
+            over_range, pairs);
   // again, as a slow cycle that is still open may have been accepted meanwhile
   channel.Guard().Spoil(AcquisitionSystem::Ranging);
   if (channel.get_sample_discard_count() != 0) return;
@@ -132,14 +128,14 @@ void SignalStatistics::Judge(AcqChan& channel, const ChannelScan& scan, bool bad
 
 int SignalStatistics::CaptureToFile(const int* block) const {
   if (block == nullptr) {
-    logger_mgr::print(acquisitionL, kError, 0, "%s::%s.%d parameter blockptr must not be NULL\n",
-                      name(), __func__, __LINE__);
+    Q5_LOG_ERROR(acquisitionL, "%s::%s.%d parameter blockptr must not be NULL\n", name(), __func__,
+                 __LINE__);
     return -1;
   }
   const platform::Stream file = platform::OpenStream(kCaptureFile, "we");
   if (file == nullptr) {
-    logger_mgr::print(acquisitionL, kError, 0, "%s::%s.%d Cannot creat file %s\n", name(), __func__,
-                      __LINE__, kCaptureFile);
+    Q5_LOG_ERROR(acquisitionL, "%s::%s.%d Cannot creat file %s\n", name(), __func__, __LINE__,
+                 kCaptureFile);
     return -1;
   }
   std::fputs("   CH1DEC       CH2DEC       CH1HEX     CH2HEX\n", file.get());
@@ -148,8 +144,8 @@ int SignalStatistics::CaptureToFile(const int* block) const {
     std::fprintf(file.get(), "%12d %12d 0x%08x 0x%08x \n", record.ch1, record.ch2, record.ch1o,
                  record.ch2o);
   }
-  logger_mgr::print(acquisitionL, kInfo, 0, "%s::%s.%d Captured sample block to %s\n", name(),
-                    __func__, __LINE__, kCaptureFile);
+  Q5_LOG_INFO(acquisitionL, "%s::%s.%d Captured sample block to %s\n", name(), __func__, __LINE__,
+              kCaptureFile);
   return 0;
 }
 

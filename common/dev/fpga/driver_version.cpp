@@ -5,15 +5,11 @@
 #include <charconv>
 #include <cmath>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 #include "platform/fpga_driver.h"
 
 namespace Dev {
-
-using Logger::fpgaL;
-using Logger::kError;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -49,25 +45,21 @@ float ParseDriverVersion(std::string_view text) {
 float GetQ5FPGADriverVersion() {
   const File file(kDriverVersionPath);
   if (file.Get() < 0) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d Error opening %s to determine Q5 FPGA Driver Version\n", __func__,
-                      __LINE__, kDriverVersionPath);
+    Q5_LOG_ERROR_HERE(fpgaL, " Error opening %s to determine Q5 FPGA Driver Version\n",
+                      kDriverVersionPath);
     return 0;
   }
   char text[32] = {};
   const ssize_t size = platform::Machine().Read(file.Get(), text, sizeof text - 1);
   if (size < 0) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d Error reading %s to determine Q5 FPGA Driver Version\n", __func__,
-                      __LINE__, kDriverVersionPath);
+    Q5_LOG_ERROR_HERE(fpgaL, " Error reading %s to determine Q5 FPGA Driver Version\n",
+                      kDriverVersionPath);
     return 0;
   }
   const float version = ParseDriverVersion({text, static_cast<std::size_t>(size)});
   if (version >= 0) return version;
-  logger_mgr::print(
-      fpgaL, kError, 0,
-      "%s.%d Error converting version string %s to determine Q5 FPGA Driver Version\n", __func__,
-      __LINE__, text);
+  Q5_LOG_ERROR_HERE(
+      fpgaL, " Error converting version string %s to determine Q5 FPGA Driver Version\n", text);
   return 0;
 }
 

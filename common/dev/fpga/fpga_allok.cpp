@@ -1,6 +1,6 @@
 // The ALLOK line. On the main module its bits stand in registers that the others use for clocks.
 #include "common/dev/fpga/fpga_dev_base.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace Dev {
 
@@ -50,8 +50,7 @@ int FpgaDevBase::GetALLOK() {
   if (!FindAllok(out, in)) return -1;
   const int level = ReadBit(in);
   if (level >= 0) {
-    Logger::logger_mgr::print(Logger::fpgaL, Logger::kInfo, 0, "GetALLOK %x \n",
-                              static_cast<unsigned>(level));
+    Q5_LOG_INFO(fpgaL, "GetALLOK %x \n", static_cast<unsigned>(level));
   }
   return level;
 }

@@ -5,16 +5,12 @@
 
 #include "common/dev/fpga/fpga_dev_base.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 
 namespace Dev {
 
 using Logger::Capture;
-using Logger::fpgaL;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -35,7 +31,7 @@ int FpgaDevBase::FpgaReset() {
   if (ReadReg(Q5FPGA_WFORM_CTRL, wfctrl) < 0) {
     result = -1;
   } else {
-    logger_mgr::print(fpgaL, kInfo, 0, " wfctrl = 0x%x \n", wfctrl);
+    Q5_LOG_INFO(fpgaL, " wfctrl = 0x%x \n", wfctrl);
   }
   return WriteReg(Q5FPGA_WFORM_CTRL, 0, __LINE__) < 0 ? -1 : result;
 }
@@ -48,7 +44,7 @@ int FpgaDevBase::FPGADisableWaveform() {
   unsigned wfctrl = 0;
   const int result = ReadReg(Q5FPGA_WFORM_CTRL, wfctrl);
   if (result == 0) {
-    logger_mgr::print(fpgaL, kInfo, 0, "%s.%d wfctrl = 0x%x \n", __func__, __LINE__, wfctrl);
+    Q5_LOG_INFO_HERE(fpgaL, " wfctrl = 0x%x \n", wfctrl);
   }
   return WriteReg(Q5FPGA_WFORM_CTRL, 0, __LINE__) < 0 ? -1 : result;
 }
@@ -80,9 +76,8 @@ int FpgaDevBase::ConfigureClocks(unsigned cycle_length, unsigned clock_select) {
   } writes[] = {{REG_WAVEFORM_CYC_LEN, cycle_length}, {Q5FPGA_CLK_SEL, clock_select}};
   for (const auto& write : writes) {
     if (WriteReg(write.offset, write.value, __LINE__) == 0) continue;
-    logger_mgr::print(fpgaL, kError, 0, "%s: ioctl write error - reg:0x%02X  value:0x%04X, %s",
-                      __func__, static_cast<unsigned>(write.offset), write.value,
-                      std::strerror(errno));
+    Q5_LOG_ERROR(fpgaL, "%s: ioctl write error - reg:0x%02X  value:0x%04X, %s", __func__,
+                 static_cast<unsigned>(write.offset), write.value, std::strerror(errno));
     return -1;
   }
   return IsClockSelected(clock_select) ? 0 : -1;
@@ -94,8 +89,7 @@ bool FpgaDevBase::IsClockSelected(unsigned clock_select) {
   unsigned selected = 0;
   if (ReadReg(Q5FPGA_CLK_SEL, selected) < 0) return false;
   if (((selected ^ clock_select) & kCompared) == 0) return true;
-  logger_mgr::print(fpgaL, kError, 0, "clock select 0x%04X was not taken: 0x%04X\n", clock_select,
-                    selected);
+  Q5_LOG_ERROR(fpgaL, "clock select 0x%04X was not taken: 0x%04X\n", clock_select, selected);
   return false;
 }
 

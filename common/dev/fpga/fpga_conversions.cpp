@@ -4,15 +4,11 @@
 #include "common/dev/fpga/counts.h"
 #include "common/dev/fpga/fpga_dev_base.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace Dev {
 
 using Logger::Capture;
-using Logger::fpgaL;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -21,14 +17,14 @@ constexpr int kMaxCurrentLimit = 32767;
 
 void TellMaximum(float value, int amplitude, float scale, float maximum) {
   if (static_cast<float>(amplitude) < maximum) return;
-  logger_mgr::print(fpgaL, kError, 0, "Reached MAX AMPLITUDE v %f amplitude %d scalefactor %f\n",
-                    double{value}, amplitude, double{scale});
+  Q5_LOG_ERROR(fpgaL, "Reached MAX AMPLITUDE v %f amplitude %d scalefactor %f\n", double{value},
+               amplitude, double{scale});
 }
 
 int WithPercent(int value, int percent) {
   const float whole = static_cast<float>(value);
   const int limit = ToCounts(double{whole + whole * static_cast<float>(percent) / 100.0F});
-  logger_mgr::print(fpgaL, kInfo, 0, "value=%d, percent=%d hardlimit=%d \n", value, percent, limit);
+  Q5_LOG_INFO(fpgaL, "value=%d, percent=%d hardlimit=%d \n", value, percent, limit);
   return limit;
 }
 
@@ -53,18 +49,18 @@ int FpgaDevBase::VoltsToSample(float volts) {
     const float high = Config().GetHVScaleFactor();
     const float primary = volts / high / scale;
     amplitude = ToCounts(std::ceil(double{primary} * kPeak));
-    logger_mgr::print(fpgaL, kInfo, 0,
-                      "%s.%d Applied the hv scalefactor volts: %f  HVScaleFactor:%f  "
-                      "lvscalefactor:%f  amplitude:%d\n",
-                      __func__, __LINE__, double{volts}, double{high}, double{scale}, amplitude);
+    Q5_LOG_INFO_HERE(fpgaL,
+                     " Applied the hv scalefactor volts: %f  HVScaleFactor:%f  "
+                     "lvscalefactor:%f  amplitude:%d\n",
+                     double{volts}, double{high}, double{scale}, amplitude);
   } else if (Test().IsDCTest()) {
     amplitude = ToCounts(std::ceil(double{volts / scale}));
   } else {
     amplitude = ToCounts(std::ceil(double{volts} * kPeak / double{scale}));
   }
   TellMaximum(volts, amplitude, scale, _vmaxamplitude);
-  logger_mgr::print(fpgaL, kInfo, 0, "volts = %f amplitude = 0x%x \n", double{volts},
-                    static_cast<unsigned>(amplitude));
+  Q5_LOG_INFO(fpgaL, "volts = %f amplitude = 0x%x \n", double{volts},
+              static_cast<unsigned>(amplitude));
   return amplitude;
 }
 
@@ -74,8 +70,8 @@ int FpgaDevBase::AmpsToSample(float amps) {
       Test().IsDCTest() ? double{amps / scale} : double{amps} * kPeak / double{scale};
   const int amplitude = ToCounts(std::ceil(counts));
   TellMaximum(amps, amplitude, scale, _imaxamplitude);
-  logger_mgr::print(fpgaL, kInfo, 0, "amps = %f amplitude = 0x%x \n", double{amps},
-                    static_cast<unsigned>(amplitude));
+  Q5_LOG_INFO(fpgaL, "amps = %f amplitude = 0x%x \n", double{amps},
+              static_cast<unsigned>(amplitude));
   return amplitude;
 }
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <mutex>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 
 namespace Dev {
@@ -19,7 +19,7 @@ FpgaDev* FpgaDev::GetDevice() {
     int fd = platform::Machine().Open(kFpgaDevicePath, O_RDWR);
     if (fd < 0) {
       int error = errno;
-      Logger::logger_mgr::print(Logger::fpgaL, Logger::kError, 0, "%s: OPEN ERROR\n", "GetDevice");
+      Q5_LOG_ERROR(fpgaL, "%s: OPEN ERROR\n", "GetDevice");
       errno = error;
       return nullptr;
     }

@@ -9,13 +9,9 @@
 
 #include "common/dev/fpga/allok_drop.h"
 #include "common/dev/fpga/fpga_request.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace Dev {
-
-using Logger::fpgaL;
-using Logger::kError;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -33,8 +29,8 @@ constexpr unsigned LiveBits(int offset) {
 void TraceWrite(const char* verb, const char* func, int line, const FpgaCmd& command) {
   const char* name = FpgaDevBase::GetRegNameText(command.offset);
   if (command.devtype != FPGA_REG || std::strcmp(name, kUntraced) == 0) return;
-  logger_mgr::print(fpgaL, Logger::kInfo, 0, "%s.%d %s register %s(0x%02X) val 0x%04X\n", func,
-                    line, verb, name, static_cast<unsigned>(command.offset), command.val);
+  Q5_LOG_INFO(fpgaL, "%s.%d %s register %s(0x%02X) val 0x%04X\n", func, line, verb, name,
+              static_cast<unsigned>(command.offset), command.val);
 }
 
 }  // namespace
@@ -49,8 +45,8 @@ const FpgaShared& FpgaDevBase::Shared() {
 int FpgaDevBase::Read(FpgaCmd& command) {
   if (FpgaRequest(_fd, Q5FPGA_CMD_RD, command) >= 0) return 0;
   const int error = errno;
-  logger_mgr::print(fpgaL, kError, 0, "%s IOCTL ERROR offset 0x%02X val 0x%04X fd %d\n", "Read",
-                    static_cast<unsigned>(command.offset), command.val, _fd);
+  Q5_LOG_ERROR(fpgaL, "%s IOCTL ERROR offset 0x%02X val 0x%04X fd %d\n", "Read",
+               static_cast<unsigned>(command.offset), command.val, _fd);
   errno = error;
   return -1;
 }
@@ -61,8 +57,8 @@ int FpgaDevBase::Write(FpgaCmd& command, int line) {
     return 0;
   }
   const int error = errno;
-  logger_mgr::print(fpgaL, kError, 0, "%s.%d IOCTL ERROR register 0x%02X val 0x%04X\n", "Write",
-                    line, static_cast<unsigned>(command.offset), command.val);
+  Q5_LOG_ERROR(fpgaL, "%s.%d IOCTL ERROR register 0x%02X val 0x%04X\n", "Write", line,
+               static_cast<unsigned>(command.offset), command.val);
   errno = error;
   return -1;
 }
@@ -76,8 +72,8 @@ int FpgaDevBase::ReadReg(int offset, unsigned int& value) {
     return 0;
   }
   const int error = errno;
-  logger_mgr::print(fpgaL, kError, 0, "%s.%d IOCTL ERROR offset 0x%02X\n", "ReadReg", __LINE__,
-                    static_cast<unsigned>(offset));
+  Q5_LOG_ERROR(fpgaL, "%s.%d IOCTL ERROR offset 0x%02X\n", "ReadReg", __LINE__,
+               static_cast<unsigned>(offset));
   errno = error;
   return -1;
 }
@@ -107,8 +103,8 @@ int FpgaDevBase::Put(int offset, unsigned value, int line) {
     TraceWrite("Wrote", "WriteReg", line, command);
     return 0;
   }
-  logger_mgr::print(fpgaL, kError, 0, "%s.%d IOCTL ERROR offset 0x%02X val 0x%04X fd %d\n",
-                    "WriteReg", line, static_cast<unsigned>(offset), value, _fd);
+  Q5_LOG_ERROR(fpgaL, "%s.%d IOCTL ERROR offset 0x%02X val 0x%04X fd %d\n", "WriteReg", line,
+               static_cast<unsigned>(offset), value, _fd);
   errno = error;
   return -1;
 }
@@ -165,8 +161,7 @@ int FpgaDevBase::GetHostModuleID() {
       return (misc & kMeasModuleBit) != 0 ? MEAS_MOD : SOURCE_MOD;
     }
     default:
-      logger_mgr::print(fpgaL, kError, 0, "Check GetHostModuleID %d \n",
-                        static_cast<int>(id & kIdentityMask));
+      Q5_LOG_ERROR(fpgaL, "Check GetHostModuleID %d \n", static_cast<int>(id & kIdentityMask));
       return PFC_MOD;
   }
 }
@@ -176,8 +171,8 @@ bool FpgaDevBase::IsActualModuleID(int module) { return GetHostModuleID() == mod
 int FpgaDevBase::GetRevision() {
   unsigned int id = 0;
   if (ReadReg(Q5FPGA_DEVICE_ID, id) < 0) {
-    logger_mgr::print(fpgaL, kError, 0, "FPGA read revision failed offset %d val %d\n",
-                      static_cast<int>(Q5FPGA_DEVICE_ID), static_cast<int>(id));
+    Q5_LOG_ERROR(fpgaL, "FPGA read revision failed offset %d val %d\n",
+                 static_cast<int>(Q5FPGA_DEVICE_ID), static_cast<int>(id));
     return -1;
   }
   return static_cast<int>(id >> kRevisionShift);
@@ -186,8 +181,8 @@ int FpgaDevBase::GetRevision() {
 int FpgaDevBase::GetMiscContStat2() {
   unsigned int status = 0;
   if (ReadReg(Q5FPGA_MISC_STATCTL2_REG, status) < 0) {
-    logger_mgr::print(fpgaL, kError, 0, "FPGA read failed offset 0x%02X val 0x%04X\n",
-                      static_cast<unsigned>(Q5FPGA_MISC_STATCTL2_REG), status);
+    Q5_LOG_ERROR(fpgaL, "FPGA read failed offset 0x%02X val 0x%04X\n",
+                 static_cast<unsigned>(Q5FPGA_MISC_STATCTL2_REG), status);
     return -1;
   }
   return static_cast<int>(status);

@@ -9,17 +9,13 @@
 
 #include "common/dev/fpga/fpga_ramp_control.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "platform/backend.h"
 
 namespace Dev {
 
 using Logger::Capture;
-using Logger::fpgaL;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -197,7 +193,7 @@ int FpgaRampControl::GetDischargeStatus(int check, int swap) {
     } else {
       if (_dischargestarttime == 0) {
         _dischargestarttime = platform::Machine().Clock().Realtime().tv_sec;
-        logger_mgr::print(fpgaL, kInfo, 0, "%s.%d Discharging \n", __func__, __LINE__);
+        Q5_LOG_INFO_HERE(fpgaL, " Discharging \n");
       }
       if (check != 0) {
         CheckFastFilterMeasurement(swap);
@@ -252,10 +248,10 @@ FpgaRampControl::RampDownResult FpgaRampControl::AwaitProof(int swap, const Want
     clock.SleepFor(kLook);
     if (count <= kMaxLooks || clock.Monotonic() - begin < LongestWait(Test())) continue;
 
-    logger_mgr::print(fpgaL, kError, 0,
-                      "RAMP DOWN FAIL VOLTAGE STILL PRESENT!!!!\t\t\t\t\t\tmax sample %f fast "
-                      "phasor mag %f count %d \n",
-                      Reading(FastReading::kMaxVoltage, channel).value_or(0), look.value, count);
+    Q5_LOG_ERROR(fpgaL,
+                 "RAMP DOWN FAIL VOLTAGE STILL PRESENT!!!!\t\t\t\t\t\tmax sample %f fast "
+                 "phasor mag %f count %d \n",
+                 Reading(FastReading::kMaxVoltage, channel).value_or(0), look.value, count);
     return {RampDown::kStillPresent, look.value};
   }
 }
@@ -268,7 +264,7 @@ int FpgaRampControl::StopWaveform(int stop) {
 FpgaRampControl::RampDownResult FpgaRampControl::AwaitRampDown(int swap, const Wanted& wanted) {
   if (!Output().wrdischargeflag && CheckFPGARampStatus(wanted) < 0) {
     if (!wanted()) return {RampDown::kAbandoned};
-    logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN NOT COMPLETE \n");
+    Q5_LOG_ERROR(fpgaL, "RAMP DOWN NOT COMPLETE \n");
     return {RampDown::kNotComplete};
   }
   const RampDownResult result = AwaitProof(swap, wanted);
@@ -287,9 +283,8 @@ void FpgaRampControl::SetVoltageAvailableError(int voltage, float f) {
   const unsigned ramp = ReadOrZero(Q5FPGA_WFORM_RAMP_CTL);
   const unsigned timer = ReadOrZero(Q5FPGA_WFORM_AMP_TIMER);
   const int hertz = Msg::ToDataWord(double{f});
-  logger_mgr::print(Logger::msgL, kError, 0,
-                    "voltage %d ampvalue 0x%x rampreg 0x%x timer 0x%x frequency %d \n", voltage,
-                    amplifier, ramp, timer, hertz);
+  Q5_LOG_ERROR(msgL, "voltage %d ampvalue 0x%x rampreg 0x%x timer 0x%x frequency %d \n", voltage,
+               amplifier, ramp, timer, hertz);
   Shared().errors.SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDNVOLT, 4, voltage, amplifier, ramp, hertz);
 }
 

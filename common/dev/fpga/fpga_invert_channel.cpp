@@ -1,14 +1,11 @@
 #include "common/dev/fpga/fpga_invert_channel.h"
 
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace Dev {
 
 using Logger::Capture;
-using Logger::fpgaL;
-using Logger::kInfo;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -28,9 +25,9 @@ int FpgaInvertChannel::ChangeInversion(int channel, bool inverted) {
   if (changes) {
     if (ReadReg(Q5FPGA_A2D_CTRL, value) < 0) return -1;
     if (inverted) {
-      logger_mgr::print(fpgaL, kInfo, 0, "invert signal 0x%x \n", value);
+      Q5_LOG_INFO(fpgaL, "invert signal 0x%x \n", value);
     } else {
-      logger_mgr::print(fpgaL, kInfo, 0, "Current channel 0x%x \n", value);
+      Q5_LOG_INFO(fpgaL, "Current channel 0x%x \n", value);
     }
   }
   Capture(inverted ? Logger::INVERT_CHANNEL : Logger::CLEAR_INVERT_CHANNEL, value, channel + 1);
@@ -57,7 +54,7 @@ int FpgaInvertChannel::CorrectCurrentChannel() {
 int FpgaInvertChannel::FlipAllChannels() {
   unsigned value = 0;
   if (ChangeReg(Q5FPGA_A2D_CTRL, 0, kInvertBoth, __LINE__, value) < 0) return -1;
-  logger_mgr::print(fpgaL, kInfo, 0, "Flip all 0x%x \n", value);
+  Q5_LOG_INFO(fpgaL, "Flip all 0x%x \n", value);
   Capture(Logger::FLIP_ALL_CHANNELS, value);
   return 0;
 }

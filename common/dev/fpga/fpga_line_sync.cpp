@@ -4,15 +4,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace Dev {
-
-using Logger::fpgaL;
-using Logger::kDebug;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -29,22 +23,19 @@ constexpr bool IsParameter(unsigned value) { return value >= 1 && value <= kMaxP
 int CheckParameters(const lineSyncTrackerParams& params) {
   const unsigned rate = params.correctionRate;
   if (!std::has_single_bit(rate) || rate < kMinRate || rate > kMaxRate) {
-    logger_mgr::print(
-        fpgaL, kError, 0,
-        "%s.%d:LSYN Invalid parameter correctionRate %d,  Expected 2-256 power of 2.\n", __func__,
-        __LINE__, static_cast<int>(rate));
+    Q5_LOG_ERROR_HERE(fpgaL,
+                      ":LSYN Invalid parameter correctionRate %d,  Expected 2-256 power of 2.\n",
+                      static_cast<int>(rate));
     return LF_EST_INVALID_PARAMETER;
   }
   if (!IsParameter(params.correctionPulseLimit)) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d:LSYN Invalid parameter correctionPulseLimit:%d,  Expected 1-255.\n",
-                      __func__, __LINE__, static_cast<int>(params.correctionPulseLimit));
+    Q5_LOG_ERROR_HERE(fpgaL, ":LSYN Invalid parameter correctionPulseLimit:%d,  Expected 1-255.\n",
+                      static_cast<int>(params.correctionPulseLimit));
     return LF_EST_INVALID_PARAMETER;
   }
   if (!IsParameter(params.offsetThreshold)) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d:LSYN Invalid parameter offsetThreshold:%d,  Expected 1-255.\n",
-                      __func__, __LINE__, static_cast<int>(params.offsetThreshold));
+    Q5_LOG_ERROR_HERE(fpgaL, ":LSYN Invalid parameter offsetThreshold:%d,  Expected 1-255.\n",
+                      static_cast<int>(params.offsetThreshold));
     return LF_EST_INVALID_PARAMETER;
   }
   return LF_EST_COMPLETE;
@@ -58,22 +49,22 @@ constexpr unsigned RateField(unsigned rate) {
 
 int FpgaLineSync::ReadLsyn(int offset, unsigned& value, const char* func, int line) {
   if (ReadReg(offset, value) == 0) return LF_EST_COMPLETE;
-  logger_mgr::print(fpgaL, kError, 0, "%s.%d:LSYN Unable to read register 0x%04X.  errno:%s\n",
-                    func, line, static_cast<unsigned>(offset), std::strerror(errno));
+  Q5_LOG_ERROR(fpgaL, "%s.%d:LSYN Unable to read register 0x%04X.  errno:%s\n", func, line,
+               static_cast<unsigned>(offset), std::strerror(errno));
   return LF_EST_IO_ERROR;
 }
 
 int FpgaLineSync::WriteLsyn(int offset, unsigned value, const char* func, int line) {
   if (WriteReg(offset, value, line) == 0) return LF_EST_COMPLETE;
-  logger_mgr::print(fpgaL, kError, 0, "%s.%d:LSYN Unable to write register 0x%04X.  errno:%s\n",
-                    func, line, static_cast<unsigned>(offset), std::strerror(errno));
+  Q5_LOG_ERROR(fpgaL, "%s.%d:LSYN Unable to write register 0x%04X.  errno:%s\n", func, line,
+               static_cast<unsigned>(offset), std::strerror(errno));
   return LF_EST_IO_ERROR;
 }
 
 int FpgaLineSync::ChangeLsyn(int offset, unsigned clear, unsigned set, const char* func, int line) {
   if (ChangeReg(offset, clear, set, line) == 0) return LF_EST_COMPLETE;
-  logger_mgr::print(fpgaL, kError, 0, "%s.%d:LSYN Unable to write register 0x%04X.  errno:%s\n",
-                    func, line, static_cast<unsigned>(offset), std::strerror(errno));
+  Q5_LOG_ERROR(fpgaL, "%s.%d:LSYN Unable to write register 0x%04X.  errno:%s\n", func, line,
+               static_cast<unsigned>(offset), std::strerror(errno));
   return LF_EST_IO_ERROR;
 }
 
@@ -83,9 +74,8 @@ int FpgaLineSync::CheckVersion(const char* func, int line) {
   if (result < 0) return result;
   version &= kVersionMask;
   if (version >= kNeededVersion) return LF_EST_COMPLETE;
-  logger_mgr::print(fpgaL, kError, 0,
-                    "%s.%d:LSYN FPGA version 0x%04X required.  Current FPGA version 0x%04X\n", func,
-                    line, kNeededVersion, version);
+  Q5_LOG_ERROR(fpgaL, "%s.%d:LSYN FPGA version 0x%04X required.  Current FPGA version 0x%04X\n",
+               func, line, kNeededVersion, version);
   return LF_EST_NOT_SUPPORTED;
 }
 
@@ -121,8 +111,7 @@ int FpgaLineSync::StartTracker(const lineSyncTrackerParams& params) {
       change(Q5FPGA_WFORM_CTRL, kWformEnable, 0, __LINE__) < 0) {
     return LF_EST_IO_ERROR;
   }
-  logger_mgr::print(fpgaL, kInfo, 0, "%s.%d:LSYN  Turning off Q5FPGA_WFCTL_SYNC_ENABLE\n", kCaller,
-                    __LINE__);
+  Q5_LOG_INFO(fpgaL, "%s.%d:LSYN  Turning off Q5FPGA_WFCTL_SYNC_ENABLE\n", kCaller, __LINE__);
   if (change(Q5FPGA_WFORM_CTRL, Q5FPGA_WFCTL_SYNC_ENABLE, 0, __LINE__) < 0 ||
       change(Q5FPGA_LNSYNC_CTL_STAT_REG, kTrackerEnable, 0, __LINE__) < 0 ||
       change(Q5FPGA_WFORM_CTRL, 0, Q5FPGA_WFCTL_SYNC_ENABLE, __LINE__) < 0 ||
@@ -146,10 +135,10 @@ int FpgaLineSync::SourceInLineSync() {
   if ((wfctrl & kInSync) != kInSync) return 0;
   if (ReadLsyn(Q5FPGA_LNSYNC_CTL_STAT_REG, status, __func__, __LINE__) < 0) return LF_EST_IO_ERROR;
   if ((status & kLocked) == kLocked) {
-    logger_mgr::print(fpgaL, kInfo, 0,
-                      "%s.%d:LSYN  Read Q5FPGA_LNSYNC_CTL_STAT_REG:0x%04X TRKR_EN:0x%04X "
-                      "TRKR_LOCK:0x%04X\n",
-                      __func__, __LINE__, status, status & kTrackerEnable, status & kTrackerLocked);
+    Q5_LOG_INFO_HERE(fpgaL,
+                     ":LSYN  Read Q5FPGA_LNSYNC_CTL_STAT_REG:0x%04X TRKR_EN:0x%04X "
+                     "TRKR_LOCK:0x%04X\n",
+                     status, status & kTrackerEnable, status & kTrackerLocked);
     return 1;
   }
   unsigned offset = 0;
@@ -160,10 +149,9 @@ int FpgaLineSync::SourceInLineSync() {
       ReadLsyn(Q5FPGA_LNSYNC_CORR_PULSE_STAT_REG, pulse, __func__, __LINE__) < 0) {
     return LF_EST_IO_ERROR;
   }
-  logger_mgr::print(
-      fpgaL, kInfo, 0,
-      "%s.%d:LSYN Q5FPGA_LNSYNC_CTL_STAT_REG:0x%04X Offset:%6d Delta:%6d Pulse:0x%04X\n", __func__,
-      __LINE__, status, static_cast<std::int16_t>(offset), static_cast<std::int16_t>(delta), pulse);
+  Q5_LOG_INFO_HERE(
+      fpgaL, ":LSYN Q5FPGA_LNSYNC_CTL_STAT_REG:0x%04X Offset:%6d Delta:%6d Pulse:0x%04X\n", status,
+      static_cast<std::int16_t>(offset), static_cast<std::int16_t>(delta), pulse);
   return 0;
 }
 
@@ -172,11 +160,11 @@ int FpgaLineSync::CheckWFPolarityCorrect(unsigned polarity) {
   if (ReadLsyn(Q5FPGA_WFORM_CTRL, wfctrl, __func__, __LINE__) < 0) return LF_EST_IO_ERROR;
   const bool requested = (wfctrl & kWformPolarity) != 0;
   if (requested != (polarity != 0)) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d:LSYN Q5FPGA_WFORM_CTRL(0x%04X) value:0x%04X bit mask:0x%04X does not "
+    Q5_LOG_ERROR_HERE(fpgaL,
+                      ":LSYN Q5FPGA_WFORM_CTRL(0x%04X) value:0x%04X bit mask:0x%04X does not "
                       "match polarity:%d\n",
-                      __func__, __LINE__, static_cast<unsigned>(Q5FPGA_WFORM_CTRL), wfctrl,
-                      kWformPolarity, static_cast<int>(polarity));
+                      static_cast<unsigned>(Q5FPGA_WFORM_CTRL), wfctrl, kWformPolarity,
+                      static_cast<int>(polarity));
     return -1;
   }
   const bool reached = (wfctrl & kWformPolarityStatus) != 0;
@@ -187,8 +175,8 @@ int FpgaLineSync::StartLineFreqEstimator(unsigned cycles) {
   const int result = CheckVersion(__func__, __LINE__);
   if (result < 0) return result;
   if (cycles > kEstimatorCycles) {
-    logger_mgr::print(fpgaL, kError, 0, "%s.%d:LSYN Invalid cycle count %d must be less than 32\n",
-                      __func__, __LINE__, static_cast<int>(cycles));
+    Q5_LOG_ERROR_HERE(fpgaL, ":LSYN Invalid cycle count %d must be less than 32\n",
+                      static_cast<int>(cycles));
     return LF_EST_INVALID_PARAMETER;
   }
   unsigned misc = 0;
@@ -208,9 +196,9 @@ int FpgaLineSync::StartLineFreqEstimator(unsigned cycles) {
     return LF_EST_IO_ERROR;
   }
   if (cycles != 0) {
-    logger_mgr::print(fpgaL, kInfo, 0, "%s.%d:LSYN estimator started\n", __func__, __LINE__);
+    Q5_LOG_INFO_HERE(fpgaL, ":LSYN estimator started\n");
   } else {
-    logger_mgr::print(fpgaL, kInfo, 0, "%s.%d:LSYN estimator disabled\n", __func__, __LINE__);
+    Q5_LOG_INFO_HERE(fpgaL, ":LSYN estimator disabled\n");
   }
   return LF_EST_COMPLETE;
 }
@@ -223,11 +211,10 @@ int FpgaLineSync::ReadLineFreqEstimate(m3x64_num* hertz) {
   unsigned low = 0;
   if (ReadLsyn(Q5FPGA_LNSYNC_CTL_STAT_REG, status, __func__, __LINE__) < 0) return LF_EST_IO_ERROR;
   if ((status & kEstimatorEnable) == 0) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d:LSYN Line freq estimator not enabled.  Reg:0x%04X  value:0x%04X  "
+    Q5_LOG_ERROR_HERE(fpgaL,
+                      ":LSYN Line freq estimator not enabled.  Reg:0x%04X  value:0x%04X  "
                       "mask:0x%04X\n",
-                      __func__, __LINE__, static_cast<unsigned>(Q5FPGA_LNSYNC_CTL_STAT_REG), status,
-                      kEstimatorEnable);
+                      static_cast<unsigned>(Q5FPGA_LNSYNC_CTL_STAT_REG), status, kEstimatorEnable);
     return LF_EST_DISABLED;
   }
   if (ReadLsyn(Q5FPGA_LNSYNC_EST_HI_REG, high, __func__, __LINE__) < 0 ||
@@ -239,29 +226,27 @@ int FpgaLineSync::ReadLineFreqEstimate(m3x64_num* hertz) {
   const std::uint64_t longest = cycles * kLongestCycle;
   const std::uint64_t ceiling = longest + longest / 10;
   if (count > ceiling) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d:LSYN LNSYNC_EST register:%ld exceeds expected max value:%ld\n",
-                      __func__, __LINE__, static_cast<long>(count), static_cast<long>(ceiling));
+    Q5_LOG_ERROR_HERE(fpgaL, ":LSYN LNSYNC_EST register:%ld exceeds expected max value:%ld\n",
+                      static_cast<long>(count), static_cast<long>(ceiling));
     return LF_EST_COUNT_TOO_BIG;
   }
   if (count == 0) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d:LSYN %d line cycles did not complete in 1.342 sec.  Estimator rolled "
+    Q5_LOG_ERROR_HERE(fpgaL,
+                      ":LSYN %d line cycles did not complete in 1.342 sec.  Estimator rolled "
                       "over.\n",
-                      __func__, __LINE__, static_cast<int>(cycles));
+                      static_cast<int>(cycles));
     return LF_EST_ROLLOVER;
   }
   if ((status & kEstimateComplete) == 0) {
-    logger_mgr::print(fpgaL, kInfo, 0,
-                      "%s.%d:LSYN Line freq estimate not complete.  Reg:0x%04X  value:0x%04X  "
-                      "mask:0x%04X\n",
-                      __func__, __LINE__, static_cast<unsigned>(Q5FPGA_LNSYNC_CTL_STAT_REG), status,
-                      kEstimateComplete);
+    Q5_LOG_INFO_HERE(fpgaL,
+                     ":LSYN Line freq estimate not complete.  Reg:0x%04X  value:0x%04X  "
+                     "mask:0x%04X\n",
+                     static_cast<unsigned>(Q5FPGA_LNSYNC_CTL_STAT_REG), status, kEstimateComplete);
     return LF_EST_NOT_DONE;
   }
   const std::uint64_t counted = cycles * kEstimatorClock;
   *hertz = {counted / count, counted % count, count};
-  logger_mgr::print(fpgaL, kDebug, 0, "%s.%d:LSYN Line frequency %f\n", __func__, __LINE__,
+  Q5_LOG_DEBUG_HERE(fpgaL, ":LSYN Line frequency %f\n",
                     static_cast<double>(counted) / static_cast<double>(count));
   return LF_EST_COMPLETE;
 }

@@ -6,14 +6,10 @@
 #include <limits>
 
 #include "common/dev/fpga/fpga_dev_base.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 
 namespace Dev {
-
-using Logger::fpgaL;
-using Logger::kError;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -41,10 +37,10 @@ int FpgaDevBase::OledRequest(unsigned long request, FpgaCmd& command, const char
   if (platform::Machine().Ioctl(_fd, request, &command) >= 0) return 0;
   const char* reason = std::strerror(errno);
   if (request == Q5FPGA_CMD_RD) {
-    logger_mgr::print(fpgaL, kError, 0, "%s: ioctl read error - reg:0x%02X  value:0x%04X, %s", func,
-                      static_cast<unsigned>(command.offset), command.val, reason);
+    Q5_LOG_ERROR(fpgaL, "%s: ioctl read error - reg:0x%02X  value:0x%04X, %s", func,
+                 static_cast<unsigned>(command.offset), command.val, reason);
   } else {
-    logger_mgr::print(fpgaL, kError, 0, "%s: ioctl display msg error -  %s", func, reason);
+    Q5_LOG_ERROR(fpgaL, "%s: ioctl display msg error -  %s", func, reason);
   }
   return -1;
 }
@@ -69,8 +65,7 @@ int FpgaDevBase::DisplayMsg(const char* text, int line) {
   const std::size_t length = text == nullptr ? 0 : std::strlen(text);
   if (length == 0) return 0;
   if (length > kOledColumns) {
-    logger_mgr::print(fpgaL, kError, 0, "max string length  %s %d \n", text,
-                      static_cast<int>(length));
+    Q5_LOG_ERROR(fpgaL, "max string length  %s %d \n", text, static_cast<int>(length));
     return -1;
   }
   FpgaCmd id{};
@@ -81,9 +76,8 @@ int FpgaDevBase::DisplayMsg(const char* text, int line) {
 
   const auto address = reinterpret_cast<std::uintptr_t>(text);
   if (address > std::numeric_limits<std::uint32_t>::max()) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s: the driver takes a text's address in 32 bits, this one has more\n",
-                      __func__);
+    Q5_LOG_ERROR(fpgaL, "%s: the driver takes a text's address in 32 bits, this one has more\n",
+                 __func__);
     return kRequestFailed;
   }
   FpgaCmd message = OledCommand(

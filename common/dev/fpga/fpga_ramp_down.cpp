@@ -5,16 +5,12 @@
 #include "common/dev/fpga/counts.h"
 #include "common/dev/fpga/fpga_ramp_control.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 
 namespace Dev {
 
 using Logger::Capture;
-using Logger::fpgaL;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -68,8 +64,7 @@ int FpgaRampControl::SetFPGAStopRamp() {
   unsigned multiplier = ToRegister(rampdata.highlimit);  // the most, when it cannot be read
   const int read = ReadReg(Q5FPGA_WFORM_AMP_VALUE, multiplier);
   if (read == 0 && multiplier == 0) {
-    logger_mgr::print(fpgaL, kInfo, 0, "%s.%d Waveform amplitude already at 0x%x\n", __func__,
-                      __LINE__, multiplier);
+    Q5_LOG_INFO_HERE(fpgaL, " Waveform amplitude already at 0x%x\n", multiplier);
     return result;
   }
   result |= read;
@@ -86,8 +81,7 @@ int FpgaRampControl::SetFPGAStopRamp() {
   unsigned control = 0;
   result |= ChangeReg(Q5FPGA_WFORM_RAMP_CTL, kRampUp | kRampModeMask,
                       (ramp.timer ? kTimerMode : 0) | kRampEnable, __LINE__, control);
-  logger_mgr::print(fpgaL, kInfo, 0, "start ramp down 0x%x stepvalue %d\n", control,
-                    static_cast<int>(step));
+  Q5_LOG_INFO(fpgaL, "start ramp down 0x%x stepvalue %d\n", control, static_cast<int>(step));
   _rampdownstarttime = platform::Machine().Clock().Realtime().tv_sec;
   _dischargestatus = kRampingDown;
   return result;
@@ -95,7 +89,7 @@ int FpgaRampControl::SetFPGAStopRamp() {
 
 int FpgaRampControl::CalculateRampDownParams(float freq, int cycles) {
   if (!(freq > 0)) {
-    logger_mgr::print(fpgaL, kError, 0, "UNEXPECTED FREQUENCY %f \n", double{freq});
+    Q5_LOG_ERROR(fpgaL, "UNEXPECTED FREQUENCY %f \n", double{freq});
     return -1;
   }
   _frequency = freq;
@@ -139,7 +133,7 @@ int FpgaRampControl::WRDischargeRamp(float volts) {
   unsigned control = 0;
   result |= ChangeReg(Q5FPGA_WFORM_RAMP_CTL, kRampModeMask | kRampUp, mode | kRampEnable, __LINE__,
                       control);
-  logger_mgr::print(fpgaL, kInfo, 0, "WR DISCHARGE FPGA Ramp register 0x%04X  \n", control);
+  Q5_LOG_INFO(fpgaL, "WR DISCHARGE FPGA Ramp register 0x%04X  \n", control);
   return result;
 }
 

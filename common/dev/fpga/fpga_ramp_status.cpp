@@ -3,17 +3,13 @@
 
 #include "common/dev/fpga/fpga_ramp_control.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "platform/backend.h"
 
 namespace Dev {
 
 using Logger::Capture;
-using Logger::fpgaL;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -48,13 +44,13 @@ int FpgaRampControl::SourceRampToZero() {
   constexpr unsigned kGoingDown = kRampAtZero | kRampEnable | kRampUp;
   unsigned control = 0;
   if (ReadReg(Q5FPGA_WFORM_RAMP_CTL, control) < 0) {
-    logger_mgr::print(fpgaL, kError, 0, "Error reading ramp control register 0x%04X 0x%04X\n",
-                      static_cast<unsigned>(Q5FPGA_WFORM_RAMP_CTL), control);
+    Q5_LOG_ERROR(fpgaL, "Error reading ramp control register 0x%04X 0x%04X\n",
+                 static_cast<unsigned>(Q5FPGA_WFORM_RAMP_CTL), control);
     return 1;
   }
   unsigned multiplier = 0;
   if (ReadReg(Q5FPGA_WFORM_AMP_VALUE, multiplier) < 0) {
-    logger_mgr::print(fpgaL, kError, 0, "Error reading multiplier register  \n");
+    Q5_LOG_ERROR(fpgaL, "Error reading multiplier register  \n");
     return 1;
   }
   return (control & kGoingDown) == kRampEnable && multiplier != 0 ? 1 : 0;
@@ -81,20 +77,19 @@ int FpgaRampControl::CheckFPGARampStatus(const Wanted& wanted) {
     if (result == Poll::kDown) return 0;
     lost = result == Poll::kLost ? lost + 1 : 0;
     if (++count % kPollsPerLine == 0) {
-      logger_mgr::print(fpgaL, kInfo, 0, "%s.%d Ramping Down for %d milliseconds \n", __func__,
-                        __LINE__, count / kPollsPerMillisecond);
+      Q5_LOG_INFO_HERE(fpgaL, " Ramping Down for %d milliseconds \n", count / kPollsPerMillisecond);
     }
     clock.SleepFor(kPoll);
   }
   if (!wanted()) return -1;
-  logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN RETRY %d \n", count);
-  logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN UNSUCCESSFUL(AFTER RETRIES) \n");
+  Q5_LOG_ERROR(fpgaL, "RAMP DOWN RETRY %d \n", count);
+  Q5_LOG_ERROR(fpgaL, "RAMP DOWN UNSUCCESSFUL(AFTER RETRIES) \n");
   return -1;
 }
 
 int FpgaRampControl::FPGAEnablePrimary() {
   if (const int result = CheckFPGARampStatus(); result < 0) {
-    logger_mgr::print(fpgaL, kError, 0, "RAMP DOWN NOT COMPLETE \n");
+    Q5_LOG_ERROR(fpgaL, "RAMP DOWN NOT COMPLETE \n");
     Shared().errors.SetErrorCode(Msg::NAK_MCODE_SOS_RAMPDN);
     return result;
   }

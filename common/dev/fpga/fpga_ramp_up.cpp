@@ -6,15 +6,11 @@
 #include "common/dev/fpga/counts.h"
 #include "common/dev/fpga/fpga_ramp_control.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace Dev {
 
 using Logger::Capture;
-using Logger::fpgaL;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 
 rampdata_t rampdata;
 
@@ -50,10 +46,10 @@ FpgaRampControl::UpRamp FpgaRampControl::ChooseUpRamp() {
   const bool special = Test().IsSpecialHaldenRamp();
   if (slow && Test().HVTimerRampUp()) {
     if (special) {
-      logger_mgr::print(fpgaL, kInfo, 0,
-                        "%s.%d: Overshoot-limiting timer ramp control, "
-                        "rampupmode:%d(FPGAAutoTimerRampE) for frequency %f\n",
-                        __func__, __LINE__, static_cast<int>(FPGAAutoTimerRampE), double{hertz});
+      Q5_LOG_INFO_HERE(fpgaL,
+                       ": Overshoot-limiting timer ramp control, "
+                       "rampupmode:%d(FPGAAutoTimerRampE) for frequency %f\n",
+                       static_cast<int>(FPGAAutoTimerRampE), double{hertz});
     }
     return {FPGAAutoTimerRampE,
             Logger::RAMP_UP_HVBELOW20HZ,
@@ -76,10 +72,10 @@ FpgaRampControl::UpRamp FpgaRampControl::ChooseUpRamp() {
               {Q5FPGA_AMP_TARGET, high}}}};
   }
   if (special) {
-    logger_mgr::print(fpgaL, kInfo, 0,
-                      "%s.%d: Overshoot-limiting cycle ramp control, "
-                      "rampupmode:%d(FPGAAutoCycleRampE) for frequency %f\n",
-                      __func__, __LINE__, static_cast<int>(FPGAAutoCycleRampE), double{hertz});
+    Q5_LOG_INFO_HERE(fpgaL,
+                     ": Overshoot-limiting cycle ramp control, "
+                     "rampupmode:%d(FPGAAutoCycleRampE) for frequency %f\n",
+                     static_cast<int>(FPGAAutoCycleRampE), double{hertz});
   }
   return {FPGAAutoCycleRampE,
           Logger::FPGA_RAMP_CYCLIC,
@@ -142,14 +138,14 @@ int FpgaRampControl::SetUpRamp() {
 
 int FpgaRampControl::ArmRamp() {
   if (!Output().IsRampAllowed()) {
-    logger_mgr::print(fpgaL, kError, 0, "NO RAMP SAFETY SWITCH RELEASED \n");
+    Q5_LOG_ERROR(fpgaL, "NO RAMP SAFETY SWITCH RELEASED \n");
     _rampup = false;
     return -1;
   }
   unsigned value = 0;
   if (ChangeReg(Q5FPGA_WFORM_CTRL, 0, kWformEnable, __LINE__) < 0) return -1;
   if (ChangeReg(Q5FPGA_WFORM_RAMP_CTL, 0, kRampEnable, __LINE__, value) < 0) return -1;
-  logger_mgr::print(fpgaL, kInfo, 0, "Phase2. FPGA Ramp register 0x%04X\n", value);
+  Q5_LOG_INFO(fpgaL, "Phase2. FPGA Ramp register 0x%04X\n", value);
   Capture(Logger::FPGA_RAMP_PHASE2, value);
   _rampup = true;
   _dischargestatus = kDischarged;
@@ -204,9 +200,8 @@ int FpgaRampControl::RampToTarget(unsigned short target) {
 
 int FpgaRampControl::FixedDurationRampToTarget(unsigned short target, float seconds) {
   if (!_rampup || _rampupmode != FPGAAutoCycleRampE) {
-    logger_mgr::print(
-        fpgaL, kError, 0, "%s.%d: Conditions not met to execute %s _rampup = %d ramp_mode = %u\n",
-        __func__, __LINE__, __func__, _rampup ? 1 : 0, static_cast<unsigned>(_rampupmode.load()));
+    Q5_LOG_ERROR_HERE(fpgaL, ": Conditions not met to execute %s _rampup = %d ramp_mode = %u\n",
+                      __func__, _rampup ? 1 : 0, static_cast<unsigned>(_rampupmode.load()));
     return -1;
   }
   const int limit = LimitToAmplitude(target);
@@ -222,8 +217,8 @@ int FpgaRampControl::FixedDurationRampToTarget(unsigned short target, float seco
   const int new_step = steps > 0 ? ToCounts(distance / steps) : ToCounts(distance);
   rampdata.highlimit = limit;
   rampdata.stepvalue = std::max(new_step, 1);
-  logger_mgr::print(fpgaL, kInfo, 0, "%s.%d: step 0x%x becomes 0x%x\n", __func__, __LINE__, step,
-                    static_cast<unsigned>(rampdata.stepvalue));
+  Q5_LOG_INFO_HERE(fpgaL, ": step 0x%x becomes 0x%x\n", step,
+                   static_cast<unsigned>(rampdata.stepvalue));
   const int result = ChangeRunningRamp();
   Capture(Logger::VOLT_SETTINGS, rampdata.stepvalue.load(), rampdata.highlimit.load());
   return result;

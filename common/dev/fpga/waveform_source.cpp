@@ -12,14 +12,12 @@
 #include "common/dev/fpga/fpga_request.h"
 #include "common/dev/fpga/waveform_memory.h"
 #include "common/dev/fpga/waveform_samples.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace Dev {
 
-using Logger::fpgaL;
 using Logger::kError;
 using Logger::kInfo;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -72,36 +70,33 @@ bool UnlockBuffers(FpgaDev& fpga, const char* func) {
     case Change::kDone:
       return true;
     case Change::kReadFailed:
-      logger_mgr::print(fpgaL, kError, 0,
-                        "%s.%d: failed reading Waveform Control and Status Register\n", func,
-                        __LINE__);
+      Q5_LOG_ERROR(fpgaL, "%s.%d: failed reading Waveform Control and Status Register\n", func,
+                   __LINE__);
       return false;
     case Change::kWriteFailed:
-      logger_mgr::print(fpgaL, kError, 0,
-                        "%s.%d: failed to enable writing the Waveform Generator buffer\n", func,
-                        __LINE__);
+      Q5_LOG_ERROR(fpgaL, "%s.%d: failed to enable writing the Waveform Generator buffer\n", func,
+                   __LINE__);
   }
   return false;
 }
 
 bool LockBuffers(FpgaDev& fpga, const char* func) {
   if (ChangeControl(fpga, kWformBufferWrite, 0) == Change::kDone) return true;
-  logger_mgr::print(fpgaL, kError, 0, "%s.%d: failed to write protect the sample buffer\n", func,
-                    __LINE__);
+  Q5_LOG_ERROR(fpgaL, "%s.%d: failed to write protect the sample buffer\n", func, __LINE__);
   return false;
 }
 
 void FillBuffersWithDc(Samples first, Samples second, std::int16_t value) {
   const auto opposite = static_cast<std::int16_t>(-value);
-  logger_mgr::print(fpgaL, kInfo, 0, "%s.%d: filling buffer 0 with 0x%04X | buffer 1 with 0x%04X\n",
-                    __func__, __LINE__, static_cast<unsigned>(static_cast<std::uint16_t>(value)),
-                    static_cast<unsigned>(static_cast<std::uint16_t>(opposite)));
+  Q5_LOG_INFO_HERE(fpgaL, ": filling buffer 0 with 0x%04X | buffer 1 with 0x%04X\n",
+                   static_cast<unsigned>(static_cast<std::uint16_t>(value)),
+                   static_cast<unsigned>(static_cast<std::uint16_t>(opposite)));
   std::ranges::fill(first, value);
   std::ranges::fill(second, opposite);
 }
 
 void FillBuffersWithSine(Samples first, Samples second) {
-  logger_mgr::print(fpgaL, kInfo, 0, "%s.%d: filling buffer with sine wave\n", __func__, __LINE__);
+  Q5_LOG_INFO_HERE(fpgaL, ": filling buffer with sine wave\n");
   FillSine(first);
   std::ranges::transform(first, second.begin(),
                          [](std::int16_t sample) { return static_cast<std::int16_t>(-sample); });
@@ -129,20 +124,16 @@ bool PrepareHighSpeed(FpgaDev& fpga) {
       std::ranges::fill(memory.Samples(), std::int16_t{0});
       return true;
     case Change::kReadFailed:
-      logger_mgr::print(fpgaL, kError, 0,
-                        "%s.%d:Failed reading Waveform Control and Status Register\n", __func__,
-                        __LINE__);
+      Q5_LOG_ERROR_HERE(fpgaL, ":Failed reading Waveform Control and Status Register\n");
       return false;
     case Change::kWriteFailed:
-      logger_mgr::print(fpgaL, kError, 0,
-                        "%s.%d:Failed to enable writing the Waveform Generator buffer\n", __func__,
-                        __LINE__);
+      Q5_LOG_ERROR_HERE(fpgaL, ":Failed to enable writing the Waveform Generator buffer\n");
   }
   return false;
 }
 
 bool FillHighSpeedChirp(const FpgaDev& fpga) {
-  logger_mgr::print(fpgaL, kInfo, 0, "%s.%d: filling buffer with CHIRP\n", __func__, __LINE__);
+  Q5_LOG_INFO_HERE(fpgaL, ": filling buffer with CHIRP\n");
   const WaveformMemory memory(fpga.GetDeviceFd(), kFastWaveformBytes);
   if (!memory) return false;
   FillChirp(memory.Samples());
@@ -165,8 +156,8 @@ bool FillHighSpeedSine(const FpgaDev& fpga, bool pre_cycle) {
   Samples cycle = memory.Samples();
   if (pre_cycle) {
     const PreCycleParams params = MakePreCycleParams();
-    logger_mgr::print(fpgaL, kInfo, 0, "PreCycle params: T = %f\nk = %f\nlog(k) = %f\nph[0] = %f\n",
-                      kPreCycleLength, params.ratio, params.log_ratio, params.start_phase);
+    Q5_LOG_INFO(fpgaL, "PreCycle params: T = %f\nk = %f\nlog(k) = %f\nph[0] = %f\n",
+                kPreCycleLength, params.ratio, params.log_ratio, params.start_phase);
     FillPreCycle(cycle.first(kPreCycleSamples), params);
     cycle = cycle.subspan(kPreCycleOffset);
   }
@@ -179,46 +170,41 @@ void FillHighSpeed(FpgaDev& fpga, int signal_type) {
   const unsigned version = DriverVersionNumber();
   const bool pre_cycle = version >= kPreCycleVersion && signal_type != kNegativeDcSignal;
   const std::size_t bytes = pre_cycle ? kFastWaveformBytesLarge : kFastWaveformBytes;
-  logger_mgr::print(fpgaL, kInfo, 0,
-                    "%s.%d: FPGA driver version = %u support = %u buffersize = %u\n", __func__,
-                    __LINE__, version, kPreCycleVersion, static_cast<unsigned>(bytes));
+  Q5_LOG_INFO_HERE(fpgaL, ": FPGA driver version = %u support = %u buffersize = %u\n", version,
+                   kPreCycleVersion, static_cast<unsigned>(bytes));
   if (!PrepareHighSpeed(fpga)) return;
   const bool filled = signal_type == kNegativeDcSignal ? FillHighSpeedChirp(fpga)
                       : signal_type == kSweepSignal    ? FillHighSpeedSweep(fpga)
                                                        : FillHighSpeedSine(fpga, pre_cycle);
   if (!filled) return;
   const int result = RequestHighSpeed(fpga, kHighSpeedOn);
-  logger_mgr::print(fpgaL, result < 0 ? kError : kInfo, 0,
-                    "%s.%d: send HSVLF command to FPGA kernel driver ret=%d\n", __func__, __LINE__,
-                    result);
+  Q5_LOG_AT_HERE(result < 0 ? kError : kInfo, fpgaL,
+                 ": send HSVLF command to FPGA kernel driver ret=%d\n", result);
 }
 
 int SetControlBit(unsigned mask, bool on, const char* func) {
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga == nullptr) {
-    logger_mgr::print(fpgaL, kError, 0, "%s.%d: failed to open the FPGA driver\n", func, __LINE__);
+    Q5_LOG_ERROR(fpgaL, "%s.%d: failed to open the FPGA driver\n", func, __LINE__);
     return -1;
   }
   unsigned before = 0;
   if (const int result = fpga->ReadReg(Q5FPGA_WFORM_CTRL, before); result < 0) {
-    logger_mgr::print(
-        fpgaL, kError, 0,
-        "%s.%d: failed reading Waveform Control and Status Register ret:%d errno:%s\n", func,
-        __LINE__, result, std::strerror(errno));
+    Q5_LOG_ERROR(fpgaL,
+                 "%s.%d: failed reading Waveform Control and Status Register ret:%d errno:%s\n",
+                 func, __LINE__, result, std::strerror(errno));
     return result;
   }
   unsigned after = 0;
   if (const int result =
           fpga->ChangeReg(Q5FPGA_WFORM_CTRL, on ? 0 : mask, on ? mask : 0, __LINE__, after);
       result < 0) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d: failed writing the Waveform Generator buffer ret:%d errno:%s\n", func,
-                      __LINE__, result, std::strerror(errno));
+    Q5_LOG_ERROR(fpgaL, "%s.%d: failed writing the Waveform Generator buffer ret:%d errno:%s\n",
+                 func, __LINE__, result, std::strerror(errno));
     return result;
   }
-  logger_mgr::print(fpgaL, kInfo, 0,
-                    "%s.%d: LSYN changed Q5FPGA_WFORM_CTRL from 0x%04X to 0x%04X\n", func, __LINE__,
-                    before, after);
+  Q5_LOG_INFO(fpgaL, "%s.%d: LSYN changed Q5FPGA_WFORM_CTRL from 0x%04X to 0x%04X\n", func,
+              __LINE__, before, after);
   return 0;
 }
 
@@ -231,9 +217,8 @@ int ZeroAmplitude(FpgaDev& fpga) {
 int StopGenerator() {
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga == nullptr) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d: failed to open the FPGA to stop generating the waveform - %s\n",
-                      "wf_initiate", __LINE__, std::strerror(errno));
+    Q5_LOG_ERROR(fpgaL, "%s.%d: failed to open the FPGA to stop generating the waveform - %s\n",
+                 "wf_initiate", __LINE__, std::strerror(errno));
     return -1;
   }
   const int result = fpga->WriteReg(Q5FPGA_WFORM_CTRL, kStopped, __LINE__);
@@ -248,31 +233,27 @@ bool IsNormalSize(int samples_per_cycle) {
 int CheckGenerator(int samples_per_cycle, int amplitude, int step, int rate) {
   constexpr char kFunc[] = "wf_initiate";
   if (!IsNormalSize(samples_per_cycle)) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d: waveform Generator limits samples per cycle to the range %u to %d\n",
-                      kFunc, __LINE__, kMinWaveformSamples, kMaxWaveformSamples);
-    logger_mgr::print(fpgaL, kError, 0, "%s.%d: by convention, it must also be a power of 2.\n",
-                      kFunc, __LINE__);
+    Q5_LOG_ERROR(fpgaL,
+                 "%s.%d: waveform Generator limits samples per cycle to the range %u to %d\n",
+                 kFunc, __LINE__, kMinWaveformSamples, kMaxWaveformSamples);
+    Q5_LOG_ERROR(fpgaL, "%s.%d: by convention, it must also be a power of 2.\n", kFunc, __LINE__);
     return -ERANGE;
   }
   // a negative value is a large one
   if (static_cast<unsigned>(amplitude) > kMaxInitialAmplitude) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d: for safety, software limits the initial amplitude to %#x\n", kFunc,
-                      __LINE__, kMaxInitialAmplitude);
+    Q5_LOG_ERROR(fpgaL, "%s.%d: for safety, software limits the initial amplitude to %#x\n", kFunc,
+                 __LINE__, kMaxInitialAmplitude);
     return -EINVAL;
   }
   if (static_cast<unsigned>(step) > kMaxInitialStep) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d: for safety, software limits the amplitude step value to %#x\n", kFunc,
-                      __LINE__, kMaxInitialStep);
+    Q5_LOG_ERROR(fpgaL, "%s.%d: for safety, software limits the amplitude step value to %#x\n",
+                 kFunc, __LINE__, kMaxInitialStep);
     return -EINVAL;
   }
   if (rate < kMinUpdateRate) {
-    logger_mgr::print(
-        fpgaL, kError, 0,
-        "%s.%d: for safety, software limits the amplitude update rate to a minimum of %#x\n", kFunc,
-        __LINE__, static_cast<unsigned>(kMinUpdateRate));
+    Q5_LOG_ERROR(
+        fpgaL, "%s.%d: for safety, software limits the amplitude update rate to a minimum of %#x\n",
+        kFunc, __LINE__, static_cast<unsigned>(kMinUpdateRate));
     return -EINVAL;
   }
   return 0;
@@ -288,8 +269,7 @@ int wf_fill_source_buffer(int samples_per_cycle, int signal_type) {
   FpgaDev* fpga = FpgaDev::GetDevice();
   const int fd = fpga == nullptr ? -1 : fpga->GetDeviceFd();
   if (fd < 0) {
-    logger_mgr::print(fpgaL, kError, 0, "%s.%d: failed to open the FPGA device\n", __func__,
-                      __LINE__);
+    Q5_LOG_ERROR_HERE(fpgaL, ": failed to open the FPGA device\n");
     return fd;
   }
   wf_fill_type = FillType(signal_type);
@@ -298,16 +278,13 @@ int wf_fill_source_buffer(int samples_per_cycle, int signal_type) {
     return 0;
   }
   const int result = RequestHighSpeed(*fpga, kHighSpeedOff);
-  logger_mgr::print(fpgaL, kInfo, 0,
-                    "%s.%d: turned off HSVLF mode, even if it was off before. Return Value : %d\n",
-                    __func__, __LINE__, result);
+  Q5_LOG_INFO_HERE(fpgaL, ": turned off HSVLF mode, even if it was off before. Return Value : %d\n",
+                   result);
   if (!IsNormalSize(samples_per_cycle)) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d: Waveform buffer limits samples per cycle to the range %u to %d\n",
-                      __func__, __LINE__, kMinWaveformSamples, kMaxWaveformSamples);
-    logger_mgr::print(fpgaL, kError, 0,
-                      "\t or VLF High Frequency Rate restrictedto %d samples per cycle\n",
-                      kHighSpeedSamples);
+    Q5_LOG_ERROR_HERE(fpgaL, ": Waveform buffer limits samples per cycle to the range %u to %d\n",
+                      kMinWaveformSamples, kMaxWaveformSamples);
+    Q5_LOG_ERROR(fpgaL, "\t or VLF High Frequency Rate restrictedto %d samples per cycle\n",
+                 kHighSpeedSamples);
     return -ERANGE;
   }
   FillNormal(*fpga, static_cast<std::size_t>(samples_per_cycle));
@@ -317,13 +294,12 @@ int wf_fill_source_buffer(int samples_per_cycle, int signal_type) {
 int wf_clear_source_buffer() {
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga == nullptr) {
-    logger_mgr::print(fpgaL, kError, 0, "%s.%d: failed to open the FPGA device\n", __func__,
-                      __LINE__);
+    Q5_LOG_ERROR_HERE(fpgaL, ": failed to open the FPGA device\n");
     return -1;
   }
   const WaveformMemory memory(fpga->GetDeviceFd(), kWaveformBytes);
   if (!memory || !UnlockBuffers(*fpga, __func__)) return -1;
-  logger_mgr::print(fpgaL, kInfo, 0, "%s.%d: filling buffer with 0x%04X\n", __func__, __LINE__, 0u);
+  Q5_LOG_INFO_HERE(fpgaL, ": filling buffer with 0x%04X\n", 0u);
   std::ranges::fill(memory.Samples().first(kClearedSamples), std::int16_t{0});
   return LockBuffers(*fpga, __func__) ? 0 : -1;
 }
@@ -339,9 +315,8 @@ int wf_initiate(int samples_per_cycle, int amplitude, int step, int rate, int co
   if (refusal < 0) return refusal;
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga == nullptr) {
-    logger_mgr::print(fpgaL, kError, 0,
-                      "%s.%d: failed to open the FPGA to begin generating the waveform - %s\n",
-                      __func__, __LINE__, std::strerror(errno));
+    Q5_LOG_ERROR_HERE(fpgaL, ": failed to open the FPGA to begin generating the waveform - %s\n",
+                      std::strerror(errno));
     return -1;
   }
   const auto length = static_cast<unsigned>(samples_per_cycle) - 1;

@@ -7,12 +7,7 @@
 #include <cstdlib>
 
 #include "common/dev/sclk/exact.h"
-#include "common/log/logger_mgr.h"
-
-using Logger::kDebug;
-using Logger::kError;
-using Logger::logger_mgr;
-using Logger::spclkL;
+#include "common/log/log_line.h"
 
 namespace {
 
@@ -74,8 +69,7 @@ int float_Hz_to_m3x64_MHz(float hz, m3x64_num& out) {
   char text[32];
   std::snprintf(text, sizeof text, "%f", static_cast<double>(hz));
   const double decimals = std::strtod(text, nullptr);
-  logger_mgr::print(spclkL, kDebug, 0, "Read float parameter as string '%s': freq: %.9lf Hz\n",
-                    text, decimals);
+  Q5_LOG_DEBUG(spclkL, "Read float parameter as string '%s': freq: %.9lf Hz\n", text, decimals);
   const double whole = std::floor(decimals);
   // rounded, not cut: the decimals that were printed come back exactly
   const auto fraction = static_cast<std::uint64_t>(std::llround((decimals - whole) * kFractions));
@@ -84,10 +78,9 @@ int float_Hz_to_m3x64_MHz(float hz, m3x64_num& out) {
   int error = m3x64_create(static_cast<std::uint64_t>(whole), fraction, kFractions, hertz);
   if (error == 0) error = m3x64_div_by_uint64(hertz, kHzPerMhz, result);
   if (error < 0) return error;
-  logger_mgr::print(spclkL, kDebug, 0,
-                    "test_freq.a: %lld  test_freq.b: %lld  test_freq.c: %lld (%.11lf MHz)\n",
-                    static_cast<long long>(result.a), static_cast<long long>(result.b),
-                    static_cast<long long>(result.c), m3x64_to_double(result));
+  Q5_LOG_DEBUG(spclkL, "test_freq.a: %lld  test_freq.b: %lld  test_freq.c: %lld (%.11lf MHz)\n",
+               static_cast<long long>(result.a), static_cast<long long>(result.b),
+               static_cast<long long>(result.c), m3x64_to_double(result));
   out = result;
   return 0;
 }
@@ -118,7 +111,6 @@ int find_digital_frequencies(Param_Values& params, int output) {
     params.op.at(static_cast<std::size_t>(output)).clkx_freq = clk0;
     return 0;
   }
-  logger_mgr::print(spclkL, kError, 0,
-                    "Error finding WCLK - SPCLK Waveform Clock divider select\n");
+  Q5_LOG_ERROR(spclkL, "Error finding WCLK - SPCLK Waveform Clock divider select\n");
   return -1;
 }

@@ -4,11 +4,7 @@
 #include <cerrno>
 
 #include "common/dev/sclk/exact.h"
-#include "common/log/logger_mgr.h"
-
-using Logger::kError;
-using Logger::logger_mgr;
-using Logger::spclkL;
+#include "common/log/log_line.h"
 
 namespace {
 
@@ -44,7 +40,7 @@ void SetLittleEndian(RegTable& table, int address, int count, std::uint64_t valu
 }
 
 int Refuse(int error, const char* text) {
-  logger_mgr::print(spclkL, kError, 0, "%s", text);
+  Q5_LOG_ERROR(spclkL, "%s", text);
   return error;
 }
 
@@ -191,8 +187,8 @@ int PhaseGain(const Intermediate_Str& is, std::uint64_t k, std::uint64_t q, std:
   if (error < 0) return error;
   kphi = Rounded(exact);
   if (kphi >= 1 && kphi <= kMost) return 0;
-  logger_mgr::print(spclkL, kError, 0, "PLL_KPHI calculated value %llu(%.9lf)is out of range\n",
-                    static_cast<unsigned long long>(kphi), m3x64_to_double(exact));
+  Q5_LOG_ERROR(spclkL, "PLL_KPHI calculated value %llu(%.9lf)is out of range\n",
+               static_cast<unsigned long long>(kphi), m3x64_to_double(exact));
   return -ERANGE;
 }
 
@@ -206,8 +202,8 @@ int VcoScale(const Intermediate_Str& is, std::uint64_t& mscal) {
   if (error == 0) error = m3x64_difference({20, 67, 100}, slope, exact);
   mscal = error < 0 ? 0 : Rounded(exact);
   if (mscal >= 1 && mscal <= kMost) return 0;
-  logger_mgr::print(spclkL, kError, 0, "MSCAL calculated value %llu(%.9lf) is out of range\n",
-                    static_cast<unsigned long long>(mscal), m3x64_to_double(exact));
+  Q5_LOG_ERROR(spclkL, "MSCAL calculated value %llu(%.9lf) is out of range\n",
+               static_cast<unsigned long long>(mscal), m3x64_to_double(exact));
   return -ERANGE;
 }
 
@@ -329,6 +325,6 @@ std::unique_ptr<RegTable> generate_reg_struct(Param_Values& params) {
     failed = "Failed to set miscellaneous register values\n";
   }
   if (failed == nullptr) return table;
-  logger_mgr::print(spclkL, kError, 0, "%s", failed);
+  Q5_LOG_ERROR(spclkL, "%s", failed);
   return nullptr;
 }

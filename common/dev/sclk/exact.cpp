@@ -5,14 +5,10 @@
 #include <limits>
 #include <numeric>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "libs/fraction/wide.h"
 
 using fraction::Wide;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::spclkL;
 
 namespace {
 
@@ -28,7 +24,7 @@ int Bits(std::uint64_t value) { return static_cast<int>(std::bit_width(value)); 
 Wide Numerator(const m3x64_num& n) { return Wide{n.a} * n.c + n.b; }
 
 int MathError(const char* func, int line, int error) {
-  logger_mgr::print(spclkL, kError, 0, "%s:%d MATH ERROR\n", func, line);
+  Q5_LOG_ERROR(spclkL, "%s:%d MATH ERROR\n", func, line);
   return error;
 }
 
@@ -173,8 +169,7 @@ int m3x64_times_uint64(const m3x64_num& x, std::uint64_t y, m3x64_num& out) {
   const int error = m3x64_reduce(factor);
   if (error == -EINVAL) return error;
   if (error == 0 && ExactProduct(factor, {y, 0, 1}, out) == 0) return 0;
-  logger_mgr::print(spclkL, kError, 0, "%s:%d Internal ERROR - Arithmetic overflow!\n", __func__,
-                    __LINE__);
+  Q5_LOG_ERROR(spclkL, "%s:%d Internal ERROR - Arithmetic overflow!\n", __func__, __LINE__);
   return -1;
 }
 
@@ -212,11 +207,11 @@ int m3x64_check_power_of_two(m3x64_num& value, const char* name, std::uint64_t m
     value.b = 0;
     value.c = 1;
     if (verbose) {
-      logger_mgr::print(spclkL, kInfo, 0, "Rounding %s up to %lld from original\n", name,
-                        static_cast<long long>(value.a));
+      Q5_LOG_INFO(spclkL, "Rounding %s up to %lld from original\n", name,
+                  static_cast<long long>(value.a));
     }
   } else if (fraction >= kNearlyInteger) {
-    if (verbose) logger_mgr::print(spclkL, kError, 0, "%s is not an integer.\n", name);
+    if (verbose) Q5_LOG_ERROR(spclkL, "%s is not an integer.\n", name);
     return -1;
   }
   return std::has_single_bit(value.a) && value.a >= min && value.a <= max ? 0 : -1;

@@ -5,14 +5,7 @@
 
 #include "common/dev/sclk/clock_plan.h"
 #include "common/dev/sclk/exact.h"
-#include "common/log/logger_mgr.h"
-
-using Logger::kDebug;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::kWarning;
-using Logger::logger_mgr;
-using Logger::spclkL;
+#include "common/log/log_line.h"
 
 namespace {
 
@@ -61,10 +54,10 @@ int DivideOutput(const Param_Values& params, int output, Intermediate_Str::Outpu
     out.R *= 2;
     ++out.R_exponent;
     if (out.R > kMostR) {
-      logger_mgr::print(spclkL, kError, 0,
-                        "Failed to find a good power of 2 divider for R%d.  Min freq. "
-                        "156.25KHz.\n",
-                        output);
+      Q5_LOG_ERROR(spclkL,
+                   "Failed to find a good power of 2 divider for R%d.  Min freq. "
+                   "156.25KHz.\n",
+                   output);
       return -ERANGE;
     }
     if (const int error = m3x64_times_uint64(clkx, static_cast<std::uint64_t>(out.R), out.ms_freq);
@@ -100,9 +93,8 @@ unsigned FirstDivider(const Param_Values& params) {
   unsigned first = kLeastDivider;
   for (int output = 0; output < kOutputs; ++output) {
     if (!InUse(params, output) || params.op.at(Index(output)).fidppm == 0) continue;
-    logger_mgr::print(spclkL, kDebug, 0,
-                      "Ignoring divisors 4 and 6 because CLK%d uses frequency inc/dec feature\n",
-                      output);
+    Q5_LOG_DEBUG(spclkL, "Ignoring divisors 4 and 6 because CLK%d uses frequency inc/dec feature\n",
+                 output);
     first = kLeastSteppingDivider;
   }
   return first;
@@ -119,9 +111,8 @@ int ChooseVco(const Param_Values& params, Intermediate_Str& is) {
     if (choice.score >= best.score) best = choice;  // of two equals the larger divider
   }
   if (best.divider == 0) {
-    logger_mgr::print(spclkL, kError, 0,
-                      "Unable to find any divider ratio for low jitter output %d\n",
-                      params.low_jitter_op);
+    Q5_LOG_ERROR(spclkL, "Unable to find any divider ratio for low jitter output %d\n",
+                 params.low_jitter_op);
     return -EINVAL;
   }
   is.f_VCO = best.vco;
@@ -133,17 +124,17 @@ bool TooWide(const m3x64_num& ratio) { return ratio.c >= kTermLimit; }
 int DivideFeedback(Intermediate_Str& is) {
   int error = m3x64_quotient(is.f_VCO, is.f_PFD, is.MSn_div_ratio);
   if (error < 0 || !TooWide(is.MSn_div_ratio)) return error;
-  logger_mgr::print(spclkL, kDebug, 0, "MSn forces truncation of fvco\n");
-  logger_mgr::print(
-      spclkL, kWarning, 0,
+  Q5_LOG_DEBUG(spclkL, "MSn forces truncation of fvco\n");
+  Q5_LOG_WARNING(
+      spclkL,
       "Warning! fvco truncated.  MSn clock divider being recalculated\nSome desired frequencies "
       "are not achievable with expected precision.\n");
   truncate_multisynth_div_ratio(is.f_VCO);
   error = m3x64_quotient(is.f_VCO, is.f_PFD, is.MSn_div_ratio);
   if (error < 0 || !TooWide(is.MSn_div_ratio)) return error;
-  logger_mgr::print(spclkL, kWarning, 0,
-                    "MSn clock divider recalculated with truncated fvco\nrequires additional "
-                    "truncation.\n");
+  Q5_LOG_WARNING(spclkL,
+                 "MSn clock divider recalculated with truncated fvco\nrequires additional "
+                 "truncation.\n");
   truncate_multisynth_div_ratio(is.MSn_div_ratio);
   return 0;
 }
@@ -151,8 +142,7 @@ int DivideFeedback(Intermediate_Str& is) {
 int DivideVco(const m3x64_num& f_vco, int output, Intermediate_Str::Output& out) {
   const int error = m3x64_quotient(f_vco, out.ms_freq, out.ms_div_ratio);
   if (error < 0 || !TooWide(out.ms_div_ratio)) return error;
-  logger_mgr::print(spclkL, kWarning, 0, "Warning! CLK%d requested precision cannot be achieved.\n",
-                    output);
+  Q5_LOG_WARNING(spclkL, "Warning! CLK%d requested precision cannot be achieved.\n", output);
   truncate_multisynth_div_ratio(out.ms_div_ratio);
   return 0;
 }
@@ -171,10 +161,10 @@ int SetStepSize(Param_Values& params, const Intermediate_Str& is) {
   const bool round_up = update.b >= update.c - update.b;
   output.fidppm = static_cast<unsigned>(update.a) + (round_up ? 1 : 0);
   const double cycle = static_cast<double>(params.wf_samples_per_cycle) * kUpdatesPerSample;
-  logger_mgr::print(spclkL, kDebug, 0, "%s.%d configured frequency %.9lf Hz\n", __func__, __LINE__,
+  Q5_LOG_DEBUG_HERE(spclkL, " configured frequency %.9lf Hz\n",
                     m3x64_to_double(update) / cycle * 1e6);
-  logger_mgr::print(spclkL, kInfo, 0, "%s.%d - LSYN Setting INC/DEC step fidppm to %d\n", __func__,
-                    __LINE__, static_cast<int>(output.fidppm));
+  Q5_LOG_INFO_HERE(spclkL, " - LSYN Setting INC/DEC step fidppm to %d\n",
+                   static_cast<int>(output.fidppm));
   return 0;
 }
 

@@ -9,16 +9,10 @@
 #include "common/dev/fpga/waveform_source.h"
 #include "common/dev/i2c/bus/device_table.h"
 #include "common/dev/sclk/clock_plan.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 
 namespace Dev {
-
-using Logger::kError;
-using Logger::kInfo;
-using Logger::kWarning;
-using Logger::logger_mgr;
-using Logger::spclkL;
 
 namespace {
 
@@ -78,7 +72,7 @@ bool SpclkDev::freq_inc_dec_change_only = false;
 SpclkDev* SpclkDev::GetDevice() {
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga == nullptr) {
-    logger_mgr::print(spclkL, kError, 0, "<panic func=SpclkDev.GetDevice fpgadev=null/>\n");
+    Q5_LOG_ERROR(spclkL, "<panic func=SpclkDev.GetDevice fpgadev=null/>\n");
     return nullptr;
   }
   return GetDevice(fpga->GetHostModuleID());
@@ -91,12 +85,12 @@ SpclkDev* SpclkDev::GetDevice(int mid) {
   if (device) return device.get();
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga == nullptr) {
-    logger_mgr::print(spclkL, kError, 0, "<panic func=SpclkDev.GetDevice fpgadev=null/>\n");
+    Q5_LOG_ERROR(spclkL, "<panic func=SpclkDev.GetDevice fpgadev=null/>\n");
     return nullptr;
   }
   std::unique_ptr<SI5338Dev> chip = MakeChip(mid);
   if (chip == nullptr) {
-    logger_mgr::print(spclkL, kError, 0, "<panic func=SpclkDev.GetDevice si5338dev=null/>\n");
+    Q5_LOG_ERROR(spclkL, "<panic func=SpclkDev.GetDevice si5338dev=null/>\n");
     return nullptr;
   }
   device = std::make_unique<SpclkDev>(std::move(chip), *fpga);
@@ -111,7 +105,7 @@ SpclkDev::SpclkDev(std::unique_ptr<SI5338Dev> chip, FpgaDevBase& fpga)
 // --- Settings ---
 
 int SpclkDev::Refuse(const char* text) const {
-  logger_mgr::print(spclkL, kWarning, 0, "%s", text);
+  Q5_LOG_WARNING(spclkL, "%s", text);
   return -EINVAL;
 }
 
@@ -235,13 +229,13 @@ int SpclkDev::PulseStep(unsigned bit) {
 
 int SpclkDev::IncrementFrequency(int output) {
   if (output == 0) return PulseStep(kStepUp);
-  logger_mgr::print(spclkL, kError, 0, "Increment not implemented for CLK%d\n", output);
+  Q5_LOG_ERROR(spclkL, "Increment not implemented for CLK%d\n", output);
   return -1;
 }
 
 int SpclkDev::DecrementFrequency(int output) {
   if (output == 0) return PulseStep(kStepDown);
-  logger_mgr::print(spclkL, kError, 0, "Dncrement not implemented for CLK%d\n", output);
+  Q5_LOG_ERROR(spclkL, "Dncrement not implemented for CLK%d\n", output);
   return -1;
 }
 
@@ -257,8 +251,8 @@ int SpclkDev::FpgaConfigureClocks(const Param_Values& params) {
   const unsigned length = high_speed ? kHighSpeedCycleWord : params.wf_samples_per_cycle - 1;
   const auto select = static_cast<unsigned>(ClockSelectWord(params));
   if (_verbose) {
-    logger_mgr::print(spclkL, kInfo, 0, "Writing FPGA Cycle Length Register: 0x%04X\n", length);
-    logger_mgr::print(spclkL, kInfo, 0, "Writing FPGA Clock Select Register: 0x%04X\n", select);
+    Q5_LOG_INFO(spclkL, "Writing FPGA Cycle Length Register: 0x%04X\n", length);
+    Q5_LOG_INFO(spclkL, "Writing FPGA Clock Select Register: 0x%04X\n", select);
     platform::Machine().Clock().SleepFor(kVerboseWait);
   }
   return _q5fpga->ConfigureClocks(length, select);

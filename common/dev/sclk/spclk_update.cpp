@@ -7,15 +7,10 @@
 #include "common/dev/sclk/clock_plan.h"
 #include "common/dev/sclk/clock_registers.h"
 #include "common/dev/sclk/spclk_dev.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 
 namespace Dev {
-
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
-using Logger::spclkL;
 
 namespace {
 
@@ -23,7 +18,7 @@ constexpr int kLockTries = 500;
 constexpr auto kLockTime = std::chrono::seconds(3);  // the host waits
 
 int Fail(int error, const char* text) {
-  logger_mgr::print(spclkL, kError, 0, "%s", text);
+  Q5_LOG_ERROR(spclkL, "%s", text);
   return error;
 }
 
@@ -33,7 +28,7 @@ int SpclkDev::WriteSteps(const RegTable& table) {
   if (Si5338WriteMs0FidpRegs(table) < 0) {
     return Fail(-EIO, "Failed to write MS0_FIDP register values to Si5338 RAM\n");
   }
-  logger_mgr::print(spclkL, kInfo, 0, "Success! Wrote MS0_FIDP register values to Si5338 RAM\n");
+  Q5_LOG_INFO(spclkL, "Success! Wrote MS0_FIDP register values to Si5338 RAM\n");
   return 0;
 }
 
@@ -45,8 +40,7 @@ int SpclkDev::ProgramChip(const RegTable& table) {
       if (_si5338->IsHeldUp()) break;
       continue;
     }
-    logger_mgr::print(spclkL, kInfo, 0, "%s.%d Achieved PLL lock on iteration %d\n", __func__,
-                      __LINE__, i);
+    Q5_LOG_INFO_HERE(spclkL, " Achieved PLL lock on iteration %d\n", i);
     return 0;
   }
   return Fail(-EIO, "Failed to write register values to Si5338 RAM\n");
@@ -54,18 +48,18 @@ int SpclkDev::ProgramChip(const RegTable& table) {
 
 int SpclkDev::FillWaveform() {
   if (_params.wf_option_found == 0) return 0;
-  logger_mgr::print(spclkL, kInfo, 0, "Programming FPGA Waveform Generator logic\n");
+  Q5_LOG_INFO(spclkL, "Programming FPGA Waveform Generator logic\n");
   const int result =
       wf_fill_source_buffer(static_cast<int>(_params.wf_samples_per_cycle), _params.wf_signal_type);
   if (result < 0) {
-    logger_mgr::print(spclkL, kError, 0, "Error writing Waveform Source Buffer - %d\n", result);
+    Q5_LOG_ERROR(spclkL, "Error writing Waveform Source Buffer - %d\n", result);
   }
   return result;
 }
 
 void SpclkDev::List(const RegTable& table) const {
   for (const Reg_Data& row : table) {
-    logger_mgr::print(spclkL, kInfo, 0, "%d,%02Xh\n", static_cast<int>(row.Reg_Addr), row.Reg_Val);
+    Q5_LOG_INFO(spclkL, "%d,%02Xh\n", static_cast<int>(row.Reg_Addr), row.Reg_Val);
   }
 }
 
@@ -76,8 +70,7 @@ int sp_clk_main(SpclkDev* spclk) {
   Param_Values& params = spclk->_params;
   // of one update alone: a failed one is followed by a whole one
   const bool only_steps = std::exchange(SpclkDev::freq_inc_dec_change_only, false);
-  logger_mgr::print(spclkL, kInfo, 0, "%s.%d spclk ADC clocks per sample: %u\n", __func__, __LINE__,
-                    params.adc_clocks_per_sample);
+  Q5_LOG_INFO_HERE(spclkL, " spclk ADC clocks per sample: %u\n", params.adc_clocks_per_sample);
   if (const int error = find_digital_frequencies(params, 0); error < 0) return error;
   const std::unique_ptr<RegTable> table = generate_reg_struct(params);
   if (table == nullptr) return Fail(-ENOMEM, "Error creating Si5338 register value structure\n");
@@ -92,7 +85,7 @@ int sp_clk_main(SpclkDev* spclk) {
   if (spclk->FpgaConfigureClocks(params) < 0) return Fail(-EIO, kSelectFailed);
 
   if (const int error = spclk->FillWaveform(); error < 0) return error;
-  logger_mgr::print(spclkL, kInfo, 0, "spclk->Update:Success!\n");
+  Q5_LOG_INFO(spclkL, "spclk->Update:Success!\n");
   if (spclk->_list_flag) spclk->List(*table);
   return 0;
 }

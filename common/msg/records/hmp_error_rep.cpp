@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "common/log/log_line.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/records/user_errors.h"
 
@@ -28,7 +29,7 @@ void HmpErrorRep::InitResponse() {
 }
 
 void HmpErrorRep::SetNak(int already) {
-  if (already != 0) logger_mgr::print(msgL, Logger::kDebug, 0, "Nak resp = %d \n", already);
+  if (already != 0) Q5_LOG_DEBUG(msgL, "Nak resp = %d \n", already);
   if (opcode > 0) opcode = static_cast<std::int16_t>(-opcode);
   len = sizeof *this - kFrameOverhead;
   ack = HMP_NAK;
@@ -75,14 +76,14 @@ void HmpErrorRep::SetHMPMajorCode(short code) {
 
 int HmpErrorRep::CopyHMPErrorCodes(const short* words, int n) {
   count = static_cast<std::int16_t>(Used());
-  logger_mgr::print(msgL, Logger::kInfo, 0, "%s.%d length = %d \n", __func__, __LINE__, n);
+  Q5_LOG_INFO_HERE(msgL, " length = %d \n", n);
   int copied = 0;
   std::string text;
   for (; copied < n && count < kErrorListWords; ++copied) {
     Append(words[copied]);
     text += HexWord(words[copied]);
   }
-  logger_mgr::print(msgL, Logger::kInfo, 0, "%s <<<Copied ecodes\n", text.c_str());
+  Q5_LOG_INFO(msgL, "%s <<<Copied ecodes\n", text.c_str());
   SetNak(1);
   return copied + 1;
 }
@@ -91,27 +92,25 @@ void HmpErrorRep::SetMajorError() {
   const List list = Words();
   int major = -1;
   ForEachErrorWord(InUse(list), [&major](const ErrorWord& word) {
-    logger_mgr::print(msgL, Logger::kDebug, 0, "skipwords %d ch %d \n",
-                      static_cast<int>(word.data.size()), word.code);
+    Q5_LOG_DEBUG(msgL, "skipwords %d ch %d \n", static_cast<int>(word.data.size()), word.code);
     if (word.code < NAK_MCODE_MAX) major = std::max(major, word.code);
   });
-  logger_mgr::print(msgL, Logger::kInfo, 0, "%s.%d: Found major 0x%x \n", __func__, __LINE__,
-                    static_cast<unsigned>(major));
+  Q5_LOG_INFO_HERE(msgL, ": Found major 0x%x \n", static_cast<unsigned>(major));
   ecodes[0] = static_cast<std::int16_t>(major);
   SetNak(1);
 }
 
 void HmpErrorRep::ShiftErrorCodes() {
   if (ecodes[0] == 0) {
-    logger_mgr::print(msgL, Logger::kInfo, 0, "ecodes already shifted \n");
+    Q5_LOG_INFO(msgL, "ecodes already shifted \n");
     return;
   }
   count = static_cast<std::int16_t>(Used());
   if (count < kErrorListWords) {
     ++count;
   } else {
-    logger_mgr::print(msgL, Logger::kWarning, 0, "%s.%d: list is full, word 0x%x falls off\n",
-                      __func__, __LINE__, ecodes[kErrorListWords - 1] & 0xFFFFu);
+    Q5_LOG_WARNING_HERE(msgL, ": list is full, word 0x%x falls off\n",
+                        ecodes[kErrorListWords - 1] & 0xFFFFu);
   }
   List list = Words();
   std::shift_right(list.begin(), list.end(), 1);
@@ -139,8 +138,7 @@ void HmpErrorRep::AddFrequencyError(int module, short code, float f,
 
 int HmpErrorRep::GetMajorErr(short code, int index) const {
   if (!UserErrorsReady()) {
-    logger_mgr::print(msgL, Logger::kError, 0, "%s.%d: ERROR CODES ARE NOT INITIALIZED\n", __func__,
-                      __LINE__);
+    Q5_LOG_ERROR_HERE(msgL, ": ERROR CODES ARE NOT INITIALIZED\n");
     return kNoMajorCode;
   }
   return IsUserError(ErrorCodeOf(code)) ? ParseErrorData(index) : kNoMajorCode;
@@ -163,10 +161,9 @@ void HmpErrorRep::Show(int level) const {
   if (!logger_mgr::LogSamples(msgL, level)) return;
   std::string words;
   for (int i = 0; i < Used(); ++i) words += HexWord(ecodes[i]);
-  logger_mgr::print(
-      msgL, level, 0,
-      "<HmpErrorRep src=%d dst=%d opcode=%d 0x%04X len=%d ack=%d count=%d ecodes=%s/>\n", src, dst,
-      opcode, opcode & 0xFFFFu, len, ack, count, words.c_str());
+  Q5_LOG_AT(level, msgL,
+            "<HmpErrorRep src=%d dst=%d opcode=%d 0x%04X len=%d ack=%d count=%d ecodes=%s/>\n", src,
+            dst, opcode, opcode & 0xFFFFu, len, ack, count, words.c_str());
 }
 
 }  // namespace Msg

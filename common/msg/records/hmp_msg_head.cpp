@@ -2,11 +2,8 @@
 
 #include <cstring>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/checksum.h"
-
-using Logger::logger_mgr;
-using Logger::msgL;
 
 namespace Msg {
 
@@ -20,7 +17,7 @@ int HmpMsgHead::GetSize() const { return PayloadSize() + kFrameOverhead; }
 int HmpMsgHead::Chksm(int level) const {
   int bytes = kHeadSize + PayloadSize();
   int sum = ByteSum(GetData(), static_cast<std::size_t>(bytes));
-  logger_mgr::print(msgL, level, 0, "<chksm bytes=%d sum=0x%04X/>\n", bytes, sum);
+  Q5_LOG_AT(level, msgL, "<chksm bytes=%d sum=0x%04X/>\n", bytes, sum);
   return sum;
 }
 
@@ -30,11 +27,11 @@ bool HmpMsgHead::ChksmInvalid() const {
   std::int16_t received;
   std::memcpy(&received, GetData() + kHeadSize + len, sizeof received);
   if (received == static_cast<std::int16_t>(calculated)) return false;
-  logger_mgr::print(msgL, 2, 0,
-                    "%s.%d: Checksum error! calculated:0x%04X  received:0x%04X  src:%x  dest:%x  "
-                    "op:%04X  len:%04X offset:%d(dec)\n",
-                    "ChksmInvalid", __LINE__, static_cast<unsigned>(calculated), received & 0xFFFFu,
-                    src & 0xFFu, dst & 0xFFu, opcode & 0xFFFFu, len & 0xFFFFu, kHeadSize + len);
+  Q5_LOG_AT(2, msgL,
+            "%s.%d: Checksum error! calculated:0x%04X  received:0x%04X  src:%x  dest:%x  "
+            "op:%04X  len:%04X offset:%d(dec)\n",
+            "ChksmInvalid", __LINE__, static_cast<unsigned>(calculated), received & 0xFFFFu,
+            src & 0xFFu, dst & 0xFFu, opcode & 0xFFFFu, len & 0xFFFFu, kHeadSize + len);
   return true;
 }
 
@@ -44,8 +41,8 @@ void HmpMsgHead::SetChksm(int level) {
 }
 
 void HmpMsgHead::Show(int level) const {
-  logger_mgr::print(msgL, level, 0, "<HmpMsgHead size=%d src=%d dst=%d opcode=%d 0x%04X len=%d/>\n",
-                    kHeadSize, src, dst, opcode, opcode & 0xFFFFu, len);
+  Q5_LOG_AT(level, msgL, "<HmpMsgHead size=%d src=%d dst=%d opcode=%d 0x%04X len=%d/>\n", kHeadSize,
+            src, dst, opcode, opcode & 0xFFFFu, len);
 }
 
 void HmpMsgHead::BzeroPayload() {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "common/log/log_line.h"
 #include "common/log/logger_mgr.h"
 
 using Logger::logger_mgr;
@@ -88,12 +89,12 @@ void ShowRecord(int level, const Layout& layout, const HmpMsgHead* record) {
   for (const Field& field : layout.fields) {
     std::string item = std::string(" ") + field.name + '=' + FieldText(field, record);
     if (line.size() + item.size() > kShowWidth) {
-      logger_mgr::print(msgL, level, 0, "%s\n", line.c_str());
+      Q5_LOG_AT(level, msgL, "%s\n", line.c_str());
       line.clear();
     }
     line += item;
   }
-  logger_mgr::print(msgL, level, 0, "%s/>\n", line.c_str());
+  Q5_LOG_AT(level, msgL, "%s/>\n", line.c_str());
 }
 
 }  // namespace Msg

@@ -1,9 +1,6 @@
 #include "common/msg/state/consumer_flag.h"
 
-#include "common/log/logger_mgr.h"
-
-using Logger::logger_mgr;
-using Logger::msgL;
+#include "common/log/log_line.h"
 
 namespace Msg {
 namespace {
@@ -34,11 +31,10 @@ void ConsumerFlag::ChangeConsumerFlag(bool set, unsigned changer) {
   resetConsumer = after;
   const char* caller = CallerName(changer);
   if ((before == 0) != (after == 0)) {
-    logger_mgr::print(msgL, Logger::kInfo, 0, "%s.%d:caller:%s flag:0x%02X ConsumerFlag %s\n",
-                      __func__, __LINE__, caller, after, after != 0 ? "set" : "cleared");
+    Q5_LOG_INFO_HERE(msgL, ":caller:%s flag:0x%02X ConsumerFlag %s\n", caller, after,
+                     after != 0 ? "set" : "cleared");
   } else {
-    logger_mgr::print(msgL, Logger::kInfo, 0, "%s.%d:caller:%s flag:0x%02X\n", __func__, __LINE__,
-                      caller, after);
+    Q5_LOG_INFO_HERE(msgL, ":caller:%s flag:0x%02X\n", caller, after);
   }
 }
 

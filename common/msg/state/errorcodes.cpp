@@ -3,12 +3,9 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/records/module_id.h"
-
-using Logger::logger_mgr;
-using Logger::msgL;
 
 namespace Msg {
 namespace {
@@ -28,8 +25,8 @@ int Errorcodes::NextPlace() {
     errorindex = 1;
   }
   errorindex = std::min(errorindex, kErrorListWords - 1);
-  logger_mgr::print(msgL, Logger::kDebug, 0, "module error code: 0x%x errorindex: %d\n",
-                    static_cast<unsigned>(module_error_code), errorindex);
+  Q5_LOG_DEBUG(msgL, "module error code: 0x%x errorindex: %d\n",
+               static_cast<unsigned>(module_error_code), errorindex);
   return errorindex;
 }
 
@@ -50,8 +47,7 @@ int Errorcodes::GetErrorIndex() {
 
 void Errorcodes::SetErrorCode(short code) {
   const platform::Lock lock(eindexlock);
-  logger_mgr::print(msgL, Logger::kNotice, 0, "%s.%d ecodes evalue 0x%x\n", __func__, __LINE__,
-                    code & 0xFFFFu);
+  Q5_LOG_NOTICE_HERE(msgL, " ecodes evalue 0x%x\n", code & 0xFFFFu);
   ecodes[static_cast<std::size_t>(NextPlace())] = code;
   ++errorindex;
 }
@@ -71,10 +67,8 @@ void Errorcodes::SetErrorWords(short code, std::span<const std::int16_t> data) {
   const platform::Lock lock(eindexlock);
   const int place = AppendWords(code, data);
   const unsigned word = ecodes[static_cast<std::size_t>(place)] & 0xFFFFu;
-  logger_mgr::print(msgL, Logger::kNotice, 0,
-                    "%s.%d evalue 0x%x eindex %d ecodes[%d]=0x%x nbytes %d 0x%x\n", __func__,
-                    __LINE__, code & 0xFFFFu, errorindex, place, word,
-                    static_cast<int>(data.size()), word);
+  Q5_LOG_NOTICE_HERE(msgL, " evalue 0x%x eindex %d ecodes[%d]=0x%x nbytes %d 0x%x\n",
+                     code & 0xFFFFu, errorindex, place, word, static_cast<int>(data.size()), word);
 }
 
 void Errorcodes::SetFrequencyError(short code, float f) {
@@ -100,11 +94,11 @@ void Errorcodes::SetStickyWords(short code, std::span<const std::int16_t> data) 
   if (fitting.size() == data.size()) return;
 
   for (std::size_t lost = fitting.size(); lost < data.size(); ++lost) {
-    logger_mgr::print(msgL, Logger::kError, 0, "Fail:More detail sticky[%d]=%d byte %d\n", place,
-                      data[lost], static_cast<int>(lost));
+    Q5_LOG_ERROR(msgL, "Fail:More detail sticky[%d]=%d byte %d\n", place, data[lost],
+                 static_cast<int>(lost));
   }
   if (fitting.empty()) {
-    logger_mgr::print(msgL, Logger::kError, 0, "Fail:could not add more detail %d \n", code);
+    Q5_LOG_ERROR(msgL, "Fail:could not add more detail %d \n", code);
   }
 }
 
@@ -150,12 +144,12 @@ void Errorcodes::ClearErrorCodes() {
   const platform::Lock lock(eindexlock);
   ecodes.fill(0);
   errorindex = -1;
-  logger_mgr::print(msgL, Logger::kInfo, 0, "Cleared GHMP error codes \n");
+  Q5_LOG_INFO(msgL, "Cleared GHMP error codes \n");
 }
 
 void Errorcodes::ClearBootErrorCodes() {
   const platform::Lock lock(eindexlock);
-  logger_mgr::print(msgL, Logger::kInfo, 0, "%s %d\n", __func__, errorindex);
+  Q5_LOG_INFO(msgL, "%s %d\n", __func__, errorindex);
   int kept = 0;
   if (errorindex > 1) {
     const auto before = ecodes;
@@ -166,11 +160,11 @@ void Errorcodes::ClearBootErrorCodes() {
         return;
       }
       std::fill_n(ecodes.begin() + word.place, word.data.size() + 1, std::int16_t{0});
-      logger_mgr::print(msgL, Logger::kInfo, 0, "Cleared a special boot up GHMP error code \n");
+      Q5_LOG_INFO(msgL, "Cleared a special boot up GHMP error code \n");
     });
     if (kept == 0) errorindex = -1;
   }
-  logger_mgr::print(msgL, Logger::kInfo, 0, "%s leaving %d save %d\n", __func__, errorindex, kept);
+  Q5_LOG_INFO(msgL, "%s leaving %d save %d\n", __func__, errorindex, kept);
 }
 
 void Errorcodes::PrintErrorCodes() const {

@@ -5,14 +5,11 @@
 #include <cstring>
 #include <string_view>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 
 namespace Msg {
 namespace {
-
-using Logger::logger_mgr;
-using Logger::measurementL;
 
 constexpr char kVersionFile[] = "/etc/varek-fw-version";
 constexpr std::string_view kVersionKey = "varek_fw_version=";
@@ -24,7 +21,7 @@ std::string FirmwareVersion() {
   const std::string path = platform::Machine().Path(kVersionFile);
   std::FILE* file = std::fopen(path.c_str(), "r");
   if (file == nullptr) {
-    logger_mgr::print(measurementL, Logger::kError, 0, "VERSION FILE RETURNED NULL \n");
+    Q5_LOG_ERROR(measurementL, "VERSION FILE RETURNED NULL \n");
     return "";
   }
   std::string version;
@@ -37,10 +34,10 @@ std::string FirmwareVersion() {
     version = text.substr(0, text.find_first_of("\r\n"));
     found = true;
   }
-  if (!found) logger_mgr::print(measurementL, Logger::kError, 0, "VERSION FILE READ FAIL \n");
+  if (!found) Q5_LOG_ERROR(measurementL, "VERSION FILE READ FAIL \n");
   if (std::fclose(file) != 0) {
-    logger_mgr::print(measurementL, Logger::kError, 0, "%s: Unable to close %s - %s",
-                      "ReadFirmwareVersion", path.c_str(), std::strerror(errno));
+    Q5_LOG_ERROR(measurementL, "%s: Unable to close %s - %s", "ReadFirmwareVersion", path.c_str(),
+                 std::strerror(errno));
   }
   return version;
 }

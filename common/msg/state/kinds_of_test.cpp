@@ -2,11 +2,8 @@
 #include <initializer_list>
 #include <iterator>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/state/parameters.h"
-
-using Logger::logger_mgr;
-using Logger::msgL;
 
 namespace Msg {
 namespace {
@@ -103,7 +100,7 @@ const char* TestParameters::GetTestType(int test) {
 bool TestParameters::HVTimerRampUp() const {
   const float hertz = !firstUpdate && IsHmpUpdateMsg() ? 0.0F : frequency.load();
   if (hertz > kTimerRampTop || !IsInternalHVVoltageTest()) return false;
-  logger_mgr::print(msgL, Logger::kInfo, 0, "ENABLED THE TIMERRAMP DOWN \n");
+  Q5_LOG_INFO(msgL, "ENABLED THE TIMERRAMP DOWN \n");
   return true;
 }
 

@@ -3,12 +3,9 @@
 #include <cstring>
 #include <string>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/module_id.h"
 #include "platform/backend.h"
-
-using Logger::logger_mgr;
-using Logger::systemcheckL;
 
 namespace Msg {
 namespace {
@@ -58,16 +55,14 @@ const MountPoint* FindMountPoint(std::string_view path) {
 
 void MountPartition(const Partition& partition) {
   if (FindMounted(partition.path) == 0) {
-    logger_mgr::print(systemcheckL, Logger::kInfo, 0, "Mounted %s on boot up \n", partition.name);
+    Q5_LOG_INFO(systemcheckL, "Mounted %s on boot up \n", partition.name);
     return;
   }
   const std::string command = std::string("mount ") + partition.device + " " + partition.path + " ";
   int status = Run(command);
   for (int attempt = 1; status != 0 && attempt <= kMountRetries; ++attempt) {
-    logger_mgr::print(systemcheckL, Logger::kWarning, 0, "mount %s fail try %d \n", partition.path,
-                      attempt);
-    logger_mgr::print(systemcheckL, Logger::kInfo, 0, "Mounting %s before initializing... \n",
-                      partition.name);
+    Q5_LOG_WARNING(systemcheckL, "mount %s fail try %d \n", partition.path, attempt);
+    Q5_LOG_INFO(systemcheckL, "Mounting %s before initializing... \n", partition.name);
     status = Run(command);
   }
 }
@@ -77,7 +72,7 @@ void MountPartition(const Partition& partition) {
 bool ModuleDrives::MountBusy() {
   if (!networkmountbusy) return false;
   if (Run(" ps |grep -in \"mount -t cifs\"|grep -v grep") == 0) {
-    logger_mgr::print(systemcheckL, Logger::kInfo, 0, "mount busy\n");
+    Q5_LOG_INFO(systemcheckL, "mount busy\n");
     return true;
   }
   networkmountbusy = false;
@@ -94,12 +89,11 @@ void ModuleDrives::MountNetworkShare(const char* path, const char* share) {
   if (point == nullptr) return;
   std::atomic<bool>& in_progress = this->*point->in_progress;
   const int calls = ++(this->*point->attempts);
-  logger_mgr::print(systemcheckL, Logger::kInfo, 0, "Mtab count %d %s %d \n", calls, path,
-                    in_progress.load());
+  Q5_LOG_INFO(systemcheckL, "Mtab count %d %s %d \n", calls, path, in_progress.load());
   if (calls <= kCallsBeforeMount || in_progress.exchange(true)) return;
   const int status = Run(std::string("mount -t cifs ") + share + " " + path +
                          " -o username=root,password=tarnid58");
-  logger_mgr::print(systemcheckL, Logger::kInfo, 0, "Mtab progress  %d %d \n", calls, status);
+  Q5_LOG_INFO(systemcheckL, "Mtab progress  %d %d \n", calls, status);
   in_progress = false;
 }
 
@@ -112,16 +106,15 @@ bool ModuleDrives::MountModules() {
     ++result;
   }
   if (status[0] == 0 && status[1] == 0) {
-    logger_mgr::print(systemcheckL, Logger::kInfo, 0, "Mount network success \n");
+    Q5_LOG_INFO(systemcheckL, "Mount network success \n");
     return true;
   }
-  logger_mgr::print(systemcheckL, Logger::kInfo, 0, "Mount network fail or busy s1 %d s2 %d \n",
-                    status[0], status[1]);
+  Q5_LOG_INFO(systemcheckL, "Mount network fail or busy s1 %d s2 %d \n", status[0], status[1]);
   return false;
 }
 
 void ModuleDrives::CheckNetworkDrives() {
-  logger_mgr::print(systemcheckL, Logger::kInfo, 0, "SDMSG: checking sd \n");
+  Q5_LOG_INFO(systemcheckL, "SDMSG: checking sd \n");
   CheckLocalDrives();
   if (drives_module_ == MEAS_MODULE) networkmountdone = MountModules();
 }

@@ -4,10 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "common/log/logger_mgr.h"
-
-using Logger::logger_mgr;
-using Logger::msgL;
+#include "common/log/log_line.h"
 
 namespace Msg {
 namespace {
@@ -89,15 +86,13 @@ void TestParameters::SetTestParams(const HmpUpdTestParamReq& request) {
   const bool range_test = IsRangeTestFrequency(hertz);
   if (range_test && previouscurange == 0) {
     curange = 0;
-    logger_mgr::print(msgL, Logger::kInfo, 0,
-                      "%s.%d: Frequency:%f Setting curange to %d for range testing\n", __func__,
-                      __LINE__, double{hertz}, 0);
+    Q5_LOG_INFO_HERE(msgL, ": Frequency:%f Setting curange to %d for range testing\n",
+                     double{hertz}, 0);
   }
   if (range_test && previousvoltscal == 0) {
     voltscal = 0;
-    logger_mgr::print(msgL, Logger::kInfo, 0,
-                      "%s.%d: Frequency:%f Setting voltscal to %d for range testing\n", __func__,
-                      __LINE__, double{hertz}, 0);
+    Q5_LOG_INFO_HERE(msgL, ": Frequency:%f Setting voltscal to %d for range testing\n",
+                     double{hertz}, 0);
   }
   SetFrequency(testype == TEST_DEMAG ? hertz / 2 : hertz);
   SetCurrentMsg(request.opcode);

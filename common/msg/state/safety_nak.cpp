@@ -2,11 +2,8 @@
 
 #include <algorithm>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/hmp_error_rep.h"
-
-using Logger::logger_mgr;
-using Logger::msgL;
 
 namespace Msg {
 
@@ -53,8 +50,8 @@ void SafetyNak::Clear() {
 void FormSafetyNak(int module, int& nak, HmpErrorRep* reply) {
   const SafetyNak::Snapshot fault = safetyFault.Copy();
   if (nak == 0) reply->InitResponse();
-  logger_mgr::print(msgL, Logger::kError, 0, "%s.%d SAFETY: %d %x %x\n", __func__, __LINE__,
-                    fault.len, static_cast<unsigned>(fault.errcode[0]) & 0xFFFFu,
+  Q5_LOG_ERROR_HERE(msgL, " SAFETY: %d %x %x\n", fault.len,
+                    static_cast<unsigned>(fault.errcode[0]) & 0xFFFFu,
                     static_cast<unsigned>(fault.errcode[1]) & 0xFFFFu);
   for (int i = 0; i < fault.len; ++i) {
     reply->SetHMPErrorCode(module, fault.errcode[static_cast<std::size_t>(i)], i == 0 ? nak : 1);

@@ -1,6 +1,6 @@
 #include "common/zpubsub/records/int_pub_sub_msg.h"
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/zpubsub/records/xml_post.h"
 
 namespace IMSG {
@@ -24,11 +24,10 @@ void IntPubSubMsg::SetXMLPostRes(int fail, int detail, int its_module) {
   using Logger::logger_mgr;
   xmlResult = XmlPostWord(fail, detail, its_module);
   if (xmlResult == 0) {
-    logger_mgr::print(Logger::zpubsubL, Logger::kInfo, 0, "XML POST: PASS\n");
+    Q5_LOG_INFO(zpubsubL, "XML POST: PASS\n");
     return;
   }
-  logger_mgr::print(Logger::zpubsubL, Logger::kError, 0, "XML POST: FAIL 0x%x\n",
-                    static_cast<unsigned>(xmlResult));
+  Q5_LOG_ERROR(zpubsubL, "XML POST: FAIL 0x%x\n", static_cast<unsigned>(xmlResult));
 }
 
 void IntPubSubMsg::DoChkSum() { SetChksm(Logger::kDebug); }

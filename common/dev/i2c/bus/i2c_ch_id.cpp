@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace Dev {
 namespace {
@@ -39,8 +39,7 @@ std::string I2cChId::ToString() const {
 }
 
 void I2cChId::Show(int level) const {
-  Logger::logger_mgr::print(Logger::i2cmainL, level, 0, "<I2cChId len=%d seq=%s/>\n", _len,
-                            ToString().c_str());
+  Q5_LOG_AT(level, i2cmainL, "<I2cChId len=%d seq=%s/>\n", _len, ToString().c_str());
 }
 
 }  // namespace Dev

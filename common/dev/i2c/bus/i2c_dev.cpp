@@ -9,16 +9,10 @@
 
 #include "common/dev/i2c/bus/i2c_bus.h"
 #include "common/dev/i2c/bus/i2c_mux.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 
 namespace Dev {
-
-using Logger::i2cmainL;
-using Logger::kDebug;
-using Logger::kError;
-using Logger::kWarning;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -50,8 +44,8 @@ int I2cDev::Select(const char* func) {
   _fd = TurnOnI2cMux(true);
   if (_fd < 0) return kNoPath;
   if (SelectAddress(_fd, _addr) == 0) return 0;
-  logger_mgr::print(i2cmainL, kWarning, 0, "<warn func=I2cDev.%s ioctl=-1 fd=%d addr=0x%02X/>\n",
-                    func, _fd, static_cast<unsigned>(_addr));
+  Q5_LOG_WARNING(i2cmainL, "<warn func=I2cDev.%s ioctl=-1 fd=%d addr=0x%02X/>\n", func, _fd,
+                 static_cast<unsigned>(_addr));
   return -1;
 }
 
@@ -59,9 +53,9 @@ int I2cDev::Read(char* buf, int len) {
   if (const int failed = Select("Read"); failed < 0) return failed;
   const auto count = static_cast<int>(platform::Machine().Read(_fd, buf, Bytes(len)));
   if (count < 0) {
-    logger_mgr::print(i2cmainL, kError, 0,
-                      "<warn func=I2cDev.Read read=err %s key=%s addr=0x%02X lmux=%d len=%d/>\n",
-                      std::strerror(errno), _key.c_str(), static_cast<unsigned>(_addr), _lmux, len);
+    Q5_LOG_ERROR(i2cmainL,
+                 "<warn func=I2cDev.Read read=err %s key=%s addr=0x%02X lmux=%d len=%d/>\n",
+                 std::strerror(errno), _key.c_str(), static_cast<unsigned>(_addr), _lmux, len);
   }
   return count;
 }
@@ -69,24 +63,21 @@ int I2cDev::Read(char* buf, int len) {
 int I2cDev::Write(char* buf, int len) {
   if (const int failed = Select("Write"); failed < 0) return failed == kNoPath ? kNoPath : -2;
   if (platform::Machine().Write(_fd, buf, Bytes(len)) == len) return len;
-  logger_mgr::print(i2cmainL, kWarning, 0,
-                    "<warn func=I2cDev.Write write=err key=%s addr=0x%02X len=%d/>\n", _key.c_str(),
-                    static_cast<unsigned>(_addr), len);
+  Q5_LOG_WARNING(i2cmainL, "<warn func=I2cDev.Write write=err key=%s addr=0x%02X len=%d/>\n",
+                 _key.c_str(), static_cast<unsigned>(_addr), len);
   return -1;
 }
 
 int I2cDev::Wread(char* buf, int len, char* buf2, int len2) {
   if (const int failed = Select("Wread"); failed < 0) {
     if (failed == kNoPath) {
-      logger_mgr::print(i2cmainL, kWarning, 0, "%s error fd %d dev %s \n", "Wread", _fd,
-                        _key.c_str());
+      Q5_LOG_WARNING(i2cmainL, "%s error fd %d dev %s \n", "Wread", _fd, _key.c_str());
     }
     return failed;
   }
   if (platform::Machine().Write(_fd, buf, Bytes(len)) != len) {
-    logger_mgr::print(i2cmainL, kWarning, 0,
-                      "<warn func=I2cDev.Wread write=err len=%d key=%s addr=0x%02X/>\n", len,
-                      _key.c_str(), static_cast<unsigned>(_addr));
+    Q5_LOG_WARNING(i2cmainL, "<warn func=I2cDev.Wread write=err len=%d key=%s addr=0x%02X/>\n", len,
+                   _key.c_str(), static_cast<unsigned>(_addr));
     return -1;
   }
   platform::Machine().Clock().SleepFor(kWriteToRead);
@@ -104,8 +95,7 @@ int I2cDev::PsocWread(char* buf, int len, char* buf2, int len2) {
     const bool fits = count <= kPsocStaging;
     if (fits) std::memcpy(staging.data(), buf + std::ptrdiff_t{part} * kPsocStaging, Bytes(count));
     if (!fits || platform::Machine().Write(_fd, staging.data(), Bytes(count)) != count) {
-      logger_mgr::print(i2cmainL, kWarning, 0, "%s%d key=%s/>\n", kShortWrite[part], count,
-                        _key.c_str());
+      Q5_LOG_WARNING(i2cmainL, "%s%d key=%s/>\n", kShortWrite[part], count, _key.c_str());
       return -1;
     }
   }
@@ -141,23 +131,20 @@ int I2cDev::TurnOnI2cMux(bool force) {
   const int bus = _cid[0];
   const int fd = I2cMux::GetBusFd(bus);
   if (fd < 0) {
-    logger_mgr::print(i2cmainL, kWarning, 0, "<warn func=I2cDev.TurnOnI2cMux err=bad-fd cid=%d/>\n",
-                      bus);
+    Q5_LOG_WARNING(i2cmainL, "<warn func=I2cDev.TurnOnI2cMux err=bad-fd cid=%d/>\n", bus);
     return -1;
   }
   for (int level = 1; level < _cid.Length(); ++level) {
     const I2cChId path = _cid.Prefix(level);
     I2cMux* mux = I2cMux::GetI2cMux(path);
     if (mux == nullptr) {
-      logger_mgr::print(i2cmainL, kWarning, 0,
-                        "<warn func=I2cDev.TurnOnI2cMux err=bad-mux cid=%s/>\n",
-                        path.ToString().c_str());
+      Q5_LOG_WARNING(i2cmainL, "<warn func=I2cDev.TurnOnI2cMux err=bad-mux cid=%s/>\n",
+                     path.ToString().c_str());
       return -1;
     }
     if (mux->SetChn(_cid[level], force) < 0) {
-      logger_mgr::print(i2cmainL, kWarning, 0,
-                        "<warn func=I2cDev.TurnOnI2cMux SetChn=failed cid=%s/>\n",
-                        path.ToString().c_str());
+      Q5_LOG_WARNING(i2cmainL, "<warn func=I2cDev.TurnOnI2cMux SetChn=failed cid=%s/>\n",
+                     path.ToString().c_str());
       return -1;
     }
   }
@@ -167,23 +154,20 @@ int I2cDev::TurnOnI2cMux(bool force) {
 int I2cDev::TurnOffI2cMux() {
   const int bus = _cid[0];
   if (I2cMux::GetBusFd(bus) < 0) {
-    logger_mgr::print(i2cmainL, kWarning, 0,
-                      "<warn func=I2cDev.TurnOffI2cMux err=bad-fd cid=%d/>\n", bus);
+    Q5_LOG_WARNING(i2cmainL, "<warn func=I2cDev.TurnOffI2cMux err=bad-fd cid=%d/>\n", bus);
     return -1;
   }
   for (int level = _cid.Length() - 1; level > 0; --level) {
     const I2cChId path = _cid.Prefix(level);
     I2cMux* mux = I2cMux::GetI2cMux(path);
     if (mux == nullptr) {
-      logger_mgr::print(i2cmainL, kWarning, 0,
-                        "<warn func=I2cDev.TurnOffI2cMux err=bad-mux cid=%s/>\n",
-                        path.ToString().c_str());
+      Q5_LOG_WARNING(i2cmainL, "<warn func=I2cDev.TurnOffI2cMux err=bad-mux cid=%s/>\n",
+                     path.ToString().c_str());
       return -1;
     }
     if (mux->ResetChn() < 0) {
-      logger_mgr::print(i2cmainL, kWarning, 0,
-                        "<warn func=I2cDev.TurnOffI2cMux Reset=failed cid=%s/>\n",
-                        path.ToString().c_str());
+      Q5_LOG_WARNING(i2cmainL, "<warn func=I2cDev.TurnOffI2cMux Reset=failed cid=%s/>\n",
+                     path.ToString().c_str());
       return -1;
     }
   }
@@ -192,17 +176,17 @@ int I2cDev::TurnOffI2cMux() {
 
 void I2cDev::SetVar() {
   ++_doreqorig;
-  logger_mgr::print(i2cmainL, kDebug, 0, "%s%d SETVAR\n", _id.c_str(), _num);
+  Q5_LOG_DEBUG(i2cmainL, "%s%d SETVAR\n", _id.c_str(), _num);
 }
 
 void I2cDev::ResetVar() {
   --_doreqorig;
-  logger_mgr::print(i2cmainL, kDebug, 0, "%s%d RESETVAR\n", _id.c_str(), _num);
+  Q5_LOG_DEBUG(i2cmainL, "%s%d RESETVAR\n", _id.c_str(), _num);
 }
 
 void I2cDev::Show(int level) const {
-  logger_mgr::print(i2cmainL, level, 0, "<I2cDev key=%s fd=%d rev=%d cid=%s/>\n", _key.c_str(), _fd,
-                    _rev, _cid.ToString().c_str());
+  Q5_LOG_AT(level, i2cmainL, "<I2cDev key=%s fd=%d rev=%d cid=%s/>\n", _key.c_str(), _fd, _rev,
+            _cid.ToString().c_str());
 }
 
 I2cDev::Map& I2cDev::GetDevices() {

@@ -1,7 +1,7 @@
 #include "common/dev/i2c/bus/i2c_info.h"
 
 #include "common/dev/i2c/bus/device_ids.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace Dev {
 
@@ -13,10 +13,10 @@ std::string DeviceKey(int mid, int aid, int type, int num) {
 std::string I2cDevInfo::Key() const { return DeviceKey(_mid, _aid, _type, _num); }
 
 void I2cDevInfo::Show(int level) const {
-  Logger::logger_mgr::print(
-      Logger::i2cmainL, level, 0,
-      "<I2cDevInfo key=%s id=%s rev=%d rate=%d bus=%d hmux=%d lmux=%d addr=0x%02X/>\n",
-      Key().c_str(), _id.c_str(), _rev, _rate, _bus, _hmux, _lmux, static_cast<unsigned>(_addr));
+  Q5_LOG_AT(level, i2cmainL,
+            "<I2cDevInfo key=%s id=%s rev=%d rate=%d bus=%d hmux=%d lmux=%d addr=0x%02X/>\n",
+            Key().c_str(), _id.c_str(), _rev, _rate, _bus, _hmux, _lmux,
+            static_cast<unsigned>(_addr));
 }
 
 }  // namespace Dev

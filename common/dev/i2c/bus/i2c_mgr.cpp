@@ -10,17 +10,10 @@
 #include "common/dev/i2c/bus/i2c_gateway.h"
 #include "common/dev/i2c/bus/i2c_mux.h"
 #include "common/dev/i2c/bus/i2c_wkr.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/hmp_opcodes.h"
 
 namespace Dev {
-
-using Logger::i2cmainL;
-using Logger::kDebug;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::kWarning;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -55,10 +48,10 @@ int I2cMgr::Init() { return ZmbSimpleWorker::Init(); }
 
 int I2cMgr::Init(int mid, int rev, Msg::HMPData& state) {
   if (Init() < 0) return -1;
-  logger_mgr::print(i2cmainL, kInfo, 0, "Loading the i2c muxs\n");
+  Q5_LOG_INFO(i2cmainL, "Loading the i2c muxs\n");
   I2cMux::LoadI2cMuxs(mid, rev);
   I2cDev::LoadI2cDevices(mid, rev, state);
-  logger_mgr::print(i2cmainL, kInfo, 0, "Loading the i2c devices done\n");
+  Q5_LOG_INFO(i2cmainL, "Loading the i2c devices done\n");
   const auto wkr = std::make_shared<I2cWkr>(state, this);
   {
     const platform::Lock lock(wkr_mutex_);
@@ -73,7 +66,7 @@ void I2cMgr::End() {
 }
 
 void I2cMgr::DestroyWorker(Worker::ZmbWorker* worker) {
-  logger_mgr::print(i2cmainL, kInfo, 0, "<I2cMgr func=DestroyWorker/>\n");
+  Q5_LOG_INFO(i2cmainL, "<I2cMgr func=DestroyWorker/>\n");
   // Callers that hold it are released by the end of its thread; the last of them deletes it.
   const auto wkr = Wkr();
   assert(worker == wkr.get());
@@ -93,18 +86,16 @@ int I2cMgr::I2cWkrExecReq(I2cReq* req) {
   const auto wkr = Wkr();
   const bool running = wkr != nullptr && wkr->IsRunning();
   if (running) return wkr->InstI2cReq(req);
-  logger_mgr::print(i2cmainL, kError, 0,
-                    "<panic func=I2cMgr.I2cWkrExecReq wkr=invalid  />_i2c_wkr=%p_running=%d\n",
-                    static_cast<const void*>(wkr.get()), running);
+  Q5_LOG_ERROR(i2cmainL, "<panic func=I2cMgr.I2cWkrExecReq wkr=invalid  />_i2c_wkr=%p_running=%d\n",
+               static_cast<const void*>(wkr.get()), running);
   return req->_status = -1;
 }
 
 int I2cMgr::I2cWkrWrapper(int mid, int aid, int type, int num, char* buf, int len, int len2,
                           I2cDev::Act act) {
   if (!FitsBuffer(len) || !FitsBuffer(len2)) {
-    logger_mgr::print(i2cmainL, kError, 0,
-                      "<warn func=I2cMgr.I2cWkrWrapper err=bad-len key=%s len=%d len2=%d/>\n",
-                      DeviceKey(mid, aid, type, num).c_str(), len, len2);
+    Q5_LOG_ERROR(i2cmainL, "<warn func=I2cMgr.I2cWkrWrapper err=bad-len key=%s len=%d len2=%d/>\n",
+                 DeviceKey(mid, aid, type, num).c_str(), len, len2);
     return -1;
   }
   I2cReq req;
@@ -124,9 +115,9 @@ int I2cMgr::I2cWkrWrapper(int mid, int aid, int type, int num, char* buf, int le
   if (status >= 0 && act == I2cDev::do_read) CopyOut(req._buf, status, First(buf, len));
   if (status >= 0 && act == I2cDev::do_wread) CopyOut(req._buf2, status, First(buf, len2));
   if (const I2cDev* device = I2cDev::GetDevice(req._dev_info.Key())) {
-    logger_mgr::print(i2cmainL, kDebug, 0, "resultlen %d rev %d\n", status, device->GetRevision());
+    Q5_LOG_DEBUG(i2cmainL, "resultlen %d rev %d\n", status, device->GetRevision());
   } else {
-    logger_mgr::print(i2cmainL, kWarning, 0, "I2CDEV NULL \n");
+    Q5_LOG_WARNING(i2cmainL, "I2CDEV NULL \n");
   }
   return status;
 }
@@ -176,7 +167,7 @@ int I2cMgr::Handle(Common::ZmbMessage* msg) {
   if (request.opcode == Msg::HMP_I2C_GATEWAY) {
     req = FillI2cReq(request);
   } else {
-    logger_mgr::print(i2cmainL, kWarning, 0, "log 22 opcode 0x%x \n", request.opcode & 0xFFFFu);
+    Q5_LOG_WARNING(i2cmainL, "log 22 opcode 0x%x \n", request.opcode & 0xFFFFu);
   }
   const int status = I2cWkrExecReq(&req);
   if (request.opcode == Msg::HMP_I2C_GATEWAY) {

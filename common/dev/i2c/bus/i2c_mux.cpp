@@ -10,15 +10,10 @@
 
 #include "common/dev/i2c/bus/device_table.h"
 #include "common/dev/i2c/bus/i2c_bus.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 
 namespace Dev {
-
-using Logger::i2cmainL;
-using Logger::kDebug;
-using Logger::kWarning;
-using Logger::logger_mgr;
 
 I2cMux::I2cMux(const I2cMuxInfo& info)
     : Device(info._mid, info._aid, I2C_MUX, 0, info._id, info._rev),
@@ -32,18 +27,16 @@ int I2cMux::SetChn(int chn, bool force) {
   if (chn < 0 || chn >= _chns) return -1;
   _fd = GetBusFd(_bus);
   if (SelectAddress(_fd, _addr) < 0) {
-    logger_mgr::print(i2cmainL, kWarning, 0,
-                      "<warn func=I2cMux.SetChn ioctl=-1 fd=%d addr=0x%02X err=%s/>\n", _fd,
-                      static_cast<unsigned>(_addr), std::strerror(errno));
+    Q5_LOG_WARNING(i2cmainL, "<warn func=I2cMux.SetChn ioctl=-1 fd=%d addr=0x%02X err=%s/>\n", _fd,
+                   static_cast<unsigned>(_addr), std::strerror(errno));
     return -1;
   }
   unsigned char control = 0;
   platform::Machine().Read(_fd, &control, 1);  // for the log only
-  logger_mgr::print(i2cmainL, kDebug, 0, "Mux set to %x \n", control);
+  Q5_LOG_DEBUG(i2cmainL, "Mux set to %x \n", control);
   const unsigned char select = MuxChannelByte(chn, _rev > kLastOldMuxRevision);
   if (platform::Machine().Write(_fd, &select, 1) != 1) {
-    logger_mgr::print(i2cmainL, kWarning, 0, "<warn func=I2cMux.SetChn write=err data=%d/>\n",
-                      select);
+    Q5_LOG_WARNING(i2cmainL, "<warn func=I2cMux.SetChn write=err data=%d/>\n", select);
     return -1;
   }
   _chon = static_cast<char>(chn);
@@ -58,9 +51,8 @@ int I2cMux::ResetChn() {
 }
 
 void I2cMux::Show(int level) const {
-  logger_mgr::print(i2cmainL, level, 0, "<I2cMux cid=%s id=%s rev=%d addr=0x%02X chon=%d/>\n",
-                    _cid.ToString().c_str(), _id.c_str(), _rev, static_cast<unsigned>(_addr),
-                    _chon);
+  Q5_LOG_AT(level, i2cmainL, "<I2cMux cid=%s id=%s rev=%d addr=0x%02X chon=%d/>\n",
+            _cid.ToString().c_str(), _id.c_str(), _rev, static_cast<unsigned>(_addr), _chon);
 }
 
 I2cMux::Map& I2cMux::GetMuxs() {

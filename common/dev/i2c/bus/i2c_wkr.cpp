@@ -6,7 +6,7 @@
 #include "common/dev/i2c/bus/device_table.h"
 #include "common/dev/i2c/bus/i2c_bus.h"
 #include "common/dev/i2c/bus/set_safety.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "platform/backend.h"
 #include "platform/guarded.h"
@@ -15,11 +15,7 @@
 
 namespace Dev {
 
-using Logger::i2cmainL;
 using Logger::kDebug;
-using Logger::kError;
-using Logger::kWarning;
-using Logger::logger_mgr;
 
 namespace {
 
@@ -51,12 +47,12 @@ int I2cWkr::Init() {
 int I2cWkr::init_i2c(int bus) {
   const int fd = OpenBus(bus);
   if (fd < 0) {
-    logger_mgr::print(i2cmainL, kError, 0, "Error while opening i2c device %s\n", BusDevice(bus));
+    Q5_LOG_ERROR(i2cmainL, "Error while opening i2c device %s\n", BusDevice(bus));
     return -1;
   }
   if (SetRetries(fd, kBusRetries) < 0) {
-    logger_mgr::print(i2cmainL, kError, 0, "Error while setting i2c driver retries for device %s\n",
-                      BusDevice(bus));
+    Q5_LOG_ERROR(i2cmainL, "Error while setting i2c driver retries for device %s\n",
+                 BusDevice(bus));
   }
   return fd;
 }
@@ -127,7 +123,7 @@ void I2cWkr::StartTimer(int seconds) {
                                                    [this] { HandleSigEvt(); });
   period_ = ticker_ != nullptr ? seconds : 0;
   if (ticker_ != nullptr) return;
-  logger_mgr::print(i2cmainL, kError, 0, "<panic func=I2cWkr.StartTimer timer_create=failed/>\n");
+  Q5_LOG_ERROR(i2cmainL, "<panic func=I2cWkr.StartTimer timer_create=failed/>\n");
 }
 
 void I2cWkr::StopScanner() {
@@ -153,15 +149,13 @@ void I2cWkr::HandleScanI2cOnce() {
 
 int I2cWkr::HandleScanI2cReq() {
   if (!_do_scan.exchange(false)) return 0;
-  logger_mgr::print(i2cmainL, kDebug, 0, "<I2cWkr func=HandleScanI2cReq wake=%d sec>\n",
-                    period_.load());
+  Q5_LOG_DEBUG(i2cmainL, "<I2cWkr func=HandleScanI2cReq wake=%d sec>\n", period_.load());
   const std::lock_guard lock(scan_mutex_);
   for (I2cJob& job : _periodic_list) {
     if (state_.testStart && !job.GetScanReq()) continue;
     if (ScanJob(job) < 0) return -1;
     if (HandleInstI2cReq() < 0) {
-      logger_mgr::print(i2cmainL, kDebug, 0,
-                        "INSTANT I2C REQ FAILED IN SCANLOOP, BUT CONTINUING SCANNING\n");
+      Q5_LOG_DEBUG(i2cmainL, "INSTANT I2C REQ FAILED IN SCANLOOP, BUT CONTINUING SCANNING\n");
     }
   }
   return 0;
@@ -185,7 +179,7 @@ void I2cWkr::EndTransfer() {
 }
 
 int I2cWkr::Refuse(const char* text) {
-  logger_mgr::print(i2cmainL, kError, 0, "%s", text);
+  Q5_LOG_ERROR(i2cmainL, "%s", text);
   state_.SetErrorCode(Msg::NAK_MCODE_I2CNOTSERIALIZED);
   return -1;
 }
@@ -215,8 +209,8 @@ int I2cWkr::InstI2cReq(I2cReq* req) {
   _do_req = false;
   held_up_ = _i2crunning.load();
   lock.Unlock();
-  logger_mgr::print(i2cmainL, kError, 0, "I2C device %s: no answer within %.1f s\n",
-                    req->_dev_info.Key().c_str(), std::chrono::duration<double>(limit).count());
+  Q5_LOG_ERROR(i2cmainL, "I2C device %s: no answer within %.1f s\n", req->_dev_info.Key().c_str(),
+               std::chrono::duration<double>(limit).count());
   return req->_status = -1;
 }
 
@@ -238,7 +232,7 @@ int I2cWkr::HandleInstI2cReq() {
   if (!_do_req) return 0;
   const auto handover = TakeRequest();
   if (handover == nullptr) return 0;
-  logger_mgr::print(i2cmainL, kDebug, 0, "<I2cWkr func=HandleInstI2cReq recv=instant-req/>\n");
+  Q5_LOG_DEBUG(i2cmainL, "<I2cWkr func=HandleInstI2cReq recv=instant-req/>\n");
   const int status = ExecI2cReq(&handover->request);
   GiveBack(*handover);
   return status;
@@ -256,8 +250,7 @@ int I2cWkr::ExecI2cReq(I2cReq* req) {
                                          req->_act);
     });
   } else {
-    logger_mgr::print(i2cmainL, kWarning, 0, "<warn func=I2cWkr.ExecI2cReq err=bad-dev key=%s/>\n",
-                      key.c_str());
+    Q5_LOG_WARNING(i2cmainL, "<warn func=I2cWkr.ExecI2cReq err=bad-dev key=%s/>\n", key.c_str());
   }
   req->Show(kDebug);
   EndTransfer();

@@ -7,14 +7,10 @@
 #include "common/dev/i2c/bus/i2c_dev.h"
 #include "common/dev/i2c/bus/meas_channel_id.h"
 #include "common/dev/i2c/bus/sensor_publisher.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace Dev {
 namespace {
-
-using Logger::i2cmainL;
-using Logger::kError;
-using Logger::logger_mgr;
 
 constexpr std::uint8_t kOwnChannel = 3;
 constexpr std::uint8_t kSharedChannel = 2;
@@ -39,8 +35,8 @@ std::uint8_t ChannelSensorAddress(const ChannelSensorRow& row, int channel,
   const int id = static_cast<unsigned short>(state.GetCPLDID(channel));
   if (id == MEAS_CHANNEL_ID_0985) return row.addr_0985;
   if (id == MEAS_CHANNEL_ID_1093) return row.addr_1093;
-  logger_mgr::print(i2cmainL, kError, 0, "%s.%d: GetCPLDID(ACQ_CH%d) returned invalid ID:0x%04X\n",
-                    "appndDevTbl", __LINE__, channel + 1, static_cast<unsigned>(id));
+  Q5_LOG_ERROR(i2cmainL, "%s.%d: GetCPLDID(ACQ_CH%d) returned invalid ID:0x%04X\n", "appndDevTbl",
+               __LINE__, channel + 1, static_cast<unsigned>(id));
   return 0;
 }
 

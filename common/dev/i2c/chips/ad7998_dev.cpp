@@ -5,16 +5,13 @@
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/dev/i2c/bus/sensor_publisher.h"
 #include "common/dev/i2c/chips/channel_words.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 
 namespace Dev {
 namespace {
 
 using Logger::ad7998L;
-using Logger::kError;
-using Logger::kInfo;
-using Logger::logger_mgr;
 
 constexpr int kChannels = 8;
 constexpr float kSteps = 4096.0F;
@@ -96,11 +93,9 @@ int AD7998Dev::ReadScan(ChipPath& path) {
   for (std::size_t channel = 0; channel < kChannels; ++channel) {
     const auto value = static_cast<double>(ValueOf(codes, channel));
     if (_aid == MEAS_CH1) {
-      logger_mgr::print(ad7998L, kInfo, 0, "ADC7998/SIGNAL/MEAS_CH1/%s=%f\n", kRails[channel].name,
-                        value);
+      Q5_LOG_INFO(ad7998L, "ADC7998/SIGNAL/MEAS_CH1/%s=%f\n", kRails[channel].name, value);
     } else {
-      logger_mgr::print(ad7998L, kInfo, 0, "ADC7998/SIGNAL/MEAS_CH2/%s=%f\n", kRails[channel].name,
-                        value);
+      Q5_LOG_INFO(ad7998L, "ADC7998/SIGNAL/MEAS_CH2/%s=%f\n", kRails[channel].name, value);
     }
   }
   if (fan_count.Advance(_info, InternalSensors()) == 0) {
@@ -116,8 +111,7 @@ void AD7998Dev::CheckFans() {
   const int status = fpga == nullptr ? -1 : fpga->GetMiscContStat2();
   if (status < 0 || (status & kFansTurn) == kFansTurn) return;  // a failed read is logged there
   i2c_report_nak(Msg::NAK_MCODE_SIGMOD_FAN_FAIL, status);
-  logger_mgr::print(ad7998L, kError, 0, "Signal Module Fan Failure 0x%x\n",
-                    static_cast<unsigned>(status));
+  Q5_LOG_ERROR(ad7998L, "Signal Module Fan Failure 0x%x\n", static_cast<unsigned>(status));
 }
 
 }  // namespace Dev

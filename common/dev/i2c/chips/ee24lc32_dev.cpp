@@ -5,16 +5,13 @@
 
 #include "common/dev/i2c/bus/chip_path.h"
 #include "common/dev/i2c/chips/channel_words.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 
 namespace Dev {
 namespace {
 
 using Logger::ee24lc32L;
-using Logger::kDebug;
-using Logger::kError;
-using Logger::logger_mgr;
 
 constexpr int kChunk = 8192;
 constexpr int kBlockLengthOffset = 3;  // of the 16-bit length within a block
@@ -53,12 +50,12 @@ int SetAddress(ChipPath& path, int high, int low) {
 const std::array<unsigned char, EE24LC32Dev::kBufferSize>& EE24LC32Dev::GetData() { return eebuf; }
 
 int EE24LC32Dev::Read() {
-  logger_mgr::print(ee24lc32L, kDebug, 0, "HERE EEPROM Read() %x\n", static_cast<unsigned>(_addr));
+  Q5_LOG_DEBUG(ee24lc32L, "HERE EEPROM Read() %x\n", static_cast<unsigned>(_addr));
   return 0;
 }
 
 int EE24LC32Dev::DoReq(char*, int len, char*, int len2, Act act) {
-  logger_mgr::print(ee24lc32L, kDebug, 0, "HERE EEPROM DoReq() %x\n", static_cast<unsigned>(_addr));
+  Q5_LOG_DEBUG(ee24lc32L, "HERE EEPROM DoReq() %x\n", static_cast<unsigned>(_addr));
   eebuf.fill(0xFF);
   if (_rev == kAbsentRevision && _addr == kAbsentAddress) return 0;
   ChipPath path(_info, _fd, "EEPROM", ee24lc32L, WordsOf(_info), i2c_report_nak);
@@ -80,8 +77,7 @@ int EE24LC32Dev::Plan(ChipPath& path, int len, int len2, Act act) {
 
 int EE24LC32Dev::ReadSequence(ChipPath& path, int address, int count) {
   if (address < 0 || address >= kBufferSize || count < 0 || count > kBufferSize) {
-    logger_mgr::print(ee24lc32L, kError, 0, "EEPROM %s: no %d bytes at address %d\n", _key.c_str(),
-                      count, address);
+    Q5_LOG_ERROR(ee24lc32L, "EEPROM %s: no %d bytes at address %d\n", _key.c_str(), count, address);
     return -1;
   }
   if (SetAddress(path, address >> 8, address) < 0) return -1;

@@ -1,12 +1,11 @@
 #include "common/dev/i2c/chips/nulldev_dev.h"
 
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 
 namespace Dev {
 
 int NULLDEVDev::DoReq(char*, int, char*, int, Act) {
-  Logger::logger_mgr::print(Logger::nulldevL, Logger::kDebug, 0, "HERE NULLDEV %x\n",
-                            static_cast<unsigned>(_addr));
+  Q5_LOG_DEBUG(nulldevL, "HERE NULLDEV %x\n", static_cast<unsigned>(_addr));
   return 0;
 }
 

@@ -9,14 +9,10 @@
 #include <cstring>
 
 #include "common/dev/i2c/bus/i2c_bus.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 
 namespace Dev {
-
-using Logger::kError;
-using Logger::logger_mgr;
-using Logger::si5338L;
 
 namespace {
 
@@ -30,7 +26,7 @@ constexpr int kFirstStepRegister = 123;
 constexpr int kLastStepRegister = 144;
 
 bool Done(int result, const char* text) {
-  if (result < 0) logger_mgr::print(si5338L, kError, 0, "%s", text);
+  if (result < 0) Q5_LOG_ERROR(si5338L, "%s", text);
   return result >= 0;
 }
 
@@ -41,16 +37,15 @@ int SI5338Dev::Open() {
   _held_up = false;
   _bus_fd = OpenBus(_bus);
   if (_bus_fd < 0) {
-    logger_mgr::print(si5338L, kError, 0, "<panic func=SI5338Dev err=bad-fd cid=%s errno=%s/>\n",
-                      _cid.ToString().c_str(), std::strerror(errno));
+    Q5_LOG_ERROR(si5338L, "<panic func=SI5338Dev err=bad-fd cid=%s errno=%s/>\n",
+                 _cid.ToString().c_str(), std::strerror(errno));
     return -1;
   }
   // NOLINTNEXTLINE(performance-no-int-to-ptr): the request takes the address by value
   void* argument = reinterpret_cast<void*>(static_cast<std::intptr_t>(_addr));
   if (platform::Machine().Ioctl(_bus_fd, I2C_SLAVE_FORCE, argument) < 0) {
-    logger_mgr::print(si5338L, kError, 0,
-                      "<panic func=SI5338Dev ioctl=failed addr=0x%02X key=%s errno=%s/>\n",
-                      static_cast<unsigned>(_addr), _key.c_str(), std::strerror(errno));
+    Q5_LOG_ERROR(si5338L, "<panic func=SI5338Dev ioctl=failed addr=0x%02X key=%s errno=%s/>\n",
+                 static_cast<unsigned>(_addr), _key.c_str(), std::strerror(errno));
     Close();
     return -1;
   }
@@ -65,8 +60,8 @@ void SI5338Dev::Close() {
 int SI5338Dev::Transfer(char read_write, int reg, std::uint8_t& value) {
   if (TransferByte(_bus_fd, read_write, static_cast<std::uint8_t>(reg % kPageSize), value) < 0) {
     _held_up = errno == ETIMEDOUT || errno == EBUSY;
-    logger_mgr::print(si5338L, kError, 0, "Si5338 register %d: %s failed: %s\n", reg,
-                      read_write == I2C_SMBUS_READ ? "read" : "write", std::strerror(errno));
+    Q5_LOG_ERROR(si5338L, "Si5338 register %d: %s failed: %s\n", reg,
+                 read_write == I2C_SMBUS_READ ? "read" : "write", std::strerror(errno));
     return -1;
   }
   return 0;
@@ -75,8 +70,7 @@ int SI5338Dev::Transfer(char read_write, int reg, std::uint8_t& value) {
 int SI5338Dev::Seek(int reg) {
   std::uint8_t page = reg >= kPageSize ? 1 : 0;
   if (Transfer(I2C_SMBUS_WRITE, kPageRegister, page) == 0) return 0;
-  logger_mgr::print(si5338L, kError, 0, "Failed to write Page Select register.  errno: %s\n",
-                    std::strerror(errno));
+  Q5_LOG_ERROR(si5338L, "Failed to write Page Select register.  errno: %s\n", std::strerror(errno));
   return -1;
 }
 
@@ -84,8 +78,8 @@ namespace {
 
 int CheckRange(int start, int count) {
   if (start >= 0 && count >= 0 && count <= kRegisters && start <= kRegisters - count) return 0;
-  logger_mgr::print(si5338L, kError, 0, "Invalid register number %d and/or count %d.  Max: %d\n",
-                    start, count, kRegisters - 1);
+  Q5_LOG_ERROR(si5338L, "Invalid register number %d and/or count %d.  Max: %d\n", start, count,
+               kRegisters - 1);
   return -EINVAL;
 }
 
@@ -168,8 +162,7 @@ bool SI5338Dev::IsLocked() {
     return false;
   }
   if ((status & kAlarms) == 0) return true;
-  logger_mgr::print(si5338L, kError, 0,
-                    "Reading Si5338 register 218 -- alarms 0x%02X not cleared\n", status);
+  Q5_LOG_ERROR(si5338L, "Reading Si5338 register 218 -- alarms 0x%02X not cleared\n", status);
   return false;
 }
 

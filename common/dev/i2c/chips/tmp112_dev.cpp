@@ -3,16 +3,13 @@
 #include "common/dev/i2c/bus/chip_path.h"
 #include "common/dev/i2c/bus/sensor_publisher.h"
 #include "common/dev/i2c/chips/temperature.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/records/module_id.h"
 
 namespace Dev {
 namespace {
 
-using Logger::kDebug;
-using Logger::kInfo;
-using Logger::logger_mgr;
 using Logger::tmp112L;
 
 constexpr ChipWords kMainWords{Msg::NAK_MCODE_I2CIOCTL_TMP112_MAIN,
@@ -44,14 +41,14 @@ TempFanCount fan_count;
 }  // namespace
 
 int TMP112Dev::Read() {
-  logger_mgr::print(tmp112L, kDebug, 0, "HERE TMP112 %x\n", static_cast<unsigned>(_addr));
+  Q5_LOG_DEBUG(tmp112L, "HERE TMP112 %x\n", static_cast<unsigned>(_addr));
   const int count = fan_count.Advance(_info, InternalSensors());
   float celsius = 0;
   if (ReadCelsius(ChipPath(_info, _fd, "TMP112", tmp112L, WordsOf(_info), i2c_report_nak),
                   celsius) < 0)
     return -1;
-  logger_mgr::print(tmp112L, kInfo, 0, "TMP112/%s/FP_SRCMEAS=%f°C\n", ModuleName(_mid),
-                    static_cast<double>(celsius));
+  Q5_LOG_INFO(tmp112L, "TMP112/%s/FP_SRCMEAS=%f°C\n", ModuleName(_mid),
+              static_cast<double>(celsius));
   if (count == 0) SendTemp(_info, kSensorTmp112, celsius);
   return 0;
 }

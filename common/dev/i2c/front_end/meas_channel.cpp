@@ -4,17 +4,11 @@
 
 #include "common/dev/i2c/chips/front_end_chips.h"
 #include "common/log/capture.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "platform/backend.h"
 
 namespace Dev {
 namespace {
-
-using Logger::dacdcoffsetL;
-using Logger::kDebug;
-using Logger::kError;
-using Logger::logger_mgr;
-using Logger::spibridgeL;
 
 // First bytes of the bridge's frames.
 constexpr std::uint8_t kIdentity = 0x01;
@@ -114,7 +108,7 @@ int MeasChannel::Meas1093ReadMeasStatus() {
   if (result < 0) return result;
   const int mode = status[kTestModeEcho];
   if (mode < kFirstTestMode || mode > kLastTestMode) {
-    logger_mgr::print(spibridgeL, kError, 0, "%s MeasStatus ERROR test_mode: %d\n", Name(), mode);
+    Q5_LOG_ERROR(spibridgeL, "%s MeasStatus ERROR test_mode: %d\n", Name(), mode);
   }
   return status[0];
 }
@@ -157,10 +151,10 @@ int MeasChannel::set_dc_offset_reg(std::uint16_t value, DC_OFFSET_DAC_CHAN_NUM d
   if (!IsDac(dacchan)) return -1;
   std::atomic<int>& shadow = shadow_[static_cast<std::size_t>(dacchan)];
   if (shadow == value) {
-    logger_mgr::print(dacdcoffsetL, kDebug, 0,
-                      "%s %s.%d dcch:%d avoided set_dc_offset_reg(0x%04X) reg contents:0x%04X\n",
-                      Name(), __func__, __LINE__, dacchan, static_cast<unsigned>(value),
-                      static_cast<unsigned>(shadow));
+    Q5_LOG_DEBUG(dacdcoffsetL,
+                 "%s %s.%d dcch:%d avoided set_dc_offset_reg(0x%04X) reg contents:0x%04X\n", Name(),
+                 __func__, __LINE__, dacchan, static_cast<unsigned>(value),
+                 static_cast<unsigned>(shadow));
     return kDacWriteBytes;
   }
   const autoimpvar guard(Device<DAC8571Dev>(DAC_DCOFF));

@@ -4,14 +4,11 @@
 #include <iterator>
 
 #include "common/dev/i2c/bus/meas_channel_id.h"
-#include "common/log/logger_mgr.h"
+#include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 
 namespace Dev {
 namespace {
-
-using Logger::logger_mgr;
-using Logger::spibridgeL;
 
 constexpr std::uint8_t kWriteConfiguration = 0x02;
 constexpr std::size_t kLongestStatusText = 49;
@@ -39,8 +36,8 @@ MeasChCpldIdRev MeasChCpldIdRev::ToStruct(std::span<const std::uint8_t, kBytes> 
 }
 
 void MeasChCpldIdRev::Show(int level) const {
-  logger_mgr::print(spibridgeL, level, 0, "<MeasChCpldIdRev cpldId=0x%04X revision=0x%04X/>\n",
-                    static_cast<unsigned>(cpldId), static_cast<unsigned>(revision));
+  Q5_LOG_AT(level, spibridgeL, "<MeasChCpldIdRev cpldId=0x%04X revision=0x%04X/>\n",
+            static_cast<unsigned>(cpldId), static_cast<unsigned>(revision));
 }
 
 std::array<std::uint8_t, MeasChCfgReg::kBytes + 1> MeasChCfgReg::ToBytes() const {
@@ -50,9 +47,9 @@ std::array<std::uint8_t, MeasChCfgReg::kBytes + 1> MeasChCfgReg::ToBytes() const
 
 void MeasChCfgReg::Show(int level) const {
   const auto bytes = Bytes();
-  logger_mgr::print(spibridgeL, level, 0, "<MeasChCfgReg bytes=%02X %02X %02X/>\n",
-                    static_cast<unsigned>(bytes[0]), static_cast<unsigned>(bytes[1]),
-                    static_cast<unsigned>(bytes[2]));
+  Q5_LOG_AT(level, spibridgeL, "<MeasChCfgReg bytes=%02X %02X %02X/>\n",
+            static_cast<unsigned>(bytes[0]), static_cast<unsigned>(bytes[1]),
+            static_cast<unsigned>(bytes[2]));
 }
 
 bool MeasChCfgReg::IsSuccessfulTransaction(std::uint8_t status, Msg::Errorcodes& errors) {
