@@ -48,14 +48,14 @@ struct Key {
   double fallback;
   Limit limit = Limit::None;
   Missing missing = Missing::Silent;
-  const char* log_name = "";  ///< of a key whose default is told
+  const char* log_name = "";  ///< of a key whose default is logged
 };
 
 constexpr SharedInt Int(std::atomic<int> HMPData::*field) { return field; }
 constexpr SharedFloat Float(std::atomic<float> HMPData::*field) { return field; }
 constexpr OwnInt Own(int DaemonConfig::*field) { return field; }
 
-// A fallback of a key that has to be in the file is the value of the file that ships.
+// The fallback of a key that has to be in the file is the value of the shipped file.
 constexpr Key kKeys[] = {
     {"VarekConfig.hvmeasurementscalefactor", Float(&HMPData::hvscalefactor), 50.0, Limit::Positive,
      Missing::Error},
@@ -117,8 +117,8 @@ bool IsWithin(Limit limit, double value) {
   return true;
 }
 
-// True with the value of a key that the file has, of its own type. As a float it can be too large
-// or too small for what it is kept in.
+// True with the value of a key that the file has with the right type. As a float the value can be
+// too large or too small for the field that keeps it.
 bool ReadValue(const libconfig::Config& config, const Key& key, double& value) {
   bool found = false;
   if (IsFloat(key)) {
@@ -204,15 +204,15 @@ void TellResult(const HMPData& data, const DaemonConfig& own) {
   Tell("NAK on Sample OverRange : %s \n", Enabled(data.enable_nak_on_sample_overrange));
 }
 
-// The parser ends the process when what it has opened cannot be read, as a directory cannot, and
-// its time grows with the square of a line's length: a damaged file must not hold up the start.
+// The parser ends the process when it cannot read what it has opened, for example a directory. Its
+// time grows with the square of a line's length. A damaged file must not hold up the start.
 bool IsReadable(const std::string& file) {
   std::error_code ignored;
   return std::filesystem::is_regular_file(file, ignored) &&
          std::filesystem::file_size(file, ignored) <= kLargestFile;
 }
 
-// A file that failed half-way leaves what it had so far.
+// A parse that fails half-way leaves the settings read so far.
 void Clear(libconfig::Config& config) { config.readString(""); }
 
 }  // namespace

@@ -28,8 +28,8 @@ constexpr int kLogFlags = O_RDWR | O_CREAT | O_APPEND;
 constexpr mode_t kLogMode = 0755;
 constexpr mode_t kLockMode = 0640;
 
-// Once its descriptors are closed the daemon has nobody to tell why it ends, so a log or a lock
-// that cannot be opened is told while there still is a terminal. Opening neither truncates nor
+// Once its descriptors are closed the daemon cannot report why it ends. So a log or a lock that
+// cannot be opened is reported while there still is a terminal. Opening neither truncates nor
 // locks.
 void RequireWritable(const char* what, const char* path, mode_t mode) {
   if (platform::OpenToWrite(path, O_RDWR | O_CREAT, mode)) return;
@@ -38,7 +38,7 @@ void RequireWritable(const char* what, const char* path, mode_t mode) {
   std::exit(1);
 }
 
-/// What the daemon tells its starter once it runs, or cannot.
+/// What the daemon reports to its starter once it runs, or cannot.
 struct Report {
   enum Step : int { kDone, kLog, kLockFile, kLock } failed = kDone;
   int error = 0;
@@ -78,8 +78,8 @@ Report TakeLock(const char* path) {
   return {};
 }
 
-// Waits until the daemon has its lock and its log, and ends with what it reports: the daemon itself
-// has nobody to tell by then.
+// Waits until the daemon has its lock and its log, and ends with the status that it reports: by
+// then the daemon itself has no terminal for an error.
 [[noreturn]] void EndStarter(int from_daemon, const std::string& log, const std::string& lock) {
   Report report;
   if (::read(from_daemon, &report, sizeof report) != sizeof report) {
@@ -122,7 +122,6 @@ void CloseRange(int first, int last) {
   for (int fd = first; fd <= std::min(last, highest); ++fd) ::close(fd);
 }
 
-// Closes every descriptor but `kept`.
 void CloseAllBut(int kept) {
   CloseRange(0, kept - 1);
   CloseRange(kept + 1, INT_MAX);
@@ -140,7 +139,7 @@ void daemonize(const char* log_path, const char* lock_path) {
   RequireWritable("log", log_path, kLogMode);
   RequireWritable("lock", lock_path, kLockMode);
 
-  // The child still prints to the terminal, or to a pipe whose reader may go when the parent ends.
+  // The child still prints to the terminal, or to a pipe whose reader may end with the parent.
   std::signal(SIGPIPE, SIG_IGN);
   KeepStandardDescriptors();
   int to_starter[2];

@@ -18,11 +18,11 @@
 namespace Mos {
 namespace {
 
-// Results of Handle with a meaning of their own; others are the handlers'.
+// Results that Handle itself returns; all others come from the handlers.
 constexpr int kUnsupported = 3;
 constexpr int kBadRecord = 6;
 constexpr int kClockRefused = 13;  // a handler built no reply
-constexpr int kFailed = 14;        // nor did one that threw
+constexpr int kFailed = 14;        // a handler threw and built no reply
 
 bool HasNoReply(int result) {
   return result == kUnsupported || result == kBadRecord || result == kClockRefused ||
@@ -82,13 +82,13 @@ const Entry* FindHandler(int opcode) {
   return entry == std::end(kHandlers) ? nullptr : entry;
 }
 
-// Nothing has built a reply: answer with the module's code for a message it cannot take.
+// No handler has built a reply: answers with the module's code for a message that it cannot take.
 void HandleMsgBad(Msg::HmpErrorRep& reply) {
   reply.InitResponse();
   reply.SetHMPErrorCode(Msg::NAK_MOS_ERR, Msg::NAK_MCODE_UNKNOWNMSG, 0);
 }
 
-// Cleared, so that a field that no handler sets goes out as 0.
+// Cleared, so that a field that no handler sets is sent as 0.
 using Buffer = std::array<unsigned char, kReplyBytes>;
 
 Msg::HmpMsgHead& BeginReply(Buffer& buffer, std::span<const unsigned char> request) {
@@ -97,7 +97,7 @@ Msg::HmpMsgHead& BeginReply(Buffer& buffer, std::span<const unsigned char> reque
   return reinterpret_cast<Msg::HmpMsgHead&>(buffer);
 }
 
-// A handler that leaves the request's own length in its reply must not send what lies behind it.
+// A handler that leaves the request's own length in its reply must not send the bytes behind it.
 bool FitsBuffer(const Msg::HmpMsgHead& reply) {
   return reply.GetSize() <= static_cast<int>(kReplyBytes);
 }

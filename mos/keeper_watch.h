@@ -1,6 +1,5 @@
-// Who keeps a test alive. Any request of a test feeds the watch on its host's silence, whoever
-// sends it: a program that polls the same daemon would keep the test of a host running that has
-// gone.
+// Who keeps a test alive. Each request of a test feeds the watch for a silent host, whoever sends
+// it. So a second program that polls the same daemon would keep a test running whose host is lost.
 #pragma once
 
 #include <array>
@@ -11,9 +10,9 @@ namespace Mos {
 
 class KeeperWatch {
  public:
-  /// `route` is the connection that a set-up came by.
+  /// `route` is the connection of the set-up.
   void Begin(std::string_view route);
-  /// True for the first request in this test that came by another connection.
+  /// True for the first request of this test that came by another connection.
   bool IsFirstOfAnother(std::string_view route);
 
  private:

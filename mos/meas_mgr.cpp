@@ -64,7 +64,7 @@ int MeasMgr::Init(int revision) {
   return 0;
 }
 
-// A person who reads results must be able to find out that they are not corrected.
+// The log must show a reader of results that they are not corrected.
 void MeasMgr::ReadConfiguration() {
   const bool configured = InitConfigFile(_varekconfig, kConfigPath) == 0;
   Msg::HMPData& data = Msg::HMPData::GetHMPData(_varekconfig, Msg::MEAS_MODULE);

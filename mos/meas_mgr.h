@@ -1,8 +1,8 @@
-// MeasMgr: the object at the centre of the daemon. It owns the bus end point that host requests
-// come in on, and every request passes through Handle.
+// MeasMgr: the object at the centre of the daemon. It owns the bus end point for host requests, and
+// every request passes through Handle.
 //
-// Threads: everything here runs on the main thread, but for Handle, which each end point's calls,
-// and NotifyMosPendingFrequency.
+// Threads: everything here runs on the main thread, except NotifyMosPendingFrequency and Handle,
+// which the thread of each end point calls.
 #pragma once
 
 #include <cstdint>
@@ -23,10 +23,9 @@ namespace Mos {
 
 class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
  public:
-  /// Makes the single instance on the first call and gives it on every later one, whose arguments
-  /// are ignored.
+  /// Makes the single instance on the first call. Later calls return it and ignore their arguments.
   static MeasMgr& CreateMeasMgr(Dev::I2cMgr& i2c, const char* id, std::uint16_t port);
-  /// For callbacks that are given no object.
+  /// For callbacks that get no object.
   static MeasMgr* Instance() { return _instance; }
   static void SetInstance(MeasMgr* instance) { _instance = instance; }
 
@@ -39,8 +38,8 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   /// bound.
   int Init(int revision);
 
-  /// Serves one request: replaces the payload of `msg` (not null, not consumed) by its reply. The
-  /// result is that of the handler, 3 for an opcode that is not supported, 6 for a record that is
+  /// Serves one request: replaces the payload of `msg` (not null, not consumed) by its reply.
+  /// Returns the handler's result, 3 for an opcode that is not supported, 6 for a record that is
   /// not whole or fails its checksum. The payload is a complete reply in every case.
   int Handle(Common::ZmbMessage* msg) override;
 
@@ -48,10 +47,10 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   void SetFeUris() override;
 
   void SetEeXmlOpt(int skip) { _skip_ee2xml = skip; }
-  /// What the configuration sets for rooms of its own; valid after Init(int).
+  /// Settings of the configuration for single components; valid after Init(int).
   const DaemonConfig& GetDaemonConfig() const { return _daemonconfig; }
 
-  /// Ends the sample threads; before what they use goes.
+  /// Ends the sample threads; to be called before anything that they use is destroyed.
   void EndAcquisition();
 
   /// Connects the electrical results with the corrections; before Init(int).
@@ -61,7 +60,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   int PendingFrequency(float frequency, int curange, int voltscal) {
     return std::get<handlers::Update>(handlers_).PendingFrequency(frequency, curange, voltscal);
   }
-  /// What the timers' callbacks work on.
+  /// For the callbacks of the timers.
   Recovery& GetRecovery() { return recovery_; }
   Dev::AllokLine& GetAllok() { return allok_; }
   Measurement& GetMeasurement() { return measurement_; }

@@ -63,7 +63,7 @@ constexpr const char* kUsageLines[] = {
     "-p PORT, --port=PORT      mos port number, default=3088",
     "         --gid=ZID        i2c gateway id, default=Mos.I2cMgr",
     "         --gport=PORT     i2c gateway port number, default=3089",
-    // in parentheses, as a comma forgotten between two lines would look the same
+    // in parentheses, because a forgotten comma between two lines would look the same
     ("         --acq            Acquisition is turned on/off by start/stop messages. By default, "
      "acquisition is turned on always "),
     "         --fft            Run periodic FFT on samples and optionally monitor results",
@@ -79,8 +79,8 @@ constexpr const char* kUsageLines[] = {
     "         --usedsp         Use the DSP for SineCorrelation ",
 };
 
-// Ports are decimal and narrowed to 16 bits; text that is no number at all is refused, and a
-// narrowed one is told, since the daemon then listens elsewhere than asked.
+// Ports are decimal and narrowed to 16 bits. Text that is no number is refused. A narrowed port is
+// reported, because the daemon then listens elsewhere than asked.
 bool ReadPort(const char* option_name, const char* text, std::uint16_t& port) {
   char* end = nullptr;
   errno = 0;

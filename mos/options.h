@@ -18,9 +18,9 @@ struct Options {
   int skip_ee2xml = 0;             ///< --xml
 };
 
-/// Reads the command line into `options` and the process flags. Gives the status to end with when
-/// the process has nothing more to do: 0 after --help, --version or an unknown option, -1 after a
-/// left-over argument or a value that is none (told on standard error).
+/// Reads the command line into `options` and the process flags. Returns the exit status when the
+/// process has nothing more to do: 0 after --help, --version or an unknown option, -1 after a
+/// left-over argument or an invalid value (reported on standard error).
 std::optional<int> ParseOptions(int argc, char* argv[], Options& options);
 
 /// Clears what needs run_fft when that is not set.
@@ -28,8 +28,8 @@ void ValidOptions();
 
 void PrintUsage(std::FILE* stream);
 
-/// Logs a reason for not starting at error level, and says it on standard error when the log's
-/// levels, all 0 until the log's configuration has been read, keep it back.
+/// Logs at error level why the daemon does not start. Writes it to standard error instead when the
+/// log's levels, all 0 until the log's configuration has been read, suppress it.
 [[gnu::format(printf, 1, 2)]] void StartupError(const char* format, ...);
 
 }  // namespace Mos

@@ -13,10 +13,10 @@
 namespace Mos {
 namespace {
 
-// Some fifty are open once the daemon runs; hosts, commands and rotations of the log come on top.
+// About fifty are open once the daemon runs; hosts, commands and rotations of the log need more.
 constexpr rlim_t kFewestFiles = 128;
 constexpr rlim_t kEnoughFiles = 4096;  // of the bus most of all
-// Some twenty run all the time.
+// About twenty run all the time.
 constexpr std::size_t kFewestThreads = 32;
 
 bool RequireFiles() {
@@ -32,7 +32,7 @@ bool RequireFiles() {
   return false;
 }
 
-// All at once, as the daemon has them.
+// All at the same time, as in the daemon.
 bool RequireThreads() {
   std::latch counted(1);
   std::array<std::thread, kFewestThreads> threads;
@@ -42,7 +42,7 @@ bool RequireThreads() {
       threads[count] = std::thread([&counted] { counted.wait(); });
     }
   } catch (const std::exception&) {
-    // the count says it
+    // the count shows the failure
   }
   counted.count_down();
   for (std::size_t i = 0; i < count; ++i) threads[i].join();

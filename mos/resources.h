@@ -3,9 +3,10 @@
 
 namespace Mos {
 
-/// Asks the system for as many descriptors as the daemon may need, and has all threads once. False,
-/// told as StartupError does, when it gets too few: the message bus would end the process in the
-/// middle of the start. A daemon that goes to the background must call it before.
+/// Asks the system for as many descriptors as the daemon may need, and starts all its threads once
+/// as a trial. False, reported as by StartupError, when the system grants too few: the message bus
+/// would end the process in the middle of the start. To be called before the daemon goes to the
+/// background.
 bool RequireResources();
 
 }  // namespace Mos

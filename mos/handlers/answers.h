@@ -5,11 +5,11 @@
 
 namespace Mos::handlers {
 
-/// The trace of a test in the event log begins with the host's message.
+/// Records the host's message, with which the trace of a test in the event log begins.
 void CaptureRequest(const Msg::HmpMsgHead& request);
 
-/// Makes `reply` (as long as an HmpErrorRep at least) a NAK of the one word `code`; -1, the result
-/// of a handler that refuses.
+/// Makes `reply` (at least as long as an HmpErrorRep) a NAK with the one word `code`. Returns -1,
+/// the result of a handler that refuses.
 int Refuse(void* reply, short code);
 /// As Refuse, with the daemon's list of error words; `text` is for the log.
 int RefuseWithList(void* reply, const char* text);

@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds kLinePoll{1};
 constexpr std::uint64_t kLowestLine = 47;   // Hz
 constexpr std::uint64_t kHighestLine = 63;  // Hz
 
-// As long as the source module has not told the line's frequency; at most 3 s.
+// Until the source module has reported the line's frequency; at most 3 s.
 platform::Nanoseconds AwaitLineFrequency() {
   platform::Clock& clock = platform::Machine().Clock();
   const auto estimator_start_time = clock.Monotonic();

@@ -82,8 +82,8 @@ void GetCircuitDescription(const Msg::HmpLeadConfigReq& request) {
               LeadList("Floating ", request.fltleads).c_str(), request.calibonoff > 0 ? "ON" : "");
 }
 
-// What is wrong with the instrument stops a test before its path is set; what is wrong for good
-// stops every test at high voltage, and a channel without ranges every test.
+// A fault of the instrument stops a test before its path is set. A permanent fault stops every test
+// at high voltage, and a channel without ranges stops every test.
 bool MustRefuse() {
   if (ghmp->ReportError()) return true;
   if (ghmp->IsInternalHVVoltageTest() && ghmp->IsStickyError()) {

@@ -1,8 +1,8 @@
-// Handlers of the relays and leads of a test: they say which high-voltage divider is in front of a
-// channel, and that the channels can take their ranges.
+// Handlers of the relays and leads of a test: they set which high-voltage divider is in front of a
+// channel, and let the channels take their ranges.
 //
 // Each handler takes its request in place in its bus frame, at least as long as the record, and a
-// reply whose header is the request's and whose rest is 0. It gives 0 when the reply is complete.
+// reply whose header is the request's and whose rest is 0. It returns 0 when the reply is complete.
 //
 // Threads: the measurement's lock is held.
 #pragma once

@@ -51,7 +51,7 @@ struct Poll {
   Unit unit1;
   Unit unit2;
   short discharge = 0;
-  // what goes out
+  // what the reply carries
   float volt = 0;
   float amp = 0;
   float ffvolt = 0;
@@ -133,7 +133,7 @@ void TakeValues(Poll& poll, const acquisition::Averager* g_avgfastFilter) {
   TakeDemagValues(poll);
 }
 
-// A duration counts once no reset is under way, which would end it.
+// A duration counts only while no reset is under way, because a reset ends it.
 void TakeDuration(Poll& poll) {
   const SineCorrelator* slow = poll.filters.g_slowFilter;
   if (slow == nullptr || AcqChan::get_reset_sine_correlators_request() != 0) return;
@@ -223,7 +223,7 @@ void StoreStatus(short ranging, bool discharge_watched, const Instrument& its) {
   if (ghmp->IsVLFTest() && !discharge_watched && ranging != 0) its.ResetCorrelators();
 }
 
-// While the discharge is watched a fault is told once; before that, at each poll.
+// While the discharge is watched a fault is reported once; before that, at each poll.
 int AnswerFaults(Msg::HmpTestRsltRep* reply, bool paused) {
   auto* record = reinterpret_cast<Msg::HmpErrorRep*>(reply);
   const bool faults = Msg::safetyFault.CheckSafetyFault();
@@ -270,8 +270,8 @@ int Results::HandleMsg6(const Msg::HmpTestRsltReq* request, Msg::HmpTestRsltRep*
             .unit1 = UnitOf(mode1, Msg::RSLT_CH1_KILOVOLTS, Msg::RSLT_CH1_AMPERES),
             .unit2 = UnitOf(mode2, Msg::RSLT_CH2_KILOVOLTS, Msg::RSLT_CH2_AMPERES),
             .discharge = static_cast<short>(fpga == nullptr ? 0 : fpga->GetDischargeStatus(1, 0))};
-  // before the values and behind them: a result that was spoilt, or became good, between is not
-  // valid
+  // read before the values and after them: a result that was spoilt, or became good, in between is
+  // not valid
   const int before = LastWordOnRanging(poll) | its_.Staleness();
   acquisition::elec::GetElec().GetResults(request->rsltype, &poll.r);
   acquisition::elec::GetElec().GetResults(Msg::MSG6_RSLTYPE_FIR_FAST, &poll.fr);

@@ -1,8 +1,8 @@
-// The handler of the result poll: what the correlators and the electrical results hold, as the
-// host's record has it. It is also the way by which faults reach the host during a test.
+// The handler of the result poll: it puts the values of the correlators and of the electrical
+// results into the host's record. During a test the poll also carries faults to the host.
 //
 // Each handler takes its request in place in its bus frame, at least as long as the record, and a
-// reply whose header is the request's and whose rest is 0. It gives 0 when the reply is complete.
+// reply whose header is the request's and whose rest is 0. It returns 0 when the reply is complete.
 //
 // Threads: the measurement's lock is held.
 #pragma once

@@ -66,7 +66,7 @@ void TellPhasors(const Correlators& filters) {
   TellSystem(Texts::kRatio, slow[1].phase - slow[0].phase, slow[0].mag / slow[1].mag);
 }
 
-// The answer to a stop, whatever went wrong in the test: faults stand behind the list.
+// The answer to a stop, whatever went wrong in the test: faults follow the list.
 void AnswerStop(Msg::HmpStopTestRep* reply) {
   int nak = 0;
   if (ghmp->ReportError()) Msg::PrepareNak(Msg::NAK_MOS_ERR, nak, reply, "Mos Msg7 error codes\n");
@@ -84,9 +84,9 @@ void TellViolations() {
 
 }  // namespace
 
-// The correlators made anew would take the kind of test and the ranges of the set-up with them. The
-// clock stays as the test's update has set it, so their cycle is the same. The channels are back at
-// their first range, so they take the test's again.
+// New correlators would lose the kind of test and the ranges of the set-up. The clock stays as the
+// test's update has set it, so their cycle is the same. The channels are back at their first range,
+// so they take the range of the test again.
 int Run::RestartAcquisition() {
   if (!its_.acquisition || its_.acquisition->StopAcquisition() != 0) return -1;
   const short type = ghmp->testype;
@@ -176,8 +176,8 @@ int Run::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep* rep
   ghmp->SetTestParams(*request);
   TellViolations();
   ghmp->getresult = 0;
-  // the channels would take the clock at rest for an update, and a block after their stop for a
-  // test
+  // else the channels would take the clock at rest for an update, and a block after their stop for
+  // a test
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
     Q5_LOG_ERROR_HERE(measurementL, ": ACQ_EVT_STOP_TEST failed\n");
@@ -194,7 +194,7 @@ int Run::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep* rep
   }
   testmonitor.StopTimer();
   its_.recovery.RaiseAllok();
-  // after all that makes safe: with a chip that hangs it takes its time
+  // after all safety steps: with a chip that hangs it takes long
   if (!ghmp->IsLineSyncTracker()) its_.clock.Init();
   AnswerStop(reply);
   ghmp->vlfreset = false;

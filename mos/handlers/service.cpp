@@ -35,7 +35,7 @@ int Service::HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep
 
 int Service::HandleMsg21(const Msg::HmpFWUpdateInitReq* request, Msg::HmpFWUpdateInitRep* reply) {
   NoteRequest(*request);
-  // nobody would read the sensors any more
+  // else nobody reads the sensors any more
   if (Msg::ghmp->testStart) return Refuse(reply, Msg::NAK_MCODE_OPCODE);
   its_.channels.StopI2cScanner();
   reply->SetAck();
@@ -45,7 +45,7 @@ int Service::HandleMsg21(const Msg::HmpFWUpdateInitReq* request, Msg::HmpFWUpdat
 int Service::HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTimeOfDayRep* reply) {
   NoteRequest(*request);
   const timespec time{static_cast<time_t>(request->secondsSinceEpoch), 0};
-  // A clock that cannot be set is not the host's concern: it is answered with an ACK all the same.
+  // A clock that cannot be set does not concern the host: the answer is an ACK all the same.
   platform::Machine().SetRealtime(time);
   Q5_LOG_NOTICE(measurementL, "MESSAGE_35 Set TOD: secs %d\n",
                 static_cast<int>(request->secondsSinceEpoch));
@@ -70,7 +70,7 @@ int Service::HandleMsg37(const Msg::HmpEndRowReq* request, Msg::HmpEndRowRep* re
 
 int Service::HandleMsg38(const Msg::HmpMiscConfigReq* request, Msg::HmpMiscConfigRep* reply) {
   NoteRequest(*request);
-  // The calibration dates, the line frequency and the compatibility index go out as 0: nothing in
+  // The calibration dates, the line frequency and the compatibility index are sent as 0: nothing in
   // the daemon knows them.
   reply->SetAck();
   return 0;

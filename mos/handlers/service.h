@@ -1,7 +1,7 @@
 // Handlers of the housekeeping requests.
 //
 // Each handler takes its request in place in its bus frame, at least as long as the record, and a
-// reply whose header is the request's and whose rest is 0. It gives 0 when the reply is complete.
+// reply whose header is the request's and whose rest is 0. It returns 0 when the reply is complete.
 //
 // Threads: the measurement's lock is held.
 #pragma once

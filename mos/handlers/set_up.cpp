@@ -23,7 +23,7 @@ constexpr int kStartFilter = 2;
 constexpr int kCaptureEachPass = 2;
 constexpr int kInvertedRevision = 3;  // boards with channels that come in negated
 
-/// What the channels are for a pair of input modes.
+/// The roles of the channels for a pair of input modes.
 struct Gateway {
   Msg::Input_Mode mode1;
   Msg::Input_Mode mode2;
@@ -80,7 +80,7 @@ void FollowVoltageSource() {
   }
 }
 
-// Gives both correlators the modes of the test; 0, or the result of the refusal.
+// Sets the modes of the test in both correlators; 0, or the result of the refusal.
 int SetModes(const Correlators& filters, const char* fast_codes, const char* slow_codes,
              void* reply) {
   const struct {
@@ -108,7 +108,7 @@ void SetUp::ResetVariables() {
 
 void SetUp::SetUpChannels() {
   Q5_LOG_INFO(measurementL, "Using the gateway \n");
-  // what a disturbance has left in the hardware ends with the test that it disturbed
+  // a disturbance must not reach beyond the test that it disturbed
   if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->RestoreRegisters();
   for (const Gateway& gateway : kGateways) {
     if (gateway.mode1 != ghmp->measCh1_mode || gateway.mode2 != ghmp->measCh2_mode) continue;
@@ -123,7 +123,7 @@ void SetUp::SetUpChannels() {
   if (its_.channels.GetRevision() == kInvertedRevision) its_.channels.DoInversionMagic();
 }
 
-/// What the two set-ups have for themselves.
+/// What differs between the two set-ups.
 struct SetUp::Kind {
   bool capture_told_first;
   const char* highest_name;
@@ -139,17 +139,17 @@ int SetUp::Begin(const Kind& kind, const Request& request, void* reply) {
   CaptureRequest(request);
   Q5_LOG_INFO(measurementL, "Start test \n");
   its_.recovery.WatchHost();
-  // an update of the firmware that was begun and given up has stopped it
+  // a firmware update that was begun and given up has stopped it
   its_.channels.StartI2cScanner();
   ghmp->getresult = 0;
   its_.SetWaveformCapture(kCaptureEachPass);
   if (!kind.capture_told_first) Logger::Capture(Logger::START_WAVEFORM_CAPTURE);
   request.Show(kInfo);
   ghmp->ResetMaxSampleRepetitions();
-  // while no test is set up, this takes the phasors of the test before away
+  // while no test is set up, this removes the phasors of the test before
   if (acqnormal == 0) its_.ResetCorrelators();
   AcquisitionSystem::AcqChan::begin_test();
-  // a test that its host has left without a stop: its words would refuse this one
+  // a test that its host has left without a stop: its error words would refuse this one
   if (ghmp->testStart && ghmp->discharging == 0) ghmp->ClearErrorCodes();
   its_.measurement.SetUp();
   ghmp->SetTestParams(request);

@@ -25,7 +25,7 @@ using Msg::ghmp;
 
 namespace {
 
-/// What an update changes; a bit each.
+/// The changes that an update can make, one bit each.
 enum Changed : unsigned {
   kTarget = 0x01,
   kPolarity = 0x02,
@@ -37,7 +37,7 @@ enum Changed : unsigned {
 };
 
 constexpr float kOltcFrequency = 39.0625F;  // Hz
-constexpr float kQuickFrequency = 3.0F;     // Hz; a cycle at least as fast is over soon
+constexpr float kQuickFrequency = 3.0F;     // Hz; from here on a cycle is short
 constexpr unsigned kVlfWaveformSamples = 0x40000;
 
 void TellFrequencyDone(float hertz, bool done) {
@@ -103,7 +103,7 @@ void LogAcquisition(const char* message, const acquisition::SineCorrelator* slow
               acquisition::kClockDivider, cycle);
 }
 
-// The reply of an update whose filter could not be set; the bus may have said nothing.
+// The reply of an update whose filter could not be set. The bus may have reported nothing.
 int RefuseFilter(void* reply) {
   if (!ghmp->ReportError()) ghmp->SetErrorCode(Msg::NAK_MCODE_CPLD_CONFIG);
   return RefuseWithList(reply, "Mos Filter select error\n");
@@ -116,7 +116,7 @@ int RefuseClock(short code, float hertz, void* reply) {
   return -1;
 }
 
-// --- What the two kinds of update have for themselves ---
+// --- What differs between the two kinds of update ---
 
 struct OfVoltage {
   using Request = Msg::HmpUpdTestParamReq;
@@ -134,7 +134,7 @@ struct OfVoltage {
     ghmp->SetTestParams(request);
     if (request.volttarget == 0) ghmp->SetManualRampTest(true);
   }
-  /// A running ramp by hand, or slow cycle, is not disturbed.
+  /// An update does not disturb a running manual ramp or a slow cycle.
   static bool KeepsFilters(bool running) {
     return running && (ghmp->IsManualRampTest() || ghmp->IsVLFTest());
   }
@@ -235,7 +235,7 @@ struct Update::Change {
   int samples = 0;  ///< in a cycle
 };
 
-// Steps of the clock's new settings that do not depend on what has changed.
+// The steps of new clock settings that every update needs, whatever has changed.
 void Update::SetSampling(Change& update) {
   Dev::SpclkDev& clock = *its_.clock.Device();
   msgmonitorm.ResetTimer();
@@ -252,7 +252,7 @@ void Update::SetSampling(Change& update) {
                 static_cast<int>(clock.GetWfSamplesPerCyc()), double{update.frequency});
     SineCorrelator::SetVLFFlag();
   } else {
-    // a test may go from very slow to normal, and its durations with it
+    // a test may change from very slow to normal, and its durations with it
     if (SineCorrelator::GetVLFFlag()) SineCorrelator::ResetVLFFlag();
     clock.SetWfSamplesPerCyc(update.frequency);
     ghmp->wfgensamplespercyc = clock.GetWfSamplesPerCyc();

@@ -2,7 +2,7 @@
 // module's word that the frequency will change.
 //
 // Each handler takes its request in place in its bus frame, at least as long as the record, and a
-// reply whose header is the request's and whose rest is 0. It gives 0 when the reply is complete.
+// reply whose header is the request's and whose rest is 0. It returns 0 when the reply is complete.
 //
 // Threads: the measurement's lock is held, but for PendingFrequency, which any thread may call.
 #pragma once
@@ -19,9 +19,9 @@ class Update {
   int HandleMsg4(const Msg::HmpUpdTestParamReq* request, Msg::HmpUpdTestParamRep* reply);
   int HandleMsg34(const Msg::HmpUpdTestParamReqI* request, Msg::HmpUpdTestParamRepI* reply);
 
-  /// The source module is about to run at `frequency` (Hz), with the ranges that go with it: sets
-  /// the filters, tells the channels and takes the consumer flag, which the next update releases.
-  /// 0, or what SelectFilter gave.
+  /// The source module is about to run at `frequency` (Hz), with the ranges that belong to it. Sets
+  /// the filters, notifies the channels and takes the consumer flag, which the next update
+  /// releases. 0, or the result of SelectFilter.
   int PendingFrequency(float frequency, int curange, int voltscal);
 
  private:

@@ -30,7 +30,7 @@ bool IsPolarity(int polarity) {
   return false;
 }
 
-// Ranges that an update names; 0 leaves the choice to the channel.
+// The ranges that an update names; 0 leaves the choice to the channel.
 struct NamedRanges {
   int voltage;
   const char* voltage_name;

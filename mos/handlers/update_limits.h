@@ -5,7 +5,7 @@
 
 namespace Mos::handlers {
 
-// The error word of what is wrong with a request, which is in the log; 0 for nothing.
+// The error word for a request out of its limits, after a line in the log; 0 for a good request.
 
 short ProblemOf(const Msg::HmpUpdTestParamReq& request);
 short ProblemOf(const Msg::HmpUpdTestParamReqI& request);

@@ -16,7 +16,7 @@ using Msg::ghmp;
 
 namespace {
 
-/// The configurations of a kind of test, before a filter is chosen; both null for no such test.
+/// The configurations of a kind of test, before a filter is chosen; both null for an unknown kind.
 struct Bases {
   const MeasChCfgReg* channel1 = nullptr;
   const MeasChCfgReg* channel2 = nullptr;

@@ -1,4 +1,4 @@
-// The correlators of the measurement under way, and what the channels say of them.
+// The correlators of the measurement under way, with the status of their channels.
 #pragma once
 
 #include "common/acquisition/acquisition.h"
@@ -12,15 +12,15 @@ struct Correlators {
 
   bool BothThere() const { return g_fastFilter != nullptr && g_slowFilter != nullptr; }
 };
-/// Null: as while it is stopped.
+/// Null while acquisition is stopped.
 Correlators GetCorrelators(acquisition::Acquisition* acquisition);
 /// The producer resets both before the next block that they take. Without a test their phasors are
-/// gone at once.
+/// cleared at once.
 void ResetCorrelators(const Correlators& filters);
 
 /// Status word of channel 0 or 1; 0 without a channel.
 short ChannelStatus(int channel);
-/// Those of both, or-ed.
+/// The status words of both channels, or-ed.
 short ChannelsStatus();
 
 }  // namespace Mos

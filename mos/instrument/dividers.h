@@ -16,7 +16,7 @@ class Dividers {
   static const Dev::mode_range_table_ent* Entry(int divider);
   /// Makes the rows those of channel 1 and 2, for corrections, channels and full scales.
   void Use(const Dev::mode_range_table_ent* first, const Dev::mode_range_table_ent* second);
-  /// A test that is set up has a path of its own, not the one of the test before.
+  /// For a set-up: no test takes over the path of the one before.
   void Drop();
 
   const Dev::mode_range_table_ent* measV = nullptr;  ///< of the main path

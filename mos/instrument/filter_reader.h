@@ -1,5 +1,5 @@
-// The filters as threads see them that do not start and stop acquisition: timers, and a ramp of the
-// FPGA that waits for readings.
+// Access to the filters for threads that do not start and stop acquisition: timers, and a ramp of
+// the FPGA that waits for readings.
 #pragma once
 
 #include <mutex>
@@ -11,7 +11,7 @@ namespace Mos {
 /// Threads: any.
 class FilterReader {
  public:
-  /// Null: nothing is read from here on. No reading is under way once this has returned.
+  /// After null nothing is read. No reading is under way once this has returned.
   void Attach(acquisition::Acquisition* acquisition) {
     const std::lock_guard lock(mutex_);
     acquisition_ = acquisition;

@@ -1,4 +1,4 @@
-// What the handlers work on, each part with its own owner's rules.
+// What the handlers work on. The owner of each part sets its rules.
 #pragma once
 
 #include <memory>
@@ -32,7 +32,7 @@ struct Instrument {
     if (acquisition) acquisition->SetWaveformCapture(mode);
   }
 
-  /// What the status word carries for a result of samples that are too old.
+  /// The status bits of a result whose samples are too old.
   short Staleness() const {
     const bool is_stale = acquisition && acquisition->IsStale();
     return is_stale ? AcquisitionSystem::Data_Not_Valid : 0;

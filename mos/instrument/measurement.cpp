@@ -16,7 +16,7 @@ void Measurement::Begin() {
 
 void Measurement::SetUp() {
   MarkUpdate(false);
-  if (ghmp->testStart) {  // its host has left it without a stop
+  if (ghmp->testStart) {  // the host has left it without a stop
     ghmp->firstUpdate = false;
     startflag = false;
   }

@@ -24,7 +24,7 @@ class MeasurementLog {
   bool has_result_ = false;
   struct {
     int status;
-    float channel1;  ///< kV or A, as the host has it
+    float channel1;  ///< kV or A, as in the host's record
     float channel2;
   } result_{};
   int refused_opcode_ = 0;  ///< 0: the last answer was no refusal

@@ -9,8 +9,7 @@ inline constexpr unsigned kAdClocksPerSample = 64;
 
 class SamplingClock {
  public:
-  /// Sets the clock as it is between tests. A clock that is missing or refuses is in the error
-  /// list.
+  /// Sets the clock as it is between tests. A clock that is missing or refuses adds an error word.
   void Init();
   /// Null before Init and without a chip.
   Dev::SpclkDev* Device() { return device_; }

@@ -1,11 +1,11 @@
-// Hands the shared state to those lower folders that take its themes, not `ghmp`.
+// Hands the shared state to those lower folders that take single parts of it instead of `ghmp`.
 #pragma once
 
 #include "common/msg/state/hmp_data.h"
 
 namespace Mos {
 
-/// Once, when the state is made; it lives as long as the process asks.
+/// To be called once, when the state is made; the state must outlive all use of those folders.
 void ShareState(Msg::HMPData& data);
 
 }  // namespace Mos

@@ -6,7 +6,8 @@ namespace Mos {
 
 namespace {
 
-/// A range or a target may change meanwhile, and the status stays until a whole cycle was good.
+/// Long enough for a change of range or target, since the status stays until a whole cycle was
+/// good.
 constexpr int kFewestLooksBeyond = 15;
 constexpr double kCyclesBeyond = 4;
 

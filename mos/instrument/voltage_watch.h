@@ -1,8 +1,8 @@
-// Whether the voltage of a running test is too high, from what the fast filter and the channel say.
+// Whether the voltage of a running test is too high, from the fast filter and the channel's status.
 //
-// A phasor counts once it is new and its channel measures on the range of the test. Samples that
-// are cut off make no phasor: on a range that the daemon took for the target, a signal that stays
-// beyond it is far above the target, and that is too high as well.
+// A phasor counts when it is new and its channel measures on the range of the test. Clipped samples
+// make no phasor. On a range that the daemon has chosen for the target, a signal that stays beyond
+// the range is far above the target, and that is too high as well.
 //
 // Threads: one at a time, but for Begin.
 #pragma once
@@ -16,9 +16,9 @@ class VoltageWatch {
   struct Look {
     double volts = 0;          ///< the latest phasor
     std::int64_t results = 0;  ///< phasors made so far
-    bool scaled = false;       ///< it is to the scale of the test's range
+    bool scaled = false;       ///< `volts` has the scale of the test's range
     int status = 0;            ///< of the channel
-    bool own_range = false;    ///< the daemon has chosen it, not the host
+    bool own_range = false;    ///< the daemon has chosen the range, not the host
     double hertz = 0;
   };
 
