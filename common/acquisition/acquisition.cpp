@@ -25,7 +25,7 @@ using platform::Machine;
 
 namespace {
 
-/// Files that belong to acquisition but are only made here, for tools that look for them.
+/// Nothing here writes to these files; they are made for tools that look for them.
 constexpr const char* kScratchFiles[] = {"/var/volatile/cap1_p1.txt", "./Accreset.cmd",
                                          "./reset_filter.cmd"};
 
@@ -60,7 +60,7 @@ Acquisition::Acquisition(int fpga_fd, const Outputs& outputs)
                  outputs.correct, outputs.results}) {}
 
 Acquisition::~Acquisition() {
-  // a driver that does not stop must not keep the channels at filters that go now
+  // a driver that does not stop must not keep the channels at filters that are deleted now
   if (StopAcquisition() != 0) EndRun();
 }
 

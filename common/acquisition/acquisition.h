@@ -1,12 +1,12 @@
-// Acquisition of both channels' samples: what it consists of, and its start and stop.
+// Acquisition of both channels' samples: its parts, its start and its stop.
 //
 //   driver's ring ──> producer ──> pool ──> slow filter ──> fast filter ──> corrections ──> results
 //                         │          │           └────> channels: figures, statistics
 //                         │          └────> snapshots
 //                         └ wakes ──> consumer ──> an event for both channels
 //
-// Threads: InitAcquisition once, by the start-up thread; the others by the request handlers'
-// thread.
+// Threads: the start-up thread calls InitAcquisition once; the thread of the request handlers calls
+// the other operations.
 #pragma once
 
 #include <functional>
@@ -32,7 +32,7 @@ struct MeasurementParameters {
   int pairs = 0;            ///< in a block; 1024, also for a number that does not fit the ring
   long refFrequency = 0;    ///< Hz; kReferenceFrequency
   long clockDivider = 0;    ///< kClockDivider
-  int samplesPerCycle = 0;  ///< what the test frequency asks for
+  int samplesPerCycle = 0;  ///< as the test frequency requires
   int filterReset = 0;      ///< pairs between the fast filter's resets; a cycle
   int swapChannels = 0;     ///< 1: the voltage is on channel 2
 };
@@ -51,20 +51,21 @@ class Acquisition {
   Acquisition(int fpga_fd, const Outputs& outputs);
   ~Acquisition();
 
-  /// Opens the files, maps the ring, allocates the pool, starts the threads. -1, with the reason on
-  /// the standard error stream, when one of them cannot be had; then nothing runs.
+  /// Opens the files, maps the ring, allocates the pool, starts the threads. When one of them
+  /// fails: -1, with the reason on the standard error stream, and nothing runs.
   int InitAcquisition();
-  /// Makes the filters for the present test frequency. While acquisition is stopped. -1 when the
-  /// driver did not take the block size.
+  /// Makes the filters for the present test frequency. Requires that acquisition is stopped. -1
+  /// when the driver refuses the block size.
   int SetMeasurementParameters(const MeasurementParameters& parameters);
-  /// Needs InitAcquisition and SetMeasurementParameters, else -1. A driver that refuses is only
-  /// told in the log.
+  /// -1 before InitAcquisition and SetMeasurementParameters. A refusal of the driver is only
+  /// logged.
   int StartAcquisition();
   /// Waits until the consumer has seen every block, then deletes the filters. 0; 1 when the device
   /// cannot be opened; the driver's errno.
   int StopAcquisition();
 
-  /// Null while acquisition is stopped. Valid until StopAcquisition, so for its caller's thread.
+  /// Null while acquisition is stopped. Valid until StopAcquisition, so only for the thread that
+  /// calls that.
   SineCorrelator* FastFilter() { return filters_.fast.get(); }
   SineCorrelator* SlowFilter() { return filters_.slow.get(); }
   Averager* AverageFilter() { return filters_.average.get(); }
@@ -79,7 +80,8 @@ class Acquisition {
   bool IsRunning() const { return producer_.IsRunning(); }
   /// See Producer.
   bool IsStale() const { return producer_.IsStale(); }
-  /// Calls `work` while no block is handled; for what the filters must not see within one.
+  /// Calls `work` while no block is handled, for changes that the filters must not see within a
+  /// block.
   template <class Work>
   void BetweenBlocks(Work work) {
     producer_.BetweenBlocks(work);
@@ -90,7 +92,7 @@ class Acquisition {
  private:
   const char* OpenFiles();
   void EndRun();
-  /// While the producer works on no block.
+  /// To be called while the producer works on no block.
   void ReplaceFilters(Filters filters);
 
   const Outputs outputs_;

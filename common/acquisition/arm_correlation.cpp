@@ -142,7 +142,7 @@ const FinishedCycle* ARMCorrelation::updateF(const BlockProducts& products) {
   return EndBlock();
 }
 
-// The runs of both filters are mostly the same.
+// In most cases both filters have the same runs.
 BlockProducts::Run ARMCorrelation::SumOf(const BlockProducts& products, int first, int pairs) {
   const auto& runs = products.runs;
   while (next_run_ < runs.size() && runs[next_run_].first < first) ++next_run_;

@@ -18,7 +18,7 @@ class ARMCorrelation : public SineCorrelator {
                  std::function<void()> on_reset = {});
 
   SlowBlock update(const int* words, int pairs) override;
-  /// Where a run is one of the slow filter's, its sums serve as they are.
+  /// A run that the slow filter has too takes over its sums.
   const FinishedCycle* updateF(const BlockProducts& products) override;
 
   bool DSPInterfaceReady() const override { return false; }
@@ -26,7 +26,7 @@ class ARMCorrelation : public SineCorrelator {
   void newDataReady(int, int) override {}
 
  private:
-  /// What the last pair of a run ends.
+  /// What ends with the last pair of a run.
   struct RunEnd {
     bool cycle = false;
     bool reset_due = false;

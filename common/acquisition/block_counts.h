@@ -1,7 +1,7 @@
 // Blocks copied and blocks seen, and how the producer wakes the consumer.
 //
-// One wake-up covers all blocks so far. A wake-up that comes while the consumer works is kept, one;
-// two of them are one as well.
+// One wake-up covers all blocks so far. Wake-ups that come while the consumer works are kept as
+// one.
 #pragma once
 
 #include <atomic>
@@ -22,19 +22,19 @@ class BlockCounts {
 
   // --- The consumer ---
 
-  /// Waits for blocks that it has not seen, or for a wake-up. False at the end. What follows up to
-  /// Consumed is its work.
+  /// Waits for blocks that the consumer has not seen, or for a wake-up. False at the end. From here
+  /// to Consumed the consumer works.
   bool Await();
-  /// Everything so far counts as consumed, also what came while it worked.
+  /// All blocks so far count as consumed, also those that came while the consumer worked.
   void Consumed();
 
   // --- Whoever stops acquisition; nobody copies blocks meanwhile ---
 
   /// Wakes the consumer until it has seen every block and rests.
   void Drain();
-  /// Both counts to 0. Requires that Drain came before.
+  /// Sets both counts to 0. Requires Drain before.
   void Clear();
-  /// Await gives false from now on.
+  /// From now on Await returns false.
   void End();
 
  private:

@@ -1,4 +1,4 @@
-// What the samples of one block come to.
+// Figures of the samples of one block.
 #pragma once
 
 #include <array>

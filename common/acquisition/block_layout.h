@@ -12,7 +12,7 @@ namespace acquisition {
 
 inline constexpr int kDefaultPairs = 1024;
 
-/// A block of whole pages that fills the ring and a chunk of the pool without a rest.
+/// A block has whole pages. The ring and a chunk of the pool hold whole numbers of blocks.
 struct BlockLayout {
   int pairs = kDefaultPairs;
 

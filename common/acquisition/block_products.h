@@ -1,5 +1,5 @@
-// What the slow filter makes of a block: the products of its samples with the reference, which are
-// all that the fast filter needs, and its figures.
+// The slow filter's products of a block's samples with the reference, which are all that the fast
+// filter needs, and the block's figures.
 #pragma once
 
 #include <array>

@@ -22,7 +22,7 @@ constexpr char kPhasorsPath[] = "./phasors.txt";
 constexpr char kPhasorsHeading[] =
     "sample_count phase0   amp0        phase1    amp1        delta_phase_ch2-ch1    Ratio_ch1/ch2 "
     "Fast_amp0          Fast_amp1\n";
-/// The record of the counts would else fill a file system that is memory.
+/// Without a limit the record of the counts would fill the memory that holds its file system.
 constexpr long kLongestCounters = 1 << 20;
 constexpr long kFullLineSeconds = 11;
 
@@ -31,7 +31,7 @@ constexpr long kFullLineSeconds = 11;
 // --- The record of the counts ---
 
 bool CounterFile::Create() {
-  // a line each wake-up: to force each of them out would cost more than all else here
+  // a line each wake-up: forcing each to the disk would cost more than all other work here
   file_ = lib::CreateFile(kCountersPath, lib::Writes::kInTime);
   return static_cast<bool>(file_);
 }
@@ -79,7 +79,7 @@ void CounterFile::Add(const Counts& counts, platform::Nanoseconds since_start) {
 }
 
 void CounterFile::Write(const char* text, int size) {
-  // a full disk costs lines of this record, nothing else
+  // a full disk loses lines of this record, nothing else
   if (::write(file_.Get(), text, static_cast<std::size_t>(size)) > 0) size_ += size;
 }
 

@@ -13,7 +13,7 @@
 
 namespace acquisition {
 
-/// "/tmp/counters": a line each wake-up, a full one every 11 seconds. Begins anew when it has
+/// "/tmp/counters": a line each wake-up, a full one every 11 seconds. Begins again when it has
 /// become long.
 class CounterFile {
  public:
@@ -52,7 +52,8 @@ class Consumer {
   const char* Open();
   void Start();
 
-  /// Acquisition starts, with so many blocks in a chunk of the pool; while the consumer rests.
+  /// Acquisition starts, with this number of blocks in a chunk of the pool. Requires that the
+  /// consumer rests.
   void Begin(int blocks_per_chunk);
 
  private:

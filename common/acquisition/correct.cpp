@@ -9,7 +9,7 @@ using Dev::mode_range_table_ent;
 namespace acquisition {
 namespace {
 
-/// Test frequencies between these (Hz) are worth a correction from the start.
+/// Test frequencies between these limits (Hz) are corrected from the start.
 constexpr float kLowestFrequency = 0.0001F;
 constexpr float kHighestFrequency = 7000.0F;
 

@@ -56,19 +56,19 @@ class Correct {
   /// Takes the polynomials of the range in use once the front end has confirmed it, the identity
   /// until then. Range index 6 counts as confirmed.
   void Corr_set_range(int hwch, const SampleChannel& channel);
-  /// Null is the identity. The entry stays where it is as long as it is in use.
+  /// Null is the identity. The entry must outlive its use.
   void Corr_set_filter(int ch, const Dev::mode_range_table_ent* entry);
   void Corr_set_ref_chan(int ch, const Dev::mode_range_table_ent* entry);
 
-  /// Which sources count: all for a value above 0, else none. Take effect at the next change of a
-  /// source or the frequency.
+  /// Whether the sources count: all for a value above 0, else none. Takes effect at the next change
+  /// of a source or of the frequency.
   void SetCalibration(int on);
   void SetRangeCal(bool on) { rangecal = on; }
   void SetFilterCal(bool on) { filtercal = on; }
   void SetMainrefCal(bool on) { mainrefcal = on; }
 
   /// Corrects `mag` and `phase` of two phasors; leaves the other fields of `out` alone. Both may be
-  /// the same array. 0; another value: nothing was put out.
+  /// the same array. 0 on success; on any other value `out` is unchanged.
   int Corr_phasors(const phasortoo_t* in, phasortoo_t* out);
   /// A raw sample in V or A.
   float Corr_sample_amplitude(int ch, int sample) const;
@@ -78,7 +78,7 @@ class Correct {
     f_corr gain;
     f_corr phase;
   };
-  /// For the log, of a source that does not count.
+  /// Logs a source that does not count.
   struct NoCalibTexts {
     const char* gain;
     const char* phase;

@@ -12,7 +12,7 @@
 
 namespace acquisition {
 
-/// What the samples of one channel come to, in sample counts.
+/// Figures of the samples of one channel, in sample counts.
 struct SampleSums {
   std::int64_t sum;
   int max;
@@ -29,7 +29,7 @@ struct PairRun {
   double* cosines[2];
 };
 
-/// A channel's two, of both channels.
+/// Sine and cosine products of both channels.
 inline constexpr int kProductArrays = 4;
 
 struct CorrelatorKernel {

@@ -1,4 +1,4 @@
-// Compiled for processors with AVX2; CorrelatorKernels tells who may call it.
+// Compiled for processors with AVX2; CorrelatorKernels offers it only on those.
 #include <immintrin.h>
 
 #include "common/acquisition/correlator_kernel_forms.h"

@@ -1,6 +1,6 @@
-// Compiled for processors with AVX-512; CorrelatorKernels says who may call it.
+// Compiled for processors with AVX-512; CorrelatorKernels offers it only on those.
 #if !defined(__clang__)
-// the compiler's own header is what they are about
+// these warnings come from the compiler's own header
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif

@@ -1,7 +1,7 @@
-// One text of the arithmetic for all forms of it: a form says how a handful of operations are done
-// on `kWidth` numbers at once. Included by the files that build a form, each of which may be
-// compiled for a processor that others do not have: nothing here or in a form may be shared by
-// them, so all has internal linkage.
+// The arithmetic, written once for all forms: a form defines a few operations on `kWidth` numbers
+// at once. Included by the files that build a form, each of which may be compiled for a processor
+// that others do not have: they must not share code, so everything here and in a form has internal
+// linkage.
 //
 // A form: D (numbers), I (words), kWidth; Load, Store, Set, Ramp (0, 1, 2, ...), Add, Sub, Mul,
 // Max, Min, Sin, Cos on D; LoadWords (kWidth pairs), Or, Bits on I; Truncate, Shift (both divide by

@@ -1,4 +1,4 @@
-// The forms of the kernel that files of their own build.
+// The forms of the kernel that have a source file of their own.
 #pragma once
 
 #include "common/acquisition/correlator_kernel.h"

@@ -1,4 +1,4 @@
-// SineCorrelator's way from sample counts to volts and amps: range entries, DC averages, peaks.
+// How SineCorrelator converts sample counts to volts and amps: range entries, DC averages, peaks.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -17,7 +17,7 @@ using Msg::ghmp;
 namespace acquisition {
 namespace {
 
-/// More than this times what was asked for is not plausible.
+/// A value above this multiple of the target is not plausible.
 constexpr double kUnexpected = 1.15;
 constexpr int kPrintEvery = 10;  ///< results
 constexpr float kCountsFullScale = 8388607;
@@ -92,7 +92,7 @@ bool SineCorrelator::HasSecondLead(int channel) const {
 
 double SineCorrelator::TotalScale(int channel) const { return Scale(channel) * Lead(channel); }
 
-// Of an external source nothing but the scale is different: what counts is the input's range.
+// An external source differs in the scale only; the input's range decides.
 void SineCorrelator::RunMeasurementScaling() {
   for (int ch = 0; ch < 2; ++ch) _mag[ch] *= TotalScale(ch);
   if (HasSecondLead(1)) {
@@ -116,7 +116,7 @@ double SineCorrelator::Expected() const {
   return ghmp->VoltageTest() && volts > 0 ? volts : amps;
 }
 
-// Each cycle is compared with what the test wants, which asks for no root.
+// Each cycle is compared with the target as a square, which needs no root.
 void SineCorrelator::BeginBlock() {
   ++blocks_begun_;
   has_finished_ = false;
@@ -186,7 +186,7 @@ void SineCorrelator::RunMeasurementScalingDC(std::array<double, 2>& averages) co
   }
 }
 
-// --- What others ask for ---
+// --- Readings for others ---
 
 void SineCorrelator::CalculateMaxVoltage(const PairFigures& figures) {
   const int ch = VoltageChannel();

@@ -13,7 +13,7 @@ inline constexpr char kOverflowPath[] = "/sys/fpgaattr/overflow_underflow";
 inline constexpr char kBlockIndexPath[] = "/sys/fpgaattr/brIndex";
 inline constexpr char kReceivedPath[] = "/sys/fpgaattr/rxfpga";
 inline constexpr char kConverterStatusPath[] = "/sys/fpgaattr/atod_status";
-/// The shell's way to clear the count of overruns.
+/// The command with which the shell clears the count of overruns.
 inline constexpr char kClearOverflow[] = "echo 0 >/sys/fpgaattr/overflow_underflow";
 
 /// Threads: one at a time.
@@ -21,12 +21,12 @@ class DriverAttribute {
  public:
   /// False, with errno set, when it cannot be opened.
   bool Open(const char* path);
-  /// Reads it, unless it was read in the last tenth of a second: who looks at each block need not
-  /// pay for a system call each. True when it has read.
+  /// Reads the attribute, unless it was read in the last tenth of a second. So a caller may look at
+  /// each block without a system call each time. True when it has read.
   bool Refresh();
   /// Its text, without the line end; empty when it cannot be read.
   const char* Text() const { return text_.data(); }
-  /// The text as a hexadecimal number; 0 when it is none.
+  /// The text as a hexadecimal number; 0 for any other text.
   unsigned long Hex() const;
 
  private:

@@ -6,10 +6,10 @@
 namespace acquisition {
 
 struct FinishedCycle {
-  phasorarr_t phasors{};  ///< to the scale of the ranges, before any correction
-  /// The filter has taken it as its result; not while blocks are discarded.
+  phasorarr_t phasors{};  ///< in units of the ranges, before any correction
+  /// The filter has taken the cycle as its result; false while blocks are discarded.
   bool is_result = false;
-  /// The latest magnitude among the block's cycles that the test does not explain, V or A; 0: none.
+  /// The latest implausible magnitude among the block's cycles, V or A; 0 for none.
   double unexpected = 0;
 };
 

@@ -63,7 +63,7 @@ void Producer::Begin(const BlockLayout& layout, Filters& filters) {
   {
     const platform::Lock lock(g_producer_start);
     layout_ = layout;
-    // both at once: a pass of the run before must not take this run's blocks
+    // under one lock: a pass of the previous run must not take this run's blocks
     const platform::Lock pass_lock(pass_mutex_);
     filters_ = &filters;
     watch_.Begin(layout.pairs);
@@ -86,7 +86,7 @@ void Producer::RunProducer() {
   while (AwaitRun(run)) {
     while (g_running && run_number_ == run.number) {
       if (platform::Guarded("RunProducer", [&] { Pass(run); })) continue;
-      run.lost = true;  // nobody knows which blocks have been counted
+      run.lost = true;  // the count of blocks is not known any more
       PauseAfterFailure();
     }
     watch_.Rest();
@@ -99,7 +99,7 @@ bool Producer::AwaitRun(Run& run) {
   platform::Lock lock(g_producer_start);
   g_producer_block.wait(
       lock, [&]() Q5_REQUIRES(g_producer_start) { return ended_ || run_number_ != run.number; });
-  const bool lost = run.lost;  // whoever starts it, the ring is still the old one
+  const bool lost = run.lost;  // until the stream starts again the ring is still the old one
   run = Run();
   run.lost = lost;
   run.number = run_number_;
@@ -114,7 +114,7 @@ void Producer::Pass(Run& run) {
   const auto counter = ReadCounter(run);
   if (!counter) return PauseAfterFailure();
   const bool is_new = *counter != run.previous && *counter % run.layout.Pages() == 0;
-  // from here on the producer works, and the disk of a capture may take its time
+  // from here on the producer works, and the disk of a capture may be slow
   const bool stood_still = is_new && watch_.BlockCame();
   CheckStatus(run);
   CaptureWaveform(run);
@@ -149,15 +149,15 @@ std::optional<std::uint32_t> Producer::ReadCounter(Run& run) {
   return command.val;
 }
 
-/// A counter that goes back belongs to a driver that has begun again.
+/// A counter goes back when the driver has begun again.
 void Producer::NoteCounterBack(Run& run, std::uint32_t counter) {
   Q5_LOG_ERROR(acquisitionL, "%s.%d: block counter went back from %u to %u\n", "RunProducer",
                __LINE__, run.position, counter);
   run.lost = true;
 }
 
-// A driver that has failed or begun again knows nothing of this stream. Neither may the board know
-// what a test has set it to.
+// A driver that has failed or begun again has lost this stream. The board may have lost the set-up
+// of the test, too.
 void Producer::StartAgain(Run& run) {
   {
     const platform::Lock lock(pass_mutex_);
@@ -180,7 +180,7 @@ void Producer::ReportStartAgain() const {
   StreamWatch::RaiseStop();
 }
 
-/// A device that is gone answers at once.
+/// A lost device answers at once.
 void Producer::PauseAfterFailure() {
   platform::Clock& clock = platform::Machine().Clock();
   const auto deadline = clock.Monotonic() + kPauseAfterFailure;
@@ -205,7 +205,7 @@ void Producer::CheckStatus(const Run& run) {
   }
 }
 
-/// With a last capture of the waveform.
+/// Makes a last capture of the waveform as well.
 void Producer::RaiseOnce(short code) {
   if (!ghmp->IsErrorCodeNew(code)) return;
   g_waveformCaptureRunning = 1;
@@ -240,7 +240,7 @@ void Producer::CheckCounter(Run& run, std::uint32_t counter) {
   if (Ahead(counter, run.position) < kRingPages && !IsFarBehind(run, counter)) return;
   Q5_LOG_ERROR(acquisitionL, "%s.%d - Dumping sample data!!\n", "RunProducer", __LINE__);
   ResetSums(run);
-  // as long as blocks are dumped there is no new result, and the old one grows stale
+  // while blocks are dumped there is no new result, and the old one becomes stale
   parts_.channels.stream_stands_still();
   SkipTo(run, counter);
 }
@@ -290,8 +290,8 @@ const int* Producer::CopyBlock(Run& run) {
   return block;
 }
 
-/// Pages that the driver has lost still hold what was in the ring before. Where none of a block is
-/// new it may also be a signal without noise, unless the counter has told of several at once.
+/// Pages that the driver has lost still hold the ring's previous contents. A block without a new
+/// page may also be a signal without noise, unless the counter has reported several blocks at once.
 bool Producer::IsLost(const Run& run, std::size_t written) {
   if (written == run.layout.Pages() || (written == 0 && !run.jumped)) return false;
   Q5_LOG_ERROR(acquisitionL, "%s.%d: pages at counter=%d were counted, but never written\n",
@@ -299,8 +299,8 @@ bool Producer::IsLost(const Run& run, std::size_t written) {
   return true;
 }
 
-/// Sheds work while more blocks wait behind this one: between two cycles, and with the consumer
-/// flag up at any place. The sums begin again after it.
+/// Sheds work while more blocks wait behind this one: between two cycles, and anywhere while the
+/// consumer flag is up. Afterwards the sums begin again.
 bool Producer::IsSkipped(const Run& run, std::uint32_t counter, bool last) const {
   if (last) return false;
   if (ghmp->GetConsumerFlag()) return true;
@@ -316,7 +316,7 @@ void Producer::Process(Run& run, const int* block, int pairs) {
     Q5_LOG_INFO(acquisitionL,
                 "%s.%d not processing block because of reset_sine_correlators_request\n",
                 "RunProducer", __LINE__);
-    run.shed = true;  // also where the request is withdrawn
+    run.shed = true;  // even if the request is withdrawn
     return;
   }
   if (run.shed) ResetSums(run);
@@ -347,8 +347,8 @@ const PairFigures& Producer::Correlate(const int* block, int pairs) {
   return products.figures;
 }
 
-/// A filter has a result only once the electrical results have it, as the channels then call it
-/// valid.
+/// A filter has a result only after the electrical results have it, because then the channels call
+/// it valid.
 void Producer::Publish(int filtertype, SineCorrelator& filter, const FinishedCycle* cycle) {
   if (cycle == nullptr) return;
   if (cycle->is_result) {
@@ -381,7 +381,7 @@ bool Producer::IsSmooth() const {
          parts_.channels.Channel(1).get_status_flag() == 0;
 }
 
-/// A cycle takes so long that the host polls averages and the peak meanwhile.
+/// A very slow cycle takes so long that the host polls averages and the peak meanwhile.
 void Producer::FollowSlowTest(const PairFigures& figures) {
   std::array<double, 2> scales{};
   for (int ch : {0, 1}) {
@@ -391,7 +391,7 @@ void Producer::FollowSlowTest(const PairFigures& figures) {
   filters_->fast->CalculateMaxVoltage(figures);
 }
 
-/// Both filters begin at the same pair.
+/// Both filters must begin at the same pair.
 void Producer::ResetSums(Run& run) {
   run.shed = false;
   parts_.channels.reset_sine_correlators();
@@ -400,7 +400,7 @@ void Producer::ResetSums(Run& run) {
 void Producer::ServeResetRequest(Run& run) {
   const int request = GetResetRequest();
   if (request == kNoReset) return;
-  // a request of another thread that comes between counts
+  // a request that another thread makes in between counts
   if (request == kResetAfterABlock && ReplaceResetRequest(request, kResetNow)) return;
   if (filters_->slow->GetCycleCount() > kCyclesForHistograms) PrintHistograms();
   ResetSums(run);

@@ -1,7 +1,7 @@
 // The producer: takes each new block from the driver's ring, checks it and copies it to the pool.
-// From there it only goes forward: the slow filter's products to the fast filter, its figures to
+// From there data only flows forward: the slow filter's products to the fast filter, its figures to
 // the channels, the phasors of both to the corrections and on to the electrical results. When all
-// that the driver reported is handled, the producer wakes the consumer.
+// reported blocks are handled, the producer wakes the consumer.
 //
 // Positions and counters are in the driver's unit, pages of 512 pairs, and wrap at 32 bits.
 #pragma once
@@ -55,10 +55,10 @@ class Producer {
 
   /// Sampling has started, from page 0. `filters` are this run's and live until Halt has returned.
   void Begin(const BlockLayout& layout, Filters& filters);
-  /// No block is handled once this has returned, until Begin.
+  /// After this returns no block is handled until Begin.
   void Halt();
   bool IsRunning() const { return g_running; }
-  /// The blocks of a test that goes on have not been taken for too long.
+  /// A test runs whose blocks have not been handled for too long.
   bool IsStale() const { return g_running && watch_.IsStale(); }
   /// Calls `work` while no block is handled.
   template <class Work>
@@ -71,7 +71,7 @@ class Producer {
   std::atomic<int> g_waveformCaptureRunning{0};
 
  private:
-  /// What one run's passes go by; the producer's thread only.
+  /// The state of one run; the producer's thread only.
   struct Run {
     unsigned number = 0;
     BlockLayout layout;
@@ -79,7 +79,7 @@ class Producer {
     std::uint32_t previous = 0;  ///< the driver's counter at the pass before
     std::uint32_t position = 0;  ///< pages handled
     std::size_t source = 0;      ///< offset in the ring
-    bool jumped = false;         ///< the counter has told of several blocks at once
+    bool jumped = false;         ///< the counter has reported several blocks at once
     bool shed = false;           ///< the block before was not summed
     bool lost = false;           ///< the driver failed: the stream has to be started again
   };
@@ -133,8 +133,8 @@ class Producer {
   BlockLayout layout_ Q5_GUARDED_BY(g_producer_start);
   bool ended_ Q5_GUARDED_BY(g_producer_start) = false;
 
-  /// Held while blocks are handled, so that Halt can wait for the end of that. The two fields
-  /// behind filters_ change under it.
+  /// Held while blocks are handled, so that Halt can wait for their end. It guards filters_ and the
+  /// two fields after it.
   platform::Mutex pass_mutex_;
   Filters* filters_ Q5_GUARDED_BY(pass_mutex_) = nullptr;
   std::atomic<bool> g_running{false};

@@ -23,7 +23,7 @@ class SampleChannel {
   /// Never null.
   virtual const Dev::mode_range_table_ent* get_range_info_in_use() const = 0;
   virtual int get_range_index() const = 0;
-  /// The range code that the front end last said it has; -1 before it said any.
+  /// The range code that the front end reported last; -1 before the first report.
   virtual int get_last_cpld_range() const = 0;
 
   /// Asks for the CPLD's status at the channel's next block event.
@@ -41,29 +41,30 @@ class SampleChannels {
 
   /// `channel` is 0 or 1.
   virtual SampleChannel& Channel(int channel) = 0;
-  /// Both null when acquisition stops. Not while the producer works on a block.
+  /// Both are null when acquisition stops. Not to be called while the producer works on a block.
   virtual void set_SineCorrelators(SineCorrelator* fast, SineCorrelator* slow) = 0;
-  /// Resets both correlators and the figures that span blocks, and takes the request away. Between
-  /// two blocks, by the producer.
+  /// Resets both correlators and the figures that span blocks, and clears the request. The producer
+  /// calls it between two blocks.
   virtual void reset_sine_correlators() = 0;
-  /// A block before the correlators see it: a result that would contain bad samples is no longer
-  /// valid once this has returned.
+  /// Looks at a block before the correlators: once this has returned, a result that would contain
+  /// bad samples is no longer valid.
   virtual void expect_block(const int* block, int pairs) = 0;
-  /// The stream of samples stands still: no result is valid until a whole cycle has come again.
+  /// The stream of samples has stopped: no result is valid until a whole cycle has come again.
   virtual void stream_stands_still() = 0;
-  /// The stream was started again from outside of a test's set-up, so the board may have lost that
-  /// set-up: no result is valid before the next one.
+  /// The stream was started again outside of a set-up, so the board may have lost the test's
+  /// set-up: no result is valid before the next set-up.
   virtual void stream_began_again() = 0;
   /// Reads the status bits of a block that the correlators have seen. 0; -1 for a sequence or sync
   /// error, or a count that is not supported.
   virtual int process_sample_buff(const int* block, int pairs) = 0;
-  /// Samples have come: an event for both channels. 0, or the first channel's failure.
+  /// Samples have come: delivers an event to both channels. 0, or the failure of the first channel
+  /// that has one.
   virtual int notify_samples_received() = 0;
 };
 
-/// Asks the producer for a reset of the correlators, which it makes between two blocks: 0 none, 1
-/// after one further block, 2 now. While it is not 0 no block reaches a correlator. This is the way
-/// for every thread but the producer: a reset within a block would leave half a cycle in the sums.
+/// Asks the producer to reset the correlators between two blocks: 0 none, 1 after one further
+/// block, 2 now. While the request is not 0 no block reaches a correlator. All threads except the
+/// producer use this: a reset within a block would leave half a cycle in the sums.
 inline constexpr int kNoReset = 0;
 inline constexpr int kResetAfterABlock = 1;
 inline constexpr int kResetNow = 2;

@@ -24,7 +24,7 @@ class SamplePool {
   /// multiple of kPageBytes. While nobody reads or writes.
   void Begin(std::size_t block_bytes);
 
-  /// Where the next block goes; then Published tells the readers of it.
+  /// The place of the next block; Published then makes it visible to the readers.
   int* Next();
   /// True when the block was the last of its chunk.
   bool Published();
@@ -35,7 +35,7 @@ class SamplePool {
 
   /// Pages of kPageBytes published since Begin.
   std::uint64_t Pages() const { return pages_.load(std::memory_order_acquire); }
-  /// Page `page` of the stream since Begin. Its contents are right as long as Pages() is less than
+  /// Page `page` of the stream since Begin. Its contents are valid while Pages() is less than
   /// kPages beyond it.
   const int* Page(std::uint64_t page) const;
   static constexpr std::uint64_t kPages = kChunks * kChunkBytes / 4096;

@@ -17,15 +17,15 @@ class SampleRing {
   SampleRing& operator=(const SampleRing&) = delete;
   ~SampleRing();
 
-  /// `fd` is the FPGA device's. -1 when it cannot be mapped; a second mapping replaces the
-  /// first, which stays where it cannot be had.
+  /// `fd` is the FPGA device's. -1 when it cannot be mapped. A second mapping replaces the first;
+  /// when it fails the first stays.
   int Map(int fd);
   bool IsMapped() const { return base_ != nullptr; }
   /// The words at `offset` bytes, which is below kSampleRingBytes. Requires a mapping.
   const int* At(std::size_t offset) const;
   /// How many of the pages at `offset` the driver has written since the last call for them, or
-  /// since the mapping. Noise makes each page's end differ from what stood there a turn of the ring
-  /// before; a signal without any can look unwritten.
+  /// since the mapping. Noise makes the end of each page differ from its contents one turn of the
+  /// ring before. A page of a signal without noise can look unwritten.
   std::size_t CountRenewed(std::size_t offset, std::size_t pages);
 
  private:

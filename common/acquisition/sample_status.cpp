@@ -32,7 +32,7 @@ class Condition {
   const char* name() const { return name_; }
 
  private:
-  // The second sample of a run counts for the first, too.
+  // The second sample of a run counts the first one, too.
   void Continue(int channel, int index) {
     ++consecutive_;
     if (in_run_) return;

@@ -16,15 +16,15 @@ class SampleStream {
   SampleStream(int fpga_fd, SampleRing& ring) : fpga_fd_(fpga_fd), ring_(ring) {}
 
   int Map() { return ring_.Map(fpga_fd_); }
-  /// -1 when the driver did not take the block size.
+  /// -1 when the driver refuses the block size.
   int Announce(const BlockLayout& layout) const;
-  /// Sampling, from page 0 of the ring. -1, with a line in the log, when the driver refuses.
+  /// Starts sampling from page 0 of the ring. -1, with a line in the log, when the driver refuses.
   int Start() const;
-  /// All of it again, for a driver that has lost it: a new mapping of the ring, the block size, the
-  /// start. False when the driver does not serve yet.
+  /// Repeats all of it for a driver that has lost its state: the mapping of the ring, the block
+  /// size, the start. False when the driver does not serve yet.
   bool StartAgain(const BlockLayout& layout);
 
-  /// An FPGA register by ioctl; `value` goes in and out. As ioctl.
+  /// Accesses an FPGA register by ioctl; `value` is input and output. Returns as ioctl.
   static int Request(int fd, unsigned long request, int offset, std::uint32_t& value);
 
  private:

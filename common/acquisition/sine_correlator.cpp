@@ -26,7 +26,7 @@ constexpr double kReferenceFrequency = 12500000;  ///< Hz
 constexpr long kReferenceDivider = 32;
 constexpr int kVlfUnits = 1024;  ///< of settle time in a cycle
 
-/// What a channel has before it was given an entry.
+/// The entry of a channel that has not been given one.
 constexpr mode_range_table_ent kNoEntry{};
 
 }  // namespace
@@ -57,7 +57,7 @@ void SineCorrelator::set_frequencies(double, long divider, std::int64_t samplesP
   _signal_freq = signal_freq;
   _samples_per_cycle = samplesPerCycle;
   _sample_freq = signal_freq * static_cast<double>(samplesPerCycle);
-  // without a frequency the reference stands still
+  // without a frequency the reference does not turn
   _phase_rate = _sample_freq == 0 ? 0 : signal_freq * 2 * std::numbers::pi / _sample_freq;
   Q5_LOG_INFO_HERE(sinecorrelatorL,
                    ": signal_freq = %f spc = %" PRId64

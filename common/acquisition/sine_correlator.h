@@ -1,18 +1,18 @@
 // The estimator of phasors. The sample clock is a whole multiple of the test frequency, so every
-// cycle has the same number of samples; samples times a sine and a cosine of that frequency, summed
-// over whole cycles, give magnitude and phase of both channels.
+// cycle has the same number of samples; the sums of samples times sine and cosine of that frequency
+// over whole cycles yield magnitude and phase of both channels.
 //
 // Two run over the same samples: the slow filter (type 0) sums from its last reset, for the final
 // reading; the fast one (type 1) resets itself every cycle, for the channels' control. The
 // reference restarts with each reset of the slow filter, so a phase counts from the first sample
 // after it; both channels and both filters share it.
 //
-// This class has what is independent of who multiplies: scaling, results, averages, resets. A
-// subclass sums (arm_correlation.h).
+// This class has everything except the sums: scaling, results, averages, resets. A subclass sums
+// (arm_correlation.h).
 //
-// The phasors of a cycle are made of what its end stored. Of the cycles that end in one block only
-// the last one's are made, at the block's end: nobody could have read the others. A log that wants
-// each of them gets each.
+// The end of a cycle stores its sums, and the phasors are made of them at the end of the block.
+// When several cycles end in one block, only the last one gets phasors, because nobody could read
+// the others. Only a log at a level that shows each cycle gets the phasors of each.
 //
 // Threads: update, updateF, updateDC, CalculateMaxVoltage, DoSpecialVLFReset, reset and Reinit by
 // the producer, or while it works on no block (other threads ask for a reset by SetResetRequest);
@@ -54,15 +54,15 @@ class SineCorrelator {
     const FinishedCycle* cycle;     ///< null: none has ended in the block
   };
 
-  /// Sums a block of `pairs` pairs in the slow filter. One that it cannot hold is logged and not
+  /// Sums a block of `pairs` pairs in the slow filter. A block that is too large is logged and not
   /// summed.
   virtual SlowBlock update(const int* words, int pairs) = 0;
   /// Sums the slow filter's products of the same block in the fast one, which multiplies nothing.
   /// Null: no cycle has ended in the block.
   virtual const FinishedCycle* updateF(const BlockProducts& products) = 0;
-  /// The cycle that the last of these returned is where its readers look for it.
+  /// To be called when the readers can see the cycle that was returned last.
   void Published() { has_result_ = true; }
-  /// Of a filter that is fed by other means than the two above.
+  /// For a filter that is fed by other means than the two above.
   virtual bool DSPInterfaceReady() const = 0;
   virtual int GetBlockNoMask() const = 0;
   virtual void newDataReady(int pairs, int position) = 0;
@@ -86,8 +86,8 @@ class SineCorrelator {
   // --- Results: arrays of two, V or A ---
 
   virtual void GetPhasors(phasortoo_t* phasors) const;
-  /// How often these were made so far: phasors, averages of GetAvgPhasors, blocks of GetAvgs. Who
-  /// needs a reading of now waits for two more, as samples of the first may be older.
+  /// Counts of results so far: phasors, averages of GetAvgPhasors, blocks of GetAvgs. A caller that
+  /// needs a present reading waits for two more, because the first may contain older samples.
   std::int64_t GetResultCount() const { return results_made_; }
   std::int64_t GetAverageCount() const { return averages_made_; }
   std::int64_t GetBlockCount() const { return blocks_begun_; }
@@ -118,19 +118,18 @@ class SineCorrelator {
   void set_frequencies(double refFrequency, long divider, std::int64_t samplesPerCycle);
   /// A new test frequency, while the samples per cycle stay.
   void SetSignalFrequency(float hertz) { _signal_freq = hertz; }
-  /// The first range of both channels' modes. 0; -1 with an error word when a mode is none.
+  /// Sets the first range of both channels' modes. 0; -1 with an error word for an unknown mode.
   int SetMeasurementModes();
-  /// The range entry that channel 0 or 1 uses from now on. 0, or -1 for a mode or channel that
-  /// there is not.
+  /// The range entry that channel 0 or 1 uses from now on. 0, or -1 for an unknown mode or channel.
   int SetScaleFactors(int channel, int mode, int range);
   /// The entry in use; channel 0 or 1.
   const Dev::mode_range_table_ent* GetRange(int channel) const {
     return channel == 0 ? _ch1_measurementmode : _ch2_measurementmode;
   }
-  /// Tells of a `scale` (V or A a count) that stands in no table; changes nothing else.
+  /// Logs a `scale` (V or A a count) that is in no table; changes nothing else.
   int SetScaleFactorsNonRange(int channel, int mode, float scale);
 
-  // --- Marks that all filters share ---
+  // --- Flags that all filters share ---
 
   static void SetVLFFlag() { _VLFflag = true; }
   static void ResetVLFFlag();
@@ -162,7 +161,7 @@ class SineCorrelator {
   void CaptureNewCycleEvent();
   /// After the end of a cycle.
   void EndCycle();
-  /// A reset of its own, after which its results stay good.
+  /// A reset by the filter itself, after which its results stay valid.
   void ResetWindow();
   /// At the end of a block: makes the phasors of the last cycle that has ended.
   const FinishedCycle* EndBlock();
@@ -188,11 +187,11 @@ class SineCorrelator {
   void RecordRanging(int channel, float fullscale, unsigned code, float scale) const;
   void LogPhasors() const;
   bool IsItTimeToLog(std::int64_t cycle) const;
-  /// V or A a count at the terminals: the range's, and what lies before the channel.
+  /// V or A a count at the terminals: the scale of the range and of the divider before the channel.
   double TotalScale(int channel) const;
   bool HasSecondLead(int channel) const;
   double Lead(int channel) const;
-  /// What the test wants, V or A; 0 when it is not known.
+  /// The target of the test, V or A; 0 when it is not known.
   double Expected() const;
   bool IsLarge() const;
   void calc_phasors();
@@ -216,14 +215,14 @@ class SineCorrelator {
   double _mvavgbuff[2][kMovingAverage] Q5_GUARDED_BY(updatelock){};  ///< ring of block averages
   std::int64_t _mvavgcount Q5_GUARDED_BY(updatelock) = 0;  ///< blocks since the last reset
 
-  /// What the end of a cycle stored, of cycles whose result is still to be made.
+  /// The sums that the end of a cycle stored, until its result is made.
   struct CycleEnd {
     std::array<double, 2> cacc{};
     std::array<double, 2> sacc{};
     std::int64_t samples = 0;
     std::int64_t cycle = 0;
     int waiting = 0;       ///< cycles, this one the last
-    bool cleared = false;  ///< a reset after it took the phasors away
+    bool cleared = false;  ///< a reset after the cycle has cleared the phasors
   };
 
   // Of the producer: the last cycle's result.
@@ -235,7 +234,7 @@ class SineCorrelator {
   std::array<double, 2> _phase{};
   int printresult = 0;
 
-  // The entries' owner keeps them for good, so a pointer serves as well as a copy.
+  // The owner of the entries never removes them, so a pointer is enough.
   RangeEntry _ch1_measurementmode;
   RangeEntry _ch2_measurementmode;
 

@@ -1,7 +1,7 @@
 // Snapshots: a user's command file asks for raw samples in a file.
 //
-// The producer looks for a command after each block and tells of new blocks; a thread of its own
-// copies from the pool, so that no disk holds the producer up.
+// The producer looks for a command after each block and announces new blocks. A separate thread
+// copies from the pool, so that no disk delays the producer.
 #pragma once
 
 #include <array>
@@ -33,8 +33,8 @@ class Snapshot {
   void CheckSnapShot();
   /// After a pass.
   void Wake();
-  /// Before the pool begins anew: a snapshot under way ends with what it has. Waits for that, so it
-  /// is for whoever starts acquisition.
+  /// To be called before the pool begins again, by the thread that starts acquisition: a snapshot
+  /// under way ends with the samples that it has, and the call waits for that.
   void Abandon();
 
  private:
@@ -45,7 +45,8 @@ class Snapshot {
   void Capture(const SnapshotCommand& command, std::uint64_t page);
   /// Waits until the pool has pages up to `end`. False when the snapshot is to end.
   bool AwaitPages(std::uint64_t end);
-  /// Lines or pairs written. `page` is the pool's; `wanted` is what is still to come.
+  /// Returns the lines or pairs written. `page` is a page of the pool, `wanted` the number still to
+  /// write.
   std::int64_t CaptureToFile(const SnapshotCommand& command, std::uint64_t page,
                              std::int64_t wanted);
   std::int64_t WriteLines(const int* words, int rate, std::int64_t wanted);

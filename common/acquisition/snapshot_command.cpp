@@ -59,7 +59,7 @@ std::optional<SnapshotCommand> ParseSnapshotCommand(std::string_view line) {
   SnapshotCommand command;
   command.samples = *samples;
   command.file = file;
-  // what cannot be read as a number ends the line, as it does for scanf
+  // a field that is no number ends the line, as for scanf
   const auto rate = ParseNumber(TakeWord(line), std::numeric_limits<int>::min(), kMost);
   if (!rate) return command;
   command.rate = std::max(*rate, 1);

@@ -22,8 +22,8 @@ struct SnapshotCommand {
   int port = 0;
 };
 
-/// Nothing for a line that is no command. A file name may hold letters, digits and "._-/" only, as
-/// it reaches a shell. An address or a port that is none is as if it were not there.
+/// Nothing for a line that is no command. A file name may contain only letters, digits and "._-/",
+/// because it reaches a shell. An invalid address or port counts as missing.
 std::optional<SnapshotCommand> ParseSnapshotCommand(std::string_view line);
 
 }  // namespace acquisition

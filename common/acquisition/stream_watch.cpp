@@ -20,7 +20,7 @@ namespace {
 constexpr Nanoseconds kTick = std::chrono::milliseconds(100);
 constexpr Nanoseconds kLongestWait = std::chrono::seconds(1);
 constexpr double kBlocksMissing = 3;
-/// A process that was held up finds a long wait at its first look, and the next block right after.
+/// A process that was held up sees a long wait at its first look, and the next block soon after.
 constexpr int kFewestLooks = 5;
 
 }  // namespace
@@ -47,7 +47,7 @@ void StreamWatch::Waits() {
   if (waiting_since_.load() == kNotWaiting) waiting_since_ = Machine().Clock().Monotonic();
 }
 
-// The counter that ends a wait may have been read long ago when the daemon was held up meanwhile.
+// When the daemon was held up, the counter that ends a wait may have been read long ago.
 bool StreamWatch::BlockCame() {
   asked_at_ = waiting_since_.exchange(kNotWaiting);
   return stands_still_.exchange(false);
@@ -62,7 +62,7 @@ void StreamWatch::Run() {
   }
 }
 
-// Before it the clock may be as an instrument has it that has just been started.
+// Before the first update the clock may still have its state from the instrument's start.
 bool StreamWatch::IsUpdated() { return ghmp->testStart && ghmp->firstUpdate; }
 
 // While parameters change the clock may stand for a moment.
@@ -76,7 +76,7 @@ Nanoseconds StreamWatch::Limit() const {
   return std::max(kLongestWait, std::chrono::duration_cast<Nanoseconds>(blocks));
 }
 
-// The watch looks first, so that a host reads its error word and not only that a result is invalid.
+// The watch looks first, so that a host gets its error word and not only an invalid result.
 bool StreamWatch::IsStale() const {
   const Nanoseconds age = Machine().Clock().Monotonic() - newest_since_.load();
   return IsUpdated() && age > Limit() + 2 * kTick;

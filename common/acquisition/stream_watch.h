@@ -1,7 +1,7 @@
 // Watches that blocks keep coming while a test runs.
 //
-// What counts is how long the producer has waited for the driver, not how long it has worked on a
-// block: a slow disk is no stream that stands still.
+// Only the time that the producer waits for the driver counts, not its work on a block: a slow disk
+// does not stop the stream.
 #pragma once
 
 #include <atomic>
@@ -30,17 +30,17 @@ class StreamWatch {
 
   // --- The producer ---
 
-  /// It waits for a new block from now on, if it does not already.
+  /// The producer waits for a new block from now on, if it does not already.
   void Waits();
-  /// A new block has come. True when the stream was found to stand still before it.
+  /// A new block has come. True when the watch had found that the stream stood still.
   bool BlockCame();
-  /// The producer has caught up with the driver: the latest block is in the results.
+  /// The producer has caught up with the driver: the results contain the latest block.
   void CaughtUp() { newest_since_ = asked_at_; }
   /// The error word for a stream that has stopped.
   static void RaiseStop();
   /// A test is set up, and its first update has set the clock.
   static bool IsUpdated();
-  /// Sampling has ended: nothing is waited for.
+  /// Sampling has ended: no block is expected.
   void Rest() { BlockCame(); }
 
  private:

@@ -25,7 +25,7 @@ class WrapCount {
 
 /// Appends one capture to `fd` and forces it to the disk. `block` has kCaptureBytes; with a `rate`
 /// above 1 only every rate-th pair of its first kCaptureBytes / rate bytes is written. `wrap` may
-/// be null. -1 when the file did not take all of it.
+/// be null. -1 when the file could not take all of it.
 int WaveformCapture(int fd, const int* block, WrapCount* wrap, int rate);
 
 }  // namespace acquisition

@@ -12,7 +12,7 @@ namespace {
 
 constexpr short kSlowSweepRange = 6;
 
-platform::Mutex instances_lock;  // guards both instances too
+platform::Mutex instances_lock;  // also guards both instances
 std::array<Dev::MeasChannel*, ACQ_CHAN_COUNT> front_ends Q5_GUARDED_BY(instances_lock){};
 
 template <class Channel>

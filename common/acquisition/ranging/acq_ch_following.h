@@ -1,4 +1,4 @@
-// The channels that measure what something else drives: the two of this module.
+// The channels that measure a signal that another module drives: the two of this module.
 #pragma once
 
 #include "common/acquisition/ranging/acq_chan.h"
@@ -20,8 +20,7 @@ class AcqChFollowing : public AcqChan {
 
   using AcqChan::AcqChan;
 
-  /// Delivers `event` to channel 1, then to channel 2. The first negative result, channel 1's
-  /// before channel 2's, else 0.
+  /// Delivers `event` to channel 1, then to channel 2. Returns the first negative result, else 0.
   static int notify_both_channels(EXTERNAL_EVENT event);
 
   const char* get_chan_type() const override { return "Following"; }

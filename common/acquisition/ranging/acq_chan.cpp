@@ -134,7 +134,7 @@ void AcqChan::ResetForTest() {
   range_index = 1;
 }
 
-// The least sensitive range of what the channel usually measures, whatever its mode is now.
+// The least sensitive range of the channel's usual quantity, whatever its mode is now.
 int AcqChan::TakeFirstRange() {
   if (hwch != ACQ_CH1 && hwch != ACQ_CH2) return -1;
   const bool voltage = (hwch == ACQ_CH1) != IsSourceModule();
@@ -150,8 +150,8 @@ int AcqChan::TakeFirstRange() {
   return 0;
 }
 
-// A CPLD that still works on its last command does not take the range; nothing later would write
-// this one again.
+// A CPLD that is still busy with its last command does not take the range, and nothing later would
+// write this range again.
 void AcqChan::WriteRange() {
   const auto code = static_cast<std::uint8_t>(get_range_info_in_use()->RangeCode);
   std::uint8_t status = 0;

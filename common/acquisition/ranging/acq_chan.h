@@ -1,11 +1,10 @@
-// A channel: one measuring input, and all that the channel logic knows of it.
+// A channel: one measuring input with the state of its channel logic.
 //
-// What the channel tells acquisition stands in SampleChannel. A test's range is taken by
-// FixedRange.
+// SampleChannel is its interface to acquisition. FixedRange takes the range of a test.
 //
 // Threads: the producer stores figures and status, the consumer delivers block events, request
-// handlers set tests up. Fields are read and written on their own; the figures of a block and those
-// of a cycle have a lock and are read whole; events are delivered one at a time.
+// handlers set tests up. Fields are read and written independently. The figures of a block and
+// those of a cycle have a lock and are read as a whole. Events are delivered one at a time.
 #pragma once
 
 #include <array>
@@ -46,10 +45,10 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   AcqChan(ACQ_CHAN_NUM ch, const char* name, Dev::MeasChannel& front_end, Dev::MID module);
   AcqChan(const AcqChan&) = delete;
   AcqChan& operator=(const AcqChan&) = delete;
-  /// Takes the channel out of the registry.
+  /// Removes the channel from the registry.
   ~AcqChan() override;
 
-  // --- Registry. Null where no channel was made ---
+  // --- Registry. Null when no channel was made ---
 
   static AcqChan* get_AcqCh_instance(ACQ_CHAN_NUM ch);
   static void set_AcqCh_instance(ACQ_CHAN_NUM ch, AcqChan* channel);
@@ -59,21 +58,21 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
 
   // --- The correlators, one pair for both channels ---
 
-  /// With correlators, both channels are set up for a test. Null pointers take them away.
+  /// With correlators, both channels are set up for a test. Null pointers remove them.
   static void set_SineCorrelators(SineCorrelator* fast, SineCorrelator* slow);
-  // For the sample threads, and the thread that starts and stops acquisition. Others ask
-  // acquisition, which owns them.
+  // Only for the sample threads and the thread that starts and stops acquisition. Other threads ask
+  // acquisition, which owns the correlators.
   static SineCorrelator* get_sineCorr_Fast() { return sineCorr_Fast; }
   static SineCorrelator* get_sineCorr_Slow() { return sineCorr_Slow; }
-  /// Resets both, and both channels' figures of a cycle, and takes the request away. The producer;
-  /// other threads ask for it.
+  /// Resets both correlators and both channels' figures of a cycle, and clears the request. Only
+  /// the producer calls it; other threads ask for it.
   static void reset_sine_correlators();
   static void set_reset_sine_correlators_request(int request) {
     acquisition::SetResetRequest(request);
   }
   static int get_reset_sine_correlators_request() { return acquisition::GetResetRequest(); }
 
-  // --- What it is ---
+  // --- Identity ---
 
   ACQ_CHAN_NUM get_hwch() const { return hwch; }
   Dev::MID get_module_ID() const { return module_ID; }
@@ -86,9 +85,9 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
 
   // --- The test ---
 
-  /// Before each test. 1, or -1 for a channel number that there is not.
+  /// To be called before each test. 1, or -1 for an unknown channel number.
   virtual int init_test_parameters();
-  /// Before each update of the parameters within a test.
+  /// To be called before each update of the parameters within a test.
   virtual void init_parameters_for_update() = 0;
   virtual void set_control_type() = 0;
 
@@ -107,12 +106,13 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   int get_range_index() const override { return range_index; }
   void set_range_index(int index) { range_index = index; }
   const mode_range_table_ent* get_range_info_in_use() const override { return range_info_in_use; }
-  /// Null is not taken.
+  /// Ignores null.
   void set_range_info_in_use(const mode_range_table_ent* entry);
   const mode_range_table_ent* get_meas() const { return meas; }
   void set_meas(const mode_range_table_ent* entry) { meas = entry; }
   const mode_range_table_ent* get_range_table_ent(int mode, int index) const;
-  /// The index of a range in the table of `mode` (of the present one without it); -1: not there.
+  /// The index of a range in the table of `mode` (by default the present one); -1 when the table
+  /// has no such range.
   int find_range_index(unsigned char code) const { return find_range_index(code, get_mode()); }
   int find_range_index(unsigned char code, int mode) const;
   int find_range_index(const mode_range_table_ent* entry) const {
@@ -122,20 +122,20 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
 
   // --- Status word ---
 
-  /// The channel logic's word, with what the samples themselves add: a result of bad samples is
-  /// never valid, whatever the logic says.
+  /// The channel logic's word, or-ed with the bits of the samples: a result of bad samples is never
+  /// valid, whatever the logic reports.
   std::uint16_t get_status_flag() const override;
-  /// The logic's word becomes (word & mask) | bits; both 0xFFFF leave it alone.
+  /// The logic's word becomes (word & mask) | bits; it stays when both are 0xFFFF.
   void set_status_flag(unsigned short mask, unsigned short bits);
   const char* status_text() const override { return status_flag_text(get_status_flag()); }
   /// See FixedRange.
   bool IsScaled() const { return fixed_range_.IsScaled(); }
   ResultGuard& Guard() { return result_guard_; }
-  /// A test is set up: what spoilt the one before no longer counts.
+  /// A test is set up: the faults of the one before no longer count.
   static void begin_test();
   /// Its parameters are known: each channel takes them at the next block that counts.
   static void announce_parameters();
-  /// Of both correlators, which the guard goes by.
+  /// State of both correlators for the guard.
   static ResultGuard::Sums get_sums();
 
   // --- Front end ---
@@ -145,7 +145,7 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   /// Asks for the CPLD's status at the channel's next block.
   void set_CPLD_status_request() override { CPLD_status_request = 1; }
   int get_CPLD_status_request() const { return CPLD_status_request; }
-  /// Reads it if it was asked for or `force` is set, and takes the request away. False when it
+  /// Reads the status if it was asked for or `force` is set, and clears the request. False when it
   /// could not be read.
   bool get_CPLD_status_upon_request(int force);
   /// All four offset DACs. 3, or a negative status.
@@ -153,8 +153,8 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
 
   // --- Events ---
 
-  /// Any thread; waits while another event is delivered to this channel. 0, also for a number that
-  /// is no event.
+  /// Any thread; waits while another event is delivered to this channel. 0, also for an unknown
+  /// event number.
   int external_event_notify(EXTERNAL_EVENT event);
   /// How often the channel has got `event`.
   std::int64_t GetEventCount(EXTERNAL_EVENT event) const;
@@ -162,10 +162,10 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   /// Blocks still to ignore.
   void set_sample_discard_count(int count);
   int get_sample_discard_count() const { return sample_discard_count; }
-  /// The count as it was; it goes down to 0 by one.
+  /// Returns the count and reduces it by one, not below 0.
   int sample_discard_countdown();
 
-  /// True once after it was set.
+  /// True for the first call after it was set.
   int get_just_recovered() { return just_recovered.exchange(0); }
   void set_just_recovered(int recovered) { just_recovered = recovered; }
 
@@ -187,7 +187,7 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   /// Blocks in a cycle of the signal; 10 in a DC test, 32 while it is not known.
   int get_sample_sets_per_cycle() const;
   void full_cycle_reset_statistics();
-  /// Takes up the latest block; 0 for one that must not count.
+  /// Adds the latest block; 0 for a block that must not count.
   void full_cycle_update_statistics(int valid);
   bool full_cycle_statistics_available() const;
   std::int64_t full_cycle_get_avg_sample() const;
@@ -204,12 +204,12 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   static bool phasors_stable(SineCorrelator* correlator);
   /// `out` is an array of two, one per channel, in units of the range.
   static int get_standard_dev(double* out);
-  /// Of the fast correlator, corrected; `out` is an array of two.
+  /// The corrected phasors of the fast correlator; `out` is an array of two.
   static int get_corrected_phasors(acquisition::phasortoo_t* out);
   static int get_correct_avgs(acquisition::phasortoo_t* out);
   static int clear_dc_offsets();
 
-  // --- What the states and the selection of ranges work on ---
+  // --- State of the range selection ---
 
   std::atomic<int> source{Msg::internalLVVoltageSourceE};  ///< Msg::SOURCE_E
   std::atomic<int> shunt_limit_range{kNoShuntLimit};  ///< highest index that auto-ranging may use
@@ -217,7 +217,7 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   /// Monotonic time at which the measurement relays are warm in a test at very low frequency.
   std::atomic<platform::Nanoseconds> vlf_warm_time_expires{platform::Nanoseconds(0)};
   std::atomic<bool> vlf_warm_time_expired_last_time{false};
-  // What other programs have told.
+  // Values from other programs.
   std::atomic<int> start_received{0};
   std::atomic<int> drv_chg_complete_received{0};
   std::atomic<int> src_enabled_event_received{0};
@@ -269,7 +269,7 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   Dev::MeasChStaReg last_status_reg Q5_GUARDED_BY(status_reg_lock_){};
   bool status_read_ Q5_GUARDED_BY(status_reg_lock_) = false;
 
-  mutable platform::Mutex ext_event_mutex;  // one event at a time, which may change fixed_range_
+  mutable platform::Mutex ext_event_mutex;  // held for each event, which may change fixed_range_
   std::array<std::int64_t, ACQ_EVT_TYPES> event_counts_ Q5_GUARDED_BY(ext_event_mutex){};
   unsigned parameters_version_ Q5_GUARDED_BY(ext_event_mutex) = 0;
   FixedRange fixed_range_{*this};

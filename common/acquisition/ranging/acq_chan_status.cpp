@@ -1,4 +1,4 @@
-// What a channel reports, and what reaches it: status word, CPLD, events.
+// The status word, the CPLD and the events of a channel.
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/log/log_line.h"
 
@@ -22,7 +22,7 @@ std::uint16_t AcqChan::get_status_flag() const {
   return static_cast<std::uint16_t>(status_flag | samples);
 }
 
-// The producer takes a bit away while the channel's logic replaces others, so this is one step.
+// The producer clears a bit while the channel's logic replaces others, so this is one atomic step.
 void AcqChan::set_status_flag(unsigned short mask, unsigned short bits) {
   if (mask == kAllBits && bits == kAllBits) return;
   std::uint16_t before = status_flag;
@@ -47,7 +47,7 @@ int AcqChan::get_last_cpld_range() const {
   const platform::Lock lock(status_reg_lock_);
   if (!status_read_) return -1;
   const int echo = last_status_reg.RangeEcho(cpldid_reg_struct.cpldId);
-  // a board that echoes no range is taken to have the one in use
+  // a board that echoes no range counts as having the one in use
   return echo >= 0 ? echo : static_cast<int>(get_range_info_in_use()->RangeCode & kRangeCodeMask);
 }
 
@@ -66,7 +66,7 @@ bool AcqChan::get_CPLD_status_upon_request(int force) {
     last_status_reg = status;
     status_read_ = true;
   }
-  // busy is what it is after each write
+  // it is busy after each write
   const bool harmless = byte == 0 || byte == before;
   const int level = harmless ? kDebug : byte == Dev::kMeasChBusy ? Logger::kInfo : kError;
   Q5_LOG_AT(level, chanfsmL, "%s %s.%d: CPLD status:0x%02X\n", name(), __func__, __LINE__, byte);

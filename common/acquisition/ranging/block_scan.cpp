@@ -142,8 +142,8 @@ class Scanner {
     }
   }
 
-  // One or two bad samples are a glitch; more of them, or a run whose end the block does not show,
-  // have spoilt the correlators' sums.
+  // One or two bad samples are a glitch. More of them, or a run that is open at the end of the
+  // block, have spoilt the correlators' sums.
   void JudgeRun(int channel, int i) {
     if (IsClean(channel, i + 1)) return LogFault(channel, i, 1);
     if (i + 2 < pairs_ && IsClean(channel, i + 2)) return LogFault(channel, i, 2);
@@ -192,8 +192,8 @@ class Scanner {
 
 }  // namespace
 
-// Works in runs of a sequence field's period: within one, what a word must be is a constant table,
-// and the loop over it is one the compiler turns into vector code.
+// Works in runs of the sequence field's period. Within a run the expected fields are a constant
+// table, so the compiler makes vector code of the loop.
 bool IsCleanBlock(std::span<const int> block) {
   constexpr unsigned kFirstMask = kConditionMask | kSyncError | kSequenceMask;
   constexpr std::size_t kRun = 2 * (std::size_t{kSequenceMask} + 1);

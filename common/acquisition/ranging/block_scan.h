@@ -1,5 +1,5 @@
 // The scan of a block's sample words (sample_word.h). Nearly every block is clean, which one cheap
-// pass shows; only one that is not pays for the scan sample by sample.
+// pass shows. Only a block that is not clean is scanned sample by sample.
 #pragma once
 
 #include <array>
@@ -12,7 +12,7 @@ namespace SignalCalculator {
 
 using AcquisitionSystem::sample_block_status;
 
-/// What a block says of one channel.
+/// Findings of a block for one channel.
 struct ChannelScan {
   int over_range = 0;  ///< samples over range
   sample_block_status status{};
@@ -31,7 +31,7 @@ bool IsCleanBlock(std::span<const int> block);
 /// By channel, whether a sample of it is over range or a fault.
 std::array<bool, ACQ_CHAN_COUNT> HasBadSample(std::span<const int> block);
 
-/// Tells what it finds in the log. In a DC test a fault in the midst of a block asks for no reset.
+/// Logs its findings. In a DC test a fault in the middle of a block asks for no reset.
 BlockScan ScanBlock(std::span<const int> block, bool dc_test);
 
 }  // namespace SignalCalculator

@@ -1,4 +1,4 @@
-// What a channel can be told and can report, with the texts of it for the log.
+// The events and reports of a channel, with their texts for the log.
 #pragma once
 
 #include <string>
@@ -15,8 +15,8 @@ enum STATUS_FLAG : unsigned short {
 #undef Q5_STATUS_FLAG
 };
 
-/// The mask with which a new state replaces the bits of progress and of samples: what it keeps says
-/// how the source and the host's request stand.
+/// The mask with which a new state replaces the bits of progress and of samples. It keeps the bits
+/// of the source and of the host's request.
 inline constexpr unsigned short kStatusKeepMask = 0x1E18;
 
 /// The name of the single bit of `flags`, or of none; "multiple bits set" for more.
@@ -42,7 +42,7 @@ enum DC_OFFSET_TYPE : int {
 };
 const char* offset_type_text(int type);
 
-// --- What happens to it. ---
+// --- Its events. ---
 
 enum EXTERNAL_EVENT : int {
   ACQ_EVT_SAMPLES_RECEIVED = 1,
@@ -63,7 +63,7 @@ enum EXTERNAL_EVENT : int {
 constexpr bool IsEvent(int event) {
   return event >= ACQ_EVT_SAMPLES_RECEIVED && event < ACQ_EVT_TYPES;
 }
-/// "invalid evt N" for a number that is no event.
+/// "invalid evt N" for an unknown number.
 std::string get_event_text(int event);
 
 }  // namespace AcquisitionSystem

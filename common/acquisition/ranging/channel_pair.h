@@ -8,7 +8,8 @@ namespace AcquisitionSystem {
 
 class ChannelPair : public acquisition::SampleChannels {
  public:
-  /// Of the process's own channels (made here if need be). Null without front ends.
+  /// The pair of the process's own channels, which are made on the first call. Null without front
+  /// ends.
   static ChannelPair* Instance();
 
   /// Registers both channels (AcqChan's registry); they outlive the pair.

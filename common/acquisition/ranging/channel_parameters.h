@@ -1,5 +1,5 @@
-// What a test asks of a channel, as one value: a channel gets it with the event that starts the
-// test or updates it, and works on that value until the next one.
+// The parameters of a test for one channel, as one value. A channel gets them with the event that
+// starts or updates the test, and keeps them until the next such event.
 #pragma once
 
 #include <array>
@@ -18,7 +18,8 @@ struct ChannelParameters {
   bool is_very_slow = false;     ///< nobody waits for a whole cycle
 };
 
-/// What the test in `test` asks of channel `ch`, which measures in `mode`. Without a version.
+/// The parameters of the test in `test` for channel `ch`, which measures in `mode`, without a
+/// version.
 ChannelParameters ParametersOf(const Msg::HMPData& test, ACQ_CHAN_NUM ch, int mode);
 
 }  // namespace AcquisitionSystem

@@ -1,5 +1,4 @@
-// Which way of ranging a test wants of a channel that follows the source, and when such a channel
-// nulls its offset.
+// How a channel that follows the source takes its range in a test, and when it nulls its offset.
 #pragma once
 
 #include "common/acquisition/dobj.h"
@@ -15,7 +14,7 @@ struct ControlRequest {
   int test = 0;  ///< Msg::RNG_TEST_TYPE
   bool dc_test = false;
   bool vlf_test = false;
-  // Ranges from the host; 0 is none.
+  // Ranges from the host; 0: no range named.
   int voltrange = 0;
   int voltscal = 0;
   int curange = 0;
@@ -23,7 +22,7 @@ struct ControlRequest {
 
 RNG_CONTROL_TYPE FollowingControlType(const ControlRequest& request);
 
-/// `manual_late`: a DC voltage that the measurement module takes on a range of the host's.
+/// `manual_late`: the measurement module measures a DC voltage on a range that the host names.
 DC_OFFSET_TYPE OffsetTypeOf(int control_type, bool manual_late);
 
 }  // namespace AcquisitionSystem

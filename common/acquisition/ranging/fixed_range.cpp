@@ -37,7 +37,7 @@ double get_filter_delay_time(int first, int second) {
   return kDefaultDelay;
 }
 
-// --- Which range ---
+// --- The choice of the range ---
 
 int FixedRange::Choose() const {
   const int mode = parameters_.mode;
@@ -80,7 +80,8 @@ void FixedRange::Begin() {
   Step();
 }
 
-// A set-up gives the correlators the first range, and a restart of acquisition the channel as well.
+// A set-up sets the first range in the correlators, and a restart of acquisition in the channel as
+// well.
 bool FixedRange::InForce() const {
   const auto* entry = channel_.get_range_table_ent(parameters_.mode, index_);
   const auto* filter = AcqChan::get_sineCorr_Slow();
@@ -170,18 +171,18 @@ void FixedRange::Restart() {
   scaled_ = true;
 }
 
-// A very slow cycle is not waited for: the host polls its averages meanwhile.
+// Nobody waits for a very slow cycle: the host polls its averages meanwhile.
 void FixedRange::AwaitFirstCycle() {
   if (AcqChan::get_sineCorr_Slow() == nullptr) return;
   const auto sums = AcqChan::get_sums();
   if (!sums.has_result && !parameters_.is_very_slow) return;
   if (!sums.has_result) channel_.Guard().AcceptOpenCycle(sums);
   phase_ = Phase::kIdle;
-  // whether the signal fits the range is for the samples to say
+  // the samples show whether the signal fits the range
   channel_.set_status_flag(kStatusKeepMask, Valid_Data);
 }
 
-// Samples do not show an input that its protection has taken off.
+// Samples do not show that the protection has disconnected the input.
 void FixedRange::LookAtFrontEnd() {
   const auto now = platform::Machine().Clock().Monotonic();
   if (!ghmp->testStart || now < next_look_) return;

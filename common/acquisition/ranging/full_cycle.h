@@ -1,5 +1,5 @@
-// The figures of sample blocks put together to a whole cycle of the signal: at low frequency one
-// cycle spans several blocks. A set is one block's figures; `sets` is the number of them in a
+// The figures of a whole cycle of the signal, combined from those of its blocks: at low frequency
+// one cycle spans several blocks. A set is one block's figures; `sets` is the number of them in a
 // cycle.
 //
 // Threads: none of its own; the channel guards it.
@@ -14,7 +14,7 @@ namespace AcquisitionSystem {
 /// Conditions of a block, a byte each: fault, over range, CPLD busy (sample_word.h).
 struct sample_block_status {
   static constexpr std::uint8_t kDetected = 4;   ///< occurred in the block
-  static constexpr std::uint8_t kCleared = 2;    ///< went away again within it
+  static constexpr std::uint8_t kCleared = 2;    ///< ended within it
   static constexpr std::uint8_t kPersisted = 1;  ///< holds at the last sample
 
   std::uint8_t overrange = 0;
@@ -27,7 +27,7 @@ struct sample_block_status {
   }
 };
 
-/// What a figure is before anything was measured.
+/// The value of a figure before the first measurement.
 inline constexpr std::int64_t kNoMinimum = std::numeric_limits<std::int32_t>::max();
 inline constexpr std::int64_t kNoMaximum = std::numeric_limits<std::int32_t>::min();
 /// The largest amplitude while it is not known.
@@ -47,9 +47,9 @@ class FullCycle {
   static constexpr int kSets = 32;  ///< that the ring holds
 
   void Reset();
-  /// Takes a block's set; one that is not `valid` starts the count again.
+  /// Adds a block's set; a set that is not `valid` starts the count again.
   void Update(const ACCUMULATED_STATS& set, bool valid, int sets);
-  /// One set more than a cycle has been seen.
+  /// One more set than a cycle has been seen.
   bool Available(int sets) const {
     return full_cycle_sample_set_counter >= static_cast<std::int64_t>(sets) + 1;
   }
@@ -74,7 +74,7 @@ class FullCycle {
   };
   Extremes GetExtremes(int sets) const;
 
-  // The sets of a cycle stand at the front; a place is the count under the mask sets - 1.
+  // The sets of a cycle are at the front; the index is the count under the mask sets - 1.
   std::array<ACCUMULATED_STATS, kSets> full_cycle{};
   ACCUMULATED_STATS aggregate_stats{};  // since the last reset; for cycles of several sets
   std::int64_t full_cycle_sample_set_counter = 0;  // of the valid sets in a row

@@ -1,8 +1,8 @@
 // Whether a channel's result is made of good samples only.
 //
-// A cause spoils it: samples over range, a stream that stands still. From then on the status word
-// carries the bits of that cause. They go off together once the correlators have stored a result of
-// which every sample came after the last cause, at the earliest after a whole cycle.
+// A cause spoils the result: samples over range, or a stream that stands still. From then on the
+// status word carries the bits of that cause. They are cleared together when the correlators have
+// stored a result whose samples all came after the last cause, at the earliest after a whole cycle.
 //
 // Threads: any.
 #pragma once
@@ -16,7 +16,7 @@ namespace AcquisitionSystem {
 
 class ResultGuard {
  public:
-  /// What the correlators hold since their last reset.
+  /// The contents of the correlators since their last reset.
   struct Sums {
     std::int64_t pairs = 0;
     bool has_result = true;  ///< of a whole cycle
@@ -24,22 +24,23 @@ class ResultGuard {
 
   /// The status word carries `bits` until good samples have made a result.
   void Spoil(unsigned short bits);
-  /// It carries them until BeginTest.
+  /// The status word carries `bits` until BeginTest.
   void SpoilTest(unsigned short bits) { test_bits_ = bits; }
   void BeginTest() { test_bits_ = update_bits_ = 0; }
-  /// As SpoilTest, but the next update that is taken ends it: what was refused half-way leaves
+  /// As SpoilTest, but the next accepted update ends it: an update that was refused half-way leaves
   /// clock, filters and parameters that do not belong together.
   void SpoilUpdate(unsigned short bits) { update_bits_ = bits; }
 
   /// The correlators have taken a block of good samples; a cycle spans `blocks` of them. True when
   /// the sums still contain samples from before, so that they have to begin again.
   bool TakeGood(int pairs, int blocks, const Sums& sums);
-  /// Good again without a result, where the sums contain nothing bad: for a cycle so slow that
+  /// Valid again without a result when the sums contain no bad sample: for a cycle so slow that
   /// nobody waits for it.
   void AcceptOpenCycle(const Sums& sums);
-  /// The correlators have taken a block with bad samples. Blocks since the result was good.
+  /// The correlators have taken a block with bad samples. Returns the blocks since the result was
+  /// valid.
   int TakeBad();
-  /// Samples that nobody keeps a result of: those that the guard waits for are still to come.
+  /// A block without a kept result: the samples that the guard waits for are still to come.
   void Restart();
 
   bool IsSpoilt() const { return word_ != 0; }

@@ -19,7 +19,7 @@ constexpr char kCaptureFile[] = "/var/volatile/datablock.txt";
 constexpr int kOverRangePercent = 5;
 constexpr auto kNotOverRange =
     static_cast<unsigned short>(~unsigned{AcquisitionSystem::Amplitude_exceeds_input_range});
-/// A few samples over range in each cycle are too many, too, once they have gone on for so long.
+/// A few samples over range in each cycle are too many as well when they continue for so long.
 constexpr int kCyclesOfFew = 2;
 
 /// One line of a capture.
@@ -76,15 +76,15 @@ void SignalStatistics::expect_block(const int* block, int nr_sample_pairs) {
   }
 }
 
-// A host has to see at once that a range is too small for the signal, also where the signal is so
+// A host has to see at once that a range is too small for the signal, even when the signal is so
 // slow that most blocks of a cycle fit.
 void SignalStatistics::JudgeOverRange(AcqChan& channel, int over_range, int pairs) {
   const int blocks = channel.Guard().TakeBad();
-  // one line for each time that it begins
+  // one error for each time that it begins
   Q5_LOG_AT(blocks == 1 ? kError : kDebug, acquisitionL,
             "%s %s.%d: %4d overrange samples out of %d\n", channel.name(), __func__, __LINE__,
             over_range, pairs);
-  // again, as a slow cycle that is still open may have been accepted meanwhile
+  // again, because a slow cycle that is still open may have been accepted meanwhile
   channel.Guard().Spoil(AcquisitionSystem::Ranging);
   if (channel.get_sample_discard_count() != 0) return;
   const bool too_large = over_range > pairs * kOverRangePercent / 100;
@@ -98,7 +98,7 @@ void SignalStatistics::JudgeOverRange(AcqChan& channel, int over_range, int pair
   }
 }
 
-// With the consumer flag up no result is kept, so none becomes good.
+// While the consumer flag is up no result is kept, so none becomes valid.
 void SignalStatistics::JudgeGood(AcqChan& channel, int pairs) {
   channel.set_status_flag(kNotOverRange, 0);
   auto& guard = channel.Guard();

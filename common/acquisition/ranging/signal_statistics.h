@@ -1,4 +1,4 @@
-// What the status bits of a block's samples say: overrange, faults, a CPLD that is busy.
+// Evaluates the status bits of a block's samples: overrange, faults, a busy CPLD.
 //
 // Threads: the producer.
 #pragma once
@@ -17,8 +17,7 @@ class SignalStatistics : public DObj {
   /// The channels outlive the object.
   SignalStatistics(AcquisitionSystem::AcqChan& first, AcquisitionSystem::AcqChan& second);
 
-  /// Looks at a block before the correlators take it: samples over range spoil the result that they
-  /// are part of.
+  /// Looks at a block before the correlators take it: samples over range spoil their result.
   void expect_block(const int* block, int nr_sample_pairs);
   /// Takes a block of `nr_sample_pairs` pairs (1 to kMostPairs) that the correlators have seen. 0;
   /// -1 for a sequence or sync error, or a count that is not supported.
