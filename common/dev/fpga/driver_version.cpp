@@ -16,7 +16,7 @@ namespace {
 constexpr float kHighestVersion = 10000;  // anything above is no version
 constexpr float kNoVersion = -1;
 
-// A descriptor of the machine's.
+// Owns a descriptor of the machine.
 class File {
  public:
   explicit File(const char* path) : fd_(platform::Machine().Open(path, O_RDONLY)) {}

@@ -5,11 +5,11 @@
 
 namespace Dev {
 
-/// A version as the driver writes it, decimal text such as "0.90"; what follows the number does not
-/// count. Below 0 when the text begins with no number from 0 to 10000.
+/// A version as the driver writes it, decimal text such as "0.90"; any text after the number is
+/// ignored. Below 0 when the text does not begin with a number from 0 to 10000.
 float ParseDriverVersion(std::string_view text);
 
-/// The version of the driver that runs, 0 when it cannot be told.
+/// The version of the running driver; 0 when it is not known.
 float GetQ5FPGADriverVersion();
 
 /// The version in hundredths, rounded.

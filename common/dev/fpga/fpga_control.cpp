@@ -21,7 +21,7 @@ constexpr unsigned kHalfBits = 16;
 
 }  // namespace
 
-// The waveform is switched off even when what stands before it fails.
+// The waveform is switched off even when a step before fails.
 int FpgaDevBase::FpgaReset() {
   int result = 0;
   for (const unsigned value : {kA2dReset, kA2dResetPulse, kA2dReset}) {
@@ -83,9 +83,9 @@ int FpgaDevBase::ConfigureClocks(unsigned cycle_length, unsigned clock_select) {
   return IsClockSelected(clock_select) ? 0 : -1;
 }
 
-// A driver that takes a write without effect would leave the samples at another rate.
+// A driver that accepts a write without effect would leave the samples at another rate.
 bool FpgaDevBase::IsClockSelected(unsigned clock_select) {
-  constexpr unsigned kCompared = kRegisterMask & ~kMainAllokOut;  // the line is its own master
+  constexpr unsigned kCompared = kRegisterMask & ~kMainAllokOut;  // the ALLOK line is set elsewhere
   unsigned selected = 0;
   if (ReadReg(Q5FPGA_CLK_SEL, selected) < 0) return false;
   if (((selected ^ clock_select) & kCompared) == 0) return true;

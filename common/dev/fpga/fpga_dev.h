@@ -9,8 +9,8 @@ namespace Dev {
 
 class FpgaDev : public FpgaRampControl, public FpgaInvertChannel, public FpgaLineSync {
  public:
-  /// Opens the device on the first call that succeeds and gives the same object from then on. Null
-  /// when it cannot be opened, with errno telling why. It lives as long as the process.
+  /// Opens the device on the first call that succeeds; later calls return the same object. Null
+  /// when it cannot be opened, with the reason in errno. The object lives as long as the process.
   static FpgaDev* GetDevice();
 
   /// Takes over the descriptor.

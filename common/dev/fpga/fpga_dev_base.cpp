@@ -83,7 +83,7 @@ std::optional<unsigned>* FpgaDevBase::Meant(int offset) {
   return place == kOwnRegisters.end() ? nullptr : &meant_[place - kOwnRegisters.begin()];
 }
 
-// A value that does not get through is still what is meant: the next restore writes it.
+// A value whose write fails stays the intended one: the next restore writes it.
 int FpgaDevBase::Put(int offset, unsigned value, int line) {
   if (std::optional<unsigned>* meant = Meant(offset)) *meant = value & kRegisterMask;
   const Bit out = AllokOut();
@@ -128,8 +128,8 @@ int FpgaDevBase::ChangeReg(int offset, unsigned clear, unsigned set, int line, u
   return 0;
 }
 
-// Not the register of the ALLOK line: what it reads while the driver is disturbed must not raise a
-// line that has been dropped.
+// Not the register of the ALLOK line: a false reading of a disturbed driver must not raise a line
+// that has been dropped.
 int FpgaDevBase::RestoreRegisters() {
   const platform::Lock lock(registers_mutex_);
   int result = 0;

@@ -1,13 +1,13 @@
-// The FPGA of a module: its registers, who the module is, the ALLOK line, reset, the display, and
-// volts and amps as counts of the waveform's amplitude multiplier.
+// The FPGA of a module: its registers, the module's identity, the ALLOK line, reset, the display,
+// and volts and amps as counts of the waveform's amplitude multiplier.
 //
 // Implemented by theme: fpga_dev_base (registers, identity), fpga_allok, fpga_control (reset,
 // enable, clocks), fpga_oled, fpga_conversions.
 //
-// Results: 0 or a value on success, -1 when the driver refused a request, unless told otherwise;
-// the failure is in the log, and nothing is tried again. Registers have 16 bits.
-// Threads: any. Each register access is one request to the driver; ChangeReg lets no other write
-// come in between. Conversions and hard limits require Share.
+// Results, unless stated otherwise: 0 or a value on success, -1 when the driver refused a request.
+// The failure is logged and nothing is tried again. Registers have 16 bits. Threads: any. Each
+// register access is one request to the driver; ChangeReg lets no other write come in between.
+// Conversions and hard limits require Share.
 #pragma once
 
 #include <array>
@@ -28,29 +28,31 @@ class FpgaDevBase {
   FpgaDevBase(const FpgaDevBase&) = delete;
   FpgaDevBase& operator=(const FpgaDevBase&) = delete;
 
-  /// Of the process, as the device may be opened late. Before a test runs.
+  /// One state for the process, because the device may be opened late. To be called before a test
+  /// runs.
   static void Share(const FpgaShared& shared);
-  /// Takes the largest multiplier counts from the configuration; once, when that has been read.
+  /// Takes the largest multiplier counts from the configuration; to be called once, when that has
+  /// been read.
   void Init();
 
   // --- Registers. A failed access keeps the driver's errno. ---
 
-  /// The caller fills `devtype` and `offset`; `val` comes back.
+  /// The caller fills `devtype` and `offset`; the result is in `val`.
   int Read(FpgaCmd& command);
   /// `line` is the caller's tag for the log only.
   int Write(FpgaCmd& command, int line);
-  /// `value` is left alone when the register cannot be read.
+  /// `value` is unchanged when the register cannot be read.
   int ReadReg(int offset, unsigned int& value);
   int WriteReg(int offset, unsigned int value, int line);
-  /// Clears, then sets bits. The daemon's own registers (converters, waveform, miscellaneous) are
-  /// written as they were meant to be so far: what a disturbed driver reads is not written back.
-  /// Bits that the hardware changes too, the ALLOK line above all, stay as they are read, and so do
-  /// all bits of other registers; nothing is written when a register that has such bits cannot be
-  /// read.
+  /// Clears, then sets bits. For the daemon's own registers (converters, waveform, miscellaneous)
+  /// the other bits come from the intended value, so that a false reading of a disturbed driver is
+  /// not written back. Bits that the hardware changes too, above all the ALLOK line, stay as read,
+  /// and so do all bits of other registers. Nothing is written when a register with such bits
+  /// cannot be read.
   int ChangeReg(int offset, unsigned clear, unsigned set, int line);
-  /// As the other, and gives the value that was written.
+  /// As the other, and returns the written value in `written`.
   int ChangeReg(int offset, unsigned clear, unsigned set, int line, unsigned& written);
-  /// Writes converters, clock selection and waveform again, as they are meant to be. -1 when one
+  /// Writes the intended values of converters, clock selection and waveform again. -1 when one
   /// could not be written.
   int RestoreRegisters();
   /// Name in the log of a register whose writes are traced, "?" for the others.
@@ -59,7 +61,7 @@ class FpgaDevBase {
 
   // --- Identity ---
 
-  /// A MID value; 3 for an identity that is not known, -1 when it cannot be read.
+  /// A MID value; 3 for an unknown identity, -1 when it cannot be read.
   int GetHostModuleID();
   bool IsActualModuleID(int module);
   /// Board revision, 0 to 15, or -1.
@@ -71,17 +73,17 @@ class FpgaDevBase {
 
   /// Drops the module's output: something is wrong.
   int SetALLOK();
-  /// Raises it: nothing is wrong.
+  /// Raises the output: nothing is wrong.
   int ClearALLOK();
-  /// The bit of the module's output, or of the common input: 0 when it is down.
+  /// The bit of the module's output or of the common input; 0 when the line is down.
   int GetALLOKOut();
   int GetALLOK();
 
   // --- Reset and enable ---
 
-  /// Resets the converters' side and switches the waveform off.
+  /// Resets the converter board and switches the waveform off.
   int FpgaReset();
-  /// Lets the converters sample; the inversion of the channels stays.
+  /// Starts the converters; the inversion of the channels stays.
   int RunConverters();
   int FPGADisableWaveform();
   int FPGADisablePrimary();
@@ -93,10 +95,10 @@ class FpgaDevBase {
   /// `cycle_length`: waveform samples per cycle minus 1. `clock_select` is not written after a
   /// failure of the first.
   int ConfigureClocks(unsigned cycle_length, unsigned clock_select);
-  /// The measured sample clock in Hz; -1 for one that is beyond an int, too.
+  /// The measured sample clock in Hz; -1 also for a value beyond an int.
   int ReadSclkFreq();
 
-  // --- Front display; the main module has it ---
+  // --- Front display; only the main module has one ---
 
   int ResetOled();
   /// Shows up to 16 characters on line 1 or 2. -1 for a longer text and on other modules, -2 when a
@@ -106,10 +108,10 @@ class FpgaDevBase {
   // --- Multiplier counts ---
 
   /// Peak counts for `volts` or `amps` (effective values, but for DC tests) in the present kind of
-  /// test. A result at or above the largest is told in the log and given all the same.
+  /// test. A result at or above the largest is logged and returned all the same.
   int VoltsToSample(float volts);
   int AmpsToSample(float amps);
-  /// The counts for a `divider`th part; for the whole when the divider is 0.
+  /// The counts of one of `divider` parts; all counts when the divider is 0.
   int VoltsToStepvalue(int volts, int divider);
   int AmpsToStepvalue(int amps, int divider);
 
@@ -139,13 +141,13 @@ class FpgaDevBase {
   static constexpr std::array kOwnRegisters{Q5FPGA_A2D_CTRL, Q5FPGA_CLK_SEL, Q5FPGA_WFORM_CTRL,
                                             Q5FPGA_MISC_CTRL};
 
-  /// What a register of the daemon's own is meant to hold; null for any other register.
+  /// The intended value of one of the daemon's own registers; null for any other register.
   std::optional<unsigned>* Meant(int offset) Q5_REQUIRES(registers_mutex_);
   int Put(int offset, unsigned value, int line) Q5_REQUIRES(registers_mutex_);
 
-  /// The output's bit, as far as the module is known.
+  /// The bit of the output.
   Bit AllokOut() const;
-  /// False when the module cannot be told.
+  /// False when the module is not known.
   bool FindAllok(Bit& out, Bit& in);
   int ChangeAllok(bool ok);
   int ReadBit(const Bit& bit);
@@ -158,7 +160,7 @@ class FpgaDevBase {
   platform::Mutex registers_mutex_;  ///< held by every write
   /// Empty until written.
   std::array<std::optional<unsigned>, kOwnRegisters.size()> meant_ Q5_GUARDED_BY(registers_mutex_);
-  std::atomic<int> module_{-1};  ///< as it was first told; -1 before
+  std::atomic<int> module_{-1};  ///< as first read; -1 before
 };
 
 }  // namespace Dev

@@ -1,7 +1,7 @@
-// The proof, from what the fast filter measures, that an output which was ramped down is gone.
+// The proof, from readings of the fast filter, that an output is discharged after a ramp down.
 //
-// Two tables say what each kind of test looks at: one look of those that watch a discharge, and the
-// looks of the recovery that waits for it. The first row that applies counts.
+// Two tables list the readings for each kind of test: one for a single look while the discharge is
+// watched, one for the looks of the recovery that waits for it. The first row that applies counts.
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -22,7 +22,7 @@ namespace {
 constexpr std::chrono::milliseconds kLook{1};
 constexpr std::chrono::milliseconds kVlfLook{10};  // on top of it
 constexpr int kMaxLooks = 2000;
-// A cycle that was open when the output fell is still a mix, so the proof is the one after it.
+// A cycle that was open when the output fell is still a mix, so the next cycle is the proof.
 constexpr int kCyclesToProof = 3;
 constexpr std::int64_t kFreshReadings = 2;
 constexpr std::chrono::seconds kLongestWait{30};
@@ -49,8 +49,8 @@ bool Always(const FpgaShared&) { return true; }
 
 constexpr int VoltageChannel(int swap) { return swap == 1 ? 1 : 0; }
 
-// How long the proof is waited for beyond its looks: a direct current falls as slowly as the
-// winding lets it, and at a low frequency one phasor takes seconds.
+// How long to wait for the proof beyond its looks: the winding decides how slowly a direct current
+// falls, and at a low frequency one phasor takes seconds.
 std::chrono::nanoseconds LongestWait(const Msg::TestParameters& test) {
   if (test.IsDCTest()) return kLongestWait;
   const double hertz = double{test.frequency};
@@ -67,7 +67,7 @@ struct FpgaRampControl::Proof {
   bool (*applies)(const FpgaShared&);
   FastReading reading;
   Minimum minimum;          ///< null: kLowVoltageMin
-  bool of_current = false;  ///< of the current channel; for those that wait only
+  bool of_current = false;  ///< of the current channel; only in the table for waiting
   bool slow = false;        ///< looks are further apart
   bool needs_idle_cpld = false;
   Logger::eventtypes_t done = Logger::RAMP_DOWN_DONE;
@@ -149,9 +149,9 @@ FpgaRampControl::Made FpgaRampControl::CountMade() const {
   return made;
 }
 
-// A reading that is no number proves nothing, nor does one that may be older than the wait, or that
-// was never made: samples that are cut off make none. A slow voltage is not gone because a block
-// shows little of its wave; only a whole cycle tells.
+// A reading that is not a number proves nothing. Neither does a reading that may be older than the
+// wait, nor a missing one: clipped samples make none. One block with a small part of a slow wave
+// does not prove that the voltage is discharged; only a whole cycle does.
 FpgaRampControl::Look FpgaRampControl::LookAt(const Proof& proof, int channel,
                                               const Made& since) const {
   const std::optional<double> reading = Reading(proof.reading, channel);
@@ -224,8 +224,8 @@ void FpgaRampControl::ClearDischargeFlag() {
   SetRampUpInProgress(false);
 }
 
-// The words of a failure are the caller's to raise: while the proof was waited for, another test
-// may have begun.
+// The caller raises the error words of a failure, because another test may have begun during the
+// wait.
 FpgaRampControl::RampDownResult FpgaRampControl::AwaitProof(int swap, const Wanted& wanted) {
   platform::Clock& clock = platform::Machine().Clock();
   const auto begin = clock.Monotonic();
@@ -272,7 +272,7 @@ FpgaRampControl::RampDownResult FpgaRampControl::AwaitRampDown(int swap, const W
   return result;
 }
 
-// A register that cannot be read counts as 0: the word goes out all the same.
+// A register that cannot be read counts as 0: the error word is sent all the same.
 unsigned FpgaRampControl::ReadOrZero(int offset) {
   unsigned value = 0;
   return ReadReg(offset, value) < 0 ? 0 : value;

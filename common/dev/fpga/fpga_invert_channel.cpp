@@ -20,7 +20,7 @@ int FpgaInvertChannel::ChangeInversion(int channel, bool inverted) {
   if (ReadReg(Q5FPGA_A2D_CTRL, value) < 0) return -1;
   const unsigned bit = BitOf(channel);
   const bool changes = ((value & bit) != 0) != inverted;
-  // written whatever was read: a reading can be wrong
+  // written whatever the reading was, because a reading can be wrong
   if (ChangeReg(Q5FPGA_A2D_CTRL, bit, inverted ? bit : 0, __LINE__) < 0) return -1;
   if (changes) {
     if (ReadReg(Q5FPGA_A2D_CTRL, value) < 0) return -1;

@@ -1,7 +1,7 @@
-// Inversion of the input channels: the FPGA negates the samples of a channel, so that a sensor that
-// is wired the other way round does not show.
+// Inversion of the input channels: the FPGA negates the samples of a channel whose sensor is wired
+// the other way round.
 //
-// Channels are 0 and 1; any other number gives -1. Results are 0 or -1. Threads: any.
+// Channels are 0 and 1. Results are 0, or -1 also for any other channel. Threads: any.
 #pragma once
 
 #include <array>
@@ -20,14 +20,14 @@ class FpgaInvertChannel : public virtual FpgaDevBase {
   /// 1, 0 or -1.
   int IsChannelInverted(int channel);
   int InvertCurrentChannel(int channel);
-  /// Neither channel is inverted any more.
+  /// Removes the inversion of both channels.
   int CorrectCurrentChannel();
   int FlipAllChannels();
 
-  /// Notes the sign of a channel, +1 or -1, here and in the shared state; the hardware is left
-  /// alone.
+  /// Notes the sign of a channel, +1 or -1, here and in the shared state; does not change the
+  /// hardware.
   int SetPolarity(int channel, int polarity);
-  /// 0 for a channel that there is not.
+  /// 0 for an unknown channel.
   int GetPolarity(int channel) const;
 
  protected:

@@ -97,7 +97,7 @@ int FpgaLineSync::StopTracker() {
   return ChangeLsyn(Q5FPGA_LNSYNC_CTL_STAT_REG, kTrackerEnable, 0, __func__, __LINE__);
 }
 
-// The waveform stands still while the tracker is set up, and starts again in step with the line.
+// The waveform stops while the tracker is set up, and starts again in step with the line.
 int FpgaLineSync::StartTracker(const lineSyncTrackerParams& params) {
   constexpr char kCaller[] = "ConfigureLineSyncTracker";
   const auto write = [&](int offset, unsigned value, int line) {

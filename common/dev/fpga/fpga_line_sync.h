@@ -1,7 +1,7 @@
 // The waveform locked to the line, and the measurement of the line's frequency.
 //
-// Results are LF_ESTIMATOR_STATUS unless told otherwise. All but the polarity need an FPGA version
-// above 144. Threads: any, one sequence at a time.
+// Results are LF_ESTIMATOR_STATUS unless stated otherwise. All except the polarity need an FPGA
+// version above 144. Threads: any, one sequence at a time.
 #pragma once
 
 #include <cstdint>
@@ -34,14 +34,14 @@ class FpgaLineSync : public virtual FpgaDevBase {
   FpgaLineSync() : FpgaDevBase(-1) {}
 
   /// Sets the tracker up and starts it together with the waveform, or stops it. A failure on the
-  /// way leaves the waveform as the last step that was done left it: off, once it has begun.
+  /// way leaves the waveform as after the last complete step: off, once the set-up has begun.
   int ConfigureLineSyncTracker(const lineSyncTrackerParams& params, int enable);
-  /// Gives the line to the tracker.
+  /// Connects the line to the tracker.
   int FpgaLineSyncInit();
   /// 1 when the waveform is locked to the line, 0 when not, or an LF_ESTIMATOR_STATUS below 0.
   int SourceInLineSync();
-  /// 0 when the waveform has the polarity, 1 while it is still to change; -1 when another polarity
-  /// is asked for in the FPGA, LF_EST_IO_ERROR.
+  /// 0 when the waveform has the polarity, 1 while the change is pending, -1 when the FPGA has a
+  /// request for the other polarity, LF_EST_IO_ERROR.
   int CheckWFPolarityCorrect(unsigned polarity);
 
   /// Measures over `cycles` cycles of the line, up to 31; 0 switches the estimator off.

@@ -53,7 +53,7 @@ int FpgaDevBase::ResetOled() {
   return 0;
 }
 
-// The reset line is let go even when the display does not answer.
+// The reset line is released even when the display does not answer.
 int FpgaDevBase::RestartOled() {
   if (ChangeReg(Q5FPGA_CLK_SEL, kOledRun, 0, __LINE__) < 0) return -1;
   platform::Machine().Clock().SleepFor(kResetPulse);

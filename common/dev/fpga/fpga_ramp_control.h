@@ -1,11 +1,11 @@
 // Ramps of the waveform's amplitude, which the FPGA runs by itself from its registers: how they are
-// set up and armed, and how it is proved that the output is gone once the amplitude is down.
+// set up and armed, and how the discharge of the output is proved once the amplitude is down.
 //
 // Implemented by theme: fpga_ramp_up, fpga_ramp_down, fpga_ramp_status, fpga_discharge (the proof).
 //
-// Results: 0 or -1 unless told otherwise. A sequence goes on after a register failure, which its
-// result tells; it only never arms a rising ramp whose set-up failed. Requires Share.
-// Threads: a sequence is one thread's; the flags are read from any. The waits run on the caller's
+// Results: 0 or -1 unless stated otherwise. A sequence continues after a register failure and
+// returns it in its result, but it never arms a rising ramp whose set-up failed. Requires Share.
+// Threads: one thread runs a sequence; any thread reads the flags. The waits run on the caller's
 // thread, on the machine's clock.
 #pragma once
 
@@ -24,8 +24,8 @@ namespace Dev {
 
 /// The two numbers of the ramp, in multiplier counts; one set per process.
 struct rampdata_t {
-  std::atomic<int> highlimit{0};  ///< what the amplitude goes up to
-  std::atomic<int> stepvalue{0};  ///< how much at each step
+  std::atomic<int> highlimit{0};  ///< the end of the ramp up
+  std::atomic<int> stepvalue{0};  ///< the size of each step
 };
 extern rampdata_t rampdata;
 
@@ -43,7 +43,7 @@ enum eRAMP_PHASE : int {
   eRAMP_PHASE_DONE = 4,
 };
 
-/// What is left of an output that was ramped down: a bit each in the measurement's status word.
+/// What remains of an output after a ramp down: one bit each in the measurement's status word.
 enum DischargeStatus : int {
   kDischarged = 0,
   kRampingDown = 256,
@@ -51,7 +51,7 @@ enum DischargeStatus : int {
   kWatchedOnMeas = 1024,
 };
 
-/// What the fast filter can tell of a channel (0 or 1), in volts or amps.
+/// The readings of the fast filter for a channel (0 or 1), in volts or amps.
 enum class FastReading {
   kPhasor,         ///< magnitude of the phasor
   kAverage,        ///< average over blocks
@@ -62,7 +62,7 @@ enum class FastReading {
 struct FpgaLinks {
   /// A reading of the fast filter; nothing while there is no fast filter.
   std::function<std::optional<double>(FastReading what, int channel)> fast_filter{};
-  /// How often a reading of this kind was made so far; without it every reading counts as new.
+  /// Count of the readings of this kind so far; without it every reading counts as new.
   std::function<std::int64_t(FastReading what)> fast_results{};
 };
 
@@ -70,25 +70,25 @@ class FpgaRampControl : public virtual FpgaDevBase {
  public:
   FpgaRampControl() : FpgaDevBase(-1) {}
 
-  /// Before other threads run.
+  /// To be called before other threads run.
   void SetLinks(FpgaLinks links) { links_ = std::move(links); }
 
-  // --- Up. What comes at or above the largest amplitude ends there. ---
+  // --- Up. The largest amplitude limits every target. ---
 
-  /// Phase 1 sets the ramp up from `rampdata`, phase 2 arms it, eRAMP_PHASE_ALL does both. -1 too
+  /// Phase 1 sets the ramp up from `rampdata`, phase 2 arms it, eRAMP_PHASE_ALL does both. -1 also
   /// when the ramp is not allowed now.
   int SetFPGAStartRamp(eRAMP_PHASE phase);
   int RampToTarget(unsigned short target);
-  /// Reaches `target` in `seconds`; for a cycle ramp that has been armed, else -1.
+  /// Reaches `target` in `seconds`. -1 without an armed cycle ramp.
   int FixedDurationRampToTarget(unsigned short target, float seconds);
 
   // --- Down ---
 
-  /// `freq` in Hz, above 0; `cycles` that the ramp may take, 1 or 2.
+  /// `freq` in Hz, above 0; `cycles`, 1 or 2: how many the ramp may take.
   int CalculateRampDownParams(float freq, int cycles);
   int SetFPGAStopRamp();
   int ClearRampEnable();
-  /// Takes a winding-resistance test to `volts` (0: to nothing) in one manual step.
+  /// Brings a winding-resistance test down to `volts`, also 0, in one manual step.
   int WRDischargeRamp(float volts);
   /// Waits for a ramp-down, then enables the source's primary side. Error word 71 and -1 when the
   /// amplitude does not come down.
@@ -96,42 +96,43 @@ class FpgaRampControl : public virtual FpgaDevBase {
 
   // --- Status ---
 
-  /// 1 when the amplitude is at its target, 0 when not, -1.
+  /// 1 when the amplitude is at its target, 0 when not, -1 when that is not known.
   int IsRampDone();
-  /// 1 while the amplitude is on its way down, and when that cannot be told; else 0.
+  /// 1 while the amplitude comes down, and when that is not known; else 0.
   int SourceRampToZero();
-  /// Asked before each look: false when nobody needs the proof any more.
+  /// Called before each look; false when nobody needs the proof any more.
   using Wanted = std::function<bool()>;
-  /// Waits until the hardware has finished a ramp-down: 3.1 s of polls 100 us apart at most, in a
-  /// DC test 30 s. -1 too when the registers cannot be read for 10 ms, or nobody needs it.
+  /// Waits until the hardware has finished a ramp-down, with polls 100 us apart for at most 3.1 s,
+  /// in a DC test 30 s. -1 also when the registers cannot be read for 10 ms, or nobody needs the
+  /// proof.
   int CheckFPGARampStatus(const Wanted& wanted = [] { return true; });
 
-  // --- Proof that the output is gone. `swap` is 1 when the voltage is on channel 2. ---
+  // --- Proof of the discharge. `swap` is 1 when the voltage is on channel 2. ---
 
   /// One look at the fast filter; the result is in GetDischargeStatusFlag.
   void CheckFastFilterMeasurement(int swap);
-  /// One look while the discharge is watched; on the source module at the fast filter too only if
-  /// `check`. The status flag.
+  /// One look while the discharge is watched; the source module looks at the fast filter only if
+  /// `check`. Returns the status flag.
   int GetDischargeStatus(int check, int swap);
   enum class RampDown {
-    kGone,          ///< or there is no fast filter that could tell
+    kGone,          ///< also without a fast filter
     kNotComplete,   ///< the ramp did not come down
     kStillPresent,  ///< the output is still there
     kAbandoned,
   };
   struct RampDownResult {
     RampDown outcome;
-    double magnitude = 0;  ///< V or A that were still there
+    double magnitude = 0;  ///< V or A of the remaining output
   };
 
   /// Waits for the ramp, then for the output: for 2000 looks 1 ms apart, three cycles, or in a DC
-  /// test 30 s, whichever is longest, but no longer than 30 s beyond the looks. Changes no state
-  /// but of the ramp; needs fresh phasors of the fast filter.
+  /// test 30 s, whichever is longest, but at most 30 s beyond the looks. Changes only the state of
+  /// the ramp. Needs fresh phasors of the fast filter.
   RampDownResult AwaitRampDown(int swap, const Wanted& wanted);
-  /// What follows from it: error word 71 or 70, or the waveform stopped if `stop`. False after a
+  /// Acts on the result: raises error word 71 or 70, or stops the waveform if `stop`. False after a
   /// failure or an abandoned wait, and when the waveform cannot be stopped.
   bool EndRampDown(const RampDownResult& result, int stop);
-  /// Both at once; without `check` nothing is waited for.
+  /// Both in one call; does not wait without `check`.
   bool WaitForRampDownToZero(int check, int swap, int stop);
 
   void MonitorDischargeFlag();
@@ -151,7 +152,7 @@ class FpgaRampControl : public virtual FpgaDevBase {
   RampUpMode GetRampupMode() const { return _rampupmode; }
   void SetWaveformCycleLength(int samples) { _waveformGenCycleLength = samples; }
   int GetWaveformCycleLength() const { return _waveformGenCycleLength; }
-  /// Volts or amps below which the output counts as gone.
+  /// Volts or amps below which the output counts as discharged.
   void SetACVoltageMin(float volts) { _acvoltagemin = volts; }
   void SetVLFVoltageMin(float volts) { _vlfvoltagemin = volts; }
   void SetDCCurrentMin(float amps) { _dccurrentmin = amps; }
@@ -193,15 +194,15 @@ class FpgaRampControl : public virtual FpgaDevBase {
 
   static const Proof& WatchProof();
   static const Proof& WaitProof();
-  /// What was made so far, of each kind of reading.
+  /// The count of readings so far, of each kind.
   using Made = std::array<std::int64_t, 3>;
   Made CountMade() const;
-  /// `since`: what had been made when the output was told to go.
+  /// `since`: the counts when the output was ordered down.
   Look LookAt(const Proof& proof, int channel, const Made& since) const;
   std::optional<double> Reading(FastReading what, int channel) const;
   RampDownResult AwaitProof(int swap, const Wanted& wanted);
   unsigned ReadOrZero(int offset);
-  /// Error word 70: the output is still there, and how the ramp is.
+  /// Error word 70: the output remains; with the state of the ramp.
   void SetVoltageAvailableError(int voltage, float f);
   int StopWaveform(int stop);
 

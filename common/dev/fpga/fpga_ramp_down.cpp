@@ -1,4 +1,4 @@
-// Ramps down. Going down is the safe way, so nothing that fails keeps a sequence from going on.
+// Ramps down. Down is the safe direction, so a sequence continues after each failure.
 #include <algorithm>
 #include <optional>
 
@@ -26,7 +26,7 @@ constexpr int kRampDownTimer = 10;
 constexpr int kMaxRampDownCycles = 2;
 constexpr int kStepsPerCycle = 1000 / 50;
 
-// Steps of a high-voltage ramp down: half a cycle each when the source runs slowly.
+// Steps of a high-voltage ramp down: half a cycle each at a low frequency of the source.
 int HighVoltageDivider(const Msg::TestParameters& test, int divider) {
   if (test.IsFrequencyAboveMinimumRamp()) return divider;
   const bool ending = test.IsHmpStopMsg() || test.IsHmpPauseMsg();
@@ -38,7 +38,7 @@ int HighVoltageDivider(const Msg::TestParameters& test, int divider) {
 
 struct FpgaRampControl::DownRamp {
   int step;
-  std::optional<int> timer{};  ///< a timer ramp's, else it is a cycle ramp
+  std::optional<int> timer{};  ///< of a timer ramp; empty for a cycle ramp
   std::optional<Logger::eventtypes_t> event{};
 };
 
@@ -77,7 +77,8 @@ int FpgaRampControl::SetFPGAStopRamp() {
   if (ramp.event) Capture(*ramp.event, step, rampdata.highlimit.load());
   result |= WriteReg(Q5FPGA_WFORM_UPD_RATE, 0, __LINE__);
   result |= WriteReg(Q5FPGA_WFORM_STEP_DOWN, step, __LINE__);
-  // the direction goes with the enable bit, so that a failure above never arms a ramp up
+  // the direction is written together with the enable bit, so that a failure above never arms a
+  // ramp up
   unsigned control = 0;
   result |= ChangeReg(Q5FPGA_WFORM_RAMP_CTL, kRampUp | kRampModeMask,
                       (ramp.timer ? kTimerMode : 0) | kRampEnable, __LINE__, control);

@@ -1,4 +1,4 @@
-// What the hardware tells of its ramp.
+// The hardware's status of its ramp.
 #include <chrono>
 
 #include "common/dev/fpga/fpga_ramp_control.h"
@@ -71,7 +71,7 @@ int FpgaRampControl::CheckFPGARampStatus(const Wanted& wanted) {
   int lost = 0;
   int count = 0;
   platform::Clock& clock = platform::Machine().Clock();
-  const auto until = clock.Monotonic() + most * kPoll;  // a poll of a slow driver takes its time
+  const auto until = clock.Monotonic() + most * kPoll;  // a poll of a slow driver takes long
   while (count < most && lost < kMaxLostPolls && clock.Monotonic() < until && wanted()) {
     const Poll result = poll();
     if (result == Poll::kDown) return 0;

@@ -169,7 +169,7 @@ int FpgaRampControl::LimitToAmplitude(int target) const {
   return static_cast<float>(target) >= maximum ? ToCounts(double{maximum}) : target;
 }
 
-// A ramp whose new values did not all get through stays where it is.
+// A ramp stays where it is when one of its new values could not be written.
 int FpgaRampControl::ChangeRunningRamp() {
   const unsigned target = ToRegister(rampdata.highlimit);
   const unsigned step = ToRegister(rampdata.stepvalue);

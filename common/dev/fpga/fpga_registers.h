@@ -4,11 +4,11 @@
 
 namespace Dev {
 
-/// Module identity, as GetHostModuleID gives it.
+/// Module identity, as GetHostModuleID returns it.
 enum MID : int { MAIN_MOD = 0, MEAS_MOD = 1, SOURCE_MOD = 2, PFC_MOD = 3, ETHB_MOD = 4 };
 
-// Name, byte offset and the name in the log of those registers whose writes are traced ("?" for the
-// others). Those that the daemon never touches are in the list as well.
+// Name, byte offset and the name in the log of the registers whose writes are traced ("?" for the
+// others). The list also has registers that the daemon never accesses.
 // clang-format off
 #define Q5_FPGA_REGISTERS(X) \
   X(Q5FPGA_DEVICE_ID, 0, "?") \

@@ -10,11 +10,12 @@ namespace Dev {
 namespace {
 
 constexpr auto kLimit = std::chrono::seconds(2);
-/// Of handlers, timers and the sample path at the same time.
+/// Requests of handlers, timers and the sample path at the same time.
 constexpr std::size_t kMostCalls = 4;
 
 platform::TimedCalls& Calls() {
-  static auto& calls = *new platform::TimedCalls(kMostCalls);  // threads use it to the very end
+  static auto& calls = *new platform::TimedCalls(
+      kMostCalls);  // never destroyed: threads use it until the process ends
   return calls;
 }
 

@@ -1,4 +1,4 @@
-// What the FPGA's operations ask of the state that the daemon's parts share, and where they leave
+// What the FPGA's operations read of the state that the daemon's parts share, and where they store
 // what they did with the output.
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace Dev {
 
-/// All of it outlives the device.
+/// All of these outlive the device.
 struct FpgaShared {
   const Msg::ConfigData& config;
   const Msg::TestParameters& test;

@@ -28,7 +28,7 @@ std::int16_t Negated(std::int16_t value) { return static_cast<std::int16_t>(-val
 
 }  // namespace
 
-// A quarter is worked out and mirrored. Twice the value plus one, halved, rounds it to nearest.
+// One quarter is computed and mirrored. Twice the value plus one, halved, rounds it to nearest.
 void FillSine(std::span<std::int16_t> cycle) {
   const std::size_t size = cycle.size();
   const std::size_t half = size / 2;

@@ -11,7 +11,7 @@ namespace Dev {
 
 /// Samples of one high-speed cycle.
 inline constexpr std::size_t kHighSpeedCycle = 0x40000;
-/// Samples of the run-in before it; the last of them has the place of the cycle's first.
+/// Samples of the run-in before it; the last of them overlaps the first of the cycle.
 inline constexpr std::size_t kPreCycleSamples = 0x8001;
 inline constexpr std::size_t kPreCycleOffset = 0x8000;
 
@@ -23,9 +23,9 @@ void FillChirp(std::span<std::int16_t> cycle);
 /// A sine whose frequency grows linearly from 2^-16 to 2^-13 cycles per sample.
 void FillSweep(std::span<std::int16_t> cycle);
 
-/// Numbers of the run-in: it begins at `kPreCycleSpeed` times the frequency of the sine, which it
-/// falls to exponentially, and fades up. The speed is the value for which its phase ends at one
-/// turn, within a count of the sine that follows.
+/// Numbers of the run-in: it begins at `kPreCycleSpeed` times the frequency of the sine, falls to
+/// that exponentially, and fades up. The speed is the value for which its phase ends at one turn,
+/// within a count of the sine that follows.
 struct PreCycleParams {
   double ratio;  ///< of the frequencies, per cycle of the sine
   double log_ratio;

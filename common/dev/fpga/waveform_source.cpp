@@ -55,7 +55,7 @@ int RequestHighSpeed(const FpgaDev& fpga, unsigned value) {
   return FpgaRequest(fpga.GetDeviceFd(), Q5FPGA_CMD_START_SRC_BUFFER_DMA, command);
 }
 
-/// The control word with bits cleared and set; each failure has a text of its own.
+/// The result of a change of the control word. The caller has a different text for each failure.
 enum class Change { kDone, kReadFailed, kWriteFailed };
 
 Change ChangeControl(FpgaDev& fpga, unsigned clear, unsigned set) {
@@ -115,7 +115,7 @@ void FillNormal(FpgaDev& fpga, std::size_t samples_per_cycle) {
   LockBuffers(fpga, __func__);
 }
 
-// The normal buffers are silent while the high-speed memory plays.
+// The normal buffers contain silence while the high-speed memory is in use.
 bool PrepareHighSpeed(FpgaDev& fpga) {
   const WaveformMemory memory(fpga.GetDeviceFd(), kWaveformBytes);
   if (!memory) return false;
@@ -208,7 +208,7 @@ int SetControlBit(unsigned mask, bool on, const char* func) {
   return 0;
 }
 
-/// Amplitude and step of a generator that stands still.
+/// Amplitude and step of a stopped generator.
 int ZeroAmplitude(FpgaDev& fpga) {
   const int result = fpga.WriteReg(Q5FPGA_AMP_TARGET, 0, __LINE__);
   return fpga.WriteReg(Q5FPGA_AMP_STEP_UP_VALUE, kStoppedStep, __LINE__) | result;
@@ -239,7 +239,7 @@ int CheckGenerator(int samples_per_cycle, int amplitude, int step, int rate) {
     Q5_LOG_ERROR(fpgaL, "%s.%d: by convention, it must also be a power of 2.\n", kFunc, __LINE__);
     return -ERANGE;
   }
-  // a negative value is a large one
+  // a negative value counts as a large one
   if (static_cast<unsigned>(amplitude) > kMaxInitialAmplitude) {
     Q5_LOG_ERROR(fpgaL, "%s.%d: for safety, software limits the initial amplitude to %#x\n", kFunc,
                  __LINE__, kMaxInitialAmplitude);

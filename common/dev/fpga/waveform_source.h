@@ -4,16 +4,15 @@
 // buffers of 4 to 4096 samples; in high-speed mode one cycle of 262144 samples, for a sine with a
 // swept run-in before it when the driver can play one.
 //
-// Results: 0, or a negative value. All use FpgaDev::GetDevice().
-// Threads: one caller at a time, while no waveform is being generated; what the memory holds is
-// remembered from call to call.
+// Results: 0, or a negative value. All use FpgaDev::GetDevice(). Threads: one caller at a time,
+// while no waveform is generated. The calls remember the contents of the memory.
 #pragma once
 
 #include <cstdint>
 
 namespace Dev {
 
-/// Samples per cycle that ask for the high-speed mode.
+/// Samples per cycle that select the high-speed mode.
 inline constexpr int kHighSpeedSamples = 0x40000;
 /// Samples per cycle of the normal mode, a power of 2.
 inline constexpr unsigned kMinWaveformSamples = 4;
