@@ -1,4 +1,4 @@
-// The FPGA inverts channels whose inputs the board has the other way round.
+// The FPGA inverts channels whose inputs are wired the other way round on the board.
 #include "common/dev/fpga/fpga_dev.h"
 #include "common/log/capture.h"
 #include "common/signalh/signal_common.h"
@@ -11,7 +11,7 @@ using signalh::Shared;
 namespace {
 
 constexpr int kLeastBackplane = 6;
-constexpr int kLeastBoard = 3;  // whose current channel is the other way round
+constexpr int kLeastBoard = 3;  // the first with an inverted current channel
 
 void Invert(FpgaDev& fpga, int channel) {
   fpga.InvertChannel(channel);

@@ -1,7 +1,6 @@
-// Which anti-alias filter a measurement channel takes for a signal.
+// The choice of the anti-alias filter of a measurement channel.
 //
-// The rules follow the kind of the test; frequencies are in hertz. Threads: those that set up
-// tests.
+// The rules depend on the kind of test; frequencies are in hertz. Threads: those that set up tests.
 #pragma once
 
 #include "common/dev/i2c/front_end/meas_channel_regs.h"
@@ -16,11 +15,12 @@ inline constexpr int kTestModeFilter = 15;
 /// The legacy filter below 70 Hz, else 0 for no choice.
 int LegacyFilter(float freq);
 
-/// The filter of the R3 boards, 3 to 14: by the test where that alone decides, else by the
+/// The filter of the R3 boards, 3 to 14: by the kind of test if that alone decides, else by the
 /// frequency, each bound inclusive. kTestModeFilter for a frequency that is not a number.
 int FilterSelectionR3(const Msg::TestParameters& test, float freq);
 
-/// By the rule of the test, filtering being on; the legacy filter for tests without a rule.
+/// The filter by the rule of the test when filtering is on; the legacy filter for tests without a
+/// rule.
 int FilterByRule(const Msg::TestParameters& test, float freq);
 
 /// `base` with the filter for a signal of `freq` hertz on a board of `revision`.

@@ -1,5 +1,5 @@
-// The filter relay of the low-voltage source. It hangs on the main module, which acknowledges what
-// it was asked for; the ramp waits until the shared state says that the relay is as it should be.
+// The filter relay of the low-voltage source. The main module drives it and acknowledges each
+// request. The ramp waits until the relay has the requested state in the shared state.
 #include "common/log/capture.h"
 #include "common/signalh/signal_common.h"
 #include "common/signalh/signal_shared.h"

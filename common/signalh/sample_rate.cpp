@@ -20,17 +20,17 @@ namespace {
 constexpr int kPairsPerPage = 512;
 constexpr int kLineSyncSamples = 256;
 constexpr int kFewestSamples = 16;
-constexpr std::uint64_t kMostSamples = 0x40000000;  // that the clocks can be divided into
+constexpr std::uint64_t kMostSamples = 0x40000000;  // that the clock dividers allow
 constexpr std::uint64_t kMostVlfSamples = 0x2000000;
 constexpr double kNoNyquist = 1e6;
 constexpr float kExactVlf = 0.0001F;
 
-/// A line frequency modulation whose first update is behind it keeps its rate.
+/// After its first update a line frequency modulation keeps its rate.
 bool KeepsItsRate(const Msg::TestParameters& test) {
   return test.testype == Msg::TEST_LINE_FREQ_MODULATION && test.firstUpdate;
 }
 
-/// The samples aimed at; a frequency close to the previous one becomes that one.
+/// The target number of samples; a frequency close to the previous one becomes the previous one.
 std::uint64_t Target(float& freq, int interrupts) {
   const Msg::TestParameters& test = Shared().test;
   const float previous = test.previousfrequency;
@@ -56,14 +56,14 @@ std::uint64_t Target(float& freq, int interrupts) {
              : static_cast<std::uint64_t>(std::max(pairs, 0.0));
 }
 
-/// Down to a power of two, or up in tests at very low frequency.
+/// Rounds down to a power of two, or up in tests at very low frequency.
 std::uint64_t Round(std::uint64_t target, float freq) {
   const std::uint64_t least = std::max<std::uint64_t>(target, 1);
   return Shared().IsVLFTest() && !Exceptions(freq) ? std::bit_ceil(least) : std::bit_floor(least);
 }
 
-/// More samples, by powers of two, until the rate satisfies the filter and the least rate, or until
-/// it would be too high.
+/// Doubles the samples until the rate satisfies the filter and the least rate, or until it would be
+/// too high.
 std::uint64_t RaiseFor(double nyquist, float freq, std::uint64_t samples) {
   Capture(Logger::BEFORE_MORESAMPLING, samples, static_cast<int>(nyquist));
   const Msg::ConfigData& config = Shared().config;

@@ -1,20 +1,20 @@
-// How many samples a cycle of the test signal gets, and which filter that has to suit.
+// The number of samples in a cycle of the test signal, and the filter that it depends on.
 //
-// The rules follow the test that is shared (signal_shared.h); frequencies are in hertz. Threads:
-// those that set up tests.
+// The rules depend on the shared test (signal_shared.h); frequencies are in hertz. Threads: those
+// that set up tests.
 #pragma once
 
 #include <array>
 
 namespace signalh {
 
-/// 3 dB bandwidth by filter index, Hz; 0 where there is no filter to speak of.
+/// 3 dB bandwidth by filter index, Hz; 0 for an index without a filter.
 inline constexpr std::array<float, 16> Filter3dB_bandwidth = {
     0, 0, 7500, 0.158F, 0.5F, 1.58F, 5, 15.8F, 50, 158, 500, 1580, 5000, 15800, 50000, 0};
 
 /// The filter index that a test at `freq` takes; changes nothing.
 int DetermineFilter(float freq);
-/// Twice the bandwidth of the present test's filter; 0 when that has none.
+/// Twice the bandwidth of the present test's filter; 0 without a bandwidth.
 float GetNyquistFreq();
 /// True at the frequency whose samples are never rounded up: 0.0001 Hz.
 bool Exceptions(float freq);

@@ -84,7 +84,7 @@ bool SignalCommon::NotBusyMeasFPGAStatus(unsigned char status) {
 int SignalCommon::SetMeasChCfgReg(int channel, const MeasChCfgReg& config, bool) {
   if (!IsChannel(channel, __func__, __LINE__)) return -1;
   MeasChStaReg before{};
-  GetMeasChStaReg(channel, before);  // leaves its event in the log
+  GetMeasChStaReg(channel, before);  // records its event
   unsigned char status = 0;
   if (const int result = WriteConfig(channel, config, status); result < 0) return result;
   if (!MeasChCfgReg::IsSuccessfulTransaction(status, *Msg::ghmp)) {
@@ -98,7 +98,7 @@ int SignalCommon::SetMeasChCfgReg(int channel, const MeasChCfgReg& config, bool)
   return 0;
 }
 
-// Writes until the CPLD is not busy with something else at the moment of the write.
+// Repeats the write until it finds the CPLD not busy.
 int SignalCommon::WriteConfig(int channel, const MeasChCfgReg& config, unsigned char& status) {
   for (int attempt = 0; attempt < kConfigAttempts; ++attempt) {
     const int result = Channel(channel).WriteConfig(config, status);

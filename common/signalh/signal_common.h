@@ -1,9 +1,9 @@
-// What the daemon does with the measurement channels' configuration and status, whatever test runs.
+// The configuration and status of the measurement channels, for all kinds of test.
 //
-// Channels are 0 and 1. Any other number is told in the log and gives -1. Results are counts, 0, or
-// a negative status; a transfer that fails on the bus sets no error word here.
-// Threads: the start-up thread and the request handlers; SetMeasChCfgReg can take seconds, so it is
-// not for the sample threads.
+// Channels are 0 and 1. Any other number is logged and returns -1. Results are counts, 0, or a
+// negative status; a transfer that fails on the bus sets no error word here. Threads: the start-up
+// thread and the request handlers; SetMeasChCfgReg can take seconds, so it is not for the sample
+// threads.
 #pragma once
 
 #include <array>
@@ -33,25 +33,25 @@ class SignalCommon {
   /// The status byte alone.
   int ReadChStatus(int channel, unsigned char* status);
 
-  /// Configures the channel and waits until its CPLD has taken it; then restarts the converters. 0;
-  /// -1 with error word 744 when the CPLD stays busy, or with the words of the faults it reports.
-  /// The last argument has no effect on what is done.
+  /// Configures the channel and waits until its CPLD has taken the configuration; then restarts the
+  /// converters. 0; -1 with error word 744 when the CPLD stays busy, or with the error words of the
+  /// faults that it reports. The last argument has no effect.
   int SetMeasChCfgReg(int channel, const Dev::MeasChCfgReg& config, bool exec_sequence1);
 
   static bool NotBusyMeasFPGAStatus(unsigned char status);
 
-  /// Lets the FPGA invert the channels that are wired the other way round on boards of revision 3:
+  /// The FPGA inverts the channels that are wired the other way round on boards of revision 3:
   /// those that measure AC voltage, and the current channel.
   void DoInversionMagic();
-  /// The current channel alone; which way round it is depends on the module.
+  /// The current channel alone; its wiring depends on the module.
   void DoCurrentChannelInversion();
 
-  /// Asks the main module for the filter relay of the low-voltage source: `set` 1 or 0. Before
-  /// other threads run; without it nothing is sent.
+  /// Asks the main module for the filter relay of the low-voltage source: `set` 1 or 0. To be
+  /// called before other threads run; without it nothing is sent.
   void SetFilterRelayLink(std::function<void(int set)> send) { _send_relay6 = std::move(send); }
-  /// Sets or resets that relay as the present test wants it, or notes that nothing is to be done.
+  /// Sets or resets that relay for the present test, or notes that no change is needed.
   void CheckLVSFilterRelay();
-  /// True while it is set by this daemon.
+  /// True while this daemon has set it.
   bool GetRelay6() const { return relay6; }
 
   void StartI2cScanner();

@@ -1,5 +1,5 @@
-// What the rules of this folder ask of the state that the daemon's parts share, and where the
-// channels' access leaves what it found.
+// What the rules of this folder read of the state that the daemon's parts share, and where the
+// access to the channels stores its findings.
 //
 // Threads: shared once, before a channel is set up or a rule is asked; read from any.
 #pragma once
@@ -12,7 +12,7 @@
 
 namespace signalh {
 
-/// All of it lives as long as the process asks.
+/// All of these must outlive the channels and the use of the rules.
 struct SignalShared {
   const Msg::ConfigData& config;
   const Msg::TestParameters& test;

@@ -26,8 +26,8 @@ enum WaveformSignal : int {
   kSweepSignal = 3,       ///< in high-speed mode only
 };
 
-/// -34 for a refused size, -1 when there is no device. A memory that cannot be written is told in
-/// the log alone: the clocks that wait for it are worth setting all the same.
+/// -34 for a refused size, -1 without a device. A memory that cannot be written is only logged,
+/// because the clocks that wait for it should be set all the same.
 int wf_fill_source_buffer(int samples_per_cycle, int signal_type);
 int wf_clear_source_buffer();
 
