@@ -14,8 +14,8 @@ constexpr auto kLimit = std::chrono::seconds(2);
 constexpr std::size_t kMostCalls = 4;
 
 platform::TimedCalls& Calls() {
-  static auto& calls = *new platform::TimedCalls(
-      kMostCalls);  // never destroyed: threads use it until the process ends
+  // never destroyed: threads use it until the process ends
+  static auto& calls = *new platform::TimedCalls(kMostCalls);
   return calls;
 }
 
