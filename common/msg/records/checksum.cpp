@@ -61,8 +61,8 @@ __m128i BlockSum(const std::uint8_t* bytes) {
   return _mm_sad_epu8(block, _mm_setzero_si128());
 }
 
-// Of the block that ends at `end` only the last `size` bytes, 0 to 15: the ones before are counted
-// already.
+// Only the last `size` bytes, 0 to 15, of the block that ends at `end`: the bytes before are
+// counted already.
 __m128i TailSum(const std::uint8_t* end, std::size_t size) {
   alignas(kBlock) static constexpr std::uint8_t kMasks[2 * kBlock] = {
       0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,
@@ -79,7 +79,7 @@ std::uint16_t ByteSum(const void* data, std::size_t size) {
   const auto* bytes = static_cast<const std::uint8_t*>(data);
   if (size < kBlock) return static_cast<std::uint16_t>(SumOneByOne(bytes, size));
   const auto* end = bytes + size;
-  // Two sums at a time, so that an addition need not wait for the one before.
+  // Two sums at a time, so that no addition waits for the one before.
   __m128i sum = _mm_setzero_si128();
   __m128i other = _mm_setzero_si128();
   for (; size >= 4 * kBlock; size -= 4 * kBlock, bytes += 4 * kBlock) {

@@ -1,9 +1,9 @@
 // The checksum of a record: the sum of its bytes as unsigned values, modulo 65536. No seed, no
 // complement, no carry folding.
 //
-// Every message pays for it on the way in and on the way out, so the sum takes sixteen bytes a step
-// where the compiler has SSE2 and eight a step elsewhere. Both forms are here on every machine, so
-// that one can be tested against the other.
+// It is computed for every message in and out, so the sum takes sixteen bytes a step where the
+// compiler has SSE2, and eight elsewhere. Both forms exist on every machine, so that one can be
+// tested against the other.
 #pragma once
 
 #include <cstddef>
@@ -11,10 +11,10 @@
 
 namespace Msg {
 
-/// Sum of `size` bytes at `data`, which may stand at any address. 0 for no bytes.
+/// Sum of `size` bytes at `data`, which may have any alignment. 0 for no bytes.
 std::uint16_t ByteSum(const void* data, std::size_t size);
 
-/// The form of ByteSum that needs no particular processor.
+/// The form of ByteSum for any processor.
 std::uint16_t ByteSumPortable(const void* data, std::size_t size);
 
 }  // namespace Msg

@@ -1,7 +1,7 @@
-// Error words: how a failure is told to the host.
+// Error words: how a failure is reported to the host.
 //
-// A word is a code in its low 12 bits and, above it, the number of data words that follow it in the
-// list. A list begins with the code of the module that it is from. major_codes.h has the codes.
+// A word has a code in its low 12 bits and, above it, the number of data words that follow it in
+// the list. A list begins with the code of the module that reports it. major_codes.h has the codes.
 #pragma once
 
 #include <algorithm>
@@ -34,19 +34,19 @@ constexpr std::int16_t MakeErrorWord(int code, int data_words) {
   return static_cast<std::int16_t>((data_words & 0xF) << 12 | (code & 0xFFF));
 }
 
-/// The data of a word that announces `n` of them: never more than there are.
+/// The data of a word that announces `n` data words, cut to those that exist.
 constexpr std::span<const std::int16_t> DataToStore(int n, std::span<const std::int16_t> data) {
   const int wanted = n < 0 ? 0 : n & kMaxDataWords;
   return data.first(std::min(data.size(), static_cast<std::size_t>(wanted)));
 }
 
-/// A value as a data word; what does not fit is held at the nearest end, and NaN is 0.
+/// A value as a data word. A value that does not fit becomes the nearest limit, and NaN becomes 0.
 constexpr std::int16_t ToDataWord(double value) {
   if (value != value) return 0;
   return static_cast<std::int16_t>(std::clamp(value, double{INT16_MIN}, double{INT16_MAX}));
 }
 
-/// The data words of one error word while they are put together; what is too much is left out.
+/// Collects the data words of one error word; words beyond the limit are left out.
 class DataWords {
  public:
   constexpr void Add(std::span<const std::int16_t> words) {

@@ -47,7 +47,7 @@ void HmpErrorRep::Append(std::int16_t word) {
   ++count;
 }
 
-// The module code is no error word, nor is a data word, though either may have the same value.
+// The module code and data words are not error words, even if they have the same value.
 bool HmpErrorRep::HasErrorCode(short code) const {
   const List list = Words();
   bool found = false;

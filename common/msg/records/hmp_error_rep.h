@@ -1,4 +1,4 @@
-// The NAK record: it goes out in place of a reply and carries the list of error words.
+// The NAK record: it replaces a reply and carries the list of error words.
 #pragma once
 
 #include <algorithm>
@@ -21,8 +21,8 @@ struct [[gnu::packed]] HmpErrorRep : HmpMsgHead {
   /// Empties the list.
   void InitResponse();
 
-  /// Makes the record a NAK of its list. The opcode becomes that of a reply whether it was one
-  /// already or not; `already` is not 0 when an earlier step has made this record a NAK.
+  /// Makes the record a NAK of its list. The opcode becomes that of a reply if it is not one yet.
+  /// `already` is not 0 when an earlier step has made this record a NAK.
   void SetNak(int already);
 
   /// Adds `code`, once, behind the code of `module` (MODCODES), and makes the record a NAK. 0, or
@@ -34,13 +34,13 @@ struct [[gnu::packed]] HmpErrorRep : HmpMsgHead {
   short GetMajorErrorCode() const { return ecodes[0]; }
 
   /// Appends the first `n` words of `words` as far as the list has room and makes the record a NAK.
-  /// The number of words copied plus 1.
+  /// Returns the number of copied words plus 1.
   int CopyHMPErrorCodes(const short* words, int n);
 
   /// Puts the highest code of the list, -1 if there is none, into the place of the module code.
   void SetMajorError();
-  /// Moves the list one place back, which leaves 0 in the first one for a major code. The last word
-  /// of a full list falls off.
+  /// Moves the list one place back, which leaves 0 in the first place for a major code. A full list
+  /// loses its last word.
   void ShiftErrorCodes();
 
   /// Adds `code` for a frequency `f` (Hz): the data words are the frequency, below 1 Hz the scale
@@ -52,11 +52,11 @@ struct [[gnu::packed]] HmpErrorRep : HmpMsgHead {
   }
 
   /// The major code of the word at place `index`, whose code is `code`: for a user error that of
-  /// its data, else 65535, for no other code has one. 65535 also before InitMajorErrors.
+  /// its data, else 65535, because no other code has one. 65535 also before InitMajorErrors.
   int GetMajorErr(short code, int index) const;
   /// The highest major code of the bits in the data of the word at place `index`, or 65535.
   int ParseErrorData(int index) const;
-  /// Sets up the tables of user errors, once; before other threads run.
+  /// Sets up the tables of user errors; to be called once, before other threads run.
   static void InitMajorErrors();
 
   /// Logs the header's fields and the words in use, in hexadecimal.
@@ -65,8 +65,8 @@ struct [[gnu::packed]] HmpErrorRep : HmpMsgHead {
  private:
   using List = std::array<std::int16_t, kErrorListWords>;
 
-  // The words in use; the record's own may stand at an odd address. `count` is not to be trusted:
-  // the record may have come from a wire.
+  // A copy of the words in use, because the record may have an odd address. It does not trust
+  // `count`: the record may come from a wire.
   int Used() const { return std::clamp<int>(count, 0, kErrorListWords); }
   List Words() const;
   std::span<const std::int16_t> InUse(const List& list) const {

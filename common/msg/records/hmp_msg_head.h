@@ -1,9 +1,9 @@
 // The header that every record of the host link and of the inter-module messages begins with.
 //
 // A record is this header, `len` bytes of payload and a two-byte checksum, all little-endian and
-// packed. It is read and written in place in the frame that carries it; the header is a view of the
-// start of that frame, and its operations reach beyond the header as far as `len` tells. Nothing
-// here knows how long the frame is: whoever takes a record from a wire asks FrameHolds first.
+// packed. It is read and written in place in its frame. The header is a view of the start of that
+// frame, and its operations reach beyond the header as far as `len` says. Nothing here knows the
+// length of the frame: a caller that takes a record from a wire must call FrameHolds first.
 //
 // Threads: a record belongs to one thread at a time.
 #pragma once
@@ -20,7 +20,7 @@ static_assert(std::endian::native == std::endian::little, "records are little-en
 enum HmpAck : std::uint8_t {
   HMP_ACK = 6,
   HMP_NAK = 21,
-  HMP_ACK_IN_PROGRESS = 23,  ///< the request was taken and its work goes on
+  HMP_ACK_IN_PROGRESS = 23,  ///< the request was accepted and its work continues
 };
 
 struct [[gnu::packed]] HmpMsgHead {
@@ -29,16 +29,16 @@ struct [[gnu::packed]] HmpMsgHead {
   std::int16_t opcode;  ///< positive in a request, its two's complement in the reply
   std::int16_t len;     ///< payload bytes, header and checksum not counted; never negative
 
-  /// True if a frame of `frame_size` bytes, of which this is the start, holds the whole record. May
-  /// be asked of a frame too short for the header. All operations below rely on it.
+  /// True if a frame of `frame_size` bytes that starts here contains the whole record. The frame
+  /// may be too short for the header. All operations below rely on it.
   bool FrameHolds(std::size_t frame_size) const;
 
-  /// The checksum of the record as it stands, 0 to 65535; logs it at `level`.
+  /// The checksum of the record's present bytes, 0 to 65535; logs it at `level`.
   int Chksm(int level) const;
   /// True if the stored checksum differs from the computed one, which is logged, or if `len` is
   /// negative.
   bool ChksmInvalid() const;
-  /// Computes the checksum and stores it behind the payload; logs it at `level`.
+  /// Computes the checksum and stores it after the payload; logs it at `level`.
   void SetChksm(int level);
 
   void Show(int level) const;
@@ -53,7 +53,7 @@ struct [[gnu::packed]] HmpMsgHead {
   void BzeroPayload();
 
   /// Makes the record a reply: negates the opcode, sets `len`, the first payload byte and the
-  /// checksum. What else the payload holds stays.
+  /// checksum. The rest of the payload stays.
   void SetReply(int payload_size, HmpAck ack);
 
  private:
@@ -64,7 +64,7 @@ static_assert(offsetof(HmpMsgHead, opcode) == 2 && offsetof(HmpMsgHead, len) == 
 
 inline constexpr int kHeadSize = sizeof(HmpMsgHead);
 inline constexpr int kChksmSize = sizeof(std::int16_t);
-/// What a record has besides its payload.
+/// The bytes of a record besides its payload.
 inline constexpr int kFrameOverhead = kHeadSize + kChksmSize;
 
 }  // namespace Msg

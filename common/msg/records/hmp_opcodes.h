@@ -1,4 +1,4 @@
-// The requests of the host link, what each is answered with and who serves it.
+// The requests of the host link, with the reply of each and the component that serves it.
 #pragma once
 
 #include <cstdint>
@@ -43,7 +43,7 @@ enum class Server : std::uint8_t {
 struct Message {
   const char* meaning;
   const Layout* request;
-  const Layout* reply;  ///< null where the reply is not a record: the FFT data set
+  const Layout* reply;  ///< null if the reply is not a record: the FFT data set
   HmpOpcode opcode;
   Server server;
 };
@@ -51,8 +51,8 @@ struct Message {
 /// All requests, by rising opcode.
 std::span<const Message> Messages();
 
-/// The message of a request's opcode or of its reply's, which is the negative; null when there is
-/// none.
+/// The message for the opcode of a request or of a reply, which is the negative; null for an
+/// unknown opcode.
 const Message* FindMessage(std::int16_t opcode);
 
 }  // namespace Msg

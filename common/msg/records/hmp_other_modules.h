@@ -77,7 +77,7 @@ Q5_ACK_REPLY(HmpSysDiagStartRep);
 Q5_ACK_REPLY(HmpUseBTRep);
 Q5_ACK_REPLY(Q5CmdMsgRep);
 
-/// Details of a source fault in a short NAK. All but `safety` are flags.
+/// Details of a source fault in a short NAK. All except `safety` are flags.
 struct [[gnu::packed]] NakEdata0E {
   std::int16_t safety;
   std::uint8_t sync;
@@ -113,7 +113,7 @@ struct NakEdata0EFields {
 /// Code of a short NAK that carries a NakEdata0E.
 inline constexpr std::int16_t kNakEdata0ECode = 14;
 
-/// Short NAK: a code, and for one code a NakEdata0E. The checksum stands behind whichever it is.
+/// Short NAK: a code, and for one code a NakEdata0E. The checksum follows.
 struct [[gnu::packed]] HmpNakRep : HmpRecord<HmpNakRep> {
   std::uint8_t nak;
   std::int16_t code;

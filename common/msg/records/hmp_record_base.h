@@ -1,4 +1,4 @@
-// What requests and replies have in common, so that a record adds its fields only.
+// The common part of requests and replies, so that a record adds only its fields.
 #pragma once
 
 #include <cstddef>
@@ -10,15 +10,15 @@
 
 namespace Msg {
 
-/// A text field of a record, cut so that a zero byte always ends it, and zero to the field's end: a
-/// reply does not carry what its buffer held before.
+/// A text field of a record. The text is cut so that a zero byte always ends it, and the rest of
+/// the field is zero: a reply must not carry old contents of its buffer.
 template <std::size_t N>
 void SetText(char (&field)[N], std::string_view text) {
   std::memset(field, 0, N);
   text.copy(field, N - 1);
 }
 
-/// A record with a Show of its own fields.
+/// A record with a Show for its own fields.
 template <class Record, class Base = HmpMsgHead>
 struct [[gnu::packed]] HmpRecord : Base {
   void Show(int level) const {
@@ -26,15 +26,15 @@ struct [[gnu::packed]] HmpRecord : Base {
   }
 };
 
-/// A reply with data behind its `ack`.
+/// A reply with data after its `ack`.
 template <class Record, class Base = HmpMsgHead>
 struct [[gnu::packed]] HmpReply : HmpRecord<Record, Base> {
-  /// Clears the payload and takes the reply's own length, which until then is the request's.
+  /// Clears the payload and sets the length of the reply, which until then is that of the request.
   void InitPayload() {
     this->len = kPayloadSize<Record>;
     this->BzeroPayload();
   }
-  /// Last of all: negates the opcode and stores `ack` and the checksum.
+  /// The last step: negates the opcode and stores `ack` and the checksum.
   void SetAck() { this->SetReply(kPayloadSize<Record>, HMP_ACK); }
 
  private:
@@ -42,13 +42,13 @@ struct [[gnu::packed]] HmpReply : HmpRecord<Record, Base> {
   static constexpr std::int16_t kPayloadSize = sizeof(R) - kFrameOverhead;
 };
 
-/// A request that is its opcode only.
+/// A request without a payload.
 template <class Record>
 struct [[gnu::packed]] HmpPlainReq : HmpRecord<Record> {
   std::int16_t chksm;
 };
 
-/// A reply that is its `ack` only. The checksum stands at an odd offset.
+/// A reply with only its `ack`. The checksum has an odd offset.
 template <class Record>
 struct [[gnu::packed]] HmpAckRep : HmpReply<Record> {
   std::uint8_t ack;

@@ -5,7 +5,7 @@
 namespace Msg {
 namespace {
 
-// The start of any short NAK. A record that is a reply already keeps its opcode.
+// Starts any short NAK. A record that is a reply already keeps its opcode.
 void StartNak(HmpNakRep& nak, std::int16_t code, std::size_t details) {
   if (nak.opcode > 0) nak.opcode = static_cast<std::int16_t>(-nak.opcode);
   nak.nak = HMP_NAK;

@@ -1,9 +1,9 @@
 // Every record of the host link.
 //
-// To receive one: FrameHolds (is the frame as long as `len` says), ChksmInvalid, then FindMessage
-// and compare `len` with the request's PayloadSize, for a field of a record is read where the
-// struct has it, whatever `len` says. To answer: the request's header copied into the reply,
-// InitPayload, the fields, SetAck; or HmpErrorRep for a refusal.
+// To receive one: call FrameHolds (the frame is as long as `len` says) and ChksmInvalid, then
+// FindMessage, and compare `len` with the request's PayloadSize, because a field is read at its
+// offset in the struct, whatever `len` says. To answer: copy the request's header into the reply,
+// then InitPayload, the fields, SetAck; or HmpErrorRep for a refusal.
 #pragma once
 
 #include "common/msg/records/hmp_error_rep.h"

@@ -6,7 +6,7 @@
 
 namespace Msg {
 
-/// Which phasors a result is asked from.
+/// The phasors that a request asks for.
 enum msg6_rsltype : std::int16_t {
   MSG6_RSLTYPE_FIR_FAST = 0,
   MSG6_RSLTYPE_FIR_SLOW = 1,
@@ -30,7 +30,7 @@ struct [[gnu::packed]] HmpTestRsltReq : HmpRecord<HmpTestRsltReq> {
 };
 Q5_RECORD(HmpTestRsltReq, 12, Q5_AT(6, rsltype), Q5_AT(8, settlingtime), Q5_AT(10, chksm));
 
-/// What the three result replies have in common. From `ranging` on every field is misaligned.
+/// The common part of the three result replies. From `ranging` on every field is misaligned.
 struct [[gnu::packed]] HmpTestRsltRepBase : HmpMsgHead {
   std::uint8_t ack;
   std::int16_t ranging;    ///< channel status flags, with the discharge status
@@ -121,7 +121,7 @@ Q5_RECORD(HmpTestRsltExtExtRep, 179, Q5_RESULT_BASE_FIELDS, Q5_AT(153, voltcrtrs
           Q5_AT(155, voltcrtstb), Q5_AT(157, spcpeekmax), Q5_AT(161, spcpeekmin),
           Q5_AT(165, xtemper), Q5_AT(169, ytemper), Q5_AT(173, ztemper), Q5_AT(177, chksm));
 
-/// The host's cheap poll.
+/// The host's short poll.
 Q5_PLAIN_REQUEST(HmpAckProgressReq);
 
 struct [[gnu::packed]] HmpAckProgressRep : HmpReply<HmpAckProgressRep> {

@@ -74,7 +74,7 @@ struct [[gnu::packed]] HmpAdjFreqReq : HmpRecord<HmpAdjFreqReq> {
 };
 Q5_RECORD(HmpAdjFreqReq, 10, Q5_AT(6, freqincdec), Q5_AT(8, chksm));
 
-/// `direction` of a tap changer whose move is done; with any other it moves.
+/// `direction` of a tap changer that has finished its move; any other value: it moves.
 inline constexpr std::int16_t kTapChangerMoveDone = 3;
 
 struct [[gnu::packed]] HmpLoadTapChangerReq : HmpRecord<HmpLoadTapChangerReq> {
@@ -98,7 +98,7 @@ Q5_RECORD(HmpConfVersRep, 169, Q5_AT(6, ack), Q5_AT(7, desc), Q5_AT(39, main_ver
           Q5_AT(55, meas_version), Q5_AT(71, src_version), Q5_AT(87, quality),
           Q5_AT(103, serialnum), Q5_AT(167, chksm));
 
-/// A firmware update begins; the update itself is not the measurement module's work.
+/// A firmware update begins; the measurement module does not do the update itself.
 struct [[gnu::packed]] HmpFWUpdateInitReq : HmpRecord<HmpFWUpdateInitReq> {
   std::int32_t filesize;
   char fname[64];
@@ -128,7 +128,7 @@ struct [[gnu::packed]] HmpMiscConfigRep : HmpReply<HmpMiscConfigRep> {
   char RFU[126];
   std::int16_t chksm;
 
-  /// Cut to 16 characters; a null one counts as empty.
+  /// The text is cut to 16 characters; null counts as empty.
   void SetCalibrationDate(const char* date);
   void SetLineFrequency(float hertz) { linefrequency = hertz; }
 };
@@ -161,7 +161,7 @@ struct [[gnu::packed]] HmpI2cGatewayRep : HmpReply<HmpI2cGatewayRep> {
 Q5_RECORD(HmpI2cGatewayRep, 29, Q5_AT(6, ack), Q5_AT(7, result), Q5_AT(9, data), Q5_AT(11, ecodes),
           Q5_AT(27, chksm));
 
-/// Start of the FFT data set, the one reply that is not a framed record. Behind it stand, for
+/// Start of the FFT data set, the one reply that is not a framed record. After it follow, for
 /// channel 1 and then channel 2, `sample_count` samples of 8 bytes and `fft_category_count`
 /// categories of 16.
 struct [[gnu::packed]] FftDataSetHead {

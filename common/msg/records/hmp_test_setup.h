@@ -32,7 +32,7 @@ enum RNG_TEST_TYPE : std::int16_t {
   TEST_MAX = TEST_NONE,
 };
 
-/// Kinds of source: bits 0 to 3 of a source word. Above them stand the input modes of the source
+/// Kinds of source: bits 0 to 3 of a source word. Above them are the input modes of the source
 /// channel, of channel 1 and of channel 2, four bits each: 1 current, 2 AC voltage, 3 DC voltage.
 enum SOURCE_E : std::int16_t {
   internalHVVoltageSourceE = 0,
@@ -76,7 +76,7 @@ struct [[gnu::packed]] HmpIniTestParamReqI : HmpRecord<HmpIniTestParamReqI> {
   std::int16_t lvlead;
   std::int16_t ampmax;   ///< highest current of the test
   std::uint16_t ilimit;  ///< current limit
-  std::uint16_t vlimit;  ///< voltage limit, in tenths of the unit that it is kept in
+  std::uint16_t vlimit;  ///< voltage limit, in tenths of the stored unit
   std::int16_t extra;
   float extrefcap;
   float extrefres;
@@ -130,7 +130,7 @@ Q5_RECORD(HmpUpdTestParamReqI, 30, Q5_AT(6, modesw1), Q5_AT(8, modesw2), Q5_AT(1
           Q5_AT(12, acdctest), Q5_AT(14, ampcrtflg), Q5_AT(16, polarity), Q5_AT(18, amp),
           Q5_AT(20, ampscal), Q5_AT(22, voltrange), Q5_AT(24, frequency), Q5_AT(28, chksm));
 
-/// The one reply that may tell that the work goes on.
+/// The only reply that may report work in progress.
 struct [[gnu::packed]] HmpUpdTestParamRep : HmpAckRep<HmpUpdTestParamRep> {
   void SetAckInProgress() { SetReply(sizeof(ack), HMP_ACK_IN_PROGRESS); }
 };

@@ -1,4 +1,4 @@
-// An exact number a + b/c: what a sampling clock that must not drift is worked out in.
+// An exact number a + b/c, for the computation of a sampling clock that must not drift.
 #pragma once
 
 #include <cstdint>
@@ -6,12 +6,12 @@
 struct m3x64_num {
   std::uint64_t a = 0;
   std::uint64_t b = 0;
-  std::uint64_t c = 1;  ///< never 0 in a number that is one
+  std::uint64_t c = 1;  ///< never 0 in a valid number
 
   friend bool operator==(const m3x64_num&, const m3x64_num&) = default;
 };
 
-/// The nearest double, where exactness is not needed; a fraction over 0 counts as none.
+/// The nearest double, for use without exactness; a fraction over 0 counts as 0.
 constexpr double ValueOf(const m3x64_num& number) {
   const double whole = static_cast<double>(number.a);
   if (number.c == 0) return whole;

@@ -1,6 +1,6 @@
-// Codes of error words: what went wrong, by name and number.
+// Codes of error words, by name and number.
 //
-// One table; the enumerators and the names that people read both come from it.
+// One table is the source of the enumerators and of the names that people read.
 #pragma once
 
 #include <algorithm>
@@ -204,7 +204,7 @@ enum MAJCODES : std::int16_t {
 
 struct MajorCode {
   std::int16_t code;
-  const char* name;  ///< the enumerator's
+  const char* name;  ///< of the enumerator
 };
 
 /// Every code, in rising order.
@@ -218,13 +218,14 @@ static_assert(std::ranges::is_sorted(kMajorCodes, {}, &MajorCode::code) &&
                       std::end(kMajorCodes),
               "codes rise and none stands twice");
 
-/// The name of a code, or null for a number that is none.
+/// The name of a code, or null for an unknown number.
 constexpr const char* MajorCodeName(int code) {
   const MajorCode* row = std::ranges::lower_bound(kMajorCodes, code, {}, &MajorCode::code);
   return row != std::end(kMajorCodes) && row->code == code ? row->name : nullptr;
 }
 
-/// Codes from here on tell of the start-up; they are cleared once the host has been told.
+/// Codes from here on report failures of the start-up; they are cleared when the host has read
+/// them.
 inline constexpr int kFirstBootCode = NAK_MCODE_BOOT_SMBUS;
 
 }  // namespace Msg

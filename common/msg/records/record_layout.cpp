@@ -13,7 +13,8 @@ using Logger::msgL;
 namespace Msg {
 namespace {
 
-// A record's log line is continued on a next one here, well inside the longest line of the log.
+// A log line of a record continues on the next line from this length on, well below the longest
+// line of the log.
 constexpr std::size_t kShowWidth = 800;
 
 const char* BytesOf(const Field& field, const void* record, int index) {
@@ -29,7 +30,7 @@ double Load(const char* bytes) {
 
 std::string NumberText(const Field& field, const void* record, int index) {
   char text[32];
-  // nine digits tell any float32, ten any integer
+  // nine digits represent any float32, ten any integer
   int digits = field.type == FieldType::kFloat32 ? 9 : 10;
   std::snprintf(text, sizeof text, "%.*g", digits, FieldNumber(field, record, index));
   return text;

@@ -1,9 +1,9 @@
-// What a record's fields are called and where they stand, as data.
+// The names and offsets of a record's fields, as data.
 //
-// The packed structs say how code reads a field; a Layout says the same to code that walks any
-// record: the log, the host client. Q5_RECORD writes the layout down with the offsets of the wire
+// The packed structs are for code that reads single fields. A Layout is for code that walks any
+// record: the log, the host client. Q5_RECORD defines the layout with the offsets of the wire
 // format and makes the compiler compare them with the struct: a field that is missing, of another
-// size or at another place does not compile.
+// size or at another offset does not compile.
 #pragma once
 
 #include <cstddef>
@@ -35,8 +35,8 @@ struct Field {
   std::uint16_t count;   ///< elements of an array, bytes of a text, else 1
 };
 
-/// A kind of record. `fields` are in order and without gaps from behind the header to `size`, the
-/// checksum included.
+/// A kind of record. `fields` are in order and without gaps from the end of the header to `size`,
+/// including the checksum.
 struct Layout {
   const char* name;
   int size;
@@ -49,14 +49,14 @@ struct Layout {
 template <class Record>
 struct LayoutOf;
 
-/// Element `index` of a field that is not a text. `record` holds the whole field.
+/// Element `index` of a field that is not a text. `record` contains the whole field.
 double FieldNumber(const Field& field, const void* record, int index = 0);
-/// A text field up to its first zero byte; what cannot be printed shows as a dot.
+/// A text field up to its first zero byte; an unprintable byte shows as a dot.
 std::string FieldString(const Field& field, const void* record);
 /// Any field as the log shows it: 12, 0.5, [1 2 3], "text".
 std::string FieldText(const Field& field, const void* record);
 
-/// Logs a record of this layout, all of whose bytes are there, at `level` with every field's value.
+/// Logs a complete record of this layout at `level`, with the value of every field.
 void ShowRecord(int level, const Layout& layout, const HmpMsgHead* record);
 
 namespace layout_detail {
@@ -96,8 +96,8 @@ consteval bool Complete(std::span<const Field> fields, std::size_t size) {
 
 // Q5_RECORD(Record, size, Q5_AT(offset, field), ...): at namespace Msg, behind the struct.
 //
-// offsetof of a struct with a base is not promised by the language, but both compilers that build
-// this tree define it for packed structs without virtual bases, and warn all the same.
+// The language does not guarantee offsetof for a struct with a base. Both compilers that build this
+// tree define it for packed structs without virtual bases, but still warn.
 #define Q5_RECORD(Record, wire_size, ...)                                  \
   _Pragma("GCC diagnostic push")                                           \
       _Pragma("GCC diagnostic ignored \"-Winvalid-offsetof\"") template <> \

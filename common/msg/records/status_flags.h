@@ -1,5 +1,5 @@
 // The bits of the status word, in which the channels report to the host: 0x46 and `ranging` of a
-// result carry it. A word of 0 says that the data are valid.
+// result carry it. A word of 0 means valid data.
 #pragma once
 
 // clang-format off

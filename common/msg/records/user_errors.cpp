@@ -11,7 +11,7 @@ struct UserErrorBit {
   int code;
   int bit;
   int major;
-  int second_code = 0;  ///< a code with the same bits: the same fault, found when disabling
+  int second_code = 0;  ///< a code with the same bits, for the same fault found when disabling
 };
 
 constexpr UserErrorBit kUserErrorBits[] = {

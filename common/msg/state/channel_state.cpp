@@ -3,7 +3,7 @@
 namespace Msg {
 namespace {
 
-// The field of a channel, or null for a channel that does not exist.
+// The field of a channel, or null for an unknown channel.
 template <class Field>
 Field* OfChannel(int channel, Field& first, Field& second) {
   if (channel == 0) return &first;

@@ -1,9 +1,9 @@
-// The two measurement channels as they are: their identity, and the range, filter and sign that
-// their results are made with.
+// The state of the two measurement channels: their identity, and the range, filter and sign of
+// their results.
 //
-// Owner: whoever sets a channel up: the start-up thread, request handlers, and the channel itself,
-// which reports its range. Locks: none; a field is read and written on its own, from any thread.
-// Channels are numbered from 0; a channel that does not exist reads as 0 and is not written.
+// Owner: the code that sets a channel up: the start-up thread, request handlers, and the channel
+// itself, which reports its range. Locks: none; any thread reads and writes single fields. Channels
+// are numbered from 0; an unknown channel reads as 0 and is not written.
 #pragma once
 
 #include <array>

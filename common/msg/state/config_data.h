@@ -1,7 +1,7 @@
-// The daemon's tunable numbers, as its configuration file gives them (mos/daemon_config.h).
+// The daemon's tunable numbers, from its configuration file (mos/daemon_config.h).
 //
-// Threads: written before the sample threads start; the scale factors of the voltage leads also
-// later, by handlers. Every value is read from any thread.
+// Threads: written before the sample threads start; handlers later write the scale factors of the
+// voltage leads. Any thread reads every value.
 #pragma once
 
 #include <array>
@@ -25,7 +25,7 @@ class ConfigData {
   static constexpr int kSwitchingFrequencies = 20;
   using SwitchingTable = std::array<pscswitchingfreq_currentlimit_t, kSwitchingFrequencies>;
 
-  /// `config` must live as long; `its_module` is a MODULE_ID.
+  /// `config` outlives the object; `its_module` is a MODULE_ID.
   ConfigData(libconfig::Config& config, int its_module) : boardconfig(config), module(its_module) {}
   ConfigData(const ConfigData&) = delete;
   ConfigData& operator=(const ConfigData&) = delete;
@@ -55,7 +55,7 @@ class ConfigData {
   int GetMaxAmperage() const { return maxamperage; }
   int GetLVMaxVoltage() const { return lvmaxvoltage; }
   int GetFPGAStepDivider() const { return fpgastepdivider; }
-  /// Filled before the source's power stage is made, and only read from then on.
+  /// Filled before the source's power stage is made, and only read afterwards.
   const SwitchingTable& GetPSCSwitchingFreqandCurrentlimits() const {
     return gpscswitchfreq_currentlimits;
   }
@@ -63,7 +63,7 @@ class ConfigData {
   bool GetEnableNAKonSampleFault() const { return enable_nak_on_sample_fault != 0; }
   bool GetEnableNAKonSampleOverRange() const { return enable_nak_on_sample_overrange != 0; }
 
-  // --- Scales: volts and amps per unit; they divide and multiply, so none starts at 0 ---
+  // --- Scales: volts and amps per unit; they divide and multiply, so they do not start at 0 ---
 
   std::atomic<float> hvmeasurementscalefactor{1.0F};    ///< voltage lead of channel 1
   std::atomic<float> hvmeasurement2_scalefactor{1.0F};  ///< voltage lead of channel 2
@@ -74,7 +74,7 @@ class ConfigData {
   // --- Ranging ---
 
   std::atomic<float> currentfudgefactor{1.0F};  ///< margin on current ranges
-  std::atomic<int> currentautorangelimit{0};    ///< highest current range chosen by itself
+  std::atomic<int> currentautorangelimit{0};    ///< highest current range of the automatic choice
   std::atomic<int> multisamplerangingcount{0};  ///< agreeing choices before a range is taken
   std::atomic<float> voltagefudgefactor{1.0F};  ///< margin on voltage ranges
 
@@ -88,17 +88,17 @@ class ConfigData {
   std::atomic<int> enable_nak_on_sample_fault{0};
   std::atomic<int> enable_nak_on_sample_overrange{0};
 
-  // --- Volts or amps below which an output counts as gone ---
+  // --- Volts or amps below which an output counts as discharged ---
 
   std::atomic<float> _vlfvoltagemin{0};
   std::atomic<float> _dccurrentmin{0};
   std::atomic<float> _acvoltagemin{0};
   std::atomic<float> _hvacvoltagemin{0};
 
-  // --- What a single device or test reads ---
+  // --- For single devices or tests ---
 
   std::atomic<float> maxlinearamplifierfreq{0};
-  libconfig::Config& boardconfig;  ///< the whole file, for what a single device reads of it
+  libconfig::Config& boardconfig;  ///< the whole file, for the settings of single devices
   const int module;                ///< MODULE_ID
   std::atomic<float> maximumtunelimit{0};
   std::atomic<int> lsyncoffsetthreshold{16};
@@ -136,7 +136,7 @@ class ConfigData {
   std::atomic<int> lvmaxvoltage{0};
   SwitchingTable gpscswitchfreq_currentlimits{};
   std::atomic<int> srcswitch{0};
-  std::atomic<int> consumerbacklog{0};       ///< blocks that the consumer may lie behind
+  std::atomic<int> consumerbacklog{0};       ///< blocks that the consumer may be behind
   std::atomic<int> hvvoltagerangelimit{11};  ///< highest voltage range of a high-voltage test
   std::atomic<int> dcvoltagerangelimit{11};  ///< highest voltage range of a DC test
   std::atomic<float> vlfresetcyclefraction{0};

@@ -1,8 +1,8 @@
-// The consumer flag: while anybody holds it the consumer discards its blocks, so that no result is
-// made of samples from before a change.
+// The consumer flag: while a holder has it the consumer discards its blocks, so that no result
+// contains samples from before a change.
 //
-// Owner: each holder sets and clears the bit that is its own. Locks: `consumerlock` is held by a
-// change, so that the log shows who made the flag rise and fall; a read takes none. Any thread.
+// Owner: each holder sets and clears its own bit. Locks: a change holds `consumerlock`, so that the
+// log shows who raised and cleared the flag; a read takes none. Any thread.
 #pragma once
 
 #include <atomic>
@@ -10,7 +10,7 @@
 
 namespace Msg {
 
-/// Who holds the consumer flag; a bit each.
+/// The holders of the consumer flag, one bit each.
 enum eConsFlagChanger : unsigned {
   eConsChanger_SOS = 1,
   eConsChanger_MOS = 2,

@@ -1,7 +1,7 @@
-// Whether the channels have settled their DC offset early, so that the source may ramp.
+// Whether the channels have set their DC offset early, so that the source may ramp.
 //
-// Owner: each channel reports its own. Locks: all operations take `dcoffsetmutex`, as the flags
-// together say more than each. Any thread; results are 0, or -1 for a channel that does not exist.
+// Owner: each channel reports its own. Locks: all operations take `dcoffsetmutex`, because the
+// flags of both channels count together. Any thread; results are 0, or -1 for an unknown channel.
 #pragma once
 
 #include <array>

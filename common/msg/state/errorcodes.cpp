@@ -110,7 +110,7 @@ bool Errorcodes::IsStickyError() const {
 void Errorcodes::CopyStickyErrors() {
   const platform::Lock lock(eindexlock);
   const platform::Lock sticky_lock(stickylock);
-  // a place before the first word stands for the module code that lists begin with
+  // a place before the first word means the module code that lists begin with
   std::array<std::int16_t, kStickyWords + 1> sticky{};
   std::ranges::copy(stickyerrors, sticky.begin() + 1);
   ForEachErrorWord(std::span(sticky).first(static_cast<std::size_t>(stickyindex) + 1),

@@ -1,8 +1,8 @@
-// The daemon's list of error words. Anybody adds to it; the next reply that looks at it carries it
-// to the host as a NAK.
+// The daemon's list of error words. Any component adds to it; the next reply that looks at it
+// carries it to the host as a NAK.
 //
-// The list never grows past its 64 words: a word that finds it full takes the last place.
-// Threads: any. `eindexlock` is taken before `stickylock` where both are needed.
+// The list has at most 64 words: a word for a full list takes the last place. Threads: any.
+// `eindexlock` is taken before `stickylock` where both are needed.
 #pragma once
 
 #include <array>
@@ -16,7 +16,7 @@ namespace Msg {
 
 class Errorcodes {
  public:
-  /// A copy of the list as it stood at one moment.
+  /// A copy of the list at one moment.
   struct Snapshot {
     std::array<short, kErrorListWords> words;
     int errorindex;  ///< words in use, -1 for none
@@ -31,8 +31,8 @@ class Errorcodes {
   int GetErrorIndex();
   /// Adds a word as it is.
   void SetErrorCode(short code);
-  /// Adds `code` with `n` data words behind it. Those that find no room are left out, and the
-  /// word's count says how many there are.
+  /// Adds `code` and `n` data words. Data words without room are left out, and the word's count is
+  /// that of the remaining ones.
   template <class... Data>
   void SetErrorCode(short code, int n, Data... data) {
     const std::array<std::int16_t, sizeof...(Data)> words{static_cast<std::int16_t>(data)...};
@@ -42,7 +42,7 @@ class Errorcodes {
   /// As SetErrorCode with the frequency `f` (Hz) as data.
   void SetFrequencyError(short code, float f);
 
-  /// Sticky words outlive ClearErrorCodes; there is room for ten.
+  /// Sticky words survive ClearErrorCodes; there is room for ten.
   void SetStickyError(short code);
   template <class... Data>
   void SetStickyError(short code, int n, Data... data) {
@@ -54,14 +54,14 @@ class Errorcodes {
   /// room.
   void CopyStickyErrors();
 
-  /// True if anything stands behind the module code.
+  /// True if the list has a word after the module code.
   bool ReportError() const;
   /// True if no word of the list, data words aside, is `code`.
   bool IsErrorCodeNew(short code) const;
   Snapshot CopyErrorCodes() const;
 
   void ClearErrorCodes();
-  /// Takes the words of the start-up out of the list; others keep their places.
+  /// Removes the words of the start-up from the list; others keep their places.
   void ClearBootErrorCodes();
   /// Writes the list to standard error.
   void PrintErrorCodes() const;

@@ -1,12 +1,12 @@
-// The firmware's version, as the file of the system image has it.
+// The firmware's version, from the file of the system image.
 #pragma once
 
 #include <string>
 
 namespace Msg {
 
-/// What follows "varek_fw_version=" in "/etc/varek-fw-version"; empty, with a line in the log, when
-/// there is no such file or no such line. Any thread.
+/// The text after "varek_fw_version=" in "/etc/varek-fw-version"; empty, with a line in the log,
+/// without such a file or line. Any thread.
 std::string FirmwareVersion();
 
 }  // namespace Msg

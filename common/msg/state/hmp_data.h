@@ -1,7 +1,7 @@
-// HMPData: the state that the daemon's parts share, put together of its themes. Each theme says in
-// its header who owns it and which lock it has. Here is only what needs several of them.
+// HMPData: the state that the daemon's parts share, composed of its themes. The header of each
+// theme states its owner and its lock. This file has only the operations that need several themes.
 //
-// A component that asks for little takes the theme by reference, not the whole.
+// A component that needs one theme takes that theme by reference, not the whole.
 #pragma once
 
 #include <atomic>
@@ -29,14 +29,14 @@ class HMPData : public Errorcodes,
                 public EarlyDcOffset,
                 public ModuleDrives {
  public:
-  /// Makes the single instance on the first call, which also sets `ghmp`, and gives it on every
-  /// later one, whose arguments are ignored.
+  /// Makes the single instance on the first call, which also sets `ghmp`. Later calls return it and
+  /// ignore their arguments.
   static HMPData& GetHMPData(libconfig::Config& config, int module);
 
   HMPData(libconfig::Config& config, int module);
 
   /// The internal temperature sensors that count for the fans, by id (module << 16 | assembly << 8
-  /// | address). Before other threads run.
+  /// | address). To be called before other threads run.
   void SetInternalSensors(std::vector<int> ids);
 
   bool IsVLFTest() const { return TestParameters::IsVLFTest(vlfthreshold); }

@@ -1,4 +1,4 @@
-// What kind of test runs, and what follows from it.
+// The kind of the running test, and its consequences.
 #include <initializer_list>
 #include <iterator>
 
@@ -104,7 +104,7 @@ bool TestParameters::HVTimerRampUp() const {
   return true;
 }
 
-// The frequency that the source runs at: an update has stored its own before the source follows.
+// The frequency of the source: an update stores its own before the source follows.
 float TestParameters::RampFrequency() const {
   if (IsHmpStopMsg() || IsHmpPauseMsg()) return frequency;
   return firstUpdate ? previousfrequency.load() : 0.0F;

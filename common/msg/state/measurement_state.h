@@ -1,8 +1,7 @@
-// The measurement under way: whether there is one, how it samples, and how far it is.
+// The measurement under way: whether there is one, its sampling, and its progress.
 //
 // Owner: the thread that answers requests, and the recovery in its place when the host is silent;
-// the sample path sets `vlfreset`. Locks: none; a field is read and written on its own, from any
-// thread.
+// the sample path sets `vlfreset`. Locks: none; any thread reads and writes single fields.
 #pragma once
 
 #include <atomic>

@@ -25,7 +25,7 @@ constexpr MountPoint kMountPoints[] = {
 constexpr const MountPoint& kMain = kMountPoints[0];
 constexpr const MountPoint& kSource = kMountPoints[2];
 
-// A module that starts needs a while before it shares: the first calls only count.
+// A starting module needs time before it shares: the first calls only count.
 constexpr int kCallsBeforeMount = 5;
 
 struct Partition {

@@ -1,8 +1,8 @@
-// The file systems of this module's card, and those that the other modules share.
+// The file systems of this module's card, and those of the other modules' shares.
 //
-// Owner: the start-up thread, and from then on the log's housekeeping, which asks as long as a
-// share is missing. Locks: none; `mount1progress` to `mount3progress` keep a second thread from a
-// mount that is under way.
+// Owner: the start-up thread, and afterwards the log's housekeeping, which calls while a share is
+// missing. Locks: none; `mount1progress` to `mount3progress` keep a second thread from a mount that
+// is under way.
 #pragma once
 
 #include <atomic>
@@ -16,7 +16,7 @@ class ModuleDrives {
 
   void CheckNetworkDrives();
   void CheckLocalDrives();
-  /// A POSIX wait status. 0: mounted; above 0: not; below 0: cannot be told, a mount is under way.
+  /// A POSIX wait status. 0: mounted; above 0: not; below 0: not known, a mount is under way.
   int CheckMountPoint(const char* path, int len);
   void MountNetworkShare(const char* path, const char* share);
   bool MountBusy();

@@ -1,8 +1,8 @@
-// The output of the source: whether it may rise, how far it is driven, and whether it may still be
-// there after a test.
+// The output of the source: whether it may rise, how far it is driven, and whether it may remain
+// after a test.
 //
-// Owner: the handlers and the recovery say whether it discharges, the FPGA's ramps what they did
-// with it. Locks: none; a field is read and written on its own, from any thread.
+// Owner: the handlers and the recovery set whether it discharges; the FPGA's ramps set what they
+// did with it. Locks: none; any thread reads and writes single fields.
 #pragma once
 
 #include <atomic>
@@ -17,8 +17,8 @@ class OutputState {
   bool GetLVSFilterRelay() const { return lvsfilterrelay; }
 
   std::atomic<bool> rampallowed{false};
-  std::atomic<bool> lvsfilterrelay{false};  ///< the source's filter relay is as the test wants it
-  std::atomic<int> discharging{0};          ///< not 0: it is not proved that the output is gone
+  std::atomic<bool> lvsfilterrelay{false};  ///< the source's filter relay is set for the test
+  std::atomic<int> discharging{0};          ///< not 0: the discharge is not proved
   std::atomic<bool> wrdischargeflag{false};
   std::atomic<bool> driving_i_cpld_busy_flag{false};
 

@@ -16,14 +16,14 @@ constexpr Input_Mode ModeAt(unsigned modes, unsigned place) {
   return static_cast<Input_Mode>(modes >> (place * kModeBits) & kModeMask);
 }
 
-// A demagnetisation is driven beyond the voltage that the host names; what a short cannot hold is
-// held at its end.
+// A demagnetisation is driven beyond the voltage that the host names; a value beyond a short
+// becomes the largest short.
 constexpr short DemagVoltage(short volts) {
   const int raised = static_cast<int>(std::trunc(volts / 0.9 + 0.5));
   return static_cast<short>(std::min<int>(raised, std::numeric_limits<short>::max()));
 }
 
-// 100 Hz, as nearly as a float in its eighth digit. There a host that measured with range 0 stays
+// 100 Hz, to the eighth digit of a float. At this frequency a host that measured with range 0 stays
 // on it, so that ranges can be tested.
 bool IsRangeTestFrequency(float hertz) {
   return hertz > 99.99998807907104 && hertz < 100.00001192092896;

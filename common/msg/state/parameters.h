@@ -1,9 +1,9 @@
-// The test as its host asks for it: what the requests set, the values before the present update,
-// and the kind of test that follows from them.
+// The test as the host asks for it: the values of the requests, the values before the present
+// update, and the kind of test that follows from them.
 //
 // Owner: the thread that answers requests. A channel that comes to rest clears its ranges as well.
-// Locks: none but for the line's frequency; a field is read and written on its own, from any
-// thread. A reader that needs several of them while an update runs holds the request lock.
+// Locks: only for the line's frequency; any thread reads and writes single fields. A reader that
+// needs several of them during an update holds the request lock.
 #pragma once
 
 #include <atomic>
@@ -18,7 +18,7 @@ namespace Msg {
 
 class TestParameters {
  public:
-  // --- What requests leave behind ---
+  // --- Set by requests ---
 
   void SetTestParams(const HmpIniTestParamReq& request);
   void SetTestParams(const HmpIniTestParamReqI& request);
@@ -26,7 +26,7 @@ class TestParameters {
   void SetTestParams(const HmpUpdTestParamReqI& request);
   void SetTestParams(const HmpStopTestReq& request);
   void SetTestParams(const HmpPauseTestReq& request);
-  /// Take the kind of source and the input modes from `source`.
+  /// Takes the kind of source and the input modes from `source`.
   void SetSourceMode();
   void SetModeInfo();
   void SetCurrentMsg(short opcode) { currentmsg = opcode; }
@@ -35,7 +35,7 @@ class TestParameters {
   void SetFFT900(int run) { fft900 = run; }
 
   void SetFrequency(float hertz) { frequency = hertz; }
-  /// A measured frequency of the line, which the test takes.
+  /// A measured frequency of the line, for the test.
   void SetFrequency(const m3x64_num& hertz);
   float GetFrequency() const { return frequency; }
   void SetLineFrequency(int hertz);
@@ -67,7 +67,7 @@ class TestParameters {
   bool Rule3Filter() const;
   bool IsDCOffsetEnabled() const { return (modesw1 & MODESW1_DC_OFFSET) != 0; }
   bool IsFilterEnabled() const { return (modesw1 & MODESW1_FILTER) != 0; }
-  /// The enumerator's name, or null for a number that has none.
+  /// The enumerator's name, or null for an unknown number.
   static const char* GetTestType(int test);
 
   bool IsHmpUpdateMsg() const { return GetCurrentMsg() == kUpdateOpcode; }
@@ -78,7 +78,7 @@ class TestParameters {
   /// `threshold` as for IsVLFTest.
   bool IsTimerRampDown(int threshold) const;
 
-  // --- As the host asked ---
+  // --- From the host's requests ---
 
   std::atomic<short> testype{0};  ///< RNG_TEST_TYPE
   std::atomic<short> source{0};   ///< source word, see SOURCE_E
@@ -100,7 +100,7 @@ class TestParameters {
   std::atomic<bool> resonatortuningtest{false};
   std::atomic<int> fft900{0};
 
-  // --- What the source word says ---
+  // --- From the source word ---
 
   std::atomic<short> sourcemode{0};    ///< SOURCE_E
   std::atomic<short> modeinfo{0x120};  ///< input modes, four bits each: source, channel 1, 2

@@ -10,7 +10,7 @@ void PrepareNak(int /*module*/, int& nak, void* reply, const char* text) {
   auto* record = static_cast<HmpErrorRep*>(reply);
   Q5_LOG_INFO(msgL, "%s", text);
   if (nak == 0) record->InitResponse();
-  // one look at the list: other threads go on adding to it
+  // one copy of the list, because other threads continue to add to it
   const Errorcodes::Snapshot list = ghmp->CopyErrorCodes();
   if (list.errorindex > 1) {
     Q5_LOG_INFO(msgL, "errorcodes ghmpeindex %d\n", list.errorindex);

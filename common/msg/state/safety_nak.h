@@ -1,6 +1,6 @@
-// The record of safety faults: error words apart from the ordinary list (errorcodes.h), which go to
-// the host at its next poll. A type of fault is told once until the record is cleared, however
-// often it is found; its data words are those of its first occurrence.
+// The record of safety faults: error words apart from the ordinary list (errorcodes.h), which are
+// sent to the host at its next poll. A type of fault is reported once until the record is cleared,
+// however often it is found. Its data words are those of its first occurrence.
 //
 // Threads: any.
 #pragma once
@@ -17,15 +17,15 @@ namespace Msg {
 class SafetyNak {
  public:
   static constexpr int kPlaces = 80;
-  /// A record that holds this many words takes no more; the longest entry still fits below it.
+  /// A record with this number of words takes no more; the longest entry still fits below it.
   static constexpr int kFull = 64;
   static_assert(kFull - 1 + 1 + kMaxDataWords <= kPlaces);
 
-  /// A copy of the record as it stood at one moment.
+  /// A copy of the record at one moment.
   struct Snapshot {
     int len = 0;                                  ///< words used in `errcode`
     int etlen = 0;                                ///< entries used in `errtype`
-    std::array<std::int16_t, kPlaces> errcode{};  ///< error words, each with its data behind it
+    std::array<std::int16_t, kPlaces> errcode{};  ///< error words, each followed by its data
     std::array<std::int16_t, kPlaces> errtype{};  ///< code of each reported fault
   };
 
@@ -58,8 +58,8 @@ extern SafetyNak safetyFault;
 struct HmpErrorRep;
 
 /// Joins the record to a reply, as PrepareNak does the list of error words: makes `reply` a NAK of
-/// `module` (MODCODES) with the record's words behind those that are in it already. `nak` tells
-/// whether an earlier step has made it one; it comes back as 1. The record stays.
+/// `module` (MODCODES) and appends the record's words to those that are in it already. `nak` is not
+/// 0 when an earlier step has made it one; it returns as 1. The record is not cleared.
 void FormSafetyNak(int module, int& nak, HmpErrorRep* reply);
 
 }  // namespace Msg
