@@ -67,7 +67,7 @@ TEST_F(Live, OldDataAreMarked) {
               HasSubstr("STALE: the host that measured has gone"));
 }
 
-TEST_F(Live, ClientsAndWatchersAreInNobodysWay) {
+TEST_F(Live, ClientsAndWatchersDelayNoOther) {
   fs::create_directories(root_.Path() + "/tmp/q5host.live");
   std::ofstream(File(999999999)) << "{\"clock_ns\":1,\"status\":0}\nrubbish\n";
   std::ofstream(File(::getpid())) << "left over\n";

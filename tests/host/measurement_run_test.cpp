@@ -73,7 +73,7 @@ TEST_F(MeasurementRunTest, AsksInOrderAndReportsInUnits) {
   EXPECT_EQ(daemon_.Asked(0x06).size(), 7U);
 }
 
-TEST_F(MeasurementRunTest, ASourceThatGaveNothingIsAFailure) {
+TEST_F(MeasurementRunTest, ASourceWithoutAVoltageIsAFailure) {
   const struct {
     const char* words;
     ExitStatus status;
@@ -221,7 +221,7 @@ TEST_F(MeasurementRunTest, RepeatsWithinARowAndKeepsASlowTestAlive) {
   EXPECT_GE(daemon_.Asked(0x46).size(), 2U * 600 / 8);
 }
 
-TEST_F(MeasurementRunTest, WhatCannotBeIsRefusedInWordsAndAsksNothing) {
+TEST_F(MeasurementRunTest, ImpossibleTestsAreRefusedInWordsWithoutARequest) {
   const struct {
     const char* words;
     const char* reason;

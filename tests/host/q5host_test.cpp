@@ -1,4 +1,4 @@
-// Whole command lines against peers that play the daemon, over both roads.
+// Whole command lines against peers that play the daemon, over both routes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -55,7 +55,7 @@ std::vector<Bytes> Daemon(const Bytes& request) {
   return {Nak(request[2], 448)};
 }
 
-class BothRoads : public testing::TestWithParam<const char*> {
+class BothRoutes : public testing::TestWithParam<const char*> {
  protected:
   // The status of "progress" when `script` answers it.
   Outcome Poll(Script script, const char* timeout = "10000") {
@@ -68,10 +68,10 @@ class BothRoads : public testing::TestWithParam<const char*> {
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(Q5Host, BothRoads, testing::Values("bus", "host"),
-                         [](const auto& road) { return road.param; });
+INSTANTIATE_TEST_SUITE_P(Q5Host, BothRoutes, testing::Values("bus", "host"),
+                         [](const auto& route) { return route.param; });
 
-TEST_P(BothRoads, ExitStatusTellsHowItWent) {
+TEST_P(BothRoutes, ExitStatusReportsTheOutcome) {
   Bytes wrong_sum = Progress(0);
   wrong_sum.back() ^= 1;
   Bytes negative = Progress(0);
@@ -98,7 +98,7 @@ TEST_P(BothRoads, ExitStatusTellsHowItWent) {
   EXPECT_THAT(run.err, HasSubstr("within 50 ms"));
 }
 
-TEST_P(BothRoads, LateReplyIsNotTakenForTheNext) {
+TEST_P(BothRoutes, LateReplyIsNotTakenForTheNext) {
   std::promise<void> late;
   std::atomic<int> requests = 0;
   auto script = [&, wait = late.get_future().share()](const Bytes&) {
@@ -121,7 +121,7 @@ TEST_P(BothRoads, LateReplyIsNotTakenForTheNext) {
   }
 }
 
-TEST(Stream, TellsATruncatedReplyFromNone) {
+TEST(Stream, DistinguishesATruncatedReplyFromSilence) {
   Bytes cut = Progress(0);
   cut.resize(20);
   struct {
@@ -157,7 +157,7 @@ TEST(Stream, ABrokenConnectionIsMadeAgain) {
 }
 
 // The timeout would be a minute.
-TEST(Bus, ADaemonThatEndsIsNoticedAtOnce) {
+TEST(Bus, ADaemonThatEndsIsDetectedAtOnce) {
   char directory[] = "/tmp/q5-bus-XXXXXX";
   const std::string uri = std::string("ipc://") + ::mkdtemp(directory) + "/x.ipc";
   std::promise<void> asked;
@@ -178,7 +178,7 @@ TEST(Bus, ADaemonThatEndsIsNoticedAtOnce) {
   std::filesystem::remove_all(directory);
 }
 
-TEST(Send, PutsTheChecksumRightUnlessRaw) {
+TEST(Send, CorrectsTheChecksumUnlessRaw) {
   std::mutex guard;
   std::vector<Bytes> received;
   RouterPeer peer(kAnyPort, [&](const Bytes& request) {
@@ -194,7 +194,7 @@ TEST(Send, PutsTheChecksumRightUnlessRaw) {
                                              Bytes{0, 0, 0x46}));
 }
 
-TEST(Usage, WhatIsWrongIsTold) {
+TEST(Usage, ErrorsAreReported) {
   ::unsetenv("Q5_ROOT");  // a developer's own
   struct {
     std::vector<std::string> words;
@@ -218,7 +218,7 @@ TEST(Usage, WhatIsWrongIsTold) {
   EXPECT_THAT(nlohmann::json::parse(run.out).at("error").get<std::string>(), HasSubstr("where"));
 }
 
-TEST(Usage, OutputThatCannotBeWrittenIsTold) {
+TEST(Usage, UnwritableOutputIsReported) {
   RouterPeer peer(kAnyPort, Daemon);
   std::ofstream full("/dev/full");
   std::ostringstream err;
@@ -268,7 +268,7 @@ TEST_F(Root, EachCommandHasItsRoute) {
   }
 }
 
-TEST_F(Root, KeepsTheLastNakAndTellsItByName) {
+TEST_F(Root, KeepsTheLastNakAndShowsItByName) {
   EXPECT_EQ(Host({"--root", root_, "errors"}).out, "the daemon has refused nothing here yet\n");
   RouterPeer ipc("ipc://" + root_ + "/tmp/Mos.MeasMgr.ipc", Daemon);
   EXPECT_EQ(Host({"--root", root_, "--via", "bus", "send", "00002A000000"}).status,

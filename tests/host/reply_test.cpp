@@ -38,7 +38,7 @@ Bytes Payload(std::size_t size, int ack) {
   return payload;
 }
 
-TEST(ReadReply, TellsGoodFromBad) {
+TEST(ReadReply, DistinguishesGoodFromBad) {
   const Bytes progress = Record(-0x46, Payload(41, 6));
   Bytes wrong_sum = progress;
   wrong_sum.back() ^= 0x80;
@@ -110,7 +110,7 @@ TEST(ReadReply, ReadsTheErrorListWithItsData) {
   EXPECT_EQ(reply.errors.size(), 32u);
 }
 
-TEST(ReadReply, TakesADataSetForFftOnly) {
+TEST(ReadReply, AcceptsADataSetOnlyForFft) {
   Bytes set(16 + 2 * (8 * 3 + 16 * 1));
   set[8] = 3;
   set[12] = 1;

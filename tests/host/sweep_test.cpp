@@ -75,7 +75,7 @@ TEST_F(SweepTest, ChoosesTheRangeOfEachPoint) {
   EXPECT_EQ(WordAt(clipped.Asked(0x04).back(), 22), 4);
 }
 
-TEST_F(SweepTest, WhatCameBeforeAFailureIsPrinted) {
+TEST_F(SweepTest, ResultsBeforeAFailureArePrinted) {
   for (const char* form : {"--json", "--csv"}) {
     test::MeasuringDaemon daemon;
     daemon.on_request = [&daemon, updates = 0](const Bytes& request) mutable {

@@ -26,7 +26,7 @@ TEST(Hex, TakesPairsWithBlanksAnywhereBetween) {
   }
 }
 
-TEST(WithChecksum, MakesARecordWholeOrTellsWhyNot) {
+TEST(WithChecksum, CompletesARecordOrReportsWhyNot) {
   const host::Bytes whole = {1, 2, 0x35, 0, 2, 0, 0xFF, 0xFF, 0x38, 0x02};
   std::string error;
   EXPECT_EQ(host::WithChecksum({1, 2, 0x35, 0, 2, 0, 0xFF, 0xFF}, error), whole);
@@ -43,7 +43,7 @@ TEST(WithChecksum, MakesARecordWholeOrTellsWhyNot) {
   }
 }
 
-TEST(RoadTo, KnowsTheAddressesOfTheThreeRoads) {
+TEST(TransportAddress, KnowsTheAddressesOfTheThreeRoutes) {
   using host::TransportAddress;
   struct {
     const char* uri;
@@ -69,7 +69,7 @@ TEST(RoadTo, KnowsTheAddressesOfTheThreeRoads) {
   }
 }
 
-TEST(Hosts, GivesTheAddressOfAName) {
+TEST(Hosts, ReturnsTheAddressOfAName) {
   const char* hosts =
       "# main in a comment\n"
       "\n"
@@ -83,7 +83,7 @@ TEST(Hosts, GivesTheAddressOfAName) {
 }
 
 // A poll before any test: every field is 0.
-TEST(Results, NothingThatIsNoNumberIsPrinted) {
+TEST(Results, OnlyNumbersArePrinted) {
   host::MeasurementResult idle;
   idle.record.rsltype = 0x900;
   for (const std::string& text :

@@ -101,7 +101,7 @@ TEST(Board, ADamagedChannelHasTheDefaultRangesAndTheOtherItsOwn) {
   EXPECT_EQ(Factors(bench, 0), good[0]);
 }
 
-TEST(Board, ADeadSensorIsToldAndComesBack) {
+TEST(Board, ADeadSensorIsReportedAndComesBack) {
   Bench bench;
   ASSERT_EQ(bench.Control({"fault", "i2c.MEAS_CH2.DS75", "off"}).status, 0);
   bench.StartDaemon();

@@ -32,7 +32,7 @@ void PrintTo(const Case& c, std::ostream* stream) { *stream << c.name; }
 
 class CommandLine : public testing::TestWithParam<Case> {};
 
-TEST_P(CommandLine, EndsAsTold) {
+TEST_P(CommandLine, EndsWithStatusAndText) {
   TemporaryRoot root;
   Result result = RunProgram("mos", GetParam().arguments, {{"Q5_ROOT", root.Path()}});
   EXPECT_EQ(result.status, GetParam().status) << result.output;
@@ -54,7 +54,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"portTooLargeIsTold", {"--port", "70000", "extra"}, 255, "port 4464 is used"}),
     [](const auto& test_case) { return test_case.param.name; });
 
-TEST(CommandLineFiles, UnwritableLogOrLockIsToldOnTheTerminal) {
+TEST(CommandLineFiles, UnwritableLogOrLockIsReportedOnTheTerminal) {
   TemporaryRoot root;
   const test::Process::Environment environment{{"Q5_ROOT", root.Path()}};
   Result result = RunProgram("mos", {}, environment);
@@ -81,7 +81,7 @@ void PrintTo(const Shortage& shortage, std::ostream* stream) { *stream << shorta
 class Resources : public testing::TestWithParam<Shortage> {};
 
 // The limit is the test's own, too, which is why each case is a process.
-TEST_P(Resources, ThatAreTooFewEndTheStartWithASentence) {
+TEST_P(Resources, ThatAreTooFewEndTheStartWithAMessage) {
   const auto& [name, resource, limit, text] = GetParam();
   if (resource == RLIMIT_AS && kSanitized) GTEST_SKIP() << "a sanitizer wants all addresses";
   TemporaryRoot root;

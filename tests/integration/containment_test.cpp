@@ -72,7 +72,7 @@ class Containment : public testing::TestWithParam<Held> {
   Seconds longest_{0};  ///< of an answer
 };
 
-TEST_P(Containment, TheHostIsAnsweredAndADeadOneIsNoticed) {
+TEST_P(Containment, TheHostIsAnsweredAndADeadOneIsDetected) {
   Measure();
   longest_ = Seconds(0);
   Hold();

@@ -45,7 +45,7 @@ class HostPrograms : public testing::Test {
   Bench bench_;
 };
 
-TEST_F(HostPrograms, AViewerKeepsNoDeadHostsTestAlive) {
+TEST_F(HostPrograms, AViewerDoesNotKeepADeadHostsTestAlive) {
   const auto watch = Start({"watch"});
   const auto other = Start({"watch", "--json", "--interval", "0.05"});
   const auto measuring = Measuring(*watch);
@@ -55,7 +55,7 @@ TEST_F(HostPrograms, AViewerKeepsNoDeadHostsTestAlive) {
   EXPECT_TRUE(SourceGoesOff());
 }
 
-TEST_F(HostPrograms, StopEndsWhatAnotherTerminalMeasures) {
+TEST_F(HostPrograms, StopEndsTheTestOfAnotherTerminal) {
   const auto watch = Start({"watch"});
   const auto measuring = Measuring(*watch);
   EXPECT_EQ(bench_.Host({"--via", "host", "progress"}).status, 8);  // a second host

@@ -351,7 +351,7 @@ class RawPolls : public Measure {
   std::unique_ptr<host::Transport> transport_ = Connect("host");
 };
 
-TEST_F(RawPolls, WhatARefusedUpdateLeavesIsNotValid) {
+TEST_F(RawPolls, AfterARefusedUpdateNoResultIsValid) {
   Set("dut.circuit", "parallel R=2.16529e9 C=350e-12");
   MeasurementPlan plan = BushingPlan();
   Begin(plan);

@@ -25,7 +25,7 @@ TEST(Q5sim, LeavesNoSocketBehind) {
   }
 }
 
-TEST(Q5sim, SaysInOneLineWhyItCannotRun) {
+TEST(Q5sim, ReportsInOneLineWhyItCannotRun) {
   Bench bench;
   const std::string bad_config = bench.root / "bad.json";
   std::ofstream(bad_config) << "{\"seed\": \"x\"}";
@@ -48,7 +48,7 @@ TEST(Q5sim, SaysInOneLineWhyItCannotRun) {
   }
 }
 
-TEST(Q5sim, TwoInstrumentsStandSideBySide) {
+TEST(Q5sim, TwoInstrumentsRunSideBySide) {
   Bench first;
   Bench second;
   EXPECT_NE(first.AddressOf("meas"), second.AddressOf("meas"));

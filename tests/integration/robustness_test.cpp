@@ -95,7 +95,7 @@ TEST(Robustness, RandomRecordsAreAllAnsweredInOrder) {
   }
 }
 
-TEST(Robustness, PeersThatVanishLeaveNothingBehind) {
+TEST(Robustness, PeersThatDisconnectLeaveNoResources) {
   Bench bench;
   bench.StartDaemon();
   auto visit = [&](int visits) {

@@ -12,21 +12,21 @@ namespace {
 using test::Bench;
 using test::Result;
 
-TEST(Spine, HostIsAnsweredOnBothRoads) {
+TEST(Spine, HostIsAnsweredOnBothRoutes) {
   Bench bench;
   bench.StartDaemon();
-  for (const char* road : {"bus", "host"}) {
-    SCOPED_TRACE(road);
-    Result versions = bench.Host({"--json", "--via", road, "versions"});
+  for (const char* route : {"bus", "host"}) {
+    SCOPED_TRACE(route);
+    Result versions = bench.Host({"--json", "--via", route, "versions"});
     ASSERT_EQ(versions.status, 0) << versions.output;
     std::ifstream file(bench.root / "etc/varek-fw-version");
     std::string line;
     std::getline(file, line);
     auto answer = nlohmann::json::parse(versions.output);
     EXPECT_EQ("varek_fw_version=" + answer.at("meas_version").get<std::string>(), line);
-    EXPECT_EQ(bench.Host({"--via", road, "progress"}).status, 0);
+    EXPECT_EQ(bench.Host({"--via", route, "progress"}).status, 0);
     // an opcode without a handler: a NAK, which the host's exit status tells
-    EXPECT_EQ(bench.Host({"--via", road, "send", "00 00 2A 00 00 00"}).status, 1);
+    EXPECT_EQ(bench.Host({"--via", route, "send", "00 00 2A 00 00 00"}).status, 1);
   }
 }
 
@@ -79,7 +79,7 @@ TEST(Spine, SecondForegroundDaemonIsRefused) {
   EXPECT_EQ(bench.Host({"progress"}).status, 0);
 }
 
-TEST(Spine, GoesOnWhileTheInstrumentIsAway) {
+TEST(Spine, ContinuesWhileTheInstrumentIsMissing) {
   Bench bench;
   bench.StartDaemon();
   bench.simulator->Signal(SIGKILL);
@@ -93,7 +93,7 @@ TEST(Spine, GoesOnWhileTheInstrumentIsAway) {
   EXPECT_TRUE(bench.daemon->Running());
 }
 
-TEST(Spine, WithoutAnInstrumentTheReasonIsTold) {
+TEST(Spine, WithoutAnInstrumentTheReasonIsReported) {
   test::TemporaryRoot root;
   const test::Process::Environment environment{{"Q5_ROOT", root.Path()}};
   Result result = test::RunProgram("mos", {"--foreground"}, environment);

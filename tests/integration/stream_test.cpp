@@ -53,7 +53,7 @@ class Stream : public testing::Test {
   test::Bench bench_;
 };
 
-TEST_F(Stream, StandsStillInATest) {
+TEST_F(Stream, StopsInATest) {
   test::Process host("q5host", LongTest());
   ASSERT_TRUE(AwaitProgress("valid data")) << host.Output();
   ASSERT_EQ(bench_.Control({"fault", "samples", "stuck"}).status, 0);
@@ -64,7 +64,7 @@ TEST_F(Stream, StandsStillInATest) {
 }
 
 // What spoils the stream under a test has gone with the next one.
-TEST_F(Stream, IsReadRightAfterWhateverSpoiltIt) {
+TEST_F(Stream, IsReadCorrectlyAfterEachDisturbance) {
   const std::vector<std::string> commands[] = {
       {"set", "samples.corrupt", "over-range 2 end 1"},
       {"set", "samples.corrupt", "busy both 100 300"},

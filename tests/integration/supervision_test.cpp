@@ -17,7 +17,7 @@ using test::Result;
 
 void Write(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
 
-TEST(Supervision, StartsWithoutAGoodConfigurationAndSaysSo) {
+TEST(Supervision, StartsWithoutAGoodConfigurationAndReportsIt) {
   Bench bench;
   const std::string config = bench.root / "varek/config/varekconfig.cfg";
   const struct {
@@ -43,7 +43,7 @@ TEST(Supervision, StartsWithoutAGoodConfigurationAndSaysSo) {
   EXPECT_EQ(bench.Host({"progress"}).status, 0);
 }
 
-TEST(Supervision, ADaemonsLogCanBeSeenAndModulesGetMounted) {
+TEST(Supervision, ADaemonsLogIsReadableAndModulesAreMounted) {
   Bench bench;
   ASSERT_EQ(test::RunProgram("mos", {}, bench.environment()).status, 0);
   ASSERT_EQ(bench.Host({"--timeout", "10000", "progress"}).status, 0);
@@ -60,7 +60,7 @@ TEST(Supervision, ADaemonsLogCanBeSeenAndModulesGetMounted) {
   EXPECT_NE(mounts.find("//192.168.42.53/Root /mnt/src"), std::string::npos) << mounts;
 }
 
-TEST(Supervision, ALineThatADaemonHoldsDownIsNotRaisedByASecondOne) {
+TEST(Supervision, ASecondDaemonDoesNotRaiseALineThatTheFirstHoldsDown) {
   Bench bench;
   const auto line = [&] { return bench.Control({"get", "allok.meas"}).output; };
   bench.StartDaemon({"--nomonitor"});

@@ -137,7 +137,7 @@ TEST_F(Validity, ARangeThatIsTooSensitiveNeverGivesAValue) {
   ExpectRight(kBushing);
 }
 
-TEST_F(Validity, WhatADisturbedFpgaHasReadIsGoneWithTheNextTest) {
+TEST_F(Validity, TheNextTestDropsTheReadingsOfADisturbedFpga) {
   bench_.StartDaemon();
   ExpectRight(kBushing);
   Control({"fault", "fpga", "garbage"});
@@ -184,7 +184,7 @@ TEST_F(Validity, TooHighAVoltageEndsTheTest) {
 }
 
 // The source stays where it is: there is no proof, so the word is kept for the next host.
-TEST_F(Validity, AVoltageThatStaysIsNotCalledGone) {
+TEST_F(Validity, AVoltageThatStaysIsReported) {
   bench_.StartDaemon();
   Prepare(kBushing);
   Control({"set", "source.frequency", "test"});

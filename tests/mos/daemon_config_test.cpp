@@ -102,7 +102,7 @@ std::string Written(const Key& key, double value) {
   return text.str();
 }
 
-TEST_F(DaemonConfig, AKeyReachesItsPlaceOrHasItsDefault) {
+TEST_F(DaemonConfig, AKeyReachesItsFieldOrHasItsDefault) {
   std::string all;
   for (const Key& key : kKeys) all += Written(key, key.good);
   Set(all);
@@ -131,7 +131,7 @@ TEST_F(DaemonConfig, AKeyOfTheWrongTypeOrOutOfItsLimitsCountsAsMissing) {
   }
 }
 
-TEST_F(DaemonConfig, ProgressTimeoutIsHeldBetweenItsEnds) {
+TEST_F(DaemonConfig, ProgressTimeoutIsHeldBetweenItsLimits) {
   for (const auto& [written, value] :
        {std::pair{"5", 10}, {"-1", 10}, {"10", 10}, {"12000", 12000}, {"20000", 12000}}) {
     Set(std::string("progresstimeout = ") + written + ";");
@@ -139,7 +139,7 @@ TEST_F(DaemonConfig, ProgressTimeoutIsHeldBetweenItsEnds) {
   }
 }
 
-TEST_F(DaemonConfig, ABadFileIsToldAndCountsAsEmpty) {
+TEST_F(DaemonConfig, ABadFileIsReportedAndCountsAsEmpty) {
   const std::string whole = Group("maxsamplelimit = 9;");
   const struct {
     const char* what;
@@ -170,7 +170,7 @@ TEST_F(DaemonConfig, ABadFileIsToldAndCountsAsEmpty) {
   }
 }
 
-TEST_F(DaemonConfig, AFileThatCannotBeReadIsTold) {
+TEST_F(DaemonConfig, AFileThatCannotBeReadIsReported) {
   const std::string line = "File I/O error while reading /varek/config/varekconfig.cfg\n";
   EXPECT_EQ(Init(), -1);  // there is none
   EXPECT_EQ(told, line);
@@ -196,7 +196,7 @@ TEST_F(DaemonConfig, LongLinesAreReadOrRefusedAtOnce) {
   EXPECT_EQ(Init(), -1);
 }
 
-TEST_F(DaemonConfig, TheShippedFileIsTaken) {
+TEST_F(DaemonConfig, TheShippedFileIsAccepted) {
   fs::copy_file(SAMPLE_CONFIG, File());
   ASSERT_EQ(Init(), 0) << told;
   data = std::make_unique<Msg::HMPData>(config, Msg::MEAS_MODULE);

@@ -101,7 +101,7 @@ TEST_F(HandleTest, RefusesRecordsThatAreNotWhole) {
   }
 }
 
-TEST_F(HandleTest, IgnoresWhatStandsBehindTheRecord) {
+TEST_F(HandleTest, IgnoresBytesAfterTheRecord) {
   Bytes padded = WireRecord(0x46);
   padded.insert(padded.end(), 60000, 0xAA);
   Bytes reply = Ask(padded);
@@ -215,7 +215,7 @@ TEST_F(HandleTest, TimeOfDayReachesTheClock) {
   EXPECT_EQ(machine.nanoseconds, 0);
 }
 
-TEST_F(HandleTest, WhatNobodyKnowsGoesOutAsZero) {
+TEST_F(HandleTest, UnknownFieldsAreSentAsZero) {
   for (auto [opcode, size] : {std::pair{0x38, 175u}, {0x46, 49u}}) {
     Bytes reply = Ask(WireRecord(opcode));
     ASSERT_EQ(reply.size(), size);

@@ -10,7 +10,7 @@ class StartUp : public DaemonBench, public testing::Test {
   explicit StartUp(const simulator::Config& its_config = {}) : DaemonBench(its_config) {}
 };
 
-TEST_F(StartUp, AWholeBoardHasNothingToTell) {
+TEST_F(StartUp, AWholeBoardReportsNoError) {
   ASSERT_EQ(Init(), 0);
   EXPECT_EQ(Errors(), std::vector<int>{});
   EXPECT_FALSE(Msg::ghmp->IsStickyError());
@@ -37,7 +37,7 @@ TEST_F(StartUp, WithoutAnFpgaThereIsNoSamplingClock) {
   EXPECT_EQ(Errors(), (std::vector<int>{2, 330}));
 }
 
-TEST_F(StartUp, AClockThatNeverLocksIsGivenUp) {
+TEST_F(StartUp, AClockThatNeverLocksFails) {
   ASSERT_EQ(Control("set i2c.SIGNAL_HOST.SI5338.lock_failures 1000"), "ok");
   ASSERT_EQ(Init(), 0);
   EXPECT_EQ(Errors(), (std::vector<int>{2, 329}));

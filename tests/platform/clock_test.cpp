@@ -27,7 +27,7 @@ TEST(RealClock, TicksCountPeriods) {
   EXPECT_GE(clock.Monotonic() - start, milliseconds(24));
 }
 
-TEST(RealClock, NoCallbackRunsOnceTheTickerIsGone) {
+TEST(RealClock, NoCallbackRunsAfterTheTickerEnds) {
   RealClock clock;
   // Short lives with callbacks in flight: a callback that outlived its ticker would touch a dead
   // flag.

@@ -28,7 +28,7 @@ TEST(FakeClock, RunsTicksInTheOrderOfTheirTimes) {
   EXPECT_EQ(clock.Monotonic(), FakeClock::kStart + milliseconds(100));
 }
 
-TEST(FakeClock, AutoAdvanceSleepsInNoTimeAndStillTicks) {
+TEST(FakeClock, AutoAdvanceSleepsAtOnceAndStillTicks) {
   FakeClock clock;
   clock.SetAutoAdvance(true);
   int ticks = 0;

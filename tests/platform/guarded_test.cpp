@@ -12,7 +12,7 @@
 
 namespace {
 
-TEST(Guarded, ALoopThatThrowsIsEnteredAgainAfterASecond) {
+TEST(Guarded, ALoopThatThrowsRunsAgainAfterASecond) {
   platform::MachineInPlace<> machine;
   machine.clock.SetAutoAdvance(true);
   const auto start = machine.clock.Monotonic();
@@ -28,7 +28,7 @@ TEST(Guarded, ALoopThatThrowsIsEnteredAgainAfterASecond) {
   EXPECT_EQ(machine.clock.Monotonic() - start, std::chrono::seconds(2));
 }
 
-TEST(Guarded, AnUncaughtExceptionEndsTheProcessWithASentence) {
+TEST(Guarded, AnUncaughtExceptionEndsTheProcessWithAMessage) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto die = [] {
     platform::EndOnUncaught([] { std::fputs("farewell, ", stderr); });

@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TEST(OutputFile, ALinkAtThePlaceOfAFileIsNotFollowed) {
+TEST(OutputFile, ALinkInPlaceOfAFileIsNotFollowed) {
   platform::MachineInPlace<> machine;
   const std::string victim = machine.root / "victim";
   std::ofstream(victim) << "whole";

@@ -9,7 +9,7 @@
 namespace platform {
 namespace {
 
-TEST(RootDirectory, NeverLeadsOutOfTheRoot) {
+TEST(RootDirectory, PathsStayInTheRoot) {
   const RootDirectory root("/tmp/q5/");
   const struct {
     const char* path;
@@ -37,7 +37,7 @@ class LocalBackendTest : public testing::Test {
   LocalBackend backend_{instrument_, clock_, root_.Path()};
 };
 
-TEST_F(LocalBackendTest, OrdinaryFilesLieUnderTheRoot) {
+TEST_F(LocalBackendTest, OrdinaryFilesAreUnderTheRoot) {
   const int fd = backend_.Open("/file", O_CREAT | O_RDWR, 0600);
   ASSERT_GE(fd, 0);
   EXPECT_EQ(backend_.Write(fd, "abc", 3), 3);
@@ -49,7 +49,7 @@ TEST_F(LocalBackendTest, OrdinaryFilesLieUnderTheRoot) {
   EXPECT_EQ(errno, ENOENT);
 }
 
-TEST(Machine, RefusesARootThatIsNoDirectory) {
+TEST(Machine, RefusesARootThatIsNotADirectory) {
   for (const char* root : {"/nonexistent/q5", "/", ""}) {
     EXPECT_EXIT(
         {

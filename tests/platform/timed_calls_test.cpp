@@ -13,7 +13,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-TEST(TimedCalls, ALateCallHoldsUpNeitherItsCallerNorOthers) {
+TEST(TimedCalls, ALateCallDelaysNeitherItsCallerNorOthers) {
   TimedCalls calls(2);
   const auto lifted = std::make_shared<std::latch>(1);
   const auto ended = std::make_shared<std::latch>(2);
@@ -34,7 +34,7 @@ TEST(TimedCalls, ALateCallHoldsUpNeitherItsCallerNorOthers) {
   EXPECT_EQ(result, 7);
 }
 
-TEST(TimedCalls, ABudgetHoldsForAllCallsOfItsThread) {
+TEST(TimedCalls, ABudgetLimitsAllCallsOfItsThread) {
   TimedCalls calls(1);
   const auto made = std::make_shared<std::atomic<int>>(0);
   {

@@ -59,7 +59,7 @@ class VirtualBackendTest : public testing::Test {
   VirtualBackend backend_{root_.Path(), milliseconds(400)};
 };
 
-TEST_F(VirtualBackendTest, EveryOperationCrosses) {
+TEST_F(VirtualBackendTest, EveryOperationReachesTheServer) {
   StartServer();
   const int fd = OpenDevice();
   ASSERT_GE(fd, 0);
@@ -101,7 +101,7 @@ TEST_F(VirtualBackendTest, EveryOperationCrosses) {
   EXPECT_THAT(TakeLog(), testing::IsEmpty());
 }
 
-TEST_F(VirtualBackendTest, ReadThatWaitsHoldsNothingUp) {
+TEST_F(VirtualBackendTest, AWaitingReadDelaysNothingElse) {
   StartServer();
   const int fd = OpenDevice();
   std::jthread reader([&] {
@@ -123,7 +123,7 @@ TEST_F(VirtualBackendTest, ReadThatWaitsHoldsNothingUp) {
   backend_.Close(fd);
 }
 
-TEST_F(VirtualBackendTest, CloseEndsAReadThatWaits) {
+TEST_F(VirtualBackendTest, CloseEndsAWaitingRead) {
   StartServer();
   const int fd = OpenDevice();
   std::jthread reader([&] {
@@ -154,7 +154,7 @@ TEST_F(VirtualBackendTest, TimeOfDayOutlivesTheDaemon) {
   EXPECT_NEAR(static_cast<double>(next.Clock().Realtime().tv_sec), 86400, 5);
 }
 
-TEST_F(VirtualBackendTest, GarbageHarmsNobody) {
+TEST_F(VirtualBackendTest, GarbageLeavesTheServerRunning) {
   StartServer();
   const int fd = OpenDevice();
   UniqueFd stranger;

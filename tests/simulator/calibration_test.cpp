@@ -120,7 +120,7 @@ TEST(Calibration, TheRecordUndoesTheHardware) {
   }
 }
 
-TEST(Calibration, OlderBoardsHoldThePhaseThatIsSubtracted) {
+TEST(Calibration, OlderBoardsStoreASubtractedPhase) {
   for (const auto& [date, sign] : {std::pair("19/05/2015", -1), std::pair("20/05/2015", 1)}) {
     ChannelHardware hardware = Shipped("meas1.json");
     hardware.fields["brd_cal_date"] = date;
@@ -170,7 +170,7 @@ TEST(Sources, ProblemsAreNamedInOneLine) {
   EXPECT_THAT(FillCalibration(hardware, document), HasSubstr("more rows of range_mode_acdc_i"));
 }
 
-TEST(EepromCommand, FilesGoThereAndBack) {
+TEST(EepromCommand, FilesRoundTrip) {
   platform::TemporaryRoot root;
   const std::string xml = root / "a.xml";
   std::ofstream(xml) << ShippedFile("/home/root/5m_back_f.xml");

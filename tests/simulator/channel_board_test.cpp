@@ -42,7 +42,7 @@ TEST_F(ChannelBoardTest, BothGenerationsIdentifyThemselves) {
   EXPECT_EQ(Ask(2, 0x29, {0x01, 0, 0, 0, 0}, 4), (Bytes{0x09, 0x85, 0x30, 0x31}));
 }
 
-TEST_F(ChannelBoardTest, WritesShowInTheStatusFrame) {
+TEST_F(ChannelBoardTest, WritesAppearInTheStatusFrame) {
   Start();
   EXPECT_EQ(Spi({0x02, 0x81, 0xE2, 0x40}, 1), Bytes{0});  // AC_Volt, filter 2, powered
   Settle();
@@ -61,7 +61,7 @@ TEST_F(ChannelBoardTest, WritesShowInTheStatusFrame) {
   EXPECT_TRUE(front_end.powered);
 }
 
-TEST_F(ChannelBoardTest, WritesDoNotTakeWhileItIsBusy) {
+TEST_F(ChannelBoardTest, WritesAreIgnoredWhileItIsBusy) {
   Start();
   SetValue("busy_ms", "70");
   EXPECT_EQ(Spi({0x08, 0x24}, 1), Bytes{0x00});
@@ -84,7 +84,7 @@ TEST_F(ChannelBoardTest, WritesDoNotTakeWhileItIsBusy) {
   EXPECT_EQ(Value("range"), "ok 0x28");
 }
 
-TEST_F(ChannelBoardTest, AnOverloadLatchesUntilAWriteFindsItGone) {
+TEST_F(ChannelBoardTest, AnOverloadLatchesUntilAWriteAfterItsEnd) {
   Start();
   SetValue("overload", "1");
   EXPECT_EQ(Status(), 0x91);

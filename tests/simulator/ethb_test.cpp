@@ -149,7 +149,7 @@ TEST_F(EthbTest, CarriesRecordsAndTheirReplies) {
   ExpectService(host);
 }
 
-TEST_F(EthbTest, ServesOneHostAtATimeAndTellsASecondWhy) {
+TEST_F(EthbTest, ServesOneHostAtATimeAndReportsThatToASecond) {
   Host host(listener_);
   ExpectService(host);
   {

@@ -149,7 +149,7 @@ TEST_F(FpgaTest, RampsFollowTheirClosedForm) {
   EXPECT_EQ(Status(), kAtZero);
 }
 
-TEST_F(FpgaTest, AnyModulePullsTheSafetyLine) {
+TEST_F(FpgaTest, EachModulePullsTheSafetyLine) {
   StartFpga();
   constexpr unsigned kInput = 1U << 14;
   EXPECT_EQ(ReadFpga(kMisc) & kInput, 0U);  // this module has not raised its output

@@ -61,7 +61,7 @@ TEST_F(I2cTest, TemperaturesInTheResolutionOfThePart) {
   EXPECT_EQ(Ask(2, 0x4A, {0}, 2), (Bytes{0x19, 0x50}));  // 12 bits
 }
 
-TEST_F(I2cTest, TheOlderChannelBoardHasItsSensorElsewhere) {
+TEST_F(I2cTest, TheOlderChannelBoardHasItsSensorAtAnotherAddress) {
   config_.cpld[0].id = CpldId::k0985;
   Start();
   SelectChannels(0x0C);
@@ -95,7 +95,7 @@ TEST_F(I2cTest, RailsAsTwelveBitCodes) {
   EXPECT_NEAR(codes[7] / 4096 * 3, 1.25, 0.002);  // the DAC at its centre
 }
 
-TEST_F(I2cTest, EepromReadsOnAndWrapsAndTakesPages) {
+TEST_F(I2cTest, EepromReadsContinueWrapAndTakePages) {
   Start();
   Bytes page{0x0F, 0xFE};
   for (std::uint8_t i = 0; i < 6; ++i) page.push_back(i);
@@ -109,7 +109,7 @@ TEST_F(I2cTest, EepromReadsOnAndWrapsAndTakesPages) {
   EXPECT_EQ(Ask(1, 0x50, {0x1F, 0xFF}, 1), Bytes{1});  // the part has no more address lines
 }
 
-TEST_F(I2cTest, AMemoryIsShownDamagedAndRestored) {
+TEST_F(I2cTest, AMemoryIsReadDamagedAndRestored) {
   Start();
   const std::string memory = "memory i2c.CORE.EE24LC32 ";
   EXPECT_EQ(Control(memory + "show 0 4"), "ok 35 51 01 15");
@@ -126,7 +126,7 @@ TEST_F(I2cTest, AMemoryIsShownDamagedAndRestored) {
   }
 }
 
-TEST_F(I2cTest, EveryFaultOfAChipShowsAndHeals) {
+TEST_F(I2cTest, EveryFaultOfAChipAppearsAndEnds) {
   Start();
   const std::string chip = "i2c.CORE.TMP112.1";
   ASSERT_EQ(Control("set " + chip + ".temperature 20"), "ok");
@@ -157,7 +157,7 @@ TEST_F(I2cTest, EveryFaultOfAChipShowsAndHeals) {
   ASSERT_EQ(Control("set " + chip + ".fail_after off"), "ok");
 }
 
-TEST_F(I2cTest, EepromsHoldWhatTheConfigurationNames) {
+TEST_F(I2cTest, EepromsContainTheConfiguredFiles) {
   std::ofstream(root_ / "image") << "damaged";
   config_.eeprom = {"blank", "raw", "raw", root_ / "image"};
   Start();
@@ -167,7 +167,7 @@ TEST_F(I2cTest, EepromsHoldWhatTheConfigurationNames) {
   EXPECT_EQ(Control("memory i2c.MEAS_CH2.EE24LC32 show 0 8"), "ok 64 61 6d 61 67 65 64 ff");
 }
 
-TEST_F(I2cTest, FilesThatCannotBeTakenStopTheInstrument) {
+TEST_F(I2cTest, UnusableFilesStopTheInstrument) {
   std::ofstream(root_ / "bad.json") << "{\"fields\": {}}";
   std::ofstream(root_ / "big") << std::string(65537, 'x');
   const auto problem = [&](const Config& config) {

@@ -28,7 +28,7 @@ class InstrumentTest : public I2cTest {
   int fd_ = -1;
 };
 
-TEST_F(InstrumentTest, RegistersHoldWhatTheBusMayWrite) {
+TEST_F(InstrumentTest, RegistersKeepTheBitsThatTheBusMayWrite) {
   EXPECT_EQ(Read(0), 0x4984);
   EXPECT_EQ(Read(2), 150);
   EXPECT_EQ(Read(14), 0x1040);

@@ -71,7 +71,7 @@ TEST_F(PhysicsTest, BothChannelsShowTheBushing) {
   ExpectNear(Project(1, 0, 64), current * Response(amperes, 60), 0.1L);
 }
 
-TEST_F(PhysicsTest, TheSourceIsWhatItsValuesSay) {
+TEST_F(PhysicsTest, TheSourceFollowsItsValues) {
   StartQuiet();
   Set("source.kind current");
   Set("dut.circuit series R=200 L=0.5");
@@ -162,7 +162,7 @@ TEST_F(PhysicsTest, TheDacNullsTheOffset) {
   EXPECT_NEAR(static_cast<double>(Mean(0, 0, 1)), 1621 - 0x1000 / 0.4405, 0.5);
 }
 
-TEST_F(PhysicsTest, BeyondFullScaleItClips) {
+TEST_F(PhysicsTest, ASignalBeyondFullScaleIsClipped) {
   StartQuiet();
   Set("source.amplitude 1000");
   Set("source.on 1");
@@ -186,7 +186,7 @@ TEST_F(PhysicsTest, BeyondFullScaleItClips) {
   EXPECT_EQ(status[0], 0);
 }
 
-TEST_F(PhysicsTest, TheBoardsSettingsActAtTheirMoment) {
+TEST_F(PhysicsTest, TheBoardsSettingsActAtTheirTime) {
   StartQuiet();
   Set("source.dc 100");
   Set("source.on 1");

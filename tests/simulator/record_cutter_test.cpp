@@ -20,7 +20,7 @@ std::vector<std::byte> MakeRecord(std::int16_t length, std::uint8_t filler) {
   return record;
 }
 
-TEST(RecordCutter, CutsTheSameRecordsHoweverTheStreamArrives) {
+TEST(RecordCutter, CutsTheSameRecordsForAnyArrivalOfTheStream) {
   std::vector<std::vector<std::byte>> records;
   std::vector<std::byte> stream;
   for (const int length : {0, 1, 257, 32767, 0, 3}) {

@@ -30,7 +30,7 @@ TEST_F(SampleTest, BlocksEndAtTheRateOfTheClockPlan) {
   }
 }
 
-TEST_F(SampleTest, WhatIsNotTakenInTimeIsLostAndCounted) {
+TEST_F(SampleTest, BlocksNotReadInTimeAreLostAndCounted) {
   Start60Hz();
   StartSampling();
   clock_.Advance(std::chrono::hours(10));
@@ -43,7 +43,7 @@ TEST_F(SampleTest, WhatIsNotTakenInTimeIsLostAndCounted) {
   EXPECT_EQ(Control("get fpga.overflow_underflow"), "ok 1");
 }
 
-TEST_F(SampleTest, AReadEndsWhenSamplingDoes) {
+TEST_F(SampleTest, AReadEndsWithSampling) {
   Start60Hz();
   EXPECT_EQ(ReadCounter(), 0) << "nothing runs, nobody waits for ever";
   StartSampling();
@@ -64,7 +64,7 @@ TEST_F(SampleTest, AReadEndsWhenSamplingDoes) {
   backend_->Close(other);
 }
 
-TEST_F(SampleTest, WordsAreSpoiledAsAsked) {
+TEST_F(SampleTest, WordsAreSpoiledOnRequest) {
   struct Case {
     const char* corruption;
     unsigned bits;  ///< of the spoiled word's low byte that differ
@@ -101,7 +101,7 @@ TEST_F(SampleTest, WordsAreSpoiledAsAsked) {
   }
 }
 
-TEST_F(SampleTest, TheCounterJumpsStandsAndLags) {
+TEST_F(SampleTest, TheCounterJumpsStopsAndLags) {
   Start60Hz();
   Announce(8192);
   StartSampling();
@@ -157,7 +157,7 @@ class SameSamplesTest : public SampleTest {
   }
 };
 
-TEST_F(SameSamplesTest, WhoeverLooksWhenever) {
+TEST_F(SameSamplesTest, AtAnyTimeForAnyReader) {
   const auto once = Record(300000);
   EXPECT_EQ(Record(777), once);
 }

@@ -20,7 +20,7 @@ std::string ReadText(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TEST(RootDir, KeepsWhatTheInstrumentWrote) {
+TEST(RootDir, KeepsTheInstrumentsFiles) {
   platform::TemporaryRoot directory;
   const std::string path = directory.Path() + "/new/root";
   Config config;
@@ -44,7 +44,7 @@ TEST(RootDir, KeepsWhatTheInstrumentWrote) {
   EXPECT_EQ(ReadText(path + "/etc/hosts"), "127.0.9.51 main\n127.0.9.52 meas\n127.0.9.53 source\n");
 }
 
-TEST(RootDir, RefusesRootsThatCannotWork) {
+TEST(RootDir, RefusesUnusableRoots) {
   platform::TemporaryRoot directory;
   std::ofstream(directory.Path() + "/file") << "x";
   RootDir root;
@@ -54,7 +54,7 @@ TEST(RootDir, RefusesRootsThatCannotWork) {
   EXPECT_THAT(root.Claim(directory.Path() + "/" + std::string(100, 'l')), HasSubstr("too long"));
 }
 
-TEST(Addresses, AutoPassesOverBusySubnets) {
+TEST(Addresses, AutoSkipsBusySubnets) {
   Config first;
   Config second;
   platform::UniqueFd first_listener;
@@ -72,7 +72,7 @@ TEST(Addresses, AutoPassesOverBusySubnets) {
   EXPECT_EQ(again.addresses, first.addresses);
 }
 
-TEST(Addresses, BusyOrBadChoicesAreTold) {
+TEST(Addresses, BusyOrBadChoicesAreReported) {
   Config config;
   platform::UniqueFd listener;
   platform::UniqueFd other;

@@ -12,7 +12,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-TEST_F(ClockChipTest, OutputIsExactlyWhatTheWordsSay) {
+TEST_F(ClockChipTest, OutputFollowsTheWordsExactly) {
   Start();
   EXPECT_EQ(Chip("clk0"), "ok off");
   Program(Plan(kMsn60Hz, kMs60Hz, 0));
@@ -86,7 +86,7 @@ TEST_F(ClockChipTest, IllegalSetsDoNotLockAndALegalOneThenDoes) {
   EXPECT_EQ(Chip("clk0"), "ok 77660160 Hz");
 }
 
-TEST_F(ClockChipTest, AlarmsComeAndGoWithTime) {
+TEST_F(ClockChipTest, AlarmsBeginAndEndWithTime) {
   Start();
   Program(Plan(kMsn60Hz, kMs60Hz, 0));
   SetRegister(246, 0x02);
@@ -125,7 +125,7 @@ TEST_F(ClockChipTest, PagesAndMasks) {
   EXPECT_EQ(GetRegister(299), 0x0FU);
 }
 
-TEST_F(ClockChipTest, TwoClientsDoNotGetIntoEachOthersTransactions) {
+TEST_F(ClockChipTest, TwoClientsKeepTheirTransactionsApart) {
   Start();
   const auto read_on = [&](std::uint8_t address, int expected) {
     const int fd = backend_->Open("/dev/i2c-1", O_RDWR, 0);

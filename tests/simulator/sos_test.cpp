@@ -73,7 +73,7 @@ class SosTest : public SampleTest {
 };
 
 // Each record twice, 7 s apart: what counts as a sign of life holds the test.
-TEST_F(SosTest, AHostThatShowsNoSignOfLifeEndsTheTest) {
+TEST_F(SosTest, ASilentHostEndsTheTest) {
   StartModules();
   const struct {
     HmpOpcode opcode;

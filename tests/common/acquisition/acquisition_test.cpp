@@ -117,7 +117,7 @@ class AcquisitionTest : public testing::Test {
   std::unique_ptr<Acquisition> acquisition;
 };
 
-TEST_F(AcquisitionTest, EveryBlockGoesThroughOnceAcrossTheEndsOfRingAndPool) {
+TEST_F(AcquisitionTest, EveryBlockIsHandledOnceAcrossTheEndsOfRingAndPool) {
   ASSERT_EQ(acquisition->InitAcquisition(), 0);
   Start();
   EXPECT_EQ(driver.block_bytes, 8192U);
@@ -138,7 +138,7 @@ TEST_F(AcquisitionTest, EveryBlockGoesThroughOnceAcrossTheEndsOfRingAndPool) {
 }
 
 // What a jump of the counter does, in each state that decides about it.
-TEST_F(AcquisitionTest, ShedsWorkOnlyWhereItMay) {
+TEST_F(AcquisitionTest, ShedsWorkOnlyWhereThatIsAllowed) {
   ASSERT_EQ(acquisition->InitAcquisition(), 0);
   const struct {
     const char* what;
@@ -201,7 +201,7 @@ TEST_F(AcquisitionTest, ACycleOfManyBlocksIsFinishedBeforeWorkIsShed) {
   EXPECT_EQ(acquisition->SlowFilter()->GetCycleCount(), 1);
 }
 
-TEST_F(AcquisitionTest, ACounterThatIsOddOrStandsStillDoesNotStopTheStream) {
+TEST_F(AcquisitionTest, AnOddOrStoppedCounterDoesNotStopTheStream) {
   ASSERT_EQ(acquisition->InitAcquisition(), 0);
   Start();
   driver.Produce(3);
@@ -250,7 +250,7 @@ TEST_F(AcquisitionTest, ADriverThatBeginsAgainIsStartedAgain) {
   ghmp->testStart = ghmp->firstUpdate = false;
 }
 
-TEST_F(AcquisitionTest, AStreamThatStandsStillInATestIsReported) {
+TEST_F(AcquisitionTest, AStreamThatStopsInATestIsReported) {
   using std::chrono::milliseconds;
   ASSERT_EQ(acquisition->InitAcquisition(), 0);
   Start();
@@ -292,7 +292,7 @@ TEST_F(AcquisitionTest, AStreamThatStandsStillInATestIsReported) {
 }
 
 // The daemon as a whole is held up: no look in between, and the first block may be an old one.
-TEST_F(AcquisitionTest, AHeldUpDaemonsResultsAreStaleUntilABlockThatItHasSinceAskedFor) {
+TEST_F(AcquisitionTest, AfterADelayOfTheDaemonResultsAreStaleUntilANewBlock) {
   using std::chrono::milliseconds;
   EXPECT_FALSE(acquisition->IsStale());
   ASSERT_EQ(acquisition->InitAcquisition(), 0);
@@ -356,7 +356,7 @@ TEST_F(AcquisitionTest, AResetRequestIsServedAtTheNewestBlockAndKeepsBlocksFromT
   EXPECT_THAT(channels.TakeBlocks(), ElementsAre(5));
 }
 
-TEST_F(AcquisitionTest, AnOverrunIsToldOnceAndCleared) {
+TEST_F(AcquisitionTest, AnOverrunIsLoggedOnceAndCleared) {
   ASSERT_EQ(acquisition->InitAcquisition(), 0);
   Start();
   {

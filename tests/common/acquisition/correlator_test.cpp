@@ -108,7 +108,7 @@ TEST_F(CorrelatorTest, PureTones) {
 }
 
 // The reference of both filters restarts with the slow filter only.
-TEST_F(CorrelatorTest, AsAPlainSumDoesAlsoAfterAReset) {
+TEST_F(CorrelatorTest, EqualsAPlainSumAlsoAfterAReset) {
   std::mt19937 random(5);
   for (const long spc : {16L, 37L, 512L}) {
     for (const long reset_at : {0L, 700L}) {
@@ -232,7 +232,7 @@ TEST_F(CorrelatorTest, FiguresOfABlock) {
 }
 
 // Neither the reference nor what it costs depends on the time since the reset.
-TEST_F(CorrelatorTest, EachCycleIsAsTheFirst) {
+TEST_F(CorrelatorTest, EachCycleEqualsTheFirst) {
   for (const long spc : {16L, 512L, 4096L}) {
     auto filters = Make(spc);
     const auto words = Words({{7e6, 3e6}, {1, 4}}, spc, std::max<long>(spc, kPairs));
@@ -350,7 +350,7 @@ TEST_F(CorrelatorTest, AgeAndTheResetOfAVerySlowTest) {
   EXPECT_NEAR(Phasors(filters.fast)[1].mag, 1e6 / std::numbers::sqrt2, 2);
 }
 
-TEST_F(CorrelatorTest, RequestsAndReadersMeetTheProducer) {
+TEST_F(CorrelatorTest, RequestsAndReadersRunBesideTheProducer) {
   auto filters = Make(64);
   const auto words = Words({{1e6, 2e6}, {0, 0}}, 64, kPairs);
   std::atomic<bool> done{false};

@@ -19,7 +19,7 @@
 namespace acquisition {
 namespace {
 
-TEST(SnapshotCommandTest, TakesWhatIsACommandAndNothingElse) {
+TEST(SnapshotCommandTest, AcceptsOnlyCommands) {
   const struct {
     const char* line;
     long samples;  ///< 0: no command
@@ -98,7 +98,7 @@ class SnapshotTest : public testing::Test {
   int word = 0;
 };
 
-TEST_F(SnapshotTest, TextHoldsEveryRatethPairOfTheStreamThatFollows) {
+TEST_F(SnapshotTest, TextContainsEveryRatethPairOfTheStreamThatFollows) {
   Block();
   Command("700 /shot.txt 3");
   Block();
@@ -122,7 +122,7 @@ TEST_F(SnapshotTest, TextHoldsEveryRatethPairOfTheStreamThatFollows) {
   EXPECT_EQ(lines, 700);
 }
 
-TEST_F(SnapshotTest, BinaryGoesOutWithItsHeadingAndIsSent) {
+TEST_F(SnapshotTest, BinaryHasItsHeadingAndIsSent) {
   Command("2048 /shot.bin 1 1 127.0.0.1 9");
   Block();
   AwaitEnd();
@@ -135,7 +135,7 @@ TEST_F(SnapshotTest, BinaryGoesOutWithItsHeadingAndIsSent) {
   EXPECT_THAT(machine.instrument.commands, testing::HasSubstr("nc 127.0.0.1 9 <"));
 }
 
-TEST_F(SnapshotTest, ACaptureOnAFullDiskIsTold) {
+TEST_F(SnapshotTest, ACaptureOnAFullDiskIsLogged) {
   const std::vector<int> block(2 * 1024, 1);
   const platform::UniqueFd full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
   EXPECT_EQ(WaveformCapture(full.Get(), block.data(), nullptr, 1), -1);
@@ -155,7 +155,7 @@ TEST_F(SnapshotTest, TheRollingRecordStaysBounded) {
   EXPECT_EQ(std::filesystem::file_size(path), 8 * (kCaptureHeading + 8));
 }
 
-TEST_F(SnapshotTest, AnOutputThatCannotBeWrittenEndsTheSnapshot) {
+TEST_F(SnapshotTest, AnUnwritableOutputEndsTheSnapshot) {
   Command("10 /no/such/place");
   Block();
   AwaitEnd();

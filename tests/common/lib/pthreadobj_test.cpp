@@ -96,7 +96,7 @@ TEST(DeferredWork, ManyPostersLoseNothing) {
   EXPECT_EQ(order.size(), static_cast<size_t>(kThreads * kJobs));
 }
 
-TEST(DeferredWork, ItsEndWaitsForTheCallbackThatRunsAndDropsTheRest) {
+TEST(DeferredWork, TheEndWaitsForTheRunningCallbackAndDropsTheRest) {
   platform::Semaphore go, done;
   std::vector<int> order;
   Job never{&order, 1, &done};

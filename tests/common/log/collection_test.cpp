@@ -15,7 +15,7 @@ using testing::ElementsAre;
 int sent = 0;
 void Send() { ++sent; }
 
-TEST_F(LogTest, ACollectionWaitsForTheLogsAndRunsWhatTheScriptWrote) {
+TEST_F(LogTest, ACollectionWaitsForTheLogsAndRunsTheScriptsOutput) {
   const struct {
     const char* mode;
     bool others_rotate;
@@ -71,7 +71,7 @@ TEST_F(LogTest, ACollectionWaitsForTheLogsAndRunsWhatTheScriptWrote) {
   }
 }
 
-TEST_F(LogTest, ATestRequestOnlyRotatesAndAnOldRequestDiesWithTheStart) {
+TEST_F(LogTest, ATestRequestOnlyRotatesAndTheStartDropsAnOldRequest) {
   bool kept = true;
   sent = 0;
   Write(kCollectRequest, "1\n");

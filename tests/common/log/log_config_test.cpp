@@ -84,7 +84,7 @@ TEST_F(LogTest, AConfigurationIsReadAgainWhenItIsNewer) {
   EXPECT_THAT(levels, testing::ElementsAre(7, 3, 3, 4, 4, 4, 4, 4, 6));
 }
 
-TEST_F(LogTest, WithoutAConfigurationNothingIsShownUntilThereIsOne) {
+TEST_F(LogTest, WithoutAConfigurationNothingIsLoggedUntilThereIsOne) {
   fs::remove(At(kConfig));
   ASSERT_EQ(::mkfifo(At(kConfig).c_str(), 0600), 0);  // must not hold up the start either
   Write("/var/volatile/getLognak", "1 2 3\n");

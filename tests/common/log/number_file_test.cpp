@@ -9,7 +9,7 @@ namespace {
 
 using namespace Logger;
 
-TEST(NumberFile, OnlyNumbersOfTheRingAreTaken) {
+TEST(NumberFile, OnlyNumbersOfTheRingAreAccepted) {
   const struct {
     std::string text;
     int next;  // 0: refused

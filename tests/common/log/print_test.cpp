@@ -12,7 +12,7 @@ using namespace log_bench;
 using namespace Logger;
 using testing::MatchesRegex;
 
-TEST_F(LogTest, LinesHaveTimeModuleAndLevelAndFiltersHold) {
+TEST_F(LogTest, LinesHaveTimeModuleAndLevelAndAreFiltered) {
   machine.clock.SetRealtime({86400 * 365 + 3661, 42});
   AsDaemon([&](logger_mgr&) {
     fs::resize_file(At(kLog), 0);

@@ -29,7 +29,7 @@ class RotationTest : public LogTest {
   std::string Numbers() const { return Read("/media/mmcblk0p2/logs/moslog.txt").substr(0, 5); }
 };
 
-TEST_F(RotationTest, TheFirstLogOfABootGoesToTheRingAndToItsMounts) {
+TEST_F(RotationTest, TheFirstLogOfABootReachesTheRingAndTheMounts) {
   AsDaemon([&](logger_mgr& logger) { Rotate(logger, "first"); });
   const std::string stored = Read(Ring(1));
   EXPECT_THAT(stored, HasSubstr("meas:5 first\n"));
@@ -44,7 +44,7 @@ TEST_F(RotationTest, TheFirstLogOfABootGoesToTheRingAndToItsMounts) {
   EXPECT_THAT(Read(kLog), Not(HasSubstr("first")));
 }
 
-TEST_F(RotationTest, ARingFileIsFilledBeforeTheNextIsTakenAndAfter20Comes1) {
+TEST_F(RotationTest, ARingFileIsFilledBeforeTheNextAndAfter20Follows1) {
   std::string small, full;
   AsDaemon([&](logger_mgr& logger) {
     Rotate(logger, "one");
@@ -69,7 +69,7 @@ TEST_F(RotationTest, ARingFileIsFilledBeforeTheNextIsTakenAndAfter20Comes1) {
   EXPECT_FALSE(Exists(Ring(21)));
 }
 
-TEST_F(RotationTest, ABootGoesOnWhereTheNumberFileSays) {
+TEST_F(RotationTest, ABootContinuesAtTheNumberOfTheFile) {
   const struct {
     const char* numbers;
     int used;
@@ -86,7 +86,7 @@ TEST_F(RotationTest, ABootGoesOnWhereTheNumberFileSays) {
   }
 }
 
-TEST_F(RotationTest, WhatCannotBeStoredIsKept) {
+TEST_F(RotationTest, ALogThatCannotBeStoredIsKept) {
   // No staging directory: the log waits until there is one, and the next one grows meanwhile.
   AsDaemon([&](logger_mgr& logger) {
     fs::remove(At("/staging"));
@@ -117,7 +117,7 @@ TEST_F(RotationTest, WhatCannotBeStoredIsKept) {
   EXPECT_FALSE(Exists("/staging/moslog.01"));
 }
 
-TEST_F(RotationTest, ALogThatNothingTakesIsEmptiedAtItsLimit) {
+TEST_F(RotationTest, ALogThatNoDiskTakesIsEmptiedAtItsLimit) {
   struct Case {
     const char* what;
     bool staging;
@@ -167,7 +167,7 @@ class HangingDisk : public platform::LocalBackend {
   mutable std::atomic<bool> reached{false};
 };
 
-TEST_F(RotationTest, AShareThatHangsHoldsUpItsOwnCopiesOnly) {
+TEST_F(RotationTest, AShareThatHangsDelaysOnlyItsOwnCopies) {
   HangingDisk backend(machine, "/mnt/main/");
   const platform::ScopedBackend scope(backend);
   constexpr int kRotations = 7;  // one hangs, four wait
@@ -192,7 +192,7 @@ TEST_F(RotationTest, AShareThatHangsHoldsUpItsOwnCopiesOnly) {
   EXPECT_THAT(Read(Ring(1)) + Read(kLog), HasSubstr("/mnt/main hangs, it misses a log"));
 }
 
-TEST_F(RotationTest, AStagingDiskThatHangsHoldsUpNobodyWhoLogs) {
+TEST_F(RotationTest, AStagingDiskThatHangsDelaysNoThreadThatLogs) {
   HangingDisk backend(machine, "/staging/");
   const platform::ScopedBackend scope(backend);
   std::uintmax_t after = 0;

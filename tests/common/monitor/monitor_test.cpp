@@ -74,7 +74,7 @@ TEST_F(MonitorTest, ExpiresAfterWholeTicks) {
   }
 }
 
-TEST_F(MonitorTest, ResetStartsTheCountdownAnew) {
+TEST_F(MonitorTest, ResetStartsTheCountdownAgain) {
   Probe probe("watchdog");
   EXPECT_EQ(probe.timer.ResetTimer(), 0);  // a stopped one does not start
   EXPECT_FALSE(probe.timer.IsTimerAlive());
@@ -97,7 +97,7 @@ TEST_F(MonitorTest, ResetStartsTheCountdownAnew) {
   probe.timer.StopTimer();
 }
 
-TEST_F(MonitorTest, ServesInTheOrderOfTheIdsWhateverTheCallbacksDo) {
+TEST_F(MonitorTest, ServesInTheOrderOfTheIdsDespiteTheCallbacks) {
   std::vector<std::unique_ptr<Probe>> probes;
   std::vector<unsigned> order;
   for (int i = 0; i < 6; ++i) {
@@ -170,7 +170,7 @@ TEST_F(MonitorTest, SettingTheTimeOfDayMakesNoCallbackSlowAndHidesNone) {
   }
 }
 
-TEST_F(MonitorTest, ACallbackThatThrowsHarmsNobody) {
+TEST_F(MonitorTest, ACallbackThatThrowsDoesNotStopOthers) {
   Probe bad("bad"), good("good");
   bad.then = [] { throw std::bad_alloc(); };
   for (Probe* probe : {&bad, &good}) ASSERT_EQ(probe->Add(20, MSECSE), 0);
@@ -183,7 +183,7 @@ TEST_F(MonitorTest, ACallbackThatThrowsHarmsNobody) {
   for (Probe* probe : {&bad, &good}) probe->timer.StopTimer();
 }
 
-TEST_F(MonitorTest, ACallbackThatStillRunsIsNotEnteredAgain) {
+TEST_F(MonitorTest, ARunningCallbackIsNotEnteredAgain) {
   Probe slow("slow"), other("other");
   slow.then = [this] { Tick(5); };  // ticks pass while it runs
   ASSERT_EQ(slow.Add(20, MSECSE), 0);
@@ -199,7 +199,7 @@ TEST_F(MonitorTest, ACallbackThatStillRunsIsNotEnteredAgain) {
   other.timer.StopTimer();
 }
 
-TEST_F(MonitorTest, AnOkTimerHasATimerOfItsOwnAndCannotBeStopped) {
+TEST_F(MonitorTest, AnOkTimerIsSeparateAndCannotBeStopped) {
   Probe slow("slow"), ok("ok");
   slow.then = [this] { Take(milliseconds(100)); };
   ASSERT_EQ(slow.Add(20, MSECSE), 0);

@@ -68,7 +68,7 @@ TEST_F(SampleRate, ASmallChangeOfAModulationKeepsTheRate) {
   EXPECT_EQ(At(44, 60), 512);  // 698 rounded down
 }
 
-TEST_F(SampleRate, BadFrequenciesEnd) {
+TEST_F(SampleRate, AnyFrequencyHasAResult) {
   for (const float freq : {0.0F, -1.0F, std::numeric_limits<float>::quiet_NaN()}) {
     EXPECT_EQ(CalculateSamplesPerCyc(freq, 60), -1);
   }

@@ -53,7 +53,7 @@ TEST_F(FrontEndTest, ConfigurationReachesTheChannelAndItsEcho) {
   EXPECT_EQ(Errors(), std::vector<int>{});
 }
 
-TEST_F(FrontEndTest, ABusyChannelIsWaitedForAndThenGivenUp) {
+TEST_F(FrontEndTest, ABusyChannelFailsAfterAWait) {
   Set("busy_ms", "700");
   EXPECT_EQ(common.SetMeasChCfgReg(0, Dev::cfg01, false), 0);
   const double start = Seconds();
@@ -83,7 +83,7 @@ TEST_F(FrontEndTest, ReportedFaultsFailTheConfiguration) {
   EXPECT_EQ(common.SetMeasChCfgReg(0, Dev::cfg01, false), 0);
 }
 
-TEST_F(FrontEndTest, ABusThatFailsGivesItsStatusAndNoWord) {
+TEST_F(FrontEndTest, ABusFailureReturnsItsStatusWithoutAnErrorWord) {
   ASSERT_EQ(Control("fault i2c.MEAS_CH1.SC18IS602B off"), "ok");
   Dev::MeasChStaReg status{};
   Dev::MeasChCpldIdRev version;

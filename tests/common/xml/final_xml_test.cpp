@@ -34,7 +34,7 @@ void ExpectRow(const Dev::mode_range_table_ent& row, const Row& expected) {
   }
 }
 
-TEST_F(FinalXmlTest, TablesHoldWhatTheFilesSay) {
+TEST_F(FinalXmlTest, TablesFollowTheFiles) {
   Dev::EepromGroup group(module, chips, errors);
   ASSERT_EQ(group.ReadEeDataFromXml(err), 0);
   EXPECT_EQ(err, 0);
@@ -81,7 +81,7 @@ TEST_F(FinalXmlTest, TablesHoldWhatTheFilesSay) {
   EXPECT_NE(factors.find("\nChannel 1:\n"), std::string::npos);
 }
 
-TEST_F(FinalXmlTest, ABadFileCostsItsChannelOnly) {
+TEST_F(FinalXmlTest, ABadFileAffectsOnlyItsChannel) {
   const auto rows = ChannelRows();
   auto missing = RowBoard(rows);
   missing[2].fields.erase(missing[2].fields.begin() + 3, missing[2].fields.begin() + 5);
@@ -131,7 +131,7 @@ TEST_F(FinalXmlTest, ABadFileCostsItsChannelOnly) {
   EXPECT_EQ(group.GetRangeTable(0, 2)->num_ents, 3);
 }
 
-TEST_F(FinalXmlTest, WithoutAFileTheDefaultTable) {
+TEST_F(FinalXmlTest, WithoutAFileTheDefaultTableIsUsed) {
   std::filesystem::remove(machine.root.Path() + kMeas2);
   Dev::EepromGroup group(module, chips, errors);
   EXPECT_EQ(group.ReadEeDataFromXml(err), -1);
@@ -140,7 +140,7 @@ TEST_F(FinalXmlTest, WithoutAFileTheDefaultTable) {
   EXPECT_EQ(group.GetCalTableEnt(1)->num_ents, 0);
 }
 
-TEST_F(FinalXmlTest, MainReferenceFailuresAreTold) {
+TEST_F(FinalXmlTest, MainReferenceFailuresAreReported) {
   const auto path = "/home/root/11m_mainref_f.xml";
   auto twice = MainrefRows();
   twice[1].tag = twice[0].tag;

@@ -34,7 +34,7 @@ class MainModuleTest : public GroupTest {
   }
 };
 
-TEST_F(MeasModuleTest, ABadChipIsPassedOver) {
+TEST_F(MeasModuleTest, ABadChipIsSkipped) {
   chips.chips[0].content[20] ^= 1;
   chips.chips[1].dead = true;
   chips.chips[2].content[100] = 0xFF;  // not an ASCII date or a code, a float: the checksum
@@ -114,7 +114,7 @@ TEST_F(MeasModuleTest, WaitsForTheMainModule) {
   EXPECT_TRUE(Words().empty());
 }
 
-TEST_F(MeasModuleTest, AFileThatGrowsIsNotTaken) {
+TEST_F(MeasModuleTest, AFileThatGrowsIsRefused) {
   Dev::EepromLinks links;
   links.upload_done = [] { return true; };
   Dev::EepromGroup group(module, chips, errors, links);
@@ -135,7 +135,7 @@ TEST_F(MeasModuleTest, AFileThatGrowsIsNotTaken) {
   }
 }
 
-TEST_F(MeasModuleTest, ChannelsOfDifferentRevisionsAreTold) {
+TEST_F(MeasModuleTest, ChannelsOfDifferentRevisionsAreReported) {
   WriteChannels();
   Write("/varek/config/4s_meas2_f.xml", XmlOf(RowBoard(ChannelRows(), 1), true));
   std::vector<std::pair<int, int>> posts;

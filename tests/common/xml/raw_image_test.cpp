@@ -175,7 +175,7 @@ TEST_F(RawImageTest, EveryBlockIsSummed) {
   EXPECT_EQ(Decode(xml, image, EepromKind::MainRef), 0);
 }
 
-TEST_F(RawImageTest, TemplatesThatCannotBeUsed) {
+TEST_F(RawImageTest, UnusableTemplatesAreRefused) {
   const auto board = xml_bench::RowBoard(xml_bench::MainrefRows());
   const std::string good = XmlOf(board, false);
   const Bytes image = xml_bench::ImageOf(board);

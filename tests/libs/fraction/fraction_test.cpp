@@ -20,7 +20,7 @@ Integer Exact(const Wide& value) {
   return (Integer(static_cast<std::uint64_t>(value >> 64)) << 64) + static_cast<std::uint64_t>(low);
 }
 
-TEST(Fraction, ProductsAndQuotientsAreExactOrNotThere) {
+TEST(Fraction, ProductsAndQuotientsAreExactOrMissing) {
   SCOPED_TRACE(kSeed);
   std::mt19937_64 random(kSeed);
   const auto term = [&random] {

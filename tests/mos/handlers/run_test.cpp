@@ -128,7 +128,7 @@ TEST_F(TestRun, AfterAStallNoOldValueIsValid) {
   EXPECT_TRUE(AwaitValid());
 }
 
-TEST_F(TestRun, AFrontEndThatNoLongerAnswersIsGivenUp) {
+TEST_F(TestRun, AFrontEndThatStopsAnsweringEndsTheWait) {
   Control("set source.amplitude 100");
   Control("set source.on 1");
   SetUpTest(100, RangeFor(0.04), 60);
@@ -214,7 +214,7 @@ TEST_F(TestRun, AnotherKindOfResultRestartsTheSlowFilterOnce) {
   EXPECT_TRUE(ghmp->resonatortuningtest);
 }
 
-TEST_F(TestRun, FaultsAreToldAtEachPollUntilAPauseHasHandedThemOver) {
+TEST_F(TestRun, FaultsAreReportedAtEachPollUntilAPauseHasReportedThem) {
   SetUpTest(100, 1, 60);
   ghmp->SetErrorCode(746);
   Msg::safetyFault.Add(514, 0x48, 1, 9);
@@ -259,7 +259,7 @@ TEST_F(TestRun, ADcTestWithoutACurrentHasNoResistance) {
   EXPECT_FALSE(std::isfinite(record.sersres));
 }
 
-TEST_F(TestRun, AScaleTakenAwayWhileTheFilterSettlesIsTakenAgain) {
+TEST_F(TestRun, AScaleLostWhileTheFilterSettlesIsSetAgain) {
   manager.EndAcquisition();  // the test is the consumer
   acquisition::ARMCorrelation fast(1, 512, 12.5e6, 32, 512, 0, 1024);
   acquisition::ARMCorrelation slow(0, 0, 12.5e6, 32, 512, 0, 1024);
@@ -289,7 +289,7 @@ TEST_F(TestRun, AScaleTakenAwayWhileTheFilterSettlesIsTakenAgain) {
   AcqChan::set_SineCorrelators(nullptr, nullptr);
 }
 
-TEST_F(TestRun, NoBlockSetsAChannelToWorkAgainAfterItsStop) {
+TEST_F(TestRun, NoBlockStartsAChannelAgainAfterItsStop) {
   SetUpTest(100, 1, 60);
   AcqChan& channel = *AcqChan::get_AcqCh_instance(ACQ_CH1);
   {
@@ -330,7 +330,7 @@ TEST_F(AcquisitionOfATest, FollowsTheTestsClockAndRange) {
             signalh::CalculateSamplesPerCyc(0.1F, ghmp->GetVLFBlockReadyInterrupts()));
 }
 
-TEST_F(AcquisitionOfATest, BeginsAnewBesideARecovery) {
+TEST_F(AcquisitionOfATest, BeginsAgainBesideARecovery) {
   const std::jthread timer([this](const std::stop_token& end) {
     while (!end.stop_requested()) manager.GetRecovery().RecoverMos();
   });

@@ -142,7 +142,7 @@ TEST_F(TestSetUp, TheClockFollowsTheFrequency) {
   EXPECT_GT(ghmp->GetFilter(0), 0);
 }
 
-TEST_F(TestSetUp, ARunningTestTellsTheChannelsWhatChanged) {
+TEST_F(TestSetUp, ARunningTestPassesChangesToTheChannels) {
   ASSERT_EQ(SetUpVoltage(Msg::TEST_HVTTR), 6);
   ASSERT_EQ(Send(0x04, Voltage()), 6);
   EXPECT_EQ(Events(ACQ_EVT_UPDATE_TEST_PARAMS), 0);
@@ -190,7 +190,7 @@ TEST_F(TestSetUp, ALineSynchronisedTestNeedsTheLine) {
   EXPECT_EQ(ghmp->GetFrequency(), 50.125F);
 }
 
-TEST_F(TestSetUp, AClockThatDoesNotLockIsTold) {
+TEST_F(TestSetUp, AClockThatDoesNotLockIsReported) {
   ASSERT_EQ(SetUpVoltage(Msg::TEST_HVVFPF), 6);
   ASSERT_EQ(Control("set i2c.SIGNAL_HOST.SI5338.lock_failures 1000"), "ok");
   EXPECT_EQ(Send(0x04, Voltage(55)), -326);
@@ -199,7 +199,7 @@ TEST_F(TestSetUp, AClockThatDoesNotLockIsTold) {
   EXPECT_EQ(Send(0x04, Voltage(55)), 6);
 }
 
-TEST_F(TestSetUp, InputModesThatAreNoneRefuseASetUp) {
+TEST_F(TestSetUp, UnknownInputModesRefuseASetUp) {
   for (const short word : {short{0}, short{0x0200}, short{0x7200}, short{-1}}) {
     Msg::HmpIniTestParamReq request{};
     request.voltsrc = word;

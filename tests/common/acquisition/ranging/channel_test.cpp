@@ -260,7 +260,7 @@ TEST_F(ClippedSignal, NeverMakesAValidResult) {
 }
 
 // What stands still, or is started again within a test, spoils results as well.
-TEST_F(ClippedSignal, AndNeitherDoesABrokenStream) {
+TEST_F(ClippedSignal, BrokenStreamMakesNoValidResultEither) {
   Make(4096);
   for (int i = 0; i < 6; ++i) Feed(0.5, 4096);
   ASSERT_EQ(second.get_status_flag(), Valid_Data);
@@ -386,7 +386,7 @@ TEST_F(Channels, CorrelatorsStartATest) {
   EXPECT_EQ(AcqChan::get_sineCorr_Slow(), nullptr);
 }
 
-TEST_F(Channels, CaptureHoldsThePairs) {
+TEST_F(Channels, CaptureContainsThePairs) {
   SignalCalculator::SignalStatistics statistics(first, second);
   EXPECT_EQ(statistics.CaptureToFile(nullptr), -1);
   EXPECT_EQ(statistics.CaptureToFile(CleanBlock(512).data()), -1);  // no such directory yet

@@ -196,7 +196,7 @@ TEST_F(FpgaTest, EveryFailedRequestIsAFailure) {
   }
 }
 
-TEST_F(FpgaTest, ADownwardFailureStillGoesDown) {
+TEST_F(FpgaTest, ARampDownContinuesAfterFailures) {
   SetTest(Msg::TEST_CTKNEEPOINT, Msg::internalLVVoltageSourceE, 60.0F);
   const std::map<int, unsigned> up = {{20, 0x1012}, {36, 500}, {48, 0x000C}};
   driver.Reset(up);

@@ -95,7 +95,7 @@ TEST_F(RampTest, PhaseOneSetsUpTheRampOfEachTest) {
   }
 }
 
-TEST_F(RampTest, NothingIsArmedWithoutLeave) {
+TEST_F(RampTest, NothingIsArmedWithoutPermission) {
   SetTest(kKnee, kLv, 60.0F);
   data.SetRampAllowed(false);
   EXPECT_EQ(fpga.RampToTarget(500), -1);

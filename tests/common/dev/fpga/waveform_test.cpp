@@ -30,7 +30,7 @@ class WaveformTest : public FpgaTest {
   void Spoil(std::size_t bytes) { driver.Spoil(bytes, -32768); }
 };
 
-TEST_F(WaveformTest, NormalBuffersHoldTheWaveAndItsOpposite) {
+TEST_F(WaveformTest, NormalBuffersContainTheWaveAndItsOpposite) {
   for (int size = 4; size <= 4096; size *= 2) {
     const auto cycle = static_cast<std::size_t>(size);
     Spoil(Dev::kWaveformBytes);
@@ -135,7 +135,7 @@ TEST_F(WaveformTest, ChirpAndSweepAgainstTheirFormulas) {
   }
 }
 
-TEST_F(WaveformTest, ARefusedMemoryOrDriverIsSurvived) {
+TEST_F(WaveformTest, ARefusedMemoryOrDriverDoesNotStopTheRest) {
   driver.unmappable = {Dev::kWaveformBytes};
   driver.Reset({{20, 0x40}});
   EXPECT_EQ(Dev::wf_fill_source_buffer(256, 0), 0);

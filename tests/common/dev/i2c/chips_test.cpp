@@ -76,7 +76,7 @@ TEST_F(Chips, RailsBecomeTheReferenceTemperature) {
 
 // Every chip: off at its own address, and one transfer after the other failing. A fault is -1 and
 // the word of the step that failed; afterwards the chip reads again and the multiplexer is off.
-TEST_F(Chips, EveryFaultHasItsWordAndPasses) {
+TEST_F(Chips, EveryFaultHasItsWordAndEnds) {
   const struct {
     const char* key;
     const char* unit;
@@ -145,7 +145,7 @@ TEST_F(Chips, EepromsAreReadByPlan) {
   }
 }
 
-TEST_F(Chips, AnEepromThatFailsInTheMiddleLeavesFfBehind) {
+TEST_F(Chips, AnEepromThatFailsInTheMiddleLeavesFf) {
   const auto whole = ReadEeprom(kChannelEeprom, 0, 12000, I2cDev::do_rawread, 12000);
   ASSERT_EQ(whole.size(), 12000u);
   EXPECT_EQ(Control("set i2c.MEAS_CH1.EE24LC32.fail_transfer 3"), "ok");  // address, chunk, chunk

@@ -81,7 +81,7 @@ TEST(Multiplexers, NumberedUpToRevision2) {
 }
 
 // Six steps lead to the chip: select, look at and set either multiplexer. The look is for the log.
-TEST(Transfers, TellWhichStepFailed) {
+TEST(Transfers, ReportTheStepThatFailed) {
   Board board;
   I2cMux::LoadI2cMuxs(Msg::MAIN_MODULE, 3);
   TestDev& device = DeepDevice();
@@ -121,7 +121,7 @@ TEST(Transfers, TellWhichStepFailed) {
   }
 }
 
-TEST(Transfers, CarryTheirBytes) {
+TEST(Transfers, TransferTheirBytes) {
   Board board;
   TestDev& device = AddTestDev(1, 999, false);
   std::array<char, 256> buf{'\x12', '\x34'};

@@ -90,7 +90,7 @@ TEST(Scan, LeavesDevicesAloneDuringATest) {
   EXPECT_EQ(bench.reads, (std::map<int, int>{{1, 1}, {2, 3}})) << "its count has stood still";
 }
 
-TEST(Scan, MakesFaultsSafetyFaults) {
+TEST(Scan, ReportsFaultsAsSafetyFaults) {
   ScanBench bench;
   bench.Add(1, 0, true, -5);
   TestDev& second = bench.Add(2, 1, true, 7);
@@ -160,7 +160,7 @@ struct RequestBench : Board {
   Dev::I2cMgr manager{"Test.I2cMgr", 0};
 };
 
-TEST(Wrapper, CopiesWhatTheTransferBrought) {
+TEST(Wrapper, CopiesTheTransferredBytes) {
   RequestBench bench;
   bench.Start();
   char buf[8] = {1, 2, 3, 4, 5, 6, 7, 8};
@@ -177,7 +177,7 @@ TEST(Wrapper, CopiesWhatTheTransferBrought) {
   EXPECT_EQ(bytes(), std::string("\1\0\0\0\0\6\7\x08", 8)) << "as before a transfer that failed";
 }
 
-TEST(Wrapper, RefusesWhatDoesNotFit) {
+TEST(Wrapper, RefusesBadLengths) {
   RequestBench bench;
   bench.Start();
   std::vector<char> buf(257, 'x');
@@ -254,7 +254,7 @@ TEST(Requests, AreServedBetweenTwoDevicesOfAScan) {
   EXPECT_EQ(order, (Log{"first", "request", "second"}));
 }
 
-TEST(Requests, AreGivenUpWhileATransferDoesNotComeBack) {
+TEST(Requests, FailWhileATransferHangs) {
   Board board;
   platform::Semaphore lifted;
   std::atomic<int> requests = 0;
@@ -274,7 +274,7 @@ TEST(Requests, AreGivenUpWhileATransferDoesNotComeBack) {
   worker.EndThread();
 }
 
-TEST(Requests, AreGivenBackWhenTheWorkerEnds) {
+TEST(Requests, FailWhenTheWorkerEnds) {
   Board board;
   platform::Semaphore posted;
   platform::Semaphore go;
@@ -302,7 +302,7 @@ TEST(Requests, AreGivenBackWhenTheWorkerEnds) {
   EXPECT_EQ(board.bus.TakeLog(), Log{});
 }
 
-TEST(Requests, OfManyThreadsKeepApart) {
+TEST(Requests, OfManyThreadsStaySeparate) {
   RequestBench bench;
   std::atomic<int> scans{0};
   std::mutex threads_mutex;

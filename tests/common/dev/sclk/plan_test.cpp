@@ -69,7 +69,7 @@ std::vector<std::uint64_t> Frequencies() {
   return all;
 }
 
-TEST_F(Plan, TheChipMakesTheClocksThatTheFrequencyAsksFor) {
+TEST_F(Plan, TheChipMakesTheClocksForTheFrequency) {
   int exact_plans = 0;
   for (const std::uint64_t micro : Frequencies()) {
     SCOPED_TRACE(micro);
@@ -162,7 +162,7 @@ TEST_F(Plan, ChoiceOfTheDivider) {
   }
 }
 
-TEST_F(Plan, WhatCannotBePlannedIsRefused) {
+TEST_F(Plan, ImpossiblePlansAreRefused) {
   using Change = void (*)(Param_Values&);
   const Change search[] = {
       [](Param_Values& p) { p.op[0].test_freq.a = p.op[0].test_freq.b = 0; },

@@ -45,7 +45,7 @@ class Spclk : public testing::Test {
   sclk_test::FakeChip& chip = board.chip;
 };
 
-TEST_F(Spclk, WhatIsBeyondALimitLeavesTheSettingAlone) {
+TEST_F(Spclk, ASettingBeyondALimitChangesNothing) {
   SpclkDev& spclk = Device();
   const Param_Values& params = spclk.GetParams();
   constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
@@ -115,7 +115,7 @@ TEST_F(Spclk, UpdateMakesTheClockAndLeavesReservedBits) {
   }
 }
 
-TEST_F(Spclk, AChipThatNeverLocksIsGivenUpAndTheNextUpdateIsWhole) {
+TEST_F(Spclk, AChipThatNeverLocksFailsAndTheNextUpdateIsWhole) {
   SpclkDev& spclk = Device();
   chip.locks_at_reset = 501;
   EXPECT_EQ(spclk.Update(0), -5);
@@ -130,7 +130,7 @@ TEST_F(Spclk, AChipThatNeverLocksIsGivenUpAndTheNextUpdateIsWhole) {
   EXPECT_EQ(board.open_buses, 0);
 }
 
-TEST_F(Spclk, AnyTransferMayFail) {
+TEST_F(Spclk, EachTransferMayFail) {
   Param_Values params;
   get_default_params(params);
   params.op[0].clkx_freq = {100, 0, 1};
@@ -183,7 +183,7 @@ TEST_F(Spclk, RegistersAcrossPagesAndOtherUsersOfTheBus) {
   }
 }
 
-TEST_F(Spclk, StepsAloneTouchTheStepRegistersOnly) {
+TEST_F(Spclk, StepsWriteOnlyTheStepRegisters) {
   SpclkDev& spclk = Device();
   ASSERT_EQ(spclk.Update(0), 0);
   const unsigned select = board.fpga[kClockSelect];
@@ -212,7 +212,7 @@ TEST_F(Spclk, StepsAloneTouchTheStepRegistersOnly) {
   EXPECT_EQ(board.WrittenTo(kMiscControl), (std::vector<unsigned>{0x8045, 0x8005, 0x8085, 0x8005}));
 }
 
-TEST_F(Spclk, WithoutAPlanOrAnFpgaTheChipIsLeftAlone) {
+TEST_F(Spclk, WithoutAPlanOrAnFpgaTheChipIsUnchanged) {
   SpclkDev& spclk = Device();
   spclk.SetTestFrequency(6000);  // with 4096 waveform samples
   EXPECT_LT(spclk.Update(0), 0);

@@ -87,7 +87,7 @@ TEST_F(ErrorRep, LeavesAFullListAlone) {
   EXPECT_EQ(Wire(), full);
 }
 
-TEST_F(ErrorRep, StopsAtTheEndOfAListWhoseCountsLie) {
+TEST_F(ErrorRep, StopsAtTheEndOfAListWithWrongCounts) {
   for (auto i = 1; i < 63; ++i) nak_->ecodes[i] = static_cast<std::int16_t>(0xF000);
   nak_->count = 63;
   EXPECT_EQ(nak_->SetHMPErrorCode(Msg::NAK_MOS_ERR, 75, 0), 0);

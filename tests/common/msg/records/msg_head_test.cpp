@@ -11,7 +11,7 @@ using test::As;
 using test::Bytes;
 using test::WireRecord;
 
-TEST(HmpMsgHead, FindsAnyByteThatIsWrong) {
+TEST(HmpMsgHead, FindsAnyWrongByte) {
   for (std::size_t payload : {0u, 1u, 32u, 131u, 300u}) {
     // 255s carry the sum past 16 bits and give stored sums with the top bit set
     Bytes good = WireRecord(0x46, Bytes(payload, 0xFF));
@@ -25,7 +25,7 @@ TEST(HmpMsgHead, FindsAnyByteThatIsWrong) {
   }
 }
 
-TEST(HmpMsgHead, KnowsWhetherAFrameHoldsIt) {
+TEST(HmpMsgHead, KnowsWhetherAFrameContainsIt) {
   struct {
     std::size_t frame;
     int len;
@@ -40,7 +40,7 @@ TEST(HmpMsgHead, KnowsWhetherAFrameHoldsIt) {
   EXPECT_FALSE(As<HmpMsgHead>(cut)->FrameHolds(cut.size()));
 }
 
-TEST(HmpMsgHead, TakesNoNegativeLengthForARecord) {
+TEST(HmpMsgHead, RefusesANegativeLength) {
   Bytes record = {0, 0, 3, 0, 0xFF, 0xFF, 0x01, 0x02};
   auto* head = As<HmpMsgHead>(record);
   EXPECT_TRUE(head->ChksmInvalid());

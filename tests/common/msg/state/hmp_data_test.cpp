@@ -37,7 +37,7 @@ TEST_F(HmpData, KindsFollowTheFrequency) {
   }
 }
 
-TEST_F(HmpData, RampsFollowTheFrequencyThatTheSourceRunsAt) {
+TEST_F(HmpData, RampsFollowTheFrequencyOfTheSource) {
   data.vlfthreshold = 1;
   data.frequency = 400.0F;
   data.previousfrequency = 15.0F;
@@ -113,7 +113,7 @@ TEST_F(HmpData, SetUpOfACurrentTest) {
   EXPECT_EQ(data.vlimit, 6553);
 }
 
-TEST_F(HmpData, UpdateOfAVoltageTestKeepsWhatWasBefore) {
+TEST_F(HmpData, UpdateOfAVoltageTestKeepsThePreviousValues) {
   Msg::HmpUpdTestParamReq request{};
   request.polarity = 1;
   request.volttarget = 120;
@@ -170,7 +170,7 @@ TEST_F(HmpData, AnExactFrequencyIsKept) {
   EXPECT_FLOAT_EQ(data.GetFrequency(), 50.0F);
 }
 
-TEST_F(HmpData, ChannelsThatThereAreNotAreLeftAlone) {
+TEST_F(HmpData, UnknownChannelsAreIgnored) {
   for (const int channel : {-1, 2, 1000}) {
     data.SetRangingInfo(channel, 5.0F);
     data.SetFilter(channel, 5);

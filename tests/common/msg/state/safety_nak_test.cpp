@@ -20,7 +20,7 @@ Words ErrorsOf(const SafetyNak& record) {
   return words;
 }
 
-TEST(SafetyNak, TellsEachTypeOnce) {
+TEST(SafetyNak, ReportsEachTypeOnce) {
   SafetyNak record;
   EXPECT_FALSE(record.CheckSafetyFault());
   EXPECT_TRUE(record.Add(514, 0x48, 1, 0));
@@ -60,7 +60,7 @@ TEST(SafetyNak, IsFullAt64Words) {
   EXPECT_EQ(record.Copy().etlen, 64);
 }
 
-TEST(SafetyNak, StaysWholeBetweenThreads) {
+TEST(SafetyNak, StaysConsistentBetweenThreads) {
   SafetyNak record;
   {
     std::jthread adder([&] {
