@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 
@@ -19,6 +20,7 @@
 #include "common/msg/records/hmp_error_rep.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/msg/state/safety_nak.h"
+#include "common/systemcheck/networkcheck.h"
 #include "libs/zmb/src/zmb_log.h"
 #include "mos/daemonize.h"
 #include "mos/instrument/process_flags.h"
@@ -89,6 +91,26 @@ bool CanDropAllok() {
   return false;
 }
 
+constexpr int kSourceTries = 10;
+
+// The start continues without the source module when it stays silent.
+void AwaitSource(const networkcheck& network) {
+  for (int seconds = 0; seconds < kSourceTries; ++seconds) {
+    if (network.IsSOSAlive()) {
+      Q5_LOG_NOTICE(mainL, "SOS IS ALIVE time %d \n", seconds);
+      break;
+    }
+    platform::Machine().Clock().SleepFor(std::chrono::seconds(1));
+  }
+  Q5_LOG_NOTICE(mainL, "SourceIP %s \n", network.GetSourceIP().c_str());
+}
+
+IMSG::ModuleAddresses AddressesIn(const networkcheck& network) {
+  return {.main = network.GetMainIP(),
+          .meas = network.GetMeasIP(),
+          .source = network.IsSOSAlive() ? network.GetSourceIP() : std::string()};
+}
+
 void PrintBanner(std::FILE* build_info) {
   std::printf("MOS Build date: %s\n", blddate);
   std::printf("pid %d\n", static_cast<int>(::getpid()));
@@ -124,9 +146,15 @@ int main(int argc, char* argv[]) {
   Msg::HmpErrorRep::InitMajorErrors();
   Mos::g_fpgafd = fpga->GetDeviceFd();
 
+  networkcheck& network = *networkcheck::GetNetworkCheck();
+  if (network.Init(Msg::MEAS_MODULE, nullptr, nullptr, Msg::kNetworkCheckPort) == 0) {
+    network.Start();
+  }
   Dev::I2cMgr& i2c = Dev::I2cMgr::CreateI2cMgr(options.gid.c_str(), options.gport);
   Mos::MeasMgr& manager = Mos::MeasMgr::CreateMeasMgr(i2c, options.id.c_str(), options.port);
   Mos::MeasMgr::SetInstance(&manager);
+  AwaitSource(network);
+  manager.SetNetwork([&network] { return AddressesIn(network); });
   manager.SetEeXmlOpt(options.skip_ee2xml);
   monitor::Init();
   monitor allokm("allokm");
@@ -142,12 +170,15 @@ int main(int argc, char* argv[]) {
     manager.GetAllok().Withdraw(Dev::AllokLine::kNotReady);
     if (options.monitor)
       allokm.AddOKTimer(kAllokPeriod, MSECSE, Mos::AllokCB, &manager.GetRecovery());
+    manager.GetInterModule().SetServerReady();
     manager.Start();
   }
   // no callback and no scan may run into what goes now
   Mos::logmonitor.StopTimer();
   monitor::End();
   if (ready) manager.GetAllok().Hold(Dev::AllokLine::kNotReady);
+  manager.GetInterModule().End();
+  network.End();
   manager.EndAcquisition();
   i2c.End();
   return ready ? 0 : 1;

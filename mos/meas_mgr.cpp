@@ -9,6 +9,7 @@
 #include "mos/instrument/process_objects.h"
 #include "mos/instrument/share_state.h"
 #include "mos/options.h"
+#include "platform/timed_calls.h"
 
 namespace Mos {
 
@@ -44,6 +45,10 @@ int MeasMgr::Init(int revision) {
   ReadConfiguration();
   if (StartBoard(revision) < 0) {
     StartupError("cannot start the I2C manager\n");
+    return -1;
+  }
+  if (JoinOthers() < 0) {
+    StartupError("cannot join the other modules: is port 6552 of this module in use?\n");
     return -1;
   }
   const bool calibrated = ReadCalibration();
@@ -88,6 +93,20 @@ void MeasMgr::ReadConfiguration() {
   });
 }
 
+int MeasMgr::JoinOthers() {
+  if (!addresses_) return 0;
+  return inter_module_.Start(GetZmqCtx(), addresses_,
+                             [this](const Mos::PendingFrequency::Step& its) {
+                               NotifyMosPendingFrequency(its.hertz, its.curange, its.voltscal);
+                             });
+}
+
+int MeasMgr::NotifyMosPendingFrequency(float frequency, int curange, int voltscal) {
+  const std::lock_guard lock(measurement_.Mutex());
+  const platform::TimeBudget budget(kLongestRequest);
+  return std::get<handlers::Update>(handlers_).PendingFrequency(frequency, curange, voltscal);
+}
+
 int MeasMgr::StartDeferredWork() {
   for (pthreadobj* deferred : {&pt, &nakpt}) {
     deferred->Init();
@@ -95,11 +114,6 @@ int MeasMgr::StartDeferredWork() {
   }
   logger_mgr::GetLogger()->SetBackgroundQueue(QueueOnPt);
   return 0;
-}
-
-int NotifyMosPendingFrequency(float frequency, int curange, int voltscal) {
-  MeasMgr* manager = MeasMgr::Instance();
-  return manager == nullptr ? -1 : manager->PendingFrequency(frequency, curange, voltscal);
 }
 
 void MeasMgr::SetFeUris() {

@@ -18,6 +18,7 @@
 #include "mos/daemon_config.h"
 #include "mos/handlers/handlers.h"
 #include "mos/instrument/instrument.h"
+#include "mos/inter_module.h"
 
 namespace Mos {
 
@@ -56,10 +57,12 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   /// Connects the electrical results with the corrections; before Init(int).
   static void StartResults();
 
-  /// The source module is about to change its frequency; see handlers::Update.
-  int PendingFrequency(float frequency, int curange, int voltscal) {
-    return std::get<handlers::Update>(handlers_).PendingFrequency(frequency, curange, voltscal);
-  }
+  /// Where the modules are; before Init(int). Without it the daemon hears no other module.
+  void SetNetwork(InterModule::Addresses addresses) { addresses_ = std::move(addresses); }
+  InterModule& GetInterModule() { return inter_module_; }
+  /// The source module is about to change its frequency; see handlers::Update. Waits for a request
+  /// that is being served.
+  int NotifyMosPendingFrequency(float frequency, int curange, int voltscal);
   /// For the callbacks of the timers.
   Recovery& GetRecovery() { return recovery_; }
   Dev::AllokLine& GetAllok() { return allok_; }
@@ -68,6 +71,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
  private:
   void ReadConfiguration();
   int StartDeferredWork();
+  int JoinOthers();
 
   // The board (board.cpp).
   int StartBoard(int revision);
@@ -94,6 +98,8 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   DaemonConfig _daemonconfig;
 
   int _skip_ee2xml = 0;
+  InterModule::Addresses addresses_;
+  InterModule inter_module_{IMSG::zpubsub::GetZPubSub()};
   std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
   SamplingClock clock_;
   ChannelFilters filters_{*this};
@@ -107,8 +113,5 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   handlers::All handlers_{instrument_, instrument_, instrument_,
                           instrument_, instrument_, instrument_};
 };
-
-/// MeasMgr::PendingFrequency of the process's instance; -1 without one.
-int NotifyMosPendingFrequency(float frequency, int curange, int voltscal);
 
 }  // namespace Mos

@@ -11,7 +11,7 @@ LIBS = ["platform", "libs/zmb/src"]
 SERVICES = LIBS + ["common/log", "common/monitor", "common/lib"]
 RECORDS = ["common/msg/records"]
 MESSAGES = ["common/zpubsub/records"]
-STATE = SERVICES + RECORDS + MESSAGES + ["common/msg/state", "common/zpubsub"]
+STATE = SERVICES + RECORDS + MESSAGES + ["common/msg/state", "common/zpubsub", "common/systemcheck"]
 XML = STATE + ["common/xml"]
 BUS = XML + ["common/dev/fpga", "common/dev/i2c/bus"]
 CHIPS = BUS + ["common/dev/i2c/chips"]
@@ -30,6 +30,7 @@ ALLOWED = {
     "common/msg/state": SERVICES + RECORDS,
     "common/zpubsub/records": ["platform", "common/log"] + RECORDS,
     "common/zpubsub": SERVICES + RECORDS + MESSAGES,
+    "common/systemcheck": SERVICES + RECORDS,
     "common/xml": STATE,
     "common/dev/fpga": STATE,
     "common/dev/i2c/bus": STATE,

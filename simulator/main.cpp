@@ -19,6 +19,7 @@
 #include "simulator/device_server.h"
 #include "simulator/eeprom_command.h"
 #include "simulator/ethb.h"
+#include "simulator/heartbeat.h"
 #include "simulator/root_dir.h"
 #include "simulator/sos.h"
 #include "simulator/tos.h"
@@ -102,6 +103,15 @@ int Serve(const Options& options) {
                             std::to_string(simulator::kBusPort),
                         config.seed, hear},
                        clock, instrument.Units());
+  const auto is_up = [&instrument](const char* unit) {
+    return instrument.Units().FindFaults(unit)->Chosen() != simulator::Fault::kOff;
+  };
+  simulator::Heartbeat heartbeat(
+      {config.Address(simulator::Module::kMain), config.Address(simulator::Module::kMeas),
+       config.Address(simulator::Module::kSource), [is_up] { return is_up("tos"); },
+       [is_up] { return is_up("sos"); }},
+      clock, instrument.Units());
+  if (!heartbeat.Problem().empty()) return Fail(kCannotRun, heartbeat.Problem());
   simulator::DeviceServer devices(instrument);
   if (auto problem = devices.Start(root.Path()); !problem.empty()) {
     return Fail(kCannotRun, problem);
@@ -111,9 +121,10 @@ int Serve(const Options& options) {
     return Fail(kCannotRun, problem);
   }
 
-  const auto pump = clock.StartTicks(kPumpPeriod, [&instrument, &sos] {
+  const auto pump = clock.StartTicks(kPumpPeriod, [&instrument, &sos, &heartbeat] {
     instrument.Update();
     sos.Update();
+    heartbeat.Update();
   });
   if (pump == nullptr) return Fail(kCannotRun, "no timer");
 

@@ -232,7 +232,8 @@ struct Update::Change {
   float frequency;  ///< Hz; the line's where the test follows it
   void* reply;
   unsigned changed = kAllButPolarity;
-  int samples = 0;  ///< in a cycle
+  unsigned told = kAllButPolarity;  ///< of that, what the channels have not heard yet
+  int samples = 0;                  ///< in a cycle
 };
 
 // The steps of new clock settings that every update needs, whatever has changed.
@@ -267,6 +268,8 @@ void Update::SetSampling(Change& update) {
 void Update::NoteChanges(Change& update, unsigned changed) {
   if (its_.measurement.IsRunning()) {
     if (!its_.measurement.NeedsWholeUpdate()) update.changed = changed;
+    // the channels have the step since the source came to zero, the clock has not
+    update.told = its_.measurement.AwaitsStep() ? changed : update.changed;
   } else {
     const int signal = ghmp->acdctest;
     Q5_LOG_INFO(measurementL, "Setting waveform signal to %d\n", signal);
@@ -359,7 +362,7 @@ int Update::Handle(const typename Kind::Request& asked, typename Kind::Reply& re
   FollowSignal(its_.GetCorrelators(), update.frequency);
   Kind::BeginCycle();
   if (Kind::kFitsFirst) FitCorrelators(update.samples);
-  if (running) Kind::TellChannels(update.changed);
+  if (running) Kind::TellChannels(update.told);
   if (!Kind::kFitsFirst) FitCorrelators(update.samples);
   TellSamples(update.samples, update.frequency);
   Kind::EndCycle(update.frequency);
@@ -382,6 +385,15 @@ int Update::PendingFrequency(float frequency, int curange, int voltscal) {
                    ": pubsub saveFreq:%f freq:%f saveIRange:%d Irng:%d saveVRange:%d Vrng:%d\n",
                    double{ghmp->GetFrequency()}, double{frequency}, ghmp->curange.load(), curange,
                    ghmp->voltscal.load(), voltscal);
+  // anybody may send this, and it may come late: without a test, or after the step's own update, it
+  // would only stop the samples
+  if (its_.measurement.GetState() == Measurement::State::kNone) return 0;
+  if (const short problem = ProblemOf(frequency, curange, voltscal); problem != 0) return -problem;
+  if (!its_.measurement.NeedsWholeUpdate() && ghmp->GetFrequency() == frequency &&
+      ghmp->curange == curange && ghmp->voltscal == voltscal) {
+    return 0;
+  }
+  its_.measurement.AwaitStep();
   ghmp->curange = static_cast<short>(curange);
   ghmp->voltscal = static_cast<short>(voltscal);
   ghmp->SetFrequency(frequency);

@@ -4,7 +4,7 @@
 // Each handler takes its request in place in its bus frame, at least as long as the record, and a
 // reply whose header is the request's and whose rest is 0. It returns 0 when the reply is complete.
 //
-// Threads: the measurement's lock is held, but for PendingFrequency, which any thread may call.
+// Threads: the measurement's lock is held.
 #pragma once
 
 #include "common/msg/records/hmp_records.h"

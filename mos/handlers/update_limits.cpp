@@ -89,4 +89,10 @@ short ProblemOf(const Msg::HmpUpdTestParamReqI& request) {
   return Msg::NAK_MCODE_MOS_SPCLKINVFREQ;
 }
 
+short ProblemOf(float frequency, int curange, int voltscal) {
+  const NamedRanges ranges{voltscal, "voltscal", curange, "curange"};
+  if (const short problem = ProblemOf(ranges); problem != 0) return problem;
+  return IsPossible(frequency) ? short{0} : short{Msg::NAK_MCODE_MOS_SPCLKINVFREQ};
+}
+
 }  // namespace Mos::handlers

@@ -9,5 +9,7 @@ namespace Mos::handlers {
 
 short ProblemOf(const Msg::HmpUpdTestParamReq& request);
 short ProblemOf(const Msg::HmpUpdTestParamReqI& request);
+/// Of a step that the source module announces: Hz, and the range of each kind of input.
+short ProblemOf(float frequency, int curange, int voltscal);
 
 }  // namespace Mos::handlers

@@ -26,12 +26,18 @@ void Measurement::SetUp() {
 
 void Measurement::MarkUpdate(bool whole) {
   half_updated_ = !whole;
+  awaits_step_ = false;
   if (whole && state_ == State::kSetUp) state_ = State::kReady;
   for (const ACQ_CHAN_NUM ch : {ACQ_CH1, ACQ_CH2}) {
     AcqChan* channel = AcqChan::get_AcqCh_instance(ch);
     if (channel == nullptr) continue;
     channel->Guard().SpoilUpdate(whole ? 0 : AcquisitionSystem::Data_Not_Valid);
   }
+}
+
+void Measurement::AwaitStep() {
+  MarkUpdate(false);
+  awaits_step_ = true;
 }
 
 void Measurement::EndUpdate() { ghmp->firstUpdate = true; }

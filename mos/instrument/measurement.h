@@ -43,6 +43,10 @@ class Measurement {
   /// update sets everything.
   void MarkUpdate(bool whole);
   bool NeedsWholeUpdate() const { return half_updated_; }
+  /// The source is at zero and the channels know the next step: until its update nothing is a
+  /// measurement.
+  void AwaitStep();
+  bool AwaitsStep() const { return awaits_step_; }
   /// The samples count from here.
   void EndUpdate();
   void Start();
@@ -69,6 +73,7 @@ class Measurement {
   std::atomic<unsigned> begun_{0};
   State state_ = State::kNone;
   bool half_updated_ = false;
+  bool awaits_step_ = false;
   MeasurementLog log_;
 };
 

@@ -119,6 +119,12 @@ void ModuleDrives::CheckNetworkDrives() {
   if (drives_module_ == MEAS_MODULE) networkmountdone = MountModules();
 }
 
+void ModuleDrives::UnMountSDPartitions() {
+  networkmountdone = false;
+  for (const MountPoint* point : {&kMain, &kSource}) Run(std::string("umount ") + point->path);
+  for (const Partition& partition : kPartitions) Run(std::string("umount ") + partition.path);
+}
+
 void ModuleDrives::CheckLocalDrives() {
   for (const Partition& partition : kPartitions) MountPartition(partition);
 }

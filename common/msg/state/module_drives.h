@@ -20,6 +20,8 @@ class ModuleDrives {
   int CheckMountPoint(const char* path, int len);
   void MountNetworkShare(const char* path, const char* share);
   bool MountBusy();
+  /// The power goes: nothing is written to the card or the shares any more.
+  void UnMountSDPartitions();
 
   std::atomic<bool> networkmountdone{false};
   std::atomic<bool> networkmountbusy{true};

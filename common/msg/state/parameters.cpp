@@ -131,8 +131,12 @@ void TestParameters::SetFrequency(const m3x64_num& hertz) {
 }
 
 void TestParameters::SetLineFrequency(int hertz) {
+  SetLineFrequency(m3x64_num{hertz > 0 ? static_cast<std::uint64_t>(hertz) : 0, 0, 1});
+}
+
+void TestParameters::SetLineFrequency(const m3x64_num& hertz) {
   const platform::Lock lock(linefrequencylock);
-  measured_line_frequency = {hertz > 0 ? static_cast<std::uint64_t>(hertz) : 0, 0, 1};
+  measured_line_frequency = hertz;
 }
 
 m3x64_num TestParameters::GetLineFrequency() const {

@@ -39,6 +39,7 @@ class TestParameters {
   void SetFrequency(const m3x64_num& hertz);
   float GetFrequency() const { return frequency; }
   void SetLineFrequency(int hertz);
+  void SetLineFrequency(const m3x64_num& hertz);
   m3x64_num GetLineFrequency() const;
 
   // --- Kinds of test ---
