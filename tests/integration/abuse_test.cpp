@@ -107,6 +107,11 @@ class RawPeer {
     }
   }
 
+  /// Asks as a peer of version 2 that waits for nothing.
+  void Leave(const std::string& questions) {
+    if (connected_) Say("\xFF\0\0\0\0\0\0\0\x01\x7F\x01\x05"s + Frame(0, "") + questions);
+  }
+
   /// Whether neither end has ended it, read or not.
   bool IsConnected() const {
     tcp_info info{};
@@ -320,6 +325,36 @@ TEST(Abuse, HarmsNeitherTheDaemonNorAHostThatMeasures) {
   EXPECT_NE(told, std::string::npos);
   EXPECT_EQ(output.find("test=kept-alive-by-another-host", told + 1), std::string::npos);
   ::setrlimit(RLIMIT_NOFILE, &own);
+}
+
+// A handler whose device is slow ends after 8 s; until then nobody reads what comes.
+TEST(Abuse, PeersThatComeAndGoWhileARequestIsServedLeaveLittleBehind) {
+  Bench bench;
+  bench.StartDaemon();
+  const struct {
+    const char* name;
+    std::string questions;
+  } cases[] = {{"without a question", ""},
+               {"with questions", Repeat(Frame(0, std::string(60000, 'x')), 2)}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    ASSERT_EQ(bench.Control({"fault", "fpga", "slow", "1000"}).status, 0);
+    const test::Process slow("q5host", {"--root", bench.root.Path(), "--via", "bus", "--timeout",
+                                        "60000", "measure", "--voltage", "5000"});
+    const long before = bench.daemon->ResidentKib();
+    const auto begin = std::chrono::steady_clock::now();
+    int came = 0;
+    for (; std::chrono::steady_clock::now() - begin < std::chrono::seconds(5); ++came) {
+      RawPeer(bench).Leave(c.questions);
+    }
+    const long now = bench.daemon->ResidentKib();
+    std::printf("%s: %d peers came, resident memory grew by %ld KiB\n", c.name, came, now - before);
+    test::ExpectNoGrowth(before, now, 32 << 10);
+    EXPECT_TRUE(bench.daemon->WaitForOutput("too many connections of one address"));
+    ASSERT_EQ(bench.Control({"fault", "fpga", "ok"}).status, 0);
+    EXPECT_EQ(bench.Host({"--timeout", "60000", "progress"}).status, 0);
+    RawPeer(bench).Greet();
+  }
 }
 
 }  // namespace

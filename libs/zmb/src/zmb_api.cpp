@@ -1,8 +1,11 @@
 #include "libs/zmb/src/zmb_api.h"
 
 #include <cerrno>
+#include <deque>
+#include <span>
 
 #include "libs/zmb/src/zmb_calls.h"
+#include "libs/zmb/src/zmb_guard.h"
 #include "libs/zmb/src/zmb_limits.h"
 #include "libs/zmb/src/zmb_log.h"
 
@@ -20,8 +23,19 @@ constexpr int kKeepAliveIdleS = 10;
 constexpr int kKeepAliveIntervalS = 5;
 constexpr int kKeepAliveProbes = 3;
 
+// By default a frame keeps the whole buffer of 8 KiB in which it came, so one of 40 bytes that
+// waits with a reply would take that much. zmq.h declares the option for draft builds only.
+constexpr int kZeroCopyRecv = 10;
+
 int SetInt(void* socket, int option, int value) {
   return zmq_setsockopt(socket, option, &value, sizeof value);
+}
+
+int TypeOf(void* socket) {
+  int type = -1;
+  size_t size = sizeof type;
+  zmq_getsockopt(socket, ZMQ_TYPE, &type, &size);
+  return type;
 }
 
 void KeepAlive(void* socket) {
@@ -58,13 +72,17 @@ void ContextCloser::operator()(void* context) const {
   }
 }
 
-void SocketCloser::operator()(void* socket) const { zmq_close(socket); }
+void SocketCloser::operator()(void* socket) const {
+  ZmbGuard::Instance().SocketClosed(socket);
+  zmq_close(socket);
+}
 
 Context OpenContext() {
   if (!CallsAreGuarded()) {
     zmb_log.Print(ZMB_ERROR, "<panic func=zmb_api.OpenContext connections=unguarded/>\n");
   }
   Context context(zmq_ctx_new());  // one I/O thread is the library's default
+  if (context) zmq_ctx_set(context.get(), kZeroCopyRecv, 0);
   return context;
 }
 
@@ -90,6 +108,7 @@ int SetLinger(void* socket, int milliseconds) { return SetInt(socket, ZMQ_LINGER
 // ZmbGuard limits the handshakes of those that connect to this end.
 int Bind(void* socket, const char* address) {
   SetInt(socket, ZMQ_HANDSHAKE_IVL, 0);
+  const Binding binding(TypeOf(socket) == ZMQ_ROUTER ? socket : nullptr);  // others need no reader
   return zmq_bind(socket, address);
 }
 
@@ -99,12 +118,25 @@ int Connect(void* socket, const char* address) {
 }
 
 int Poll(zmq_pollitem_t* items, int count, long timeout_ms) {
+  const int ready = zmq_poll(items, count, 0);
+  for (const zmq_pollitem_t& item : std::span(items, static_cast<size_t>(count))) {
+    const bool is_empty = (item.events & ~item.revents & ZMQ_POLLIN) != 0;
+    if (ready >= 0 && is_empty) ZmbGuard::Instance().FoundEmpty(item.socket);
+  }
+  if (ready != 0 || timeout_ms == 0) return ready;
+  std::deque<ZmbGuard::Waiting> waiting;
+  for (int i = 0; i < count; ++i) waiting.emplace_back(items[i].socket);
   return zmq_poll(items, count, timeout_ms);
 }
 
 int RecvMsg(void* socket, zmq_msg_t* msg, bool& more) {
-  const int size = zmq_msg_recv(msg, socket, 0);
+  int size = zmq_msg_recv(msg, socket, ZMQ_DONTWAIT);
+  if (size == -1 && errno == EAGAIN) {
+    const ZmbGuard::Waiting waiting(socket);
+    size = zmq_msg_recv(msg, socket, 0);
+  }
   more = size >= 0 && zmq_msg_more(msg) != 0;
+  if (size >= 0 && !more) ZmbGuard::Instance().HasRead(socket);
   return size;
 }
 

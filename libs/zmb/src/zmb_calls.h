@@ -7,4 +7,13 @@ namespace Common {
 /// hides the guard's calls from shared libraries.
 bool CallsAreGuarded();
 
+/// While it lives, this thread binds `socket`: what it listens on is that socket's.
+class Binding {
+ public:
+  explicit Binding(const void* socket);
+  ~Binding();
+  Binding(const Binding&) = delete;
+  Binding& operator=(const Binding&) = delete;
+};
+
 }  // namespace Common

@@ -52,23 +52,65 @@ ZmbGuard& ZmbGuard::Instance() {
   return *guard;
 }
 
-bool ZmbGuard::Admit(int fd) {
-  const auto peer = AddressOf(fd, ::getpeername);
-  const auto own = AddressOf(fd, ::getsockname);
-  return peer && own && Admit(fd, {*peer, *own});
+ZmbGuard::Waiting::Waiting(Socket socket) : socket_(socket) { Instance().BeginsToWait(socket_); }
+
+ZmbGuard::Waiting::~Waiting() { Instance().EndsToWait(socket_); }
+
+void ZmbGuard::Listens(int listener, Socket socket) {
+  const platform::Lock lock(mutex_);
+  listeners_[listener] = socket;
+  left_behind_.Open(socket, now_());
 }
 
-bool ZmbGuard::Admit(int fd, const Ends& ends) {
+void ZmbGuard::SocketClosed(Socket socket) {
+  const platform::Lock lock(mutex_);
+  std::erase_if(listeners_, [&](const auto& entry) { return entry.second == socket; });
+  left_behind_.Close(socket);
+}
+
+void ZmbGuard::FoundEmpty(Socket socket) {
+  const platform::Lock lock(mutex_);
+  left_behind_.FoundEmpty(socket);
+}
+
+void ZmbGuard::BeginsToWait(Socket socket) {
+  const platform::Lock lock(mutex_);
+  left_behind_.BeginsToWait(socket);
+}
+
+void ZmbGuard::EndsToWait(Socket socket) {
+  const platform::Lock lock(mutex_);
+  left_behind_.EndsToWait(socket, now_());
+}
+
+void ZmbGuard::HasRead(Socket socket) {
+  const platform::Lock lock(mutex_);
+  left_behind_.HasRead(socket);
+}
+
+bool ZmbGuard::Admit(int fd, int listener) {
+  const auto peer = AddressOf(fd, ::getpeername);
+  const auto own = AddressOf(fd, ::getsockname);
+  return peer && own && Admit(fd, {*peer, *own}, listener);
+}
+
+bool ZmbGuard::Admit(int fd, const Ends& ends, int listener) {
   platform::Lock lock(mutex_);
   connections_.erase(fd);  // a new one, so an old one of the number is gone
   const auto overdue = EndOverdue();
+  std::optional<Ended> idle;
   const char* refusal = RefusalOf(fd, ends);
+  if (refusal == nullptr) refusal = FindPlace(ends.peer, idle);
   if (refusal == nullptr) {
-    connections_.emplace(fd, Connection{.peer = ends.peer, .since = now_()});
+    const auto reads = listeners_.find(listener);
+    const Socket socket = reads != listeners_.end() ? reads->second : nullptr;
+    connections_.emplace(fd, Connection{.peer = ends.peer, .socket = socket, .since = now_()});
     Mark(fd, true);
   }
   lock.Unlock();
-  if (overdue) Report("handshake too slow", *overdue);
+  for (const auto& ended : {overdue, idle}) {
+    if (ended) Report(ended->reason, ended->peer);
+  }
   if (refusal != nullptr) Report(refusal, ends.peer);
   return refusal == nullptr;
 }
@@ -76,32 +118,73 @@ bool ZmbGuard::Admit(int fd, const Ends& ends) {
 const char* ZmbGuard::RefusalOf(int fd, const Ends& ends) const {
   if (!IsNeighbour(ends)) return "not of this net";
   if (!LeavesDescriptors(fd)) return "too few descriptors";
-  int same = 0;
-  int tcp = 0;
-  for (const auto& [other_fd, other] : connections_) {
-    if (other.ended) continue;
-    if (other.peer == ends.peer) ++same;
-    if (other.peer != 0) ++tcp;
-  }
-  if (same >= limits::kConnectionsOfOneAddress) return "too many connections of one address";
-  if (ends.peer != 0 && tcp >= limits::kTcpConnections) return "too many connections";
   return nullptr;
 }
 
+// Beyond the limit are places of connections that were ended here, but of which something is left:
+// then no more are ended.
+const char* ZmbGuard::FindPlace(std::uint32_t peer, std::optional<Ended>& ended) {
+  const Places places = PlacesInUse(peer);
+  const int same_left = limits::kConnectionsOfOneAddress - places.same;
+  const int tcp_left = peer == 0 ? 1 : limits::kTcpConnections - places.tcp;
+  if (same_left > 0 && tcp_left > 0) return nullptr;
+  if (same_left >= 0 && tcp_left >= 0) {
+    ended = same_left == 0 ? EndIdlest([&](const Connection& other) { return other.peer == peer; })
+                           : EndIdlest([](const Connection& other) { return other.peer != 0; });
+  }
+  if (ended) return nullptr;
+  return same_left <= 0 ? "too many connections of one address" : "too many connections";
+}
+
+ZmbGuard::Places ZmbGuard::PlacesInUse(std::uint32_t peer) const {
+  Places places;
+  const auto count = [&](std::uint32_t other) {
+    if (other == peer) ++places.same;
+    if (other != 0) ++places.tcp;
+  };
+  for (const auto& [fd, connection] : connections_) {
+    if (!connection.ended) count(connection.peer);
+  }
+  left_behind_.ForEach(count);
+  return places;
+}
+
 // libzmq never ends the handshake of a peer of the first two versions, so its own limit would cut
-// them in the middle of their work. The descriptor cannot be another file's yet: who closes it
-// waits in Closed until this is over. libzmq sees the end and closes it; until then the entry
-// stays, since bytes that came before the shutdown can still be received.
-std::optional<std::uint32_t> ZmbGuard::EndOverdue() {
+// them in the middle of their work.
+std::optional<ZmbGuard::Ended> ZmbGuard::EndOverdue() {
   const Time limit = now_() - std::chrono::milliseconds(limits::kHandshakeMs);
-  std::optional<std::uint32_t> peer;
+  std::optional<Ended> ended;
   for (auto& [fd, connection] : connections_) {
     if (connection.named || connection.ended || connection.since > limit) continue;
-    connection.ended = true;
-    ::shutdown(fd, SHUT_RDWR);
-    peer = connection.peer;
+    End(fd, connection);
+    ended = {"handshake too slow", connection.peer};
   }
-  return peer;
+  return ended;
+}
+
+// A connection of which a message still waits is not idle, however long it waits.
+template <class Match>
+std::optional<ZmbGuard::Ended> ZmbGuard::EndIdlest(Match match) {
+  Time limit = now_() - std::chrono::milliseconds(limits::kIdleMs);
+  auto idlest = connections_.end();
+  for (auto entry = connections_.begin(); entry != connections_.end(); ++entry) {
+    const Connection& connection = entry->second;
+    if (connection.ended || connection.last > limit || !match(connection)) continue;
+    if (!left_behind_.IsReadUntil(connection.socket, connection.last)) continue;
+    limit = connection.last;
+    idlest = entry;
+  }
+  if (idlest == connections_.end()) return std::nullopt;
+  End(idlest->first, idlest->second);
+  return Ended{"idle while others find no place", idlest->second.peer};
+}
+
+// The descriptor cannot be another file's yet: who closes it waits in Closed until this is over.
+// libzmq sees the end and closes it; until then the entry stays, since bytes that came before the
+// shutdown can still be received.
+void ZmbGuard::End(int fd, Connection& connection) {
+  connection.ended = true;
+  ::shutdown(fd, SHUT_RDWR);
 }
 
 bool ZmbGuard::Received(int fd, std::span<const std::uint8_t> bytes) {
@@ -109,6 +192,7 @@ bool ZmbGuard::Received(int fd, std::span<const std::uint8_t> bytes) {
   const auto entry = connections_.find(fd);
   if (entry == connections_.end()) return true;
   if (entry->second.ended) return false;
+  entry->second.last = now_();
   const std::uint32_t peer = entry->second.peer;
   const char* refusal = Follow(entry->second, bytes);
   lock.Unlock();
@@ -139,8 +223,12 @@ bool ZmbGuard::IsNameOfAnother(const Connection& connection) const {
 
 void ZmbGuard::Closed(int fd) {
   const platform::Lock lock(mutex_);
-  connections_.erase(fd);
   Mark(fd, false);
+  const auto entry = connections_.find(fd);
+  if (entry == connections_.end()) return;
+  const Connection& connection = entry->second;
+  if (connection.watch.HasGreeted()) left_behind_.Add(connection.socket, connection.peer);
+  connections_.erase(entry);
 }
 
 void ZmbGuard::Report(const char* reason, std::uint32_t peer) {

@@ -7,6 +7,9 @@
 // system calls by which libzmq gets its connections and their bytes (zmb_calls.cpp): there nothing
 // passes it, whatever the threads above are doing at that moment.
 //
+// A connection has its place until nothing of it is left in the process (ZmbLeftBehind). For that
+// the guard is told what the threads do that read the servers' sockets.
+//
 // Threads: any.
 #pragma once
 
@@ -20,6 +23,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "libs/zmb/src/zmb_left_behind.h"
 #include "libs/zmb/src/zmb_stream_watch.h"
 #include "platform/thread_safety.h"
 
@@ -33,18 +37,45 @@ class ZmbGuard {
     std::uint32_t own = 0;
   };
 
-  using Time = std::chrono::steady_clock::time_point;
+  using Time = ZmbLeftBehind::Time;
+  using Socket = ZmbLeftBehind::Socket;
 
   static ZmbGuard& Instance();
 
   explicit ZmbGuard(Time (*now)() = &std::chrono::steady_clock::now) : now_(now) {}
 
-  /// A connection that was just accepted. False: it is to be closed. Admitted are peers within the
-  /// machine, of the loopback and of the net in which they reached this module. Connections whose
-  /// handshake takes too long are shut down first.
-  bool Admit(int fd, const Ends& ends);
-  /// As Admit, with the ends that the socket itself names.
-  bool Admit(int fd);
+  /// What `listener` accepts is read by `socket`.
+  void Listens(int listener, Socket socket);
+  void SocketClosed(Socket socket);
+
+  // What the thread of a socket does; nothing for one that does not listen.
+
+  /// It waits as long as this object lives. The socket was found empty before.
+  class Waiting {
+   public:
+    explicit Waiting(Socket socket);
+    ~Waiting();
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+
+   private:
+    const Socket socket_;
+  };
+  void FoundEmpty(Socket socket);
+  void BeginsToWait(Socket socket);
+  void EndsToWait(Socket socket);
+  /// One message.
+  void HasRead(Socket socket);
+
+  // What connections do.
+
+  /// A connection that `listener` just accepted. False: it is to be closed. Admitted are peers
+  /// within the machine, of the loopback and of the net in which they reached this module.
+  /// Connections whose handshake takes too long are shut down first; where no place is left, so is
+  /// one that has been idle for long.
+  bool Admit(int fd, const Ends& ends, int listener = -1);
+  /// As Admit, with the ends that the connection itself names.
+  bool Admit(int fd, int listener);
   /// Bytes that a connection brought. False: it is to be closed. True for one that is unknown.
   bool Received(int fd, std::span<const std::uint8_t> bytes);
   void Closed(int fd);
@@ -65,18 +96,35 @@ class ZmbGuard {
 
   struct Connection {
     std::uint32_t peer;
+    Socket socket;  ///< that reads it, null when that is not known
     Time since;
+    Time last = since;  ///< that something came
     ZmbStreamWatch watch{};
     bool named = false;  ///< the handshake is over
     bool ended = false;  ///< by this guard; libzmq has not closed it yet
   };
 
-  // Both: null, or why not.
+  /// An end of connections by the guard, which is logged.
+  struct Ended {
+    const char* reason;
+    std::uint32_t peer;
+  };
+  struct Places {
+    int same = 0;  ///< of one address
+    int tcp = 0;
+  };
+
+  // Each: null, or why not.
   const char* RefusalOf(int fd, const Ends& ends) const Q5_REQUIRES(mutex_);
+  const char* FindPlace(std::uint32_t peer, std::optional<Ended>& ended) Q5_REQUIRES(mutex_);
   const char* Follow(Connection& connection, std::span<const std::uint8_t> bytes) const
       Q5_REQUIRES(mutex_);
-  /// The peer of one that was ended.
-  std::optional<std::uint32_t> EndOverdue() Q5_REQUIRES(mutex_);
+  Places PlacesInUse(std::uint32_t peer) const Q5_REQUIRES(mutex_);
+  // Both: one that was ended.
+  std::optional<Ended> EndOverdue() Q5_REQUIRES(mutex_);
+  static void End(int fd, Connection& connection);
+  template <class Match>
+  std::optional<Ended> EndIdlest(Match match) Q5_REQUIRES(mutex_);
   bool IsNameOfAnother(const Connection& connection) const Q5_REQUIRES(mutex_);
   /// Not under the lock: the log may close a file of its own.
   void Report(const char* reason, std::uint32_t peer);
@@ -85,6 +133,8 @@ class ZmbGuard {
   platform::Mutex mutex_;
   /// By descriptor.
   std::unordered_map<int, Connection> connections_ Q5_GUARDED_BY(mutex_);
+  std::unordered_map<int, Socket> listeners_ Q5_GUARDED_BY(mutex_);
+  ZmbLeftBehind left_behind_ Q5_GUARDED_BY(mutex_);
   std::unordered_map<std::string_view, Time> reported_ Q5_GUARDED_BY(mutex_);
 };
 

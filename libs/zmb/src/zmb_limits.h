@@ -27,6 +27,8 @@ inline constexpr int kWaitingReplies = 48;
 /// From the connection to the end of its handshake. A connection that takes longer loses its place
 /// to the next one.
 inline constexpr int kHandshakeMs = 2000;
+/// A connection over which nothing came for so long loses its place to a new one that finds none.
+inline constexpr int kIdleMs = 60'000;
 
 // --- All connections of the process ---
 
@@ -34,6 +36,10 @@ inline constexpr int kHandshakeMs = 2000;
 /// network locks a program of this module out.
 inline constexpr int kConnectionsOfOneAddress = 32;
 inline constexpr int kTcpConnections = 96;
+/// A socket takes its connections in turns. After so many messages each has had the turns for all
+/// that it left when it closed: at most 3 messages of each place, and 100 until libzmq looks for
+/// news.
+inline constexpr int kReadsUntilGone = 1024;
 /// Descriptors that connections leave to the rest of the process.
 inline constexpr int kSpareDescriptors = 64;
 

@@ -17,6 +17,8 @@ class ZmbStreamWatch {
   /// The next bytes of the stream. Null, or what is wrong with them; the stream is of no use then.
   const char* Take(std::span<const std::uint8_t> bytes);
 
+  /// Whether the peer has told which version it speaks. From then on libzmq has pipes for it.
+  bool HasGreeted() const { return step_ != Step::kGreeting; }
   /// The identity that the peer gave itself, empty for none; nothing before it is known.
   const std::optional<std::string>& Identity() const { return identity_; }
 

@@ -45,10 +45,23 @@ const std::string kThree = "\xFF\0\0\0\0\0\0\0\x01\x7F\x03\0NULL"s + std::string
 
 class ZmbGuardTest : public testing::Test {
  protected:
-  bool Admits(std::uint32_t peer) { return guard_.Admit(++fd_, {peer, peer == 0 ? 0 : kOwn}); }
+  bool Admits(std::uint32_t peer) {
+    return guard_.Admit(++fd_, {peer, peer == 0 ? 0 : kOwn}, kListener);
+  }
   int AdmitAll(std::uint32_t peer) {
     int admitted = 0;
     while (Admits(peer)) ++admitted;
+    return admitted;
+  }
+  /// How many of 100 peers get a place that come one after the other, say `greeting` and go.
+  int ComeAndGo(const std::string& greeting) {
+    int admitted = 0;
+    for (int i = 0; i < 100; ++i) {
+      if (!Admits(kHost)) continue;
+      ++admitted;
+      Takes(fd_, greeting);
+      guard_.Closed(fd_);
+    }
     return admitted;
   }
   bool Takes(int fd, const std::string& text) { return guard_.Received(fd, Bytes(text)); }
@@ -63,6 +76,7 @@ class ZmbGuardTest : public testing::Test {
 
   static ZmbGuard::Time Now() { return now_; }
 
+  static constexpr int kListener = 99;
   static inline ZmbGuard::Time now_;
   ZmbGuard guard_{&Now};
   int fd_ = 100;  // numbers that no file of this process has
@@ -87,8 +101,8 @@ TEST_F(ZmbGuardTest, LeavesDescriptorsToTheRestOfTheProcess) {
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   const int first_spare = static_cast<int>(limit.rlim_cur) - Common::limits::kSpareDescriptors;
-  EXPECT_TRUE(guard_.Admit(first_spare - 1, {}));
-  EXPECT_FALSE(guard_.Admit(first_spare, {}));
+  EXPECT_TRUE(guard_.Admit(first_spare - 1, ZmbGuard::Ends{}));
+  EXPECT_FALSE(guard_.Admit(first_spare, ZmbGuard::Ends{}));
 }
 
 TEST_F(ZmbGuardTest, AnIdentityBelongsToItsAddress) {
@@ -126,6 +140,64 @@ TEST_F(ZmbGuardTest, AHandshakeWithoutEndGivesItsPlaceUp) {
   EXPECT_EQ(::recv(peer.Get(), &byte, 1, MSG_DONTWAIT), 0) << "its connection is shut down";
   EXPECT_FALSE(Takes(own.Get(), kThree.substr(64))) << "what had come before that";
   EXPECT_EQ(Logged("reason=\"handshake too slow\""), 1);
+}
+
+TEST_F(ZmbGuardTest, APlaceIsTakenUntilNothingOfItsConnectionIsLeft) {
+  const int sockets[2] = {};
+  const auto *socket = &sockets[0], *other = &sockets[1];
+  EXPECT_EQ(ComeAndGo(kThree), 100) << "of a socket of which nothing is known";
+  guard_.Listens(kListener + 1, other);
+  guard_.Listens(kListener, socket);
+  EXPECT_EQ(ComeAndGo(kThree.substr(0, 63)), 100) << "without a greeting nothing is kept";
+  for (const std::string& greeting : {kOne.substr(0, 1), kTwo.substr(0, 12), kThree}) {
+    EXPECT_EQ(ComeAndGo(greeting), 32);
+    guard_.BeginsToWait(other);
+    EXPECT_EQ(ComeAndGo(greeting), 0) << "not the thread that has to read it";
+    guard_.FoundEmpty(socket);
+  }
+  EXPECT_EQ(ComeAndGo(kThree), 32);
+  for (int i = 1; i < Common::limits::kReadsUntilGone; ++i) guard_.HasRead(socket);
+  EXPECT_EQ(ComeAndGo(kThree), 0);
+  guard_.HasRead(socket);
+  EXPECT_EQ(ComeAndGo(kThree), 32) << "each has had its turns";
+  guard_.BeginsToWait(socket);
+  EXPECT_EQ(ComeAndGo(kThree), 100);
+  guard_.EndsToWait(socket);
+  EXPECT_EQ(ComeAndGo(kThree), 32);
+  guard_.SocketClosed(socket);
+  EXPECT_EQ(ComeAndGo(kThree), 100);
+}
+
+TEST_F(ZmbGuardTest, WhoIsIdleLongestMakesRoomForOneThatFindsNoPlace) {
+  int ends[2];
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+  const platform::UniqueFd own(ends[0]), peer(ends[1]);
+  const int socket = 0;
+  guard_.Listens(kListener, &socket);
+  const std::string nameless = kTwo.substr(0, 12) + "\0\0"s;
+  const auto admits_greeted = [&](std::uint32_t from) {
+    return Admits(from) && Takes(fd_, nameless);
+  };
+  for (const std::uint32_t address : {kHost, kOther, kLoopback}) {
+    for (int i = 0; i < 31; ++i) EXPECT_TRUE(admits_greeted(address));
+  }
+  EXPECT_TRUE(guard_.Admit(own.Get(), {kHost, kOwn}, kListener));
+  EXPECT_TRUE(Takes(own.Get(), nameless));
+  now_ += std::chrono::milliseconds(1);
+  for (int fd = 101; fd <= fd_; ++fd) EXPECT_TRUE(Takes(fd, "\0\0"s));
+  for (const std::uint32_t address : {kOther, kLoopback}) EXPECT_TRUE(admits_greeted(address));
+  now_ += std::chrono::milliseconds(Common::limits::kIdleMs - 2);
+  EXPECT_FALSE(Admits(kHost));
+  now_ += std::chrono::milliseconds(1);
+  EXPECT_FALSE(Admits(kOther)) << "the idle one is not of this address";
+  EXPECT_FALSE(Admits(kHost)) << "its question may still wait to be read";
+  guard_.BeginsToWait(&socket);
+  EXPECT_FALSE(Admits(0) && Admits(kOther)) << "the module's own have their places";
+  EXPECT_TRUE(Admits(kOther + 1)) << "the network was full";
+  char byte;
+  EXPECT_EQ(::recv(peer.Get(), &byte, 1, MSG_DONTWAIT), 0);
+  EXPECT_FALSE(Takes(own.Get(), "\0\0"s));
+  EXPECT_EQ(Logged("peer=192.168.42.51 connections=98 reason=\"idle"), 1);
 }
 
 TEST(ZmbStreamWatch, FollowsEveryVersion) {

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
@@ -183,6 +185,30 @@ TEST_F(ServantTest, StopTakesEffectWithTheNextMessage) {
   EXPECT_FALSE(ended);
   EXPECT_EQ(Hello(address), "hello!") << "which is still served";
   loop.join();
+}
+
+TEST_F(ServantTest, AFaultOfTheTransportsThreadIsHandled) {
+  Echo echo;
+  echo.SetZid("Test.Echo");
+  const std::string address = Ipc("/tmp/Test.Echo.ipc");
+  const Running running(echo, address);
+  EXPECT_EQ(Hello(address), "hello!");
+  int threads = 0;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::ifstream status(task.path() / "status");
+    std::string word, name;
+    status >> word >> name;
+    if (!name.starts_with("ZMQbg/IO")) continue;
+    while (status >> word && word != "SigBlk:") {
+    }
+    std::uint64_t blocked = 0;
+    status >> std::hex >> blocked;
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) {
+      EXPECT_EQ(blocked >> (fault - 1) & 1, 0u) << fault;
+    }
+    ++threads;
+  }
+  EXPECT_EQ(threads, 1);
 }
 
 TEST_F(ServantTest, WithoutItsEndPointItDoesNotStart) {
