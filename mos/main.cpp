@@ -91,16 +91,18 @@ bool CanDropAllok() {
   return false;
 }
 
-constexpr int kSourceTries = 10;
+constexpr auto kSourceWait = std::chrono::seconds(10);
+constexpr auto kSourceLook = std::chrono::milliseconds(50);
 
 // The start continues without the source module when it stays silent.
 void AwaitSource(const networkcheck& network) {
-  for (int seconds = 0; seconds < kSourceTries; ++seconds) {
-    if (network.IsSOSAlive()) {
-      Q5_LOG_NOTICE(mainL, "SOS IS ALIVE time %d \n", seconds);
-      break;
-    }
-    platform::Machine().Clock().SleepFor(std::chrono::seconds(1));
+  platform::Clock& clock = platform::Machine().Clock();
+  const auto begin = clock.Monotonic();
+  const auto waited = [&] { return clock.Monotonic() - begin; };
+  while (!network.IsSOSAlive() && waited() < kSourceWait) clock.SleepFor(kSourceLook);
+  if (network.IsSOSAlive()) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(waited()).count();
+    Q5_LOG_NOTICE(mainL, "SOS IS ALIVE time %d \n", static_cast<int>(seconds));
   }
   Q5_LOG_NOTICE(mainL, "SourceIP %s \n", network.GetSourceIP().c_str());
 }

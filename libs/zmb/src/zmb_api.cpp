@@ -108,7 +108,9 @@ int SetLinger(void* socket, int milliseconds) { return SetInt(socket, ZMQ_LINGER
 // ZmbGuard limits the handshakes of those that connect to this end.
 int Bind(void* socket, const char* address) {
   SetInt(socket, ZMQ_HANDSHAKE_IVL, 0);
-  const Binding binding(TypeOf(socket) == ZMQ_ROUTER ? socket : nullptr);  // others need no reader
+  const int type = TypeOf(socket);
+  const void* reader = type == ZMQ_PUB ? ZmbGuard::NobodyReads() : socket;
+  const Binding binding(type == ZMQ_PUB || type == ZMQ_ROUTER ? reader : nullptr);
   return zmq_bind(socket, address);
 }
 

@@ -52,6 +52,11 @@ ZmbGuard& ZmbGuard::Instance() {
   return *guard;
 }
 
+ZmbGuard::Socket ZmbGuard::NobodyReads() {
+  static const char nobody = 0;
+  return &nobody;
+}
+
 ZmbGuard::Waiting::Waiting(Socket socket) : socket_(socket) { Instance().BeginsToWait(socket_); }
 
 ZmbGuard::Waiting::~Waiting() { Instance().EndsToWait(socket_); }
@@ -59,7 +64,7 @@ ZmbGuard::Waiting::~Waiting() { Instance().EndsToWait(socket_); }
 void ZmbGuard::Listens(int listener, Socket socket) {
   const platform::Lock lock(mutex_);
   listeners_[listener] = socket;
-  left_behind_.Open(socket, now_());
+  if (socket != NobodyReads()) left_behind_.Open(socket, now_());
 }
 
 void ZmbGuard::SocketClosed(Socket socket) {
@@ -194,6 +199,7 @@ bool ZmbGuard::Received(int fd, std::span<const std::uint8_t> bytes) {
   if (entry->second.ended) return false;
   entry->second.last = now_();
   const std::uint32_t peer = entry->second.peer;
+  entry->second.bytes += bytes.size();
   const char* refusal = Follow(entry->second, bytes);
   lock.Unlock();
   if (refusal != nullptr) Report(refusal, peer);
@@ -202,6 +208,9 @@ bool ZmbGuard::Received(int fd, std::span<const std::uint8_t> bytes) {
 
 const char* ZmbGuard::Follow(Connection& connection, std::span<const std::uint8_t> bytes) const {
   if (const char* wrong = connection.watch.Take(bytes)) return wrong;
+  if (connection.socket == NobodyReads() && connection.bytes > limits::kSubscriberBytes) {
+    return "a subscriber that says too much";
+  }
   const auto& name = connection.watch.Identity();
   if (connection.named || !name) return nullptr;
   if (name->starts_with('\0')) return "identity of the transport's own";

@@ -44,6 +44,8 @@ class ZmbGuard {
 
   explicit ZmbGuard(Time (*now)() = &std::chrono::steady_clock::now) : now_(now) {}
 
+  /// In place of a socket: of one that publishes.
+  static Socket NobodyReads();
   /// What `listener` accepts is read by `socket`.
   void Listens(int listener, Socket socket);
   void SocketClosed(Socket socket);
@@ -99,6 +101,7 @@ class ZmbGuard {
     Socket socket;  ///< that reads it, null when that is not known
     Time since;
     Time last = since;  ///< that something came
+    std::size_t bytes = 0;
     ZmbStreamWatch watch{};
     bool named = false;  ///< the handshake is over
     bool ended = false;  ///< by this guard; libzmq has not closed it yet

@@ -3,6 +3,8 @@
 // has.
 #pragma once
 
+#include <cstddef>
+
 namespace Common::limits {
 
 // --- One message ---
@@ -29,6 +31,10 @@ inline constexpr int kWaitingReplies = 48;
 inline constexpr int kHandshakeMs = 2000;
 /// A connection over which nothing came for so long loses its place to a new one that finds none.
 inline constexpr int kIdleMs = 60'000;
+
+/// What a subscriber may say in all. libzmq keeps each subscription for as long as the connection
+/// lasts; a sound one is a few bytes, sent once.
+inline constexpr std::size_t kSubscriberBytes = 4096;
 
 // --- All connections of the process ---
 
