@@ -8,6 +8,7 @@
 #include "common/log/log_line.h"
 #include "common/msg/records/hmp_opcodes.h"
 #include "common/msg/state/hmp_data.h"
+#include "mos/handlers/answers.h"
 #include "mos/handlers/handlers.h"
 #include "mos/instrument/process_objects.h"
 #include "mos/keeper_watch.h"
@@ -21,11 +22,10 @@ namespace {
 // Results that Handle itself returns; all others come from the handlers.
 constexpr int kUnsupported = 3;
 constexpr int kBadRecord = 6;
-constexpr int kClockRefused = 13;  // a handler built no reply
-constexpr int kFailed = 14;        // a handler threw and built no reply
+constexpr int kFailed = 14;  // of one that threw
 
 bool HasNoReply(int result) {
-  return result == kUnsupported || result == kBadRecord || result == kClockRefused ||
+  return result == kUnsupported || result == kBadRecord || result == handlers::kClockRefused ||
          result == kFailed;
 }
 
@@ -61,6 +61,9 @@ constexpr Entry kHandlers[] = {
     Adapter<&handlers::Run::HandleMsg7>::For(0x07),
     Adapter<&handlers::Run::HandleMsg16>::For(0x16),
     Adapter<&handlers::Relays::HandleMsg17>::For(0x17),
+    Adapter<&handlers::Clock::HandleMsg1A>::For(0x1A),
+    Adapter<&handlers::Clock::HandleMsg1B>::For(0x1B),
+    Adapter<&handlers::Service::HandleMsg1D>::For(0x1D),
     Adapter<&handlers::Service::HandleMsg1F>::For(0x1F),
     Adapter<&handlers::Service::HandleMsg21>::For(0x21),
     Adapter<&handlers::Run::HandleMsg26>::For(0x26),

@@ -2,6 +2,7 @@
 
 #include "common/acquisition/correct.h"
 #include "common/dev/fpga/fpga_dev.h"
+#include "common/electrical/elec.h"
 #include "common/log/log_line.h"
 #include "common/log/logger_mgr.h"
 #include "common/msg/state/hmp_data.h"
@@ -27,6 +28,7 @@ MeasMgr::MeasMgr(Dev::I2cMgr& i2c, const char* id, std::uint16_t port)
     : SignalCommon(Msg::MEAS_MODULE, i2c) {
   if (id != nullptr) SetZid(id);
   if (port != 0) SetDefFeTcpPort(static_cast<short>(port));
+  acquisition::elec::GetElec().SetStray(&stray_);
 }
 
 int MeasMgr::Init() {
@@ -84,6 +86,8 @@ void MeasMgr::ReadConfiguration() {
     StartupError("meascalibration is %d: results are not corrected by the calibration\n",
                  _daemonconfig.meascalibration);
   }
+  stray_.SetTest(&data, &data);
+  stray_.SetConfigValue(_daemonconfig.straycapacitance);
   acquisition::Correct::GetCorrect().SetCalibration(_daemonconfig.meascalibration);
   ConfigureFpga();
   logger_mgr::GetLogger()->SetNetworkDrives({

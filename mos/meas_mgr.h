@@ -12,6 +12,7 @@
 #include "common/acquisition/acquisition.h"
 #include "common/dev/fpga/allok_line.h"
 #include "common/dev/i2c/bus/i2c_mgr.h"
+#include "common/electrical/stray_cap.h"
 #include "common/signalh/signal_common.h"
 #include "libs/zmb/src/zmb_message.h"
 #include "libs/zmb/src/zmb_simple_servant.h"
@@ -100,6 +101,7 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   int _skip_ee2xml = 0;
   InterModule::Addresses addresses_;
   InterModule inter_module_{IMSG::zpubsub::GetZPubSub()};
+  acquisition::StrayCap stray_;
   std::unique_ptr<acquisition::Acquisition> _acquisition;  ///< null before Init
   SamplingClock clock_;
   ChannelFilters filters_{*this};
@@ -108,9 +110,9 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   FilterReader filter_reader_;
   Dev::AllokLine allok_;
   Recovery recovery_{measurement_, clock_, filter_reader_, allok_};
-  const Instrument instrument_{*this,        filters_,  dividers_,   clock_,
-                               measurement_, recovery_, _acquisition};
-  handlers::All handlers_{instrument_, instrument_, instrument_,
+  const Instrument instrument_{*this,  filters_,     dividers_, stray_,
+                               clock_, measurement_, recovery_, _acquisition};
+  handlers::All handlers_{instrument_, instrument_, instrument_, instrument_,
                           instrument_, instrument_, instrument_};
 };
 

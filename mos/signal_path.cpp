@@ -65,6 +65,7 @@ void MeasMgr::StartResults() { acquisition::elec::GetElec().Init(); }
 
 void MeasMgr::CreateChannels() {
   Dev::SetRangeTables(&Dev::GetEepromGroup(_i2cMgr, *Msg::ghmp));
+  stray_.SetTable(Dev::StrayCapacitances());
   AcquisitionSystem::SetFrontEnds(Channel(0), Channel(1));
   AcquisitionSystem::ChannelPair::Instance();
   LinkFpga();
@@ -82,6 +83,8 @@ void MeasMgr::LinkFpga() {
 }
 
 MeasMgr::~MeasMgr() {
+  EndAcquisition();
+  acquisition::elec::GetElec().SetStray(nullptr);
   if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->SetLinks({});
 }
 

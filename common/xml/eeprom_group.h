@@ -59,7 +59,7 @@ class EepromGroup {
   /// Of the dividers HV1 (0) and HV2 (1); null for any other.
   const range_table* GetMainrefTableEnt(int n) const;
   /// 1: capacitance, 2: resistance; 0 is empty. Null for any other.
-  intcal_table* GetIntcalTableEnt(int n);
+  const intcal_table* GetIntcalTableEnt(int n) const;
 
   // --- Identity and dates, as the files have them; empty until read ---
 

@@ -79,7 +79,7 @@ const range_table* EepromGroup::GetMainrefTableEnt(int n) const {
   return n == 0 || n == 1 ? &mainref_tbl[static_cast<std::size_t>(n)] : nullptr;
 }
 
-intcal_table* EepromGroup::GetIntcalTableEnt(int n) {
+const intcal_table* EepromGroup::GetIntcalTableEnt(int n) const {
   return n >= 0 && n <= 2 ? &intcal_tbl[static_cast<std::size_t>(n)] : nullptr;
 }
 

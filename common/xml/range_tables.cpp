@@ -11,6 +11,8 @@ namespace Dev {
 
 namespace {
 
+constexpr int kCapacitances = 1;  // of the tables of stray admittances
+
 std::atomic<const EepromGroup*> tables_of_all{nullptr};
 
 constexpr mode_range_table_ent Default(unsigned code, float scaling_factor) {
@@ -65,6 +67,17 @@ const mode_range_table_ent& DividerEntry(int divider) {
   const range_table* table =
       group == nullptr ? nullptr : Filled(group->GetMainrefTableEnt(divider));
   return table == nullptr ? kIdentityEntry : *table->ent;
+}
+
+const intcal_table* StrayCapacitances() {
+  const EepromGroup* group = tables_of_all;
+  return group == nullptr ? nullptr : group->GetIntcalTableEnt(kCapacitances);
+}
+
+CalibrationDates GetCalibrationDates() {
+  const EepromGroup* group = tables_of_all;
+  if (group == nullptr) return {};
+  return {.calibrated = group->getFinalCalDate(), .due = group->getCalDueDate()};
 }
 
 const mode_range_table_ent* get_range_table_ent(int channel, int mode, int range_index) {

@@ -1,8 +1,11 @@
 // The one way to the rows of the calibration: by channel, mode and range index, by filter, or by
-// divider, each with what replaces a row that the calibration does not have.
+// divider, each with what replaces a row that the calibration does not have; the stray capacitances
+// of the leads; and the dates.
 //
 // Rows stay where they are for the life of the process. Threads: any, once the tables are read.
 #pragma once
+
+#include <string>
 
 #include "common/xml/cal_tables.h"
 
@@ -31,5 +34,15 @@ const mode_range_table_ent* FilterEntry(int channel, int filter);
 
 /// The row of the divider HV1 (0) or HV2 (1); kIdentityEntry for any other, or without calibration.
 const mode_range_table_ent& DividerEntry(int divider);
+
+/// The stray capacitances of the instrument's leads; null without calibration.
+const intcal_table* StrayCapacitances();
+
+/// As the instrument's calibration has them, empty where it has none.
+struct CalibrationDates {
+  std::string calibrated;
+  std::string due;
+};
+CalibrationDates GetCalibrationDates();
 
 }  // namespace Dev

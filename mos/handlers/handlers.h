@@ -3,6 +3,7 @@
 
 #include <tuple>
 
+#include "mos/handlers/clock.h"
 #include "mos/handlers/relays.h"
 #include "mos/handlers/results.h"
 #include "mos/handlers/run.h"
@@ -12,6 +13,6 @@
 
 namespace Mos::handlers {
 
-using All = std::tuple<SetUp, Update, Run, Results, Relays, Service>;
+using All = std::tuple<SetUp, Update, Run, Results, Relays, Clock, Service>;
 
 }  // namespace Mos::handlers

@@ -1,7 +1,7 @@
 #include "mos/handlers/relays.h"
 
-#include <iterator>
 #include <string>
+#include <vector>
 
 #include "common/acquisition/ranging/acq_ch_following.h"
 #include "common/log/capture.h"
@@ -63,23 +63,24 @@ constexpr LeadTexts kHvLeads[] = {{10, kHv1, "USING HV1 MESS 28 channel 1\n",
                                   {11, kHv2, "USING HV2 MESS 28 channel 1\n",
                                    "USING HV2 MESS 28 channel 2\n", " MESS 28 else hv2 \n"}};
 
-std::string LeadList(const char* title, int leads) {
+std::string LeadList(const char* title, const std::vector<const char*>& leads) {
   std::string text = title;
   const char* separator = "";
-  for (std::size_t bit = 0; bit < std::size(Msg::kLeadNames); ++bit) {
-    if (!HasBit(leads, static_cast<int>(bit))) continue;
+  for (const char* lead : leads) {
     text += separator;
-    text += Msg::kLeadNames[bit];
+    text += lead;
     separator = ",";
   }
   return text;
 }
 
 void GetCircuitDescription(const Msg::HmpLeadConfigReq& request) {
-  Q5_LOG_INFO(measurementL, "%s %s %s %s %s\n", LeadList("Energize ", request.energize).c_str(),
-              LeadList("Measure ", request.measure).c_str(),
-              LeadList("Guard ", request.guard).c_str(),
-              LeadList("Floating ", request.fltleads).c_str(), request.calibonoff > 0 ? "ON" : "");
+  Q5_LOG_INFO(measurementL, "%s %s %s %s %s\n",
+              LeadList("Energize ", request.GetEnergizeStrings()).c_str(),
+              LeadList("Measure ", request.GetMeasureStrings()).c_str(),
+              LeadList("Guard ", Msg::LeadNames(request.guard)).c_str(),
+              LeadList("Floating ", Msg::LeadNames(request.fltleads)).c_str(),
+              request.calibonoff > 0 ? "ON" : "");
 }
 
 // A fault of the instrument stops a test before its path is set. A permanent fault stops every test
@@ -101,6 +102,7 @@ int Relays::HandleMsg17(const Msg::HmpTestRlyReq* request, Msg::HmpTestRlyRep* r
   CaptureRequest(*request);
   request->Show(kInfo);
   msgmonitorm.ResetTimer();
+  its_.stray.StoreRelays(request);
   if (MustRefuse()) return RefuseWithList(reply, "Mos Msg17 error codes\n");
   Dividers& dividers = its_.dividers;
   dividers.measV = dividers.Entry(TellDivider(DividerOf(request->mvvp, request->mvvn), kMainPath));
@@ -118,6 +120,7 @@ int Relays::HandleMsg17(const Msg::HmpTestRlyReq* request, Msg::HmpTestRlyRep* r
 
 int Relays::HandleMsg28(const Msg::HmpLeadConfigReq* request, Msg::HmpLeadConfigRep* reply) {
   CaptureRequest(*request);
+  its_.stray.GetBackplaneCalibration(request);
   request->Show(kInfo);
   GetCircuitDescription(*request);
   if (MustRefuse()) return RefuseWithList(reply, "Mos Msg28 error codes\n");

@@ -1,24 +1,35 @@
 #include "mos/handlers/service.h"
 
+#include "common/acquisition/ranging/acq_ch_following.h"
 #include "common/log/log_line.h"
 #include "common/msg/state/firmware_version.h"
 #include "common/msg/state/hmp_data.h"
 #include "common/msg/state/safety_nak.h"
+#include "common/xml/range_tables.h"
 #include "mos/handlers/answers.h"
 #include "mos/instrument/correlators.h"
 #include "mos/instrument/process_objects.h"
 #include "platform/backend.h"
 
 namespace Mos::handlers {
-namespace {
 
-template <class Request>
-void NoteRequest(const Request& request) {
-  CaptureRequest(request);
-  request.Show(Logger::kInfo);
+int Service::HandleMsg1D(const Msg::HmpLoadTapChangerReq* request,
+                         Msg::HmpLoadTapChangerRep* reply) {
+  NoteRequest(*request);
+  const bool done = request->direction == Msg::kTapChangerMoveDone;
+  const int result = AcquisitionSystem::AcqChFollowing::notify_both_channels(
+      done ? AcquisitionSystem::ACQ_EVT_TAP_CHANGER_MOVE_DONE
+           : AcquisitionSystem::ACQ_EVT_TAP_CHANGER_MOVING);
+  if (result < 0 && done) {
+    Q5_LOG_ERROR(measurementL, "%s:Notify channels ACQ_EVT_TAP_CHANGER_MOVE_DONE failed - ret:%d\n",
+                 __func__, result);
+  } else if (result < 0) {
+    Q5_LOG_ERROR(measurementL, "%s:Notify channels ACQ_EVT_TAP_CHANGER_MOVING failed - ret:%d\n",
+                 __func__, result);
+  }
+  reply->SetAck();
+  return 0;
 }
-
-}  // namespace
 
 int Service::HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep* reply) {
   Msg::ghmp->ClearBootErrorCodes();  // a host that reads the versions has seen the boot's result
@@ -70,8 +81,11 @@ int Service::HandleMsg37(const Msg::HmpEndRowReq* request, Msg::HmpEndRowRep* re
 
 int Service::HandleMsg38(const Msg::HmpMiscConfigReq* request, Msg::HmpMiscConfigRep* reply) {
   NoteRequest(*request);
-  // The calibration dates, the line frequency and the compatibility index are sent as 0: nothing in
-  // the daemon knows them.
+  const Dev::CalibrationDates dates = Dev::GetCalibrationDates();
+  reply->SetCalibrationDate(dates.calibrated.c_str());
+  reply->SetCalibrationDueDate(dates.due.c_str());
+  // 0 until the source module has said it; the compatibility index stays 0, as nothing here has one
+  reply->SetLineFrequency(static_cast<float>(ValueOf(Msg::ghmp->GetLineFrequency())));
   reply->SetAck();
   return 0;
 }

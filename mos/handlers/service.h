@@ -15,6 +15,7 @@ class Service {
  public:
   explicit Service(const Instrument& its) : its_(its) {}
 
+  int HandleMsg1D(const Msg::HmpLoadTapChangerReq* request, Msg::HmpLoadTapChangerRep* reply);
   int HandleMsg1F(const Msg::HmpConfVersReq* request, Msg::HmpConfVersRep* reply);
   int HandleMsg21(const Msg::HmpFWUpdateInitReq* request, Msg::HmpFWUpdateInitRep* reply);
   int HandleMsg35(const Msg::HmpSetTimeOfDayReq* request, Msg::HmpSetTimeOfDayRep* reply);

@@ -157,6 +157,7 @@ int SetUp::Begin(const Kind& kind, const Request& request, void* reply) {
   // a recovery or a pause before this test no longer watches its discharge
   if (Dev::FpgaDev* fpga = Dev::FpgaDev::GetDevice()) fpga->ClearDischargeFlag();
   if (!ghmp->IsInternalHVVoltageTest()) its_.dividers.Drop();
+  its_.stray.Drop();
   // before anything that may be refused: a block must not take the range of the test before
   AcquisitionSystem::AcqChan::announce_parameters();
   testmonitor.StopTimer();

@@ -62,11 +62,6 @@ void MarkSlowCycle() {
   SineCorrelator::SetCycleComplete(false);
 }
 
-void FollowSignal(const Correlators& filters, float hertz) {
-  filters.g_fastFilter->SetSignalFrequency(hertz);
-  filters.g_slowFilter->SetSignalFrequency(hertz);
-}
-
 void LogSampleSets(float hertz) {
   const auto* channel = AcquisitionSystem::AcqChan::get_AcqCh_instance(ACQ_CH1);
   double sets = channel == nullptr ? 1 : channel->get_sample_sets_per_cycle();
@@ -301,20 +296,10 @@ int Update::SetClock(const Change& update) {
   return result;
 }
 
-// A new length of the cycle starts the correlators from the beginning.
-void Update::FitCorrelators(int samples) {
-  const Correlators filters = its_.GetCorrelators();
-  if (filters.g_fastFilter->GetSamplesPerCycle() == samples) return;
-  ghmp->samplespercyc = samples;
-  its_.acquisition->BetweenBlocks([&] {
-    filters.g_fastFilter->Reinit(samples, samples);
-    its_.acquisition->AverageFilter()->Reinit(samples);
-    filters.g_slowFilter->Reinit(samples, samples);
-  });
-}
-
 // From here the samples count again.
 void Update::EndUpdate(const Change& update, bool running) {
+  // the first update, too: the leads came before it, and knew another frequency
+  its_.stray.SetFrequency(update.frequency);
   its_.measurement.EndUpdate();
   if (!running) AcquisitionSystem::AcqChan::announce_parameters();
   TellFrequencyDone(update.frequency, true);
@@ -361,9 +346,9 @@ int Update::Handle(const typename Kind::Request& asked, typename Kind::Reply& re
   its_.measurement.MarkUpdate(true);
   FollowSignal(its_.GetCorrelators(), update.frequency);
   Kind::BeginCycle();
-  if (Kind::kFitsFirst) FitCorrelators(update.samples);
+  if (Kind::kFitsFirst) its_.FitCorrelators(update.samples);
   if (running) Kind::TellChannels(update.told);
-  if (!Kind::kFitsFirst) FitCorrelators(update.samples);
+  if (!Kind::kFitsFirst) its_.FitCorrelators(update.samples);
   TellSamples(update.samples, update.frequency);
   Kind::EndCycle(update.frequency);
   Kind::Acknowledge(reply, update.frequency);

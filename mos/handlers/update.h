@@ -33,7 +33,6 @@ class Update {
   void SetSampling(Change& update);
   void NoteChanges(Change& update, unsigned changed);
   int SetClock(const Change& update);
-  void FitCorrelators(int samples);
   void EndUpdate(const Change& update, bool running);
 
   const Instrument& its_;

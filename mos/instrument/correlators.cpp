@@ -12,6 +12,22 @@ Correlators GetCorrelators(acquisition::Acquisition* acquisition) {
   return {acquisition->FastFilter(), acquisition->SlowFilter()};
 }
 
+void FollowSignal(const Correlators& filters, float hertz) {
+  filters.g_fastFilter->SetSignalFrequency(hertz);
+  filters.g_slowFilter->SetSignalFrequency(hertz);
+}
+
+void FitCorrelators(acquisition::Acquisition& acquisition, int samples) {
+  const Correlators filters = GetCorrelators(&acquisition);
+  if (filters.g_fastFilter->GetSamplesPerCycle() == samples) return;
+  Msg::ghmp->samplespercyc = samples;
+  acquisition.BetweenBlocks([&] {
+    filters.g_fastFilter->Reinit(samples, samples);
+    acquisition.AverageFilter()->Reinit(samples);
+    filters.g_slowFilter->Reinit(samples, samples);
+  });
+}
+
 void ResetCorrelators(const Correlators& filters) {
   AcqChan::set_reset_sine_correlators_request(acquisition::kResetNow);
   if (Msg::ghmp->testStart) return;

@@ -14,6 +14,11 @@ struct Correlators {
 };
 /// Null while acquisition is stopped.
 Correlators GetCorrelators(acquisition::Acquisition* acquisition);
+/// Both get the frequency of the signal, in hertz.
+void FollowSignal(const Correlators& filters, float hertz);
+/// A new length of the cycle starts the correlators of `acquisition`, which has them, from the
+/// beginning.
+void FitCorrelators(acquisition::Acquisition& acquisition, int samples);
 /// The producer resets both before the next block that they take. Without a test their phasors are
 /// cleared at once.
 void ResetCorrelators(const Correlators& filters);

@@ -5,6 +5,7 @@
 
 #include "common/acquisition/acquisition.h"
 #include "common/acquisition/ranging/channel_enums.h"
+#include "common/electrical/stray_cap.h"
 #include "common/signalh/signal_common.h"
 #include "mos/instrument/channel_filters.h"
 #include "mos/instrument/correlators.h"
@@ -19,6 +20,7 @@ struct Instrument {
   SignalCommon& channels;
   ChannelFilters& filters;
   Dividers& dividers;
+  acquisition::StrayCap& stray;
   SamplingClock& clock;
   Measurement& measurement;
   Recovery& recovery;
@@ -26,6 +28,8 @@ struct Instrument {
 
   Correlators GetCorrelators() const { return Mos::GetCorrelators(acquisition.get()); }
   void ResetCorrelators() const { Mos::ResetCorrelators(GetCorrelators()); }
+  /// Only while there are correlators.
+  void FitCorrelators(int samples) const { Mos::FitCorrelators(*acquisition, samples); }
 
   /// See acquisition::Producer::g_waveformCaptureRunning.
   void SetWaveformCapture(int mode) const {

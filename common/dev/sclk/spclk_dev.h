@@ -58,6 +58,8 @@ class SpclkDev {
   int SetDefaultParamters();
 
   const Param_Values& GetParams() const { return _params; }
+  /// Takes back what setters have noted, with what GetParams returned before them.
+  void SetParams(const Param_Values& params) { _params = params; }
   unsigned GetWfSamplesPerCyc() const { return _params.wf_samples_per_cycle; }
 
   // --- The hardware ---

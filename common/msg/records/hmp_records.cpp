@@ -1,6 +1,7 @@
 #include "common/msg/records/hmp_records.h"
 
 #include <cstring>
+#include <iterator>
 
 namespace Msg {
 namespace {
@@ -17,6 +18,18 @@ void StartNak(HmpNakRep& nak, std::int16_t code, std::size_t details) {
 
 void HmpMiscConfigRep::SetCalibrationDate(const char* date) {
   SetText(calibdate, date == nullptr ? "" : date);
+}
+
+void HmpMiscConfigRep::SetCalibrationDueDate(const char* date) {
+  SetText(calibduedate, date == nullptr ? "" : date);
+}
+
+std::vector<const char*> LeadNames(int mask) {
+  std::vector<const char*> names;
+  for (std::size_t bit = 0; bit < std::size(kLeadNames); ++bit) {
+    if ((static_cast<unsigned>(mask) >> bit & 1U) != 0) names.push_back(kLeadNames[bit]);
+  }
+  return names;
 }
 
 void HmpNakRep::SetErrCode(short error_code) {

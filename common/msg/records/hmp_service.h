@@ -1,6 +1,8 @@
 // Records that configure the measurement path and the clocks, and the housekeeping ones.
 #pragma once
 
+#include <vector>
+
 #include "common/msg/records/hmp_record_base.h"
 
 namespace Msg {
@@ -37,6 +39,8 @@ Q5_RECORD(HmpTestRlyReq, 44, Q5_AT(6, hvs), Q5_AT(8, lvs), Q5_AT(10, pfc), Q5_AT
 /// Names of the leads, by their bit in the masks of HmpLeadConfigReq.
 inline constexpr const char* kLeadNames[] = {"MIR", "MIY", "MIB", "MIG", "SVR", "SVY",
                                              "SVB", "SVN", "SLE", "EX",  "HV1", "HV2"};
+/// The names of the leads of a mask, by rising bit; a bit without a lead has none.
+std::vector<const char*> LeadNames(int mask);
 
 struct [[gnu::packed]] HmpLeadConfigReq : HmpRecord<HmpLeadConfigReq> {
   std::int16_t energize;    ///< leads energized; HV1 and HV2 select the voltage channels' divider
@@ -45,6 +49,9 @@ struct [[gnu::packed]] HmpLeadConfigReq : HmpRecord<HmpLeadConfigReq> {
   std::int16_t fltleads;    ///< leads left floating
   std::int16_t calibonoff;  ///< above 0: calibration on
   std::int16_t chksm;
+
+  std::vector<const char*> GetEnergizeStrings() const { return LeadNames(energize); }
+  std::vector<const char*> GetMeasureStrings() const { return LeadNames(measure); }
 };
 Q5_RECORD(HmpLeadConfigReq, 18, Q5_AT(6, energize), Q5_AT(8, measure), Q5_AT(10, guard),
           Q5_AT(12, fltleads), Q5_AT(14, calibonoff), Q5_AT(16, chksm));
@@ -69,7 +76,7 @@ Q5_RECORD(HmpSetSampParamReq, 36, Q5_AT(6, sigmeasrefclk), Q5_AT(8, sigmeassclk)
           Q5_AT(28, outbufmech), Q5_AT(30, freqjumpsize), Q5_AT(34, chksm));
 
 struct [[gnu::packed]] HmpAdjFreqReq : HmpRecord<HmpAdjFreqReq> {
-  std::int16_t freqincdec;  ///< steps up, or down when negative
+  std::int16_t freqincdec;  ///< 1: a step up, 2: a step down
   std::int16_t chksm;
 };
 Q5_RECORD(HmpAdjFreqReq, 10, Q5_AT(6, freqincdec), Q5_AT(8, chksm));
@@ -130,6 +137,7 @@ struct [[gnu::packed]] HmpMiscConfigRep : HmpReply<HmpMiscConfigRep> {
 
   /// The text is cut to 16 characters; null counts as empty.
   void SetCalibrationDate(const char* date);
+  void SetCalibrationDueDate(const char* date);
   void SetLineFrequency(float hertz) { linefrequency = hertz; }
 };
 Q5_RECORD(HmpMiscConfigRep, 175, Q5_AT(6, ack), Q5_AT(7, calibdate), Q5_AT(24, calibduedate),
