@@ -93,7 +93,7 @@ int Serve(const Options& options) {
   if (!instrument.Problem().empty()) return Fail(kCannotRun, instrument.Problem());
   simulator::Sos sos({[&instrument] { return instrument.AllokUp(); }, config.speed, config.seed},
                      clock, instrument.Source(), instrument.Units());
-  simulator::Tos tos(instrument.Path(), config.seed, instrument.Units());
+  simulator::Tos tos(instrument.Path(), instrument.Leads(), config.seed, instrument.Units());
   const auto hear = [&sos, &tos](simulator::HostRecord record) {
     tos.Hear(record);
     sos.Hear(record);

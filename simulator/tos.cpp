@@ -34,8 +34,8 @@ VoltagePath::Tap TapOfLeads(int energized) {
 
 }  // namespace
 
-Tos::Tos(VoltagePath& path, std::uint64_t seed, Units& units)
-    : path_(path), faults_({Fault::kOff}, seed) {
+Tos::Tos(VoltagePath& path, Leads& leads, std::uint64_t seed, Units& units)
+    : path_(path), leads_(leads), faults_({Fault::kOff}, seed) {
   units.AddFaults("tos", faults_);
 }
 
@@ -51,6 +51,8 @@ void Tos::Hear(HostRecord record) {
     if (!leads) return;
     const VoltagePath::Tap tap = TapOfLeads(leads->energize);
     path_.Set({tap, tap});
+    leads_.Use(static_cast<std::uint16_t>(leads->energize),
+               static_cast<std::uint16_t>(leads->measure));
   }
 }
 

@@ -42,8 +42,10 @@ VirtualInstrument::VirtualInstrument(const Config& config, std::string root, pla
       i2c_(config_, clock_, units_),
       source_(units_),
       device_(units_),
+      leads_(units_),
       path_(units_),
-      signals_(source_, device_, path_, {i2c_.Channel(0), i2c_.Channel(1)}, config_.seed, units_),
+      signals_(source_, device_, leads_, path_, {i2c_.Channel(0), i2c_.Channel(1)}, config_.seed,
+               units_),
       fpga_(config_, clock_, i2c_.ClockChip(), signals_, counters_, units_),
       attributes_(config_, counters_, units_),
       mounts_(config_.seed, shell_, units_) {
@@ -51,6 +53,7 @@ VirtualInstrument::VirtualInstrument(const Config& config, std::string root, pla
   const auto before = [this] { fpga_.Update(); };
   source_.Observe(before);
   device_.Observe(before);
+  leads_.Observe(before);
   path_.Observe(before);
   for (std::size_t channel = 0; channel < kMeasChannels; ++channel) {
     if (MeasChannelBoard* board = i2c_.Channel(channel)) board->Observe(before);

@@ -18,6 +18,7 @@
 #include "simulator/i2c_board.h"
 #include "simulator/mounts.h"
 #include "simulator/shell.h"
+#include "simulator/signal/leads.h"
 #include "simulator/signal/signal_model.h"
 #include "simulator/signal/voltage_path.h"
 #include "simulator/units.h"
@@ -56,6 +57,7 @@ class VirtualInstrument final : public platform::Instrument {
   SignalSource& Source() { return source_; }
   DeviceUnderTest& Device() { return device_; }
   VoltagePath& Path() { return path_; }
+  simulator::Leads& Leads() { return leads_; }
   /// Whether no module pulls the ALLOK line down.
   bool AllokUp() const { return fpga_.AllokUp(); }
   /// Null on a module without channel boards; 0 or 1.
@@ -79,6 +81,7 @@ class VirtualInstrument final : public platform::Instrument {
   I2cBoard i2c_;
   SignalSource source_;
   DeviceUnderTest device_;
+  simulator::Leads leads_;
   VoltagePath path_;
   SignalModel signals_;
   DriverCounters counters_;

@@ -46,10 +46,11 @@ struct SignalModel::Stretch {
 };
 
 SignalModel::SignalModel(const SignalSource& source, const DeviceUnderTest& device,
-                         const VoltagePath& path, const Boards& boards, std::uint64_t seed,
-                         Units& units)
+                         const Leads& leads, const VoltagePath& path, const Boards& boards,
+                         std::uint64_t seed, Units& units)
     : source_(source),
       device_(device),
+      leads_(leads),
       path_(path),
       boards_(boards),
       noise_block_(seed),
@@ -95,7 +96,7 @@ bool SignalModel::TakeSettings(const SampleConditions& conditions) {
   const std::uint64_t source = source_.Version();
   const std::uint64_t device = device_.Version();
   changed = changed || source != source_version_ || device != device_version_ ||
-            path_.Version() != path_version_;
+            leads_.Version() != leads_version_ || path_.Version() != path_version_;
   // A line that drifts matters only where it is picked up.
   SampleConditions wanted = conditions;
   if (settings_.line_noise == 0 && source == source_version_) {
@@ -118,9 +119,11 @@ void SignalModel::Rebuild() {
   for (std::size_t i = 0; i < before.size(); ++i) before[i] = Value(channels_[i], i);
   source_version_ = source_.Version();
   device_version_ = device_.Version();
+  leads_version_ = leads_.Version();
   path_version_ = path_.Version();
   settings_ = source_.Get();
   circuit_ = device_.Get();
+  lead_settings_ = leads_.Get();
   taps_ = path_.Get();
   for (std::size_t i = 0; i < boards_.size(); ++i) {
     if (boards_[i] == nullptr) continue;
@@ -148,6 +151,12 @@ void SignalModel::AimLevels() {
   dc_.Go(position_, settings_.on ? settings_.dc : 0, rate);
 }
 
+std::complex<double> SignalModel::Impedance(double hertz) const {
+  const std::complex<double> device = circuit_.Impedance(hertz);
+  const std::complex<double> stray = lead_settings_.Admittance(hertz);
+  return stray == 0.0 ? device : device / (1.0 + device * stray);
+}
+
 /// Phases continue where they are: a new frequency makes no jump.
 void SignalModel::BuildComponents() {
   const Phase phase = components_.empty() ? 0 : components_.front().phase;
@@ -168,7 +177,7 @@ void SignalModel::BuildComponents() {
     components_.push_back(
         MakeComponent(line_phase, line_step, conditions_.line_hertz, settings_.line_noise, 0));
   }
-  const std::complex<double> direct = circuit_.Impedance(0);
+  const std::complex<double> direct = Impedance(0);
   for (std::size_t i = 0; i < channels_.size(); ++i) {
     channels_[i].dc_gain = (Input(i, direct, 0) * channels_[i].front_end.At(0)).real();
   }
@@ -189,7 +198,7 @@ SignalModel::Component SignalModel::MakeComponent(Phase phase, Phase step, doubl
   component.phase = phase;
   component.step = step;
   component.turn = Unit(step);
-  const std::complex<double> impedance = circuit_.Impedance(hertz);
+  const std::complex<double> impedance = Impedance(hertz);
   const std::complex<double> peak = std::numbers::sqrt2 * relative * Unit(PhaseOfDegrees(degrees));
   for (std::size_t i = 0; i < channels_.size(); ++i) {
     component.seen[i] = peak * Input(i, impedance, hertz) * channels_[i].front_end.At(hertz);

@@ -20,6 +20,7 @@
 #include "simulator/meas_channel_board.h"
 #include "simulator/signal/device_under_test.h"
 #include "simulator/signal/front_end.h"
+#include "simulator/signal/leads.h"
 #include "simulator/signal/level.h"
 #include "simulator/signal/noise.h"
 #include "simulator/signal/phase.h"
@@ -34,8 +35,8 @@ class SignalModel final : public fpga::SampleSource {
   using Boards = std::array<MeasChannelBoard*, kMeasChannels>;
 
   /// A board may be null: that channel has noise only. All references outlive the model.
-  SignalModel(const SignalSource& source, const DeviceUnderTest& device, const VoltagePath& path,
-              const Boards& boards, std::uint64_t seed, Units& units);
+  SignalModel(const SignalSource& source, const DeviceUnderTest& device, const Leads& leads,
+              const VoltagePath& path, const Boards& boards, std::uint64_t seed, Units& units);
 
   void Begin() override;
   void Prepare(const fpga::SampleConditions& conditions, platform::Nanoseconds at) override;
@@ -75,6 +76,8 @@ class SignalModel final : public fpga::SampleSource {
   void BuildComponents();
   Component MakeComponent(Phase phase, Phase step, double hertz, double relative,
                           double degrees) const;
+  /// Of the device with the stray admittance of its leads across it.
+  std::complex<double> Impedance(double hertz) const;
   void AimLevels();
   /// What the channel's input gets for each volt or ampere of the source.
   std::complex<double> Input(std::size_t index, std::complex<double> impedance, double hertz) const;
@@ -90,6 +93,7 @@ class SignalModel final : public fpga::SampleSource {
 
   const SignalSource& source_;
   const DeviceUnderTest& device_;
+  const Leads& leads_;
   const VoltagePath& path_;
   const Boards boards_;
   const NoiseBlock noise_block_;
@@ -98,9 +102,11 @@ class SignalModel final : public fpga::SampleSource {
   fpga::SampleConditions conditions_;
   std::uint64_t source_version_ = 0;
   std::uint64_t device_version_ = 0;
+  std::uint64_t leads_version_ = 0;
   std::uint64_t path_version_ = 0;
   SourceSettings settings_;
   Circuit circuit_;
+  LeadSettings lead_settings_;
   VoltagePath::Taps taps_{};
   std::vector<Component> components_;  ///< the fundamental, its harmonics, the mains
   std::array<Channel, kMeasChannels> channels_{};

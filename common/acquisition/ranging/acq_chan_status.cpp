@@ -98,6 +98,12 @@ void AcqChan::HandleEvent(EXTERNAL_EVENT event) {
       return fixed_range_.Start(NextParameters());
     case ACQ_EVT_SOURCE_RAMPED_TO_ZERO:
       return fixed_range_.Change(NextParameters());
+    case ACQ_EVT_TAP_CHANGER_MOVING:
+      return set_reset_sine_correlators_request(acquisition::kResetNow);
+    case ACQ_EVT_TAP_CHANGER_MOVE_DONE:
+      // a recording of the moves goes on over them; else no sum spans two positions of the tap
+      if (Msg::ghmp->IsOLTCDRMTest()) return;
+      return fixed_range_.Change(NextParameters());
     case ACQ_EVT_STOP_TEST:
       result_guard_.BeginTest();
       return fixed_range_.Stop();

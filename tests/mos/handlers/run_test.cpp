@@ -94,6 +94,63 @@ TEST_F(TestRun, AnUpdateAfterARefusedOneSetsEverything) {
   }
 }
 
+// A service request that changes the clock leaves a test whose parameters are no longer true.
+TEST_F(TestRun, AClockChangedBehindATestIsNoMeasurementUntilAnUpdate) {
+  Control("set source.amplitude 100");
+  Control("set source.on 1");
+  SetUpTest(100, RangeFor(0.04), 60);
+  ASSERT_TRUE(AwaitValid());
+  const auto with = [](auto change) {
+    Msg::HmpSetSampParamReq request{};
+    request.sigmeasrefclk = 1;
+    request.sigmeassclk = 1;
+    request.freq = 50;
+    request.adcclkpersamp = 64;
+    request.samppercyc = 256;
+    change(request);
+    return request;
+  };
+  for (const auto& bad :
+       {with([](auto& r) { r.sigmeasrefclk = 0; }), with([](auto& r) { r.sigmeassclk = 2; }),
+        with([](auto& r) { r.freq = std::nanf(""); }), with([](auto& r) { r.freq = 7001; }),
+        with([](auto& r) { r.adcclkpersamp = -64; }), with([](auto& r) { r.samppercyc = 0; }),
+        with([](auto& r) { r.samppercyc = std::numeric_limits<int>::min(); }),
+        with([](auto& r) { r.freqjumpsize = 566668; })}) {
+    Send(0x1A, bad);
+    EXPECT_EQ(result, 13);
+    EXPECT_TRUE(AwaitValid());
+  }
+  Msg::HmpAdjFreqReq step{};
+  ASSERT_NE(Mos::spclksync, 0);
+  EXPECT_EQ(Send(0x1B, step), 6);  // the clock is the other module's
+  Mos::spclksync = 0;
+  for (const int direction : {0, 3, -1}) {
+    step.freqincdec = static_cast<short>(direction);
+    Send(0x1B, step);
+    EXPECT_EQ(result, 13) << direction;
+    EXPECT_TRUE(AwaitValid());
+  }
+  step.freqincdec = 1;
+
+  Msg::HmpUpdTestParamReq update{};
+  update.volttarget = 100;
+  update.curange = static_cast<short>(RangeFor(0.04));
+  update.frequency = 60;
+  for (const int opcode : {0x1A, 0x1B}) {
+    EXPECT_EQ(opcode == 0x1A ? Send(opcode, with([](auto&) {})) : Send(opcode, step), 6);
+    const std::string rate = Control("get samples.rate");
+    EXPECT_EQ(rate == "ok 12800 Hz", opcode == 0x1A) << rate;
+    for (int i = 0; i < 100; ++i) {
+      Send(0x46, Msg::HmpAckProgressReq{});
+      ASSERT_NE(test::WordAt(reply, 7) & Data_Not_Valid, 0) << opcode;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    ASSERT_EQ(Send(0x04, update), 6);
+    EXPECT_TRUE(AwaitValid()) << opcode;
+    EXPECT_EQ(Control("get samples.rate"), "ok 30720 Hz");
+  }
+}
+
 TEST_F(TestRun, WithoutAnUpdateNothingIsValid) {
   Control("set source.amplitude 100");
   Control("set source.on 1");

@@ -2,6 +2,7 @@
 // costs when something is missing.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <limits>
 
 #include "common/acquisition/ranging/acq_chan.h"
@@ -199,7 +200,28 @@ TEST_F(TestSetUp, AClockThatDoesNotLockIsReported) {
   EXPECT_EQ(Send(0x04, Voltage(55)), 6);
 }
 
-TEST_F(TestSetUp, UnknownInputModesRefuseASetUp) {
+TEST_F(TestSetUp, ATapChangerIsToldToTheChannels) {
+  for (const auto& [direction, moving, done] : {std::tuple{1, 1, 0}, {3, 1, 1}, {-1, 2, 1}}) {
+    Msg::HmpLoadTapChangerReq request{};
+    request.direction = static_cast<short>(direction);
+    EXPECT_EQ(Send(0x1D, request), 6);
+    EXPECT_EQ(Events(ACQ_EVT_TAP_CHANGER_MOVING), moving);
+    EXPECT_EQ(Events(ACQ_EVT_TAP_CHANGER_MOVE_DONE), done);
+  }
+}
+
+TEST_F(TestSetUp, TheDatesOfTheCalibrationAndTheLineAreDefined) {
+  ghmp->SetLineFrequency(50);
+  EXPECT_EQ(Send(0x38, Msg::HmpMiscConfigReq{}), 6);
+  Msg::HmpMiscConfigRep wanted{};
+  std::strcpy(wanted.calibdate, "25/03/2024");
+  std::strcpy(wanted.calibduedate, "25/03/2025");
+  wanted.linefrequency = 50;
+  ASSERT_EQ(reply.size(), sizeof wanted);
+  EXPECT_EQ(std::memcmp(reply.data() + 7, wanted.calibdate, 166), 0);
+}
+
+TEST_F(TestSetUp, InputModesThatAreNoneRefuseASetUp) {
   for (const short word : {short{0}, short{0x0200}, short{0x7200}, short{-1}}) {
     Msg::HmpIniTestParamReq request{};
     request.voltsrc = word;
