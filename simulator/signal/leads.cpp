@@ -70,6 +70,7 @@ std::optional<StrayPath> ParsePath(std::string_view text) {
 std::optional<std::vector<StrayPath>> ParseStrays(std::string_view text) {
   std::vector<StrayPath> paths;
   if (text == kNone) return paths;
+  if (text.ends_with(kBetweenPaths)) return std::nullopt;
   do {
     const auto path = ParsePath(CutFront(text, kBetweenPaths));
     if (!path) return std::nullopt;

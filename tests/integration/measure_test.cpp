@@ -10,6 +10,7 @@
 #include <complex>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <numbers>
 #include <random>
 #include <sstream>
@@ -234,6 +235,63 @@ TEST_F(Measure, DevicesOverDecades) {
     ASSERT_TRUE(result);
     ExpectDevice(*result, device, plan);
   }
+}
+
+/// Replaces what is from `begin` to before `end` in a file of the instrument.
+void EditFile(const std::string& path, const std::string& begin, const std::string& end,
+              const std::string& by) {
+  std::ifstream in(path);
+  std::string text(std::istreambuf_iterator<char>(in), {});
+  const std::size_t from = text.find(begin);
+  const std::size_t to = text.find(end, from);
+  ASSERT_TRUE(from != text.npos && to != text.npos) << path;
+  std::ofstream(path) << text.replace(from + begin.size(), to - from - begin.size(), by);
+}
+
+// The leads shunt the device. Their row in the calibration takes that out again, at the frequency
+// of the first update as at that of any other, and only for its own leads.
+TEST_F(Measure, TheStrayOfTheLeadsIsTakenOut) {
+  constexpr Real kStray = 5e-12L;
+  constexpr Real kLoss = 0.003L;
+  constexpr Real kClose = 2e-5L;
+  const Device device{Device::kLossyCapacitor, 5e9L, 100e-12L, 0};
+  Set("dut.circuit", device.Text());
+  Set("leads.stray", fmt::format("HV1 MIR C={} tan={}", double{kStray}, double{kLoss}));
+  MeasurementPlan plan = BushingPlan();
+  plan.current_range = 6;
+  const auto expect = [&](int measured_lead, float hertz, Real farads) {
+    SCOPED_TRACE(fmt::format("lead {} at {} Hz", measured_lead, hertz));
+    plan.measure = static_cast<std::int16_t>(1 << measured_lead);
+    plan.frequency = hertz;
+    plan.current_range = hertz > 100 ? 5 : 6;
+    const auto result = Run(*Connect("host"), plan);
+    ASSERT_TRUE(result);
+    const Seen seen(*result);
+    EXPECT_NEAR(static_cast<double>(seen.farads / farads), 1, double{kClose});
+    const Real susceptance = 2 * std::numbers::pi_v<Real> * hertz * farads;
+    const Real stray_susceptance = susceptance * (1 - device.c / farads);
+    const Complex admittance(1 / device.r + kLoss * stray_susceptance, susceptance);
+    EXPECT_NEAR(static_cast<double>(seen.power_factor),
+                static_cast<double>(admittance.real() / std::abs(admittance)), double{kClose});
+    MissHost();
+  };
+  constexpr int kMir = 0;
+  constexpr int kMib = 2;
+  expect(kMir, 60, device.c + kStray);
+  expect(kMib, 60, device.c);
+
+  // as a calibration finds it: the amount of the admittance, and its angle against a conductance
+  const Real amount = kStray * std::sqrt(1 + kLoss * kLoss);
+  const Real angle = std::atan(kLoss) - std::numbers::pi_v<Real> / 2;
+  std::string values;
+  for (const Real value : {amount, 0.0L, 0.0L, 0.0L, angle, 0.0L, 0.0L, 0.0L}) {
+    values += fmt::format("<e>{:.12e}</e>", static_cast<double>(value));
+  }
+  EditFile(bench_.root / "home/root/5m_back_f.xml", "src=\"HV1\" meas=\"MIR\" count=\"8\">",
+           "</field>", values);
+  EditFile(bench_.root / "varek/config/varekconfig.cfg", "straycapacitance = ", ";", "1");
+  bench_.StartDaemon();
+  for (const float hertz : {400.0F, 60.0F}) expect(kMir, hertz, device.c);
 }
 
 TEST_F(Measure, TwoHostsAtOnce) {

@@ -71,7 +71,39 @@ TEST_F(PhysicsTest, BothChannelsShowTheBushing) {
   ExpectNear(Project(1, 0, 64), current * Response(amperes, 60), 0.1L);
 }
 
-TEST_F(PhysicsTest, TheSourceFollowsItsValues) {
+TEST_F(PhysicsTest, LeadsInUseShuntTheDevice) {
+  StartQuiet();
+  Set("source.kind current");
+  Set("source.amplitude 0.001");
+  Set("source.on 1");
+  Set("dut.circuit parallel R=100000");
+  Set("leads.stray HV1 MIR C=2e-8 tan=0.5, SVR MIR C=1e-8");
+  Set("leads.measure MIR MIB");
+  Set("leads.energize HV1 HV2");
+  StartSampling();
+  AdvancePairs(512 * 64);
+  const Complex admittance = 1e-5L + 2 * kPi * 60 * 2e-8L * Complex(0.5L, 1);
+  const Complex volts = 0.001L * std::sqrt(Real{2}) / admittance;
+  ExpectNear(Project(0, 0, 64), volts * Response(kVolts, 60), 0.1L);
+}
+
+TEST_F(PhysicsTest, LeadsAreShownAsTheyAreSetAndNothingElseIsTaken) {
+  StartQuiet();
+  for (const std::string line : {"stray HV1 MIR C=5e-12 tan=0.002, SVR MIB C=8e-12", "stray none",
+                                 "energize MIR HV2", "measure none", "measure EX"}) {
+    Set("leads." + line);
+    const std::string name = line.substr(0, line.find(' '));
+    EXPECT_EQ(Control("get leads." + name), "ok " + line.substr(name.size() + 1));
+  }
+  for (const std::string line :
+       {"stray", "stray HV1 MIR", "stray HV1 C=1e-12", "stray HV1 XX C=1e-12", "stray HV1 MIR C=0",
+        "stray HV1 MIR C=nan", "stray HV1 MIR C=1e-12 tan=-1", "stray HV1 MIR C=1e-12, ",
+        "energize HV3", "measure HV1,MIR"}) {
+    EXPECT_NE(Control("set leads." + line), "ok") << line;
+  }
+}
+
+TEST_F(PhysicsTest, TheSourceIsWhatItsValuesSay) {
   StartQuiet();
   Set("source.kind current");
   Set("dut.circuit series R=200 L=0.5");

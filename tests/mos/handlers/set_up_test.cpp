@@ -221,7 +221,7 @@ TEST_F(TestSetUp, TheDatesOfTheCalibrationAndTheLineAreDefined) {
   EXPECT_EQ(std::memcmp(reply.data() + 7, wanted.calibdate, 166), 0);
 }
 
-TEST_F(TestSetUp, InputModesThatAreNoneRefuseASetUp) {
+TEST_F(TestSetUp, UnknownInputModesRefuseASetUp) {
   for (const short word : {short{0}, short{0x0200}, short{0x7200}, short{-1}}) {
     Msg::HmpIniTestParamReq request{};
     request.voltsrc = word;
