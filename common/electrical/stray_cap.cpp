@@ -103,12 +103,14 @@ std::string KeyOf(const RelayWords& workrelays, const RelayWords& maskrelays) {
   return key;
 }
 
-std::span<const mode_intcal_table_ent> RowsOf(const Dev::intcal_table* table) {
-  if (table != nullptr && table->ent != nullptr && table->num_ents > 0) {
-    return {table->ent, static_cast<std::size_t>(table->num_ents)};
-  }
+bool HasRows(const Dev::intcal_table* table) {
+  if (table != nullptr && table->ent != nullptr && table->num_ents > 0) return true;
   Q5_LOG_INFO(calibL, "CalibL NO Calibration applied \n");
-  return {};
+  return false;
+}
+
+std::span<const mode_intcal_table_ent> RowsOf(const Dev::intcal_table& table) {
+  return {table.ent, static_cast<std::size_t>(table.num_ents)};
 }
 
 }  // namespace
@@ -133,8 +135,8 @@ void StrayCap::Take(const mode_intcal_table_ent& row) {
 
 void StrayCap::GetBackplaneCalibration(const Msg::HmpLeadConfigReq* req) {
   Drop();
-  const auto rows = RowsOf(table);
-  if (rows.empty()) return;
+  if (!HasRows(table)) return;
+  const auto rows = RowsOf(*table);
   const auto sources = req->GetEnergizeStrings();
   const auto measured = req->GetMeasureStrings();
   const auto row = std::ranges::find_if(rows, [&](const mode_intcal_table_ent& candidate) {
@@ -151,8 +153,8 @@ void StrayCap::GetBackplaneCalibration(const Msg::HmpLeadConfigReq* req) {
 }
 
 void StrayCap::StoreRelays(const Msg::HmpTestRlyReq* req) {
-  const auto rows = RowsOf(table);
-  if (rows.empty()) return;
+  if (!HasRows(table)) return;
+  const auto rows = RowsOf(*table);
   const auto maskrelays = ConvertMaskStringtoNum(table->mask);
   const std::string key = maskrelays ? KeyOf(WorkRelays(*req), *maskrelays) : std::string();
   const auto row = std::ranges::find_if(rows, [&key](const mode_intcal_table_ent& candidate) {

@@ -3,13 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <complex>
-#include <cstring>
 #include <functional>
-#include <map>
 #include <numbers>
 #include <set>
+#include <string>
+#include <string_view>
 
 #include "common/electrical/relay_table.h"
 
@@ -19,11 +20,17 @@ using acquisition::phasortoo_t;
 using Complex = std::complex<long double>;
 using Row = Dev::mode_intcal_table_ent;
 
+template <std::size_t kSize>
+void Put(std::string_view text, char (&to)[kSize]) {
+  std::ranges::fill(to, '\0');
+  text.copy(to, kSize - 1);
+}
+
 Row MakeRow(const char* key, const char* src, const char* meas, float farads) {
   Row row{};
-  std::strcpy(row.key, key);
-  std::strcpy(row.src, src);
-  std::strcpy(row.meas, meas);
+  Put(key, row.key);
+  Put(src, row.src);
+  Put(meas, row.meas);
   row.cap = {{farads, farads * 1e-5F, -farads * 1e-9F, farads * 1e-13F}};
   row.phase = {{-1.569F, 2e-7F, 3e-10F, -1e-13F}};
   return row;
@@ -35,7 +42,7 @@ constexpr char kMask[] = "800000000000000200000000000000000000001F";
 class StrayCapTest : public testing::Test {
  protected:
   StrayCapTest() {
-    std::strcpy(table_.mask, kMask);
+    Put(kMask, table_.mask);
     stray_.SetTable(&table_);
     stray_.SetTest(&test_, &measurement_);
     stray_.SetConfigValue(1);
@@ -45,11 +52,14 @@ class StrayCapTest : public testing::Test {
   }
   void Leads(const std::set<std::string>& energize, const std::set<std::string>& measure) {
     Msg::HmpLeadConfigReq request{};
+    unsigned energized = 0;
+    unsigned measured = 0;
     for (std::size_t i = 0; i < std::size(Msg::kLeadNames); ++i) {
-      const auto bit = static_cast<std::int16_t>(1 << i);
-      if (energize.contains(Msg::kLeadNames[i])) request.energize |= bit;
-      if (measure.contains(Msg::kLeadNames[i])) request.measure |= bit;
+      if (energize.contains(Msg::kLeadNames[i])) energized |= 1U << i;
+      if (measure.contains(Msg::kLeadNames[i])) measured |= 1U << i;
     }
+    request.energize = static_cast<std::int16_t>(energized);
+    request.measure = static_cast<std::int16_t>(measured);
     stray_.GetBackplaneCalibration(&request);
   }
   /// The farads of the row that a correction at 0 Hz distance shows; 0: none is applied.
@@ -97,7 +107,8 @@ TEST_F(StrayCapTest, TheCurrentLosesThatOfTheStrayAdmittance) {
       ASSERT_EQ(stray_.ApplyCalibration(phasors), 1);
       const Complex found = std::polar<long double>(phasors[1].mag, phasors[1].phase);
       EXPECT_LT(std::abs(found - wanted), 1e-13L * std::abs(wanted)) << hertz << " Hz";
-      EXPECT_EQ(std::memcmp(&voltage, phasors, sizeof voltage), 0);
+      EXPECT_EQ(phasors[0].mag, voltage.mag);
+      EXPECT_EQ(phasors[0].phase, voltage.phase);
     }
   }
 }
@@ -156,16 +167,16 @@ TEST_F(StrayCapTest, RelaysFindTheirRowByTheMaskedKey) {
   ExpectRow(5e-12);
 
   // every digit of a mask counts, from the front for the highest relays
-  std::strcpy(table_.mask, "0002000000000000000000000000000000000000");
-  std::strcpy(rows_[1].key, "0002000000000000000000000000000000000000");
+  Put("0002000000000000000000000000000000000000", table_.mask);
+  Put("0002000000000000000000000000000000000000", rows_[1].key);
   relays.m1ip = 0x0800;  // 145 is bit 16 of the first group
   stray_.StoreRelays(&relays);
   ExpectRow(5e-12);  // whose key is that of no relay
-  std::strcpy(table_.mask, "0001000000000000000000000000000000000000");
-  std::strcpy(rows_[1].key, "0001000000000000000000000000000000000000");
+  Put("0001000000000000000000000000000000000000", table_.mask);
+  Put("0001000000000000000000000000000000000000", rows_[1].key);
   stray_.StoreRelays(&relays);
   ExpectRow(2e-12);
-  std::strcpy(table_.mask, "000100000000000000000000000000000000000");  // a digit is missing
+  Put("000100000000000000000000000000000000000", table_.mask);  // a digit is missing
   stray_.StoreRelays(&relays);
   EXPECT_EQ(Applied(), 0);
 }
@@ -175,15 +186,15 @@ TEST_F(StrayCapTest, KeysAreComparedWithoutCase) {
   relays.hvs = 0x0002 | 0x0008;  // relays 4 and 9, the latter outside the mask
   relays.lvs = 0x0000;
   relays.m1vp = 0x0001;  // relay 98
-  std::strcpy(table_.mask, "00000000000000020000000000000000000001FF");
-  std::strcpy(rows_[3].key, "0000000000000002000000000000000000000108");
-  std::strcpy(rows_[2].key, "000000000000000A000000000000000000000008");
+  Put("00000000000000020000000000000000000001FF", table_.mask);
+  Put("0000000000000002000000000000000000000108", rows_[3].key);
+  Put("000000000000000A000000000000000000000008", rows_[2].key);
   Leads({"HV1"}, {"MIR"});
   stray_.StoreRelays(&relays);
   ExpectRow(4e-12);
-  std::strcpy(table_.mask, "000000000000000F0000000000000000000000FF");
+  Put("000000000000000F0000000000000000000000FF", table_.mask);
   relays.m1vp = 0x0001 | 0x0004 | 0x0010;  // relays 98, 100, 99
-  std::strcpy(rows_[2].key, "000000000000000E000000000000000000000008");
+  Put("000000000000000E000000000000000000000008", rows_[2].key);
   stray_.StoreRelays(&relays);
   ExpectRow(3e-12);
 }

@@ -214,8 +214,8 @@ TEST_F(TestSetUp, TheDatesOfTheCalibrationAndTheLineAreDefined) {
   ghmp->SetLineFrequency(50);
   EXPECT_EQ(Send(0x38, Msg::HmpMiscConfigReq{}), 6);
   Msg::HmpMiscConfigRep wanted{};
-  std::strcpy(wanted.calibdate, "25/03/2024");
-  std::strcpy(wanted.calibduedate, "25/03/2025");
+  wanted.SetCalibrationDate("25/03/2024");
+  wanted.SetCalibrationDueDate("25/03/2025");
   wanted.linefrequency = 50;
   ASSERT_EQ(reply.size(), sizeof wanted);
   EXPECT_EQ(std::memcmp(reply.data() + 7, wanted.calibdate, 166), 0);
