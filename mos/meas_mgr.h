@@ -49,8 +49,6 @@ class MeasMgr : public Servant::ZmbSimpleServant, public SignalCommon {
   void SetFeUris() override;
 
   void SetEeXmlOpt(int skip) { _skip_ee2xml = skip; }
-  /// Settings of the configuration for single components; valid after Init(int).
-  const DaemonConfig& GetDaemonConfig() const { return _daemonconfig; }
 
   /// Ends the sample threads; to be called before anything that they use is destroyed.
   void EndAcquisition();

@@ -20,7 +20,6 @@ class SampleRing {
   /// `fd` is the FPGA device's. -1 when it cannot be mapped. A second mapping replaces the first;
   /// when it fails the first stays.
   int Map(int fd);
-  bool IsMapped() const { return base_ != nullptr; }
   /// The words at `offset` bytes, which is below kSampleRingBytes. Requires a mapping.
   const int* At(std::size_t offset) const;
   /// How many of the pages at `offset` the driver has written since the last call for them, or

@@ -109,9 +109,6 @@ class logger_mgr {
   /// Bytes of that daemon's newest rotated file, or -1.
   std::int64_t checkSize(const char* daemon) const;
 
-  /// The directory of this daemon's ring as the main module sees it.
-  const std::string& RotationCollectPath() const { return _rotationCollectPath; }
-
   bool IsMainModule() const { return _module == kMainOwner; }
   bool IsMeasModule() const { return _module == kMeasOwner; }
   bool IsSourceModule() const { return _module == kSourceOwner; }
@@ -195,7 +192,7 @@ class logger_mgr {
   std::string _logfile;
   std::string _rotationNamePtr;  // base name of _logfile
   std::string _rotationNumberFileName;
-  std::string _rotationCollectPath;
+  std::string _rotationCollectPath;  // this daemon's ring as the main module sees it
   std::string _modifiedlogname;
   std::string _bootlogname;
   std::string _copytostaging;

@@ -14,7 +14,6 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <string>
 #include <vector>
 
@@ -76,8 +75,6 @@ class EepromGroup {
   /// On the main module: takes one module's word (IMSG::XmlPostWord) and, of a failure, writes two
   /// lines to that module's diagnostics file.
   void XMLPostResults(int xres);
-  /// Bits 0x10, 0x20, 0x40: main, measurement, source module failed.
-  int PostResult() const { return post_result; }
   /// Code of the last failure ("1705"), or empty.
   std::string PostError() const;
 
@@ -144,7 +141,6 @@ class EepromGroup {
   std::string fnl_cal_date;
   std::string cal_due_date;
 
-  std::atomic<int> post_result{0};
   mutable platform::Mutex post_err_mutex_;
   std::string post_err Q5_GUARDED_BY(post_err_mutex_);
 };

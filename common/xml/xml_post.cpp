@@ -63,7 +63,6 @@ void EepromGroup::XMLPostResults(int xres) {
   if (failure == std::end(kFailures)) return;
   for (std::size_t module = 0; module < std::size(kModuleBits); ++module) {
     if ((xres & kModuleBits[module]) == 0) continue;
-    post_result |= kModuleBits[module];
     lib::AppendText(kDiagnosticsPaths.at(module), std::string(failure->text) + failure->code_line,
                     ee_grpL);
   }

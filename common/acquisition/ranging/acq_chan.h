@@ -77,7 +77,6 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
   ACQ_CHAN_NUM get_hwch() const { return hwch; }
   Dev::MID get_module_ID() const { return module_ID; }
   bool IsSourceModule() const { return module_ID == Dev::SOURCE_MOD; }
-  const Dev::MeasChCpldIdRev& get_cpldid() const { return cpldid_reg_struct; }
   Dev::MeasChannel& FrontEnd() { return front_end_; }
 
   virtual Input_Mode get_mode() const = 0;
@@ -173,8 +172,6 @@ class AcqChan : public DObj, public acquisition::SampleChannel {
 
   void StoreBlockFigures(const acquisition::BlockFigures& figures) override;
   acquisition::BlockFigures GetBlockFigures() const;
-  int get_sample_count() const { return GetBlockFigures().sample_count; }
-  int get_min_sample() const { return GetBlockFigures().min_sample; }
   int get_max_sample() const { return GetBlockFigures().max_sample; }
   int get_avg_sample() const { return GetBlockFigures().avg_sample; }
   int get_max_amplitude() const { return GetBlockFigures().max_amplitude; }

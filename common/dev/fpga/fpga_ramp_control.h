@@ -151,7 +151,6 @@ class FpgaRampControl : public virtual FpgaDevBase {
   void SetRampupMode(RampUpMode mode) { _rampupmode = mode; }
   RampUpMode GetRampupMode() const { return _rampupmode; }
   void SetWaveformCycleLength(int samples) { _waveformGenCycleLength = samples; }
-  int GetWaveformCycleLength() const { return _waveformGenCycleLength; }
   /// Volts or amps below which the output counts as discharged.
   void SetACVoltageMin(float volts) { _acvoltagemin = volts; }
   void SetVLFVoltageMin(float volts) { _vlfvoltagemin = volts; }
