@@ -17,7 +17,7 @@ using Words = std::vector<std::string>;
 using nlohmann::json;
 using std::chrono::seconds;
 
-constexpr double kRelative = 1e-3;
+constexpr double kRelative = 5e-4;
 
 /// A test whose true current follows from volts, hertz and the circuit.
 struct Plan {

@@ -250,8 +250,9 @@ TEST_F(CorrelatorTest, EachCycleEqualsTheFirst) {
 TEST_F(CorrelatorTest, VoltsAndAmps) {
   const Tone tone{{1e6, 5e5}, {0, 1}};
   const double rms[2] = {1e6 / std::numbers::sqrt2, 5e5 / std::numbers::sqrt2};
-  data.SetHVMeasScaleFactor(3);
-  data.SetHV2MeasScaleFactor(7);
+  const double hv1 = 1203.7F, hv2 = 98.41F;
+  data.SetHVMeasScaleFactor(static_cast<float>(hv1));
+  data.SetHV2MeasScaleFactor(static_cast<float>(hv2));
   const double volt = 8.932e-5F;  // the default entries
   const double dc_volt = 3.573e-7F;
   const double amp = 8.932e-6F;
@@ -259,12 +260,12 @@ TEST_F(CorrelatorTest, VoltsAndAmps) {
     int source, swapped, mode1, mode2;
     double scale[2];
   } cases[] = {
-      {Msg::internalHVVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {3 * volt, amp}},
-      {Msg::internalHVVoltageSourceE, 0, Msg::AC_Volt, Msg::AC_Volt, {3 * volt, 7 * volt}},
-      {Msg::internalHVVoltageSourceE, 1, Msg::AC_Volt, Msg::ACDC_Current, {amp, 3 * volt}},
-      {Msg::internalLVVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {3 * volt, amp}},
-      {Msg::internalACCurrentSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {3 * volt, amp}},
-      {Msg::externalVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {3 * volt, amp}},
+      {Msg::internalHVVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {hv1 * volt, amp}},
+      {Msg::internalHVVoltageSourceE, 0, Msg::AC_Volt, Msg::AC_Volt, {hv1 * volt, hv2 * volt}},
+      {Msg::internalHVVoltageSourceE, 1, Msg::AC_Volt, Msg::ACDC_Current, {amp, hv1 * volt}},
+      {Msg::internalLVVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {hv1 * volt, amp}},
+      {Msg::internalACCurrentSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {hv1 * volt, amp}},
+      {Msg::externalVoltageSourceE, 0, Msg::AC_Volt, Msg::ACDC_Current, {hv1 * volt, amp}},
       {Msg::internalDCLVVoltageSourceE, 0, Msg::DC_Volt, Msg::ACDC_Current, {dc_volt, amp}},
       {Msg::externalCurrentSourceE, 1, Msg::AC_Volt, Msg::ACDC_Current, {amp, volt}},
   };
@@ -275,7 +276,7 @@ TEST_F(CorrelatorTest, VoltsAndAmps) {
     auto filters = acquisition::CreateFilters({kPairs, 12500000, 32, 256, 256, c.swapped});
     Feed(filters, Words(tone, 256, 1024));  // once a cycle, not again and again
     for (const int ch : {0, 1}) {
-      EXPECT_NEAR(Scaled(filters.slow)[ch].mag / (rms[ch] * c.scale[ch]), 1, 1e-5);
+      EXPECT_NEAR(Scaled(filters.slow)[ch].mag / (rms[ch] * c.scale[ch]), 1, 2e-6);
     }
   }
   EXPECT_TRUE(ListOf(data).empty());
