@@ -109,7 +109,10 @@ bool ZmbGuard::Admit(int fd, const Ends& ends, int listener) {
   if (refusal == nullptr) {
     const auto reads = listeners_.find(listener);
     const Socket socket = reads != listeners_.end() ? reads->second : nullptr;
-    connections_.emplace(fd, Connection{.peer = ends.peer, .socket = socket, .since = now_()});
+    connections_.emplace(fd, Connection{.peer = ends.peer,
+                                        .socket = socket,
+                                        .since = now_(),
+                                        .watch = ZmbStreamWatch(socket == NobodyReads())});
     Mark(fd, true);
   }
   lock.Unlock();

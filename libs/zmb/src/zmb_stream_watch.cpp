@@ -63,7 +63,17 @@ bool IsHeartbeat(std::string_view command) {
   return (name == "PING" && command.size() >= kPingTime) || name == "PONG";
 }
 
+bool IsSubscription(std::string_view command) {
+  const auto name = TakeText(command, 1);
+  return name == "SUBSCRIBE" || name == "CANCEL";
+}
+
 }  // namespace
+
+const char* ZmbStreamWatch::CommandProblem() const {
+  if (IsHeartbeat(introduction_) || (subscribes_ && IsSubscription(introduction_))) return nullptr;
+  return "command out of place";
+}
 
 const char* ZmbStreamWatch::Take(std::span<const std::uint8_t> bytes) {
   while (!bytes.empty()) {
@@ -166,7 +176,7 @@ const char* ZmbStreamWatch::EndFrame() {
   step_ = Step::kHeader;
   head_size_ = 0;
   if (identity_) {
-    return !is_command_ || IsHeartbeat(introduction_) ? nullptr : "command out of place";
+    return is_command_ ? CommandProblem() : nullptr;
   }
   identity_ = version_ == Version::kThree ? IdentityIn(introduction_) : introduction_;
   introduction_ = {};

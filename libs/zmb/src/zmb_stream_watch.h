@@ -14,6 +14,9 @@ namespace Common {
 
 class ZmbStreamWatch {
  public:
+  /// `subscribes`: the peer is one of a publisher, and may say what it wants to hear.
+  explicit ZmbStreamWatch(bool subscribes = false) : subscribes_(subscribes) {}
+
   /// The next bytes of the stream. Null, or what is wrong with them; the stream is of no use then.
   const char* Take(std::span<const std::uint8_t> bytes);
 
@@ -40,6 +43,9 @@ class ZmbStreamWatch {
   const char* Count(const Frame& frame);
   const char* EndFrame();
 
+  const char* CommandProblem() const;
+
+  bool subscribes_;
   Step step_ = Step::kGreeting;
   Version version_ = Version::kOne;
   std::array<std::uint8_t, 64> head_{};  ///< of the greeting, later of a frame

@@ -183,12 +183,11 @@ TEST(ResourceLog, AddsUpAsFreeDoes) {
   const std::string table = IMSG::MemoryTable(
       "MemTotal:  1000 kB\nMemFree: 300 kB\nBuffers: 50 kB\nCached: 150 kB\nShmem: 5 kB\n"
       "SwapTotal: 64 kB\nSwapFree: 60 kB\nno number\n");
-  EXPECT_NE(
-      table.find("Mem:           1000        700        300          5         50        150"),
-      std::string::npos)
+  EXPECT_NE(table.find("Mem:          1000        700        300          5         50        150"),
+            std::string::npos)
       << table;
   EXPECT_NE(table.find("cache:        500        500"), std::string::npos) << table;
-  EXPECT_NE(table.find("Swap:            64          4         60"), std::string::npos) << table;
+  EXPECT_NE(table.find("Swap:           64          4         60"), std::string::npos) << table;
 }
 
 }  // namespace

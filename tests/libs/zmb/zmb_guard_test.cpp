@@ -262,6 +262,8 @@ TEST(ZmbStreamWatch, RefusesWhatTheTransportTakesForSomethingElse) {
   for (const auto& c : cases) {
     EXPECT_STREQ(ZmbStreamWatch().Take(Bytes(c.stream)), c.wrong) << c.name;
   }
+  EXPECT_EQ(ZmbStreamWatch(true).Take(Bytes(kThree + "\x04\x0A\x09SUBSCRIBE"s)), nullptr);
+  {}
 }
 
 }  // namespace
