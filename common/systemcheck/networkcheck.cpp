@@ -63,9 +63,12 @@ int networkcheck::Init(int module, const char* meas, const char* source, int por
   _serverfd = OpenUdp();
   stop_ = platform::UniqueFd(::eventfd(0, EFD_CLOEXEC));
   if (!_sockfd || !_serverfd || !stop_) return -1;
-  const std::string host = platform::Machine().ListenHost();
-  const sockaddr_in own = At(host == "*" ? INADDR_ANY : _boardIP.load(), port);
-  if (::bind(_serverfd.Get(), Generic(own), sizeof own) != 0) {
+  // where a machine has several modules, the sender's address must say which of them it is
+  const bool alone = platform::Machine().ListenHost() == "*";
+  const sockaddr_in from = At(alone ? INADDR_ANY : _boardIP.load(), 0);
+  const sockaddr_in own = At(from.sin_addr.s_addr, port);
+  if (::bind(_sockfd.Get(), Generic(from), sizeof from) != 0 ||
+      ::bind(_serverfd.Get(), Generic(own), sizeof own) != 0) {
     Q5_LOG_ERROR(nwcheckL, "%s %s\n", IsMainHost() ? "bind1 error" : "bind error",
                  std::strerror(errno));
     return -1;

@@ -48,6 +48,8 @@ std::string MemoryTable(std::string_view meminfo) {
   return table;
 }
 
+void StopResourceLog() { resourcemonitor.StopTimer(); }
+
 void StartResourceLog() { resourcemonitor.AddTimer(kPeriod, SECSE, ResourceCallBack, nullptr); }
 
 }  // namespace IMSG

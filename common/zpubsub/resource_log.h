@@ -11,5 +11,6 @@ std::string MemoryTable(std::string_view meminfo);
 
 /// Starts the log, on the timers; a second start changes nothing.
 void StartResourceLog();
+void StopResourceLog();
 
 }  // namespace IMSG

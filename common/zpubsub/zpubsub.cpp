@@ -130,6 +130,7 @@ int zpubsub::Start() {
 
 void zpubsub::End() {
   if (pubsubthread.joinable()) {
+    StopResourceLog();
     const std::uint64_t one = 1;
     if (::write(stop_.Get(), &one, sizeof one) == sizeof one) pubsubthread.join();
   }

@@ -263,7 +263,6 @@ TEST(ZmbStreamWatch, RefusesWhatTheTransportTakesForSomethingElse) {
     EXPECT_STREQ(ZmbStreamWatch().Take(Bytes(c.stream)), c.wrong) << c.name;
   }
   EXPECT_EQ(ZmbStreamWatch(true).Take(Bytes(kThree + "\x04\x0A\x09SUBSCRIBE"s)), nullptr);
-  {}
 }
 
 }  // namespace
