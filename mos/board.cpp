@@ -36,7 +36,7 @@ void MeasMgr::IdentifyChannels() {
     Dev::MeasChCpldIdRev version;
     GetMeasChVersion(channel, version);  // a channel that does not answer keeps identity 0
     version.Show(kInfo);
-    Q5_LOG_INFO_HERE(measurementL, ": cpldId:0x%04X  revision:0x%04X\n",
+    Q5_LOG_INFO_HERE(measurementL, "%s.%d: cpldId:0x%04X  revision:0x%04X\n",
                      static_cast<unsigned>(version.cpldId),
                      static_cast<unsigned>(version.revision));
     ghmp->SetCPLDRevInfo(channel, static_cast<short>(version.cpldId),

@@ -130,7 +130,7 @@ bool ReadValue(const libconfig::Config& config, const Key& key, double& value) {
     value = number;
   }
   if (!found && config.exists(key.name)) {
-    Q5_LOG_ERROR_HERE(measurementL, ": %s is no %s number\n", key.name,
+    Q5_LOG_ERROR_HERE(measurementL, "%s.%d: %s is no %s number\n", key.name,
                       IsFloat(key) ? "floating-point" : "whole");
   }
   return found && std::isfinite(value);
@@ -145,8 +145,8 @@ void TellMissing(const Key& key) {
                     static_cast<int>(key.fallback));
       break;
     case Missing::Error:
-      Q5_LOG_ERROR_HERE(measurementL, ": %s is missing or out of its limits, using %g\n", key.name,
-                        key.fallback);
+      Q5_LOG_ERROR_HERE(measurementL, "%s.%d: %s is missing or out of its limits, using %g\n",
+                        key.name, key.fallback);
       break;
   }
 }

@@ -30,7 +30,7 @@ ARMCorrelation::ARMCorrelation(int filtertype, int resetCount, double refFrequen
 
 bool ARMCorrelation::Fits(int pairs) const {
   if (pairs <= products_.Capacity()) return true;
-  Q5_LOG_ERROR_HERE(sinecorrelatorL, ": block of %d pairs, there is room for %d\n", pairs,
+  Q5_LOG_ERROR_HERE(sinecorrelatorL, "%s.%d: block of %d pairs, there is room for %d\n", pairs,
                     products_.Capacity());
   return false;
 }
@@ -125,8 +125,8 @@ void ARMCorrelation::LogFigures() const {
   for (int ch = 0; ch < 2; ++ch) {
     const BlockFigures& figures = products_.figures[ch];
     Q5_LOG_DEBUG_HERE(sinecorrelatorL,
-                      ": ch%d samples %d min %d max %d avg %d amplitude %d variance %f\n", ch + 1,
-                      figures.sample_count, figures.min_sample, figures.max_sample,
+                      "%s.%d: ch%d samples %d min %d max %d avg %d amplitude %d variance %f\n",
+                      ch + 1, figures.sample_count, figures.min_sample, figures.max_sample,
                       figures.avg_sample, figures.max_amplitude, figures.variance);
   }
 }

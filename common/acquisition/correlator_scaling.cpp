@@ -50,8 +50,8 @@ int SineCorrelator::SetScaleFactors(int channel, int mode, int range) {
   const mode_range_table_ent* entry = Dev::get_range_table_ent(channel, mode, range);
   if (entry == nullptr) return -1;
   (channel == 0 ? _ch1_measurementmode : _ch2_measurementmode) = entry;
-  Q5_LOG_INFO_HERE(sinecorrelatorL, ": %s ch%d mode %d range %d code %u scale %e\n", TypeText(),
-                   channel + 1, mode, range, entry->RangeCode,
+  Q5_LOG_INFO_HERE(sinecorrelatorL, "%s.%d: %s ch%d mode %d range %d code %u scale %e\n",
+                   TypeText(), channel + 1, mode, range, entry->RangeCode,
                    static_cast<double>(entry->ScalingFactor));
   RecordRanging(channel, entry->FullScale, entry->RangeCode, entry->ScalingFactor);
   return 0;
@@ -59,8 +59,8 @@ int SineCorrelator::SetScaleFactors(int channel, int mode, int range) {
 
 int SineCorrelator::SetScaleFactorsNonRange(int channel, int mode, float scale) {
   if (channel != 0 && channel != 1) return -1;
-  Q5_LOG_INFO_HERE(sinecorrelatorL, ": %s ch%d mode %d scale %e\n", TypeText(), channel + 1, mode,
-                   static_cast<double>(scale));
+  Q5_LOG_INFO_HERE(sinecorrelatorL, "%s.%d: %s ch%d mode %d scale %e\n", TypeText(), channel + 1,
+                   mode, static_cast<double>(scale));
   RecordRanging(channel, scale * kCountsFullScale, 0, scale);
   return 0;
 }
@@ -232,7 +232,7 @@ void SineCorrelator::StoreOffsetPhasors() {
     const auto samples = static_cast<double>(std::max<std::int64_t>(_sample_count, 1));
     for (int ch = 0; ch < 2; ++ch) offsets[ch] = _cycle_avgacc[ch] / samples * Scale(ch);
   }
-  Q5_LOG_INFO_HERE(sinecorrelatorL, " %s residual dc offset ch1 %f ch2 %f \n", TypeText(),
+  Q5_LOG_INFO_HERE(sinecorrelatorL, "%s.%d %s residual dc offset ch1 %f ch2 %f \n", TypeText(),
                    offsets[0], offsets[1]);
   const platform::Lock lock(phasorlock);
   for (int ch = 0; ch < 2; ++ch) offset_phasors[ch].mag = offsets[ch];

@@ -90,7 +90,7 @@ void Producer::RunProducer() {
       PauseAfterFailure();
     }
     watch_.Rest();
-    Q5_LOG_INFO_HERE(acquisitionL, ": Acquisition stopped, exiting the loop\n");
+    Q5_LOG_INFO_HERE(acquisitionL, "%s.%d: Acquisition stopped, exiting the loop\n");
   }
 }
 

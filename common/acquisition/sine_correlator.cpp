@@ -60,7 +60,7 @@ void SineCorrelator::set_frequencies(double, long divider, std::int64_t samplesP
   // without a frequency the reference does not turn
   _phase_rate = _sample_freq == 0 ? 0 : signal_freq * 2 * std::numbers::pi / _sample_freq;
   Q5_LOG_INFO_HERE(sinecorrelatorL,
-                   ": signal_freq = %f spc = %" PRId64
+                   "%s.%d: signal_freq = %f spc = %" PRId64
                    " divider = %ld sample_freq = %lf phase_rate "
                    "= %lf \n",
                    signal_freq, samplesPerCycle, divider, _sample_freq, _phase_rate);

@@ -58,7 +58,7 @@ bool WrapCount::Count() {
 int WaveformCapture(int fd, const int* block, WrapCount* wrap, int rate) {
   if (wrap != nullptr && wrap->Count()) {
     ::lseek(fd, 0, SEEK_SET);
-    Q5_LOG_INFO_HERE(acquisitionL, ": buffer wrap-around\n");
+    Q5_LOG_INFO_HERE(acquisitionL, "%s.%d: buffer wrap-around\n");
   }
   Capture capture{};
   WriteHeading(capture.data(), rate);
@@ -67,10 +67,11 @@ int WaveformCapture(int fd, const int* block, WrapCount* wrap, int rate) {
   const ssize_t written = ::write(fd, capture.data(), size);
   const bool whole = written == static_cast<ssize_t>(size);
   if (!whole) {
-    Q5_LOG_ERROR_HERE(acquisitionL, ": write unexpected size: %d\n", static_cast<int>(written));
+    Q5_LOG_ERROR_HERE(acquisitionL, "%s.%d: write unexpected size: %d\n",
+                      static_cast<int>(written));
   }
   if (::fsync(fd) != 0) {
-    Q5_LOG_ERROR_HERE(acquisitionL, ": fsync failed, errno=%d\n", errno);
+    Q5_LOG_ERROR_HERE(acquisitionL, "%s.%d: fsync failed, errno=%d\n", errno);
     return -1;
   }
   return whole ? 0 : -1;

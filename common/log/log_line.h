@@ -1,8 +1,8 @@
 // The log of the components: one macro a level, with the log module as its first argument.
 //
 //   Q5_LOG_ERROR(fpgaL, "ramp status 0x%08X\n", status);
-//   Q5_LOG_INFO_HERE(acquisitionL, ": buffer wrap-around\n");   // "WriteCapture.66: buffer
-//   wrap-around"
+//   Q5_LOG_INFO_HERE(acquisitionL, "%s.%d: buffer wrap-around\n");  // "WriteCapture.66: buffer
+//   ..."
 //
 // They are macros so that the compiler checks the format against the values, and so that the _HERE
 // forms log the caller's own function and line.
@@ -22,9 +22,9 @@
 #define Q5_LOG_INFO(module, ...) Q5_LOG_AT(::Logger::kInfo, module, __VA_ARGS__)
 #define Q5_LOG_DEBUG(module, ...) Q5_LOG_AT(::Logger::kDebug, module, __VA_ARGS__)
 
-/// As Q5_LOG_AT, with "function.line" before `text`, which is a literal.
+/// As Q5_LOG_AT; `text` begins with "%s.%d", for the function and the line.
 #define Q5_LOG_AT_HERE(level, module, text, ...) \
-  Q5_LOG_AT(level, module, "%s.%d" text, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+  Q5_LOG_AT(level, module, text, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
 #define Q5_LOG_ERROR_HERE(module, ...) Q5_LOG_AT_HERE(::Logger::kError, module, __VA_ARGS__)
 #define Q5_LOG_WARNING_HERE(module, ...) Q5_LOG_AT_HERE(::Logger::kWarning, module, __VA_ARGS__)

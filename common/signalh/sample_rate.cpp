@@ -104,7 +104,7 @@ float GetNyquistFreq() {
   if (filter >= 1 && filter < static_cast<int>(Filter3dB_bandwidth.size())) {
     return 2 * Filter3dB_bandwidth.at(static_cast<std::size_t>(filter));
   }
-  Q5_LOG_ERROR_HERE(signalhL, ": Freq=%f Filter %d must be > 0 and < %d.  Returning %f\n",
+  Q5_LOG_ERROR_HERE(signalhL, "%s.%d: Freq=%f Filter %d must be > 0 and < %d.  Returning %f\n",
                     static_cast<double>(freq), filter, static_cast<int>(Filter3dB_bandwidth.size()),
                     0.0);
   return 0;
@@ -114,7 +114,7 @@ bool Exceptions(float freq) { return freq == kExactVlf; }
 
 int CalculateSamplesPerCyc(float freq, int interrupts) {
   if (!(freq > 0)) {
-    Q5_LOG_ERROR_HERE(signalhL, " UNDEFINED FREQUENCY SHOULD NOT HAVE REACHED %f \n",
+    Q5_LOG_ERROR_HERE(signalhL, "%s.%d UNDEFINED FREQUENCY SHOULD NOT HAVE REACHED %f \n",
                       static_cast<double>(freq));
     return -1;
   }

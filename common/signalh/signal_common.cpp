@@ -88,7 +88,7 @@ int SignalCommon::SetMeasChCfgReg(int channel, const MeasChCfgReg& config, bool)
   unsigned char status = 0;
   if (const int result = WriteConfig(channel, config, status); result < 0) return result;
   if (!MeasChCfgReg::IsSuccessfulTransaction(status, *Msg::ghmp)) {
-    Q5_LOG_ERROR_HERE(signalhL, " IsSuccessfulTransaction(0x%02X) failed\n",
+    Q5_LOG_ERROR_HERE(signalhL, "%s.%d IsSuccessfulTransaction(0x%02X) failed\n",
                       static_cast<unsigned>(status));
     GetMeasChStaReg(channel, before);
     return -1;

@@ -131,7 +131,7 @@ bool networkcheck::Receive(platform::Nanoseconds patience, Msg::pktinfo_t& packe
     Q5_LOG_ERROR(nwcheckL, "Select fail %d %s\n", found, std::strerror(errno));
     return false;
   }
-  if (found == 0) Q5_LOG_INFO_HERE(nwcheckL, " Select timedout\n");
+  if (found == 0) Q5_LOG_INFO_HERE(nwcheckL, "%s.%d Select timedout\n");
   if ((ready[0].revents & POLLIN) == 0 || ready[1].revents != 0) return false;
   std::array<std::uint8_t, 512> datagram;
   socklen_t size = sizeof from;

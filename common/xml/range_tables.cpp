@@ -82,14 +82,14 @@ CalibrationDates GetCalibrationDates() {
 
 const mode_range_table_ent* get_range_table_ent(int channel, int mode, int range_index) {
   if (mode <= Msg::Off || mode >= Msg::INPUT_MODE_COUNT) {
-    Q5_LOG_ERROR_HERE(rangeL, ": Invalid mode:%d\n", mode);
+    Q5_LOG_ERROR_HERE(rangeL, "%s.%d: Invalid mode:%d\n", mode);
     return nullptr;
   }
   const range_table* table = Table(channel, mode);
   if (table != nullptr && range_index >= 1 && range_index <= table->num_ents) {
     return &table->ent[range_index - 1];
   }
-  Q5_LOG_WARNING_HERE(rangeL, ": Returning default range info for mode %d\n", mode);
+  Q5_LOG_WARNING_HERE(rangeL, "%s.%d: Returning default range info for mode %d\n", mode);
   return temp_range_info(mode);
 }
 

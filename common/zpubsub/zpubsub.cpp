@@ -10,6 +10,7 @@
 
 #include "common/log/eventlog.h"
 #include "common/log/log_line.h"
+#include "common/msg/records/module_id.h"
 #include "common/zpubsub/records/socket_plan.h"
 #include "common/zpubsub/resource_log.h"
 #include "platform/backend.h"
@@ -36,9 +37,7 @@ void CaptureAddresses(int tries, int module, const ModuleAddresses& found) {
   log->CaptureEvent(level, Logger::MODULEIPS, &event);
 }
 
-void LogReceived(const char* what, const char* text, int size) {
-  Q5_LOG_DEBUG(zpubsubL, "Got %s Message %s %d \n", text, what, size);
-}
+constexpr int kOwnPorts[] = {kMainPort, kMeasPort, kSourcePort};  // by MODULE_ID
 
 }  // namespace
 
@@ -48,6 +47,7 @@ zpubsub& zpubsub::GetZPubSub() {
 }
 
 int zpubsub::Init(void* ctx, int module, const std::function<ModuleAddresses()>& addresses) {
+  if (module < Msg::MAIN_MODULE || module > Msg::SOURCE_MODULE) return -1;
   module_ = module;
   if (Publish(ctx) < 0) return -1;
   Subscribe(ctx, AwaitAddresses(addresses));
@@ -56,11 +56,11 @@ int zpubsub::Init(void* ctx, int module, const std::function<ModuleAddresses()>&
 
 ModuleAddresses zpubsub::AwaitAddresses(const std::function<ModuleAddresses()>& addresses) const {
   ModuleAddresses found = addresses();
-  const auto log = [&found](const char* format, int level) {
-    Q5_LOG_AT(level, zpubsubL, "%s mainip %s measip %s srcip %s \n", format, found.main.c_str(),
-              found.meas.c_str(), found.source.c_str());
+  const auto log = [&found](const char* text) {
+    Q5_LOG_NOTICE(zpubsubL, "%s mainip %s measip %s srcip %s \n", text, found.main.c_str(),
+                  found.meas.c_str(), found.source.c_str());
   };
-  log("", kNotice);
+  log("");
   int tries = 0;
   for (; tries < kAddressTries && !found.Complete(); ++tries) {
     Q5_LOG_WARNING(zpubsubL, "Error: %d ONE OR MORE IP IS NULL mainip %s measip %s srcip %s \n",
@@ -68,14 +68,14 @@ ModuleAddresses zpubsub::AwaitAddresses(const std::function<ModuleAddresses()>& 
     platform::Machine().Clock().SleepFor(kAddressPeriod);
     found = addresses();
   }
-  log("zpubsub initialized", kNotice);
+  log("zpubsub initialized");
   CaptureAddresses(tries, module_, found);
   return found;
 }
 
 int zpubsub::Publish(void* ctx) {
   const std::string end_point =
-      "tcp://" + platform::Machine().ListenHost() + ":" + std::to_string(kMeasPort);
+      "tcp://" + platform::Machine().ListenHost() + ":" + std::to_string(kOwnPorts[module_]);
   auto socket = Common::zmb_api::OpenSocket(ctx, ZMQ_PUB);
   if (!socket || Common::zmb_api::Bind(socket.get(), end_point.c_str()) != 0) {
     Q5_LOG_ERROR(zpubsubL, "meas pub %s: %s\n", end_point.c_str(), zmq_strerror(errno));
@@ -83,34 +83,67 @@ int zpubsub::Publish(void* ctx) {
   }
   Q5_LOG_NOTICE(zpubsubL, "meas pub %p \n", socket.get());
   const platform::Lock lock(publisher_mutex_);
-  measpub = std::move(socket);
+  publisher_ = std::move(socket);
   return 0;
 }
 
-void zpubsub::SubscribeTo(void* ctx, const char* what, const std::string& address, int port,
-                          const char* failure) {
-  if (address.empty()) return;  // a peer that is missing stays missing
-  const std::string end_point = "tcp://" + address + ":" + std::to_string(port);
-  auto socket = Common::zmb_api::OpenSocket(ctx, ZMQ_SUB);
-  if (!socket || zmq_setsockopt(socket.get(), ZMQ_SUBSCRIBE, "", 0) != 0 ||
-      Common::zmb_api::Connect(socket.get(), end_point.c_str()) != 0) {
-    Q5_LOG_ERROR(zpubsubL, "ZMQ CONNECT %s FAIL \n", failure);
-    return;
-  }
-  subscriptions_.push_back({what, std::move(socket)});
-}
-
-// In the order in which the thread looks at them.
+// In the order in which the thread looks at them. A peer whose address is missing stays missing.
 void zpubsub::Subscribe(void* ctx, const ModuleAddresses& addresses) {
-  const std::string own = platform::Machine().ListenHost();
-  const std::string self = own == "*" ? "127.0.0.1" : own;
-  SubscribeTo(ctx, "sub1", addresses.main, kMainPort, "MAIN");
-  SubscribeTo(ctx, "sub2", addresses.source, kSourcePort, "SRC");
-  SubscribeTo(ctx, "sub3", self, kMeasPort, "MEAS SELF NOTIFY");
-  SubscribeTo(ctx, "MAIN WDSOCK", addresses.main, kMainWatchdogPort, "MAIN WATCHDOG");
-  SubscribeTo(ctx, "MEAS WDSOCK", self, kMeasWatchdogPort, "MEAS WATCHDOG");
-  SubscribeTo(ctx, "SRC WDSOCK", addresses.source, kSourceWatchdogPort, "SRC WATCHDOG");
-  SubscribeTo(ctx, "sub4", addresses.main, kBridgePort, "ETHBSUB");
+  const std::string listens = platform::Machine().ListenHost();
+  const std::string self = listens == "*" ? "127.0.0.1" : listens;
+  const auto at = [&](int module, const std::string& address) {
+    return module == module_ ? self : address;
+  };
+  const std::string main = at(Msg::MAIN_MODULE, addresses.main);
+  const std::string meas = at(Msg::MEAS_MODULE, addresses.meas);
+  const std::string source = at(Msg::SOURCE_MODULE, addresses.source);
+  const struct {
+    const std::string& address;
+    int port;
+    const char* failure;
+    void (*log)(const char* text, int size);
+  } publishers[] = {
+      {main, kMainPort, "ZMQ CONNECT MAIN FAIL \n",
+       [](const char* text, int size) {
+         Q5_LOG_DEBUG(zpubsubL, "Got %s Message sub1 %d \n", text, size);
+       }},
+      {source, kSourcePort, "ZMQ CONNECT SRC FAIL \n",
+       [](const char* text, int size) {
+         Q5_LOG_DEBUG(zpubsubL, "Got %s Message sub2 %d \n", text, size);
+       }},
+      {meas, kMeasPort, "ZMQ CONNECT MEAS SELF NOTIFY FAIL \n",
+       [](const char* text, int size) {
+         Q5_LOG_DEBUG(zpubsubL, "Got %s Message sub3 %d \n", text, size);
+       }},
+      {main, kMainWatchdogPort, "ZMQ CONNECT MAIN WATCHDOG FAIL \n",
+       [](const char* text, int size) {
+         Q5_LOG_DEBUG(zpubsubL, "Got %s Message MAIN WDSOCK %d \n", text, size);
+       }},
+      {meas, kMeasWatchdogPort, "ZMQ CONNECT MEAS WATCHDOG FAIL \n",
+       [](const char*, int size) {
+         Q5_LOG_DEBUG(zpubsubL, "Got message watchdog %d MEAS WDSOCK \n", size);
+       }},
+      {source, kSourceWatchdogPort, "ZMQ CONNECT SRC WATCHDOG FAIL \n",
+       [](const char*, int size) {
+         Q5_LOG_DEBUG(zpubsubL, "Got message watchdog %d SRC WDSOCK \n", size);
+       }},
+      {main, kBridgePort, "ZMQ CONNECT ETHBSUB FAIL \n",
+       [](const char* text, int size) {
+         Q5_LOG_DEBUG(zpubsubL, "Got %s Message sub4 %d \n", text, size);
+       }},
+  };
+  for (const auto& publisher : publishers) {
+    if (publisher.address.empty()) continue;
+    const std::string url = "tcp://" + publisher.address + ":" + std::to_string(publisher.port);
+    Q5_LOG_INFO(zpubsubL, "urlstr %s \n", url.c_str());
+    auto socket = Common::zmb_api::OpenSocket(ctx, ZMQ_SUB);
+    if (!socket || zmq_setsockopt(socket.get(), ZMQ_SUBSCRIBE, "", 0) != 0 ||
+        Common::zmb_api::Connect(socket.get(), url.c_str()) != 0) {
+      Q5_LOG_ERROR(zpubsubL, "%s", publisher.failure);
+      continue;
+    }
+    subscriptions_.push_back({publisher.log, std::move(socket)});
+  }
 }
 
 int zpubsub::Start() {
@@ -136,7 +169,7 @@ void zpubsub::End() {
   }
   subscriptions_.clear();
   const platform::Lock lock(publisher_mutex_);
-  measpub.reset();
+  publisher_.reset();
 }
 
 void zpubsub::PubSubThreadFunction() {
@@ -168,11 +201,11 @@ void zpubsub::Receive(const Subscription& from) {
     if (zmq_getsockopt(from.socket.get(), ZMQ_RCVMORE, &more, &width) != 0) return;
   }
   if (frames != 1 || size != static_cast<int>(sizeof message)) {
-    Q5_LOG_WARNING(zpubsubL, "%s: %d frames, %d bytes: no message\n", from.what, frames, size);
+    Q5_LOG_WARNING(zpubsubL, "%d frames, %d bytes: no message\n", frames, size);
     return;
   }
   msgtype = message.msgtype;
-  LogReceived(from.what, GetMsgStr(), size);
+  from.log(GetMsgStr(), size);
   PubSubHandle(message);
 }
 

@@ -53,8 +53,8 @@ class zpubsub {
   /// What this daemon does with a message; before Start. Others are ignored.
   void On(MessageId id, Reaction reaction) { reactions_[id] = std::move(reaction); }
 
-  /// Opens the sockets of the measurement module in the context `ctx`, which outlives them. Asks
-  /// for `addresses` once a second, up to 60 times, until all are known; `module` is a MODULE_ID.
+  /// Opens the sockets of a `module` (MODULE_ID) in the context `ctx`, which outlives them. Asks
+  /// for `addresses` once a second, up to 60 times, until all are known.
   /// -1 when this module's own publisher cannot be bound.
   int Init(void* ctx, int module, const std::function<ModuleAddresses()>& addresses);
   /// Starts the pub/sub thread and the log of the machine's memory. -1 without a thread.
@@ -63,29 +63,62 @@ class zpubsub {
   void End();
 
   /// The socket that messages leave by; null before Init and after End.
-  void* GetPublisher() const { return measpub.get(); }
+  void* GetPublisher() const { return publisher_.get(); }
   /// Of the message at hand, on the pub/sub thread.
   const char* GetMsgStr() const { return IMSG::GetMsgStr(msgtype); }
 
   // --- Senders (zpubsub_send.cpp). What zmq_send returns: 111, or -1 ---
 
+  // Of any module.
+  /// A temperature in degrees C, with where it was measured.
+  int SendTemp(int its_module, int assem, int i2caddr, int sensor, float temper);
+  int SendServerStatus(bool ready);
+  int SendUploadDone();
+  int SendUnMountCmd();
+  /// See IntPubSubMsg::SetXMLPostRes.
+  int SendXMLPostResult(int result, int type);
+  int SendLVSFilterRelayMSG(int state);
+
+  // Of the measurement module.
   int SendEarlyDCDoneMessage();
   /// `channel` is 0 or 1. Both clear `relayack`, which the main module's answer sets.
   int SendSetRelays(int channel);
   int SendResetRelays(int channel);
-  /// See IntPubSubMsg::SetXMLPostRes.
-  int SendXMLPostResult(int result, int type);
-  int SendUploadDone();
-  int SendLVSFilterRelayMSG(int state);
-  /// A temperature in degrees C, with where it was measured.
-  int SendTemp(int its_module, int assem, int i2caddr, int sensor, float temper);
-  int SendServerStatus(bool ready);
+
+  // Of the source module; its relay requests are as those of the measurement module.
+  int SendUnfreezeMessage();
+  int SendLineFreqMessage(const m3x64_num& hertz);
+  /// The source is at zero; the next frequency in hertz, and the ranges that go with it.
+  int SendDFRATZEROMSG(float hertz, int current_range, int voltage_range);
+  int SendChanEventMessage(int event);
+  int SendRecoverSosMessage();
+  int SendSOSEStopMessage(int fault);
+  int SendSOSSwitchReleaseMessage();
+  int SendSourceStatusInfo(bool status);
+  int SosConfigRecordMessage();
+  int SendDFRRelaySetMessage();
+  int SendDFRRelayResetMessage();
+
+  // Of the main module.
+  int SendPFCBusVoltage(int volts);
+  int SendAckSOS(bool done);
+  int SendAckMOS(bool done);
+  int SendLVSFilterACKMSG();
+  int SendEStopMessage();
+  int SendSafetySwitchReleased(int fpfault);
+  int SendResetMessageTrafficTimer();
+  int SendLogForceRotate();
+  int SendStartProcessMSG();
+  int EnquireSourceStatus();
+  int EnquireServerStatus();
+  int SendDFRRelaySetAckMessage();
+  int SendDFRRelayResetAckMessage();
 
   std::atomic<bool> relayack{false};  ///< the main module has done the last relay request
 
  private:
   struct Subscription {
-    const char* what;
+    void (*log)(const char* text, int size);
     Common::zmb_api::Socket socket;
   };
   using Fill = std::function<void(IntPubSubMsg&)>;
@@ -93,8 +126,6 @@ class zpubsub {
   ModuleAddresses AwaitAddresses(const std::function<ModuleAddresses()>& addresses) const;
   int Publish(void* ctx);
   void Subscribe(void* ctx, const ModuleAddresses& addresses);
-  void SubscribeTo(void* ctx, const char* what, const std::string& address, int port,
-                   const char* failure);
 
   void PubSubThreadFunction();
   void Receive(const Subscription& from);
@@ -103,14 +134,14 @@ class zpubsub {
   bool IsSendMessage();
   void CheckandLockSendMessage();
   void ResetSendFlag();
-  int SendRelays(MessageId id, int channel, const char* text);
+  int SendRelays(MessageId id, int channel);
   int SendMessage(MessageId id, const Fill& fill = {});
 
   int module_ = 0;
   std::map<int, Reaction> reactions_;
 
   platform::Mutex publisher_mutex_;
-  Common::zmb_api::Socket measpub;
+  Common::zmb_api::Socket publisher_;
   std::vector<Subscription> subscriptions_;  ///< of the pub/sub thread once it runs
   platform::UniqueFd stop_;
   std::thread pubsubthread;

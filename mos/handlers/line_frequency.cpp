@@ -30,11 +30,11 @@ platform::Nanoseconds AwaitLineFrequency() {
 
 void LogWait(const char* prefix, platform::Nanoseconds waited) {
   const auto micro = std::chrono::duration_cast<std::chrono::microseconds>(waited).count();
-  Q5_LOG_INFO_HERE(measurementL, ":%s MOS waited %ld.%06ldsec. for line frequency from SOS\n",
+  Q5_LOG_INFO_HERE(measurementL, "%s.%d:%s MOS waited %ld.%06ldsec. for line frequency from SOS\n",
                    prefix, static_cast<long>(micro / 1000000), static_cast<long>(micro % 1000000));
   const m3x64_num line = ghmp->GetLineFrequency();
-  Q5_LOG_INFO_HERE(measurementL, ":%s Using line frequency %lld %lld/%lld(%f) from SOS\n", prefix,
-                   static_cast<long long>(line.a), static_cast<long long>(line.b),
+  Q5_LOG_INFO_HERE(measurementL, "%s.%d:%s Using line frequency %lld %lld/%lld(%f) from SOS\n",
+                   prefix, static_cast<long long>(line.a), static_cast<long long>(line.b),
                    static_cast<long long>(line.c), ValueOf(line));
 }
 
@@ -44,8 +44,9 @@ bool HasLineFrequency(const char* prefix, bool started) {
   if (!started) LogWait(prefix, AwaitLineFrequency());
   const m3x64_num line = ghmp->GetLineFrequency();
   if (line.a >= kLowestLine && line.a <= kHighestLine) return true;
-  Q5_LOG_ERROR_HERE(measurementL, ":%s Invalid measured frequency:%f not close to 50Hz or 60Hz\n",
-                    prefix, ValueOf(line));
+  Q5_LOG_ERROR_HERE(measurementL,
+                    "%s.%d:%s Invalid measured frequency:%f not close to 50Hz or 60Hz\n", prefix,
+                    ValueOf(line));
   return false;
 }
 

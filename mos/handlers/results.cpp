@@ -80,7 +80,7 @@ void TakeVlfValues(Poll& poll, const acquisition::Averager* g_avgfastFilter) {
   poll.volt = static_cast<float>(avgfast[0]);
   poll.amp = static_cast<float>(avgfast[1]);
   poll.ffvolt = poll.volt * poll.unit1.factor;
-  Q5_LOG_INFO_HERE(measurementL, " VLF results \n");
+  Q5_LOG_INFO_HERE(measurementL, "%s.%d VLF results \n");
 }
 
 void TakeDcValues(Poll& poll) {
@@ -154,7 +154,7 @@ void LogStatusChange(const Poll& poll, short filter) {
   prev_status_flag = now;
   const auto hex = [](int word) { return static_cast<unsigned>(word) & 0xFFFFu; };
   Q5_LOG_INFO_HERE(measurementL,
-                   ":freq:%f  Channel Status  Ch1:0x%04X  Ch2:0x%04X  Discharge:0x%04X  "
+                   "%s.%d:freq:%f  Channel Status  Ch1:0x%04X  Ch2:0x%04X  Discharge:0x%04X  "
                    "Filter:0x%04X  OR:0x%04X dur:%d\n",
                    double{ghmp->GetFrequency()}, hex(now[0]), hex(now[1]), hex(now[2]), hex(now[3]),
                    hex(now[0] | now[1] | now[2]), poll.duration);
@@ -209,10 +209,10 @@ void LogResult(const Poll& poll) {
               double{poll.r.serscap}, double{poll.r.parlcap}, poll.duration);
   const electricalresults_t& fr = poll.fr;
   const electricalresults_t& r = poll.r;
-  Q5_LOG_INFO_HERE(measurementL, " Elecfr: phase(0,1) (%e, %e) mag(0, 1) (%e, %e) \n", fr.phase[0],
-                   fr.phase[1], fr.mag[0], fr.mag[1]);
-  Q5_LOG_INFO_HERE(measurementL, " Elecr: phase(0,1) (%e, %e) mag(0, 1) (%e, %e) \n", r.phase[0],
-                   r.phase[1], r.mag[0], r.mag[1]);
+  Q5_LOG_INFO_HERE(measurementL, "%s.%d Elecfr: phase(0,1) (%e, %e) mag(0, 1) (%e, %e) \n",
+                   fr.phase[0], fr.phase[1], fr.mag[0], fr.mag[1]);
+  Q5_LOG_INFO_HERE(measurementL, "%s.%d Elecr: phase(0,1) (%e, %e) mag(0, 1) (%e, %e) \n",
+                   r.phase[0], r.phase[1], r.mag[0], r.mag[1]);
 }
 
 void StoreStatus(short ranging, bool discharge_watched, const Instrument& its) {

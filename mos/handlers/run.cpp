@@ -155,7 +155,7 @@ int Run::HandleMsg27(const Msg::HmpPauseTestReq* request, Msg::HmpPauseTestRep* 
   }
   if (IsVeryLowFrequency()) {
     const int result = its_.filters.SelectFilter(kDischargeFilterFrequency, false);
-    Q5_LOG_INFO_HERE(measurementL, ": fltr: SelectFilter(%f) ret:%d\n",
+    Q5_LOG_INFO_HERE(measurementL, "%s.%d: fltr: SelectFilter(%f) ret:%d\n",
                      double{kDischargeFilterFrequency}, result);
     AcquisitionSystem::AcqChan::announce_parameters();  // other filters: their sums begin again
   }
@@ -180,7 +180,7 @@ int Run::HandleMsg7(const Msg::HmpStopTestReq* request, Msg::HmpStopTestRep* rep
   // a test
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
-    Q5_LOG_ERROR_HERE(measurementL, ": ACQ_EVT_STOP_TEST failed\n");
+    Q5_LOG_ERROR_HERE(measurementL, "%s.%d: ACQ_EVT_STOP_TEST failed\n");
   }
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga != nullptr) fpga->ClearDischargeFlag();

@@ -66,7 +66,7 @@ void LogSampleSets(float hertz) {
   const auto* channel = AcquisitionSystem::AcqChan::get_AcqCh_instance(ACQ_CH1);
   double sets = channel == nullptr ? 1 : channel->get_sample_sets_per_cycle();
   if (sets == 1) sets = ghmp->samplespercyc / 1024.0;
-  Q5_LOG_INFO_HERE(measurementL, " freq:%f sample_sets_per_cycle:%f  sample_sets_per_sec:%f\n",
+  Q5_LOG_INFO_HERE(measurementL, "%s.%d freq:%f sample_sets_per_cycle:%f  sample_sets_per_sec:%f\n",
                    double{hertz}, sets, sets * double{hertz});
 }
 
@@ -152,7 +152,7 @@ struct OfVoltage {
   static void BeginCycle() {
     if (ghmp->IsVLFTest()) {
       SineCorrelator::SetVLFFlag();
-      Q5_LOG_INFO_HERE(measurementL, " set the VLF flag\n");
+      Q5_LOG_INFO_HERE(measurementL, "%s.%d set the VLF flag\n");
     }
     SineCorrelator::SetCycleComplete(false);
   }
@@ -190,7 +190,8 @@ struct OfCurrent {
   static bool KeepsFilters(bool) { return false; }
   static int SelectFilters(ChannelFilters& filters, float hertz) {
     const int selected = filters.SelectFilter(hertz, false);
-    Q5_LOG_INFO_HERE(measurementL, ": fltr: SelectFilter(%f) ret:%d\n", double{hertz}, selected);
+    Q5_LOG_INFO_HERE(measurementL, "%s.%d: fltr: SelectFilter(%f) ret:%d\n", double{hertz},
+                     selected);
     return selected;
   }
   static unsigned Changes() {
@@ -271,7 +272,7 @@ void Update::NoteChanges(Change& update, unsigned changed) {
     its_.clock.Device()->SetTestWFSignal(signal);
     Logger::Capture(Logger::SET_WAVEFORM_SIG, signal);
   }
-  Q5_LOG_INFO_HERE(measurementL, ": parameter_changed:0x%04X\n", update.changed);
+  Q5_LOG_INFO_HERE(measurementL, "%s.%d: parameter_changed:0x%04X\n", update.changed);
 }
 
 int Update::SetClock(const Change& update) {
@@ -366,10 +367,11 @@ int Update::HandleMsg34(const Msg::HmpUpdTestParamReqI* request, Msg::HmpUpdTest
 }
 
 int Update::PendingFrequency(float frequency, int curange, int voltscal) {
-  Q5_LOG_INFO_HERE(measurementL,
-                   ": pubsub saveFreq:%f freq:%f saveIRange:%d Irng:%d saveVRange:%d Vrng:%d\n",
-                   double{ghmp->GetFrequency()}, double{frequency}, ghmp->curange.load(), curange,
-                   ghmp->voltscal.load(), voltscal);
+  Q5_LOG_INFO_HERE(
+      measurementL,
+      "%s.%d: pubsub saveFreq:%f freq:%f saveIRange:%d Irng:%d saveVRange:%d Vrng:%d\n",
+      double{ghmp->GetFrequency()}, double{frequency}, ghmp->curange.load(), curange,
+      ghmp->voltscal.load(), voltscal);
   // anybody may send this, and it may come late: without a test, or after the step's own update, it
   // would only stop the samples
   if (its_.measurement.GetState() == Measurement::State::kNone) return 0;
@@ -391,7 +393,8 @@ int Update::PendingFrequency(float frequency, int curange, int voltscal) {
     return selected;
   }
   AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_SOURCE_RAMPED_TO_ZERO);
-  Q5_LOG_INFO_HERE(measurementL, ": pubsub notify_both_channels(ACQ_EVT_SOURCE_RAMPED_TO_ZERO)\n");
+  Q5_LOG_INFO_HERE(measurementL,
+                   "%s.%d: pubsub notify_both_channels(ACQ_EVT_SOURCE_RAMPED_TO_ZERO)\n");
   ghmp->ChangeConsumerFlag(true, Msg::eConsChanger_MOS);
   return 0;
 }

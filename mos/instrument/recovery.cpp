@@ -188,7 +188,7 @@ void Recovery::EndRecovery() {
   if (ghmp->discharging == 0) ghmp->ClearErrorCodes();
   if (!ghmp->IsLineSyncTracker()) clock_.Init();
   if (AcqChFollowing::notify_both_channels(AcquisitionSystem::ACQ_EVT_STOP_TEST) != 0) {
-    Q5_LOG_ERROR_HERE(measurementL, ": ACQ_EVT_STOP_TEST failed\n");
+    Q5_LOG_ERROR_HERE(measurementL, "%s.%d: ACQ_EVT_STOP_TEST failed\n");
   }
   measurement_.BeginEnd();
   testmonitor.StopTimer();

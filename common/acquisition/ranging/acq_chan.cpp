@@ -75,7 +75,7 @@ void AcqChan::reset_sine_correlators() {
   SineCorrelator* slow = sineCorr_Slow;
   if (fast == nullptr || slow == nullptr) {
     Q5_LOG_WARNING_HERE(chanfsmL,
-                        ": WARNING! reset() requested before SineCorrelator initialized.\n");
+                        "%s.%d: WARNING! reset() requested before SineCorrelator initialized.\n");
     return;
   }
   slow->reset(0);

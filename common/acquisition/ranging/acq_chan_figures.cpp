@@ -112,20 +112,21 @@ double AcqChan::full_cycle_ampl_percent_of_range() const {
 
 bool AcqChan::phasors_stable(SineCorrelator* correlator) {
   if (correlator == nullptr) {
-    Q5_LOG_ERROR_HERE(chanfsmL, ": SineCorrelator missing\n");
+    Q5_LOG_ERROR_HERE(chanfsmL, "%s.%d: SineCorrelator missing\n");
     return false;
   }
   if (!ghmp->IsVLFTest()) return true;
   const bool complete = SineCorrelator::CycleComplete();
-  Q5_LOG_DEBUG_HERE(chanfsmL, ": CycleComplete() returned %s\n", complete ? "true" : "false");
+  Q5_LOG_DEBUG_HERE(chanfsmL, "%s.%d: CycleComplete() returned %s\n", complete ? "true" : "false");
   return complete;
 }
 
 int AcqChan::get_standard_dev(double* out) {
   SineCorrelator* fast = sineCorr_Fast;
   if (fast == nullptr) {
-    Q5_LOG_ERROR_HERE(chanfsmL,
-                      ": ERROR! get_standard_dev called before fast SineCorrelator initialized.\n");
+    Q5_LOG_ERROR_HERE(
+        chanfsmL,
+        "%s.%d: ERROR! get_standard_dev called before fast SineCorrelator initialized.\n");
     return -1;
   }
   fast->calc_std_dev(out);
@@ -149,8 +150,9 @@ int AcqChan::get_correct_avgs(phasortoo_t* out) {
 int AcqChan::clear_dc_offsets() {
   SineCorrelator* fast = sineCorr_Fast;
   if (fast == nullptr) {
-    Q5_LOG_ERROR_HERE(chanfsmL,
-                      ": ERROR! store dc offsets called before fast SineCorrelator initialized.\n");
+    Q5_LOG_ERROR_HERE(
+        chanfsmL,
+        "%s.%d: ERROR! store dc offsets called before fast SineCorrelator initialized.\n");
     return -1;
   }
   fast->ClearOffsetPhasors();

@@ -32,8 +32,8 @@ double get_filter_delay_time(int first, int second) {
     return filter > 0 && filter < kFilters ? analogfilterdelays[filter] : -1.0;
   };
   if (delay(first) > 0 && delay(second) > 0) return std::max(delay(first), delay(second));
-  Q5_LOG_INFO_HERE(chanfsmL, ": Filters Ch1:%d ch2:%d must be > 0 and < %d.  Using %f\n", first,
-                   second, kFilters, kDefaultDelay);
+  Q5_LOG_INFO_HERE(chanfsmL, "%s.%d: Filters Ch1:%d ch2:%d must be > 0 and < %d.  Using %f\n",
+                   first, second, kFilters, kDefaultDelay);
   return kDefaultDelay;
 }
 

@@ -45,21 +45,22 @@ float ParseDriverVersion(std::string_view text) {
 float GetQ5FPGADriverVersion() {
   const File file(kDriverVersionPath);
   if (file.Get() < 0) {
-    Q5_LOG_ERROR_HERE(fpgaL, " Error opening %s to determine Q5 FPGA Driver Version\n",
+    Q5_LOG_ERROR_HERE(fpgaL, "%s.%d Error opening %s to determine Q5 FPGA Driver Version\n",
                       kDriverVersionPath);
     return 0;
   }
   char text[32] = {};
   const ssize_t size = platform::Machine().Read(file.Get(), text, sizeof text - 1);
   if (size < 0) {
-    Q5_LOG_ERROR_HERE(fpgaL, " Error reading %s to determine Q5 FPGA Driver Version\n",
+    Q5_LOG_ERROR_HERE(fpgaL, "%s.%d Error reading %s to determine Q5 FPGA Driver Version\n",
                       kDriverVersionPath);
     return 0;
   }
   const float version = ParseDriverVersion({text, static_cast<std::size_t>(size)});
   if (version >= 0) return version;
   Q5_LOG_ERROR_HERE(
-      fpgaL, " Error converting version string %s to determine Q5 FPGA Driver Version\n", text);
+      fpgaL, "%s.%d Error converting version string %s to determine Q5 FPGA Driver Version\n",
+      text);
   return 0;
 }
 

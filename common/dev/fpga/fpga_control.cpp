@@ -44,7 +44,7 @@ int FpgaDevBase::FPGADisableWaveform() {
   unsigned wfctrl = 0;
   const int result = ReadReg(Q5FPGA_WFORM_CTRL, wfctrl);
   if (result == 0) {
-    Q5_LOG_INFO_HERE(fpgaL, " wfctrl = 0x%x \n", wfctrl);
+    Q5_LOG_INFO_HERE(fpgaL, "%s.%d wfctrl = 0x%x \n", wfctrl);
   }
   return WriteReg(Q5FPGA_WFORM_CTRL, 0, __LINE__) < 0 ? -1 : result;
 }

@@ -50,7 +50,7 @@ int FpgaDevBase::VoltsToSample(float volts) {
     const float primary = volts / high / scale;
     amplitude = ToCounts(std::ceil(double{primary} * kPeak));
     Q5_LOG_INFO_HERE(fpgaL,
-                     " Applied the hv scalefactor volts: %f  HVScaleFactor:%f  "
+                     "%s.%d Applied the hv scalefactor volts: %f  HVScaleFactor:%f  "
                      "lvscalefactor:%f  amplitude:%d\n",
                      double{volts}, double{high}, double{scale}, amplitude);
   } else if (Test().IsDCTest()) {

@@ -193,7 +193,7 @@ int FpgaRampControl::GetDischargeStatus(int check, int swap) {
     } else {
       if (_dischargestarttime == 0) {
         _dischargestarttime = platform::Machine().Clock().Realtime().tv_sec;
-        Q5_LOG_INFO_HERE(fpgaL, " Discharging \n");
+        Q5_LOG_INFO_HERE(fpgaL, "%s.%d Discharging \n");
       }
       if (check != 0) {
         CheckFastFilterMeasurement(swap);

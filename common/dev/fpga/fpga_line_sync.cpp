@@ -23,18 +23,19 @@ constexpr bool IsParameter(unsigned value) { return value >= 1 && value <= kMaxP
 int CheckParameters(const lineSyncTrackerParams& params) {
   const unsigned rate = params.correctionRate;
   if (!std::has_single_bit(rate) || rate < kMinRate || rate > kMaxRate) {
-    Q5_LOG_ERROR_HERE(fpgaL,
-                      ":LSYN Invalid parameter correctionRate %d,  Expected 2-256 power of 2.\n",
-                      static_cast<int>(rate));
+    Q5_LOG_ERROR_HERE(
+        fpgaL, "%s.%d:LSYN Invalid parameter correctionRate %d,  Expected 2-256 power of 2.\n",
+        static_cast<int>(rate));
     return LF_EST_INVALID_PARAMETER;
   }
   if (!IsParameter(params.correctionPulseLimit)) {
-    Q5_LOG_ERROR_HERE(fpgaL, ":LSYN Invalid parameter correctionPulseLimit:%d,  Expected 1-255.\n",
+    Q5_LOG_ERROR_HERE(fpgaL,
+                      "%s.%d:LSYN Invalid parameter correctionPulseLimit:%d,  Expected 1-255.\n",
                       static_cast<int>(params.correctionPulseLimit));
     return LF_EST_INVALID_PARAMETER;
   }
   if (!IsParameter(params.offsetThreshold)) {
-    Q5_LOG_ERROR_HERE(fpgaL, ":LSYN Invalid parameter offsetThreshold:%d,  Expected 1-255.\n",
+    Q5_LOG_ERROR_HERE(fpgaL, "%s.%d:LSYN Invalid parameter offsetThreshold:%d,  Expected 1-255.\n",
                       static_cast<int>(params.offsetThreshold));
     return LF_EST_INVALID_PARAMETER;
   }
@@ -136,7 +137,7 @@ int FpgaLineSync::SourceInLineSync() {
   if (ReadLsyn(Q5FPGA_LNSYNC_CTL_STAT_REG, status, __func__, __LINE__) < 0) return LF_EST_IO_ERROR;
   if ((status & kLocked) == kLocked) {
     Q5_LOG_INFO_HERE(fpgaL,
-                     ":LSYN  Read Q5FPGA_LNSYNC_CTL_STAT_REG:0x%04X TRKR_EN:0x%04X "
+                     "%s.%d:LSYN  Read Q5FPGA_LNSYNC_CTL_STAT_REG:0x%04X TRKR_EN:0x%04X "
                      "TRKR_LOCK:0x%04X\n",
                      status, status & kTrackerEnable, status & kTrackerLocked);
     return 1;
@@ -150,8 +151,8 @@ int FpgaLineSync::SourceInLineSync() {
     return LF_EST_IO_ERROR;
   }
   Q5_LOG_INFO_HERE(
-      fpgaL, ":LSYN Q5FPGA_LNSYNC_CTL_STAT_REG:0x%04X Offset:%6d Delta:%6d Pulse:0x%04X\n", status,
-      static_cast<std::int16_t>(offset), static_cast<std::int16_t>(delta), pulse);
+      fpgaL, "%s.%d:LSYN Q5FPGA_LNSYNC_CTL_STAT_REG:0x%04X Offset:%6d Delta:%6d Pulse:0x%04X\n",
+      status, static_cast<std::int16_t>(offset), static_cast<std::int16_t>(delta), pulse);
   return 0;
 }
 
@@ -161,7 +162,7 @@ int FpgaLineSync::CheckWFPolarityCorrect(unsigned polarity) {
   const bool requested = (wfctrl & kWformPolarity) != 0;
   if (requested != (polarity != 0)) {
     Q5_LOG_ERROR_HERE(fpgaL,
-                      ":LSYN Q5FPGA_WFORM_CTRL(0x%04X) value:0x%04X bit mask:0x%04X does not "
+                      "%s.%d:LSYN Q5FPGA_WFORM_CTRL(0x%04X) value:0x%04X bit mask:0x%04X does not "
                       "match polarity:%d\n",
                       static_cast<unsigned>(Q5FPGA_WFORM_CTRL), wfctrl, kWformPolarity,
                       static_cast<int>(polarity));
@@ -175,7 +176,7 @@ int FpgaLineSync::StartLineFreqEstimator(unsigned cycles) {
   const int result = CheckVersion(__func__, __LINE__);
   if (result < 0) return result;
   if (cycles > kEstimatorCycles) {
-    Q5_LOG_ERROR_HERE(fpgaL, ":LSYN Invalid cycle count %d must be less than 32\n",
+    Q5_LOG_ERROR_HERE(fpgaL, "%s.%d:LSYN Invalid cycle count %d must be less than 32\n",
                       static_cast<int>(cycles));
     return LF_EST_INVALID_PARAMETER;
   }
@@ -196,9 +197,9 @@ int FpgaLineSync::StartLineFreqEstimator(unsigned cycles) {
     return LF_EST_IO_ERROR;
   }
   if (cycles != 0) {
-    Q5_LOG_INFO_HERE(fpgaL, ":LSYN estimator started\n");
+    Q5_LOG_INFO_HERE(fpgaL, "%s.%d:LSYN estimator started\n");
   } else {
-    Q5_LOG_INFO_HERE(fpgaL, ":LSYN estimator disabled\n");
+    Q5_LOG_INFO_HERE(fpgaL, "%s.%d:LSYN estimator disabled\n");
   }
   return LF_EST_COMPLETE;
 }
@@ -212,7 +213,7 @@ int FpgaLineSync::ReadLineFreqEstimate(m3x64_num* hertz) {
   if (ReadLsyn(Q5FPGA_LNSYNC_CTL_STAT_REG, status, __func__, __LINE__) < 0) return LF_EST_IO_ERROR;
   if ((status & kEstimatorEnable) == 0) {
     Q5_LOG_ERROR_HERE(fpgaL,
-                      ":LSYN Line freq estimator not enabled.  Reg:0x%04X  value:0x%04X  "
+                      "%s.%d:LSYN Line freq estimator not enabled.  Reg:0x%04X  value:0x%04X  "
                       "mask:0x%04X\n",
                       static_cast<unsigned>(Q5FPGA_LNSYNC_CTL_STAT_REG), status, kEstimatorEnable);
     return LF_EST_DISABLED;
@@ -226,27 +227,27 @@ int FpgaLineSync::ReadLineFreqEstimate(m3x64_num* hertz) {
   const std::uint64_t longest = cycles * kLongestCycle;
   const std::uint64_t ceiling = longest + longest / 10;
   if (count > ceiling) {
-    Q5_LOG_ERROR_HERE(fpgaL, ":LSYN LNSYNC_EST register:%ld exceeds expected max value:%ld\n",
+    Q5_LOG_ERROR_HERE(fpgaL, "%s.%d:LSYN LNSYNC_EST register:%ld exceeds expected max value:%ld\n",
                       static_cast<long>(count), static_cast<long>(ceiling));
     return LF_EST_COUNT_TOO_BIG;
   }
   if (count == 0) {
     Q5_LOG_ERROR_HERE(fpgaL,
-                      ":LSYN %d line cycles did not complete in 1.342 sec.  Estimator rolled "
+                      "%s.%d:LSYN %d line cycles did not complete in 1.342 sec.  Estimator rolled "
                       "over.\n",
                       static_cast<int>(cycles));
     return LF_EST_ROLLOVER;
   }
   if ((status & kEstimateComplete) == 0) {
     Q5_LOG_INFO_HERE(fpgaL,
-                     ":LSYN Line freq estimate not complete.  Reg:0x%04X  value:0x%04X  "
+                     "%s.%d:LSYN Line freq estimate not complete.  Reg:0x%04X  value:0x%04X  "
                      "mask:0x%04X\n",
                      static_cast<unsigned>(Q5FPGA_LNSYNC_CTL_STAT_REG), status, kEstimateComplete);
     return LF_EST_NOT_DONE;
   }
   const std::uint64_t counted = cycles * kEstimatorClock;
   *hertz = {counted / count, counted % count, count};
-  Q5_LOG_DEBUG_HERE(fpgaL, ":LSYN Line frequency %f\n",
+  Q5_LOG_DEBUG_HERE(fpgaL, "%s.%d:LSYN Line frequency %f\n",
                     static_cast<double>(counted) / static_cast<double>(count));
   return LF_EST_COMPLETE;
 }

@@ -64,7 +64,7 @@ int FpgaRampControl::SetFPGAStopRamp() {
   unsigned multiplier = ToRegister(rampdata.highlimit);  // the most, when it cannot be read
   const int read = ReadReg(Q5FPGA_WFORM_AMP_VALUE, multiplier);
   if (read == 0 && multiplier == 0) {
-    Q5_LOG_INFO_HERE(fpgaL, " Waveform amplitude already at 0x%x\n", multiplier);
+    Q5_LOG_INFO_HERE(fpgaL, "%s.%d Waveform amplitude already at 0x%x\n", multiplier);
     return result;
   }
   result |= read;

@@ -77,7 +77,8 @@ int FpgaRampControl::CheckFPGARampStatus(const Wanted& wanted) {
     if (result == Poll::kDown) return 0;
     lost = result == Poll::kLost ? lost + 1 : 0;
     if (++count % kPollsPerLine == 0) {
-      Q5_LOG_INFO_HERE(fpgaL, " Ramping Down for %d milliseconds \n", count / kPollsPerMillisecond);
+      Q5_LOG_INFO_HERE(fpgaL, "%s.%d Ramping Down for %d milliseconds \n",
+                       count / kPollsPerMillisecond);
     }
     clock.SleepFor(kPoll);
   }

@@ -47,7 +47,7 @@ FpgaRampControl::UpRamp FpgaRampControl::ChooseUpRamp() {
   if (slow && Test().HVTimerRampUp()) {
     if (special) {
       Q5_LOG_INFO_HERE(fpgaL,
-                       ": Overshoot-limiting timer ramp control, "
+                       "%s.%d: Overshoot-limiting timer ramp control, "
                        "rampupmode:%d(FPGAAutoTimerRampE) for frequency %f\n",
                        static_cast<int>(FPGAAutoTimerRampE), double{hertz});
     }
@@ -73,7 +73,7 @@ FpgaRampControl::UpRamp FpgaRampControl::ChooseUpRamp() {
   }
   if (special) {
     Q5_LOG_INFO_HERE(fpgaL,
-                     ": Overshoot-limiting cycle ramp control, "
+                     "%s.%d: Overshoot-limiting cycle ramp control, "
                      "rampupmode:%d(FPGAAutoCycleRampE) for frequency %f\n",
                      static_cast<int>(FPGAAutoCycleRampE), double{hertz});
   }
@@ -200,7 +200,8 @@ int FpgaRampControl::RampToTarget(unsigned short target) {
 
 int FpgaRampControl::FixedDurationRampToTarget(unsigned short target, float seconds) {
   if (!_rampup || _rampupmode != FPGAAutoCycleRampE) {
-    Q5_LOG_ERROR_HERE(fpgaL, ": Conditions not met to execute %s _rampup = %d ramp_mode = %u\n",
+    Q5_LOG_ERROR_HERE(fpgaL,
+                      "%s.%d: Conditions not met to execute %s _rampup = %d ramp_mode = %u\n",
                       __func__, _rampup ? 1 : 0, static_cast<unsigned>(_rampupmode.load()));
     return -1;
   }
@@ -217,7 +218,7 @@ int FpgaRampControl::FixedDurationRampToTarget(unsigned short target, float seco
   const int new_step = steps > 0 ? ToCounts(distance / steps) : ToCounts(distance);
   rampdata.highlimit = limit;
   rampdata.stepvalue = std::max(new_step, 1);
-  Q5_LOG_INFO_HERE(fpgaL, ": step 0x%x becomes 0x%x\n", step,
+  Q5_LOG_INFO_HERE(fpgaL, "%s.%d: step 0x%x becomes 0x%x\n", step,
                    static_cast<unsigned>(rampdata.stepvalue));
   const int result = ChangeRunningRamp();
   Capture(Logger::VOLT_SETTINGS, rampdata.stepvalue.load(), rampdata.highlimit.load());

@@ -11,7 +11,7 @@ WaveformMemory::WaveformMemory(int fd, std::size_t bytes) {
   void* memory =
       platform::Machine().Mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
   if (memory == MAP_FAILED) {
-    Q5_LOG_ERROR_HERE(fpgaL, ": mmap of Source Waveform Memory failed\n");
+    Q5_LOG_ERROR_HERE(fpgaL, "%s.%d: mmap of Source Waveform Memory failed\n");
     return;
   }
   samples_ = {static_cast<std::int16_t*>(memory), bytes / sizeof(std::int16_t)};
@@ -20,7 +20,7 @@ WaveformMemory::WaveformMemory(int fd, std::size_t bytes) {
 WaveformMemory::~WaveformMemory() {
   if (samples_.empty()) return;
   const int result = platform::Machine().Munmap(samples_.data(), samples_.size_bytes());
-  Q5_LOG_INFO_HERE(fpgaL, ": munmap ret=%d\n", result);
+  Q5_LOG_INFO_HERE(fpgaL, "%s.%d: munmap ret=%d\n", result);
 }
 
 }  // namespace Dev

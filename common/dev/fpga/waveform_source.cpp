@@ -88,7 +88,7 @@ bool LockBuffers(FpgaDev& fpga, const char* func) {
 
 void FillBuffersWithDc(Samples first, Samples second, std::int16_t value) {
   const auto opposite = static_cast<std::int16_t>(-value);
-  Q5_LOG_INFO_HERE(fpgaL, ": filling buffer 0 with 0x%04X | buffer 1 with 0x%04X\n",
+  Q5_LOG_INFO_HERE(fpgaL, "%s.%d: filling buffer 0 with 0x%04X | buffer 1 with 0x%04X\n",
                    static_cast<unsigned>(static_cast<std::uint16_t>(value)),
                    static_cast<unsigned>(static_cast<std::uint16_t>(opposite)));
   std::ranges::fill(first, value);
@@ -96,7 +96,7 @@ void FillBuffersWithDc(Samples first, Samples second, std::int16_t value) {
 }
 
 void FillBuffersWithSine(Samples first, Samples second) {
-  Q5_LOG_INFO_HERE(fpgaL, ": filling buffer with sine wave\n");
+  Q5_LOG_INFO_HERE(fpgaL, "%s.%d: filling buffer with sine wave\n");
   FillSine(first);
   std::ranges::transform(first, second.begin(),
                          [](std::int16_t sample) { return static_cast<std::int16_t>(-sample); });
@@ -124,16 +124,16 @@ bool PrepareHighSpeed(FpgaDev& fpga) {
       std::ranges::fill(memory.Samples(), std::int16_t{0});
       return true;
     case Change::kReadFailed:
-      Q5_LOG_ERROR_HERE(fpgaL, ":Failed reading Waveform Control and Status Register\n");
+      Q5_LOG_ERROR_HERE(fpgaL, "%s.%d:Failed reading Waveform Control and Status Register\n");
       return false;
     case Change::kWriteFailed:
-      Q5_LOG_ERROR_HERE(fpgaL, ":Failed to enable writing the Waveform Generator buffer\n");
+      Q5_LOG_ERROR_HERE(fpgaL, "%s.%d:Failed to enable writing the Waveform Generator buffer\n");
   }
   return false;
 }
 
 bool FillHighSpeedChirp(const FpgaDev& fpga) {
-  Q5_LOG_INFO_HERE(fpgaL, ": filling buffer with CHIRP\n");
+  Q5_LOG_INFO_HERE(fpgaL, "%s.%d: filling buffer with CHIRP\n");
   const WaveformMemory memory(fpga.GetDeviceFd(), kFastWaveformBytes);
   if (!memory) return false;
   FillChirp(memory.Samples());
@@ -170,7 +170,7 @@ void FillHighSpeed(FpgaDev& fpga, int signal_type) {
   const unsigned version = DriverVersionNumber();
   const bool pre_cycle = version >= kPreCycleVersion && signal_type != kNegativeDcSignal;
   const std::size_t bytes = pre_cycle ? kFastWaveformBytesLarge : kFastWaveformBytes;
-  Q5_LOG_INFO_HERE(fpgaL, ": FPGA driver version = %u support = %u buffersize = %u\n", version,
+  Q5_LOG_INFO_HERE(fpgaL, "%s.%d: FPGA driver version = %u support = %u buffersize = %u\n", version,
                    kPreCycleVersion, static_cast<unsigned>(bytes));
   if (!PrepareHighSpeed(fpga)) return;
   const bool filled = signal_type == kNegativeDcSignal ? FillHighSpeedChirp(fpga)
@@ -179,7 +179,7 @@ void FillHighSpeed(FpgaDev& fpga, int signal_type) {
   if (!filled) return;
   const int result = RequestHighSpeed(fpga, kHighSpeedOn);
   Q5_LOG_AT_HERE(result < 0 ? kError : kInfo, fpgaL,
-                 ": send HSVLF command to FPGA kernel driver ret=%d\n", result);
+                 "%s.%d: send HSVLF command to FPGA kernel driver ret=%d\n", result);
 }
 
 int SetControlBit(unsigned mask, bool on, const char* func) {
@@ -269,7 +269,7 @@ int wf_fill_source_buffer(int samples_per_cycle, int signal_type) {
   FpgaDev* fpga = FpgaDev::GetDevice();
   const int fd = fpga == nullptr ? -1 : fpga->GetDeviceFd();
   if (fd < 0) {
-    Q5_LOG_ERROR_HERE(fpgaL, ": failed to open the FPGA device\n");
+    Q5_LOG_ERROR_HERE(fpgaL, "%s.%d: failed to open the FPGA device\n");
     return fd;
   }
   wf_fill_type = FillType(signal_type);
@@ -278,10 +278,12 @@ int wf_fill_source_buffer(int samples_per_cycle, int signal_type) {
     return 0;
   }
   const int result = RequestHighSpeed(*fpga, kHighSpeedOff);
-  Q5_LOG_INFO_HERE(fpgaL, ": turned off HSVLF mode, even if it was off before. Return Value : %d\n",
+  Q5_LOG_INFO_HERE(fpgaL,
+                   "%s.%d: turned off HSVLF mode, even if it was off before. Return Value : %d\n",
                    result);
   if (!IsNormalSize(samples_per_cycle)) {
-    Q5_LOG_ERROR_HERE(fpgaL, ": Waveform buffer limits samples per cycle to the range %u to %d\n",
+    Q5_LOG_ERROR_HERE(fpgaL,
+                      "%s.%d: Waveform buffer limits samples per cycle to the range %u to %d\n",
                       kMinWaveformSamples, kMaxWaveformSamples);
     Q5_LOG_ERROR(fpgaL, "\t or VLF High Frequency Rate restrictedto %d samples per cycle\n",
                  kHighSpeedSamples);
@@ -294,12 +296,12 @@ int wf_fill_source_buffer(int samples_per_cycle, int signal_type) {
 int wf_clear_source_buffer() {
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga == nullptr) {
-    Q5_LOG_ERROR_HERE(fpgaL, ": failed to open the FPGA device\n");
+    Q5_LOG_ERROR_HERE(fpgaL, "%s.%d: failed to open the FPGA device\n");
     return -1;
   }
   const WaveformMemory memory(fpga->GetDeviceFd(), kWaveformBytes);
   if (!memory || !UnlockBuffers(*fpga, __func__)) return -1;
-  Q5_LOG_INFO_HERE(fpgaL, ": filling buffer with 0x%04X\n", 0u);
+  Q5_LOG_INFO_HERE(fpgaL, "%s.%d: filling buffer with 0x%04X\n", 0u);
   std::ranges::fill(memory.Samples().first(kClearedSamples), std::int16_t{0});
   return LockBuffers(*fpga, __func__) ? 0 : -1;
 }
@@ -315,7 +317,8 @@ int wf_initiate(int samples_per_cycle, int amplitude, int step, int rate, int co
   if (refusal < 0) return refusal;
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga == nullptr) {
-    Q5_LOG_ERROR_HERE(fpgaL, ": failed to open the FPGA to begin generating the waveform - %s\n",
+    Q5_LOG_ERROR_HERE(fpgaL,
+                      "%s.%d: failed to open the FPGA to begin generating the waveform - %s\n",
                       std::strerror(errno));
     return -1;
   }

@@ -161,9 +161,9 @@ int SetStepSize(Param_Values& params, const Intermediate_Str& is) {
   const bool round_up = update.b >= update.c - update.b;
   output.fidppm = static_cast<unsigned>(update.a) + (round_up ? 1 : 0);
   const double cycle = static_cast<double>(params.wf_samples_per_cycle) * kUpdatesPerSample;
-  Q5_LOG_DEBUG_HERE(spclkL, " configured frequency %.9lf Hz\n",
+  Q5_LOG_DEBUG_HERE(spclkL, "%s.%d configured frequency %.9lf Hz\n",
                     m3x64_to_double(update) / cycle * 1e6);
-  Q5_LOG_INFO_HERE(spclkL, " - LSYN Setting INC/DEC step fidppm to %d\n",
+  Q5_LOG_INFO_HERE(spclkL, "%s.%d - LSYN Setting INC/DEC step fidppm to %d\n",
                    static_cast<int>(output.fidppm));
   return 0;
 }

@@ -40,7 +40,7 @@ int SpclkDev::ProgramChip(const RegTable& table) {
       if (_si5338->IsHeldUp()) break;
       continue;
     }
-    Q5_LOG_INFO_HERE(spclkL, " Achieved PLL lock on iteration %d\n", i);
+    Q5_LOG_INFO_HERE(spclkL, "%s.%d Achieved PLL lock on iteration %d\n", i);
     return 0;
   }
   return Fail(-EIO, "Failed to write register values to Si5338 RAM\n");
@@ -70,7 +70,7 @@ int sp_clk_main(SpclkDev* spclk) {
   Param_Values& params = spclk->_params;
   // of one update alone: a failed one is followed by a whole one
   const bool only_steps = std::exchange(SpclkDev::freq_inc_dec_change_only, false);
-  Q5_LOG_INFO_HERE(spclkL, " spclk ADC clocks per sample: %u\n", params.adc_clocks_per_sample);
+  Q5_LOG_INFO_HERE(spclkL, "%s.%d spclk ADC clocks per sample: %u\n", params.adc_clocks_per_sample);
   if (const int error = find_digital_frequencies(params, 0); error < 0) return error;
   const std::unique_ptr<RegTable> table = generate_reg_struct(params);
   if (table == nullptr) return Fail(-ENOMEM, "Error creating Si5338 register value structure\n");

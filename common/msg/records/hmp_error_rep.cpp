@@ -76,7 +76,7 @@ void HmpErrorRep::SetHMPMajorCode(short code) {
 
 int HmpErrorRep::CopyHMPErrorCodes(const short* words, int n) {
   count = static_cast<std::int16_t>(Used());
-  Q5_LOG_INFO_HERE(msgL, " length = %d \n", n);
+  Q5_LOG_INFO_HERE(msgL, "%s.%d length = %d \n", n);
   int copied = 0;
   std::string text;
   for (; copied < n && count < kErrorListWords; ++copied) {
@@ -95,7 +95,7 @@ void HmpErrorRep::SetMajorError() {
     Q5_LOG_DEBUG(msgL, "skipwords %d ch %d \n", static_cast<int>(word.data.size()), word.code);
     if (word.code < NAK_MCODE_MAX) major = std::max(major, word.code);
   });
-  Q5_LOG_INFO_HERE(msgL, ": Found major 0x%x \n", static_cast<unsigned>(major));
+  Q5_LOG_INFO_HERE(msgL, "%s.%d: Found major 0x%x \n", static_cast<unsigned>(major));
   ecodes[0] = static_cast<std::int16_t>(major);
   SetNak(1);
 }
@@ -109,7 +109,7 @@ void HmpErrorRep::ShiftErrorCodes() {
   if (count < kErrorListWords) {
     ++count;
   } else {
-    Q5_LOG_WARNING_HERE(msgL, ": list is full, word 0x%x falls off\n",
+    Q5_LOG_WARNING_HERE(msgL, "%s.%d: list is full, word 0x%x falls off\n",
                         ecodes[kErrorListWords - 1] & 0xFFFFu);
   }
   List list = Words();
@@ -138,7 +138,7 @@ void HmpErrorRep::AddFrequencyError(int module, short code, float f,
 
 int HmpErrorRep::GetMajorErr(short code, int index) const {
   if (!UserErrorsReady()) {
-    Q5_LOG_ERROR_HERE(msgL, ": ERROR CODES ARE NOT INITIALIZED\n");
+    Q5_LOG_ERROR_HERE(msgL, "%s.%d: ERROR CODES ARE NOT INITIALIZED\n");
     return kNoMajorCode;
   }
   return IsUserError(ErrorCodeOf(code)) ? ParseErrorData(index) : kNoMajorCode;

@@ -31,10 +31,10 @@ void ConsumerFlag::ChangeConsumerFlag(bool set, unsigned changer) {
   resetConsumer = after;
   const char* caller = CallerName(changer);
   if ((before == 0) != (after == 0)) {
-    Q5_LOG_INFO_HERE(msgL, ":caller:%s flag:0x%02X ConsumerFlag %s\n", caller, after,
+    Q5_LOG_INFO_HERE(msgL, "%s.%d:caller:%s flag:0x%02X ConsumerFlag %s\n", caller, after,
                      after != 0 ? "set" : "cleared");
   } else {
-    Q5_LOG_INFO_HERE(msgL, ":caller:%s flag:0x%02X\n", caller, after);
+    Q5_LOG_INFO_HERE(msgL, "%s.%d:caller:%s flag:0x%02X\n", caller, after);
   }
 }
 

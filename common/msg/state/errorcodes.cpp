@@ -47,7 +47,7 @@ int Errorcodes::GetErrorIndex() {
 
 void Errorcodes::SetErrorCode(short code) {
   const platform::Lock lock(eindexlock);
-  Q5_LOG_NOTICE_HERE(msgL, " ecodes evalue 0x%x\n", code & 0xFFFFu);
+  Q5_LOG_NOTICE_HERE(msgL, "%s.%d ecodes evalue 0x%x\n", code & 0xFFFFu);
   ecodes[static_cast<std::size_t>(NextPlace())] = code;
   ++errorindex;
 }
@@ -67,7 +67,7 @@ void Errorcodes::SetErrorWords(short code, std::span<const std::int16_t> data) {
   const platform::Lock lock(eindexlock);
   const int place = AppendWords(code, data);
   const unsigned word = ecodes[static_cast<std::size_t>(place)] & 0xFFFFu;
-  Q5_LOG_NOTICE_HERE(msgL, " evalue 0x%x eindex %d ecodes[%d]=0x%x nbytes %d 0x%x\n",
+  Q5_LOG_NOTICE_HERE(msgL, "%s.%d evalue 0x%x eindex %d ecodes[%d]=0x%x nbytes %d 0x%x\n",
                      code & 0xFFFFu, errorindex, place, word, static_cast<int>(data.size()), word);
 }
 

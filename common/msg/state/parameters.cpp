@@ -86,12 +86,12 @@ void TestParameters::SetTestParams(const HmpUpdTestParamReq& request) {
   const bool range_test = IsRangeTestFrequency(hertz);
   if (range_test && previouscurange == 0) {
     curange = 0;
-    Q5_LOG_INFO_HERE(msgL, ": Frequency:%f Setting curange to %d for range testing\n",
+    Q5_LOG_INFO_HERE(msgL, "%s.%d: Frequency:%f Setting curange to %d for range testing\n",
                      double{hertz}, 0);
   }
   if (range_test && previousvoltscal == 0) {
     voltscal = 0;
-    Q5_LOG_INFO_HERE(msgL, ": Frequency:%f Setting voltscal to %d for range testing\n",
+    Q5_LOG_INFO_HERE(msgL, "%s.%d: Frequency:%f Setting voltscal to %d for range testing\n",
                      double{hertz}, 0);
   }
   SetFrequency(testype == TEST_DEMAG ? hertz / 2 : hertz);

@@ -50,7 +50,7 @@ void SafetyNak::Clear() {
 void FormSafetyNak(int module, int& nak, HmpErrorRep* reply) {
   const SafetyNak::Snapshot fault = safetyFault.Copy();
   if (nak == 0) reply->InitResponse();
-  Q5_LOG_ERROR_HERE(msgL, " SAFETY: %d %x %x\n", fault.len,
+  Q5_LOG_ERROR_HERE(msgL, "%s.%d SAFETY: %d %x %x\n", fault.len,
                     static_cast<unsigned>(fault.errcode[0]) & 0xFFFFu,
                     static_cast<unsigned>(fault.errcode[1]) & 0xFFFFu);
   for (int i = 0; i < fault.len; ++i) {

@@ -38,9 +38,9 @@ int DS75SDev::Read() {
   } else {
     Q5_LOG_INFO(ds75sL, "DS75/SIGNAL/MEAS_CH2=%f°C\n", static_cast<double>(celsius));
   }
-  Q5_LOG_DEBUG_HERE(ds75sL, ": fancnt= %d\n", count);
+  Q5_LOG_DEBUG_HERE(ds75sL, "%s.%d: fancnt= %d\n", count);
   if (count == 0) {
-    Q5_LOG_DEBUG_HERE(ds75sL, ": publishing temperature\n");
+    Q5_LOG_DEBUG_HERE(ds75sL, "%s.%d: publishing temperature\n");
     SendTemp(_info, kSensorDs75, celsius);
   }
   return 0;
