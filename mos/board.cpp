@@ -45,7 +45,7 @@ void MeasMgr::IdentifyChannels() {
 }
 
 bool MeasMgr::ReadCalibration() {
-  Dev::EepromGroup& group = Dev::GetEepromGroup(_i2cMgr, *ghmp);
+  Dev::EepromGroup& group = Dev::GetEepromGroup(_i2cMgr, *ghmp, inter_module_.CalibrationLinks());
   if (_skip_ee2xml != 0) {
     group.xml_post_result(IMSG::kXmlPostPass, 0);
   } else {

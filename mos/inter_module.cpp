@@ -4,6 +4,7 @@
 
 #include "common/acquisition/ranging/acq_chan.h"
 #include "common/acquisition/ranging/channel_enums.h"
+#include "common/dev/i2c/bus/sensor_publisher.h"
 #include "common/log/capture.h"
 #include "common/log/log_line.h"
 #include "common/msg/records/module_id.h"
@@ -87,15 +88,33 @@ void InterModule::SetReactions() {
                [this](const IntPubSubMsg&) { messages_.SendServerStatus(serverReady); });
 }
 
+Dev::EepromLinks InterModule::CalibrationLinks() {
+  Dev::EepromLinks links;
+  if (!joined_) return links;
+  links.send_xml_post_result = [this](int result, int failtype) {
+    messages_.SendXMLPostResult(result, failtype);
+  };
+  return links;
+}
+
+void InterModule::PublishTemperatures() {
+  Dev::SetSendTempLink([this](int module, int assembly, int address, int sensor, float celsius) {
+    if (joined_) messages_.SendTemp(module, assembly, address, sensor, celsius);
+  });
+}
+
 int InterModule::Start(void* ctx, const Addresses& addresses,
                        std::function<void(const PendingFrequency::Step&)> pending) {
   SetReactions();
   if (pending_.Start(std::move(pending)) < 0) return -1;
   if (messages_.Init(ctx, Msg::MEAS_MODULE, addresses) < 0) return -1;
-  return messages_.Start();
+  if (messages_.Start() < 0) return -1;
+  joined_ = true;
+  return 0;
 }
 
 void InterModule::End() {
+  joined_ = false;
   messages_.End();
   pending_.End();
 }

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <functional>
 
+#include "common/xml/eeprom_links.h"
 #include "common/zpubsub/zpubsub.h"
 #include "mos/instrument/pending_frequency.h"
 
@@ -19,6 +20,8 @@ class InterModule {
   InterModule(const InterModule&) = delete;
   InterModule& operator=(const InterModule&) = delete;
 
+  /// From Start on, what the sensors measure goes to the fan control. Before their scan begins.
+  void PublishTemperatures();
   /// Opens the sockets in the context `ctx` and listens. `pending` is called for a frequency that
   /// the source module announces, on a thread of its own. -1 without sockets or threads.
   int Start(void* ctx, const Addresses& addresses,
@@ -30,6 +33,8 @@ class InterModule {
   void SetServerReady() { serverReady = true; }
   /// The main module has said that files have been uploaded.
   bool UploadDone() const { return xmluploaddone; }
+  /// What the calibration group says to the other modules.
+  Dev::EepromLinks CalibrationLinks();
 
  private:
   void SetReactions();
@@ -37,6 +42,7 @@ class InterModule {
 
   IMSG::zpubsub& messages_;
   PendingFrequency pending_;
+  std::atomic<bool> joined_{false};  ///< the sockets are open
   std::atomic<bool> serverReady{false};
   std::atomic<bool> xmluploaddone{false};
 };

@@ -45,6 +45,7 @@ int MeasMgr::Init(int revision) {
   // a daemon that was killed may have left the line up, and nobody watches before this one is ready
   allok_.Hold(Dev::AllokLine::kNotReady);
   ReadConfiguration();
+  if (addresses_) inter_module_.PublishTemperatures();
   if (StartBoard(revision) < 0) {
     StartupError("cannot start the I2C manager\n");
     return -1;
