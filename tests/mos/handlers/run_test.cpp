@@ -94,6 +94,43 @@ TEST_F(TestRun, AnUpdateAfterARefusedOneSetsEverything) {
   }
 }
 
+// The source module says the next step before the host's update comes: then the clock is still the
+// old one, although the frequency is the new one already.
+TEST_F(TestRun, AStepOfTheSourceIsNoMeasurementUntilItsUpdateHasSetTheClock) {
+  Control("set source.amplitude 100");
+  Control("set source.on 1");
+  const int range = RangeFor(0.04);
+  EXPECT_EQ(manager.NotifyMosPendingFrequency(50, range, 0), 0);  // without a test
+  SetUpTest(100, range, 60);
+  ASSERT_TRUE(AwaitValid());
+  for (const float wrong : {0.0F, -1.0F, 1000.5F, std::nanf("")}) {
+    EXPECT_LT(manager.NotifyMosPendingFrequency(wrong, range, 0), 0);
+  }
+  EXPECT_LT(manager.NotifyMosPendingFrequency(50, 99, 0), 0);
+  EXPECT_LT(manager.NotifyMosPendingFrequency(50, range, -1), 0);
+  EXPECT_EQ(manager.NotifyMosPendingFrequency(60, range, ghmp->voltscal), 0);  // it is there
+  EXPECT_FALSE(ghmp->GetConsumerFlag());
+  ASSERT_TRUE(AwaitValid());
+
+  EXPECT_EQ(manager.NotifyMosPendingFrequency(50, range, 0), 0);
+  EXPECT_TRUE(ghmp->GetConsumerFlag());
+  const auto zeros = [] {
+    return AcqChan::get_AcqCh_instance(ACQ_CH1)->GetEventCount(ACQ_EVT_SOURCE_RAMPED_TO_ZERO);
+  };
+  EXPECT_EQ(zeros(), 1);
+  Send(0x46, Msg::HmpAckProgressReq{});
+  EXPECT_NE(test::WordAt(reply, 7) & Data_Not_Valid, 0);
+  Msg::HmpUpdTestParamReq update{};
+  update.volttarget = 100;
+  update.curange = static_cast<short>(range);
+  update.frequency = 50;
+  EXPECT_EQ(Send(0x04, update), 6);
+  EXPECT_EQ(Control("get samples.rate"), "ok 25600 Hz");
+  EXPECT_EQ(zeros(), 1);
+  EXPECT_FALSE(ghmp->GetConsumerFlag());
+  EXPECT_TRUE(AwaitValid());
+}
+
 // A service request that changes the clock leaves a test whose parameters are no longer true.
 TEST_F(TestRun, AClockChangedBehindATestIsNoMeasurementUntilAnUpdate) {
   Control("set source.amplitude 100");
