@@ -58,8 +58,9 @@ class Producer {
   /// After this returns no block is handled until Begin.
   void Halt();
   bool IsRunning() const { return g_running; }
-  /// A test runs whose blocks have not been handled for too long.
-  bool IsStale() const { return g_running && watch_.IsStale(); }
+  /// A test runs whose blocks have not been handled for too long, also because sampling was stopped
+  /// or could not be.
+  bool IsStale() const { return watch_.IsStale(); }
   /// Calls `work` while no block is handled.
   template <class Work>
   void BetweenBlocks(Work work) {

@@ -1,7 +1,8 @@
 #include "common/signalh/signal_shared.h"
 
-#include <cassert>
 #include <optional>
+
+#include "platform/required.h"
 
 namespace signalh {
 namespace {
@@ -13,8 +14,7 @@ std::optional<SignalShared> shared_state;
 void Share(const SignalShared& shared) { shared_state.emplace(shared); }
 
 const SignalShared& Shared() {
-  assert(shared_state);
-  return *shared_state;
+  return platform::Required(shared_state, "the channels' shared state");
 }
 
 }  // namespace signalh

@@ -23,8 +23,9 @@ struct SignalShared {
   bool IsVLFTest() const { return test.IsVLFTest(config.GetVLFThreshold()); }
 };
 
+/// A later call replaces the state; no other thread may use it then.
 void Share(const SignalShared& shared);
-/// Requires Share.
+/// Ends the process when Share has not been called.
 const SignalShared& Shared();
 
 }  // namespace signalh

@@ -1,7 +1,6 @@
 #include "common/dev/fpga/fpga_dev_base.h"
 
 #include <algorithm>
-#include <cassert>
 #include <cerrno>
 #include <cstring>
 #include <iterator>
@@ -10,6 +9,7 @@
 #include "common/dev/fpga/allok_drop.h"
 #include "common/dev/fpga/fpga_request.h"
 #include "common/log/log_line.h"
+#include "platform/required.h"
 
 namespace Dev {
 
@@ -38,8 +38,7 @@ void TraceWrite(const char* verb, const char* func, int line, const FpgaCmd& com
 void FpgaDevBase::Share(const FpgaShared& shared) { shared_state.emplace(shared); }
 
 const FpgaShared& FpgaDevBase::Shared() {
-  assert(shared_state);
-  return *shared_state;
+  return platform::Required(shared_state, "the FPGA's shared state");
 }
 
 int FpgaDevBase::Read(FpgaCmd& command) {

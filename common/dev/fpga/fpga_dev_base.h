@@ -29,7 +29,7 @@ class FpgaDevBase {
   FpgaDevBase& operator=(const FpgaDevBase&) = delete;
 
   /// One state for the process, because the device may be opened late. To be called before a test
-  /// runs.
+  /// runs; a later call replaces the state.
   static void Share(const FpgaShared& shared);
   /// Takes the largest multiplier counts from the configuration; to be called once, when that has
   /// been read.
