@@ -28,6 +28,9 @@ constexpr std::size_t kMostPending = 256;
 constexpr platform::Nanoseconds kFarewell = std::chrono::seconds(2);
 /// How long a record waits for a daemon; one that starts later must not act on it.
 constexpr platform::Nanoseconds kBusPatience = std::chrono::seconds(1);
+/// How long a record is held for the source module, and how often that is asked.
+constexpr platform::Nanoseconds kLongestHold = std::chrono::seconds(2);
+constexpr long kHoldPollMs = 2;
 constexpr std::size_t kMostRefused = 16;
 /// How soon a fault that is set takes effect on a silent connection.
 constexpr long kFaultPollMs = 100;
@@ -76,10 +79,22 @@ class Ethb::HostLink {
 
   /// The next record that the host has sent and the bus can take.
   std::optional<RecordCutter::Record> NextRecord() {
-    if (blocked_ || pending_.size() >= kMostPending) return std::nullopt;
+    if (blocked_ || held_ || pending_.size() >= kMostPending) return std::nullopt;
     auto record = cutter_.Next();
     if (cutter_.Broken()) TakeLeave();
     return record;
+  }
+
+  void Hold(RecordCutter::Record record) {
+    held_ = std::move(record);
+    held_until_ = clock_.Monotonic() + kLongestHold;
+  }
+  bool IsHolding() const { return held_.has_value(); }
+
+  void PassHeld(bool may_pass) {
+    if (!held_ || !(may_pass || clock_.Monotonic() >= held_until_)) return;
+    PassToBus(std::move(*held_));
+    held_.reset();
   }
 
   void PassToBus(RecordCutter::Record record) {
@@ -140,7 +155,7 @@ class Ethb::HostLink {
   /// True when an ended or broken stream has been answered, or has had its time.
   bool Finished() const {
     if (!farewell_) return false;
-    const bool answered = pending_.empty() && unread_.empty() && !blocked_;
+    const bool answered = pending_.empty() && unread_.empty() && !blocked_ && !held_;
     return answered || clock_.Monotonic() >= *farewell_;
   }
 
@@ -156,7 +171,9 @@ class Ethb::HostLink {
     assert(connected == 0);  // only a malformed end point fails
   }
 
-  bool WantsInput() const { return !blocked_ && !farewell_ && pending_.size() < kMostPending; }
+  bool WantsInput() const {
+    return !blocked_ && !held_ && !farewell_ && pending_.size() < kMostPending;
+  }
 
   void DropWaiting() {
     blocked_.reset();
@@ -195,6 +212,8 @@ class Ethb::HostLink {
   const platform::UniqueFd socket_;
   std::unique_ptr<void, int (*)(void*)> bus_{nullptr, zmq_close};
   RecordCutter cutter_;
+  std::optional<RecordCutter::Record> held_;  ///< a record that the source module acts on first
+  platform::Nanoseconds held_until_{0};
   std::optional<RecordCutter::Record> blocked_;  ///< a record that the bus does not take yet
   platform::Nanoseconds give_up_at_{0};          ///< that record, and what waits behind it
   std::deque<std::string> pending_;              ///< descriptors of records without a reply
@@ -242,12 +261,14 @@ bool Ethb::Serve(HostLink& host, const zmq_pollitem_t& polled) {
   if (faults_.Chosen() == Fault::kOff) return false;
   if ((polled.revents & (ZMQ_POLLIN | ZMQ_POLLERR)) != 0 && !host.ReadHost()) return false;
   host.RetryBus();
+  host.PassHeld(MayPass());
   while (auto record = host.NextRecord()) {
     const Fault fault = faults_.Now();
     if (fault == Fault::kSlow && !Pause(faults_.Delay())) return false;
     if (fault == Fault::kOff) continue;
     if (setup_.listener) setup_.listener(*record);
-    host.PassToBus(std::move(*record));
+    host.Hold(std::move(*record));
+    host.PassHeld(MayPass());
   }
   return host.ReadBus() && host.WriteHost() && !host.Finished();
 }
@@ -264,7 +285,8 @@ void Ethb::Run() {
     for (const RefusedHost& refused : refused_) {
       items.push_back({nullptr, refused.Descriptor(), ZMQ_POLLIN, 0});
     }
-    zmq_poll(items.data(), static_cast<int>(items.size()), kFaultPollMs);
+    const bool holds = host != nullptr && host->IsHolding();
+    zmq_poll(items.data(), static_cast<int>(items.size()), holds ? kHoldPollMs : kFaultPollMs);
     if (items[0].revents != 0) return;
     if (host != nullptr && !Serve(*host, items[2])) host.reset();
     if (faults_.Chosen() == Fault::kOff) refused_.clear();

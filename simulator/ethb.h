@@ -6,11 +6,16 @@
 // do too; the descriptor, a running number, says to which record a reply belongs. A record that
 // the daemon never answers (it was restarted, say) is given up when a later one is answered, and
 // one that finds no daemon for a second is dropped. One host at a time; others get a NAK.
+//
+// The other modules hear a record first. One that the source module has to act on before the
+// measurement daemon is held until it has, for at most 2 s, and what the host sends after it waits
+// behind.
 #pragma once
 
 #include <zmq.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -30,7 +35,8 @@ class Ethb {
     platform::UniqueFd host_listener;  ///< a listening TCP socket, non-blocking
     std::string bus_endpoint;          ///< "tcp://ADDRESS:3088"
     std::uint64_t seed = 0;
-    HostRecordListener listener{};  ///< hears each record that is passed on; may be empty
+    HostRecordListener listener{};     ///< hears each record that is passed on; may be empty
+    std::function<bool()> may_pass{};  ///< the record heard last; empty: it always may
   };
 
   /// Serves until it is destroyed. `clock` and `units` must outlive it.
@@ -48,6 +54,7 @@ class Ethb {
   bool Serve(HostLink& host, const zmq_pollitem_t& polled);
   /// False when it is time to stop.
   bool Pause(platform::Nanoseconds duration);
+  bool MayPass() const { return !setup_.may_pass || setup_.may_pass(); }
 
   const Setup setup_;
   platform::Clock& clock_;

@@ -166,6 +166,11 @@ void FpgaModel::AddLineValues(Units& units) {
       });
 }
 
+double FpgaModel::LineHertz() {
+  const platform::Lock lock(mutex_);
+  return line_sync_.Line().Hertz(clock_.Monotonic());
+}
+
 void FpgaModel::SetLine(double hertz, double drift) {
   Refresh();
   line_sync_.SetLine(clock_.Monotonic(), hertz, drift);

@@ -50,6 +50,8 @@ class FpgaModel {
   std::unique_ptr<platform::DeviceFile> Open(int& error);
   FpgaSignals Signals();
   bool AllokUp() const { return allok_.IsUp(); }
+  /// Of the mains, now.
+  double LineHertz();
   /// Brings everything up to the present: before something changes that samples depend on.
   void Update();
 

@@ -18,11 +18,8 @@
 #include "simulator/control_server.h"
 #include "simulator/device_server.h"
 #include "simulator/eeprom_command.h"
-#include "simulator/ethb.h"
-#include "simulator/heartbeat.h"
+#include "simulator/neighbours.h"
 #include "simulator/root_dir.h"
-#include "simulator/sos.h"
-#include "simulator/tos.h"
 #include "simulator/virtual_instrument.h"
 
 namespace {
@@ -91,27 +88,8 @@ int Serve(const Options& options) {
   platform::RealClock clock;
   simulator::VirtualInstrument instrument(config, root.Path(), clock);
   if (!instrument.Problem().empty()) return Fail(kCannotRun, instrument.Problem());
-  simulator::Sos sos({[&instrument] { return instrument.AllokUp(); }, config.speed, config.seed},
-                     clock, instrument.Source(), instrument.Units());
-  simulator::Tos tos(instrument.Path(), instrument.Leads(), config.seed, instrument.Units());
-  const auto hear = [&sos, &tos](simulator::HostRecord record) {
-    tos.Hear(record);
-    sos.Hear(record);
-  };
-  simulator::Ethb ethb({std::move(host_listener),
-                        "tcp://" + config.Address(simulator::Module::kMeas) + ":" +
-                            std::to_string(simulator::kBusPort),
-                        config.seed, hear},
-                       clock, instrument.Units());
-  const auto is_up = [&instrument](const char* unit) {
-    return instrument.Units().FindFaults(unit)->Chosen() != simulator::Fault::kOff;
-  };
-  simulator::Heartbeat heartbeat(
-      {config.Address(simulator::Module::kMain), config.Address(simulator::Module::kMeas),
-       config.Address(simulator::Module::kSource), [is_up] { return is_up("tos"); },
-       [is_up] { return is_up("sos"); }},
-      clock, instrument.Units());
-  if (!heartbeat.Problem().empty()) return Fail(kCannotRun, heartbeat.Problem());
+  simulator::Neighbours neighbours(config, std::move(host_listener), clock, instrument);
+  if (!neighbours.Problem().empty()) return Fail(kCannotRun, neighbours.Problem());
   simulator::DeviceServer devices(instrument);
   if (auto problem = devices.Start(root.Path()); !problem.empty()) {
     return Fail(kCannotRun, problem);
@@ -121,10 +99,9 @@ int Serve(const Options& options) {
     return Fail(kCannotRun, problem);
   }
 
-  const auto pump = clock.StartTicks(kPumpPeriod, [&instrument, &sos, &heartbeat] {
+  const auto pump = clock.StartTicks(kPumpPeriod, [&instrument, &neighbours] {
     instrument.Update();
-    sos.Update();
-    heartbeat.Update();
+    neighbours.Update();
   });
   if (pump == nullptr) return Fail(kCannotRun, "no timer");
 

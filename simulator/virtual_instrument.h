@@ -60,6 +60,7 @@ class VirtualInstrument final : public platform::Instrument {
   simulator::Leads& Leads() { return leads_; }
   /// Whether no module pulls the ALLOK line down.
   bool AllokUp() const { return fpga_.AllokUp(); }
+  double LineHertz() { return fpga_.LineHertz(); }
   /// Null on a module without channel boards; 0 or 1.
   MeasChannelBoard* Channel(std::size_t channel) { return i2c_.Channel(channel); }
 
