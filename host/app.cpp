@@ -14,8 +14,8 @@
 namespace host {
 namespace {
 
-constexpr const Command* kCommands[] = {&kVersions, &kProgress, &kSend, &kErrors,
-                                        &kMeasure,  &kSweep,    &kStop, &kWatch};
+constexpr const Command* kCommands[] = {&kVersions, &kProgress, &kSend,  &kErrors,  &kMeasure,
+                                        &kSweep,    &kStop,     &kWatch, &kMessages};
 
 constexpr int kDefaultTimeoutMs = 5000;  // an update that waits for the mains takes over 3 s
 constexpr int kLongestTimeoutMs = 24 * 3600 * 1000;
@@ -58,6 +58,7 @@ constexpr char kFooter[] =
     "  q5host --root /tmp/q5 measure --voltage 10000 --frequency 60\n"
     "  q5host --root /tmp/q5 sweep --voltage 100 --lv --from 15 --to 400 --plot pf.svg\n"
     "  q5host --root /tmp/q5 watch\n"
+    "  q5host --root /tmp/q5 messages                       (what the modules say)\n"
     "  q5host --root /tmp/q5 stop\n"
     "  q5host --root /tmp/q5 send --raw 00004600000000FF    (with a wrong checksum)";
 

@@ -34,5 +34,6 @@ extern const Command kMeasure;
 extern const Command kSweep;
 extern const Command kStop;
 extern const Command kWatch;
+extern const Command kMessages;
 
 }  // namespace host

@@ -93,8 +93,7 @@ ModuleBus::ModuleBus(Setup setup, platform::Clock& clock, Units& units)
       wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       random_(setup_.seed) {
   for (std::size_t speaker = 0; speaker < kSpeakers; ++speaker) AddVoice(speaker, units);
-  daemon_ = Open(ZMQ_SUB, setup_.meas, IMSG::kMeasPort, false);
-  zmq_setsockopt(daemon_.get(), ZMQ_SUBSCRIBE, "", 0);
+  daemon_ = Subscriber();
   units.AddValue("messages.meas", [this] {
     const platform::Lock lock(mutex_);
     return Show(daemon_said_, daemon_latest_);
@@ -111,21 +110,35 @@ void ModuleBus::End() {
   thread_.join();
 }
 
-ModuleBus::Socket ModuleBus::Open(int type, const std::string& address, int port, bool bind) {
+ModuleBus::Socket ModuleBus::Open(int type) {
   Socket socket(zmq_socket(context_.get(), type), zmq_close);
   assert(socket != nullptr);
   const int none = 0;
-  const int on = 1;
   zmq_setsockopt(socket.get(), ZMQ_LINGER, &none, sizeof none);
   zmq_setsockopt(socket.get(), ZMQ_SNDHWM, &kHighWater, sizeof kHighWater);
   zmq_setsockopt(socket.get(), ZMQ_RCVHWM, &kHighWater, sizeof kHighWater);
   zmq_setsockopt(socket.get(), ZMQ_MAXMSGSIZE, &kLargestMessage, sizeof kLargestMessage);
-  // each subscription is reported, also that of a second subscriber
-  if (type == ZMQ_XPUB) zmq_setsockopt(socket.get(), ZMQ_XPUB_VERBOSE, &on, sizeof on);
+  return socket;
+}
+
+ModuleBus::Socket ModuleBus::Publisher(const std::string& address, int port) {
+  Socket socket = Open(ZMQ_XPUB);
   const std::string end_point = "tcp://" + address + ":" + std::to_string(port);
-  const int done = bind ? zmq_bind(socket.get(), end_point.c_str())
-                        : zmq_connect(socket.get(), end_point.c_str());
-  if (done != 0) problem_ = end_point + ": " + zmq_strerror(errno);
+  if (zmq_bind(socket.get(), end_point.c_str()) != 0) {
+    problem_ = end_point + ": " + zmq_strerror(errno);
+  }
+  return socket;
+}
+
+// From the main module's address: the daemon limits the connections of each.
+ModuleBus::Socket ModuleBus::Subscriber() {
+  Socket socket = Open(ZMQ_SUB);
+  zmq_setsockopt(socket.get(), ZMQ_SUBSCRIBE, "", 0);
+  const std::string end_point =
+      "tcp://" + setup_.main + ":0;" + setup_.meas + ":" + std::to_string(IMSG::kMeasPort);
+  if (zmq_connect(socket.get(), end_point.c_str()) != 0) {
+    problem_ = end_point + ": " + zmq_strerror(errno);
+  }
   return socket;
 }
 
@@ -133,7 +146,7 @@ void ModuleBus::AddVoice(std::size_t speaker, Units& units) {
   const Place& place = kPlaces[speaker];
   const std::string* addresses[] = {&setup_.main, &setup_.meas, &setup_.source};
   auto& voice = voices_[speaker] = std::make_unique<Voice>(
-      setup_.seed + speaker, Open(ZMQ_XPUB, *addresses[place.module], place.port, true));
+      setup_.seed + speaker, Publisher(*addresses[place.module], place.port));
   const std::string name = std::string("messages.") + place.name;
   units.AddFaults(name, voice->faults);
   units.AddValue(
@@ -285,7 +298,8 @@ void ModuleBus::Run() {
   }
 }
 
-// A daemon that subscribes has just been started. What a subscriber says is a byte and its filter.
+// The first one that subscribes is a daemon that has just been started. What a subscriber says is a
+// byte and its filter.
 void ModuleBus::GreetSubscribers() {
   const platform::Lock lock(mutex_);
   for (std::size_t i = 0; i < kSpeakers; ++i) {

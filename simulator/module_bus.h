@@ -15,7 +15,7 @@
 // the daemon has said).
 //
 // A message goes to the sockets and to everyone in this process who listens. Watchdogs say that
-// their module's programs have started to each daemon that subscribes.
+// their module's programs have started when somebody subscribes and nobody else has.
 #pragma once
 
 #include <array>
@@ -102,7 +102,9 @@ class ModuleBus {
     IMSG::IntPubSubMsg message;
   };
 
-  Socket Open(int type, const std::string& address, int port, bool bind);
+  Socket Open(int type);
+  Socket Publisher(const std::string& address, int port);
+  Socket Subscriber();
   void AddVoice(std::size_t speaker, Units& units);
   std::string ShowLatest(std::size_t speaker);
   bool SayByHand(std::size_t speaker, std::string_view text);

@@ -17,14 +17,14 @@ import tempfile
 
 # A command ends with its line, the code span around it, or blanks before a remark.
 COMMAND = re.compile(r"\bq5(?:host|plan|devices) [^`\n]*?(?=`|\n|  |\s+\(|$)")
-COMMANDS = "versions|progress|send|errors|measure|sweep|stop|watch"
+COMMANDS = "versions|progress|send|errors|measure|sweep|stop|watch|messages"
 NOWHERE = "--root /nonexistent"  # nothing is asked of any instrument
 
 
 def texts(sources, programs):
     for file in [sources / "README.md", sources / "run", *sorted((sources / "docs").glob("*.md"))]:
         yield file.name, file.read_text()
-    for command in [], ["measure"], ["sweep"], ["stop"], ["watch"]:
+    for command in [], ["measure"], ["sweep"], ["stop"], ["watch"], ["messages"]:
         words = [programs / "q5host", *command, "--help"]
         run = subprocess.run(words, capture_output=True, text=True, check=True)
         yield " ".join(["q5host", *command]), run.stdout
