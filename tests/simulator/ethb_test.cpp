@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -93,7 +94,10 @@ class EthbTest : public testing::Test {
     platform::UniqueFd listener;
     if (ListenTcp(kAddress, 0, listener) != 0) std::abort();
     listener_ = listener.Get();
-    ethb_.emplace(Ethb::Setup{std::move(listener), bus_.Endpoint(), 3}, clock_, units_);
+    ethb_.emplace(
+        Ethb::Setup{
+            std::move(listener), bus_.Endpoint(), 3, {}, [this] { return may_pass_.load(); }},
+        clock_, units_);
   }
   /// The host that gets the place of the one before, which ethb may still have to miss.
   std::unique_ptr<Host> NextHost() {
@@ -121,6 +125,7 @@ class EthbTest : public testing::Test {
     EXPECT_EQ(host.Receive(4), "good");
   }
 
+  std::atomic<bool> may_pass_{true};
   platform::RealClock clock_;
   Units units_;
   BusPeer bus_;
@@ -165,6 +170,26 @@ TEST_F(EthbTest, ServesOneHostAtATimeAndReportsThatToASecond) {
     EXPECT_TRUE(silent.IsClosed());
   }
   ExpectService(host);
+}
+
+// Also when that never comes: a host must not wait for ever.
+TEST_F(EthbTest, HoldsARecordUntilTheSourceModuleHasActed) {
+  Host host(listener_);
+  ExpectService(host);
+  for (const bool acts : {true, false}) {
+    may_pass_ = false;
+    ASSERT_TRUE(host.Send(Record('a') + Record('b')));
+    EXPECT_FALSE(bus_.Waits(200));
+    may_pass_ = acts;
+    for (const char name : {'a', 'b'}) {
+      const auto request = bus_.Recv();
+      ASSERT_EQ(request.size(), 4U);
+      EXPECT_EQ(request.back(), Record(name));
+      may_pass_ = true;
+      bus_.Reply(request, "good");
+      EXPECT_EQ(host.Receive(4), "good");
+    }
+  }
 }
 
 TEST_F(EthbTest, ForgetsTheRepliesOfAHostThatLeft) {
