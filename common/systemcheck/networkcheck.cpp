@@ -142,12 +142,21 @@ bool networkcheck::Receive(platform::Nanoseconds patience, Msg::pktinfo_t& packe
                  std::strerror(errno));
     return false;
   }
-  if (received != sizeof packet || from.sin_family != AF_INET) {
-    Q5_LOG_WARNING(nwcheckL, "a datagram of %d bytes is no packet\n", static_cast<int>(received));
-    return false;
+  const auto found_packet =
+      PacketIn(std::span(datagram).first(static_cast<std::size_t>(received)), from);
+  if (found_packet) packet = *found_packet;
+  return found_packet.has_value();
+}
+
+std::optional<Msg::pktinfo_t> networkcheck::PacketIn(std::span<const std::uint8_t> datagram,
+                                                     const sockaddr_in& from) {
+  Msg::pktinfo_t packet;
+  if (datagram.size() != sizeof packet || from.sin_family != AF_INET) {
+    Q5_LOG_WARNING(nwcheckL, "a datagram of %zu bytes is no packet\n", datagram.size());
+    return std::nullopt;
   }
   std::memcpy(&packet, datagram.data(), sizeof packet);
-  return true;
+  return packet;
 }
 
 bool networkcheck::Rest(std::chrono::milliseconds duration) const {

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <thread>
 
 #include "common/msg/records/network_packet.h"
@@ -47,6 +48,10 @@ class networkcheck final : public systemcheck {
   int Start();
   void End();
 
+  /// Acts on one datagram, as the thread of a module other than the main one does. One that is no
+  /// packet is logged and dropped.
+  void Take(std::span<const std::uint8_t> datagram, const sockaddr_in& from);
+
   // --- The main module's side ---
 
   void StopEthernetHeartbeat() { _runethheartbeat = false; }
@@ -76,6 +81,9 @@ class networkcheck final : public systemcheck {
     std::optional<platform::Nanoseconds> lost_at{};
   };
 
+  /// Nothing for a datagram that is no packet.
+  static std::optional<Msg::pktinfo_t> PacketIn(std::span<const std::uint8_t> datagram,
+                                                const sockaddr_in& from);
   /// False for no packet within `patience` (negative: for ever), and at the end.
   bool Receive(platform::Nanoseconds patience, Msg::pktinfo_t& packet, sockaddr_in& from);
   int Send(const Msg::pktinfo_t& packet, const sockaddr_in& to) const;

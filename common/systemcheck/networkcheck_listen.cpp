@@ -24,6 +24,10 @@ void networkcheck::listenserver() {
   }
 }
 
+void networkcheck::Take(std::span<const std::uint8_t> datagram, const sockaddr_in& from) {
+  if (const auto packet = PacketIn(datagram, from)) Serve(*packet, from);
+}
+
 void networkcheck::Serve(const Msg::pktinfo_t& packet, const sockaddr_in& from) {
   switch (packet.pkttype) {
     case Msg::BOARD_ACK:

@@ -190,22 +190,29 @@ void zpubsub::PubSubThreadFunction() {
 
 // A peer is not trusted to say what it should: only one frame of the right length is a message.
 void zpubsub::Receive(const Subscription& from) {
-  IntPubSubMsg message{};
+  std::array<std::uint8_t, sizeof(IntPubSubMsg)> bytes;
   int size = 0;
   int frames = 0;
   for (int more = 1; more != 0; ++frames) {
-    const int received = zmq_recv(from.socket.get(), &message, sizeof message, ZMQ_DONTWAIT);
+    const int received = zmq_recv(from.socket.get(), bytes.data(), bytes.size(), ZMQ_DONTWAIT);
     if (received < 0) return;
     if (frames == 0) size = received;
     std::size_t width = sizeof more;
     if (zmq_getsockopt(from.socket.get(), ZMQ_RCVMORE, &more, &width) != 0) return;
   }
-  if (frames != 1 || size != static_cast<int>(sizeof message)) {
+  if (frames != 1 || size != static_cast<int>(bytes.size())) {
     Q5_LOG_WARNING(zpubsubL, "%d frames, %d bytes: no message\n", frames, size);
     return;
   }
+  Take(bytes, from.log);
+}
+
+void zpubsub::Take(std::span<const std::uint8_t> frame, void (*log)(const char* text, int size)) {
+  IntPubSubMsg message{};
+  if (frame.size() != sizeof message) return;
+  std::memcpy(static_cast<void*>(&message), frame.data(), sizeof message);
   msgtype = message.msgtype;
-  from.log(GetMsgStr(), size);
+  if (log != nullptr) log(GetMsgStr(), static_cast<int>(frame.size()));
   PubSubHandle(message);
 }
 

@@ -67,6 +67,10 @@ class zpubsub {
   /// Of the message at hand, on the pub/sub thread.
   const char* GetMsgStr() const { return IMSG::GetMsgStr(msgtype); }
 
+  /// Acts on one frame as the pub/sub thread does, after `log` has had its name and size. Bytes of
+  /// another length than a message's are dropped.
+  void Take(std::span<const std::uint8_t> frame, void (*log)(const char* text, int size) = nullptr);
+
   // --- Senders (zpubsub_send.cpp). What zmq_send returns: 111, or -1 ---
 
   // Of any module.
