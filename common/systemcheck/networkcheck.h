@@ -109,7 +109,7 @@ class networkcheck final : public systemcheck {
   void ReleaseMainRecovery();
   void SendStatus(const Peer& to, Msg::PacketType type, const Peer& about, bool alive);
 
-  const Links links_;
+  const Links links_{};
   int _port = 0;
   platform::UniqueFd _sockfd;    ///< what this module sends by
   platform::UniqueFd _serverfd;  ///< what the others send to
