@@ -1,5 +1,6 @@
 #include "simulator/server_status.h"
 
+#include <iterator>
 #include <utility>
 
 #include "simulator/parse.h"
@@ -45,7 +46,7 @@ std::string ServerStatus::Show() {
 void ServerStatus::HearMessage(const IMSG::IntPubSubMsg& message) {
   const int module = message.module;
   if (message.msgtype != IMSG::SENTSERVERSTATUSMSG || module < 0 ||
-      module >= static_cast<int>(servers_.size())) {
+      module >= static_cast<int>(std::size(kNames))) {
     return;
   }
   const platform::Lock lock(mutex_);

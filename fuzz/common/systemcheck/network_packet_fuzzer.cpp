@@ -13,10 +13,16 @@ void Expect(bool holds) {
   if (!holds) std::abort();
 }
 
+/// A module with an address; 127.0.0.1 means that there is none yet.
+class Module : public platform::BareInstrument {
+ public:
+  std::string HostAddress() override { return "127.0.0.2"; }
+};
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  static platform::MachineInPlace<> machine;
+  static platform::MachineInPlace<Module> machine;
   machine.clock.SetAutoAdvance(true);
   static networkcheck module;
   // at a port of its own; answers go to port 0, which nobody has
