@@ -156,6 +156,7 @@ ExitStatus Messages(Session& session, const MessagesOptions& options) {
       context ? Subscribe(context.get(), hosts, error) : std::vector<Subscription>();
   if (subscriptions.empty()) return session.Fail(ExitStatus::kNoAnswer, error);
   std::vector<zmq_pollitem_t> items;
+  items.reserve(subscriptions.size());
   for (const Subscription& from : subscriptions) {
     items.push_back({from.socket.get(), 0, ZMQ_POLLIN, 0});
   }

@@ -22,7 +22,8 @@ namespace {
 // 0 Hz says that the line is not known (any more). A fraction that is none would give a frequency
 // far from the whole part that is checked later.
 void TakeLineFrequency(const IntPubSubMsg& message) {
-  const m3x64_num hertz = message.GetFrequency();
+  m3x64_num hertz = message.GetFrequency();
+  if (hertz.a == 0 && hertz.b == 0) hertz = {};
   if (hertz.c == 0 || hertz.b >= hertz.c) {
     Q5_LOG_ERROR(measurementL, "the line's frequency %llu %llu/%llu is no number\n",
                  static_cast<unsigned long long>(hertz.a), static_cast<unsigned long long>(hertz.b),
@@ -43,7 +44,11 @@ void UnmountLater(const IntPubSubMsg&) {
     ghmp->UnMountSDPartitions();
     return 0;
   };
-  if (pt.SetCallbackFunction("unmount", unmount, nullptr) == 0) pt.Release();
+  if (pt.SetCallbackFunction("unmount", unmount, nullptr) == 0) {
+    pt.Release();
+  } else {
+    Q5_LOG_ERROR(measurementL, "no place for the unmount: the thread for deferred work is busy\n");
+  }
 }
 
 void ComeToRest(const IntPubSubMsg&) { QuiesceSM(); }
@@ -69,10 +74,10 @@ int NotifyFollowingChannelsEvent(int event) {
 void InterModule::SetReactions() {
   messages_.On(IMSG::LINEFREQMSG, TakeLineFrequency);
   messages_.On(IMSG::DFRATZEROMSG, [this](const IntPubSubMsg& message) {
-    pending_.Post({message.freqfloat, message.manualIrange, message.manualVrange});
+    events_.Post(SourceStep{message.freqfloat, message.manualIrange, message.manualVrange});
   });
-  messages_.On(IMSG::CHANEVENTMSG, [](const IntPubSubMsg& message) {
-    NotifyFollowingChannelsEvent(message.external_event);
+  messages_.On(IMSG::CHANEVENTMSG, [this](const IntPubSubMsg& message) {
+    events_.Post(SourceEvent{message.external_event});
   });
   messages_.On(IMSG::XMLUPLOADMSG, [this](const IntPubSubMsg&) { SetUploadDone(true); });
   messages_.On(IMSG::UNMOUNTMSG, UnmountLater);
@@ -104,9 +109,15 @@ void InterModule::PublishTemperatures() {
 }
 
 int InterModule::Start(void* ctx, const Addresses& addresses,
-                       std::function<void(const PendingFrequency::Step&)> pending) {
+                       std::function<void(const SourceStep&)> step) {
   SetReactions();
-  if (pending_.Start(std::move(pending)) < 0) return -1;
+  const auto apply = [step = std::move(step)](const SourceEvents::Item& item) {
+    if (const auto* next = std::get_if<SourceStep>(&item)) step(*next);
+    if (const auto* event = std::get_if<SourceEvent>(&item)) {
+      NotifyFollowingChannelsEvent(event->event);
+    }
+  };
+  if (events_.Start(apply) < 0) return -1;
   if (messages_.Init(ctx, Msg::MEAS_MODULE, addresses) < 0) return -1;
   if (messages_.Start() < 0) return -1;
   joined_ = true;
@@ -116,7 +127,7 @@ int InterModule::Start(void* ctx, const Addresses& addresses,
 void InterModule::End() {
   joined_ = false;
   messages_.End();
-  pending_.End();
+  events_.End();
 }
 
 }  // namespace Mos

@@ -7,7 +7,7 @@
 
 #include "common/xml/eeprom_links.h"
 #include "common/zpubsub/zpubsub.h"
-#include "mos/instrument/pending_frequency.h"
+#include "mos/instrument/source_events.h"
 
 namespace Mos {
 
@@ -22,10 +22,9 @@ class InterModule {
 
   /// From Start on, what the sensors measure goes to the fan control. Before their scan begins.
   void PublishTemperatures();
-  /// Opens the sockets in the context `ctx` and listens. `pending` is called for a frequency that
+  /// Opens the sockets in the context `ctx` and listens. `step` is called for a frequency that
   /// the source module announces, on a thread of its own. -1 without sockets or threads.
-  int Start(void* ctx, const Addresses& addresses,
-            std::function<void(const PendingFrequency::Step&)> pending);
+  int Start(void* ctx, const Addresses& addresses, std::function<void(const SourceStep&)> step);
   /// Before the context ends.
   void End();
 
@@ -41,7 +40,7 @@ class InterModule {
   void SetUploadDone(bool done) { xmluploaddone = done; }
 
   IMSG::zpubsub& messages_;
-  PendingFrequency pending_;
+  SourceEvents events_;
   std::atomic<bool> joined_{false};  ///< the sockets are open
   std::atomic<bool> serverReady{false};
   std::atomic<bool> xmluploaddone{false};

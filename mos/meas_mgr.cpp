@@ -100,10 +100,10 @@ void MeasMgr::ReadConfiguration() {
 
 int MeasMgr::JoinOthers() {
   if (!addresses_) return 0;
-  return inter_module_.Start(GetZmqCtx(), addresses_,
-                             [this](const Mos::PendingFrequency::Step& its) {
-                               NotifyMosPendingFrequency(its.hertz, its.curange, its.voltscal);
-                             });
+  SetFilterRelayLink([](int set) { IMSG::zpubsub::GetZPubSub().SendLVSFilterRelayMSG(set); });
+  return inter_module_.Start(GetZmqCtx(), addresses_, [this](const SourceStep& its) {
+    NotifyMosPendingFrequency(its.hertz, its.curange, its.voltscal);
+  });
 }
 
 int MeasMgr::NotifyMosPendingFrequency(float frequency, int curange, int voltscal) {

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <system_error>
 
+#include "common/log/log_limit.h"
 #include "common/log/log_line.h"
 #include "common/msg/records/major_codes.h"
 #include "common/msg/records/module_id.h"
@@ -152,7 +153,8 @@ std::optional<Msg::pktinfo_t> networkcheck::PacketIn(std::span<const std::uint8_
                                                      const sockaddr_in& from) {
   Msg::pktinfo_t packet;
   if (datagram.size() != sizeof packet || from.sin_family != AF_INET) {
-    Q5_LOG_WARNING(nwcheckL, "a datagram of %zu bytes is no packet\n", datagram.size());
+    Q5_LOG_SELDOM(Logger::kWarning, nwcheckL, "a datagram of %zu bytes is no packet\n",
+                  datagram.size());
     return std::nullopt;
   }
   std::memcpy(&packet, datagram.data(), sizeof packet);

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "common/log/log_limit.h"
 #include "common/log/log_line.h"
 #include "common/msg/records/module_id.h"
 #include "common/systemcheck/networkcheck.h"
@@ -31,8 +32,8 @@ void networkcheck::Take(std::span<const std::uint8_t> datagram, const sockaddr_i
 void networkcheck::Serve(const Msg::pktinfo_t& packet, const sockaddr_in& from) {
   switch (packet.pkttype) {
     case Msg::BOARD_ACK:
-      Q5_LOG_WARNING(nwcheckL, "Unexpected Ack pkt on %s pkt 0x%x\n", Dotted(_boardIP).c_str(),
-                     static_cast<unsigned>(packet.pkttype));
+      Q5_LOG_SELDOM(Logger::kWarning, nwcheckL, "Unexpected Ack pkt on %s pkt 0x%x\n",
+                    Dotted(_boardIP).c_str(), static_cast<unsigned>(packet.pkttype));
       return;
     case Msg::BOARD_REQUEST:
       Q5_LOG_DEBUG(nwcheckL, "Request pkt\n");
@@ -43,7 +44,8 @@ void networkcheck::Serve(const Msg::pktinfo_t& packet, const sockaddr_in& from) 
       return;
     case Msg::SOS_STATUS:
       if (_moduleID != Msg::MEAS_MODULE) {
-        Q5_LOG_WARNING(nwcheckL, "Received SOSalive on wrong board %d \n", _moduleID.load());
+        Q5_LOG_SELDOM(Logger::kWarning, nwcheckL, "Received SOSalive on wrong board %d \n",
+                      _moduleID.load());
         return;
       }
       _sosalive = packet.status == Msg::SOS_ALIVE;
@@ -53,7 +55,8 @@ void networkcheck::Serve(const Msg::pktinfo_t& packet, const sockaddr_in& from) 
       return;
     case Msg::MOS_STATUS:
       if (_moduleID != Msg::SOURCE_MODULE) {
-        Q5_LOG_WARNING(nwcheckL, "Received MOSalive on wrong board %d \n", _moduleID.load());
+        Q5_LOG_SELDOM(Logger::kWarning, nwcheckL, "Received MOSalive on wrong board %d \n",
+                      _moduleID.load());
         return;
       }
       _mosalive = packet.status == Msg::MOS_ALIVE;
@@ -62,8 +65,8 @@ void networkcheck::Serve(const Msg::pktinfo_t& packet, const sockaddr_in& from) 
       Q5_LOG_NOTICE(nwcheckL, "MOS IP %s \n", Dotted(packet.boardIP).c_str());
       return;
     default:
-      Q5_LOG_WARNING(nwcheckL, "a packet of an unknown type 0x%x\n",
-                     static_cast<unsigned>(packet.pkttype));
+      Q5_LOG_SELDOM(Logger::kWarning, nwcheckL, "a packet of an unknown type 0x%x\n",
+                    static_cast<unsigned>(packet.pkttype));
   }
 }
 

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "common/log/eventlog.h"
+#include "common/log/log_limit.h"
 #include "common/log/log_line.h"
 #include "common/msg/records/module_id.h"
 #include "common/zpubsub/records/socket_plan.h"
@@ -37,6 +38,8 @@ void CaptureAddresses(int tries, int module, const ModuleAddresses& found) {
   log->CaptureEvent(level, Logger::MODULEIPS, &event);
 }
 
+/// How long what subscribers leave behind may grow.
+constexpr int kTendPeriodMs = 100;
 constexpr int kOwnPorts[] = {kMainPort, kMeasPort, kSourcePort};  // by MODULE_ID
 
 }  // namespace
@@ -174,18 +177,28 @@ void zpubsub::End() {
 
 void zpubsub::PubSubThreadFunction() {
   std::vector<zmq_pollitem_t> items;
+  items.reserve(subscriptions_.size() + 1);
   for (const Subscription& from : subscriptions_)
     items.push_back({from.socket.get(), 0, ZMQ_POLLIN, 0});
   items.push_back({nullptr, stop_.Get(), ZMQ_POLLIN, 0});
   while ((items.back().revents & ZMQ_POLLIN) == 0) {
-    if (Common::zmb_api::Poll(items.data(), static_cast<int>(items.size()), -1) < 0) {
-      if (errno == ETERM) return;
-      continue;
-    }
+    const int ready =
+        Common::zmb_api::Poll(items.data(), static_cast<int>(items.size()), kTendPeriodMs);
+    if (ready < 0 && errno == ETERM) return;
+    TendPublisher();
+    if (ready < 0) continue;
     for (std::size_t i = 0; i < subscriptions_.size(); ++i) {
       if ((items[i].revents & ZMQ_POLLIN) != 0) Receive(subscriptions_[i]);
     }
   }
+}
+
+void zpubsub::TendPublisher() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now - tended_ < std::chrono::milliseconds(kTendPeriodMs)) return;
+  tended_ = now;
+  const platform::Lock lock(publisher_mutex_);
+  if (publisher_) Common::zmb_api::TendPublisher(publisher_.get());
 }
 
 // A peer is not trusted to say what it should: only one frame of the right length is a message.
@@ -201,7 +214,7 @@ void zpubsub::Receive(const Subscription& from) {
     if (zmq_getsockopt(from.socket.get(), ZMQ_RCVMORE, &more, &width) != 0) return;
   }
   if (frames != 1 || size != static_cast<int>(bytes.size())) {
-    Q5_LOG_WARNING(zpubsubL, "%d frames, %d bytes: no message\n", frames, size);
+    Q5_LOG_SELDOM(Logger::kWarning, zpubsubL, "%d frames, %d bytes: no message\n", frames, size);
     return;
   }
   Take(bytes, from.log);
@@ -219,8 +232,8 @@ void zpubsub::Take(std::span<const std::uint8_t> frame, void (*log)(const char* 
 void zpubsub::PubSubHandle(const IntPubSubMsg& message) {
   const int id = message.msgtype;
   if (id < kFirstMessage || id > kLastMessage) {
-    Q5_LOG_ERROR(zpubsubL, "%s.%d UNKNOWN PUBSUB MSG %s(%d) %x %d\n", __func__, __LINE__,
-                 GetMsgStr(), id, static_cast<unsigned>(id), int{message.module});
+    Q5_LOG_SELDOM(Logger::kError, zpubsubL, "%s.%d UNKNOWN PUBSUB MSG %s(%d) %x %d\n", __func__,
+                  __LINE__, GetMsgStr(), id, static_cast<unsigned>(id), int{message.module});
     return;
   }
   if (id == MOSACKMSG) relayack = message.relayAck != 0;

@@ -132,6 +132,7 @@ class zpubsub {
   void Subscribe(void* ctx, const ModuleAddresses& addresses);
 
   void PubSubThreadFunction();
+  void TendPublisher();
   void Receive(const Subscription& from);
   void PubSubHandle(const IntPubSubMsg& message);
 
@@ -149,6 +150,7 @@ class zpubsub {
   std::vector<Subscription> subscriptions_;  ///< of the pub/sub thread once it runs
   platform::UniqueFd stop_;
   std::thread pubsubthread;
+  std::chrono::steady_clock::time_point tended_{};  ///< of the thread
   int msgtype = 0;
 
   platform::Mutex pubsublock;

@@ -81,7 +81,7 @@ int Recovery::AllokRecovery() {
     Q5_LOG_INFO(measurementL, "Allok recovery in progress\n");
     return 0;
   }
-  const bool raised = allok_.RaiseDropped([] {
+  const bool raised = allok_.Look([] {
     if (ghmp->IsErrorCodeNew(Msg::NAK_MCODE_MOS_ALLOK)) {
       ghmp->SetErrorCode(Msg::NAK_MCODE_MOS_ALLOK);
     }

@@ -19,8 +19,8 @@ namespace test {
 using platform::TemporaryRoot;
 using Milliseconds = std::chrono::milliseconds;
 
-/// How long a program may take for what a test waits for; far above what it needs even where every core is busy, for it
-/// only ends a test that hangs.
+/// How long a program may take for what a test waits for; far above what it needs even where every
+/// core is busy, for it only ends a test that hangs.
 inline constexpr Milliseconds kPatience{60000};
 
 /// One program of this build. Killed, with SIGKILL, when the object goes.

@@ -104,6 +104,9 @@ void AcqChan::HandleEvent(EXTERNAL_EVENT event) {
       // a recording of the moves goes on over them; else no sum spans two positions of the tap
       if (Msg::ghmp->IsOLTCDRMTest()) return;
       return fixed_range_.Change(NextParameters());
+    case ACQ_EVT_QUIESCE:
+      // what is measured while the source goes off is no reading of this test any more
+      return result_guard_.SpoilUpdate(Data_Not_Valid);
     case ACQ_EVT_STOP_TEST:
       result_guard_.BeginTest();
       return fixed_range_.Stop();

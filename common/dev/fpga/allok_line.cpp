@@ -6,11 +6,11 @@
 namespace Dev {
 
 // The reason comes first: a raise that has the lock now is followed by this drop, a later one finds
-// the reason.
+// the reason. A reason that was withdrawn meanwhile is not put back.
 void AllokLine::Hold(Reason reason) {
   reasons_ |= reason;
   const platform::Lock lock(mutex_);
-  reasons_ |= reason;  // who had the lock may have withdrawn it with others
+  if (!IsHeldFor(reason)) return;
   FpgaDev* fpga = FpgaDev::GetDevice();
   if (fpga != nullptr && fpga->SetALLOK() < 0) TheAllokDrop().SendFromThread();
 }
@@ -25,11 +25,17 @@ void AllokLine::Withdraw(unsigned reasons) {
   reasons_ &= ~reasons;
 }
 
-bool AllokLine::RaiseDropped(const std::function<void()>& before) {
-  if (reasons_ != 0) return false;  // waits for no drop that is being made
+// A raise that was given up because it took too long may still have come after the drop.
+bool AllokLine::Look(const std::function<void()>& before) {
   const platform::Lock lock(mutex_);
   FpgaDev* fpga = FpgaDev::GetDevice();
-  if (fpga == nullptr || reasons_ != 0 || fpga->GetALLOKOut() != 0 || reasons_ != 0) return false;
+  if (fpga == nullptr) return false;
+  const int level = fpga->GetALLOKOut();
+  if (reasons_ != 0) {
+    if (level > 0) fpga->SetALLOK();
+    return false;
+  }
+  if (level != 0) return false;
   before();
   fpga->ClearALLOK();
   return true;

@@ -11,7 +11,7 @@
 
 namespace Dev {
 
-/// Threads: any. A call takes at most two requests to the FPGA.
+/// Threads: any. A call takes at most four requests to the FPGA, and may wait for those of another.
 class AllokLine {
  public:
   enum Reason : unsigned {
@@ -22,12 +22,12 @@ class AllokLine {
 
   /// Drops the line for `reason`, by the prepared request where the driver does not take another.
   void Hold(Reason reason);
-  /// Withdraws `reasons`, a sum. Without any reason left a line that is down is raised.
+  /// Removes `reasons`, a sum. Without any reason left a line that is down is raised.
   void Withdraw(unsigned reasons);
   bool IsHeldFor(unsigned reasons) const { return (reasons_ & reasons) != 0; }
-  /// Raises a line that something else has dropped, and calls `before` just before. True when it
-  /// was down and there was no reason for it.
-  bool RaiseDropped(const std::function<void()>& before);
+  /// The periodic look: raises a line that something else has dropped, and calls `before` just
+  /// before; drops one that is up against a reason. True when it has raised.
+  bool Look(const std::function<void()>& before);
 
  private:
   platform::Mutex mutex_;  ///< held over a raise and a drop, not by a look

@@ -44,11 +44,13 @@ namespace IMSG {
   X(37, GETSERVERSTATUSMSG)       \
   X(38, SENTSERVERSTATUSMSG)
 
+// NOLINTBEGIN(bugprone-macro-parentheses): an enumerator takes none
 enum MessageId : int {
 #define X(id, name) name = id,
   Q5_MESSAGES(X)
 #undef X
 };
+// NOLINTEND(bugprone-macro-parentheses)
 
 inline constexpr int kFirstMessage = UNFREEZEMSG;
 inline constexpr int kLastMessage = SENTSERVERSTATUSMSG;

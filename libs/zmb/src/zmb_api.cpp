@@ -109,8 +109,8 @@ int SetLinger(void* socket, int milliseconds) { return SetInt(socket, ZMQ_LINGER
 int Bind(void* socket, const char* address) {
   SetInt(socket, ZMQ_HANDSHAKE_IVL, 0);
   const int type = TypeOf(socket);
-  const void* reader = type == ZMQ_PUB ? ZmbGuard::NobodyReads() : socket;
-  const Binding binding(type == ZMQ_PUB || type == ZMQ_ROUTER ? reader : nullptr);
+  const bool publishes = type == ZMQ_PUB;
+  const Binding binding(publishes || type == ZMQ_ROUTER ? socket : nullptr, publishes);
   return zmq_bind(socket, address);
 }
 
@@ -129,6 +129,11 @@ int Poll(zmq_pollitem_t* items, int count, long timeout_ms) {
   std::deque<ZmbGuard::Waiting> waiting;
   for (int i = 0; i < count; ++i) waiting.emplace_back(items[i].socket);
   return zmq_poll(items, count, timeout_ms);
+}
+
+void TendPublisher(void* socket) {
+  HearWhatPeersRead(socket);
+  ZmbGuard::Instance().FoundEmpty(socket);
 }
 
 int RecvMsg(void* socket, zmq_msg_t* msg, bool& more) {

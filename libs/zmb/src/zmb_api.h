@@ -52,6 +52,10 @@ int Connect(void* socket, const char* address);
 /// -1 waits for ever.
 int Poll(zmq_pollitem_t* items, int count, long timeout_ms);
 
+/// A publisher's socket is never read, so libzmq does not look for peers that have left while
+/// nothing is sent. To be called several times a second, by who sends.
+void TendPublisher(void* socket);
+
 /// Bytes of the frame received into `msg`, or -1 with errno; `more`: parts follow.
 int RecvMsg(void* socket, zmq_msg_t* msg, bool& more);
 

@@ -21,6 +21,7 @@
 // The names differ from the C library's, whose headers may define those as macros or inline.
 extern "C" {
 ZMB_EXPORT int ZmbListen(int fd, int waiting) __asm__("listen");
+ZMB_EXPORT int ZmbConnect(int fd, const sockaddr* peer, socklen_t size) __asm__("connect");
 ZMB_EXPORT int ZmbAccept(int fd, sockaddr* peer, socklen_t* size) __asm__("accept");
 ZMB_EXPORT int ZmbAccept4(int fd, sockaddr* peer, socklen_t* size, int flags) __asm__("accept4");
 ZMB_EXPORT ssize_t ZmbRecv(int fd, void* data, size_t size, int flags) __asm__("recv");
@@ -33,6 +34,7 @@ using Common::ZmbGuard;
 
 /// The socket that this thread binds just now, else null.
 thread_local const void* binding = nullptr;
+thread_local bool binding_publishes = false;
 
 /// libzmq's threads have names that begin so, before they do anything else.
 constexpr std::string_view kBusThread = "ZMQbg";
@@ -93,8 +95,14 @@ int AdmitAccepted(int connection, int listener) {
 
 int ZmbListen(int fd, int waiting) {
   static auto* const next = Next<decltype(ZmbListen)>("listen");
-  if (binding != nullptr) ZmbGuard::Instance().Listens(fd, binding);
+  if (binding != nullptr) ZmbGuard::Instance().Listens(fd, binding, binding_publishes);
   return next(fd, waiting);
+}
+
+int ZmbConnect(int fd, const sockaddr* peer, socklen_t size) {
+  static auto* const next = Next<decltype(ZmbConnect)>("connect");
+  if (OnBusThread()) ZmbGuard::Instance().Connects(fd);
+  return next(fd, peer, size);
 }
 
 int ZmbAccept(int fd, sockaddr* peer, socklen_t* size) {
@@ -126,12 +134,16 @@ ZMB_UNWATCHED int ZmbClose(int fd) {
 
 namespace Common {
 
-Binding::Binding(const void* socket) { binding = socket; }
+Binding::Binding(const void* socket, bool publishes) {
+  binding = socket;
+  binding_publishes = publishes;
+}
 
 Binding::~Binding() { binding = nullptr; }
 
 bool CallsAreGuarded() {
   return ::dlsym(RTLD_DEFAULT, "listen") == reinterpret_cast<void*>(&ZmbListen) &&
+         ::dlsym(RTLD_DEFAULT, "connect") == reinterpret_cast<void*>(&ZmbConnect) &&
          ::dlsym(RTLD_DEFAULT, "accept") == reinterpret_cast<void*>(&ZmbAccept) &&
          ::dlsym(RTLD_DEFAULT, "recv") == reinterpret_cast<void*>(&ZmbRecv) &&
          ::dlsym(RTLD_DEFAULT, "accept4") == reinterpret_cast<void*>(&ZmbAccept4) &&

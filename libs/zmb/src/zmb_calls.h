@@ -7,10 +7,11 @@ namespace Common {
 /// hides the guard's calls from shared libraries.
 bool CallsAreGuarded();
 
-/// While it lives, this thread binds `socket`: what it listens on is that socket's.
+/// While it lives, this thread binds `socket`, null for one of no interest: what it listens on is
+/// that socket's.
 class Binding {
  public:
-  explicit Binding(const void* socket);
+  Binding(const void* socket, bool publishes);
   ~Binding();
   Binding(const Binding&) = delete;
   Binding& operator=(const Binding&) = delete;

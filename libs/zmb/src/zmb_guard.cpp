@@ -52,24 +52,19 @@ ZmbGuard& ZmbGuard::Instance() {
   return *guard;
 }
 
-ZmbGuard::Socket ZmbGuard::NobodyReads() {
-  static const char nobody = 0;
-  return &nobody;
-}
-
 ZmbGuard::Waiting::Waiting(Socket socket) : socket_(socket) { Instance().BeginsToWait(socket_); }
 
 ZmbGuard::Waiting::~Waiting() { Instance().EndsToWait(socket_); }
 
-void ZmbGuard::Listens(int listener, Socket socket) {
+void ZmbGuard::Listens(int listener, Socket socket, bool publishes) {
   const platform::Lock lock(mutex_);
-  listeners_[listener] = socket;
-  if (socket != NobodyReads()) left_behind_.Open(socket, now_());
+  listeners_[listener] = {socket, publishes};
+  left_behind_.Open(socket, now_());
 }
 
 void ZmbGuard::SocketClosed(Socket socket) {
   const platform::Lock lock(mutex_);
-  std::erase_if(listeners_, [&](const auto& entry) { return entry.second == socket; });
+  std::erase_if(listeners_, [&](const auto& entry) { return entry.second.socket == socket; });
   left_behind_.Close(socket);
 }
 
@@ -108,11 +103,12 @@ bool ZmbGuard::Admit(int fd, const Ends& ends, int listener) {
   if (refusal == nullptr) refusal = FindPlace(ends.peer, idle);
   if (refusal == nullptr) {
     const auto reads = listeners_.find(listener);
-    const Socket socket = reads != listeners_.end() ? reads->second : nullptr;
-    connections_.emplace(fd, Connection{.peer = ends.peer,
-                                        .socket = socket,
+    const Listener its = reads != listeners_.end() ? reads->second : Listener{};
+    connections_.emplace(fd, Connection{.role = its.publishes ? Role::kSubscribes : Role::kAsks,
+                                        .peer = ends.peer,
+                                        .socket = its.socket,
                                         .since = now_(),
-                                        .watch = ZmbStreamWatch(socket == NobodyReads())});
+                                        .watch = ZmbStreamWatch(its.publishes)});
     Mark(fd, true);
   }
   lock.Unlock();
@@ -121,6 +117,14 @@ bool ZmbGuard::Admit(int fd, const Ends& ends, int listener) {
   }
   if (refusal != nullptr) Report(refusal, ends.peer);
   return refusal == nullptr;
+}
+
+// A message without end from a peer that this process asks or hears would take all memory, too.
+void ZmbGuard::Connects(int fd) {
+  const platform::Lock lock(mutex_);
+  connections_.insert_or_assign(
+      fd, Connection{.role = Role::kOutgoing, .peer = 0, .socket = nullptr, .since = now_()});
+  Mark(fd, true);
 }
 
 const char* ZmbGuard::RefusalOf(int fd, const Ends& ends) const {
@@ -137,8 +141,11 @@ const char* ZmbGuard::FindPlace(std::uint32_t peer, std::optional<Ended>& ended)
   const int tcp_left = peer == 0 ? 1 : limits::kTcpConnections - places.tcp;
   if (same_left > 0 && tcp_left > 0) return nullptr;
   if (same_left >= 0 && tcp_left >= 0) {
-    ended = same_left == 0 ? EndIdlest([&](const Connection& other) { return other.peer == peer; })
-                           : EndIdlest([](const Connection& other) { return other.peer != 0; });
+    const Time idle = now_() - std::chrono::milliseconds(limits::kIdleMs);
+    ended = EndIdlest(idle, [&](const Connection& other) {
+      return same_left == 0 ? other.peer == peer : other.peer != 0;
+    });
+    if (!ended && same_left > 0) ended = EndOfTheGreediest(peer);
   }
   if (ended) return nullptr;
   return same_left <= 0 ? "too many connections of one address" : "too many connections";
@@ -151,7 +158,7 @@ ZmbGuard::Places ZmbGuard::PlacesInUse(std::uint32_t peer) const {
     if (other != 0) ++places.tcp;
   };
   for (const auto& [fd, connection] : connections_) {
-    if (!connection.ended) count(connection.peer);
+    if (!connection.ended && connection.role != Role::kOutgoing) count(connection.peer);
   }
   left_behind_.ForEach(count);
   return places;
@@ -164,19 +171,21 @@ std::optional<ZmbGuard::Ended> ZmbGuard::EndOverdue() {
   std::optional<Ended> ended;
   for (auto& [fd, connection] : connections_) {
     if (connection.named || connection.ended || connection.since > limit) continue;
+    if (connection.role == Role::kOutgoing) continue;
     End(fd, connection);
     ended = {"handshake too slow", connection.peer};
   }
   return ended;
 }
 
-// A connection of which a message still waits is not idle, however long it waits.
+// A connection of which a message still waits is not idle, however long it waits. Nor is one that
+// subscribes, which has nothing to say.
 template <class Match>
-std::optional<ZmbGuard::Ended> ZmbGuard::EndIdlest(Match match) {
-  Time limit = now_() - std::chrono::milliseconds(limits::kIdleMs);
+std::optional<ZmbGuard::Ended> ZmbGuard::EndIdlest(Time limit, Match match) {
   auto idlest = connections_.end();
   for (auto entry = connections_.begin(); entry != connections_.end(); ++entry) {
     const Connection& connection = entry->second;
+    if (connection.role != Role::kAsks) continue;
     if (connection.ended || connection.last > limit || !match(connection)) continue;
     if (!left_behind_.IsReadUntil(connection.socket, connection.last)) continue;
     limit = connection.last;
@@ -185,6 +194,21 @@ std::optional<ZmbGuard::Ended> ZmbGuard::EndIdlest(Match match) {
   if (idlest == connections_.end()) return std::nullopt;
   End(idlest->first, idlest->second);
   return Ended{"idle while others find no place", idlest->second.peer};
+}
+
+// No three addresses keep all others out.
+std::optional<ZmbGuard::Ended> ZmbGuard::EndOfTheGreediest(std::uint32_t peer) {
+  std::unordered_map<std::uint32_t, int> counts;
+  for (const auto& [fd, connection] : connections_) {
+    if (connection.role == Role::kAsks && !connection.ended) ++counts[connection.peer];
+  }
+  const int own = counts[peer];
+  counts.erase(0);
+  const auto most =
+      std::ranges::max_element(counts, {}, [](const auto& entry) { return entry.second; });
+  if (most == counts.end() || most->second < own + 2) return std::nullopt;
+  const std::uint32_t greediest = most->first;
+  return EndIdlest(now_(), [&](const Connection& other) { return other.peer == greediest; });
 }
 
 // The descriptor cannot be another file's yet: who closes it waits in Closed until this is over.
@@ -200,10 +224,13 @@ bool ZmbGuard::Received(int fd, std::span<const std::uint8_t> bytes) {
   const auto entry = connections_.find(fd);
   if (entry == connections_.end()) return true;
   if (entry->second.ended) return false;
-  entry->second.last = now_();
-  const std::uint32_t peer = entry->second.peer;
-  entry->second.bytes += bytes.size();
-  const char* refusal = Follow(entry->second, bytes);
+  Connection& connection = entry->second;
+  const std::uint64_t messages = connection.watch.Messages();
+  connection.bytes += bytes.size();
+  const std::uint32_t peer = connection.peer;
+  const char* refusal = Follow(connection, bytes);
+  // a sign of life that asks for nothing keeps no place
+  if (connection.watch.Messages() != messages) connection.last = now_();
   lock.Unlock();
   if (refusal != nullptr) Report(refusal, peer);
   return refusal == nullptr;
@@ -211,7 +238,8 @@ bool ZmbGuard::Received(int fd, std::span<const std::uint8_t> bytes) {
 
 const char* ZmbGuard::Follow(Connection& connection, std::span<const std::uint8_t> bytes) const {
   if (const char* wrong = connection.watch.Take(bytes)) return wrong;
-  if (connection.socket == NobodyReads() && connection.bytes > limits::kSubscriberBytes) {
+  if (connection.role == Role::kOutgoing) return nullptr;
+  if (connection.role == Role::kSubscribes && connection.bytes > limits::kSubscriberBytes) {
     return "a subscriber that says too much";
   }
   const auto& name = connection.watch.Identity();
@@ -239,7 +267,8 @@ void ZmbGuard::Closed(int fd) {
   const auto entry = connections_.find(fd);
   if (entry == connections_.end()) return;
   const Connection& connection = entry->second;
-  if (connection.watch.HasGreeted()) left_behind_.Add(connection.socket, connection.peer);
+  if (connection.role != Role::kOutgoing && connection.watch.HasGreeted())
+    left_behind_.Add(connection.socket, connection.peer);
   connections_.erase(entry);
 }
 
@@ -249,10 +278,12 @@ void ZmbGuard::Report(const char* reason, std::uint32_t peer) {
   const auto [reported, first] = reported_.try_emplace(reason, now);
   if (!first && now - reported->second < kQuiet) return;
   reported->second = now;
-  const std::size_t count = connections_.size();
+  const auto count = std::ranges::count_if(
+      connections_, [](const auto& entry) { return entry.second.role != Role::kOutgoing; });
   lock.Unlock();
-  zmb_log.Print(ZMB_WARN, "<warn func=ZmbGuard refused peer=%s connections=%zu reason=\"%s\"/>\n",
-                peer == 0 ? "ipc" : ToIpString(htonl(peer)).c_str(), count, reason);
+  zmb_log.Print(ZMB_WARN, "<warn func=ZmbGuard refused peer=%s connections=%d reason=\"%s\"/>\n",
+                peer == 0 ? "ipc" : ToIpString(htonl(peer)).c_str(), static_cast<int>(count),
+                reason);
 }
 
 }  // namespace Common

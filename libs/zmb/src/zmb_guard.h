@@ -44,10 +44,8 @@ class ZmbGuard {
 
   explicit ZmbGuard(Time (*now)() = &std::chrono::steady_clock::now) : now_(now) {}
 
-  /// In place of a socket: of one that publishes.
-  static Socket NobodyReads();
-  /// What `listener` accepts is read by `socket`.
-  void Listens(int listener, Socket socket);
+  /// What `listener` accepts is read by `socket`, or, of one that publishes, heard by its peers.
+  void Listens(int listener, Socket socket, bool publishes = false);
   void SocketClosed(Socket socket);
 
   // What the thread of a socket does; nothing for one that does not listen.
@@ -78,6 +76,8 @@ class ZmbGuard {
   bool Admit(int fd, const Ends& ends, int listener = -1);
   /// As Admit, with the ends that the connection itself names.
   bool Admit(int fd, int listener);
+  /// A connection that this process makes. It takes no place, but what comes is followed, too.
+  void Connects(int fd);
   /// Bytes that a connection brought. False: it is to be closed. True for one that is unknown.
   bool Received(int fd, std::span<const std::uint8_t> bytes);
   void Closed(int fd);
@@ -96,11 +96,18 @@ class ZmbGuard {
 
   static inline std::array<std::atomic<bool>, kMarks> marks_{};
 
+  enum class Role : std::uint8_t {
+    kAsks,        ///< of a peer that is served
+    kSubscribes,  ///< of one that hears what is published
+    kOutgoing,
+  };
+
   struct Connection {
+    Role role;
     std::uint32_t peer;
-    Socket socket;  ///< that reads it, null when that is not known
+    Socket socket;  ///< at this end, null when that is not known
     Time since;
-    Time last = since;  ///< that something came
+    Time last = since;  ///< that a message came
     std::size_t bytes = 0;
     ZmbStreamWatch watch{};
     bool named = false;  ///< the handshake is over
@@ -116,6 +123,10 @@ class ZmbGuard {
     int same = 0;  ///< of one address
     int tcp = 0;
   };
+  struct Listener {
+    Socket socket;
+    bool publishes;
+  };
 
   // Each: null, or why not.
   const char* RefusalOf(int fd, const Ends& ends) const Q5_REQUIRES(mutex_);
@@ -127,7 +138,9 @@ class ZmbGuard {
   std::optional<Ended> EndOverdue() Q5_REQUIRES(mutex_);
   static void End(int fd, Connection& connection);
   template <class Match>
-  std::optional<Ended> EndIdlest(Match match) Q5_REQUIRES(mutex_);
+  std::optional<Ended> EndIdlest(Time before, Match match) Q5_REQUIRES(mutex_);
+  /// Of the address with the most connections, if it has at least two more than `peer` would.
+  std::optional<Ended> EndOfTheGreediest(std::uint32_t peer) Q5_REQUIRES(mutex_);
   bool IsNameOfAnother(const Connection& connection) const Q5_REQUIRES(mutex_);
   /// Not under the lock: the log may close a file of its own.
   void Report(const char* reason, std::uint32_t peer);
@@ -136,7 +149,7 @@ class ZmbGuard {
   platform::Mutex mutex_;
   /// By descriptor.
   std::unordered_map<int, Connection> connections_ Q5_GUARDED_BY(mutex_);
-  std::unordered_map<int, Socket> listeners_ Q5_GUARDED_BY(mutex_);
+  std::unordered_map<int, Listener> listeners_ Q5_GUARDED_BY(mutex_);
   ZmbLeftBehind left_behind_ Q5_GUARDED_BY(mutex_);
   std::unordered_map<std::string_view, Time> reported_ Q5_GUARDED_BY(mutex_);
 };

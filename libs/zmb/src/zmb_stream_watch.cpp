@@ -141,6 +141,7 @@ const char* ZmbStreamWatch::BeginFrame(const Frame& frame) {
   if (wrong != nullptr) return wrong;
   step_ = Step::kBody;
   is_command_ = frame.command;
+  more_ = frame.more;
   body_left_ = frame.size;
   return body_left_ == 0 ? EndFrame() : nullptr;
 }
@@ -176,7 +177,9 @@ const char* ZmbStreamWatch::EndFrame() {
   step_ = Step::kHeader;
   head_size_ = 0;
   if (identity_) {
-    return is_command_ ? CommandProblem() : nullptr;
+    if (is_command_) return CommandProblem();
+    if (!more_) ++messages_;
+    return nullptr;
   }
   identity_ = version_ == Version::kThree ? IdentityIn(introduction_) : introduction_;
   introduction_ = {};

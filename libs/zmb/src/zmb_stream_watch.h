@@ -22,6 +22,8 @@ class ZmbStreamWatch {
 
   /// Whether the peer has told which version it speaks. From then on libzmq has pipes for it.
   bool HasGreeted() const { return step_ != Step::kGreeting; }
+  /// Whole messages so far; commands do not count.
+  std::uint64_t Messages() const { return messages_; }
   /// The identity that the peer gave itself, empty for none; nothing before it is known.
   const std::optional<std::string>& Identity() const { return identity_; }
 
@@ -52,6 +54,8 @@ class ZmbStreamWatch {
   std::size_t head_size_ = 0;
   std::uint64_t body_left_ = 0;
   bool is_command_ = false;
+  bool more_ = false;  ///< of the frame at hand
+  std::uint64_t messages_ = 0;
   std::string introduction_;  ///< what may hold the identity; later a command
   std::optional<std::string> identity_;
   std::uint64_t envelope_ = 0;  ///< of the message that is arriving, as it is charged
