@@ -141,8 +141,7 @@ const char* ZmbGuard::FindPlace(std::uint32_t peer, std::optional<Ended>& ended)
   const int tcp_left = peer == 0 ? 1 : limits::kTcpConnections - places.tcp;
   if (same_left > 0 && tcp_left > 0) return nullptr;
   if (same_left >= 0 && tcp_left >= 0) {
-    const Time idle = now_() - std::chrono::milliseconds(limits::kIdleMs);
-    ended = EndIdlest(idle, [&](const Connection& other) {
+    ended = EndIdlest([&](const Connection& other) {
       return same_left == 0 ? other.peer == peer : other.peer != 0;
     });
     if (!ended && same_left > 0) ended = EndOfTheGreediest(peer);
@@ -181,7 +180,8 @@ std::optional<ZmbGuard::Ended> ZmbGuard::EndOverdue() {
 // A connection of which a message still waits is not idle, however long it waits. Nor is one that
 // subscribes, which has nothing to say.
 template <class Match>
-std::optional<ZmbGuard::Ended> ZmbGuard::EndIdlest(Time limit, Match match) {
+std::optional<ZmbGuard::Ended> ZmbGuard::EndIdlest(Match match) {
+  Time limit = now_() - std::chrono::milliseconds(limits::kIdleMs);
   auto idlest = connections_.end();
   for (auto entry = connections_.begin(); entry != connections_.end(); ++entry) {
     const Connection& connection = entry->second;
@@ -196,7 +196,8 @@ std::optional<ZmbGuard::Ended> ZmbGuard::EndIdlest(Time limit, Match match) {
   return Ended{"idle while others find no place", idlest->second.peer};
 }
 
-// No three addresses keep all others out.
+// No three addresses keep all others out. The newest has to go: who has been served for longer
+// stays, however much others of his address ask for.
 std::optional<ZmbGuard::Ended> ZmbGuard::EndOfTheGreediest(std::uint32_t peer) {
   std::unordered_map<std::uint32_t, int> counts;
   for (const auto& [fd, connection] : connections_) {
@@ -207,8 +208,15 @@ std::optional<ZmbGuard::Ended> ZmbGuard::EndOfTheGreediest(std::uint32_t peer) {
   const auto most =
       std::ranges::max_element(counts, {}, [](const auto& entry) { return entry.second; });
   if (most == counts.end() || most->second < own + 2) return std::nullopt;
-  const std::uint32_t greediest = most->first;
-  return EndIdlest(now_(), [&](const Connection& other) { return other.peer == greediest; });
+  auto newest = connections_.end();
+  for (auto entry = connections_.begin(); entry != connections_.end(); ++entry) {
+    const Connection& connection = entry->second;
+    if (connection.role != Role::kAsks || connection.ended) continue;
+    if (connection.peer != most->first) continue;
+    if (newest == connections_.end() || connection.since > newest->second.since) newest = entry;
+  }
+  End(newest->first, newest->second);
+  return Ended{"of the address with the most, in favour of another", most->first};
 }
 
 // The descriptor cannot be another file's yet: who closes it waits in Closed until this is over.

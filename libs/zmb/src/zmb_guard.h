@@ -138,8 +138,8 @@ class ZmbGuard {
   std::optional<Ended> EndOverdue() Q5_REQUIRES(mutex_);
   static void End(int fd, Connection& connection);
   template <class Match>
-  std::optional<Ended> EndIdlest(Time before, Match match) Q5_REQUIRES(mutex_);
-  /// Of the address with the most connections, if it has at least two more than `peer` would.
+  std::optional<Ended> EndIdlest(Match match) Q5_REQUIRES(mutex_);
+  /// The newest of the address with the most, if that has at least two more than `peer`.
   std::optional<Ended> EndOfTheGreediest(std::uint32_t peer) Q5_REQUIRES(mutex_);
   bool IsNameOfAnother(const Connection& connection) const Q5_REQUIRES(mutex_);
   /// Not under the lock: the log may close a file of its own.
