@@ -98,8 +98,8 @@ std::string MessageText(const IntPubSubMsg& message) {
   const auto* bytes = reinterpret_cast<const char*>(&message);
   for (const Field& field : kLayout.fields.subspan(1)) {
     const char* from = bytes + field.offset;
-    const bool empty =
-        std::all_of(from, from + field.size * field.count, [](char byte) { return byte == 0; });
+    const bool empty = std::all_of(from, from + std::ptrdiff_t{field.size} * field.count,
+                                   [](char byte) { return byte == 0; });
     const std::string_view name = field.name;
     if (name == kChecksum || (empty && name != "module")) continue;
     text.append(" ").append(name).append("=").append(Msg::FieldText(field, &message));

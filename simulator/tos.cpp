@@ -1,5 +1,6 @@
 #include "simulator/tos.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -44,7 +45,10 @@ unsigned RelaysOf(const std::uint8_t* bytes, bool set) {
   for (const bool source : {false, true}) {
     for (const int channel : {0, 1}) {
       const auto right = RelayRequest::Make(set, channel, source);
-      if (std::memcmp(&right, &request, sizeof right) == 0) return relays;
+      if (std::equal(bytes, bytes + sizeof right, right.GetData(),
+                     [](auto a, auto b) { return static_cast<char>(a) == b; })) {
+        return relays;
+      }
     }
   }
   return 0;

@@ -33,7 +33,8 @@ constexpr SentEvent kSentEvents[] = {
 
 // The event's number is of use only where its form has one: the fault.
 void CaptureSent(const IntPubSubMsg& message) {
-  const auto* sent = std::ranges::find(kSentEvents, message.msgtype, &SentEvent::id);
+  const int id = message.msgtype;  // a packed field takes no reference
+  const auto* sent = std::ranges::find(kSentEvents, id, &SentEvent::id);
   if (sent == std::end(kSentEvents)) return;
   if (message.fpfault != 0) {
     Logger::Capture(sent->event, message.fpfault);
